@@ -1,0 +1,1 @@
+#include "limes/version.h"

@@ -1,0 +1,59 @@
+# What every target of this project is compiled with, and one function per kind of target.
+
+add_library(limes_build_flags INTERFACE)
+# Results are the same bits on every processor: no contraction into fused multiply-adds. The two
+# others change no result; without them g++ leaves square roots and masked sums scalar.
+target_compile_options(limes_build_flags INTERFACE
+  $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-ffp-contract=off -fno-math-errno -fno-trapping-math
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow>)
+if(LIMES_WERROR)
+  target_compile_options(limes_build_flags INTERFACE
+    $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Werror>)
+endif()
+if(LIMES_SANITIZE)
+  target_compile_options(limes_build_flags INTERFACE -fsanitize=${LIMES_SANITIZE}
+    -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(limes_build_flags INTERFACE -fsanitize=${LIMES_SANITIZE})
+  target_compile_definitions(limes_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+
+# One program per folder of tests: limes_test_dir(core) builds tests/core/*_test.cpp.
+function(limes_test_dir name)
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*_test.cpp")
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(limes_${name}_tests ${sources})
+  target_link_libraries(limes_${name}_tests PRIVATE limes_static limes_build_flags
+    GTest::gmock GTest::gtest_main ${ARGN})
+  target_include_directories(limes_${name}_tests PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_compile_definitions(limes_${name}_tests PRIVATE
+    LIMES_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data" LIMES_LIBRARY_FILE="$<TARGET_FILE:limes>")
+  add_dependencies(limes_${name}_tests limes)
+  gtest_discover_tests(limes_${name}_tests TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+    PROPERTIES TIMEOUT 600)
+endfunction()
+
+# A fuzz target fuzz/NAME_fuzz.cpp with its seeds in fuzz/corpus/NAME; ctest replays the seeds.
+function(limes_fuzz_target name)
+  add_executable(${name}_fuzz "${CMAKE_CURRENT_SOURCE_DIR}/${name}_fuzz.cpp")
+  target_link_libraries(${name}_fuzz PRIVATE limes_static limes_build_flags ${ARGN})
+  target_include_directories(${name}_fuzz PRIVATE "${PROJECT_SOURCE_DIR}")
+  if(LIMES_FUZZ)
+    target_compile_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
+    target_link_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${name}_fuzz PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/replay_main.cpp")
+    if(LIMES_TESTS)
+      add_test(NAME fuzz.${name} COMMAND ${name}_fuzz "${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name}")
+    endif()
+  endif()
+endfunction()
+
+# A benchmark benchmarks/NAME_bench.cpp.
+function(limes_benchmark name)
+  add_executable(${name}_bench "${CMAKE_CURRENT_SOURCE_DIR}/${name}_bench.cpp")
+  target_link_libraries(${name}_bench PRIVATE limes_static limes_build_flags benchmark::benchmark
+    ${ARGN})
+  target_include_directories(${name}_bench PRIVATE "${PROJECT_SOURCE_DIR}")
+endfunction()

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+namespace limes::test {
+
+/// Equal bits, or both NaN: which NaN a computation keeps is the compiler's choice.
+inline bool Same(float a, float b) {
+  return (std::isnan(a) && std::isnan(b)) ||
+         std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+}
+
+inline bool Same(double a, double b) {
+  return (std::isnan(a) && std::isnan(b)) ||
+         std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+/// Floats from raw generator bits, so that a failure repeats on every system. Kinds: 0 moderate
+/// values, 1 any bit pattern (NaN, infinities, denormals), 2 few distinct values (ties, signed zeros).
+inline float RandomFloat(std::mt19937& random, int kind) {
+  const std::uint32_t bits = random();
+  switch (kind) {
+    case 1:
+      return std::bit_cast<float>(bits);
+    case 2: {
+      constexpr float kFew[] = {0.0F, -0.0F, 1.0F, -1.0F, 2.0F, 0.5F, 1e-40F, 3.0F};
+      return kFew[bits >> 29];
+    }
+    default:
+      return (static_cast<float>(bits >> 8) - 8388608.0F) / 65536.0F;
+  }
+}
+
+inline std::vector<float> RandomFloats(std::mt19937& random, std::size_t n, int kind) {
+  std::vector<float> values(n);
+  for (float& v : values) {
+    v = RandomFloat(random, kind);
+  }
+  return values;
+}
+
+}  // namespace limes::test
