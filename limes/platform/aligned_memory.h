@@ -15,7 +15,8 @@ inline constexpr std::size_t kKernelAlignment = 64;
 
 namespace platform {
 
-/// Bytes aligned to a power of two; null when memory is short or bytes is 0. Freed with FreeAligned.
+/// Bytes aligned to a power of two; null when memory is short or bytes is 0. Freed with
+/// FreeAligned.
 LIMES_EXPORT void* AllocateAligned(std::size_t bytes, std::size_t alignment) noexcept;
 
 /// Frees a block of AllocateAligned with the same alignment; null is allowed.

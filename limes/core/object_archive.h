@@ -1,0 +1,175 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "limes/export.h"
+#include "limes/platform/object.h"
+#include "limes/platform/text.h"
+
+namespace limes {
+
+class CFileStream;
+class CSerializer;
+
+/// Base of the classes that an object archive stores and creates.
+class LIMES_EXPORT CSObject : public CObject {
+ public:
+  using CObject::Serialize;
+
+  const CRuntimeClass* GetRuntimeClass() const override;
+
+  /// Stores or loads the fields, by the archive's IsStoring: not 0 on success. Here: nothing, 1.
+  virtual int Serialize(CSerializer* archive);
+
+  static const CRuntimeClass* GetThisClass();
+};
+
+/// Archive of objects and raw words in an array of 32-bit words that the caller owns and moves to
+/// and from files.
+///
+/// Words: 0 marker, 1 count of words in use (these 42 included), 2..41 the archive's name, one
+/// sign-extended character per word, then the data in the order stored. An object is 40 words with
+/// its class name, then its fields. No operation throws; failures are 0 or null.
+class LIMES_EXPORT CSerializer : public CObject {
+ public:
+  static constexpr std::uint32_t kHeaderWords = 42;
+  static constexpr std::uint32_t kNameWords = 40;
+
+  /// Mode of Init: read an archive. Every other mode stores.
+  static constexpr unsigned kLoad = 1;
+
+  /// No array, capacity 0.
+  CSerializer();
+  CSerializer(std::uint32_t* words, unsigned capacity, unsigned mode);
+  CSerializer(const CSerializer&) = delete;
+  CSerializer& operator=(const CSerializer&) = delete;
+
+  const CRuntimeClass* GetRuntimeClass() const override;
+  static const CRuntimeClass* GetThisClass();
+
+  /// Attaches an array of capacity words, which must outlive its use. Mode 1 loads: marker, count
+  /// and name come from the array (nothing from a null array or one shorter than the header). Any
+  /// other mode stores: count 42, no name, the array untouched. Position behind the header. A null
+  /// array with a capacity only counts: stores advance without copying.
+  void Init(std::uint32_t* words, unsigned capacity, unsigned mode);
+
+  /// Keeps the first 40 characters, with a message when there are more, and writes them into the
+  /// array. Null is the empty name.
+  void SetArchiveName(const char* name);
+  const char* ArchiveName() const { return name_.data(); }
+
+  /// Keeps the marker and writes it into word 0 of an attached array.
+  void SetMarker(std::uint32_t marker);
+  std::uint32_t Marker() const { return marker_; }
+
+  /// Data words stored or loaded so far.
+  std::uint32_t GetPosition() const { return position_ - kHeaderWords; }
+
+  /// Words in use, header included.
+  std::uint32_t Groesse() const { return count_; }
+
+  /// Words in use behind the position: what an honest archive can still deliver.
+  std::uint32_t DataLeft() const { return count_ > position_ ? count_ - position_ : 0; }
+
+  int IsStoring() const { return storing_; }
+
+  /// Stores as many of the n words as fit: their number. Zeros are stored for a null source. O(n).
+  int StoreData(const std::uint32_t* source, int n);
+
+  /// As StoreData without copying: the words keep what they hold.
+  int SkipStoreData(unsigned n);
+
+  /// Stores a block of n bytes, padded with zeros to whole words: the bytes stored, padded. O(n).
+  int StoreBytes(const char* source, int n);
+
+  /// Loads as many of n words as the capacity allows: their number. O(n).
+  int LoadData(std::uint32_t* target, int n);
+
+  /// As LoadData, but stays at the position.
+  int LoadDataNoMove(std::uint32_t* target, int n);
+
+  /// Loads n bytes and passes over whole words: n, or 0 behind the end. Bytes that a block across
+  /// the end lacks are 0. O(n).
+  int LoadBytes(char* target, int n);
+
+  /// Passes over n words, at most to the end; where they begin, null at the end or without an
+  /// array. Ask WordsToEnd before for how many lie there.
+  std::uint32_t* SkipData(int n);
+
+  /// Words between the position and the end of the array.
+  std::uint32_t WordsToEnd() const { return position_ < capacity_ ? capacity_ - position_ : 0; }
+
+  /// Stores the class name and the object's fields: the result of its Serialize, or 0 when the
+  /// name does not fit or the object is null.
+  int StoreObject(CSObject* object);
+
+  /// A new object of the class named next, owned by the caller, after its Serialize, whose result
+  /// is not looked at. Null when fewer than 40 words are left or the class is not registered, and,
+  /// with a message, when it cannot be created.
+  CSObject* LoadObject();
+
+  /// Loads the fields of an object of the class named next: the result of its Serialize; 0, with
+  /// a message and behind the name, when the name is another class's.
+  int ReloadObject(CSObject* object);
+
+  /// 1 and the name of the class named next when it is registered, else 0 and an empty name. Stays
+  /// at the position.
+  int TestLoadObject(wide_string& name);
+
+  /// 1 when the class named next is the object's, else 0. Stays at the position.
+  int TestReloadObject(const CSObject* object);
+
+  /// Reads an archive into the attached array and starts loading: 1, or 0 with the state as it
+  /// was. wordCount: -1 without an array, 0 when the file is too short, else the count that the
+  /// file states, which must not exceed the capacity.
+  int FetchFromFile(CFileStream& file, int* wordCount = nullptr);
+
+ private:
+  int Advance(std::uint64_t words);
+  void ReadHeader(std::uint32_t words);
+  bool LoadName(std::array<std::uint32_t, kNameWords>& words, bool move);
+
+  int storing_ = 0;
+  std::uint32_t* words_ = nullptr;
+  std::uint32_t* cursor_ = nullptr;
+  std::uint32_t capacity_ = 0;
+  std::uint32_t position_ = kHeaderWords;
+  std::array<char, kNameWords + 1> name_{};  ///< always ends with 0
+  std::uint32_t count_ = kHeaderWords;
+  std::uint32_t marker_ = 0;
+};
+
+/// Entry of the process-wide list of classes that the archive creates by name.
+///
+/// Entries are static objects made while the library (or a host's module) is loaded; the list
+/// never shrinks.
+class LIMES_EXPORT CSObjectRegister : public CObject {
+ public:
+  /// An empty entry outside the list.
+  CSObjectRegister() = default;
+
+  /// Appends an entry to the list; the name must outlive it.
+  CSObjectRegister(const CRuntimeClass* runtimeClass, const char* name);
+
+  const CRuntimeClass* GetRuntimeClass() const override;
+  static const CRuntimeClass* GetThisClass();
+
+  /// Class of the first entry of exactly this name; null when there is none. O(n).
+  static const CRuntimeClass* ObjektSuchen(const char* name);
+
+  /// Number of entries.
+  static std::int32_t Anzahl();
+
+ private:
+  static CSObjectRegister* m_wurzel;   ///< first entry
+  static CSObjectRegister* m_letzter;  ///< last entry
+  static std::int32_t m_anzahl;
+
+  const CRuntimeClass* class_ = nullptr;
+  CSObjectRegister* next_ = nullptr;
+  const char* name_ = "";
+};
+
+}  // namespace limes

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "limes/export.h"
+#include "limes/platform/storable.h"
+
+namespace limes {
+
+/// A file that records are read from and written to. A host may derive its own.
+class LIMES_EXPORT CFileStream {
+ public:
+  CFileStream() = default;
+  CFileStream(const CFileStream&) = delete;
+  CFileStream& operator=(const CFileStream&) = delete;
+  virtual ~CFileStream();
+
+  /// Reads up to bytes bytes: the number read, fewer at the end or on an error. Never throws.
+  [[nodiscard]] virtual std::size_t Read(void* data, std::size_t bytes) = 0;
+
+  /// Writes all bytes, or throws CStorable::failure.
+  virtual void Write(const void* data, std::size_t bytes) = 0;
+
+  /// Moves to a position from the start, or throws CStorable::failure; behind the end is an error.
+  virtual void Seek(std::int64_t position) = 0;
+
+  /// Position of the next byte, from the start.
+  virtual std::int64_t Position() = 0;
+
+  /// Bytes from the position to the end; -1 when unknown, as for a pipe.
+  virtual std::int64_t Remaining() = 0;
+};
+
+/// A file in memory: grows by writing, or reads bytes that belong to someone else.
+class LIMES_EXPORT CMemoryStream : public CFileStream {
+ public:
+  /// Empty, for writing and reading back.
+  CMemoryStream() = default;
+
+  /// Owns the bytes, positioned at their start.
+  explicit CMemoryStream(std::vector<std::uint8_t> bytes);
+
+  /// Reads the bytes, which must outlive the stream; writing fails.
+  explicit CMemoryStream(std::span<const std::uint8_t> bytes);
+
+  [[nodiscard]] std::size_t Read(void* data, std::size_t bytes) override;
+  void Write(const void* data, std::size_t bytes) override;
+  void Seek(std::int64_t position) override;
+  std::int64_t Position() override;
+  std::int64_t Remaining() override;
+
+  /// All bytes; valid until the next write.
+  std::span<const std::uint8_t> Bytes() const { return foreign_ ? view_ : own_; }
+
+ private:
+  std::vector<std::uint8_t> own_;
+  std::span<const std::uint8_t> view_;
+  std::size_t position_ = 0;
+  bool foreign_ = false;
+};
+
+/// A file on disk, buffered.
+class LIMES_EXPORT CDiskStream : public CFileStream {
+ public:
+  enum class Mode {
+    kRead,       ///< an existing file
+    kWrite,      ///< a new file; an old one is emptied
+    kReadWrite,  ///< an existing file or a new one
+  };
+
+  CDiskStream();
+  CDiskStream(const std::filesystem::path& path, Mode mode);
+  ~CDiskStream() override;
+
+  /// Closes the file in use and opens another; false when that cannot be opened so. A UTF-8 name
+  /// is given as std::u8string.
+  [[nodiscard]] bool Open(const std::filesystem::path& path, Mode mode);
+  bool IsOpen() const;
+
+  /// Writes what is buffered and closes; false when that could not be written.
+  bool Close();
+
+  [[nodiscard]] std::size_t Read(void* data, std::size_t bytes) override;
+  void Write(const void* data, std::size_t bytes) override;
+  void Seek(std::int64_t position) override;
+  std::int64_t Position() override;
+
+  /// By the size at opening and what was written since; -1 for anything but a regular file.
+  std::int64_t Remaining() override;
+
+ private:
+  struct File;
+  std::unique_ptr<File> file_;
+};
+
+}  // namespace limes

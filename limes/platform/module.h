@@ -1,0 +1,88 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "limes/export.h"
+#include "limes/platform/string_table.h"
+
+namespace limes {
+
+/// An extension module of the host's framework: a name, a version and a string table.
+///
+/// Registers itself when constructed and leaves when destroyed, so a static object stands for
+/// "while the library is loaded". Names must outlive it.
+class LIMES_EXPORT CModule {
+ public:
+  /// Text of an id in a language; null when the module has none.
+  using TextTable = const char16_t* (*)(unsigned id, platform::Language language);
+
+  CModule(const char* name, const char* version, TextTable texts);
+  ~CModule();
+  CModule(const CModule&) = delete;
+  CModule& operator=(const CModule&) = delete;
+
+  const char* Name() const { return name_; }
+  const char* Version() const { return version_; }
+
+ private:
+  friend class ModuleRegistry;
+
+  const char* name_;
+  const char* version_;
+  TextTable texts_;
+  CModule* next_ = nullptr;
+};
+
+/// The modules loaded at present, in the order of loading: the resource chain. Any thread.
+class LIMES_EXPORT ModuleRegistry {
+ public:
+  struct Entry {
+    std::string name;
+    std::string version;
+  };
+  static std::vector<Entry> Modules();
+
+  /// This library's own module.
+  static const CModule* Library();
+
+  /// Makes a module the one whose texts are looked up first (null: none); returns the former one.
+  static const CModule* SetResourceSource(const CModule* module);
+
+  /// Text of an id from the resource source or the chain; null when none has it.
+  static const char16_t* FindText(unsigned id, platform::Language language);
+
+ private:
+  friend class CModule;
+  static void Join(CModule* module);
+  static void Leave(CModule* module);
+};
+
+/// Makes a module the resource source for a scope, and the former one again at its end.
+class ResourceSourceScope {
+ public:
+  explicit ResourceSourceScope(const CModule* module)
+      : former_(ModuleRegistry::SetResourceSource(module)) {}
+  ~ResourceSourceScope() { ModuleRegistry::SetResourceSource(former_); }
+  ResourceSourceScope(const ResourceSourceScope&) = delete;
+  ResourceSourceScope& operator=(const ResourceSourceScope&) = delete;
+
+ private:
+  const CModule* former_;
+};
+
+}  // namespace limes
+
+extern "C" {
+
+/// Told of a module that joins (joined 1) or leaves (0).
+using limes_module_observer = void (*)(const char* name, const char* version, int joined,
+                                       void* context);
+
+/// For hosts that load the library by hand: calls the observer for each module present and from
+/// then on at each change, the unloading of the library included. Null ends it.
+LIMES_EXPORT void limes_observe_modules(limes_module_observer observer, void* context);
+
+/// Number of modules registered.
+LIMES_EXPORT unsigned limes_module_count();
+}
