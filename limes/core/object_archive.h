@@ -65,17 +65,18 @@ class LIMES_EXPORT CSerializer : public CObject {
   std::uint32_t Marker() const { return marker_; }
 
   /// Data words stored or loaded so far.
-  std::uint32_t GetPosition() const { return position_ - kHeaderWords; }
+  std::uint32_t GetPosition() const { return static_cast<std::uint32_t>(position_ - kHeaderWords); }
 
   /// Words in use, header included.
   std::uint32_t Groesse() const { return count_; }
 
   /// Words in use behind the position: what an honest archive can still deliver.
-  std::uint32_t DataLeft() const { return count_ > position_ ? count_ - position_ : 0; }
+  std::uint32_t DataLeft() const { return WordsTo(count_); }
 
   int IsStoring() const { return storing_; }
 
-  /// Stores as many of the n words as fit: their number. Zeros are stored for a null source. O(n).
+  /// Stores as many of the n words as fit: their number. A null source is stored by a counting
+  /// archive only. O(n).
   int StoreData(const std::uint32_t* source, int n);
 
   /// As StoreData without copying: the words keep what they hold.
@@ -99,7 +100,7 @@ class LIMES_EXPORT CSerializer : public CObject {
   std::uint32_t* SkipData(int n);
 
   /// Words between the position and the end of the array.
-  std::uint32_t WordsToEnd() const { return position_ < capacity_ ? capacity_ - position_ : 0; }
+  std::uint32_t WordsToEnd() const { return WordsTo(capacity_); }
 
   /// Stores the class name and the object's fields: the result of its Serialize, or 0 when the
   /// name does not fit or the object is null.
@@ -127,15 +128,19 @@ class LIMES_EXPORT CSerializer : public CObject {
   int FetchFromFile(CFileStream& file, int* wordCount = nullptr);
 
  private:
-  int Advance(std::uint64_t words);
-  void ReadHeader(std::uint32_t words);
-  bool LoadName(std::array<std::uint32_t, kNameWords>& words, bool move);
+  using NameWords = std::array<std::uint32_t, kNameWords>;
+
+  std::uint32_t WordsTo(std::uint32_t end) const {
+    return position_ < end ? end - static_cast<std::uint32_t>(position_) : 0;
+  }
+  int Store(const std::uint32_t* source, std::uint64_t n);
+  int Peek(std::uint32_t* target, int n) const;
+  void TakeHeader(std::uint32_t wordsPresent);
 
   int storing_ = 0;
   std::uint32_t* words_ = nullptr;
-  std::uint32_t* cursor_ = nullptr;
   std::uint32_t capacity_ = 0;
-  std::uint32_t position_ = kHeaderWords;
+  std::uint64_t position_ = kHeaderWords;    ///< may pass the capacity, see LoadBytes
   std::array<char, kNameWords + 1> name_{};  ///< always ends with 0
   std::uint32_t count_ = kHeaderWords;
   std::uint32_t marker_ = 0;

@@ -145,7 +145,7 @@ class LIMES_EXPORT CQuinterMFC {
   const wide_string& Field(unsigned i) const { return field_[i]; }
   void Field(unsigned i, std::u16string_view text) { field_[i] = text; }
 
-  /// The channel, or "channel,sensor" when there is a sensor, cut at 99 characters.
+  /// The channel; with a sensor "channel,sensor", cut at 99 characters.
   wide_string GetChanPlusSensor() const;
 
   /// Splits at the first ',' into channel and sensor; all is channel when there is none or it

@@ -8,11 +8,11 @@ void* AllocateAligned(std::size_t bytes, std::size_t alignment) noexcept {
   if (bytes == 0) {
     return nullptr;
   }
-  return ::operator new(bytes, std::align_val_t{alignment}, std::nothrow);
+  return ::operator new (bytes, std::align_val_t{alignment}, std::nothrow);
 }
 
 void FreeAligned(void* block, std::size_t alignment) noexcept {
-  ::operator delete(block, std::align_val_t{alignment});
+  ::operator delete (block, std::align_val_t{alignment});
 }
 
 }  // namespace limes::platform

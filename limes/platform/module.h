@@ -8,30 +8,28 @@
 
 namespace limes {
 
-/// An extension module of the host's framework: a name, a version and a string table.
-///
-/// Registers itself when constructed and leaves when destroyed, so a static object stands for
-/// "while the library is loaded". Names must outlive it.
-class LIMES_EXPORT CModule {
- public:
+/// An extension module of the host's framework: a name, a version and a string table. Constant
+/// data that outlives its registration.
+struct SModule {
+  const char* name = "";
+  const char* version = "";
   /// Text of an id in a language; null when the module has none.
-  using TextTable = const char16_t* (*)(unsigned id, platform::Language language);
+  const char16_t* (*text)(unsigned id, platform::Language language) = nullptr;
+};
 
-  CModule(const char* name, const char* version, TextTable texts);
-  ~CModule();
-  CModule(const CModule&) = delete;
-  CModule& operator=(const CModule&) = delete;
-
-  const char* Name() const { return name_; }
-  const char* Version() const { return version_; }
+/// Registers a module while it lives; a static object stands for "while the code is loaded".
+class LIMES_EXPORT CModuleRegistration {
+ public:
+  explicit CModuleRegistration(const SModule* module);
+  ~CModuleRegistration();
+  CModuleRegistration(const CModuleRegistration&) = delete;
+  CModuleRegistration& operator=(const CModuleRegistration&) = delete;
 
  private:
   friend class ModuleRegistry;
 
-  const char* name_;
-  const char* version_;
-  TextTable texts_;
-  CModule* next_ = nullptr;
+  const SModule* module_;
+  CModuleRegistration* next_ = nullptr;
 };
 
 /// The modules loaded at present, in the order of loading: the resource chain. Any thread.
@@ -43,32 +41,28 @@ class LIMES_EXPORT ModuleRegistry {
   };
   static std::vector<Entry> Modules();
 
-  /// This library's own module.
-  static const CModule* Library();
+  /// This library's own module, "limes".
+  static const SModule* Library();
 
   /// Makes a module the one whose texts are looked up first (null: none); returns the former one.
-  static const CModule* SetResourceSource(const CModule* module);
+  /// One for the process, as the language.
+  static const SModule* SetResourceSource(const SModule* module);
 
   /// Text of an id from the resource source or the chain; null when none has it.
   static const char16_t* FindText(unsigned id, platform::Language language);
-
- private:
-  friend class CModule;
-  static void Join(CModule* module);
-  static void Leave(CModule* module);
 };
 
 /// Makes a module the resource source for a scope, and the former one again at its end.
 class ResourceSourceScope {
  public:
-  explicit ResourceSourceScope(const CModule* module)
+  explicit ResourceSourceScope(const SModule* module)
       : former_(ModuleRegistry::SetResourceSource(module)) {}
   ~ResourceSourceScope() { ModuleRegistry::SetResourceSource(former_); }
   ResourceSourceScope(const ResourceSourceScope&) = delete;
   ResourceSourceScope& operator=(const ResourceSourceScope&) = delete;
 
  private:
-  const CModule* former_;
+  const SModule* former_;
 };
 
 }  // namespace limes

@@ -74,13 +74,14 @@ class LIMES_EXPORT CResourceSea {
   const std::map<wide_string, CResourceList, std::less<>>& Lists() const { return lists_; }
 
   /// Replaces the content by a UTF-8 text of "[name]" lines, each followed by the lines of its
-  /// list; blank lines and lines that begin with '#' are passed over. False, with the content
-  /// unchanged, when a line stands before the first name, a name is not closed, or memory is
-  /// short. A name that comes again continues its list. O(n).
+  /// list. Blank lines and lines that begin with '#' are passed over; a '\\' in front of a line
+  /// makes it an entry whatever follows. A name that comes again continues its list. False, with
+  /// the content unchanged, when a line stands before the first name, a name is not closed, or
+  /// memory is short. O(n).
   [[nodiscard]] bool Load(CFileStream& file);
 
-  /// Writes that text; false when the stream fails. Line ends inside names and lines become
-  /// blanks; what could not be read back as it is (blank lines) is left out.
+  /// Writes that text, lists by name; false when the stream fails. Line ends inside of names and
+  /// lines become blanks. O(n).
   [[nodiscard]] bool Save(CFileStream& file) const;
 
  private:

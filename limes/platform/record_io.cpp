@@ -1,0 +1,94 @@
+#include "limes/platform/record_io.h"
+
+#include "limes/platform/file_stream.h"
+
+namespace limes::detail {
+
+namespace {
+
+/// Table k gives the effect of a byte that k further bytes follow, so that eight are taken at once.
+/// Source: Kounavis, Berry: A systematic approach to building high performance software-based CRC
+/// generators, 2005 ("slicing by 8").
+constexpr auto kCrcTables = [] {
+  std::array<std::array<std::uint32_t, 256>, 8> tables{};
+  for (std::uint32_t byte = 0; byte < 256; ++byte) {
+    std::uint32_t crc = byte;
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = (crc & 1) != 0 ? crc >> 1 ^ 0xEDB88320U : crc >> 1;
+    }
+    tables[0][byte] = crc;
+  }
+  for (std::size_t k = 1; k < 8; ++k) {
+    for (std::size_t byte = 0; byte < 256; ++byte) {
+      const std::uint32_t crc = tables[k - 1][byte];
+      tables[k][byte] = crc >> 8 ^ tables[0][crc & 0xFF];
+    }
+  }
+  return tables;
+}();
+
+}  // namespace
+
+std::uint32_t Crc32(std::span<const std::uint8_t> bytes, std::uint32_t crc) {
+  crc = ~crc;
+  std::size_t i = 0;
+  for (; bytes.size() - i >= 8; i += 8) {
+    const auto lo = FromLittleEndian<std::uint32_t>(bytes.data() + i) ^ crc;
+    const auto hi = FromLittleEndian<std::uint32_t>(bytes.data() + i + 4);
+    crc = kCrcTables[7][lo & 0xFF] ^ kCrcTables[6][lo >> 8 & 0xFF] ^
+          kCrcTables[5][lo >> 16 & 0xFF] ^ kCrcTables[4][lo >> 24] ^ kCrcTables[3][hi & 0xFF] ^
+          kCrcTables[2][hi >> 8 & 0xFF] ^ kCrcTables[1][hi >> 16 & 0xFF] ^ kCrcTables[0][hi >> 24];
+  }
+  for (; i < bytes.size(); ++i) {
+    crc = crc >> 8 ^ kCrcTables[0][(crc ^ bytes[i]) & 0xFF];
+  }
+  return ~crc;
+}
+
+std::int64_t RecordReader::Remaining() const { return file_.Remaining(); }
+
+bool RecordReader::Fits(std::uint64_t count, std::size_t elementBytes) const {
+  const std::int64_t left = Remaining();
+  return left < 0 || count <= static_cast<std::uint64_t>(left) / elementBytes;
+}
+
+bool RecordReader::GetBytes(void* data, std::size_t n) {
+  // A stream may deliver less than asked for before its end, so ask again until nothing comes.
+  auto* const bytes = static_cast<std::uint8_t*>(data);
+  for (std::size_t done = 0; ok_ && done < n;) {
+    const std::size_t got = file_.Read(bytes + done, n - done);
+    if (got == 0 || got > n - done) {
+      return Fail();
+    }
+    done += got;
+  }
+  return ok_;
+}
+
+bool RecordReader::Skip(std::uint64_t n) {
+  if (!ok_ || !Fits(n, 1)) {
+    return Fail();
+  }
+  std::array<std::uint8_t, 4096> buffer;
+  while (n > 0 && ok_) {
+    const auto piece = static_cast<std::size_t>(std::min<std::uint64_t>(n, buffer.size()));
+    ok_ = GetBytes(buffer.data(), piece);
+    n -= piece;
+  }
+  return ok_;
+}
+
+void RecordWriter::PutBytes(const void* data, std::size_t n) {
+  const auto* const bytes = static_cast<const std::uint8_t*>(data);
+  bytes_.insert(bytes_.end(), bytes, bytes + n);
+}
+
+void RecordWriter::PutChars(std::string_view text, std::size_t width) {
+  const std::size_t n = std::min(text.size(), width);
+  PutBytes(text.data(), n);
+  bytes_.resize(bytes_.size() + (width - n));
+}
+
+void RecordWriter::WriteTo(CFileStream& file) const { file.Write(bytes_.data(), bytes_.size()); }
+
+}  // namespace limes::detail

@@ -1,0 +1,48 @@
+#include "limes/platform/time_scaling.h"
+
+#include <cmath>
+#include <limits>
+
+#include "limes/platform/conversions.h"
+
+namespace limes {
+
+std::int64_t SaturatingSum(std::int64_t a, std::int64_t b) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  if (b > 0 && a > Limits::max() - b) {
+    return Limits::max();
+  }
+  return b < 0 && a < Limits::min() - b ? Limits::min() : a + b;
+}
+
+std::int64_t SaturatingDifference(std::int64_t a, std::int64_t b) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  if (b < 0 && a > Limits::max() + b) {
+    return Limits::max();
+  }
+  return b > 0 && a < Limits::min() + b ? Limits::min() : a - b;
+}
+
+void CTimeFloatScaling::Set(std::int64_t start, std::int64_t end) {
+  start_ = start;
+  end_ = end;
+  span_ = static_cast<double>(SaturatingDifference(end, start));
+  scale_ = span_ == 0.0 ? 1.0 : 1.0 / span_;
+}
+
+float CTimeFloatScaling::ToFloat(std::int64_t t) const {
+  return SpanToFloat(SaturatingDifference(t, start_));
+}
+
+float CTimeFloatScaling::SpanToFloat(std::int64_t seconds) const {
+  return span_ == 0.0 ? 0.0F : static_cast<float>(static_cast<double>(seconds) * scale_);
+}
+
+std::int64_t CTimeFloatScaling::ToTime(float x) const {
+  if (std::isnan(x)) {
+    return start_;
+  }
+  return SaturatingSum(start_, TruncToInt64(double{x} * span_));
+}
+
+}  // namespace limes
