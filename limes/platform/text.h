@@ -38,7 +38,7 @@ class FormatArg {
  public:
   template <std::integral T>
   FormatArg(T value) : value_(static_cast<std::int64_t>(value)), bits_(8 * sizeof(T)) {}
-  FormatArg(float value) : value_(double{value}) {}
+  FormatArg(float value) : value_(double{value}), bits_(32) {}
   FormatArg(double value) : value_(value) {}
   FormatArg(const char* text) : value_(text == nullptr ? std::string_view() : text) {}
   FormatArg(std::string_view text) : value_(text) {}
@@ -48,6 +48,8 @@ class FormatArg {
   FormatArg(const std::u16string& text) : value_(std::u16string_view(text)) {}
 
   const auto& Value() const { return value_; }
+
+  /// Width of the number's type.
   unsigned Bits() const { return bits_; }
 
  private:

@@ -103,14 +103,16 @@ std::string Upper(std::string_view lower) {
   return text;
 }
 
-void AppendFloat(wide_string& out, double value, const Conversion& how) {
+void AppendFloat(wide_string& out, double value, unsigned bits, const Conversion& how) {
   char buffer[320 + kMaxPrecision];
   std::string_view text = std::isnan(value) ? "nan" : value < 0 ? "-inf" : "inf";
   if (std::isfinite(value)) {
     std::to_chars_result result{};
     const char16_t letter = how.letter | 0x20;
     if (letter == u's') {
-      result = std::to_chars(buffer, std::end(buffer), value);
+      // The shortest text that reads back as the same float or double.
+      result = bits == 32 ? std::to_chars(buffer, std::end(buffer), static_cast<float>(value))
+                          : std::to_chars(buffer, std::end(buffer), value);
     } else {
       const auto form = letter == u'e'   ? std::chars_format::scientific
                         : letter == u'g' ? std::chars_format::general
@@ -159,7 +161,7 @@ void AppendArgument(wide_string& out, const FormatArg& arg, const Conversion& ho
   const bool asFloat = letter == u'f' || letter == u'e' || letter == u'g';
   if (const auto* const integer = std::get_if<std::int64_t>(&arg.Value())) {
     if (asFloat) {
-      AppendFloat(out, static_cast<double>(*integer), how);
+      AppendFloat(out, static_cast<double>(*integer), 64, how);
     } else if (how.letter == u'c') {
       const auto c = static_cast<char16_t>(*integer);
       Pad(out, {&c, 1}, how);
@@ -168,7 +170,7 @@ void AppendArgument(wide_string& out, const FormatArg& arg, const Conversion& ho
     }
   } else if (const auto* const number = std::get_if<double>(&arg.Value())) {
     if (asFloat || how.letter == u's') {
-      AppendFloat(out, *number, how);
+      AppendFloat(out, *number, arg.Bits(), how);
     } else {
       AppendInteger(out, TruncToInt64(*number), 64, how);
     }

@@ -1,0 +1,200 @@
+#include "limes/platform/file_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "limes/platform/record_io.h"
+#include "tests/support/hostile.h"
+
+namespace limes {
+namespace {
+
+using detail::RecordReader;
+using detail::RecordWriter;
+
+std::filesystem::path TempFile(const char8_t* name) {
+  return std::filesystem::path(testing::TempDir()) / (std::u8string(u8"limes_ä_") + name);
+}
+
+std::string ReadText(CFileStream& file, std::size_t n) {
+  std::string text(n, '\0');
+  text.resize(file.Read(text.data(), n));
+  return text;
+}
+
+/// The contract that both kinds of file keep, from an empty file on.
+void ExpectFileContract(CFileStream& file) {
+  file.Write("hello", 5);
+  EXPECT_EQ(file.Position(), 5);
+  EXPECT_EQ(file.Remaining(), 0);
+  EXPECT_EQ(ReadText(file, 4), "");
+  file.Seek(1);
+  EXPECT_EQ(file.Remaining(), 4);
+  EXPECT_EQ(ReadText(file, 2), "el");
+  file.Write("XYZ", 3);  // two bytes inside, one behind the end
+  EXPECT_EQ(file.Position(), 6);
+  file.Write("", 0);
+  file.Seek(0);
+  EXPECT_EQ(ReadText(file, 99), "helXYZ");
+  EXPECT_THROW(file.Seek(7), CStorable::failure);
+  EXPECT_THROW(file.Seek(-1), CStorable::failure);
+  EXPECT_EQ(file.Position(), 6);
+  file.Seek(6);
+  file.Write("!", 1);
+  file.Seek(5);
+  EXPECT_EQ(ReadText(file, 2), "Z!");
+}
+
+TEST(FileStream, MemoryAndDiskKeepTheSameContract) {
+  CMemoryStream memory;
+  ExpectFileContract(memory);
+  const auto path = TempFile(u8"contract");
+  std::filesystem::remove(path);
+  CDiskStream disk(path, CDiskStream::Mode::kReadWrite);
+  ASSERT_TRUE(disk.IsOpen());
+  ExpectFileContract(disk);
+  EXPECT_TRUE(disk.Close());
+  EXPECT_EQ(std::filesystem::file_size(path), 7U);
+  std::filesystem::remove(path);
+}
+
+TEST(FileStream, DiskModes) {
+  const auto path = TempFile(u8"modes");
+  std::filesystem::remove(path);
+  CDiskStream file;
+  EXPECT_FALSE(file.Open(path, CDiskStream::Mode::kRead));
+  EXPECT_FALSE(file.Open(testing::TempDir(), CDiskStream::Mode::kRead)) << "a folder";
+  ASSERT_TRUE(file.Open(path, CDiskStream::Mode::kWrite));
+  file.Write("abc", 3);
+  EXPECT_EQ(ReadText(file, 1), "") << "not open for reading";
+  ASSERT_TRUE(file.Open(path, CDiskStream::Mode::kRead));
+  EXPECT_EQ(file.Remaining(), 3);
+  EXPECT_THROW(file.Write("x", 1), CStorable::failure);
+  EXPECT_EQ(ReadText(file, 9), "abc");
+  ASSERT_TRUE(file.Open(path, CDiskStream::Mode::kWrite));
+  EXPECT_TRUE(file.Close());
+  EXPECT_EQ(std::filesystem::file_size(path), 0U);
+  EXPECT_THROW(file.Seek(0), CStorable::failure) << "closed";
+  EXPECT_EQ(file.Read(nullptr, 0), 0U);
+  std::filesystem::remove(path);
+}
+
+TEST(FileStream, FullDeviceIsReported) {
+  CDiskStream full("/dev/full", CDiskStream::Mode::kWrite);
+  if (!full.IsOpen()) {
+    GTEST_SKIP() << "no such device";
+  }
+  const std::vector<char> much(1 << 20);
+  EXPECT_THROW(full.Write(much.data(), much.size()), CStorable::failure);
+  CDiskStream little("/dev/full", CDiskStream::Mode::kWrite);
+  little.Write("x", 1);
+  EXPECT_FALSE(little.Close());
+}
+
+TEST(FileStream, ForeignMemoryIsReadOnly) {
+  const test::Bytes bytes = {1, 2, 3};
+  CMemoryStream file{std::span<const std::uint8_t>(bytes)};
+  EXPECT_THROW(file.Write("x", 1), CStorable::failure);
+  file.Seek(3);
+  EXPECT_EQ(file.Remaining(), 0);
+}
+
+struct SSample {
+  std::uint16_t version = 1;
+  std::array<std::int8_t, 3> name = {-1, 2, 3};
+  double value = 0.5;
+  std::int32_t count = -2;
+
+  static constexpr auto Fields(auto& s) { return std::tie(s.version, s.name, s.value, s.count); }
+};
+
+TEST(RecordIo, FieldsAreLittleEndianAndUnpadded) {
+  RecordWriter out;
+  out.PutFields(SSample());
+  out.PutChars("abcdef", 4);
+  out.PutChars("a", 2);
+  const test::Bytes expected = {1,    0,    0xFF, 2,    3,    0,   0,   0,   0,   0,   0, 0xE0,
+                                0x3F, 0xFE, 0xFF, 0xFF, 0xFF, 'a', 'b', 'c', 'd', 'a', 0};
+  EXPECT_EQ(test::Bytes(out.Bytes().begin(), out.Bytes().end()), expected);
+  CMemoryStream file(expected);
+  RecordReader in(file);
+  SSample sample{9, {}, 0, 0};
+  ASSERT_TRUE(in.GetFields(sample));
+  EXPECT_EQ(sample.name, SSample().name);
+  EXPECT_EQ(sample.value, 0.5);
+  EXPECT_EQ(sample.count, -2);
+  EXPECT_EQ(file.Position(), 17);
+  EXPECT_TRUE(in.Skip(6));
+  EXPECT_FALSE(in.Skip(1));
+  EXPECT_FALSE(in.Get(sample.count)) << "everything fails after a failure";
+  EXPECT_EQ(sample.count, -2);
+}
+
+/// A stream of unknown length that delivers a few bytes at a time, as a pipe does.
+class Trickle : public CMemoryStream {
+ public:
+  using CMemoryStream::CMemoryStream;
+  std::size_t Read(void* data, std::size_t bytes) override {
+    largest = std::max(largest, bytes);
+    return CMemoryStream::Read(data, std::min<std::size_t>(bytes, 7));
+  }
+  std::int64_t Remaining() override { return -1; }
+
+  std::size_t largest = 0;
+};
+
+TEST(RecordIo, ArraysAskBeforeMemoryGrows) {
+  const test::Bytes bytes(100000, 1);
+  CMemoryStream known(bytes);
+  std::vector<float> values;
+  EXPECT_FALSE(RecordReader(known).GetArray(values, 25001));
+  EXPECT_LT(values.capacity(), 25001U);
+  EXPECT_EQ(known.Position(), 0) << "nothing read";
+  EXPECT_TRUE(RecordReader(known).GetArray(values, 25000));
+
+  Trickle unknown(bytes);
+  std::vector<std::uint64_t> words;
+  EXPECT_FALSE(RecordReader(unknown).GetArray(words, std::uint64_t{1} << 60));
+  EXPECT_LE(unknown.largest, 65536U);
+  EXPECT_LE(words.capacity(), 32768U);
+  unknown.Seek(0);
+  EXPECT_TRUE(RecordReader(unknown).GetArray(words, 12500));
+  EXPECT_EQ(words.back(), 0x0101010101010101U);
+  unknown.Seek(0);
+  EXPECT_TRUE(RecordReader(unknown).Skip(100000));
+}
+
+TEST(RecordIo, CrcKnownValuesAndAnySplit) {
+  const std::string text = "123456789";
+  const std::span<const std::uint8_t> all(reinterpret_cast<const std::uint8_t*>(text.data()), 9);
+  EXPECT_EQ(detail::Crc32(all), 0xCBF43926U);
+  EXPECT_EQ(detail::Crc32({}), 0U);
+  test::Bytes bytes(67);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = static_cast<std::uint8_t>(37 * i);
+  }
+  const std::span<const std::uint8_t> block(bytes);
+  for (std::size_t i = 0; i <= bytes.size(); ++i) {
+    EXPECT_EQ(detail::Crc32(block.subspan(i), detail::Crc32(block.first(i))), detail::Crc32(block));
+  }
+}
+
+TEST(Storable, HeaderIsTheVersionWord) {
+  test::ExpectHostileSafe(CStorable());
+  CMemoryStream file;
+  EXPECT_TRUE(CStorable().WriteToFile(file));
+  EXPECT_EQ(file.Bytes().size(), 4U);
+  file.Seek(0);
+  file.Write("\1", 1);
+  file.Seek(0);
+  CStorable other;
+  EXPECT_FALSE(other.ReadFromFile(file)) << "another version";
+  CMemoryStream closed{std::span<const std::uint8_t>()};
+  EXPECT_FALSE(CStorable().WriteToFile(closed));
+}
+
+}  // namespace
+}  // namespace limes

@@ -1,0 +1,188 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "limes/platform/file_stream.h"
+#include "limes/platform/module.h"
+#include "limes/platform/resource_sea.h"
+#include "limes/platform/string_table.h"
+#include "limes/version.h"
+#include "tests/support/hostile.h"
+
+namespace limes {
+namespace {
+
+using platform::Language;
+
+CMemoryStream Stream(std::string_view text) {
+  return CMemoryStream(test::Bytes(text.begin(), text.end()));
+}
+
+std::string Saved(const CResourceSea& sea) {
+  const test::Bytes bytes =
+      test::Written(sea, [](const CResourceSea& s, CFileStream& file) { return s.Save(file); });
+  return {bytes.begin(), bytes.end()};
+}
+
+TEST(ResourceSea, ReadsListsInOrder) {
+  CResourceSea sea;
+  auto file = Stream(
+      "\xEF\xBB\xBF# limits\r\n[Grenzen ä]\r\n0 10 1\r\n\r\n10 20.5 2\n# note\n[leer]\n"
+      "[Grenzen ä]\n \\x\n\\[y\n\\");
+  ASSERT_TRUE(sea.Load(file));
+  EXPECT_EQ(sea.Lists().size(), 2U);
+  EXPECT_TRUE(sea.List(u"leer")->IsEmpty());
+  EXPECT_FALSE(sea.HasList(u"grenzen ä"));
+  const CResourceList& list = *sea.List(u"Grenzen ä");
+  ASSERT_EQ(list.Size(), 5U);
+  EXPECT_EQ(list[2].Text(), u" \\x");
+  EXPECT_EQ(list[3].Text(), u"[y");
+  EXPECT_EQ(list[4].Text(), u"");
+  float from = 0;
+  float to = 0;
+  std::int32_t code = 0;
+  EXPECT_EQ(list[1].Scan(u"%f %f %d", &from, &to, &code), 3);
+  EXPECT_EQ(to, 20.5F);
+  EXPECT_EQ(code, 2);
+}
+
+TEST(ResourceSea, WritesWhatItReads) {
+  CResourceSea sea;
+  CResourceList& list = sea.MakeList(u"a]b[\n#");
+  for (const char16_t* text :
+       {u"1 2", u"", u" ", u"#x", u"[x]", u"\\", u"line\nbreak", u"tail  "}) {
+    list.Append(text);
+  }
+  sea.MakeList(u"");
+  const std::string text = Saved(sea);
+  EXPECT_EQ(text, "[]\n[a]b[ #]\n1 2\n\\\n\\ \n\\#x\n\\[x]\n\\\\\nline break\ntail  \n");
+  CResourceSea again;
+  auto file = Stream(text);
+  ASSERT_TRUE(again.Load(file));
+  EXPECT_EQ(Saved(again), text);
+  CMemoryStream closed{std::span<const std::uint8_t>()};
+  EXPECT_FALSE(sea.Save(closed));
+  EXPECT_TRUE(sea.RemoveList(u""));
+  EXPECT_FALSE(sea.RemoveList(u""));
+}
+
+TEST(ResourceSea, ColumnsAreNumbers) {
+  CResourceEntry entry(u"  1.5\t x  -3e2 ");
+  EXPECT_EQ(entry.Float(0), 1.5F);
+  EXPECT_EQ(entry.Float(1), 0.0F) << "text";
+  EXPECT_EQ(entry.Float(2), -300.0F);
+  EXPECT_EQ(entry.Float(3), 0.0F) << "missing";
+  entry.SetFloat(1, 0.1F);
+  EXPECT_EQ(entry.Text(), u"  1.5\t 0.1  -3e2 ");
+  CResourceEntry row;
+  row.SetFloat(2, 7.0F);
+  row.SetFloat(1000, 1.0F);
+  EXPECT_EQ(row.Text(), u"0 0 7");
+  CResourceEntry ends(u"1 ");
+  ends.SetFloat(1, -1e-30F);
+  EXPECT_EQ(ends.Text(), u"1 -1e-30");
+  EXPECT_EQ(ends.Float(1), -1e-30F);
+}
+
+TEST(ResourceSea, HostileTextKeepsTheStore) {
+  const auto load = [](CResourceSea& sea, CFileStream& file) { return sea.Load(file); };
+  const auto save = [](const CResourceSea& sea, CFileStream& file) { return sea.Save(file); };
+  const std::string text = "[l]\n1 2\n\\# ä\n[m]\n";
+  test::ExpectHostileSafe(test::Bytes(text.begin(), text.end()), [] { return CResourceSea(); },
+                          load, save, {.cutsFail = false});
+  for (const char* bad : {"1 2\n[l]\n", "[l\n", "[l] x\n", "[", "\\x"}) {
+    CResourceSea sea;
+    sea.MakeList(u"old");
+    auto file = Stream(bad);
+    EXPECT_FALSE(sea.Load(file)) << bad;
+    EXPECT_TRUE(sea.HasList(u"old")) << bad;
+  }
+}
+
+TEST(StringTable, EveryIdInEveryLanguage) {
+  const std::set<unsigned> gaps = {9, 10, 19, 24, 49, 80, 0};
+  for (unsigned l = 0; l < platform::kLanguages; ++l) {
+    platform::SetLanguage(static_cast<Language>(l));
+    for (unsigned id = 0; id <= 81; ++id) {
+      const bool present = (id >= 1 && id <= 8) || (id >= 11 && id <= 18) ||
+                           (id >= 20 && id <= 23) || (id >= 50 && id <= 79);
+      EXPECT_EQ(!LoadString(id).empty(), present) << l << " " << id;
+    }
+  }
+  const struct {
+    Language language;
+    unsigned id;
+    std::u16string text;
+  } kTexts[] = {
+      {Language::kEnglish, 1, u"Test step"},    {Language::kEnglish, 18, u"Benches"},
+      {Language::kEnglish, 20, u"rpm"},         {Language::kEnglish, 50, u"-"},
+      {Language::kEnglish, 51, u"№"},           {Language::kEnglish, 79, u"Date-Time"},
+      {Language::kGerman, 1, u"Prüfzustand"},   {Language::kGerman, 4, u"Objekt"},
+      {Language::kKorean, 8, u"시험대"},        {Language::kKorean, 18, u"시험대"},
+      {Language::kCzech, 23, u"(vše)"},         {Language::kPortuguese, 14, u"Locais"},
+      {Language::kSpanish, 65, u"Temperatura"}, {Language::kItalian, 21, u"giri"},
+      {Language::kChinese, 57, u"时间"},
+  };
+  for (const auto& c : kTexts) {
+    platform::SetLanguage(c.language);
+    EXPECT_EQ(LoadString(c.id), c.text);
+  }
+  platform::SetLanguage(static_cast<Language>(200));
+  EXPECT_EQ(LoadString(1), u"");
+  platform::SetLanguage(Language::kEnglish);
+}
+
+const char16_t* HostText(unsigned id, Language /*language*/) {
+  return id == 1 ? u"host's 1" : id == 1000 ? u"host's 1000" : nullptr;
+}
+
+TEST(Module, ChainAndResourceSource) {
+  static constexpr SModule kHost = {"host", "2.0", HostText};
+  ASSERT_EQ(ModuleRegistry::Modules().size(), 1U);
+  EXPECT_EQ(ModuleRegistry::Modules()[0].name, "limes");
+  EXPECT_EQ(ModuleRegistry::Modules()[0].version, LIMES_VERSION_STRING);
+  {
+    const CModuleRegistration registration(&kHost);
+    ASSERT_EQ(limes_module_count(), 2U);
+    EXPECT_EQ(ModuleRegistry::Modules()[1].name, "host");
+    EXPECT_EQ(LoadString(1), u"Test step") << "first of the chain";
+    EXPECT_EQ(LoadString(1000), u"host's 1000");
+    {
+      const ResourceSourceScope scope(&kHost);
+      EXPECT_EQ(LoadString(1), u"host's 1");
+      EXPECT_EQ(LoadString(2), u"Instrument") << "then the chain";
+      const ResourceSourceScope inner(ModuleRegistry::Library());
+      EXPECT_EQ(LoadString(1), u"Test step");
+    }
+    EXPECT_EQ(LoadString(1), u"Test step");
+    ModuleRegistry::SetResourceSource(&kHost);
+  }
+  EXPECT_EQ(ModuleRegistry::SetResourceSource(nullptr), nullptr) << "gone with its module";
+  EXPECT_EQ(limes_module_count(), 1U);
+  EXPECT_EQ(LoadString(1000), u"");
+}
+
+TEST(Module, LoadedLibraryRegistersAndLeaves) {
+  using Log = std::vector<std::pair<std::string, int>>;
+  for (int round = 0; round < 2; ++round) {
+    void* const library = dlopen(LIMES_LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    const auto count = reinterpret_cast<unsigned (*)()>(dlsym(library, "limes_module_count"));
+    const auto observe = reinterpret_cast<void (*)(limes_module_observer, void*)>(
+        dlsym(library, "limes_observe_modules"));
+    ASSERT_TRUE(count != nullptr && observe != nullptr);
+    EXPECT_EQ(count(), 1U);
+    Log log;
+    observe([](const char* name, const char*, int joined,
+               void* context) { static_cast<Log*>(context)->emplace_back(name, joined); },
+            &log);
+    EXPECT_EQ(log, (Log{{"limes", 1}}));
+    EXPECT_EQ(dlclose(library), 0);
+    EXPECT_EQ(log, (Log{{"limes", 1}, {"limes", 0}})) << "unloading leaves";
+    EXPECT_EQ(limes_module_count(), 1U) << "this program's own library is another one";
+  }
+}
+
+}  // namespace
+}  // namespace limes

@@ -1,0 +1,226 @@
+#include "limes/platform/text.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "limes/platform/conversions.h"
+
+namespace limes {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+TEST(Text, Utf8Table) {
+  const struct {
+    const char* name;
+    std::string utf8;
+    std::u16string wide;
+  } kCases[] = {
+      {"empty", "", u""},
+      {"all lengths", "aä€\xF0\x9D\x84\x9E", u"aä€\xD834\xDD1E"},
+      {"ends of the ranges", "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80",
+       u"\x7F\x80\x7FF\x800\xD7FF\xE000"},
+      {"last code", "\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF"},
+      {"NUL inside", std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(Utf8ToWide(c.utf8), c.wide);
+    EXPECT_EQ(WideToUtf8(c.wide), c.utf8);
+  }
+}
+
+TEST(Text, IllFormedPiecesBecomeReplacements) {
+  const struct {
+    const char* name;
+    std::string utf8;
+    std::u16string wide;
+  } kCases[] = {
+      {"lone follower", "a\x80z", u"a\xFFFDz"},
+      {"overlong slash", "\xC0\xAF", u"\xFFFD\xFFFD"},
+      {"overlong three", "\xE0\x80\x80", u"\xFFFD\xFFFD\xFFFD"},
+      {"surrogate", "\xED\xA0\x80", u"\xFFFD\xFFFD\xFFFD"},
+      {"beyond the last code", "\xF4\x90\x80\x80", u"\xFFFD\xFFFD\xFFFD\xFFFD"},
+      {"no lead byte", "\xF5\xFF", u"\xFFFD\xFFFD"},
+      {"cut at the end is one", "\xF0\x9D\x84", u"\xFFFD"},
+      {"cut by a letter is one", "\xE2\x82x", u"\xFFFDx"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(Utf8ToWide(c.utf8), c.wide);
+  }
+  EXPECT_EQ(WideToUtf8(u"\xD834x\xDD1E"), "\xEF\xBF\xBDx\xEF\xBF\xBD");
+}
+
+TEST(Text, RandomTextsSurviveUtf8AndEveryByteOf1252) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes(random() % 40, '\0');
+    for (char& c : bytes) {
+      c = static_cast<char>(random() % 3 == 0 ? random() : 0xC0 + random() % 64);
+    }
+    const wide_string once = Utf8ToWide(bytes);
+    EXPECT_EQ(Utf8ToWide(WideToUtf8(once)), once);
+    EXPECT_EQ(WideToCp1252(Cp1252ToWide(bytes)), bytes);
+  }
+  EXPECT_EQ(Cp1252ToWide("\x80\x81\x9F\xE4"), u"\u20AC\u0081\u0178ä");
+  EXPECT_EQ(WideToCp1252(u"Ω\u0080\xD834\xDD1E\xD834x"), "????x");
+}
+
+TEST(Text, PrefixKeepsCharactersWhole) {
+  const struct {
+    std::string text;
+    std::size_t bytes;
+    std::string expected;
+  } kCases[] = {{"abc", 5, "abc"}, {"abc", 2, "ab"},
+                {"aä", 2, "a"},    {"a€", 3, "a"},
+                {"ä", 1, ""},      {"ab", 0, ""},
+                {"€€", 3, "€"},    {"\x80\x80\x80\x80\x80", 4, "\x80\x80\x80\x80"}};
+  for (const auto& c : kCases) {
+    EXPECT_EQ(Utf8Prefix(c.text, c.bytes), c.expected) << c.text << c.bytes;
+  }
+}
+
+TEST(Format, Table) {
+  const struct {
+    wide_string got;
+    std::u16string expected;
+  } kCases[] = {
+      {Format(u"%s|%5s|%-5s|%.2s", u"ab", u"ab", "ab", "abc"), u"ab|   ab|ab   |ab"},
+      {Format(u"%s", "\xE4"), u"ä"},
+      {Format(u"%d %5d %-5d| %05d %+d", -7, 42, 42, -42, 3), u"-7    42 42   | -0042 +3"},
+      {Format(u"%x %X %x %x", 255, 255U, -1, std::int64_t{-1}), u"ff FF ffffffff ffffffffffffffff"},
+      {Format(u"%u %d", 4000000000U, std::numeric_limits<std::int64_t>::min()),
+       u"4000000000 -9223372036854775808"},
+      {Format(u"%.3d %5.3d", 7, -7), u"007  -007"},
+      {Format(u"%f %5.1f %.0f %-7.2f|", 1.5, 2.25, 2.5, 3.14159F), u"1.500000   2.2 2 3.14   |"},
+      {Format(u"%e %g %G", 12345.678, 0.0001, 1e-10), u"1.234568e+04 0.0001 1E-10"},
+      {Format(u"%5.1f|%f|%05f|%.1f", kNaN, -kInf, kInf, -0.0), u"  nan|-inf|  inf|-0.0"},
+      {Format(u"%c%c", u'ä', u"xyz"), u"äx"},
+      {Format(u"100%% %d", 5), u"100% 5"},
+      {Format(u"%ld %hd %lld", 1, 2, 3), u"1 2 3"},
+      {Format(u"%s %s", 0.1, 5), u"0.1 5"},
+      {Format(u"%d %f", 2.9, 3), u"2 3.000000"},
+      {Format(u"%d", u"text"), u"text"},
+      {Format(u"%s", static_cast<const char16_t*>(nullptr)), u""},
+      {Format(u"%s %s %d", u"a"), u"a %s %d"},
+      {Format(u"a", 1, 2), u"a"},
+      {Format(u"%q %", 1), u"%q %"},
+      {Format(u"%5", 1), u"%5"},
+      {Format(u"%n%*d", 1, 2), u"%n%*d"},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(WideToUtf8(c.got), WideToUtf8(c.expected));
+  }
+  EXPECT_EQ(Format(u"%999999999s", u"").size(), 1000U);
+  EXPECT_EQ(Format(u"%.999999999f", 1e308).size(), 309U + 1 + 350);
+}
+
+TEST(Format, PrintsAsTheStandardLibrary) {
+  std::mt19937 random(3);
+  for (int i = 0; i < 500; ++i) {
+    const double value =
+        std::ldexp(static_cast<double>(random()) - 2e9, static_cast<int>(random() % 80) - 60);
+    char expected[200];
+    std::snprintf(expected, sizeof expected, "%9.2f %.0e %g", value, value, value);
+    EXPECT_EQ(WideToUtf8(Format(u"%9.2f %.0e %g", value, value, value)), expected);
+  }
+}
+
+TEST(Scan, Table) {
+  constexpr std::int32_t kUnset = -99;
+  const struct {
+    const char* name;
+    std::u16string text, format;
+    int fields;
+    float a, b;
+    std::int32_t c;
+  } kCases[] = {
+      {"three columns", u"1.5 -2e3 7", u"%f %f %d", 3, 1.5F, -2000.0F, 7},
+      {"leading blanks and plus", u"  +1\t+2\n +3", u"%f%f%d", 3, 1.0F, 2.0F, 3},
+      {"two signs", u"+-1", u"%f", 0, 0, 0, kUnset},
+      {"short line", u"1.5", u"%f %f %d", 1, 1.5F, 0, kUnset},
+      {"text for a number", u"1 x 2", u"%f %f %d", 1, 1.0F, 0, kUnset},
+      {"unit behind", u"1.5Hz 2", u"%f %f", 1, 1.5F, 0, kUnset},
+      {"letters in the format", u"x=1;y=2", u"x=%f;y=%f", 2, 1.0F, 2.0F, kUnset},
+      {"percent sign", u"5% 6", u"%f%% %f", 2, 5.0F, 6.0F, kUnset},
+      {"comma is no point", u"1,5", u"%f,%f", 2, 1.0F, 5.0F, kUnset},
+      {"too large for float", u"1e39 1", u"%f %f", 0, 0, 0, kUnset},
+      {"too small for float", u"1e-60 1", u"%f %f", 2, 0.0F, 1.0F, kUnset},
+      {"integer out of range", u"1 2 2147483648", u"%f %f %d", 2, 1.0F, 2.0F, kUnset},
+      {"integer at the end", u"1 2 -2147483648", u"%f %f %d", 3, 1.0F, 2.0F, INT32_MIN},
+      {"integer stops at the point", u"1 2 3.9", u"%f %f %d", 3, 1.0F, 2.0F, 3},
+      {"unknown conversion", u"1 2 3", u"%f %s %f", 1, 1.0F, 0, kUnset},
+      {"empty", u"", u"%f", 0, 0, 0, kUnset},
+      {"lone percent", u"1 %", u"%f %", 1, 1.0F, 0, kUnset},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    float a = 0;
+    float b = 0;
+    std::int32_t i = kUnset;
+    EXPECT_EQ(Scan(c.text, c.format, &a, &b, &i), c.fields);
+    EXPECT_EQ(a, c.a);
+    EXPECT_EQ(b, c.b);
+    EXPECT_EQ(i, c.c);
+  }
+  double d = 0;
+  std::uint32_t u = 5;
+  EXPECT_EQ(Scan(u"inf -1", u"%f %d", &d, &u), 1);
+  EXPECT_EQ(d, kInf);
+  EXPECT_EQ(u, 5U);
+  EXPECT_EQ(Scan(u"nan", u"%f", &u), 1);
+  EXPECT_EQ(u, 0U);
+  EXPECT_EQ(Scan(u"1 2", u"%f %f", &d), 1);
+}
+
+TEST(Scan, LongDigitsAndOtherLocales) {
+  float value = 0;
+  EXPECT_EQ(Scan(std::u16string(1000000, u'0') + u"7", u"%f", &value), 1);
+  EXPECT_EQ(value, 7.0F);
+  const std::string former = std::setlocale(LC_ALL, nullptr);
+  std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it is installed
+  EXPECT_EQ(Scan(u"1.5", u"%f", &value), 1);
+  EXPECT_EQ(value, 1.5F);
+  EXPECT_EQ(Format(u"%.1f", 1.5), u"1.5");
+  std::setlocale(LC_ALL, former.c_str());
+}
+
+TEST(Conversions, EveryInputHasAResult) {
+  constexpr struct {
+    double value;
+    std::uint8_t u8;
+    std::int16_t i16;
+    std::int32_t i32;
+    std::int64_t i64;
+  } kCases[] = {
+      {0.9, 0, 0, 0, 0},
+      {-0.9, 0, 0, 0, 0},
+      {-1.9, 0, -1, -1, -1},
+      {255.9, 255, 255, 255, 255},
+      {32767.9, 255, 32767, 32767, 32767},
+      {-32768.9, 0, -32768, -32768, -32768},
+      {-32769.0, 0, -32768, -32769, -32769},
+      {2147483647.9, 255, 32767, INT32_MAX, 2147483647},
+      {2147483648.0, 255, 32767, INT32_MAX, 2147483648},
+      {9223372036854775807.0, 255, 32767, INT32_MAX, INT64_MAX},
+      {-1e300, 0, INT16_MIN, INT32_MIN, INT64_MIN},
+      {kInf, 255, INT16_MAX, INT32_MAX, INT64_MAX},
+      {kNaN, 0, INT16_MIN, INT32_MIN, INT64_MIN},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.value);
+    EXPECT_EQ(TruncToUint8(c.value), c.u8);
+    EXPECT_EQ(TruncToInt16(c.value), c.i16);
+    EXPECT_EQ(TruncToInt32(c.value), c.i32);
+    EXPECT_EQ(TruncToInt64(c.value), c.i64);
+  }
+}
+
+}  // namespace
+}  // namespace limes

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "limes/platform/file_stream.h"
+
+namespace limes::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// What write(object, stream) puts out.
+template <class Object, class Write>
+Bytes Written(const Object& object, Write write) {
+  CMemoryStream stream;
+  static_cast<void>(write(object, stream));
+  return {stream.Bytes().begin(), stream.Bytes().end()};
+}
+
+struct SHostile {
+  bool cutsFail = true;    ///< every shorter record is refused
+  bool keepsState = true;  ///< a refused record leaves the object as it was
+  bool exact = true;       ///< the record itself is written back byte for byte
+};
+
+/// Reads a record through a block of exactly its size, so that a sanitizer sees one byte too far.
+template <class Object, class Read>
+bool ReadBlock(Object& object, std::span<const std::uint8_t> record, Read read,
+               std::int64_t* position = nullptr) {
+  const auto block = std::make_unique<std::uint8_t[]>(record.size());
+  std::copy(record.begin(), record.end(), block.get());
+  CMemoryStream stream(std::span<const std::uint8_t>(block.get(), record.size()));
+  const bool ok = static_cast<bool>(read(object, stream));
+  if (position != nullptr) {
+    *position = stream.Position();
+  }
+  return ok;
+}
+
+/// Reads the record whole, cut at every byte, and with four other values in every byte. Each time
+/// it is read, and what is written back reads and writes the same again, or it is refused and the
+/// object keeps its state.
+///
+/// make() gives a fresh object by value or pointer-like; read(object, stream) is true on success;
+/// write(object, stream) puts the object out.
+template <class Make, class Read, class Write>
+void ExpectHostileSafe(std::span<const std::uint8_t> record, Make make, Read read, Write write,
+                       SHostile how = {}) {
+  const auto freshObject = make();
+  const Bytes fresh = Written(freshObject, write);
+  const auto check = [&](std::span<const std::uint8_t> bytes) {
+    auto object = make();
+    if (!ReadBlock(object, bytes, read)) {
+      if (how.keepsState) {
+        EXPECT_EQ(Written(object, write), fresh);
+      }
+      return false;
+    }
+    const Bytes once = Written(object, write);
+    auto again = make();
+    EXPECT_TRUE(ReadBlock(again, once, read)) << "does not read what it wrote";
+    EXPECT_EQ(Written(again, write), once);
+    return true;
+  };
+  {
+    auto object = make();
+    std::int64_t position = 0;
+    ASSERT_TRUE(ReadBlock(object, record, read, &position)) << "the sample itself";
+    EXPECT_EQ(position, static_cast<std::int64_t>(record.size())) << "stands behind the record";
+    if (how.exact) {
+      EXPECT_EQ(Written(object, write), Bytes(record.begin(), record.end()));
+    }
+  }
+  for (std::size_t cut = 0; cut < record.size(); ++cut) {
+    SCOPED_TRACE("cut at " + std::to_string(cut));
+    const bool accepted = check(record.first(cut));
+    EXPECT_FALSE(accepted && how.cutsFail);
+  }
+  Bytes changed(record.begin(), record.end());
+  for (std::size_t i = 0; i < changed.size(); ++i) {
+    const std::uint8_t original = changed[i];
+    for (const int value : {0x00, 0xFF, original ^ 0x01, original ^ 0x80}) {
+      SCOPED_TRACE("byte " + std::to_string(i) + " is " + std::to_string(value));
+      changed[i] = static_cast<std::uint8_t>(value);
+      check(changed);
+    }
+    changed[i] = original;
+  }
+}
+
+/// For objects with ReadFromFile(stream) and WriteToFile(stream): the sample's own record.
+template <class Object>
+void ExpectHostileSafe(const Object& sample, SHostile how = {}) {
+  const auto write = [](const Object& object, CFileStream& stream) {
+    return object.WriteToFile(stream);
+  };
+  ExpectHostileSafe(
+      Written(sample, write), [] { return Object(); },
+      [](Object& object, CFileStream& stream) { return object.ReadFromFile(stream); }, write, how);
+}
+
+}  // namespace limes::test
