@@ -1,0 +1,23 @@
+#pragma once
+
+/// LIMES_CLONES before the definition of a function: it is compiled a second time for AVX2, and the
+/// processor decides at load which form runs. AVX2 holds no fused multiply-add, so both forms give
+/// the same bits. Only for functions outside of headers, and not for reductions that must stay in
+/// order. Empty where the compiler or the loader has no such choice; the thread sanitizer's run
+/// time is not ready yet when the choice is made.
+#if defined(__SANITIZE_THREAD__)
+#define LIMES_CLONES
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define LIMES_CLONES
+#endif
+#endif
+
+#if !defined(LIMES_CLONES)
+#if defined(__x86_64__) && defined(__linux__) && defined(__GLIBC__) && \
+    (!defined(__clang__) || __clang_major__ >= 14)
+#define LIMES_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define LIMES_CLONES
+#endif
+#endif
