@@ -1,0 +1,106 @@
+// Archives of any words: loading stays inside the array, storing again gives the same words.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "limes/core/object_archive.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/message_box.h"
+#include "limes/platform/print_window.h"
+
+namespace {
+
+using limes::CSerializer;
+
+void Require(bool condition) {
+  if (!condition) {
+    std::abort();
+  }
+}
+
+/// Loads with the operations that the steps name; no operation may pass the end.
+void LoadAll(CSerializer& archive, const std::vector<std::uint8_t>& steps) {
+  std::uint32_t words[64];
+  char bytes[300];
+  limes::wide_string name;
+  for (const std::uint8_t step : steps) {
+    const int n = step >> 3;
+    const std::uint32_t before = archive.WordsToEnd();
+    switch (step & 7) {
+      case 0:
+        Require(archive.LoadData(words, n) <= static_cast<int>(before));
+        break;
+      case 1:
+        Require(archive.LoadDataNoMove(words, n) <= n && archive.WordsToEnd() == before);
+        break;
+      case 2:
+        archive.LoadBytes(bytes, n * 9);
+        break;
+      case 3: {
+        const std::uint32_t* const at = archive.SkipData(n);
+        Require(at == nullptr || before - archive.WordsToEnd() == std::min<unsigned>(before, n));
+        break;
+      }
+      case 4: {
+        const std::unique_ptr<limes::CSObject> object(archive.LoadObject());
+        break;
+      }
+      case 5:
+        archive.TestLoadObject(name);
+        break;
+      case 6: {
+        limes::CSObject object;
+        archive.TestReloadObject(&object);
+        archive.ReloadObject(&object);
+        break;
+      }
+      default:
+        archive.StoreBytes(bytes, 0);
+        Require(archive.DataLeft() <= archive.Groesse());
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  limes::MessageBoxes::SetHandler([](std::u16string_view) { return limes::MessageBoxes::kOk; });
+  limes::PrWin::SetSink([](int, int, std::u16string_view) {});
+  if (size < 2) {
+    return 0;
+  }
+  const std::size_t steps = std::min<std::size_t>(data[0] % 32, size - 2);
+  const unsigned capacity = data[1];
+  const std::vector<std::uint8_t> plan(data + 2, data + 2 + steps);
+  limes::CMemoryStream file(std::span<const std::uint8_t>(data + 2 + steps, size - 2 - steps));
+
+  const auto words = std::make_unique<std::uint32_t[]>(capacity);
+  CSerializer archive(words.get(), capacity, 0);
+  int count = 0;
+  if (archive.FetchFromFile(file, &count) == 0) {
+    Require(archive.IsStoring() != 0);
+    archive.Init(words.get(), capacity, CSerializer::kLoad);
+  } else {
+    Require(count > 0 && static_cast<unsigned>(count) <= capacity);
+  }
+  LoadAll(archive, plan);
+
+  // Header and data stored again are the same words.
+  if (capacity > CSerializer::kHeaderWords) {
+    CSerializer in(words.get(), capacity, CSerializer::kLoad);
+    std::vector<std::uint32_t> copy(capacity);
+    CSerializer out(copy.data(), capacity, 0);
+    out.SetMarker(in.Marker());
+    out.SetArchiveName(in.ArchiveName());
+    const int n = static_cast<int>(in.WordsToEnd());
+    Require(out.StoreData(in.SkipData(n), n) == n && out.Groesse() == capacity);
+    Require(std::equal(copy.begin() + CSerializer::kHeaderWords, copy.end(),
+                       words.get() + CSerializer::kHeaderWords));
+    CSerializer again(copy.data(), capacity, CSerializer::kLoad);
+    Require(again.Marker() == in.Marker());
+    Require(std::string_view(again.ArchiveName()) == in.ArchiveName());
+  }
+  return 0;
+}
