@@ -40,7 +40,8 @@ void LoadAll(CSerializer& archive, const std::vector<std::uint8_t>& steps) {
         break;
       case 3: {
         const std::uint32_t* const at = archive.SkipData(n);
-        Require(at == nullptr || before - archive.WordsToEnd() == std::min<unsigned>(before, n));
+        Require(at == nullptr ||
+                before - archive.WordsToEnd() == std::min(before, static_cast<std::uint32_t>(n)));
         break;
       }
       case 4: {

@@ -1,5 +1,7 @@
 #include "limes/platform/info_object.h"
 
+#include <utility>
+
 #include "limes/platform/conversions.h"
 
 namespace limes {
@@ -91,10 +93,8 @@ CInfoHandleBase::CInfoHandleBase(const CInfoHandleBase& other, bool deep)
     : CInfoHandleBase(deep ? other.object_->clone(true) : other.object_) {}
 
 CInfoHandleBase& CInfoHandleBase::operator=(const CInfoHandleBase& other) noexcept {
-  CInfoObject* const object = other.object_;
-  object->handles_.fetch_add(1, std::memory_order_relaxed);
-  Release();
-  object_ = object;
+  CInfoHandleBase next(other);
+  std::swap(object_, next.object_);
   return *this;
 }
 
@@ -108,7 +108,8 @@ void CInfoHandleBase::Release() noexcept {
 }
 
 void CInfoHandleBase::copy(const CInfoHandleBase& other, bool deep) {
-  *this = CInfoHandleBase(other, deep);
+  CInfoHandleBase next(other, deep);
+  std::swap(object_, next.object_);
 }
 
 bool CInfoHandleBase::IsShared() const {
@@ -117,7 +118,7 @@ bool CInfoHandleBase::IsShared() const {
 
 CInfoObject* CInfoHandleBase::modify() {
   if (IsShared()) {
-    *this = CInfoHandleBase(*this, true);
+    copy(*this, true);
   }
   return object_;
 }
