@@ -1,6 +1,7 @@
 #include "limes/core/signal_key.h"
 
 #include <algorithm>
+#include <mutex>
 #include <stdexcept>
 #include <tuple>
 
@@ -20,6 +21,8 @@ wide_string OrEmpty(const wide_char* text) {
 
 /// A text of this library, whatever module the host loads its texts from at the moment.
 wide_string OwnString(unsigned id) {
+  static std::mutex mutex;  // one change and restoring of the source at a time
+  const std::scoped_lock lock(mutex);
   const ResourceSourceScope scope(ModuleRegistry::Library());
   return LoadString(id);
 }
