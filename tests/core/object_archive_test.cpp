@@ -176,9 +176,7 @@ TEST(Serializer, BytesArePaddedWithZeros) {
   CSerializer in(words.data(), 50, 1);
   char back[6] = "-----";
   EXPECT_EQ(in.LoadBytes(back, 5), 5);
-  EXPECT_EQ(std::string(back),
-            "abc\xE4"
-            "e");
+  EXPECT_EQ(std::string(back), "abc\xE4\x65");
   EXPECT_EQ(in.GetPosition(), 2U);
 }
 

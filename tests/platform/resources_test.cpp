@@ -171,8 +171,11 @@ TEST(Module, LoadedLibraryRegistersAndLeaves) {
     const auto count = reinterpret_cast<unsigned (*)()>(dlsym(library, "limes_module_count"));
     const auto observe = reinterpret_cast<void (*)(limes_module_observer, void*)>(
         dlsym(library, "limes_observe_modules"));
-    ASSERT_TRUE(count != nullptr && observe != nullptr);
+    const auto classes = reinterpret_cast<std::int32_t (*)()>(
+        dlsym(library, "_ZN5limes16CSObjectRegister6AnzahlEv"));
+    ASSERT_TRUE(count != nullptr && observe != nullptr && classes != nullptr);
     EXPECT_EQ(count(), 1U);
+    EXPECT_EQ(classes(), 2) << "the two curves";
     Log log;
     observe([](const char* name, const char*, int joined,
                void* context) { static_cast<Log*>(context)->emplace_back(name, joined); },
