@@ -23,7 +23,7 @@ inline bool Same(double a, double b) {
 /// Floats from raw generator bits, so that a failure repeats on every system. Kinds: 0 moderate
 /// values, 1 any bit pattern (NaN, infinities, denormals), 2 few distinct values (ties, signed zeros).
 inline float RandomFloat(std::mt19937& random, int kind) {
-  const std::uint32_t bits = random();
+  const auto bits = static_cast<std::uint32_t>(random());
   switch (kind) {
     case 1:
       return std::bit_cast<float>(bits);

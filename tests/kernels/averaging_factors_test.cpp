@@ -1,0 +1,80 @@
+#include "limes/kernels/averaging_factors.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace limes {
+namespace {
+
+using Generator = CExpAverFacGenerator;
+
+TEST(AveragingFactors, Table) {
+  constexpr struct {
+    std::int32_t n, scale;
+    float factor, correction;
+  } kCases[] = {
+      {0, 100, 0.0F, 1.0F},
+      {1, 5, 0.0F, 1.0F},
+      {5, 0, 0.0F, 1.0F},
+      {5, -3, 0.0F, 1.0F},
+      {2, 10000, 0.5F, 2.0F},
+      {3, 10000, 0.666667F, 1.5F},
+      {10, 10000, 0.9F, 1.111111F},
+      {2, 1, 0.268941F, 2.543081F},
+      {10, 5, 0.790359F, 1.150573F},
+      {500, 10, 0.904837F, 1.052585F},
+      {500000, 10000, 0.99990001F, 1.00005F},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_NEAR(Generator::GetFactor(c.n, c.scale), c.factor, 1e-6) << c.n << ' ' << c.scale;
+    EXPECT_NEAR(Generator::GetCorrFactor(c.n, c.scale), c.correction, 1e-6);
+  }
+  EXPECT_TRUE(std::isnan(Generator::GetFactor(5, std::nan(""))));
+  // Just below 10000 the general formula holds; it differs from the plain mean's.
+  EXPECT_NE(Generator::GetFactor(10000, 9999.5), Generator::GetFactor(10000, 10000.0));
+  EXPECT_GT(Generator::GetFactor(5, std::numeric_limits<std::uint32_t>::max()), 0.0F);
+}
+
+TEST(AveragingFactors, WeighTheKthOfNMeasurementsByItsAge) {
+  constexpr int kSteps = 40;
+  constexpr std::int32_t kScale = 7;
+  Generator generator(0, kScale);
+  double mean = 0.0;
+  double sum = 0.0;
+  double weights = 0.0;
+  const double q = std::exp(-1.0 / kScale);
+  for (int k = 1; k <= kSteps; ++k) {
+    const double x = k * k % 11;
+    ++generator;
+    const double a = generator.CurrentFactor();
+    mean = a * mean + (1.0 - a) * x;
+    sum = q * sum + x;
+    weights = q * weights + 1.0;
+    EXPECT_NEAR(mean, sum / weights, 1e-5);
+  }
+}
+
+TEST(AveragingFactors, CounterSaturatesAndSettersCorrect) {
+  Generator generator(-7, -1);
+  EXPECT_EQ(generator.GetTime(), 0);
+  EXPECT_EQ(generator.GetTimeScale(), 10000);
+  generator.SetTimeScale(10);
+  for (int i = 0; i < 500; ++i) {
+    ++generator;
+  }
+  EXPECT_EQ(generator++, 450);
+  EXPECT_EQ(++generator, 450);
+  generator.SetTimeScale(0);
+  generator.ResetTime();
+  EXPECT_EQ(generator.TimeStep(), 0);
+  Generator large(std::numeric_limits<std::int32_t>::max(),
+                  std::numeric_limits<std::int32_t>::max());
+  EXPECT_EQ(++large, std::numeric_limits<std::int32_t>::max());
+  EXPECT_EQ(Generator().GetTime(), 1);
+}
+
+}  // namespace
+}  // namespace limes
