@@ -78,6 +78,12 @@ bool RecordReader::Skip(std::uint64_t n) {
   return ok_;
 }
 
+std::uint8_t* RecordWriter::Grow(std::size_t n) {
+  const std::size_t at = bytes_.size();
+  bytes_.resize(at + n);
+  return bytes_.data() + at;
+}
+
 void RecordWriter::PutBytes(const void* data, std::size_t n) {
   const auto* const bytes = static_cast<const std::uint8_t*>(data);
   bytes_.insert(bytes_.end(), bytes, bytes + n);

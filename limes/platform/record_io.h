@@ -184,9 +184,7 @@ class LIMES_EXPORT RecordWriter {
  public:
   template <Scalar T>
   void Put(T value) {
-    const std::size_t at = bytes_.size();
-    bytes_.resize(at + sizeof(T));
-    ToLittleEndian(value, bytes_.data() + at);
+    ToLittleEndian(value, Grow(sizeof(T)));
   }
 
   template <class T, std::size_t n>
@@ -229,6 +227,9 @@ class LIMES_EXPORT RecordWriter {
   void WriteTo(CFileStream& file) const;
 
  private:
+  /// Appends n bytes and returns where they begin.
+  std::uint8_t* Grow(std::size_t n);
+
   std::vector<std::uint8_t> bytes_;
 };
 

@@ -1,0 +1,87 @@
+#include "limes/learning/learn_state.h"
+
+#include <tuple>
+
+#include "limes/platform/file_stream.h"
+
+namespace limes {
+namespace {
+
+struct SHead {
+  std::uint32_t magic = 0x534D494C;  ///< "LIMS"
+  std::uint16_t version = detail::kLearnStateVersion;
+  std::uint16_t kind = 0;
+  std::uint64_t payloadBytes = 0;
+
+  static constexpr auto Fields(auto& h) {
+    return std::tie(h.magic, h.version, h.kind, h.payloadBytes);
+  }
+};
+
+}  // namespace
+
+const wide_char* Text(LearnStateStatus status) {
+  switch (status) {
+    case LearnStateStatus::kOk:
+      return u"the learn state was read";
+    case LearnStateStatus::kCutShort:
+      return u"the learn state is cut short";
+    case LearnStateStatus::kNoState:
+      return u"this is no learn state";
+    case LearnStateStatus::kOtherKind:
+      return u"this is the learn state of another kind of limit";
+    case LearnStateStatus::kVersion:
+      return u"the learn state was written by a newer version";
+    case LearnStateStatus::kChecksum:
+      return u"the learn state is damaged: its checksum does not match";
+    case LearnStateStatus::kContent:
+      return u"the learn state contradicts itself";
+    case LearnStateStatus::kMemory:
+      return u"memory is short";
+  }
+  return u"";
+}
+
+namespace detail {
+
+void WriteLearnState(CFileStream& file, LearnStateKind kind,
+                     std::span<const std::uint8_t> payload) {
+  SHead head;
+  head.kind = static_cast<std::uint16_t>(kind);
+  head.payloadBytes = payload.size();
+  RecordWriter out;
+  out.PutFields(head);
+  out.PutBytes(payload.data(), payload.size());
+  out.Put(Crc32(out.Bytes()));
+  out.WriteTo(file);
+}
+
+LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
+                                std::vector<std::uint8_t>& payload) {
+  RecordReader in(file);
+  SHead head;
+  if (!in.GetFields(head)) {
+    return LearnStateStatus::kCutShort;
+  }
+  if (head.magic != SHead().magic) {
+    return LearnStateStatus::kNoState;
+  }
+  if (head.version != kLearnStateVersion) {
+    return LearnStateStatus::kVersion;
+  }
+  std::uint32_t stated = 0;
+  if (!in.Fits(head.payloadBytes, 1) || !in.GetArray(payload, head.payloadBytes) ||
+      !in.Get(stated)) {
+    return LearnStateStatus::kCutShort;
+  }
+  RecordWriter bytes;
+  bytes.PutFields(head);
+  if (Crc32(payload, Crc32(bytes.Bytes())) != stated) {
+    return LearnStateStatus::kChecksum;
+  }
+  return head.kind == static_cast<std::uint16_t>(kind) ? LearnStateStatus::kOk
+                                                       : LearnStateStatus::kOtherKind;
+}
+
+}  // namespace detail
+}  // namespace limes

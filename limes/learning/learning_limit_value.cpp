@@ -1,0 +1,152 @@
+#include "limes/learning/learning_limit_value.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace limes {
+
+const wide_char* Text(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kPass:
+      return u"pass";
+    case Verdict::kFail:
+      return u"fail";
+    case Verdict::kNotJudged:
+      return u"not judged";
+  }
+  return u"";
+}
+
+CLernenderGrenzwert::~CLernenderGrenzwert() = default;
+
+void CLernenderGrenzwert::Reset() {
+  mean_ = meanSquare_ = limit_ = 0.0;
+  count_ = 0;
+  last_ = 0.0F;
+  errorcode_ = 0;
+  base_ = 5.0;
+  factor_ = 3.0;
+  lower_ = upper_ = 0.0;
+  bounded_ = externalOn_ = false;
+  external_ = 0.0F;
+  fixedLower_ = fixedUpper_ = 0.0;
+  hasFixedLower_ = hasFixedUpper_ = false;
+  name_.fill(0);
+}
+
+void CLernenderGrenzwert::Neustart(std::int32_t timeScale) {
+  mean_ = meanSquare_ = limit_ = 0.0;
+  count_ = 0;
+  generator_.SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
+  generator_.ResetTime();
+}
+
+void CLernenderGrenzwert::ExterneLernzahl(std::int32_t count) {
+  count_ = count;
+  generator_.SetTime(count);
+}
+
+void CLernenderGrenzwert::ExternerLernFaktor(float a) {
+  externalOn_ = a >= 0.0F;
+  if (externalOn_) {
+    external_ = a;
+  }
+}
+
+void CLernenderGrenzwert::ExterneVorgaben(float mean, float meanSquare) {
+  mean_ = mean;
+  meanSquare_ = meanSquare;
+}
+
+void CLernenderGrenzwert::Bildungsregel(float base, float factor) {
+  base_ = base;
+  factor_ = factor;
+}
+
+void CLernenderGrenzwert::GrenzenGrenzen(float lower, float upper) {
+  lower_ = lower;
+  upper_ = upper;
+  bounded_ = true;
+}
+
+void CLernenderGrenzwert::FesteUGSetzen(float value, bool present) {
+  fixedLower_ = value;
+  hasFixedLower_ = present;
+}
+
+void CLernenderGrenzwert::FesteOGSetzen(float value, bool present) {
+  fixedUpper_ = value;
+  hasFixedUpper_ = present;
+}
+
+void CLernenderGrenzwert::BasislernenGrenze() { limit_ = hasFixedUpper_ ? fixedUpper_ : upper_; }
+
+void CLernenderGrenzwert::NeueMessung(float x) {
+  last_ = x;
+  ++generator_;
+  if (count_ < std::numeric_limits<std::int32_t>::max()) {
+    ++count_;
+  }
+  const double timeScale = generator_.GetTimeScale();
+  float a =
+      externalOn_ ? external_ : CExpAverFacGenerator::GetFactor(generator_.GetTime(), timeScale);
+  if (count_ == 1) {
+    a = 0.0F;
+  }
+  const double value = x;
+  const double b = (1.0 - double{a}) * value;
+  mean_ = double{a} * mean_ + b;
+  meanSquare_ = double{a} * meanSquare_ + value * b;
+  GrenzwertErneuern(1.0F);
+}
+
+double CLernenderGrenzwert::SpreadInLimit(float varianceFactor) const {
+  if (count_ <= 1) {
+    return 0.0;
+  }
+  const double variance = (meanSquare_ - mean_ * mean_) * double{varianceFactor};
+  return variance > 0.0 ? std::sqrt(variance) : 0.0;
+}
+
+void CLernenderGrenzwert::GrenzwertErneuern(float varianceFactor) {
+  if (hasFixedUpper_) {
+    limit_ = fixedUpper_;
+    return;
+  }
+  const double spread = factor_ > 0.0 ? factor_ * SpreadInLimit(varianceFactor) : 0.0;
+  limit_ = base_ + mean_ + spread;
+  if (bounded_) {
+    if (limit_ < lower_) {
+      limit_ = lower_;
+    }
+    if (upper_ < limit_) {
+      limit_ = upper_;  // kept: last, so that it wins when the band is inverted
+    }
+  }
+}
+
+void CLernenderGrenzwert::NameIst(std::u16string_view name) {
+  const std::u16string_view kept = name.substr(0, kNameLength - 1);
+  *std::copy(kept.begin(), kept.end(), name_.begin()) = 0;
+}
+
+float CLernenderGrenzwert::StdDev() const {
+  return static_cast<float>(std::sqrt(std::fabs(meanSquare_ - mean_ * mean_)));
+}
+
+SValueJudgement CLernenderGrenzwert::Beurteilen(float x) const {
+  SValueJudgement judgement;
+  if (!GrenzeVorhanden() || !std::isfinite(limit_) || !std::isfinite(x)) {
+    return judgement;
+  }
+  judgement.verdict = *this < x ? Verdict::kFail : Verdict::kPass;
+  judgement.value = x;
+  judgement.limit = Grenzwert();
+  judgement.mean = Mittelwert();
+  judgement.spread = static_cast<float>(SpreadInLimit(1.0F));
+  judgement.deviation = static_cast<float>(double{x} - limit_);
+  return judgement;
+}
+
+}  // namespace limes
