@@ -24,10 +24,8 @@ constexpr std::size_t kLongestClassName = 39;  ///< characters that StoreObject 
 constexpr std::size_t kMessageBuffer = 200;    ///< characters of a message and a 0
 constexpr int kMaxInt = std::numeric_limits<int>::max();
 
-constexpr CRuntimeClass kArchivableClass = {
-    "CSObject", [] { return static_cast<CObject*>(new CSObject); }, nullptr};
-constexpr CRuntimeClass kSerializerClass = {"CSerializer", nullptr, nullptr};
-constexpr CRuntimeClass kRegisterClass = {"CSObjectRegister", nullptr, nullptr};
+constexpr CRuntimeClass kSerializerClass = {"CSerializer", nullptr, &detail::kObjectClass};
+constexpr CRuntimeClass kRegisterClass = {"CSObjectRegister", nullptr, &detail::kObjectClass};
 
 /// A character as an archive word: its 8 bits, sign-extended.
 std::uint32_t ExpandChar(char c) {
@@ -74,9 +72,14 @@ std::unique_ptr<CSObject> CreateObject(const CRuntimeClass& runtimeClass) {
 
 }  // namespace
 
+namespace detail {
+constinit const CRuntimeClass kArchivableClass = {
+    "CSObject", [] { return static_cast<CObject*>(new CSObject); }, &kObjectClass};
+}  // namespace detail
+
 const CRuntimeClass* CSObject::GetRuntimeClass() const { return GetThisClass(); }
 
-const CRuntimeClass* CSObject::GetThisClass() { return &kArchivableClass; }
+const CRuntimeClass* CSObject::GetThisClass() { return &detail::kArchivableClass; }
 
 int CSObject::Serialize(CSerializer* /*archive*/) { return 1; }
 

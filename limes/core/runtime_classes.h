@@ -4,8 +4,12 @@
 
 namespace limes::detail {
 
-/// The classes that the object archive creates by name; the records are defined, constant, beside
-/// their classes.
+// The records are defined, constant, beside their classes, so that each may name its base.
+extern const CRuntimeClass kArchivableClass;  ///< CSObject
+extern const CRuntimeClass kRawClass;         ///< CSigRaw
+extern const CRuntimeClass kSignalClass;      ///< CSignal
+
+// The classes that the object archive creates by name.
 extern const CRuntimeClass kCurveClass;     ///< CSigCurve
 extern const CRuntimeClass kCurveExtClass;  ///< CSigCurveExt
 

@@ -2,11 +2,9 @@
 
 namespace limes {
 
-namespace {
-
-constexpr CRuntimeClass kObjectClass = {"CObject", nullptr, nullptr};
-
-}  // namespace
+namespace detail {
+constinit const CRuntimeClass kObjectClass = {"CObject", nullptr, nullptr};
+}
 
 const CRuntimeClass* CObject::GetRuntimeClass() const { return GetThisClass(); }
 
@@ -18,7 +16,7 @@ void CObject::AssertValid() const {}
 
 void CObject::Dump() const {}
 
-const CRuntimeClass* CObject::GetThisClass() { return &kObjectClass; }
+const CRuntimeClass* CObject::GetThisClass() { return &detail::kObjectClass; }
 
 CClonable::~CClonable() = default;
 

@@ -26,6 +26,10 @@ struct CRuntimeClass {
   }
 };
 
+namespace detail {
+extern const CRuntimeClass kObjectClass;  ///< CObject
+}
+
 /// Root of all classes with virtual operations.
 class LIMES_EXPORT CObject {
  public:
@@ -51,7 +55,8 @@ class LIMES_EXPORT CObject {
 /// Objects that copy themselves behind a base pointer.
 class LIMES_EXPORT CClonable {
  public:
-  /// A new object equal to this one, owned by the caller; deep: shared parts are copied too.
+  /// A new object equal to this one, owned by the caller; deep: shared parts are copied too. Null
+  /// when memory is short.
   virtual CClonable* Clone(bool deep) const = 0;
 
   /// Takes over another object's content; false when it cannot.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <tuple>
 
 #include "limes/export.h"
 #include "limes/signals/signal.h"
@@ -300,14 +301,20 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   /// Writes the record with the values coded by a method of CCompressedVector.
   virtual bool WriteCoded(CFileStream& file, unsigned version, int method) const;
 
-  /// Reads what follows the values, and keeps it until TakeTail.
+  /// What follows the values in the record of an extended curve, in file order.
   struct Tail {
     float date = 0.0F;
     float vMin = 0.0F;
     float vMax = 0.0F;
-    bool present = false;
+    bool present = false;  ///< not in the record
+
+    static constexpr auto Fields(auto& t) { return std::tie(t.date, t.vMin, t.vMax); }
   };
+
+  /// Reads the tail that a record of this class and version has; false when it is cut short.
   virtual bool ReadTail(CFileStream& file, unsigned version, Tail& tail) const;
+
+  /// Takes over a tail, or what holds without one.
   virtual void TakeTail(const Tail& tail);
 
  private:

@@ -16,6 +16,10 @@ namespace limes {
 /// without an offset, YRange, c[x]. The valid range is not tied to the axis: SetXMinMax and MirrorX
 /// leave it, so call ResetVMinMax behind them. Indices that do not fit the values, left behind by
 /// such operations, are clamped where they are used.
+///
+/// File record: the curve's, followed from version 2 on by date, VMin and VMax; number and indices
+/// are in no record. Below version 2, and when these are cut short, all values are valid, date 0;
+/// the latter is a failure.
 class LIMES_EXPORT CSigCurveExt : public CSigCurve {
  public:
   /// No values; VMin 0, VMax 1, IMin 0, IMax -1, date and number 0.
@@ -48,13 +52,6 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
 
   /// As the curve's; the valid range grows by the other's x span (its valid one, when it has one).
   bool Append(const CSignal& other) override;
-
-  /// As the curve's; from version 2 on with date, VMin and VMax.
-  [[nodiscard]] bool WriteToFile(CFileStream& file, unsigned version) const override;
-
-  /// As the curve's. Below version 2, and when date and valid range are cut short, all values are
-  /// valid; the latter is a failure. Number and indices are not in the record.
-  [[nodiscard]] bool ReadFromFile(CFileStream& file, unsigned version) override;
 
   /// As the curve's, then SetVMinMax(x, VMax).
   // kept: beside the curve the values stay, but the valid range is set all the same
@@ -200,6 +197,8 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
 
  private:
   void SetRange(float vMin, float vMax, std::int64_t iMin, std::int64_t iMax);
+  int Stored(std::int32_t i) const;
+  void RangeOf(float& min, float& max, std::int64_t i0, std::int64_t i1) const;
   bool ValidPart(std::int64_t& i0, std::int64_t& i1) const;
 
   float vMin_ = 0.0F;

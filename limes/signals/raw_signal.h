@@ -115,6 +115,9 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// As Malloc, but nothing changes when memory is short. O(n).
   [[nodiscard]] bool MallocOrKeep(unsigned n);
 
+  /// As MallocOrKeep, but the content of the words is open.
+  [[nodiscard]] bool AllocateOrKeep(unsigned n);
+
   /// Makes room for n words without changing those in use; false, with nothing changed, when
   /// memory is short or the words are foreign. O(n).
   [[nodiscard]] bool Reserve(unsigned n);
@@ -122,10 +125,11 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// Sets the number of words in use, at most the present one.
   void Shorten(unsigned n);
 
-  /// Takes the other's buffer, words and id, and leaves it without. O(1).
+  /// Takes the other's words and leaves it without. O(1).
   void TakeData(CSigRaw& other) noexcept;
 
  private:
+  bool LoadWords(CSerializer& archive, std::uint32_t n);
   void TakeBlock(std::uint32_t* block, std::uint32_t words) noexcept;
 
   std::uint32_t type_ = kTypeRaw;

@@ -187,6 +187,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
 
  private:
   void DropExtData();
+  bool ReserveName(std::size_t characters, std::vector<wide_char>* former = nullptr);
+  void WriteName(std::size_t at, std::u16string_view text);
 
   CObject* extData_ = nullptr;
   bool ownsExtData_ = false;

@@ -1,0 +1,152 @@
+#include <new>
+
+#include "limes/kernels/compressed_vector.h"
+#include "limes/platform/record_io.h"
+#include "limes/signals/curve.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+
+namespace {
+
+constexpr int kRaw = 0;    ///< method of CCompressedVector that keeps the values
+constexpr int kRange = 1;  ///< 8 bits per value over their range
+
+/// First version with date and valid range of an extended curve.
+constexpr unsigned kTailVersion = 2;
+
+}  // namespace
+
+const wide_char* Text(CurveReadStatus status) {
+  switch (status) {
+    case CurveReadStatus::kOk:
+      return u"the curve was read";
+    case CurveReadStatus::kVersion:
+      return u"the version of the record cannot be read";
+    case CurveReadStatus::kHeader:
+      return u"name or units of the curve are cut short or malformed";
+    case CurveReadStatus::kValues:
+      return u"the values of the curve are cut short or malformed";
+    case CurveReadStatus::kTail:
+      return u"date and valid range of the curve are cut short";
+    case CurveReadStatus::kMemory:
+      return u"memory is short";
+  }
+  return u"";
+}
+
+CCompressedVector* CSigCurve::EnsureKompressor() const {
+  if (kompressor_ == nullptr) {
+    kompressor_.reset(new (std::nothrow) CCompressedVector);
+  }
+  return kompressor_.get();
+}
+
+void CSigCurve::KompressorAnbinden(CCompressedVector* kompressor) {
+  if (kompressor != kompressor_.get()) {
+    kompressor_.reset(kompressor);
+  }
+}
+
+bool CSigCurve::WriteToFile(CFileStream& file, unsigned version) const {
+  return WriteCoded(file, version, kRange);
+}
+
+bool CSigCurve::WriteToFileRaw(CFileStream& file, unsigned version) const {
+  return WriteCoded(file, version, kRaw);
+}
+
+bool CSigCurve::WriteCoded(CFileStream& file, unsigned version, int method) const {
+  if (!CSignal::WriteToFile(file, version)) {
+    return false;
+  }
+  CCompressedVector* const kompressor = EnsureKompressor();
+  return kompressor != nullptr && kompressor->Komprimieren(this, method) > 0 &&
+         kompressor->WriteToFile(file);
+}
+
+bool CSigCurve::ReadFromFile(CFileStream& file, unsigned version) {
+  if (!CSignal::ReadFromFile(file, version)) {
+    return false;
+  }
+  CCompressedVector* const kompressor = EnsureKompressor();
+  if (kompressor != nullptr && kompressor->ReadFromFile(file)) {
+    kompressor->Dekomprimieren(this);
+  } else {
+    // kept: true all the same; but never values that were read in part
+    Free();
+    SetXLen(0);
+  }
+  Tail tail;
+  const bool complete = ReadTail(file, version, tail);
+  TakeTail(tail);
+  return complete;
+}
+
+CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned version) {
+  if (version != 1 && version != 2) {
+    return CurveReadStatus::kVersion;
+  }
+  CSigCurve head;
+  if (!head.CSignal::ReadFromFile(file, version)) {
+    return CurveReadStatus::kHeader;
+  }
+  CCompressedVector* const kompressor = EnsureKompressor();
+  if (kompressor == nullptr) {
+    return CurveReadStatus::kMemory;
+  }
+  if (!kompressor->ReadFromFile(file)) {
+    return CurveReadStatus::kValues;
+  }
+  Tail tail;
+  if (!ReadTail(file, version, tail)) {
+    return CurveReadStatus::kTail;
+  }
+  if (!AllocateOrKeep(kompressor->ValueCount())) {
+    return CurveReadStatus::kMemory;
+  }
+  kompressor->Dekomprimieren(this);  // nothing fails from here on
+  SetName(head.Name());
+  SetXUnit(head.XUnit());
+  SetYUnit(head.YUnit());
+  TakeTail(tail);
+  return CurveReadStatus::kOk;
+}
+
+bool CSigCurve::ReadTail(CFileStream& /*file*/, unsigned /*version*/, Tail& /*tail*/) const {
+  return true;
+}
+
+void CSigCurve::TakeTail(const Tail& /*tail*/) {}
+
+bool CSigCurveExt::WriteCoded(CFileStream& file, unsigned version, int method) const {
+  if (!CSigCurve::WriteCoded(file, version, method)) {
+    return false;
+  }
+  if (version >= kTailVersion) {
+    detail::RecordWriter tail;
+    tail.PutFields(Tail{date_, vMin_, vMax_});
+    tail.WriteTo(file);
+  }
+  return true;
+}
+
+bool CSigCurveExt::ReadTail(CFileStream& file, unsigned version, Tail& tail) const {
+  if (version < kTailVersion) {
+    return true;
+  }
+  tail.present = detail::RecordReader(file).GetFields(tail);
+  return tail.present;
+}
+
+void CSigCurveExt::TakeTail(const Tail& tail) {
+  if (tail.present) {
+    date_ = tail.date;
+    SetVMinMax(tail.vMin, tail.vMax);
+  } else {
+    date_ = 0.0F;
+    ResetVMinMax();
+  }
+}
+
+}  // namespace limes

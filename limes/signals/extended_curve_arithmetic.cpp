@@ -1,0 +1,199 @@
+#include <algorithm>
+#include <cmath>
+
+#include "limes/signals/extended_curve.h"
+#include "limes/signals/value_loops.h"
+
+namespace limes {
+
+namespace {
+
+bool SameStep(const CSigCurve& a, const CSigCurve& b) { return a.XDelta() == b.XDelta(); }
+
+/// target[i] = source[i + offset] for i from i0 to i1, as far as both curves have values.
+void TakeValues(CSigCurve& target, const CSigCurve& source, std::int64_t i0, std::int64_t i1,
+                std::int64_t offset) {
+  i0 = std::max({i0, std::int64_t{0}, -offset});
+  i1 = std::min({i1, std::int64_t{target.DLen()} - 1, std::int64_t{source.DLen()} - 1 - offset});
+  if (i0 <= i1) {
+    detail::MoveValues(target.FloatData() + i0, source.FloatData() + i0 + offset,
+                       static_cast<std::size_t>(i1 - i0 + 1));
+  }
+}
+
+/// The loop of a weighted sum: target values from first on, each with the source's from start on in
+/// turn, count of them; behind the source's end its last value.
+template <class Loop>
+void Accumulate(CSigCurve& target, const CSigCurve& source, std::int64_t first, std::int64_t start,
+                std::int64_t count, Loop loop) {
+  const std::int64_t skipped = std::max<std::int64_t>(-first, 0);
+  count = std::min(count, std::int64_t{target.DLen()} - first);
+  const std::int64_t stored = std::int64_t{source.DLen()} - start;
+  if (source.DLen() == 0 || skipped >= count) {
+    return;
+  }
+  const std::int64_t direct = std::clamp(stored, skipped, count);
+  if (skipped < direct) {
+    loop(target.FloatData() + (first + skipped), source.FloatData() + (start + skipped),
+         static_cast<std::size_t>(direct - skipped));
+  }
+  for (std::int64_t k = direct; k < count; ++k) {
+    loop(target.FloatData() + (first + k), source.FloatData() + (source.DLen() - 1), 1);
+  }
+}
+
+/// Source indices of a weighted sum: the valid ones of an extended curve, else all.
+struct SSource {
+  std::int64_t start;
+  std::int64_t count;
+
+  explicit SSource(const CSigCurve& source) : start(0), count(source.DLen()) {
+    if (const CSigCurveExt* const extended = AsExtended(&source)) {
+      start = extended->IMin();
+      count = std::int64_t{extended->IMax()} - start + 1;
+    }
+  }
+};
+
+}  // namespace
+
+/// The valid indices that have values; false when there are none.
+bool CSigCurveExt::ValidPart(std::int64_t& i0, std::int64_t& i1) const {
+  i0 = std::max(iMin_, 0);
+  i1 = std::min(std::int64_t{iMax_}, std::int64_t{DLen()} - 1);
+  return i0 <= i1;
+}
+
+CSigCurveExt& CSigCurveExt::operator=(float v) {
+  std::int64_t i0 = 0;
+  std::int64_t i1 = 0;
+  if (ValidPart(i0, i1)) {
+    detail::FillValues(FloatData() + i0, static_cast<std::size_t>(i1 - i0 + 1), v);
+  }
+  return *this;
+}
+
+CSigCurveExt& CSigCurveExt::operator+=(float v) {
+  std::int64_t i0 = 0;
+  std::int64_t i1 = 0;
+  if (ValidPart(i0, i1)) {
+    detail::AddConstant(FloatData() + i0, static_cast<std::size_t>(i1 - i0 + 1), v);
+  }
+  return *this;
+}
+
+CSigCurveExt& CSigCurveExt::operator+=(const CSigCurve& other) {
+  std::int64_t i0 = 0;
+  std::int64_t i1 = 0;
+  if (!ValidPart(i0, i1)) {
+    return *this;
+  }
+  i1 = std::min(i1, std::int64_t{other.DLen()} - 1);
+  if (i0 <= i1) {
+    detail::AddValues(FloatData() + i0, other.FloatData() + i0,
+                      static_cast<std::size_t>(i1 - i0 + 1));
+  }
+  return *this;
+}
+
+CSigCurveExt& CSigCurveExt::operator|=(const CSigCurveExt& other) {
+  if (SameStep(*this, other)) {
+    TakeValues(*this, other, other.iMin_, other.iMax_, 0);
+  }
+  return *this;
+}
+
+CSigCurveExt& CSigCurveExt::operator^=(const CSigCurveExt& other) {
+  if (!SameStep(*this, other) || other.vMin_ > vMax_ || other.vMax_ < vMin_) {
+    return *this;
+  }
+  if (vMin_ > other.vMin_ && iMin_ > 0) {
+    const std::int64_t former = iMin_;
+    iMin_ = GetIndex(other.vMin_);
+    vMin_ = GetPoint(iMin_);
+    TakeValues(*this, other, iMin_, former - 1, std::int64_t{other.GetIndex(vMin_)} - iMin_);
+  }
+  if (vMax_ < other.vMax_ && iMax_ < static_cast<std::int32_t>(DLen()) - 1) {
+    const std::int32_t next = iMax_ + 1;
+    iMax_ = GetIndex(other.vMax_);
+    vMax_ = GetPoint(iMax_);
+    TakeValues(*this, other, next, iMax_, std::int64_t{other.GetIndex(GetPoint(next))} - next);
+  }
+  return *this;
+}
+
+void CSigCurveExt::Maximize(const CSigCurveExt* other, int mode) {
+  if (other == nullptr || other->vMin_ > vMax_ || other->vMax_ < vMin_) {
+    return;
+  }
+  const bool startsHere = other->vMin_ <= vMin_;
+  const std::int64_t start = startsHere ? iMin_ : GetIndex(other->vMin_);
+  const std::int64_t offset = (startsHere ? other->GetIndex(vMin_) : other->iMin_) - start;
+  const std::int64_t end = other->vMax_ <= vMax_ ? GetIndex(other->vMax_) : iMax_;
+  const std::int64_t i0 = std::max({start, std::int64_t{0}, -offset});
+  const std::int64_t i1 =
+      std::min({end, std::int64_t{DLen()} - 1, std::int64_t{other->DLen()} - 1 - offset});
+  if (i0 > i1) {
+    return;
+  }
+  (mode != 0 ? detail::TakeLarger : detail::TakeSmaller)(
+      FloatData() + i0, other->FloatData() + i0 + offset, static_cast<std::size_t>(i1 - i0 + 1));
+}
+
+void CSigCurveExt::AddWithWeight(const CSigCurve& source, float w, int offset) {
+  if (w == 0.0F) {
+    return;
+  }
+  const SSource from(source);
+  const std::int64_t first = std::int64_t{iMin_} + offset;
+  // kept: one value more than the source has; AddSquared takes none
+  Accumulate(*this, source, first, from.start,
+             std::min(from.count + 1, std::int64_t{iMax_} - first + 1),
+             [w](float* y, const float* s, std::size_t n) { detail::AddScaled(y, s, n, w); });
+}
+
+void CSigCurveExt::AddSquared(const CSigCurve& source, float w, int offset) {
+  if (w == 0.0F) {
+    return;
+  }
+  const SSource from(source);
+  const std::int64_t first = std::int64_t{iMin_} + offset;
+  Accumulate(*this, source, first, from.start,
+             std::min(from.count, std::int64_t{iMax_} - first + 1),
+             [w](float* y, const float* s, std::size_t n) { detail::AddScaledTimes(y, s, n, w); });
+}
+
+float CSigCurveExt::AbschnittSumme(float x0, float x1, bool dB) const {
+  std::int64_t low = 0;
+  std::int64_t high = 0;
+  if (x0 > vMax_ || x1 < vMin_ || !ValidPart(low, high)) {
+    return 0.0F;
+  }
+  const std::int64_t i0 = std::clamp<std::int64_t>(GetIndex(x0), low, high);
+  const std::int64_t i1 = std::clamp<std::int64_t>(GetIndex(x1), low, high);
+  if (i0 > i1) {
+    return 0.0F;
+  }
+  const std::span<const float> values =
+      Values().subspan(static_cast<std::size_t>(i0), static_cast<std::size_t>(i1 - i0 + 1));
+  if (!dB) {
+    float sum = 0.0F;
+    for (const float v : values) {
+      sum += v;
+    }
+    return sum;
+  }
+  constexpr double kPerDecibel = 0.2302585F;  // ln 10 / 10, as float
+  // Relative to the first term, so that high levels do not overflow the sum.
+  const double relative = std::exp(-kPerDecibel * values.front());
+  double sum = 0.0;
+  for (const float v : values) {
+    sum += std::exp(kPerDecibel * v) * relative;
+  }
+  if (!(sum > 0.0)) {
+    return 0.0F;
+  }
+  return static_cast<float>(std::log(sum * std::exp(kPerDecibel * values.front())) / kPerDecibel);
+}
+
+}  // namespace limes

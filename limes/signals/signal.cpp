@@ -1,0 +1,322 @@
+#include "limes/signals/signal.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "limes/core/runtime_classes.h"
+#include "limes/platform/record_io.h"
+
+namespace limes {
+
+namespace {
+
+constexpr std::size_t kFirstNameCapacity = 40;   ///< characters, the closing 0 included
+constexpr std::size_t kLongestNarrowName = 499;  ///< characters that an 8-bit name may give
+
+std::u16string_view View(const wide_char* text) {
+  return text == nullptr ? std::u16string_view() : std::u16string_view(text);
+}
+
+/// The unit as the file record holds it: a reference only when it counts.
+CMeasuringUnit ForRecord(const CMeasuringUnit& unit) {
+  CMeasuringUnit result = unit;
+  if (!unit.is_log()) {
+    result.logref(0.0F);
+  }
+  return result;
+}
+
+void Lower(float& bound, float other) { bound = other < bound ? other : bound; }
+void Raise(float& bound, float other) { bound = other > bound ? other : bound; }
+
+}  // namespace
+
+namespace detail {
+constinit const CRuntimeClass kSignalClass = {"CSignal", nullptr, &kRawClass};
+}  // namespace detail
+
+CSignal::CSignal() : name_(kFirstNameCapacity) {}
+
+CSignal::CSignal(int n) : CSigRaw(n), name_(kFirstNameCapacity) {}
+
+CSignal::CSignal(const CSignal& other, bool deep)
+    : CSigRaw(other),
+      CClonable(other),
+      CViewable(other),
+      info_(other.info_, deep),
+      name_(other.name_),
+      extName_(other.extName_),
+      quinter_(other.quinter_ ? std::make_unique<CQuinterMFC>(*other.quinter_) : nullptr),
+      timestamp_(other.timestamp_),
+      reserved_(other.reserved_) {}
+
+CSignal& CSignal::operator=(const CSignal& other) {
+  Copy(other, true);
+  return *this;
+}
+
+const CRuntimeClass* CSignal::GetRuntimeClass() const { return GetThisClass(); }
+
+const CRuntimeClass* CSignal::GetThisClass() { return &detail::kSignalClass; }
+
+CSignal::~CSignal() { DropExtData(); }
+
+int CSignal::Serialize(CSerializer* archive) { return CSigRaw::Serialize(archive) != 0 ? 1 : 0; }
+
+bool CSignal::Resize(unsigned n) {
+  if (!CSigRaw::Resize(n)) {
+    return false;
+  }
+  SetXLen(n);
+  return true;
+}
+
+unsigned CSignal::Size() const { return CSigRaw::Size(); }
+
+bool CSignal::Append(const CSignal& other) {
+  const std::uint32_t own = DLen();
+  const std::uint32_t added = other.DLen();
+  // Not the virtual Resize: what a class ties to the size, it settles after appending.
+  if (added > kMaxWords - own || !CSignal::Resize(own + added)) {
+    return false;
+  }
+  if (added > 0) {
+    std::memcpy(Data() + own, other.Data(), std::size_t{added} * sizeof(std::uint32_t));
+  }
+  return true;
+}
+
+bool CSignal::WriteToFile(CFileStream& file, unsigned version) const {
+  if (version == 0) {
+    return true;
+  }
+  const std::string name = WideToUtf8(Name());
+  detail::RecordWriter head;
+  head.PutChars(Utf8Prefix(name, kNameBytes - 1), kNameBytes);
+  head.WriteTo(file);
+  return ForRecord(XUnit()).WriteToFile(file) && ForRecord(YUnit()).WriteToFile(file);
+}
+
+bool CSignal::ReadFromFile(CFileStream& file, unsigned version) {
+  if (version != 1 && version != 2) {
+    return false;
+  }
+  std::array<char, kNameBytes + 1> name{};
+  if (!detail::RecordReader(file).GetBytes(name.data(), kNameBytes) || !SetName(name.data())) {
+    return false;
+  }
+  CMeasuringUnit xUnit;
+  if (!xUnit.ReadFromFile(file)) {
+    return false;
+  }
+  SetXUnit(xUnit);
+  CMeasuringUnit yUnit;
+  if (!yUnit.ReadFromFile(file)) {
+    return false;
+  }
+  SetYUnit(yUnit);
+  return true;
+}
+
+bool CSignal::Copy(const CClonable& other, bool deep) {
+  const auto* const source = dynamic_cast<const CSignal*>(&other);
+  if (source == nullptr || source == this) {
+    return false;
+  }
+  try {
+    CSignalInfoHandle info(source->info_, deep);
+    wide_string extName = source->extName_;
+    auto quinter = source->quinter_ ? std::make_unique<CQuinterMFC>(*source->quinter_) : nullptr;
+    const std::u16string_view name = source->Name();
+    if (!ReserveName(name.size()) || !AllocateOrKeep(source->DLen())) {
+      return false;
+    }
+    CSigRaw::operator=(*source);  // nothing fails from here on
+    info_ = info;
+    WriteName(0, name);
+    extName_.swap(extName);
+    if (quinter != nullptr) {  // kept: the own name stays when the source has none
+      quinter_.swap(quinter);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  timestamp_ = source->timestamp_;
+  reserved_ = source->reserved_;
+  DropExtData();
+  return true;
+}
+
+bool CSignal::CopyInfo(const CSignal& other) {
+  if (&other == this) {
+    return false;
+  }
+  try {
+    wide_string extName = other.extName_;
+    auto quinter = other.quinter_ ? std::make_unique<CQuinterMFC>(*other.quinter_) : nullptr;
+    const std::u16string_view name = other.Name();
+    if (!ReserveName(name.size())) {
+      return false;
+    }
+    WriteName(0, name);
+    extName_.swap(extName);
+    if (quinter != nullptr) {
+      quinter_.swap(quinter);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  info_ = other.info_;
+  timestamp_ = other.timestamp_;
+  DropExtData();
+  return true;
+}
+
+void CSignal::InitHeader(const CSignal& other, bool /*deep*/) {
+  if (this != &other) {
+    extName_ = other.extName_;
+    timestamp_ = other.timestamp_;
+  }
+  DropExtData();
+}
+
+void CSignal::ClearNames() {
+  WriteName(0, {});
+  extName_.clear();
+}
+
+bool CSignal::SetName(const wide_char* name) {
+  // The text may lie in the own buffer, so it is kept until the copy is done.
+  std::vector<wide_char> former;
+  if (!ReserveName(View(name).size(), &former)) {
+    return false;
+  }
+  WriteName(0, View(name));
+  return true;
+}
+
+bool CSignal::SetName(const char* name) {
+  try {
+    wide_string text = Utf8ToWide(name == nullptr ? std::string_view() : std::string_view(name));
+    if (text.size() > kLongestNarrowName) {
+      text.resize(kLongestNarrowName);
+    }
+    return SetName(text);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool CSignal::AppendToName(const wide_char* text) {
+  const std::size_t length = std::u16string_view(Name()).size();
+  std::vector<wide_char> former;
+  if (!ReserveName(length + View(text).size(), &former)) {
+    return false;
+  }
+  WriteName(length, View(text));
+  return true;
+}
+
+/// Makes room for a name of so many characters; a buffer that was replaced goes to former.
+bool CSignal::ReserveName(std::size_t characters, std::vector<wide_char>* former) {
+  if (characters < name_.size()) {
+    return true;
+  }
+  try {
+    std::vector<wide_char> grown(characters + 1);
+    std::copy(name_.begin(), name_.end(), grown.begin());
+    name_.swap(grown);
+    if (former != nullptr) {
+      former->swap(grown);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  } catch (const std::length_error&) {
+    return false;
+  }
+  return true;
+}
+
+/// Replaces the name from a position on by a text that fits, and by 0 behind it.
+void CSignal::WriteName(std::size_t at, std::u16string_view text) {
+  wide_char* const target = name_.data() + at;
+  std::char_traits<wide_char>::move(target, text.data(), text.size());
+  std::fill(name_.begin() + static_cast<std::ptrdiff_t>(at + text.size()), name_.end(), u'\0');
+}
+
+bool CSignal::SetXUnit(const wide_string& text) {
+  CMeasuringUnit unit;
+  const bool known = unit.set(text);
+  SetXUnit(unit);
+  return known;
+}
+
+bool CSignal::SetYUnit(const wide_string& text) {
+  CMeasuringUnit unit;
+  const bool known = unit.set(text);
+  SetYUnit(unit);
+  return known;
+}
+
+bool CSignal::SetXUnit(const wide_char* text) { return SetXUnit(wide_string(View(text))); }
+
+bool CSignal::SetYUnit(const wide_char* text) { return SetYUnit(wide_string(View(text))); }
+
+void CSignal::ClearUnits() {
+  SetXUnit(u"");
+  SetYUnit(u"");
+}
+
+const CInfoNode& CSignal::operator[](std::u16string_view key) const {
+  static const CInfoNode kEmpty;
+  const CInfoNode* const node = info_.Rep().Find(key);
+  return node == nullptr ? kEmpty : *node;
+}
+
+CInfoNode& CSignal::operator[](std::u16string_view key) { return info_.Rep().Node(key); }
+
+void CSignal::SetQuinter(const CQuinterMFC& quinter) {
+  quinter_ = std::make_unique<CQuinterMFC>(quinter);
+}
+
+void CSignal::AttachExtData(CObject* data) {
+  if (data != extData_) {
+    DropExtData();
+  }
+  extData_ = data;
+  ownsExtData_ = true;
+}
+
+void CSignal::DropExtData() {
+  if (ownsExtData_) {
+    delete extData_;
+  }
+  extData_ = nullptr;
+  ownsExtData_ = false;
+}
+
+void CSignal::ExpandRange(Range& range, const Range& other) {
+  Lower(range.first.first, other.first.first);
+  Lower(range.first.second, other.first.second);
+  Raise(range.second.first, other.second.first);
+  Raise(range.second.second, other.second.second);
+}
+
+void CSignal::ShrinkRange(Range& range, const Range& other) {
+  Raise(range.first.first, other.first.first);
+  Raise(range.first.second, other.first.second);
+  Lower(range.second.first, other.second.first);
+  Lower(range.second.second, other.second.second);
+}
+
+void CSignal::SetXLen(std::uint32_t n) {
+  if (XLen() != n) {
+    info_.X1Len(n);
+  }
+}
+
+}  // namespace limes

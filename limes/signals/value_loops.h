@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+
+namespace limes::detail {
+
+// Loops over the values of curves, each element by itself and in ascending order. Source and target
+// may overlap in any way: the result is that of the plain loop. All O(n).
+
+void FillValues(float* y, std::size_t n, float c);
+void AddConstant(float* y, std::size_t n, float c);
+void SubtractConstant(float* y, std::size_t n, float c);
+void MultiplyBy(float* y, std::size_t n, float c);
+void NegateValues(float* y, std::size_t n);
+void AbsoluteValues(float* y, std::size_t n);
+void SquareValues(float* y, std::size_t n);
+
+/// 0.0 for values not above 0.
+void RootOfValues(float* y, std::size_t n);
+
+/// Values at most c (at least c) become c; NaN stay.
+void RaiseTo(float* y, std::size_t n, float c);
+void LowerTo(float* y, std::size_t n, float c);
+
+void AddValues(float* y, const float* s, std::size_t n);
+void SubtractValues(float* y, const float* s, std::size_t n);
+void SubtractSquares(float* y, const float* s, std::size_t n);
+
+/// y + w * s
+void AddScaled(float* y, const float* s, std::size_t n, float w);
+
+/// y + w * (s * s)
+void AddScaledSquares(float* y, const float* s, std::size_t n, float w);
+
+/// y + (w * s) * s
+void AddScaledTimes(float* y, const float* s, std::size_t n, float w);
+
+/// s where it is smaller (larger) than y, else y: a NaN replaces nothing and is not replaced.
+void TakeSmaller(float* y, const float* s, std::size_t n);
+void TakeLarger(float* y, const float* s, std::size_t n);
+
+/// Moves values that may overlap; n may be 0 with null pointers.
+void MoveValues(float* target, const float* source, std::size_t n);
+
+struct SExtremes {
+  std::size_t min;
+  std::size_t max;
+};
+
+/// Indices of the first smallest and the first largest of n > 0 values, by strict comparisons from
+/// the first on: a leading NaN is both, another one neither.
+SExtremes FindExtremes(const float* y, std::size_t n);
+
+/// Distance of two points in the plane, formed in double.
+float Distance(float x0, float y0, float x1, float y1);
+
+}  // namespace limes::detail
