@@ -259,9 +259,9 @@ void CSigCurve::GetXRange(float& min, float& max) const {
 
 void CSigCurve::GetYRange(float& min, float& max) const {
   if (DLen() > 0) {
-    const auto [iMin, iMax] = detail::FindExtremes(FloatData(), DLen());
-    min = FloatData()[iMin];
-    max = FloatData()[iMax];
+    const detail::SBounds bounds = detail::FindBounds(FloatData(), DLen());
+    min = bounds.min;
+    max = bounds.max;
   }
 }
 
@@ -275,10 +275,10 @@ void CSigCurve::GetYRangeXI(float& min, float& max, unsigned i0, unsigned i1) co
   if (i0 > i1 || i0 >= DLen()) {
     return;
   }
-  const float* const values = FloatData() + i0;
-  const auto [iMin, iMax] = detail::FindExtremes(values, std::min(i1, DLen() - 1) - i0 + 1);
-  min = values[iMin];
-  max = values[iMax];
+  const detail::SBounds bounds =
+      detail::FindBounds(FloatData() + i0, std::min(i1, DLen() - 1) - i0 + 1);
+  min = bounds.min;
+  max = bounds.max;
 }
 
 CSignal::Range CSigCurve::YRange() const {

@@ -170,11 +170,10 @@ void CSigCurveExt::RangeOf(float& min, float& max, std::int64_t i0, std::int64_t
   }
   i0 = std::min(std::max(i0, std::int64_t{iMin_}), Last(*this));
   i1 = std::min({i1, std::int64_t{iMax_}, Last(*this)});
-  const float* const values = FloatData() + i0;
   const auto count = static_cast<std::size_t>(std::max<std::int64_t>(i1 - i0, 0)) + 1;
-  const auto [first, second] = detail::FindExtremes(values, count);
-  min = values[first];
-  max = values[second];
+  const detail::SBounds bounds = detail::FindBounds(FloatData() + i0, count);
+  min = bounds.min;
+  max = bounds.max;
 }
 
 void CSigCurveExt::InitHeader() {

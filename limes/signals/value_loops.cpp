@@ -1,7 +1,6 @@
 #include "limes/signals/value_loops.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -11,8 +10,17 @@ namespace limes::detail {
 
 namespace {
 
+// g++ writes one vector a turn, of which some processors run only every other cycle; clang unrolls
+// by itself, and not at all after the request.
+#if defined(__clang__)
+#define LIMES_UNROLL
+#else
+#define LIMES_UNROLL _Pragma("GCC unroll 4")
+#endif
+
 template <class Op>
 inline void ForEach(float* y, std::size_t n, Op op) {
+  LIMES_UNROLL
   for (std::size_t i = 0; i < n; ++i) {
     y[i] = op(y[i]);
   }
@@ -21,6 +29,7 @@ inline void ForEach(float* y, std::size_t n, Op op) {
 // The compiler tests for overlap itself and then runs the plain loop.
 template <class Op>
 inline void ForBoth(float* y, const float* s, std::size_t n, Op op) {
+  LIMES_UNROLL
   for (std::size_t i = 0; i < n; ++i) {
     y[i] = op(y[i], s[i]);
   }
@@ -109,55 +118,87 @@ void MoveValues(float* target, const float* source, std::size_t n) {
 
 namespace {
 
-constexpr std::size_t kLanes = 32;
+// Eight lanes, which the compiler halves where the processor's are shorter; four rows at a time, so
+// that no minimum waits for the one before.
+using Lanes __attribute__((vector_size(32))) = float;
+constexpr std::size_t kWidth = 8;
+constexpr std::size_t kRows = 4;
+constexpr std::size_t kStep = kWidth * kRows;
 constexpr std::size_t kBlock = 4096;  ///< values between two looks at the lanes
 
-struct SBounds {
-  float min;
-  float max;
-};
-
-/// Extremes of whole rows of lanes, begun at the given bounds. A lane keeps its value on NaN and on
-/// ties, as the plain loop does.
+/// Extremes of n values, begun at the given bounds. A lane keeps its value on NaN and on ties, as
+/// the plain loop does; only the sign of a zero may be another's.
 LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
-  alignas(64) std::array<float, kLanes> low;
-  alignas(64) std::array<float, kLanes> high;
-  low.fill(start.min);
-  high.fill(start.max);
-  for (std::size_t i = 0; i + kLanes <= n; i += kLanes) {
-    const float* const row = y + i;
-#pragma GCC unroll 1
-    for (std::size_t k = 0; k < kLanes; ++k) {
-      low[k] = row[k] < low[k] ? row[k] : low[k];
-      high[k] = row[k] > high[k] ? row[k] : high[k];
+  Lanes low[kRows];
+  Lanes high[kRows];
+  for (std::size_t r = 0; r < kRows; ++r) {
+    low[r] = start.min - Lanes{};
+    high[r] = start.max - Lanes{};
+  }
+  std::size_t i = 0;
+  for (; i + kStep <= n; i += kStep) {
+    for (std::size_t r = 0; r < kRows; ++r) {
+      Lanes row;
+      std::memcpy(&row, y + i + r * kWidth, sizeof(row));
+      low[r] = row < low[r] ? row : low[r];
+      high[r] = row > high[r] ? row : high[r];
     }
   }
-  for (std::size_t k = 0; k < kLanes; ++k) {
-    start.min = low[k] < start.min ? low[k] : start.min;
-    start.max = high[k] > start.max ? high[k] : start.max;
+  for (std::size_t r = 1; r < kRows; ++r) {
+    low[0] = low[r] < low[0] ? low[r] : low[0];
+    high[0] = high[r] > high[0] ? high[r] : high[0];
+  }
+  for (std::size_t k = 0; k < kWidth; ++k) {
+    start.min = low[0][k] < start.min ? low[0][k] : start.min;
+    start.max = high[0][k] > start.max ? high[0][k] : start.max;
+  }
+  for (; i < n; ++i) {
+    start.min = y[i] < start.min ? y[i] : start.min;
+    start.max = y[i] > start.max ? y[i] : start.max;
   }
   return start;
 }
 
-std::size_t FirstEqual(const float* y, std::size_t from, float value) {
-  while (y[from] != value) {
-    ++from;
+/// Index of the first of n values that equals value; n when there is none.
+LIMES_CLONES std::size_t FirstEqual(const float* y, std::size_t n, float value) {
+  constexpr std::size_t kRow = 64;
+  std::size_t i = 0;
+  for (; i + kRow <= n; i += kRow) {
+    unsigned hit = 0;
+#pragma GCC unroll 1
+    for (std::size_t k = 0; k < kRow; ++k) {
+      hit |= static_cast<unsigned>(y[i + k] == value);
+    }
+    if (hit != 0) {
+      break;
+    }
   }
-  return from;
+  while (i < n && y[i] != value) {
+    ++i;
+  }
+  return i;
 }
 
 }  // namespace
+
+SBounds FindBounds(const float* y, std::size_t n) {
+  SBounds bounds = LaneBounds(y, n, {y[0], y[0]});
+  // Of zeros the first one counts, with its sign.
+  if (bounds.min == 0.0F) {
+    bounds.min = y[FirstEqual(y, n, 0.0F)];
+  }
+  if (bounds.max == 0.0F) {
+    bounds.max = y[FirstEqual(y, n, 0.0F)];
+  }
+  return bounds;
+}
 
 SExtremes FindExtremes(const float* y, std::size_t n) {
   SBounds best = {y[0], y[0]};
   SExtremes block = {0, 0};  // where the first extreme value lies, zeros of either sign alike
   for (std::size_t i = 0; i < n; i += kBlock) {
     const std::size_t size = std::min(kBlock, n - i);
-    SBounds bounds = LaneBounds(y + i, size, best);
-    for (std::size_t k = size - size % kLanes; k < size; ++k) {
-      bounds.min = y[i + k] < bounds.min ? y[i + k] : bounds.min;
-      bounds.max = y[i + k] > bounds.max ? y[i + k] : bounds.max;
-    }
+    const SBounds bounds = LaneBounds(y + i, size, best);
     block.min = bounds.min < best.min ? i : block.min;
     block.max = bounds.max > best.max ? i : block.max;
     best = bounds;
@@ -165,7 +206,8 @@ SExtremes FindExtremes(const float* y, std::size_t n) {
   if (std::isnan(y[0])) {
     return {0, 0};
   }
-  return {FirstEqual(y, block.min, best.min), FirstEqual(y, block.max, best.max)};
+  return {block.min + FirstEqual(y + block.min, n - block.min, best.min),
+          block.max + FirstEqual(y + block.max, n - block.max, best.max)};
 }
 
 float Distance(float x0, float y0, float x1, float y1) {

@@ -42,13 +42,21 @@ void TakeLarger(float* y, const float* s, std::size_t n);
 /// Moves values that may overlap; n may be 0 with null pointers.
 void MoveValues(float* target, const float* source, std::size_t n);
 
+struct SBounds {
+  float min;
+  float max;
+};
+
+/// Smallest and largest of n > 0 values, by strict comparisons from the first on: a leading NaN is
+/// both, another one neither; of zeros the first one's sign.
+SBounds FindBounds(const float* y, std::size_t n);
+
 struct SExtremes {
   std::size_t min;
   std::size_t max;
 };
 
-/// Indices of the first smallest and the first largest of n > 0 values, by strict comparisons from
-/// the first on: a leading NaN is both, another one neither.
+/// Indices of the first smallest and the first largest of n > 0 values by the same rule.
 SExtremes FindExtremes(const float* y, std::size_t n);
 
 /// Distance of two points in the plane, formed in double.
