@@ -8,17 +8,23 @@ namespace limes {
 
 int CCompressedVector::Komprimieren(const CSigCurve* curve, int method) {
   if (curve == nullptr) {
-    return 0;
+    return Komprimieren(nullptr, 0, 0.0F, 0.0F, method);
   }
   return Komprimieren(curve->ValArray(), static_cast<int>(curve->DLen()), curve->XMin(),
                       curve->XMax(), method);
 }
 
 int CCompressedVector::Dekomprimieren(CSigCurve* curve) const {
-  if (curve == nullptr) {
+  if (curve == nullptr || !curve->AllocateOrKeep(ValueCount())) {
     return 0;
   }
-  return 0;
+  Dekomprimieren(curve->ValArray());
+  curve->SetXLen(curve->DLen());
+  curve->SetXMinMax(head_.xFirst, head_.xLast);
+  if (CSigCurveExt* const extended = AsExtended(curve)) {
+    extended->ResetVMinMax();
+  }
+  return head_.dataBytes;
 }
 
 }  // namespace limes

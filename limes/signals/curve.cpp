@@ -6,8 +6,8 @@
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/compressed_vector.h"
+#include "limes/kernels/value_loops.h"
 #include "limes/platform/conversions.h"
-#include "limes/signals/value_loops.h"
 
 namespace limes {
 

@@ -318,6 +318,8 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   virtual void TakeTail(const Tail& tail);
 
  private:
+  friend class CCompressedVector;  // decodes into the values
+
   CCompressedVector* EnsureKompressor() const;
   bool HasXSpan() const { return DLen() > 0 && xMax_ != xMin_; }
 

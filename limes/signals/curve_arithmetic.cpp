@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "limes/kernels/value_loops.h"
 #include "limes/signals/curve.h"
-#include "limes/signals/value_loops.h"
 
 namespace limes {
 
@@ -123,9 +123,10 @@ CSigCurve& CSigCurve::Log(float ref) {
     v = v > 0.0F ? static_cast<float>(factor * std::log10(double{v} * k)) : 0.0F;
   }
   CMeasuringUnit unit = YUnit();
-  unit.root(static_cast<std::int16_t>(p));
-  unit.set(unit.Unit_e(), unit.exponent(), unit.power(), ref);
-  SetYUnit(unit);
+  if (unit.root(static_cast<short>(p))) {
+    unit.set(unit.Unit_e(), unit.exponent(), unit.power(), ref);
+    SetYUnit(unit);
+  }
   return *this;
 }
 

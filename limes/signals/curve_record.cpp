@@ -9,9 +9,6 @@ namespace limes {
 
 namespace {
 
-constexpr int kRaw = 0;    ///< method of CCompressedVector that keeps the values
-constexpr int kRange = 1;  ///< 8 bits per value over their range
-
 /// First version with date and valid range of an extended curve.
 constexpr unsigned kTailVersion = 2;
 
@@ -49,11 +46,11 @@ void CSigCurve::KompressorAnbinden(CCompressedVector* kompressor) {
 }
 
 bool CSigCurve::WriteToFile(CFileStream& file, unsigned version) const {
-  return WriteCoded(file, version, kRange);
+  return WriteCoded(file, version, CCompressedVector::kRange);
 }
 
 bool CSigCurve::WriteToFileRaw(CFileStream& file, unsigned version) const {
-  return WriteCoded(file, version, kRaw);
+  return WriteCoded(file, version, CCompressedVector::kRaw);
 }
 
 bool CSigCurve::WriteCoded(CFileStream& file, unsigned version, int method) const {
@@ -70,10 +67,9 @@ bool CSigCurve::ReadFromFile(CFileStream& file, unsigned version) {
     return false;
   }
   CCompressedVector* const kompressor = EnsureKompressor();
-  if (kompressor != nullptr && kompressor->ReadFromFile(file)) {
-    kompressor->Dekomprimieren(this);
-  } else {
-    // kept: true all the same; but never values that were read in part
+  const bool decoded = kompressor != nullptr && kompressor->ReadFromFile(file) &&
+                       (kompressor->Dekomprimieren(this) > 0 || kompressor->DataBytes() == 0);
+  if (!decoded) {  // kept: true all the same, with an empty curve
     Free();
     SetXLen(0);
   }
@@ -105,7 +101,7 @@ CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned versi
   if (!AllocateOrKeep(kompressor->ValueCount())) {
     return CurveReadStatus::kMemory;
   }
-  kompressor->Dekomprimieren(this);  // nothing fails from here on
+  static_cast<void>(kompressor->Dekomprimieren(this));  // nothing fails from here on
   SetName(head.Name());
   SetXUnit(head.XUnit());
   SetYUnit(head.YUnit());

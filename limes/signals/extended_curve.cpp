@@ -6,7 +6,7 @@
 #include <new>
 
 #include "limes/core/runtime_classes.h"
-#include "limes/signals/value_loops.h"
+#include "limes/kernels/value_loops.h"
 
 namespace limes {
 

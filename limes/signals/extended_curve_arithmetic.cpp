@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "limes/kernels/value_loops.h"
 #include "limes/signals/extended_curve.h"
-#include "limes/signals/value_loops.h"
 
 namespace limes {
 

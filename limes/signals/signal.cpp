@@ -248,23 +248,23 @@ void CSignal::WriteName(std::size_t at, std::u16string_view text) {
   std::fill(name_.begin() + static_cast<std::ptrdiff_t>(at + text.size()), name_.end(), u'\0');
 }
 
-bool CSignal::SetXUnit(const wide_string& text) {
+bool CSignal::SetXUnit(std::u16string_view text) {
   CMeasuringUnit unit;
   const bool known = unit.set(text);
   SetXUnit(unit);
   return known;
 }
 
-bool CSignal::SetYUnit(const wide_string& text) {
+bool CSignal::SetYUnit(std::u16string_view text) {
   CMeasuringUnit unit;
   const bool known = unit.set(text);
   SetYUnit(unit);
   return known;
 }
 
-bool CSignal::SetXUnit(const wide_char* text) { return SetXUnit(wide_string(View(text))); }
+bool CSignal::SetXUnit(const wide_char* text) { return SetXUnit(View(text)); }
 
-bool CSignal::SetYUnit(const wide_char* text) { return SetYUnit(wide_string(View(text))); }
+bool CSignal::SetYUnit(const wide_char* text) { return SetYUnit(View(text)); }
 
 void CSignal::ClearUnits() {
   SetXUnit(u"");

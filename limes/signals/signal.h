@@ -119,8 +119,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   void SetYUnit(const CMeasuringUnit& unit) { info_.YUnit(unit); }
 
   /// Parses the text with CMeasuringUnit::set and returns its result.
-  bool SetXUnit(const wide_string& text);
-  bool SetYUnit(const wide_string& text);
+  bool SetXUnit(std::u16string_view text);
+  bool SetYUnit(std::u16string_view text);
   bool SetXUnit(const wide_char* text);
   bool SetYUnit(const wide_char* text);
 

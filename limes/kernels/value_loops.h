@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace limes::detail {
 
@@ -58,6 +59,13 @@ struct SExtremes {
 
 /// Indices of the first smallest and the first largest of n > 0 values by the same rule.
 SExtremes FindExtremes(const float* y, std::size_t n);
+
+/// Values as bytes over their bounds: the low 8 bits of trunc(q * 255 + 0.5) with the float
+/// q = (y - min) / (max - min); 0 where that is no 32-bit integer.
+void CodeValues(const float* y, std::size_t n, SBounds bounds, std::uint8_t* bytes);
+
+/// Bytes as values: the float byte / 255 times (max - min) plus min.
+void DecodeValues(const std::uint8_t* bytes, std::size_t n, SBounds bounds, float* y);
 
 /// Distance of two points in the plane, formed in double.
 float Distance(float x0, float y0, float x1, float y1);

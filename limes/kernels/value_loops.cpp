@@ -1,4 +1,4 @@
-#include "limes/signals/value_loops.h"
+#include "limes/kernels/value_loops.h"
 
 #include <algorithm>
 #include <cmath>
@@ -208,6 +208,29 @@ SExtremes FindExtremes(const float* y, std::size_t n) {
   }
   return {block.min + FirstEqual(y + block.min, n - block.min, best.min),
           block.max + FirstEqual(y + block.max, n - block.max, best.max)};
+}
+
+LIMES_CLONES void CodeValues(const float* y, std::size_t n, SBounds bounds, std::uint8_t* bytes) {
+  const float scale = bounds.max == bounds.min ? 0.0F : 1.0F / (bounds.max - bounds.min);
+  for (std::size_t i = 0; i < n; ++i) {
+    const float relative = (y[i] - bounds.min) * scale;
+    const float q = relative < 2.0F ? relative : 0.0F;  // NaN and infinities are no bytes
+    // trunc(q * 255 + 0.5) of the exact product, with floats only: the rounding error of the
+    // product is a float too (T. J. Dekker, A floating-point technique for extending the available
+    // precision, 1971), and so are all differences below where they decide.
+    const float level = q * 255.0F;
+    const float error = (q * 256.0F - level) - q;
+    const auto whole = static_cast<std::int32_t>(level);
+    const float above = (level - static_cast<float>(whole)) - 0.5F;
+    bytes[i] = static_cast<std::uint8_t>(whole + (above >= -error ? 1 : 0));
+  }
+}
+
+LIMES_CLONES void DecodeValues(const std::uint8_t* bytes, std::size_t n, SBounds bounds, float* y) {
+  const float span = bounds.max - bounds.min;
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = static_cast<float>(bytes[i]) / 255.0F * span + bounds.min;
+  }
 }
 
 float Distance(float x0, float y0, float x1, float y1) {
