@@ -12,6 +12,7 @@
 #include "limes/platform/message_box.h"
 #include "limes/platform/print_window.h"
 #include "limes/platform/record_io.h"
+#include "limes/signals/extended_curve.h"
 
 namespace limes {
 namespace {
@@ -94,7 +95,6 @@ TEST(Serializer, HeaderWordsAndCounts) {
   EXPECT_EQ(archive.Groesse(), 42U);
   EXPECT_EQ(archive.GetPosition(), 0U);
   EXPECT_NE(archive.IsStoring(), 0);
-  EXPECT_EQ(words, Words(60, 0xAAAAAAAAU)) << "nothing is written before something is stored";
   archive.SetArchiveName("a\xE4");
   archive.SetMarker(0xCAFE);
   const std::uint32_t data[] = {7, 8};
@@ -343,6 +343,28 @@ TEST(Serializer, ReloadOfAnotherClassSaysSo) {
   EXPECT_EQ(messages.boxes[1].size(), 199U);
 }
 
+TEST(Serializer, KeepsStoringOnlyTheNamesOfCurves) {
+  RegisterOwn();
+  Words words(200);
+  CSerializer out(words.data(), 200, 0);
+  CSigCurve curve;
+  ASSERT_TRUE(curve.CSignal::Resize(5));
+  CSigCurveExt extended;
+  EXPECT_EQ(out.StoreObject(&curve), 0);
+  EXPECT_EQ(out.StoreObject(&extended), 0);
+  EXPECT_EQ(out.GetPosition(), 80U);
+  CSerializer in(words.data(), 200, 1);
+  EXPECT_EQ(in.ReloadObject(&curve), 0);
+  in.Init(words.data(), 200, 1);
+  const auto first = Load(in);
+  const auto second = Load(in);
+  ASSERT_TRUE(first != nullptr && second != nullptr);
+  EXPECT_STREQ(first->GetRuntimeClass()->name, "CSigCurve");
+  EXPECT_EQ(dynamic_cast<CSigCurve&>(*first).DLen(), 0U);
+  EXPECT_NE(dynamic_cast<CSigCurveExt*>(second.get()), nullptr);
+  EXPECT_TRUE(second->IsKindOf(CSObject::GetThisClass()));
+}
+
 /// A stream with an archive of the given words.
 CMemoryStream ArchiveFile(const Words& words) {
   detail::RecordWriter record;
@@ -402,6 +424,15 @@ TEST(Serializer, FetchFromFileTable) {
   EXPECT_EQ(reported, -1);
   EXPECT_EQ(none.FetchFromFile(stream), 0);
   EXPECT_EQ(stream.Position(), 0);
+}
+
+TEST(Serializer, KeepsHeaderWordsUntilSomethingIsStored) {
+  Words words(60, 0xAAAAAAAAU);
+  CSerializer archive(words.data(), 60, 0);
+  EXPECT_EQ(words, Words(60, 0xAAAAAAAAU));
+  archive.SkipStoreData(1);
+  EXPECT_EQ(words[1], 43U);
+  EXPECT_EQ(words[0], 0xAAAAAAAAU) << "unnamed and unmarked";
 }
 
 TEST(Serializer, KeepsLoadsBoundedByTheCapacityNotTheCount) {
