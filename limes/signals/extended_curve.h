@@ -138,6 +138,11 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
   /// All values are valid.
   void ResetVMinMax();
 
+  /// Valid range as it was read from another curve on this grid; nothing is derived.
+  void RestoreValidRange(float vMin, float vMax, std::int32_t iMin, std::int32_t iMax) {
+    SetRange(vMin, vMax, iMin, iMax);
+  }
+
   /// Widens the valid range to include [x0, x1].
   void Expandieren(float x0, float x1);
 

@@ -1,0 +1,203 @@
+#include "limes/learning/curve_assistant.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "limes/platform/conversions.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+namespace {
+
+constexpr double kSamePlace = 0.01;  ///< of a step: nearer grid points are the same
+
+/// A curve's grid in double, with the indices that hold values.
+struct SGrid {
+  explicit SGrid(const CSigCurve& curve)
+      : start(curve.XMin()),
+        step((double{curve.XMax()} - curve.XMin()) / curve.DLen()),
+        first(0),
+        last(std::int64_t{curve.DLen()} - 1) {
+    if (const CSigCurveExt* const extended = AsExtended(&curve)) {
+      first = std::max<std::int64_t>(first, extended->IMin());
+      last = std::min<std::int64_t>(last, extended->IMax());
+    }
+  }
+
+  bool IsUsable() const {
+    return std::isfinite(start) && std::isfinite(step) && step > 0.0 && first <= last;
+  }
+  double X(std::int64_t i) const { return start + step * static_cast<double>(i); }
+  double Index(double x) const { return (x - start) / step; }
+
+  double start;
+  double step;
+  std::int64_t first;
+  std::int64_t last;
+};
+
+/// Value of k at an index between its grid points.
+float Interpolated(const CSigCurve& k, const SGrid& grid, double index) {
+  const double within =
+      std::clamp(index, static_cast<double>(grid.first), static_cast<double>(grid.last));
+  const std::int64_t i = TruncToInt64(within);
+  const float here = k.ValArray()[i];
+  if (i >= grid.last) {
+    return here;
+  }
+  const auto t = static_cast<float>(within - static_cast<double>(i));
+  return t == 0.0F ? here : here + (k.ValArray()[i + 1] - here) * t;
+}
+
+/// Mean or maximum of k's values from index i0 (rounded up) to below i1, in double and in order.
+float Binned(const CSigCurve& k, const SGrid& grid, double i0, double i1, double centre,
+             CSigCurveAssistent::Binning binning) {
+  const std::int64_t begin = std::max(TruncToInt64(std::ceil(i0)), grid.first);
+  const std::int64_t end = std::min(TruncToInt64(std::ceil(i1)), grid.last + 1);
+  if (begin >= end) {
+    return Interpolated(k, grid, centre);
+  }
+  const float* const values = k.ValArray();
+  if (binning == CSigCurveAssistent::Binning::kMaximum) {
+    float largest = values[begin];
+    for (std::int64_t i = begin + 1; i < end; ++i) {
+      largest = values[i] > largest || std::isnan(values[i]) ? values[i] : largest;
+    }
+    return largest;
+  }
+  double sum = 0.0;
+  for (std::int64_t i = begin; i < end; ++i) {
+    sum += double{values[i]};
+  }
+  return static_cast<float>(sum / static_cast<double>(end - begin));
+}
+
+void TakeUnit(CSigCurveExt& out, const CSigCurve& k) {
+  // Compared first: setting makes the shared info private, which allocates.
+  if (out.XUnit() != k.XUnit() || out.XUnit().prefixunit() != k.XUnit().prefixunit()) {
+    out.SetXUnit(k.XUnit());
+  }
+  if (out.YUnit() != k.YUnit() || out.YUnit().prefixunit() != k.YUnit().prefixunit()) {
+    out.SetYUnit(k.YUnit());
+  }
+}
+
+void FillFitted(const CSigCurve& k, const SGrid& from, const SGrid& to, std::int64_t i0,
+                std::int64_t i1, CSigCurveAssistent::Binning binning, float* out) {
+  const double offset = from.Index(to.start);
+  const double ratio = to.step / from.step;
+  const double drift = std::fabs(ratio - 1.0) * static_cast<double>(i1 + 1);
+  const double shift = std::nearbyint(offset);
+  if (drift < kSamePlace && std::fabs(offset - shift) < kSamePlace) {
+    const float* const source = k.ValArray();
+    const std::int64_t move = TruncToInt64(shift);
+    for (std::int64_t i = i0; i <= i1; ++i) {
+      out[i] = source[std::clamp(i + move, from.first, from.last)];
+    }
+    return;
+  }
+  for (std::int64_t i = i0; i <= i1; ++i) {
+    const double centre = from.Index(to.X(i));
+    out[i] = ratio > 1.0 + kSamePlace
+                 ? Binned(k, from, centre - 0.5 * ratio, centre + 0.5 * ratio, centre, binning)
+                 : Interpolated(k, from, centre);
+  }
+}
+
+}  // namespace
+
+bool CSigCurveAssistent::AnpassenAn(const CSigCurve& k, const CSigCurveExt& raster,
+                                    CSigCurveExt& out, Binning binning) {
+  if (k.DLen() == 0 || raster.DLen() == 0) {
+    return false;
+  }
+  if (&out == &k || &out == &raster) {
+    CSigCurveExt result;
+    if (!AnpassenAn(k, raster, result, binning)) {
+      return false;
+    }
+    out = result;
+    return true;
+  }
+  const SGrid from(k);
+  const SGrid to(raster);
+  if (!from.IsUsable() || !to.IsUsable()) {
+    return false;
+  }
+  const double low = std::ceil(to.Index(from.X(from.first)) - kSamePlace);
+  const double high = std::floor(to.Index(from.X(from.last)) + kSamePlace);
+  const std::int64_t i0 = std::max(TruncToInt64(low), to.first);
+  const std::int64_t i1 = std::min(TruncToInt64(high), to.last);
+  if (i0 > i1) {
+    return false;
+  }
+  out.MakeSameSize(raster);
+  if (out.DLen() != raster.DLen()) {
+    return false;  // memory is short
+  }
+  FillFitted(k, from, to, i0, i1, binning, out.ValArray());
+  out.SetName(k.Name());
+  TakeUnit(out, k);
+  // The same numbers as the raster's where it bounds the range, so that learning finds the same
+  // indices in both curves.
+  out.SetVMinMax(i0 == to.first ? raster.VMin() : raster.GetPoint(static_cast<int>(i0)),
+                 i1 == to.last ? raster.VMax() : raster.GetPoint(static_cast<int>(i1)));
+  return true;
+}
+
+void CSigCurveAssistent::AddierenMitQuadrat(CSigCurveExt& mean, CSigCurveExt& meanSquare,
+                                            const CSigCurve& k, float v) {
+  const CSigCurveExt* const extended = AsExtended(&k);
+  mean.Schrumpfen(extended != nullptr ? extended->VMin() : k.XMin(),
+                  extended != nullptr ? extended->VMax() : k.XMax());
+  meanSquare.SetVIMinMax(mean.IMin(), mean.IMax());
+  if (mean.XDelta() == k.XDelta()) {
+    mean.AddWithWeight(k, v, 0);
+    meanSquare.AddSquared(k, v, 0);
+    return;
+  }
+  const std::int64_t last = std::min({std::int64_t{mean.IMax()}, std::int64_t{mean.DLen()} - 1,
+                                      std::int64_t{meanSquare.DLen()} - 1});
+  const float step = k.XDelta();  // kept: the step of k on the grid of the mean
+  float x = mean.VMin();
+  for (std::int64_t i = std::max(mean.IMin(), 0); i <= last; ++i) {
+    const float value = k.GetValue(x);
+    mean.ValArray()[i] += v * value;
+    meanSquare.ValArray()[i] += v * (value * value);
+    x += step;
+  }
+}
+
+float CSigCurveAssistent::MaxAbweichung(const CSigCurveExt& k, const CSigCurveExt& r,
+                                        float* result) {
+  const float lo = k.VMin() > r.VMin() ? k.VMin() : r.VMin();
+  const float hi = k.VMax() < r.VMax() ? k.VMax() : r.VMax();
+  if (k.DLen() == 0 || r.DLen() == 0 || !(lo <= hi)) {
+    return 0.0F;
+  }
+  const int i0 = r.GetIndex(lo);
+  const int i1 = r.GetIndex(hi);
+  if (i0 > i1) {
+    return 0.0F;
+  }
+  int best = -1;
+  float largest = std::numeric_limits<float>::quiet_NaN();
+  for (int i = i0; i <= i1; ++i) {
+    const auto d = static_cast<float>(double{k[k.GetIndex(r.GetPoint(i))]} - double{r[i]});
+    if (d > largest || (best < 0 && !std::isnan(d))) {
+      largest = d;
+      best = i;
+    }
+  }
+  if (result != nullptr) {
+    const int at = best < 0 ? i0 : best;
+    result[0] = r.GetPoint(at);
+    result[1] = k[k.GetIndex(r.GetPoint(at))];
+    result[2] = r[at];
+  }
+  return largest;
+}
+
+}  // namespace limes

@@ -1,0 +1,232 @@
+// The lossless record of a curve learning tool.
+#include <cmath>
+#include <new>
+#include <span>
+#include <tuple>
+#include <vector>
+
+#include "limes/core/measuring_unit.h"
+#include "limes/learning/curve_learning_tool.h"
+#include "limes/platform/file_stream.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+namespace {
+
+/// Rule and counts of a tool.
+struct SToolHead {
+  float base = 0.0F;
+  float factor = 0.0F;
+  float width = 0.0F;
+  std::int32_t count = 0;
+  std::int32_t stale = 0;
+  std::int32_t externalOn = 0;
+  float external = 0.0F;
+  std::int32_t time = 0;
+  std::int32_t timeScale = 0;
+
+  static constexpr auto Fields(auto& h) {
+    return std::tie(h.base, h.factor, h.width, h.count, h.stale, h.externalOn, h.external, h.time,
+                    h.timeScale);
+  }
+
+  bool IsConsistent() const {
+    return time >= 0 && timeScale >= 0 && externalOn >= 0 && externalOn <= 1;
+  }
+};
+
+/// Grid and valid range of a curve; name, units and values follow.
+struct SCurveHead {
+  std::uint32_t n = 0;
+  float xMin = 0.0F;
+  float xMax = 0.0F;
+  float vMin = 0.0F;
+  float vMax = 0.0F;
+  std::int32_t iMin = 0;
+  std::int32_t iMax = 0;
+  float date = 0.0F;
+  std::int32_t curveId = 0;
+  float scaleFactor = 0.0F;
+
+  static constexpr auto Fields(auto& h) {
+    return std::tie(h.n, h.xMin, h.xMax, h.vMin, h.vMax, h.iMin, h.iMax, h.date, h.curveId,
+                    h.scaleFactor);
+  }
+
+  bool IsConsistent() const {
+    return n <= static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()) &&
+           std::isfinite(xMin) && std::isfinite(xMax) && !std::isnan(vMin) && !std::isnan(vMax) &&
+           iMin >= 0 && iMax >= -1 && (n == 0 || iMin < std::int64_t{n}) && iMax < std::int64_t{n};
+  }
+};
+
+/// The fields of a unit; the text of its base unit follows, for units registered at run time.
+struct SUnitFields {
+  SUnitFields() = default;
+  explicit SUnitFields(const CMeasuringUnit& u)
+      : unit(u.Unit_e()),
+        exponent(u.Exponent()),
+        power(u.Power()),
+        logref(u.Logref()),
+        flags(u.Flags()) {}
+
+  std::uint32_t unit = 0;
+  std::int16_t exponent = 0;
+  std::int16_t power = 0;
+  float logref = 0.0F;
+  std::uint32_t flags = 0;
+
+  static constexpr auto Fields(auto& u) {
+    return std::tie(u.unit, u.exponent, u.power, u.logref, u.flags);
+  }
+};
+
+void PutText(detail::RecordWriter& out, std::u16string_view text) {
+  out.Put(static_cast<std::uint32_t>(text.size()));
+  out.PutArray(std::span<const char16_t>(text));
+}
+
+bool GetText(detail::RecordReader& in, wide_string& text) {
+  std::uint32_t length = 0;
+  std::vector<char16_t> characters;
+  if (!in.Get(length) || !in.GetArray(characters, length)) {
+    return false;
+  }
+  text.assign(characters.begin(), characters.end());
+  return true;
+}
+
+void PutUnit(detail::RecordWriter& out, const CMeasuringUnit& unit) {
+  out.PutFields(SUnitFields(unit));
+  PutText(out, unit.baseunit());
+}
+
+bool GetUnit(detail::RecordReader& in, CMeasuringUnit& unit) {
+  SUnitFields fields;
+  wide_string base;
+  if (!in.GetFields(fields) || !GetText(in, base)) {
+    return false;
+  }
+  if (fields.unit >= CMeasuringUnit::kBuiltInUnits) {
+    CMeasuringUnit::UnitStrings& strings = CMeasuringUnit::UnitStrings::theStrings();
+    fields.unit = strings.FindOrAdd(base, true, strings.Complains());
+  }
+  unit.set(fields.unit, fields.exponent, fields.power, fields.logref);
+  unit.set_log((fields.flags & 1U) != 0);
+  return true;
+}
+
+void PutCurve(detail::RecordWriter& out, const CSigCurveExt& curve) {
+  SCurveHead head;
+  head.n = curve.DLen();
+  head.xMin = curve.XMin();
+  head.xMax = curve.XMax();
+  head.vMin = curve.VMin();
+  head.vMax = curve.VMax();
+  head.iMin = curve.IMin();
+  head.iMax = curve.IMax();
+  head.date = curve.Date();
+  head.curveId = curve.CurveId();
+  head.scaleFactor = curve.ScaleFactor();
+  out.PutFields(head);
+  PutText(out, curve.Name());
+  PutUnit(out, curve.XUnit());
+  PutUnit(out, curve.YUnit());
+  out.PutArray(curve.Values());
+}
+
+LearnStateStatus GetCurve(detail::RecordReader& in, CSigCurveExt& curve) {
+  SCurveHead head;
+  wide_string name;
+  CMeasuringUnit xUnit;
+  CMeasuringUnit yUnit;
+  if (!in.GetFields(head) || !head.IsConsistent() || !GetText(in, name) || !GetUnit(in, xUnit) ||
+      !GetUnit(in, yUnit) || !in.Fits(head.n, sizeof(float))) {
+    return LearnStateStatus::kContent;
+  }
+  if (!curve.Resize(head.n)) {
+    return LearnStateStatus::kMemory;
+  }
+  if (!in.GetSpan(curve.Values())) {
+    return LearnStateStatus::kContent;
+  }
+  curve.SetName(name);
+  curve.SetXUnit(xUnit);
+  curve.SetYUnit(yUnit);
+  curve.SetXMinMax(head.xMin, head.xMax);
+  curve.SetScaleFactor(head.scaleFactor);
+  curve.Date(head.date);
+  curve.CurveId(head.curveId);
+  curve.RestoreValidRange(head.vMin, head.vMax, head.iMin, head.iMax);
+  return LearnStateStatus::kOk;
+}
+
+}  // namespace
+
+bool CKurvenLernWerkzeug::WriteState(CFileStream& file) const {
+  if (mean_ == nullptr || meanSquare_ == nullptr) {
+    return false;
+  }
+  const SToolHead head = {base_,
+                          factor_,
+                          width_,
+                          count_,
+                          stale_,
+                          externalOn_,
+                          external_,
+                          generator_->GetTime(),
+                          generator_->GetTimeScale()};
+  try {
+    detail::RecordWriter payload;
+    payload.PutFields(head);
+    PutText(payload, name_);
+    PutCurve(payload, *mean_);
+    PutCurve(payload, *meanSquare_);
+    detail::WriteLearnState(file, detail::LearnStateKind::kCurve, payload.Bytes());
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+LearnStateStatus CKurvenLernWerkzeug::ReadState(CFileStream& file) {
+  try {
+    std::vector<std::uint8_t> payload;
+    LearnStateStatus status = detail::ReadLearnState(file, detail::LearnStateKind::kCurve, payload);
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+    detail::RecordReader in(stream);
+    SToolHead head;
+    CKurvenLernWerkzeug read;
+    if (!in.GetFields(head) || !head.IsConsistent() || !GetText(in, read.name_)) {
+      return LearnStateStatus::kContent;
+    }
+    if (!read.MakeCurves(0)) {
+      return LearnStateStatus::kMemory;
+    }
+    status = GetCurve(in, *read.mean_);
+    if (status == LearnStateStatus::kOk) {
+      status = GetCurve(in, *read.meanSquare_);
+    }
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    if (stream.Remaining() != 0 || read.mean_->DLen() != read.meanSquare_->DLen()) {
+      return LearnStateStatus::kContent;
+    }
+    read.Bildungsregel(head.base, head.factor, head.width);
+    read.count_ = head.count;
+    read.stale_ = head.stale;
+    read.externalOn_ = head.externalOn;
+    read.external_ = head.external;
+    *read.generator_ = CExpAverFacGenerator(head.time, head.timeScale);
+    *this = std::move(read);  // nothing fails from here on
+  } catch (const std::bad_alloc&) {
+    return LearnStateStatus::kMemory;
+  }
+  return LearnStateStatus::kOk;
+}
+
+}  // namespace limes

@@ -1,0 +1,308 @@
+#include "limes/learning/curve_learning_tool.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <new>
+
+#include "limes/core/object_archive.h"
+#include "limes/learning/learning_loops.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+namespace {
+
+constexpr std::u16string_view kMeanSuffix = u"-avg";
+constexpr std::u16string_view kMeanSquareSuffix = u"-sqa";
+constexpr std::u16string_view kSpreadSuffix = u"-stdv";
+constexpr std::u16string_view kLimitSuffix = u"-lim";
+
+wide_string Joined(std::u16string_view name, std::u16string_view suffix) {
+  wide_string joined(name);
+  joined.append(suffix);
+  return joined;
+}
+
+/// The units of the mean: what the roots of squares made of them is of no use.
+void TakeUnits(CSigCurveExt& curve, const CSigCurveExt& mean) {
+  if (curve.XUnit() != mean.XUnit() || curve.XUnit().prefixunit() != mean.XUnit().prefixunit()) {
+    curve.SetXUnit(mean.XUnit());
+  }
+  if (curve.YUnit() != mean.YUnit() || curve.YUnit().prefixunit() != mean.YUnit().prefixunit()) {
+    curve.SetYUnit(mean.YUnit());
+  }
+}
+
+bool Overlap(const CSigCurve& a, const CSigCurve& b) {
+  const std::less<> before;
+  return before(a.ValArray(), b.ValArray() + b.DLen()) &&
+         before(b.ValArray(), a.ValArray() + a.DLen());
+}
+
+/// Learns k in one pass when the three curves are apart and k is added index by index; false, with
+/// nothing done, when the separate steps are needed.
+bool LearnInOnePass(CSigCurveExt& mean, CSigCurveExt& meanSquare, const CSigCurve& k, float a,
+                    float v) {
+  const std::int64_t n = mean.DLen();
+  if (v == 0.0F || k.DLen() == 0 || meanSquare.DLen() != mean.DLen() ||
+      mean.XDelta() != k.XDelta() || Overlap(mean, k) || Overlap(meanSquare, k) ||
+      Overlap(mean, meanSquare)) {
+    return false;
+  }
+  const CSigCurveExt* const extended = AsExtended(&k);
+  const std::int64_t source = extended != nullptr ? extended->IMin() : 0;
+  const std::int64_t count =
+      extended != nullptr ? std::int64_t{extended->IMax()} - source + 1 : std::int64_t{k.DLen()};
+  const std::int64_t kLast = std::int64_t{k.DLen()} - 1;
+  if (source < 0 || source > kLast || count < 0 || source + count - 1 > kLast) {
+    return false;
+  }
+  mean.Schrumpfen(extended != nullptr ? extended->VMin() : k.XMin(),
+                  extended != nullptr ? extended->VMax() : k.XMax());
+  meanSquare.SetVIMinMax(mean.IMin(), mean.IMax());
+  // SetVIMinMax and Schrumpfen leave indices inside the values.
+  const std::int64_t first = mean.IMin();
+  const std::int64_t room = std::int64_t{mean.IMax()} - first + 1;
+  const std::int64_t both = std::clamp<std::int64_t>(std::min(room, count), 0, n - first);
+  float* const m = mean.ValArray();
+  float* const q = meanSquare.ValArray();
+  const auto scale = [&](std::int64_t from, std::int64_t to) {
+    for (std::int64_t i = from; i < to; ++i) {
+      m[i] *= a;
+      q[i] *= a;
+    }
+  };
+  scale(0, first);
+  detail::LearnValues(m + first, q + first, k.ValArray() + source, static_cast<std::size_t>(both),
+                      a, v);
+  scale(first + both, n);
+  if (room > count) {  // kept: the mean takes one value more than the mean square
+    m[first + count] += v * k.ValArray()[std::min(source + count, kLast)];
+  }
+  return true;
+}
+
+}  // namespace
+
+CKurvenLernWerkzeug::CKurvenLernWerkzeug() : generator_(std::make_shared<CExpAverFacGenerator>()) {}
+
+CKurvenLernWerkzeug::~CKurvenLernWerkzeug() = default;
+
+bool CKurvenLernWerkzeug::MakeCurves(int n) {
+  try {
+    std::array<Curve, 4> made = {mean_, meanSquare_, spread_, limit_};
+    for (Curve& curve : made) {
+      if (curve == nullptr) {
+        curve = std::make_shared<CSigCurveExt>(n);
+      }
+    }
+    mean_ = std::move(made[0]);
+    meanSquare_ = std::move(made[1]);
+    spread_ = std::move(made[2]);
+    limit_ = std::move(made[3]);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
+  if (vorlage == nullptr || !MakeCurves(static_cast<int>(vorlage->DLen()))) {
+    return;
+  }
+  name_ = vorlage->Name();
+  const CSigCurveExt* const extended = AsExtended(vorlage);
+  const auto set = [&](CSigCurveExt& curve, std::u16string_view suffix) {
+    if (extended != nullptr) {
+      curve = *extended;
+    } else {
+      curve = *vorlage;
+    }
+    curve.SetName(Joined(name_, suffix));
+  };
+  set(*mean_, kMeanSuffix);
+  set(*meanSquare_, kMeanSquareSuffix);
+  set(*spread_, kSpreadSuffix);
+  set(*limit_, kLimitSuffix);
+}
+
+void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, std::u16string_view name) {
+  if (!name.empty()) {
+    name_ = name;
+  }
+  if (!MakeCurves(n)) {
+    return;
+  }
+  const auto set = [&](CSigCurveExt& curve, std::u16string_view suffix) {
+    curve.SetXMinMax(x0, x1);
+    curve.ResetVMinMax();
+    curve.SetName(Joined(curve.Name(), suffix));
+  };
+  set(*mean_, kMeanSuffix);
+  set(*meanSquare_, kMeanSquareSuffix);
+  set(*spread_, kSpreadSuffix);
+  set(*limit_, kLimitSuffix);
+}
+
+void CKurvenLernWerkzeug::Bildungsregel(float base, float factor, float width) {
+  base_ = base;
+  factor_ = factor;
+  width_ = width;
+}
+
+wide_string CKurvenLernWerkzeug::GrenzParameterText() const {
+  return Format(u"%5.2f + M + %5.2f * S", base_, factor_);
+}
+
+void CKurvenLernWerkzeug::Neustart(std::int32_t timeScale) {
+  for (const Curve& curve : {mean_, meanSquare_, spread_, limit_}) {
+    if (curve != nullptr) {
+      curve->Nullsetzen();
+    }
+  }
+  count_ = 0;
+  stale_ = 0;
+  generator_->SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
+  generator_->ResetTime();
+}
+
+void CKurvenLernWerkzeug::ExterneLernzahl(int count) {
+  if (mean_ != nullptr) {
+    count_ = count;
+  }
+}
+
+void CKurvenLernWerkzeug::ExternerLernFaktor(float a) {
+  externalOn_ = a >= 0.0F ? 1 : 0;
+  if (externalOn_ != 0) {
+    external_ = a;
+  }
+}
+
+void CKurvenLernWerkzeug::NeueMessung(const CSigCurve* k) {
+  if (k == nullptr || mean_ == nullptr || meanSquare_ == nullptr) {
+    return;
+  }
+  ++*generator_;
+  if (count_ < std::numeric_limits<std::int32_t>::max()) {
+    ++count_;
+  }
+  stale_ = 1;
+  const float a = externalOn_ != 0 ? external_ : generator_->CurrentFactor();
+  const float v = 1.0F - a;
+  if (!LearnInOnePass(*mean_, *meanSquare_, *k, a, v)) {
+    static_cast<CSigCurve&>(*mean_) *= a;
+    static_cast<CSigCurve&>(*meanSquare_) *= a;
+    CSigCurveAssistent::AddierenMitQuadrat(*mean_, *meanSquare_, *k, v);
+  }
+}
+
+int CKurvenLernWerkzeug::StandardAbwBilden() {
+  if (count_ == 0 || mean_ == nullptr || meanSquare_ == nullptr || !MakeCurves(0)) {
+    return 0;
+  }
+  spread_->MakeSameSize(*mean_);
+  if (spread_->DLen() != mean_->DLen()) {
+    return 0;
+  }
+  if (count_ >= 2) {
+    detail::SpreadValues(spread_->ValArray(), mean_->ValArray(), meanSquare_->ValArray(),
+                         std::min(mean_->DLen(), meanSquare_->DLen()));
+  }
+  TakeUnits(*spread_, *mean_);
+  return 1;
+}
+
+bool CKurvenLernWerkzeug::FormLimit() {
+  CSigCurveExt& limit = *limit_;
+  const CSigCurveExt& mean = *mean_;
+  limit.MakeSameSize(mean);
+  if (limit.DLen() != mean.DLen()) {
+    return false;
+  }
+  const std::size_t n = std::min(mean.DLen(), meanSquare_->DLen());
+  const float* const m = mean.ValArray();
+  const float* const q = meanSquare_->ValArray();
+  if (count_ > 1 && factor_ > 0.0F && n == mean.DLen()) {
+    const std::size_t i0 = std::min(static_cast<std::size_t>(std::max(limit.IMin(), 0)), n);
+    const std::size_t end =
+        std::clamp(static_cast<std::size_t>(std::max(limit.IMax(), -1) + std::int64_t{1}), i0, n);
+    float* const y = limit.ValArray();
+    detail::ScaledSpreadValues(y, m, q, i0, factor_);
+    detail::LimitValues(y + i0, m + i0, q + i0, end - i0, factor_, base_);
+    detail::ScaledSpreadValues(y + end, m + end, q + end, n - end, factor_);
+  } else {
+    if (count_ > 1 && factor_ > 0.0F) {
+      detail::ScaledSpreadValues(limit.ValArray(), m, q, n, factor_);
+    }
+    limit += mean;
+    limit += base_;
+  }
+  Widen();
+  TakeUnits(limit, mean);
+  return true;
+}
+
+void CKurvenLernWerkzeug::Widen() {
+  constexpr int kMostPoints = 31;
+  if (!(width_ > 0.0F)) {
+    return;
+  }
+  const int w = std::min(limit_->GetIndex(width_), kMostPoints);
+  const std::int64_t i0 = std::max(limit_->IMin(), 0);
+  // kept: the last valid point is neither widened nor looked at
+  const std::int64_t n =
+      std::min(std::int64_t{limit_->IMax()}, std::int64_t{limit_->DLen()} - 1) - i0;
+  if (w >= 1 && n > 0) {
+    detail::WidenValues(limit_->ValArray() + i0, static_cast<std::size_t>(n),
+                        static_cast<std::size_t>(w));
+  }
+}
+
+int CKurvenLernWerkzeug::GrenzeBilden() {
+  if (count_ == 0 || mean_ == nullptr || meanSquare_ == nullptr || !MakeCurves(0)) {
+    return 0;
+  }
+  name_.append(kLimitSuffix);
+  limit_->SetName(name_);
+  return FormLimit() ? 1 : 0;
+}
+
+int CKurvenLernWerkzeug::GrenzeAktualisieren() {
+  if (count_ == 0 || mean_ == nullptr || meanSquare_ == nullptr || !MakeCurves(0)) {
+    return 0;
+  }
+  return FormLimit() ? 1 : 0;
+}
+
+int CKurvenLernWerkzeug::InArchivSchreiben(CSerializer* archive) const {
+  if (archive == nullptr || mean_ == nullptr || meanSquare_ == nullptr) {
+    return 0;
+  }
+  std::uint32_t words[] = {static_cast<std::uint32_t>(count_),
+                           static_cast<std::uint32_t>(generator_->GetTimeScale())};
+  return archive->StoreData(words, 2) == 2 && archive->StoreObject(mean_.get()) != 0 &&
+                 archive->StoreObject(meanSquare_.get()) != 0
+             ? 1
+             : 0;
+}
+
+int CKurvenLernWerkzeug::AusArchivLaden(CSerializer* archive) {
+  std::uint32_t words[2];
+  if (archive == nullptr || archive->LoadData(words, 2) != 2) {
+    return 0;
+  }
+  count_ = static_cast<std::int32_t>(words[0]);
+  generator_->SetTimeScale(static_cast<std::int32_t>(words[1]));
+  generator_->SetTime(count_);
+  if (!MakeCurves(0) || archive->ReloadObject(mean_.get()) == 0 ||
+      archive->ReloadObject(meanSquare_.get()) == 0) {
+    return 0;
+  }
+  GrenzeBilden();
+  return 1;
+}
+
+}  // namespace limes

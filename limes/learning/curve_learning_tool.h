@@ -1,0 +1,155 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "limes/export.h"
+#include "limes/kernels/averaging_factors.h"
+#include "limes/learning/curve_assistant.h"
+#include "limes/learning/judgement.h"
+#include "limes/learning/learn_state.h"
+#include "limes/platform/text.h"
+
+namespace limes {
+
+class CFileStream;
+class CSerializer;
+class CSigCurve;
+class CSigCurveExt;
+
+/// Upper limit along a curve, learnt from the curves of good parts: limit = base + M + factor * S,
+/// point by point, optionally widened along x by a running maximum.
+///
+/// M and Q are weighted running means of the curves and their squares, held in float;
+/// S = sqrt(Q - M^2) with the divisor n. So S is sure only while |M| / S stays below about 300.
+/// Call Vorlage, then Neustart, then NeueMessung with curves fitted to the grid of Mittelwert()
+/// (see CSigCurveAssistent::AnpassenAn). The valid range narrows to what all learnt curves cover;
+/// only Vorlage widens it again. A lower limit is learnt on mirrored curves. Copies share the
+/// curves and the time of the averaging. One thread at a time, all copies together.
+class LIMES_EXPORT CKurvenLernWerkzeug {
+ public:
+  /// Name "Limes", base 0, factor 1, no widening, no curves yet.
+  CKurvenLernWerkzeug();
+
+  /// Shares the other's curves and time of averaging.
+  CKurvenLernWerkzeug(const CKurvenLernWerkzeug& other) = default;
+  CKurvenLernWerkzeug& operator=(const CKurvenLernWerkzeug& other) = default;
+  virtual ~CKurvenLernWerkzeug();
+
+  /// Sets name, grid, units and valid range of the four curves from a template. O(n).
+  // kept: the template's values stay in mean and mean square until Neustart
+  void Vorlage(const CSigCurve* vorlage);
+
+  /// Makes the curves that are missing with n points, and sets the x range of all four. O(n).
+  // kept: a suffix is appended to the present name of each curve; present curves keep their n
+  void Vorlage(int n, float x0, float x1, std::u16string_view name = {});
+
+  /// Sets base, factor and widening width of the rule. The width is a place on the x axis: the
+  /// running maximum reaches as many points as that place's index, at most 31.
+  void Bildungsregel(float base, float factor, float width);
+
+  /// The rule in words: " 0.00 + M +  1.00 * S".
+  wide_string GrenzParameterText() const;
+
+  /// Restarts the learning with zero curves; a time scale below 1 is 10000. O(n).
+  // kept: a narrowed valid range stays
+  void Neustart(std::int32_t timeScale);
+
+  /// Sets the time scale alone: negative becomes 10000; 0 makes the mean follow the last curve.
+  void Zeitskala(std::int32_t timeScale) { generator_->SetTimeScale(timeScale); }
+
+  /// Sets the number of curves learnt, when there are curves.
+  // kept: the time of the averaging stays, unlike with the limit of a value
+  void ExterneLernzahl(int count);
+
+  /// Weight of the mean so far from outside, a >= 0; below 0 or NaN: the time scale's again.
+  void ExternerLernFaktor(float a);
+
+  /// Learns one curve; no effect before Vorlage. One pass over M, Q and the curve; allocates
+  /// nothing. O(n).
+  void NeueMessung(const CSigCurve* k);
+
+  /// Forms S: 1, or 0 when nothing is learnt or memory is short. Allocates nothing after the first
+  /// call. O(n).
+  int StandardAbwBilden();
+
+  /// Forms the limit curve and names it: 1, or 0 when nothing is learnt or memory is short. O(n).
+  // kept: the tool's name, and so the curve's, grows by "-lim" each time
+  int GrenzeBilden();
+
+  /// As GrenzeBilden without the naming. Allocates nothing after the first call. O(n).
+  int GrenzeAktualisieren();
+
+  /// RMS of the excess of a curve over the mean, or over the limit with reference 1, over all
+  /// points that both have; 0.0 without any. Allocates nothing. O(n).
+  float RmsAbweichung(const CSigCurve* k, int reference = 0) const;
+
+  /// Largest k - limit, or k - mean with reference 0, over all points that both have, negative when
+  /// k stays below; 0.0 without any. result, unless null, receives x, k and the reference there.
+  /// The first of equal ones; NaN are passed over, NaN when all are. Allocates nothing. O(n).
+  float MaxAbweichung(const CSigCurve* k, float* result = nullptr, int reference = 1) const;
+
+  /// Judges a curve by the limit curve as it was last formed. Not judged when nothing is learnt, no
+  /// limit is formed, nothing overlaps, or a point that is not beyond the limit cannot be compared
+  /// because it is NaN. Allocates nothing. O(n).
+  SCurveJudgement Beurteilen(const CSigCurve& k) const;
+
+  /// Number of curves learnt since the last restart.
+  std::int32_t NrGelernt() const { return count_; }
+  std::int32_t HatGelernt() const { return count_; }
+
+  /// Mean M, mean square Q, spread S and limit; null until they are made. Owned by the tool.
+  CSigCurveExt* Mittelwert() const { return mean_.get(); }
+  CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
+  CSigCurveExt* StandardAbw() const { return spread_.get(); }
+  CSigCurveExt* Grenzkurve() const { return limit_.get(); }
+
+  const wide_string& Name() const { return name_; }
+  float Sockel() const { return base_; }
+  float Faktor() const { return factor_; }
+  float Breite() const { return width_; }
+  bool GrenzeVeraltet() const { return stale_ != 0; }
+  const CExpAverFacGenerator& Generator() const { return *generator_; }
+
+  /// Stores the counts and both curves as archived objects: 0.
+  // kept: curves keep nothing in archives, so this never succeeds; use WriteState
+  int InArchivSchreiben(CSerializer* archive) const;
+
+  /// Loads those: 0. The counts are set before the curves fail, so discard the tool.
+  int AusArchivLaden(CSerializer* archive);
+
+  /// Writes everything that learning and judging needs, bit for bit. True; false before Vorlage and
+  /// when memory is short; what the stream throws passes through. O(n).
+  [[nodiscard]] bool WriteState(CFileStream& file) const;
+
+  /// Reads what WriteState wrote: all of it, or nothing and the reason. Curves that were shared
+  /// with copies are left to them. S and limit are formed anew when asked for. O(n).
+  [[nodiscard]] LearnStateStatus ReadState(CFileStream& file);
+
+ private:
+  using Curve = std::shared_ptr<CSigCurveExt>;
+
+  struct SOverlap;
+
+  bool MakeCurves(int n);
+  bool FormLimit();
+  void Widen();
+  const CSigCurveExt* Reference(bool limit) const;
+
+  Curve mean_;
+  Curve meanSquare_;
+  Curve spread_;
+  Curve limit_;
+  wide_string name_ = u"Limes";
+  std::shared_ptr<CExpAverFacGenerator> generator_;
+  std::int32_t count_ = 0;
+  std::int32_t stale_ = 0;
+  std::int32_t externalOn_ = 0;
+  float external_ = 0.0F;
+  float base_ = 0.0F;
+  float factor_ = 1.0F;
+  float width_ = 0.0F;
+};
+
+}  // namespace limes

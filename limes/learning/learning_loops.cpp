@@ -1,0 +1,204 @@
+#include "limes/learning/learning_loops.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "limes/platform/cpu_clones.h"
+
+namespace limes::detail {
+namespace {
+
+constexpr float kLowest = -std::numeric_limits<float>::infinity();
+
+float Root(float square) {
+  // A choice, not a branch, so that the loop is turned into vector code.
+  const float root = std::sqrt(square > 0.0F ? square : 0.0F);
+  return square > 0.0F ? root : 0.0F;
+}
+
+}  // namespace
+
+LIMES_CLONES void LearnValues(float* __restrict m, float* __restrict q, const float* __restrict k,
+                              std::size_t n, float a, float v) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const float t = v * k[i];
+    m[i] = m[i] * a + t;
+    q[i] = q[i] * a + t * k[i];
+  }
+}
+
+LIMES_CLONES void SpreadValues(float* __restrict s, const float* __restrict m,
+                               const float* __restrict q, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    s[i] = Root(q[i] - m[i] * m[i]);
+  }
+}
+
+LIMES_CLONES void ScaledSpreadValues(float* __restrict y, const float* __restrict m,
+                                     const float* __restrict q, std::size_t n, float factor) {
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = Root(q[i] - m[i] * m[i]) * factor;
+  }
+}
+
+LIMES_CLONES void LimitValues(float* __restrict y, const float* __restrict m,
+                              const float* __restrict q, std::size_t n, float factor, float base) {
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = Root(q[i] - m[i] * m[i]) * factor + m[i] + base;
+  }
+}
+
+namespace {
+
+constexpr std::size_t kMaxWidth = 31;
+constexpr std::size_t kBlock = 2048;
+constexpr std::size_t kWindow = kBlock + 2 * kMaxWidth;
+
+LIMES_CLONES void MaximaOfNeighbours(float* y, std::size_t n, std::size_t step) {
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = y[i + step] > y[i] ? y[i + step] : y[i];
+  }
+}
+
+LIMES_CLONES void LargerOf(float* __restrict out, const float* a, const float* b, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    out[i] = b[i] > a[i] ? b[i] : a[i];
+  }
+}
+
+/// True when doubling gives the bits of the plain loop: without NaN, and without zeros of which the
+/// order decides.
+LIMES_CLONES bool IsSimple(const float* y, std::size_t n) {
+  std::uint32_t odd = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto bits = std::bit_cast<std::uint32_t>(y[i]);
+    odd |= (y[i] != y[i] ? 1U : 0U) | (bits == 0x80000000U ? 1U : 0U);
+  }
+  return odd == 0;
+}
+
+/// The plain loop for output i of a window that reaches w before it and w - 1 behind it.
+float PlainMaximum(const float* window, std::size_t w, float stored) {
+  float largest = std::numeric_limits<float>::quiet_NaN();
+  for (std::size_t j = 0; j < 2 * w; ++j) {
+    const float y = window[j];
+    if (y > largest || (std::isnan(largest) && !std::isnan(y))) {
+      largest = y;
+    }
+  }
+  return std::isnan(largest) ? stored : largest;
+}
+
+}  // namespace
+
+void WidenValues(float* y, std::size_t n, std::size_t w) {
+  // The window of a block: w values before it as they stood, the block, and w - 1 behind it. What
+  // lies outside the values is NaN or the lowest number, which both replace nothing.
+  std::array<float, kWindow> window;
+  std::array<float, kMaxWidth> before;
+  before.fill(std::numeric_limits<float>::quiet_NaN());
+  std::size_t known = 0;  // values of `before` that are real ones
+  for (std::size_t start = 0; start < n; start += kBlock) {
+    const std::size_t count = std::min(kBlock, n - start);
+    const std::size_t behind = std::min(w - 1, n - start - count);
+    const std::size_t real = known + count + behind;
+    std::copy_n(before.data() + (w - known), known, window.data() + (w - known));
+    std::copy_n(y + start, count + behind, window.data() + w);
+    const bool simple = IsSimple(window.data() + (w - known), real);
+    const float outside = simple ? kLowest : std::numeric_limits<float>::quiet_NaN();
+    std::fill_n(window.data(), w - known, outside);
+    std::fill_n(window.data() + w + count + behind, w - 1 - behind, outside);
+    // The block's last values are the next one's `before`; a last block has no next one.
+    if (count == kBlock) {
+      std::copy_n(window.data() + count, w, before.data());
+      known = w;
+    }
+    if (!simple) {
+      for (std::size_t i = 0; i < count; ++i) {
+        y[start + i] = PlainMaximum(window.data() + i, w, window[w + i]);
+      }
+      continue;
+    }
+    const std::size_t length = 2 * w;
+    std::size_t size = 1;  // of the runs whose maxima the window holds
+    std::size_t valid = count + length - 1;
+    while (2 * size <= length) {
+      valid -= size;
+      MaximaOfNeighbours(window.data(), valid, size);
+      size *= 2;
+    }
+    LargerOf(y + start, window.data(), window.data() + (length - size), count);
+  }
+}
+
+namespace {
+
+constexpr std::size_t kLanes = 16;
+
+/// Largest difference; the lowest number when there is none above it.
+LIMES_CLONES float LargestOf(const float* k, const float* r, std::size_t n) {
+  float lanes[kLanes];
+  for (float& lane : lanes) {
+    lane = kLowest;
+  }
+  std::size_t i = 0;
+  for (; i + kLanes <= n; i += kLanes) {
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC unroll 1
+#endif
+    for (std::size_t j = 0; j < kLanes; ++j) {
+      const float d = k[i + j] - r[i + j];
+      lanes[j] = d > lanes[j] ? d : lanes[j];
+    }
+  }
+  for (std::size_t j = 0; i + j < n; ++j) {
+    const float d = k[i + j] - r[i + j];
+    lanes[j] = d > lanes[j] ? d : lanes[j];
+  }
+  return *std::max_element(lanes, lanes + kLanes);
+}
+
+}  // namespace
+
+SLargest LargestDifference(const float* k, const float* r, std::size_t n) {
+  constexpr std::size_t kSearched = 512;
+  float largest = kLowest;
+  std::size_t block = 0;
+  for (std::size_t start = 0; start < n; start += kSearched) {
+    const float here = LargestOf(k + start, r + start, std::min(kSearched, n - start));
+    if (here > largest) {
+      largest = here;
+      block = start;
+    }
+  }
+  for (std::size_t i = block; i < n; ++i) {
+    const float d = k[i] - r[i];
+    if (d == largest) {
+      return {i, d};
+    }
+  }
+  return {0, std::numeric_limits<float>::quiet_NaN()};
+}
+
+double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const double d = k[i] > r[i] ? double{k[i] - r[i]} : 0.0;
+    sum += d * d;
+  }
+  return sum;
+}
+
+LIMES_CLONES bool HasNanDifference(const float* k, const float* r, std::size_t n) {
+  unsigned nan = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const float d = k[i] - r[i];
+    nan |= d != d ? 1U : 0U;
+  }
+  return nan != 0;
+}
+
+}  // namespace limes::detail

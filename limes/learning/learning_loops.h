@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+
+namespace limes::detail {
+
+// Loops of curve learning, one pass each. All give the bits of the separate steps they stand for,
+// element by element; buffers must not overlap. O(n).
+
+/// m = m a + v k and q = q a + (v k) k.
+void LearnValues(float* m, float* q, const float* k, std::size_t n, float a, float v);
+
+/// sqrt(q - m m), 0 where that is not above 0 or NaN.
+void SpreadValues(float* s, const float* m, const float* q, std::size_t n);
+
+/// The same times factor.
+void ScaledSpreadValues(float* y, const float* m, const float* q, std::size_t n, float factor);
+
+/// The same times factor, plus m, plus base.
+void LimitValues(float* y, const float* m, const float* q, std::size_t n, float factor, float base);
+
+/// Replaces each of n values by the largest one, as they stood, from w before it to w - 1 behind
+/// it, as far as they are among the n; 1 <= w <= 31. NaN are passed over; a value whose window
+/// holds nothing else stays. Of zeros the first one's sign.
+void WidenValues(float* y, std::size_t n, std::size_t w);
+
+/// Largest k - r, the first one on ties, NaN passed over; NaN and index 0 when all are NaN. n > 0.
+struct SLargest {
+  std::size_t index;
+  float difference;
+};
+SLargest LargestDifference(const float* k, const float* r, std::size_t n);
+
+/// sum + (k - r)^2 over the values with k > r, one after the other, in double.
+double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t n);
+
+/// True when a difference k - r is NaN.
+bool HasNanDifference(const float* k, const float* r, std::size_t n);
+
+}  // namespace limes::detail
