@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+
+#include "limes/core/signal_key.h"
+#include "limes/export.h"
+#include "limes/learning/judgement.h"
+#include "limes/platform/text.h"
+
+namespace limes {
+
+class CLernenderGrenzwert;
+
+/// One tested quantity of a part in a test protocol: what was measured, which limit held, and what
+/// came of it. A value.
+class LIMES_EXPORT CProtocolItem {
+ public:
+  /// Judges a value by a limit: sets value, limit, average and state. Not judged without a limit
+  /// and for values that are not finite.
+  void Beurteilen(const CLernenderGrenzwert& grenzwert, float x);
+
+  /// Takes over a curve's judgement: value, limit, average and place of the largest deviation.
+  void Uebernehmen(const SCurveJudgement& judgement);
+
+  CQuinterMFC names;            ///< the signal
+  wide_string name;             ///< the tested quantity
+  wide_string unit;             ///< unit text of value and limit
+  wide_string text;             ///< remark of the host
+  std::int32_t code = 0;        ///< code of the finding
+  float value = 0.0F;           ///< measured
+  float limit = 0.0F;           ///< in force
+  float average = 0.0F;         ///< learnt mean
+  float place = 0.0F;           ///< x of the finding
+  std::int32_t priority = 0;    ///< larger ones come first
+  std::int32_t group = 0;       ///< free for the host
+  std::uint32_t timeStamp = 0;  ///< seconds since 1970-01-01 UTC
+  Verdict state = Verdict::kNotJudged;
+};
+
+}  // namespace limes

@@ -1,0 +1,179 @@
+#include "limes/results/defect_report.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "limes/learning/learning_limit_value.h"
+#include "limes/platform/print_window.h"
+#include "limes/results/defect_report_folder.h"
+#include "limes/results/protocol_item.h"
+
+namespace limes {
+namespace {
+
+CDefectReport Sample(std::uint32_t type) {
+  CDefectReport report;
+  const char16_t* const names[] = {u"T1", u"chan", u"loc", u"instr", u"par", u"sens"};
+  for (unsigned i = 0; i < CDefectReport::kNames; ++i) {
+    report.NameAt(i, names[i]);
+  }
+  report.Number(7);
+  report.Name(u"Gear noise");
+  report.Type(type);
+  report.Code(12);
+  report.Value(12.0F);
+  report.Limit(10.0F);
+  report.Average(8.25F);
+  report.Place(440.5F);
+  report.Unit(u"dB(Pa)");
+  return report;
+}
+
+std::string Line(CDefectReport report) {
+  const int length = report.FormatReport();
+  EXPECT_EQ(std::u16string_view(report.Berichtstext()).size(), static_cast<std::size_t>(length));
+  return WideToUtf8(report.Berichtstext());
+}
+
+TEST(DefectReport, LayoutTable) {
+  const std::string head = "  7  Gear noise                              T1";
+  const struct {
+    std::uint32_t type;
+    std::string line;
+  } cases[] = {
+      {0, head + "  12.0/ 10.0"},
+      {1, head + "  12.0/ 10.0/  8.2 dB(Pa)  440.50 par  loc (chan)"},
+      {2, head + "  12.0/ 10.0/  8.2 dB(Pa)  instr par  loc (chan)"},
+      {3, head + "  12.0/ 10.0"},
+      {4, head + "  12.0/ 10.0 dB(Pa) (20.0%) chan"},
+      {5, head + "  12.0/ 10.0 dB(Pa)  ->   441  loc (chan)"},
+      {6, head + "  loc (chan)"},
+      {7, head + "  12.0/ 10.0 dB(Pa)  ->   441 par ( loc (chan))"},
+      {8, head + "  12.0/ 10.0"},
+      {100, "12 Berichte insgesamt."},
+      {101, head + "  12.0/ 10.0"},
+      {std::numeric_limits<std::uint32_t>::max(), head + "  12.0/ 10.0"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Line(Sample(c.type)), c.line) << c.type;
+  }
+}
+
+TEST(DefectReport, CutsLongTextsAndSurvivesExtremeNumbers) {
+  CDefectReport report = Sample(1);
+  report.Name(std::u16string(1000000, u'n'));
+  report.NameAt(4, std::u16string(1000000, u'p'));
+  report.Unit(u"a unit that is too long");
+  report.Value(3e38F);
+  EXPECT_EQ(Line(report).size(), 119U);
+  EXPECT_EQ(WideToUtf8(report.Unit()), "a unit that");
+  EXPECT_EQ(std::u16string_view(report.Name()).size(), 79U);
+
+  CDefectReport percent = Sample(4);
+  percent.Limit(0.0F);
+  EXPECT_NE(Line(percent).find("(inf%)"), std::string::npos);
+  CDefectReport place = Sample(5);
+  place.Place(std::numeric_limits<float>::infinity());
+  EXPECT_NE(Line(place).find("->2147483647"), std::string::npos);
+
+  wide_char buffer[20];
+  EXPECT_EQ(Sample(0).FormatSimple(buffer, 20), buffer);
+  EXPECT_EQ(WideToUtf8(buffer), "T1 chan loc instr p");
+  wide_char full[400];
+  EXPECT_EQ(WideToUtf8(Sample(0).FormatSimple(full)), "T1 chan loc instr par 12.00/10.00");
+}
+
+TEST(DefectReport, ComesFromAProtocolItemAndGoesBack) {
+  CLernenderGrenzwert limit;
+  limit.Neustart(10000);
+  CProtocolItem item;
+  item.Beurteilen(limit, 3.0F);
+  EXPECT_EQ(item.state, Verdict::kNotJudged);
+  limit.NeueMessung(1.0F);
+  item.Beurteilen(limit, 7.0F);
+  EXPECT_EQ(item.state, Verdict::kFail);
+  item.names = CQuinterMFC(u"m", u"c", u"l", u"i", u"p", u"s");
+  item.name = u"Gear noise";
+  item.unit = u"dB";
+  item.code = 4;
+  item.place = 2.0F;
+  item.priority = 9;
+  item.timeStamp = 77;
+  CDefectReport report;
+  report.Fillin(item, 3, 5);
+  EXPECT_EQ(report.Number(), 3);
+  CProtocolItem back;
+  report.InProtokollWandeln(back);
+  EXPECT_EQ(back.names, item.names);
+  EXPECT_EQ(back.name, item.name);
+  EXPECT_EQ(back.unit, item.unit);
+  EXPECT_EQ(back.group, 5);
+  EXPECT_EQ(std::tie(back.code, back.value, back.limit, back.average, back.place, back.priority,
+                     back.timeStamp),
+            std::tie(item.code, item.value, item.limit, item.average, item.place, item.priority,
+                     item.timeStamp));
+}
+
+TEST(DefectReportFolder, HandsOutOrdersAndRemoves) {
+  CDefectReportOrdner folder(4);
+  folder.Neu();
+  EXPECT_TRUE(folder.BerichtOffen());
+  const struct {
+    const char16_t* mode;
+    int group, priority;
+  } reports[] = {{u"AB", 1, 5}, {u"ABC", 2, 9}, {u"B", 1, 5}, {u"A", 1, 7}};
+  for (const auto& r : reports) {
+    CDefectReport* const report = folder.Naechster();
+    ASSERT_NE(report, nullptr);
+    report->NameAt(0, r.mode);
+    report->Gruppe(r.group);
+    report->PrioritaetSetzen(r.priority);
+  }
+  EXPECT_EQ(folder.Naechster(), nullptr);
+  EXPECT_EQ(folder.Anzahl(nullptr), 4);
+  EXPECT_EQ(folder.Anzahl(u""), 0);
+  EXPECT_EQ(folder.Anzahl(u"AB"), 2);
+
+  folder.Ordnen();
+  const int expected[] = {9, 7, 5, 5};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(folder.Geordnet(i)->Prioritaet(), expected[i]);
+  }
+  EXPECT_EQ(folder[0].Prioritaet(), 5);  // storage order stays
+  EXPECT_EQ(folder.Geordnet(4), nullptr);
+  EXPECT_EQ(folder.Geordnet(-1), nullptr);
+
+  folder.ModeLoeschen(u"");
+  folder.ModeLoeschen(u"AB");
+  EXPECT_EQ(folder.Anzahl(), 3);
+  folder.GruppeLoeschen(1);
+  EXPECT_EQ(folder.Anzahl(), 1);
+  EXPECT_EQ(folder.Geordnet(0)->Prioritaet(), 9);
+  EXPECT_EQ(folder[1].NameAt(0), u"");
+  EXPECT_NE(folder.Naechster(), nullptr);
+  EXPECT_EQ(CDefectReportOrdner(-5).Naechster(), nullptr);
+}
+
+TEST(DefectReportFolder, FormatsWhatHasNoTextAndPrints) {
+  CDefectReportOrdner folder(2);
+  folder.Neu();
+  *folder.Naechster() = Sample(6);
+  folder.Naechster()->BerichtstextSetzen(u"by hand");
+  folder.BerichteFormatieren();
+  std::string printed;
+  const PrWin::Sink former =
+      PrWin::SetSink([&printed](int category, int style, std::u16string_view text) {
+        EXPECT_EQ(category + style, 0);
+        printed += WideToUtf8(text);
+      });
+  folder.PrWinAusgabe();
+  PrWin::SetSink(former);
+  EXPECT_EQ(printed,
+            "Fehlerberichte: -------------------\n"
+            "0:   7  Gear noise                              T1  loc (chan)\n1: by hand\n");
+}
+
+}  // namespace
+}  // namespace limes
