@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs to a new prefix, then builds and runs the examples against it: once through
+# find_package, once through pkg-config, once with the static library.
+# usage: install_test.sh BUILD_DIR SOURCE_DIR CXX
+set -eu
+build=$1 source=$2 cxx=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cmake --install "$build" --prefix "$work/prefix" >"$work/log"
+
+cmake -G Ninja -S "$source/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$work/prefix" \
+  -DCMAKE_CXX_COMPILER="$cxx" >"$work/log"
+cmake --build "$work/examples" >"$work/log" || { cat "$work/log"; exit 1; }
+(cd "$work/examples" && ctest --output-on-failure)
+
+pc=$(dirname "$(find "$work/prefix" -name limes.pc)")
+example=$source/examples/first_limit.cpp
+# The file names the prefix of the configuration; --define-variable moves it.
+flags() { PKG_CONFIG_PATH=$pc pkg-config --define-variable=prefix="$work/prefix" "$@" limes; }
+# shellcheck disable=SC2046
+"$cxx" -std=c++20 $(flags --cflags) "$example" $(flags --libs) -o "$work/shared"
+LD_LIBRARY_PATH=$(dirname "$pc") "$work/shared"
+# shellcheck disable=SC2046
+"$cxx" -std=c++20 -DLIMES_STATIC_DEFINE $(flags --cflags) "$example" \
+  "$(find "$work/prefix" -name liblimes.a)" -o "$work/static"
+"$work/static"
