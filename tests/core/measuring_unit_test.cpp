@@ -111,6 +111,26 @@ TEST(MeasuringUnit, LinearTextsReadBackAsShown) {
   }
 }
 
+TEST(MeasuringUnit, ShortWayThroughTheParserGivesWhatTheLongOneGives) {
+  const Printed printed;
+  const auto& strings = CMeasuringUnit::UnitStrings::theStrings();
+  for (unsigned base = 1; base < CMeasuringUnit::kBuiltInUnits; ++base) {
+    for (const char16_t* prefix : {u"", u"k", u"m", u"µ", u"u", u"T", u"q", u" "}) {
+      for (const char16_t* suffix : {u"", u"²", u"³", u" ", u" ²", u"²³"}) {
+        const wide_string text = Format(u"%s%s%s", prefix, strings[base], suffix);
+        if (text.size() < 2) {
+          continue;
+        }
+        // Parentheses that change nothing keep the text from the short way.
+        CMeasuringUnit shortWay;
+        CMeasuringUnit longWay;
+        EXPECT_EQ(shortWay.set(text), longWay.set(Format(u"(%s)", text)));
+        EXPECT_EQ(shortWay, longWay) << WideToUtf8(text);
+      }
+    }
+  }
+}
+
 TEST(MeasuringUnit, ShowsPrefixPowerAndLevel) {
   constexpr struct {
     unsigned unit;

@@ -1,0 +1,69 @@
+#include "limes/platform/arith_expression.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace limes {
+namespace {
+
+std::string Postfix(const CExpression& expression) {
+  std::string text;
+  for (const CExpression::Token& token : expression.Tokens()) {
+    text += WideToUtf8(token.text) + " ";
+  }
+  return text;
+}
+
+TEST(ArithExpression, TokensAndInfix) {
+  constexpr struct {
+    const char16_t* text;
+    const char* postfix;
+    const char* infix;
+  } kCases[] = {
+      {u"", "", ""},
+      {u"m/s²", "m s 2 ^ / ", "m/s²"},
+      {u"m²/s", "m 2 ^ s / ", "m^2/s"},
+      {u"m/s^2", "m s 2 ^ / ", "m/s^2"},
+      {u"Hz^(-1)", "Hz -1 ^ ", "Hz^(-1)"},
+      {u"Hz^-1", "Hz -1 ^ ", "Hz^(-1)"},
+      {u" a  b * c ", "a  b c * ", "a  b*c"},
+      {u"a-(b-c)", "a b c - - ", "a-(b-c)"},
+      {u"(a-b)-c", "a b - c - ", "a-b-c"},
+      {u"(a+b)*c", "a b + c * ", "(a+b)*c"},
+      {u"a/(b*c)", "a b c * / ", "a/(b*c)"},
+      {u"(a*b)^2^c", "a b * 2 ^ c ^ ", "(a*b)^2^c"},
+      {u"a^(b^c)", "a b c ^ ^ ", "a^(b^c)"},
+      {u"dB(m/s)²", "m s / dB() 2 ^ ", "dB(m/s)²"},
+      {u"(-a)*b", "a -() b * ", "(-a)*b"},
+      {u"%²", "% 2 ^ ", "%^2"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(WideToUtf8(c.text));
+    CArithExpression expression;
+    expression.Process(c.text);
+    EXPECT_EQ(Postfix(expression), c.postfix);
+    EXPECT_EQ(WideToUtf8(expression.Infix()), c.infix);
+  }
+}
+
+TEST(ArithExpression, RefusesWhatIsNone) {
+  CArithExpression expression;
+  expression.Process(u"a");
+  for (const std::u16string& text :
+       {std::u16string(u"a+"), std::u16string(u"²"), std::u16string(u"(a"), std::u16string(u"a)"),
+        std::u16string(u"  "), std::u16string(1000000, u'('), std::u16string(65, u'(') + u"a",
+        std::u16string(300, u'a')}) {
+    EXPECT_THROW(expression.Process(text), std::invalid_argument);
+    EXPECT_EQ(Postfix(expression), "a ");
+  }
+  using Kind = CExpression::Kind;
+  EXPECT_THROW(expression.SetTokens({{Kind::kOperator, u"+"}}), std::invalid_argument);
+  EXPECT_THROW(expression.SetTokens({{Kind::kOperand, u"a"}, {Kind::kOperand, u"b"}}),
+               std::invalid_argument);
+  EXPECT_EQ(Postfix(expression), "a ");
+}
+
+}  // namespace
+}  // namespace limes
