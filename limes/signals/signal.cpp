@@ -271,13 +271,13 @@ void CSignal::ClearUnits() {
   SetYUnit(u"");
 }
 
-const CInfoNode& CSignal::operator[](std::u16string_view key) const {
+const CInfoNode& CSignal::InfoNode(std::u16string_view key) const {
   static const CInfoNode kEmpty;
   const CInfoNode* const node = info_.Rep().Find(key);
   return node == nullptr ? kEmpty : *node;
 }
 
-CInfoNode& CSignal::operator[](std::u16string_view key) { return info_.Rep().Node(key); }
+CInfoNode& CSignal::InfoNode(std::u16string_view key) { return info_.Rep().Node(key); }
 
 void CSignal::SetQuinter(const CQuinterMFC& quinter) {
   quinter_ = std::make_unique<CQuinterMFC>(quinter);

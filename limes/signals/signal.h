@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -136,10 +137,16 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   const CSignalInfoHandle& Info() const { return info_; }
 
   /// Node of the info record; an empty one when there is none. O(log n).
-  const CInfoNode& operator[](std::u16string_view key) const;
+  template <std::convertible_to<std::u16string_view> Key>
+  const CInfoNode& operator[](const Key& key) const {
+    return InfoNode(key);
+  }
 
   /// Node of the info record, made when there is none; the info becomes this signal's own.
-  CInfoNode& operator[](std::u16string_view key);
+  template <std::convertible_to<std::u16string_view> Key>
+  CInfoNode& operator[](const Key& key) {
+    return InfoNode(key);
+  }
 
   bool HasQuinter() const { return quinter_ != nullptr; }
 
@@ -186,6 +193,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   void SetXLen(std::uint32_t n);
 
  private:
+  const CInfoNode& InfoNode(std::u16string_view key) const;
+  CInfoNode& InfoNode(std::u16string_view key);
   void DropExtData();
   bool ReserveName(std::size_t characters, std::vector<wide_char>* former = nullptr);
   void WriteName(std::size_t at, std::u16string_view text);

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+#include "limes/signals/curve.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes::test {
+
+/// Curve of the given class with these values on [xMin, xMax]; an extended one is all valid.
+template <class Curve = CSigCurve>
+Curve MakeCurve(const std::vector<float>& values, float xMin = 0.0F, float xMax = 1.0F) {
+  Curve curve(static_cast<int>(values.size()));
+  std::copy(values.begin(), values.end(), curve.ValArray());
+  curve.SetXMinMax(xMin, xMax);
+  if constexpr (std::is_same_v<Curve, CSigCurveExt>) {
+    curve.ResetVMinMax();
+  }
+  return curve;
+}
+
+/// Curve 0, 1, 2, ... with step 1 from x = 0 on.
+template <class Curve = CSigCurve>
+Curve MakeRamp(int n) {
+  std::vector<float> values(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i) {
+    values[static_cast<std::size_t>(i)] = static_cast<float>(i);
+  }
+  return MakeCurve<Curve>(values, 0.0F, static_cast<float>(n));
+}
+
+inline std::vector<float> ValuesOf(const CSigCurve& curve) {
+  return {curve.ValArray(), curve.ValArray() + curve.DLen()};
+}
+
+}  // namespace limes::test
