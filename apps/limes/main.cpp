@@ -1,5 +1,10 @@
-#include "limes/version.h"
+#include <string>
+#include <vector>
 
-#include <cstdio>
+#include "apps/limes/commands.h"
 
-int main() { return std::puts("limes " LIMES_VERSION_STRING) < 0 ? 4 : 0; }
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);
+  limes::host::SConsole console = limes::host::StandardConsole();
+  return limes::host::RunHost(std::vector<std::string>(argv + 1, argv + argc), console);
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "limes/platform/file_stream.h"
+
+namespace limes::host {
+
+/// Reads comma-separated text row by row: UTF-8 with or without byte-order mark, any line ends,
+/// quoted cells by RFC 4180. Blank lines are skipped, blanks around unquoted cells removed.
+///
+/// Rows without quotes are split in place, the others go through libcsv; both give the same cells.
+/// Holds one row and a block of the file. Throws CInputError.
+class CCsvReader {
+ public:
+  /// Place of a row, to come back to it.
+  struct SPlace {
+    std::int64_t offset = 0;
+    std::uint64_t line = 1;
+  };
+
+  static constexpr std::size_t kMaxRowBytes = std::size_t{256} << 20;
+
+  /// The stream must outlive the reader; the name is for messages.
+  CCsvReader(CFileStream& file, std::string name);
+  ~CCsvReader();
+
+  /// The next row; false at the end. The cells are valid until the next call.
+  bool Next(std::vector<std::string_view>& cells);
+
+  /// Goes on at a row; needs a stream that can seek.
+  void GoTo(const SPlace& place);
+
+  /// Line (from 1) where the last row begins, for messages.
+  std::uint64_t Line() const { return row_.line; }
+  const SPlace& Place() const { return row_; }
+  const std::string& Name() const { return name_; }
+  std::int64_t BytesRead() const { return next_.offset; }
+
+  /// Splits every row by libcsv, for comparison.
+  void SplitAllByLibrary(bool on) { libraryOnly_ = on; }
+
+ private:
+  class Library;
+  enum class Split { kRow, kBlank, kNeedMore, kQuoted, kEnd };
+
+  bool Fill();
+  void SkipByteOrderMark();
+  Split SplitInPlace(std::vector<std::string_view>& cells);
+  bool SplitByLibrary(std::vector<std::string_view>& cells);
+  bool TakeLine(std::string_view& line);
+  void Consume(std::size_t bytes, std::uint64_t lines);
+
+  CFileStream& file_;
+  std::string name_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t capacity_ = 0;
+  std::size_t begin_ = 0;  ///< first byte not yet taken
+  std::size_t end_ = 0;
+  bool atEnd_ = false;
+  bool libraryOnly_ = false;
+  SPlace row_;   ///< of the last row
+  SPlace next_;  ///< of the first byte not yet taken
+  std::unique_ptr<Library> library_;
+};
+
+/// A decimal number as float; false unless the whole text is one finite number. No locale.
+bool ParseNumber(std::string_view text, float& value);
+bool ParseNumber(std::string_view text, double& value);
+
+/// A piece of a file for a message: cut, with control characters replaced, in quotation marks.
+std::string Quoted(std::string_view text);
+
+}  // namespace limes::host

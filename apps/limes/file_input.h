@@ -1,0 +1,19 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "limes/platform/file_stream.h"
+
+namespace limes::host {
+
+/// What a file of measurements holds.
+enum class FileKind { kTable, kSound, kCurves };
+
+/// Opens a measurement for reading. Throws CHostError (input or output error).
+void OpenForReading(const std::string& path, CDiskStream& stream);
+
+/// By the ending of the name, otherwise by the first bytes.
+FileKind DetectKind(const std::string& path, CFileStream& stream);
+
+}  // namespace limes::host

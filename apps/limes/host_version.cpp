@@ -1,1 +1,0 @@
-#include "limes/version.h"

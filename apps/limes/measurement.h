@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "limes/core/measuring_unit.h"
+
+namespace limes::host {
+
+/// A unit as a file names it. A text that the library does not know is kept as it stands, so that
+/// parts in different unknown units are still told apart.
+struct SUnit {
+  CMeasuringUnit unit;
+  std::string text;        ///< of an unknown unit, else empty
+  float reference = 0.0F;  ///< of decibels of an unknown unit
+
+  bool operator==(const SUnit& other) const {
+    return unit == other.unit && text == other.text && reference == other.reference;
+  }
+  bool IsNone() const { return unit.empty() && text.empty(); }
+  bool IsDecibel() const;
+
+  /// As shown; empty without unit.
+  std::string Display() const;
+
+  /// With the reference of decibels, for messages and comparison: "dB(Pa) re 2e-05".
+  std::string DisplayFull() const;
+};
+
+SUnit ParseUnit(std::string_view text);
+
+/// Reciprocal unit of an axis: s gives Hz.
+SUnit ReciprocalUnit(const SUnit& unit);
+
+/// The decibel unit of levels of this unit.
+SUnit LevelUnit(const SUnit& unit, double reference);
+
+/// A decibel unit with another reference; false for anything else.
+bool SetReference(SUnit& unit, double reference);
+
+std::string UnitToText(const SUnit& unit);
+
+/// Throws std::exception when the text is not what UnitToText gives.
+SUnit UnitFromText(const std::string& text);
+
+/// One measured quantity of a part: a curve on equal steps of x, or a single value.
+struct SQuantity {
+  std::string name;
+  SUnit xUnit;
+  SUnit unit;
+  bool single = false;
+  double x0 = 0.0;            ///< x of the first value
+  double dx = 1.0;            ///< step, positive
+  std::vector<float> values;  ///< one for a single value; finite
+};
+
+/// What was measured on one part.
+struct SPart {
+  std::string name;   ///< file, then row, group or cut where a file holds several
+  std::string label;  ///< the known verdict, when there is a label column
+  std::vector<SQuantity> quantities;
+};
+
+/// A float as a double that shows the same digits.
+double Shown(float value);
+
+/// Shortest text of the number.
+std::string NumberText(double value);
+
+}  // namespace limes::host

@@ -1,0 +1,197 @@
+#include "apps/limes/model.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "apps/limes/csv_reader.h"
+#include "apps/limes/defects.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/quantity_model.h"
+
+namespace limes::host {
+namespace {
+
+std::unique_ptr<CQuantityModel> Make(const SSettings& settings, const std::string& name,
+                                     const SUnit& xUnit, const SUnit& unit, bool single) {
+  return single ? MakeValueModel(settings, name, unit)
+                : MakeCurveModel(settings, name, xUnit, unit);
+}
+
+void CheckNames(const SPart& part) {
+  for (std::size_t i = 1; i < part.quantities.size(); ++i) {
+    for (std::size_t k = 0; k < i; ++k) {
+      if (part.quantities[i].name == part.quantities[k].name) {
+        throw CInputError(part.name,
+                          "quantity " + Quoted(part.quantities[i].name) + " stands there twice");
+      }
+    }
+  }
+}
+
+}  // namespace
+
+CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit,
+                               bool single)
+    : settings_(settings),
+      name_(std::move(name)),
+      xUnit_(std::move(xUnit)),
+      unit_(std::move(unit)),
+      single_(single) {
+  if (settings.WhichSides() != Sides::kLower) {
+    sides_.push_back(Side::kUpper);
+  }
+  if (settings.WhichSides() != Sides::kUpper) {
+    sides_.push_back(Side::kLower);
+  }
+}
+
+void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
+  if (q.single != single_) {
+    throw CInputError(
+        part, "quantity " + Quoted(name_) + " is a " +
+                  (q.single ? "value, in the store a curve" : "curve, in the store a value"));
+  }
+  const auto check = [&](const char* what, const SUnit& found, const SUnit& known) {
+    if (!(found == known)) {
+      throw CInputError(part, "quantity " + Quoted(name_) + " is in " + found.DisplayFull() + what +
+                                  ", in the store in " + known.DisplayFull());
+    }
+  };
+  check("", q.unit, unit_);
+  check(" over x", q.xUnit, xUnit_);
+}
+
+bool IsRounding(double excess, double value, double limit) {
+  constexpr double kFourSteps = 4.0 / (1 << 24);
+  return excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
+}
+
+CModel::CModel(SSettings settings) : settings_(std::move(settings)) {}
+
+CModel::~CModel() = default;
+
+void CModel::Load(const std::vector<SStoredQuantity>& stored) {
+  quantities_.clear();
+  for (const SStoredQuantity& s : stored) {
+    auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
+    model->id = s.id;
+    for (const Side side : model->Sides()) {
+      const auto state = std::find_if(s.states.begin(), s.states.end(),
+                                      [&](const auto& known) { return known.side == side; });
+      const std::string fault =
+          state == s.states.end() ? "is missing" : model->SetState(side, state->record);
+      if (!fault.empty()) {
+        throw CStoreError("store: the learn state of " + Quoted(s.name) + " " + fault);
+      }
+    }
+    quantities_.push_back(std::move(model));
+  }
+}
+
+/// Finds each quantity of the part and checks it; nothing is learnt before all fit.
+void CModel::Prepare(const SPart& part) {
+  CheckNames(part);
+  order_.clear();
+  for (const auto& model : quantities_) {
+    const auto found = std::find_if(part.quantities.begin(), part.quantities.end(),
+                                    [&](const SQuantity& q) { return q.name == model->Name(); });
+    if (found == part.quantities.end()) {
+      throw CInputError(
+          part.name, "quantity " + Quoted(model->Name()) + ", which the store knows, is missing");
+    }
+    order_.push_back(static_cast<std::size_t>(found - part.quantities.begin()));
+  }
+  for (std::size_t i = 0; i < part.quantities.size(); ++i) {
+    if (std::find(order_.begin(), order_.end(), i) == order_.end()) {
+      throw CInputError(part.name, "quantity " + Quoted(part.quantities[i].name) +
+                                       " is not in the store (--use picks quantities)");
+    }
+  }
+  for (std::size_t i = 0; i < quantities_.size(); ++i) {
+    quantities_[i]->Prepare(part.quantities[order_[i]], part.name);
+  }
+}
+
+void CModel::Learn(const SPart& part) {
+  const bool first = quantities_.empty();
+  for (std::size_t i = 0; first && i < part.quantities.size(); ++i) {
+    const SQuantity& q = part.quantities[i];
+    quantities_.push_back(Make(settings_, q.name, q.xUnit, q.unit, q.single));
+  }
+  try {
+    Prepare(part);
+  } catch (const CInputError&) {
+    if (first) {
+      quantities_.clear();
+    }
+    throw;
+  }
+  for (const auto& model : quantities_) {
+    model->Learn();
+  }
+}
+
+SPartVerdict CModel::Judge(const SPart& part) {
+  Prepare(part);
+  SPartVerdict verdict;
+  verdict.part = part.name;
+  verdict.label = part.label;
+  verdict.verdict = Verdict::kPass;
+  ids_.clear();
+  for (const auto& model : quantities_) {
+    for (const Side side : model->Sides()) {
+      SQuantityVerdict q;
+      q.name = model->Name();
+      q.side = side;
+      q.unit = model->Unit().Display();
+      q.xUnit = model->XUnit().Display();
+      model->Judge(side, q, verdict.defects);
+      verdict.verdict = Worse(verdict.verdict, q.verdict);
+      verdict.quantities.push_back(std::move(q));
+      ids_.push_back(model->id);
+    }
+  }
+  OrderDefects(verdict.defects);
+  return verdict;
+}
+
+void CModel::Save(CStore& store) {
+  for (const auto& model : quantities_) {
+    if (model->id == 0) {
+      model->id = store.AddQuantity(
+          {0, model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
+    }
+    for (const Side side : model->Sides()) {
+      store.SetState(model->id, side, model->Learnt(), model->State(side));
+    }
+  }
+}
+
+std::vector<SLearntSummary> CModel::Summaries() {
+  std::vector<SLearntSummary> result;
+  for (const auto& model : quantities_) {
+    for (const Side side : model->Sides()) {
+      SLearntSummary summary = model->Summary(side);
+      summary.name = model->Name();
+      summary.side = side;
+      summary.single = model->IsSingle();
+      summary.parts = model->Learnt();
+      summary.unit = model->Unit().Display();
+      summary.xUnit = model->XUnit().Display();
+      result.push_back(std::move(summary));
+    }
+  }
+  return result;
+}
+
+std::vector<std::string> CModel::Warnings() {
+  std::vector<std::string> result;
+  for (const auto& model : quantities_) {
+    if (std::string warning = model->Warning(); !warning.empty()) {
+      result.push_back(std::move(warning));
+    }
+  }
+  return result;
+}
+
+}  // namespace limes::host

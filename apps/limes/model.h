@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement.h"
+#include "apps/limes/report.h"
+#include "apps/limes/settings.h"
+#include "apps/limes/store.h"
+#include "apps/limes/verdict.h"
+
+namespace limes::host {
+
+class CQuantityModel;
+
+/// All learnt limits of a store. The first part fixes which quantities there are.
+class CModel {
+ public:
+  explicit CModel(SSettings settings);
+  ~CModel();
+
+  /// Takes over what a store holds. Throws CStoreError when a learn state cannot be read.
+  void Load(const std::vector<SStoredQuantity>& stored);
+
+  /// Learns one part, wholly or not at all. Throws CInputError.
+  void Learn(const SPart& part);
+
+  /// Judges one part. Throws CInputError when it does not fit what was learnt.
+  SPartVerdict Judge(const SPart& part);
+
+  /// The store's id of each entry of a verdict's quantities.
+  const std::vector<std::int64_t>& Ids() const { return ids_; }
+
+  /// Writes what was learnt since Load into the open transaction.
+  void Save(CStore& store);
+
+  std::vector<SLearntSummary> Summaries();
+
+  /// What the engineer should know about the learnt limits; one text each.
+  std::vector<std::string> Warnings();
+
+  bool IsEmpty() const { return quantities_.empty(); }
+
+ private:
+  void Prepare(const SPart& part);
+
+  SSettings settings_;
+  std::vector<std::unique_ptr<CQuantityModel>> quantities_;
+  std::vector<std::size_t> order_;  ///< position in the part of each quantity
+  std::vector<std::int64_t> ids_;
+};
+
+}  // namespace limes::host

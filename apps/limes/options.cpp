@@ -1,0 +1,222 @@
+#include "apps/limes/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <sstream>
+
+#include "apps/limes/errors.h"
+#include "limes/version.h"
+
+namespace limes::host {
+namespace {
+
+bool ParseCount(std::string_view text, std::uint64_t& value) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+std::vector<std::string> SplitNames(const char* option, const std::string& text) {
+  std::vector<std::string> names;
+  std::istringstream in(text);
+  for (std::string name; std::getline(in, name, ',');) {
+    if (!name.empty()) {
+      names.push_back(name);
+    }
+  }
+  if (names.empty()) {
+    throw CUsageError(std::string(option) + " needs at least one name");
+  }
+  return names;
+}
+
+SCondition ParseCondition(const std::string& text) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos || equals == 0) {
+    throw CUsageError("--where needs COLUMN=VALUE, not " + Quoted(text));
+  }
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+void ParseEvery(const std::string& text, SSelection& selection) {
+  const auto colon = text.find(':');
+  const bool good = colon != std::string::npos &&
+                    ParseCount(std::string_view(text).substr(0, colon), selection.every) &&
+                    ParseCount(std::string_view(text).substr(colon + 1), selection.everyStart);
+  if (!good || selection.every == 0 || selection.everyStart >= selection.every) {
+    throw CUsageError("--every needs K:I with 0 <= I < K, not " + Quoted(text));
+  }
+}
+
+void ParseParts(const std::string& text, SSelection& selection) {
+  const auto dash = text.find('-');
+  const std::string_view whole = text;
+  bool good = ParseCount(whole.substr(0, dash), selection.first);
+  if (dash == std::string::npos) {
+    selection.last = selection.first;
+  } else if (dash + 1 < whole.size()) {
+    good = good && ParseCount(whole.substr(dash + 1), selection.last);
+  }
+  if (!good || selection.first == 0 || selection.last < selection.first) {
+    throw CUsageError("--parts needs A-B, A- or A with 1 <= A <= B, not " + Quoted(text));
+  }
+}
+
+/// Every option takes exactly one text, so that none swallows the file names behind it.
+template <class T>
+CLI::Option* Add(CLI::App& app, const std::string& name, std::optional<T>& target,
+                 const std::string& help, const std::string& what) {
+  return app
+      .add_option_function<T>(
+          name, [&target](const T& value) { target = value; }, help)
+      ->type_name(what);
+}
+
+void AddText(CLI::App& app, const std::string& name, std::function<void(const std::string&)> take,
+             const std::string& help, const std::string& what) {
+  app.add_option(
+         name,
+         [take = std::move(take)](const CLI::results_t& texts) {
+           std::for_each(texts.begin(), texts.end(), take);
+           return true;
+         },
+         help)
+      ->type_name(what)
+      ->type_size(1)
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void AddFlag(CLI::App& app, const std::string& name, std::optional<bool>& target,
+             const std::string& help) {
+  app.add_flag_callback(
+      name, [&target] { target = true; }, help);
+}
+
+void AddReading(CLI::App& app, SOptions& o) {
+  SSettings& s = o.settings;
+  app.option_defaults()->group("How files are read");
+  AddFlag(app, "--rows", s.rows, "CSV: one curve per row");
+  AddFlag(app, "--values", s.values, "CSV: one part per row, each cell a single value");
+  AddFlag(app, "--no-header", s.noHeader, "CSV: no line of names; columns are called 1, 2, ...");
+  Add(app, "--x0", s.x0, "x of the first sample (0)", "X");
+  Add(app, "--dx", s.dx, "step of x; CSV columns: there is no x column", "D");
+  Add(app, "--x-unit", s.xUnit, "unit of x where the file names none", "UNIT");
+  Add(app, "--unit", s.unit, "unit of the values, instead of the file's", "UNIT");
+  Add(app, "--name", s.name, "name of the quantity where the file has none", "NAME");
+  AddText(
+      app, "--use", [&s](const std::string& t) { s.use = SplitNames("--use", t); },
+      "take these quantities only", "NAME,...");
+  AddText(
+      app, "--skip", [&s](const std::string& t) { s.skip = SplitNames("--skip", t); },
+      "columns that hold no values (those of --where)", "NAME,...");
+  Add(app, "--first-value", s.firstValue, "first column of the values", "NAME");
+  Add(app, "--part-column", s.partColumn, "rows with the same text there are one part", "NAME");
+  Add(app, "--quantity-column", s.quantityColumn, "names the quantity of a row", "NAME");
+  Add(app, "--scale", s.scale, "factor from the file's numbers to the unit", "F");
+  Add(app, "--label-column", s.labelColumn, "column with the known verdict", "NAME");
+  Add(app, "--good", s.good, "label of good parts; only these are learnt (good)", "LABEL");
+}
+
+void AddSelection(CLI::App& app, SOptions& o) {
+  app.option_defaults()->group("Which parts are taken");
+  AddText(
+      app, "--where", [&o](const std::string& t) { o.where.push_back(ParseCondition(t)); },
+      "rows with this cell only; may be repeated", "COLUMN=VALUE");
+  AddText(
+      app, "--every", [&o](const std::string& t) { ParseEvery(t, o.selection); },
+      "of the parts, counted from 0: I, I+K, ...", "K:I");
+  AddText(
+      app, "--parts", [&o](const std::string& t) { ParseParts(t, o.selection); },
+      "of the parts, counted from 1: A to B", "A-B");
+}
+
+void AddForming(CLI::App& app, SOptions& o) {
+  SSettings& s = o.settings;
+  app.option_defaults()->group("How quantities are formed");
+  Add(app, "--cut", s.cut, "split a recording into parts of L samples", "L");
+  AddFlag(app, "--detrend", s.detrend, "subtract the mean of each signal");
+  Add(app, "--spectrum", s.spectrum, "level spectrum with segments of N samples", "N");
+  Add(app, "--ref", s.ref, "reference of decibels, in the unit (1; Pa: 2e-5)", "R");
+}
+
+void AddRule(CLI::App& app, SOptions& o) {
+  SSettings& s = o.settings;
+  app.option_defaults()->group("Rule: limit = base + mean + factor * spread");
+  Add(app, "--base", s.base, "constant part of the limit, in the unit (0)", "B");
+  Add(app, "--factor", s.factor, "weight of the spread (3)", "F");
+  Add(app, "--width", s.width, "half-width of the running maximum along x (0)", "W");
+  Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000)", "T");
+  Add(app, "--min-parts", s.minParts, "fewer learnt parts judge nothing (3)", "N");
+  Add(app, "--min-share", s.minShare, "least judged share of the limit for an OK (0.9)", "P");
+  Add(app, "--sides", s.sides, "upper, lower or both (upper)", "SIDES");
+}
+
+CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
+  CLI::App* command = app.add_subcommand(name, help);
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("FILE", o.files, "measurements: CSV, WAV, curve records")
+      ->required()
+      ->type_name("");
+  command->add_flag("--json", o.json, "one JSON object per part and line");
+  AddReading(*command, o);
+  AddSelection(*command, o);
+  AddForming(*command, o);
+  AddRule(*command, o);
+  return command;
+}
+
+CLI::App* AddList(CLI::App& app, SOptions& o, const char* name, const char* help) {
+  CLI::App* command = app.add_subcommand(name, help);
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_flag("--json", o.json, "one JSON object per line");
+  return command;
+}
+
+SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& arguments) {
+  std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+  try {
+    app.parse(reversed);
+    parsed.run = true;
+  } catch (const CLI::ParseError& e) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int code = app.exit(e, out, err);
+    parsed.exitCode = code == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+    parsed.message = code == 0 ? out.str() : err.str();
+    parsed.run = false;
+  } catch (const CUsageError& e) {
+    parsed.exitCode = static_cast<int>(ExitCode::kUsage);
+    parsed.message = std::string(e.what()) + "\n";
+    parsed.run = false;
+  }
+  return parsed;
+}
+
+}  // namespace
+
+SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
+  SParsed parsed;
+  SOptions& o = parsed.options;
+  CLI::App app("limes learns limits from measurements of good parts and judges new parts by them.",
+               "limes");
+  app.set_version_flag("--version", "limes " LIMES_VERSION_STRING);
+  app.require_subcommand(1);
+  const CLI::App* learn = AddRun(app, o, "learn", "learn every part in the files as good");
+  const CLI::App* test = AddRun(app, o, "test", "judge every part in the files");
+  const CLI::App* show = AddList(app, o, "show", "list the learnt quantities");
+  const CLI::App* report = AddList(app, o, "report", "list stored verdicts and defects");
+  CLI::App* demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench");
+  demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");
+  Parse(app, parsed, arguments);
+  if (parsed.run) {
+    o.command = learn->parsed()    ? Command::kLearn
+                : test->parsed()   ? Command::kTest
+                : show->parsed()   ? Command::kShow
+                : report->parsed() ? Command::kReport
+                                   : Command::kDemo;
+  }
+  return parsed;
+}
+
+}  // namespace limes::host

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/limes/csv_table.h"
+#include "apps/limes/settings.h"
+
+namespace limes::host {
+
+enum class Command { kLearn, kTest, kShow, kReport, kDemo };
+
+/// The command line.
+struct SOptions {
+  Command command = Command::kShow;
+  std::string store;
+  std::vector<std::string> files;
+  SSettings settings;  ///< only what was given
+  SSelection selection;
+  std::vector<SCondition> where;
+  bool json = false;
+  std::string demoFolder;  ///< empty: a temporary one
+};
+
+struct SParsed {
+  bool run = false;     ///< false: print the text and end with the code
+  int exitCode = 0;     ///< 0 for help and version, 2 for a wrong command line
+  std::string message;  ///< help, version, or what is wrong
+  SOptions options;
+};
+
+/// Reads the command line; the arguments do not include the program's name. Never throws on text.
+SParsed ParseCommandLine(const std::vector<std::string>& arguments);
+
+}  // namespace limes::host

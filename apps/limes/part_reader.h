@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/limes/csv_table.h"
+#include "apps/limes/file_input.h"
+#include "apps/limes/measurement.h"
+#include "apps/limes/settings.h"
+
+namespace limes::host {
+
+/// The parts of one file as they stand there, in the file's numbers, one at a time.
+class CPartReader {
+ public:
+  virtual ~CPartReader() = default;
+
+  /// The next part; false at the end of the file. Throws CInputError.
+  virtual bool Next(SPart& part) = 0;
+
+  /// Share of the file that was read, 0 to 1, for a progress bar.
+  virtual double Progress() { return 0.0; }
+};
+
+/// What a reader of one file needs beside the settings.
+struct SReadContext {
+  std::string path;  ///< also the start of the part's name
+  const SSettings* settings = nullptr;
+  const std::vector<SCondition>* where = nullptr;
+  bool goodOnly = false;  ///< leave out parts with another label than the good one
+};
+
+/// Reader for a file of this kind; the stream must outlive it. Throws CInputError.
+std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
+                                            const SReadContext& context);
+
+std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SReadContext& context);
+std::unique_ptr<CPartReader> MakeCurveRecordReader(CFileStream& stream,
+                                                   const SReadContext& context);
+
+}  // namespace limes::host

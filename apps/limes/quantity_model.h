@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement.h"
+#include "apps/limes/report.h"
+#include "apps/limes/settings.h"
+#include "apps/limes/store.h"
+#include "apps/limes/verdict.h"
+
+namespace limes::host {
+
+/// The learnt limits of one quantity, one learner per side. The library learns upper limits only:
+/// a lower one is learnt from the values with their sign changed.
+///
+/// A part is first prepared, which refuses it when it does not fit, then learnt or judged, which
+/// cannot fail: so a part of several quantities is learnt wholly or not at all.
+class CQuantityModel {
+ public:
+  virtual ~CQuantityModel() = default;
+
+  /// Checks unit and grid and keeps the quantity for Learn and Judge. Throws CInputError.
+  virtual void Prepare(const SQuantity& quantity, const std::string& part) = 0;
+
+  virtual void Learn() = 0;
+
+  /// Fills in verdict and numbers for a side, with the defects that were found.
+  virtual void Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) = 0;
+
+  virtual std::int64_t Learnt() const = 0;
+  virtual std::vector<std::uint8_t> State(Side side) const = 0;
+
+  /// Takes over a learn state; empty when it could be read, else what is wrong with it.
+  virtual std::string SetState(Side side, const std::vector<std::uint8_t>& record) = 0;
+
+  virtual SLearntSummary Summary(Side side) = 0;
+
+  /// What the engineer should know; empty when all is well.
+  virtual std::string Warning() { return ""; }
+
+  const std::string& Name() const { return name_; }
+  const SUnit& XUnit() const { return xUnit_; }
+  const SUnit& Unit() const { return unit_; }
+  bool IsSingle() const { return single_; }
+  const std::vector<Side>& Sides() const { return sides_; }
+
+  std::int64_t id = 0;  ///< in the store; 0 when it is not stored yet
+
+ protected:
+  CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit, bool single);
+
+  void CheckUnits(const SQuantity& quantity, const std::string& part) const;
+  bool EnoughLearnt() const { return Learnt() >= settings_.minParts.value_or(1); }
+
+  SSettings settings_;
+  std::string name_;
+  SUnit xUnit_;
+  SUnit unit_;
+  bool single_;
+  std::vector<Side> sides_;
+};
+
+/// A model without anything learnt.
+std::unique_ptr<CQuantityModel> MakeCurveModel(const SSettings& settings, const std::string& name,
+                                               const SUnit& xUnit, const SUnit& unit);
+std::unique_ptr<CQuantityModel> MakeValueModel(const SSettings& settings, const std::string& name,
+                                               const SUnit& unit);
+
+/// A limit computed in float may lie a few rounding steps beside the values it was learnt from; an
+/// excess within this is none.
+bool IsRounding(double excess, double value, double limit);
+
+}  // namespace limes::host

@@ -1,0 +1,207 @@
+#include "apps/limes/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "apps/limes/measurement.h"
+
+namespace limes::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json Number(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+
+void PrintLine(std::ostream& out, const Json& json) {
+  // Names may come from files with broken UTF-8; those bytes become U+FFFD.
+  out << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+std::string WithUnit(const std::string& number, const std::string& unit) {
+  return unit.empty() ? number : number + " " + unit;
+}
+
+/// Four digits are enough to read.
+std::string Brief(double value) {
+  if (value == 0.0 || !std::isfinite(value)) {
+    return NumberText(value);
+  }
+  const int digits = 3 - static_cast<int>(std::floor(std::log10(std::fabs(value))));
+  const double unit = std::pow(10.0, std::clamp(digits, -300, 300));
+  const double rounded = std::round(value * unit) / unit;
+  return NumberText(std::isfinite(rounded) ? rounded : value);
+}
+
+const SQuantityVerdict* Worst(const SPartVerdict& verdict) {
+  const SQuantityVerdict* worst = nullptr;
+  for (const auto& q : verdict.quantities) {
+    if (q.maxDeviation && (worst == nullptr || *q.maxDeviation > *worst->maxDeviation)) {
+      worst = &q;
+    }
+  }
+  return worst;
+}
+
+const char* Colour(Verdict verdict) {
+  return verdict == Verdict::kPass   ? "\033[32m"
+         : verdict == Verdict::kFail ? "\033[31m"
+                                     : "\033[33m";
+}
+
+std::string Range(const std::vector<float>& values) {
+  if (values.empty()) {
+    return "-";
+  }
+  const auto [low, high] = std::minmax_element(values.begin(), values.end());
+  return *low == *high ? Brief(*low) : Brief(*low) + " .. " + Brief(*high);
+}
+
+/// A curve in 32 characters, each the largest value of its stretch.
+std::string Sparkline(const std::vector<float>& values) {
+  constexpr std::size_t kWidth = 32;
+  constexpr const char* kBars[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+  const auto [low, high] = std::minmax_element(values.begin(), values.end());
+  const std::size_t width = std::min(kWidth, values.size());
+  std::string text;
+  for (std::size_t i = 0; i < width; ++i) {
+    const auto first = values.begin() + static_cast<std::ptrdiff_t>(i * values.size() / width);
+    const auto last = values.begin() + static_cast<std::ptrdiff_t>((i + 1) * values.size() / width);
+    const double top = *std::max_element(first, last);
+    const double share = *high > *low ? (top - *low) / (double{*high} - *low) : 0.0;
+    text += kBars[static_cast<std::size_t>(std::clamp(share * 7.0 + 0.5, 0.0, 7.0))];
+  }
+  return text;
+}
+
+Json Curve(const std::vector<float>& values) {
+  Json list = Json::array();
+  for (const float v : values) {
+    list.push_back(Shown(v));
+  }
+  return list;
+}
+
+}  // namespace
+
+void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) {
+  if (colours) {
+    out << Colour(verdict.verdict) << VerdictText(verdict.verdict) << "\033[0m";
+  } else {
+    out << VerdictText(verdict.verdict);
+  }
+  out << "  " << verdict.part;
+  if (verdict.label) {
+    out << "  (" << *verdict.label << ")";
+  }
+  if (const SQuantityVerdict* q = Worst(verdict)) {
+    out << "  " << q->name << ": " << WithUnit(Brief(std::fabs(*q->maxDeviation)), q->unit)
+        << (*q->maxDeviation > 0.0 ? " beyond" : " within") << " the " << SideText(q->side)
+        << " limit";
+    if (q->x) {
+      out << " at " << WithUnit(Brief(*q->x), q->xUnit);
+    }
+  }
+  out << '\n';
+  for (const SDefect& defect : verdict.defects) {
+    out << "    " << defect.text << '\n';
+  }
+}
+
+void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
+  Json json;
+  json["part"] = verdict.part;
+  if (verdict.label) {
+    json["label"] = *verdict.label;
+  }
+  json["verdict"] = VerdictText(verdict.verdict);
+  json["quantities"] = Json::array();
+  for (const auto& q : verdict.quantities) {
+    json["quantities"].push_back({{"name", q.name},
+                                  {"side", SideText(q.side)},
+                                  {"verdict", VerdictText(q.verdict)},
+                                  {"max_deviation", Number(q.maxDeviation)},
+                                  {"excess_in_s", Number(q.excessInS)},
+                                  {"x", Number(q.x)},
+                                  {"value", Number(q.value)},
+                                  {"limit", Number(q.limit)},
+                                  {"mean", Number(q.mean)},
+                                  {"spread", Number(q.spread)},
+                                  {"rms_deviation", Number(q.rmsDeviation)},
+                                  {"judged_share", q.judgedShare},
+                                  {"unit", q.unit}});
+  }
+  json["defects"] = Json::array();
+  for (const SDefect& defect : verdict.defects) {
+    json["defects"].push_back(defect.text);
+  }
+  PrintLine(out, json);
+}
+
+void SCounts::Add(const SPartVerdict& verdict, const std::string& goodLabel) {
+  ++parts;
+  ++(verdict.verdict == Verdict::kPass ? ok : verdict.verdict == Verdict::kFail ? nok : notJudged);
+  if (verdict.label) {
+    const bool isGood = *verdict.label == goodLabel;
+    ++(isGood ? good : bad);
+    falseAlarms += isGood && verdict.verdict == Verdict::kFail ? 1 : 0;
+    misses += !isGood && verdict.verdict == Verdict::kPass ? 1 : 0;
+  }
+}
+
+void PrintCounts(std::ostream& out, const SCounts& c) {
+  out << c.parts << (c.parts == 1 ? " part: " : " parts: ") << c.ok << " OK, " << c.nok << " NOK, "
+      << c.notJudged << " not judged\n";
+  if (c.good + c.bad > 0) {
+    out << "false alarms: " << c.falseAlarms << " of " << c.good << " good; misses: " << c.misses
+        << " of " << c.bad << " bad\n";
+  }
+}
+
+void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
+  out << s.name << (s.unit.empty() ? "" : " [" + s.unit + "]") << ", " << SideText(s.side)
+      << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt";
+  if (s.parts < settings.minParts.value_or(1)) {
+    out << " (judged from " << *settings.minParts << " on)";
+  }
+  out << '\n';
+  if (!s.single) {
+    out << "  x       " << Brief(s.xFirst) << " .. " << WithUnit(Brief(s.xLast), s.xUnit)
+        << ", step " << WithUnit(Brief(s.step), s.xUnit) << ", " << s.points << " points\n";
+  }
+  const char* sign = s.side == Side::kUpper ? " + " : " - ";
+  out << "  rule    mean" << sign << Brief(settings.factor.value_or(0.0)) << " * spread" << sign
+      << WithUnit(Brief(settings.base.value_or(0.0)), s.unit) << '\n';
+  out << "  mean    " << Range(s.mean) << '\n';
+  out << "  spread  " << Range(s.spread) << '\n';
+  out << "  limit   " << Range(s.limit);
+  if (s.limit.size() > 1) {
+    out << "  " << Sparkline(s.limit);
+  }
+  out << '\n';
+}
+
+void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
+  Json json;
+  json["name"] = s.name;
+  json["side"] = SideText(s.side);
+  json["kind"] = s.single ? "value" : "curve";
+  json["learnt"] = s.parts;
+  json["unit"] = s.unit;
+  json["x_unit"] = s.xUnit;
+  json["x_first"] = s.single ? Json(nullptr) : Json(s.xFirst);
+  json["x_last"] = s.single ? Json(nullptr) : Json(s.xLast);
+  json["step"] = s.single ? Json(nullptr) : Json(s.step);
+  json["base"] = settings.base.value_or(0.0);
+  json["factor"] = settings.factor.value_or(0.0);
+  json["width"] = settings.width.value_or(0.0);
+  json["time_scale"] = settings.timeScale.value_or(0);
+  json["min_parts"] = settings.minParts.value_or(0);
+  json["mean"] = Curve(s.mean);
+  json["spread"] = Curve(s.spread);
+  json["limit"] = Curve(s.limit);
+  PrintLine(out, json);
+}
+
+}  // namespace limes::host

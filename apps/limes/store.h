@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "apps/limes/database.h"
+#include "apps/limes/measurement.h"
+#include "apps/limes/settings.h"
+#include "apps/limes/verdict.h"
+
+namespace limes::host {
+
+/// A learnt quantity as it lies in the store.
+struct SStoredQuantity {
+  struct SState {
+    Side side;
+    std::int64_t learnt;
+    std::vector<std::uint8_t> record;  ///< learn-state record of the library
+  };
+
+  std::int64_t id = 0;
+  std::string name;
+  bool single = false;
+  SUnit xUnit;
+  SUnit unit;
+  std::vector<SState> states;
+};
+
+/// The store: one SQLite file in WAL mode, described in docs/store.md. Schema version 1:
+///   store     one row: settings (JSON), state_version (grows with every change of a learn state)
+///   quantity  what is measured: name, kind, units
+///   state     learn state per quantity and side, the library's record
+///   run       one row per learn or test command that stored something
+///   part      every part: name, label, "learnt" or its verdict
+///   verdict   numbers per judged part, quantity and side
+///   defect    report lines per judged part, most important first
+/// Everything about one part is written in one transaction. Throws CStoreError.
+class CStore {
+ public:
+  static constexpr std::int64_t kSchemaVersion = 1;
+
+  enum class Mode { kExisting, kCreate };
+
+  CStore(const std::string& path, Mode mode);
+  ~CStore();
+
+  /// Starts a transaction that may write; waits for other processes.
+  void Begin();
+
+  /// Starts a transaction that only reads: all of one moment, and waits for nobody.
+  void BeginReading();
+  void Commit();
+  void Rollback();
+  bool InTransaction() const { return inTransaction_; }
+
+  std::optional<SSettings> Settings();
+  void SetSettings(const SSettings& settings);
+
+  /// Differs when some process changed a learn state.
+  std::int64_t StateVersion();
+  void NextStateVersion();
+
+  std::vector<SStoredQuantity> Quantities();
+  std::int64_t AddQuantity(const SStoredQuantity& quantity);
+  void SetState(std::int64_t quantity, Side side, std::int64_t learnt,
+                std::span<const std::uint8_t> record);
+
+  std::int64_t AddRun(const std::string& command);
+  void AddLearnt(std::int64_t run, const std::string& part,
+                 const std::optional<std::string>& label);
+
+  /// ids: the quantity's id per entry of verdict.quantities.
+  void AddJudged(std::int64_t run, const SPartVerdict& verdict,
+                 const std::vector<std::int64_t>& ids);
+
+  /// Hands out the judged parts in the order of judging.
+  template <class Take>
+  void ForEachJudged(Take take) {
+    for (std::int64_t id = 0; NextJudged(id, judged_);) {
+      take(judged_);
+    }
+  }
+
+  std::int64_t CountParts(bool learnt);
+
+ private:
+  struct Statements;
+
+  bool CheckKind();
+  void CreateSchema();
+  bool NextJudged(std::int64_t& id, SPartVerdict& verdict);
+
+  std::string path_;
+  std::unique_ptr<CDatabase> database_;
+  std::unique_ptr<Statements> statements_;
+  SPartVerdict judged_;
+  bool inTransaction_ = false;
+};
+
+}  // namespace limes::host

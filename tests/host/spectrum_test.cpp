@@ -1,0 +1,86 @@
+#include "apps/limes/spectrum.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <numbers>
+#include <random>
+
+namespace limes::host {
+namespace {
+
+constexpr double kTwoPi = 2.0 * std::numbers::pi;
+
+/// The formula as it stands, in double.
+std::vector<double> Plain(const std::vector<float>& signal, std::size_t n, double reference) {
+  std::vector<double> window(n);
+  double sum = 0.0;
+  for (std::size_t i = 0; i < n; ++i) {
+    window[i] = 0.5 - 0.5 * std::cos(kTwoPi * static_cast<double>(i) / static_cast<double>(n));
+    sum += window[i];
+  }
+  std::vector<double> power(n / 2 - 1);
+  double segments = 0.0;
+  for (std::size_t start = 0; start + n <= signal.size(); start += n / 2, ++segments) {
+    for (std::size_t k = 1; k < n / 2; ++k) {
+      std::complex<double> x;
+      for (std::size_t i = 0; i < n; ++i) {
+        x += window[i] * signal[start + i] *
+             std::polar(1.0, -kTwoPi * static_cast<double>(k * i % n) / static_cast<double>(n));
+      }
+      power[k - 1] += std::norm(x);
+    }
+  }
+  for (double& p : power) {
+    p = 20.0 * std::log10(std::sqrt(2.0 * p / segments) / sum / reference);
+  }
+  return power;
+}
+
+TEST(LevelSpectrum, IsTheFormula) {
+  std::mt19937 random(5);
+  for (const std::uint32_t n : {4U, 6U, 64U, 100U, 250U}) {
+    for (const std::size_t extra : {0U, 1U, 3U * n + 7U}) {
+      std::vector<float> signal(n + extra);
+      for (float& v : signal) {
+        v = static_cast<float>(random() >> 8) / 65536.0F;
+      }
+      CLevelSpectrum spectrum(n, 2e-5);
+      std::vector<float> levels;
+      spectrum.Form(signal, levels);
+      const auto plain = Plain(signal, n, 2e-5);
+      ASSERT_EQ(levels.size(), plain.size());
+      for (std::size_t k = 0; k < plain.size(); ++k) {
+        EXPECT_NEAR(levels[k], plain[k], 0.02) << n << " " << k;
+      }
+    }
+  }
+}
+
+TEST(LevelSpectrum, ShowsTheRmsAmplitudeOfASine) {
+  std::vector<float> signal(4096);
+  for (std::size_t i = 0; i < signal.size(); ++i) {
+    signal[i] = static_cast<float>(10.0 * std::sqrt(2.0) *
+                                   std::sin(kTwoPi * 32.0 * static_cast<double>(i) / 256.0));
+  }
+  CLevelSpectrum spectrum(256, 1.0);
+  std::vector<float> levels;
+  spectrum.Form(signal, levels);
+  ASSERT_EQ(levels.size(), 127U);
+  EXPECT_NEAR(levels[31], 20.0F, 1e-3F);
+  EXPECT_NEAR(levels[30], 20.0F - 6.0206F, 1e-3F);
+  EXPECT_LT(levels[40], -90.0F);
+}
+
+TEST(LevelSpectrum, HasAFloorAndNeedsOneSegment) {
+  CLevelSpectrum spectrum(16, 1.0);
+  std::vector<float> levels;
+  spectrum.Form(std::vector<float>(16), levels);
+  EXPECT_EQ(levels, std::vector<float>(7, -240.0F));
+  spectrum.Form(std::vector<float>(15), levels);
+  EXPECT_TRUE(levels.empty());
+}
+
+}  // namespace
+}  // namespace limes::host
