@@ -76,10 +76,10 @@ float Binned(const CSigCurve& k, const SGrid& grid, double i0, double i1, double
 
 void TakeUnit(CSigCurveExt& out, const CSigCurve& k) {
   // Compared first: setting makes the shared info private, which allocates.
-  if (out.XUnit() != k.XUnit() || out.XUnit().prefixunit() != k.XUnit().prefixunit()) {
+  if (out.XUnit() != k.XUnit()) {
     out.SetXUnit(k.XUnit());
   }
-  if (out.YUnit() != k.YUnit() || out.YUnit().prefixunit() != k.YUnit().prefixunit()) {
+  if (out.YUnit() != k.YUnit()) {
     out.SetYUnit(k.YUnit());
   }
 }

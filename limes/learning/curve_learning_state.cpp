@@ -108,6 +108,9 @@ bool GetUnit(detail::RecordReader& in, CMeasuringUnit& unit) {
     return false;
   }
   if (fields.unit >= CMeasuringUnit::kBuiltInUnits) {
+    if (base.empty()) {
+      return false;
+    }
     CMeasuringUnit::UnitStrings& strings = CMeasuringUnit::UnitStrings::theStrings();
     fields.unit = strings.FindOrAdd(base, true, strings.Complains());
   }

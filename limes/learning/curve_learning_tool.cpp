@@ -27,10 +27,10 @@ wide_string Joined(std::u16string_view name, std::u16string_view suffix) {
 
 /// The units of the mean: what the roots of squares made of them is of no use.
 void TakeUnits(CSigCurveExt& curve, const CSigCurveExt& mean) {
-  if (curve.XUnit() != mean.XUnit() || curve.XUnit().prefixunit() != mean.XUnit().prefixunit()) {
+  if (curve.XUnit() != mean.XUnit()) {
     curve.SetXUnit(mean.XUnit());
   }
-  if (curve.YUnit() != mean.YUnit() || curve.YUnit().prefixunit() != mean.YUnit().prefixunit()) {
+  if (curve.YUnit() != mean.YUnit()) {
     curve.SetYUnit(mean.YUnit());
   }
 }

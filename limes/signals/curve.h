@@ -200,6 +200,11 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   float operator[](T i) const {
     return ValueAt(static_cast<std::int64_t>(i));
   }
+  /// The same for curves that are not const, so that c[0] is not taken for a null key.
+  template <std::integral T>
+  float operator[](T i) {
+    return ValueAt(static_cast<std::int64_t>(i));
+  }
   template <std::floating_point T>
   float operator[](T x) const {
     return (*this)[static_cast<float>(x)];
