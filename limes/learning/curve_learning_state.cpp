@@ -180,7 +180,9 @@ bool CKurvenLernWerkzeug::WriteState(CFileStream& file) const {
                           generator_->GetTime(),
                           generator_->GetTimeScale()};
   try {
+    constexpr std::size_t kTexts = 1024;  // heads, names and units, roughly
     detail::RecordWriter payload;
+    payload.Reserve(sizeof(float) * (std::size_t{mean_->DLen()} + meanSquare_->DLen()) + kTexts);
     payload.PutFields(head);
     PutText(payload, name_);
     PutCurve(payload, *mean_);

@@ -49,11 +49,16 @@ void WriteLearnState(CFileStream& file, LearnStateKind kind,
   SHead head;
   head.kind = static_cast<std::uint16_t>(kind);
   head.payloadBytes = payload.size();
-  RecordWriter out;
-  out.PutFields(head);
-  out.PutBytes(payload.data(), payload.size());
-  out.Put(Crc32(out.Bytes()));
-  out.WriteTo(file);
+  RecordWriter front;
+  front.PutFields(head);
+  RecordWriter back;
+  back.Put(Crc32(payload, Crc32(front.Bytes())));
+  // Three writes, so that a long payload is not copied once more.
+  front.WriteTo(file);
+  if (!payload.empty()) {
+    file.Write(payload.data(), payload.size());
+  }
+  back.WriteTo(file);
 }
 
 LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,

@@ -38,8 +38,7 @@ enum class LearnStateKind : std::uint16_t { kLimitValue = 1, kCurve = 2, kTrack 
 
 inline constexpr std::uint16_t kLearnStateVersion = 1;
 
-/// Puts head and checksum round a payload and writes it in one piece; what the stream throws
-/// passes through.
+/// Writes a payload between head and checksum; what the stream throws passes through.
 void WriteLearnState(CFileStream& file, LearnStateKind kind, std::span<const std::uint8_t> payload);
 
 /// Checks head and checksum and gives the payload. Never allocates more than the stream holds.

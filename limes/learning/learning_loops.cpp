@@ -184,10 +184,29 @@ SLargest LargestDifference(const float* k, const float* r, std::size_t n) {
   return {0, std::numeric_limits<float>::quiet_NaN()};
 }
 
-double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t n) {
+namespace {
+
+/// k - r where it is above 0, that is exactly where k > r, else 0.
+LIMES_CLONES void ExcessOf(const float* __restrict k, const float* __restrict r,
+                           float* __restrict excess, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) {
-    const double d = k[i] > r[i] ? double{k[i] - r[i]} : 0.0;
-    sum += d * d;
+    const float d = k[i] - r[i];
+    excess[i] = d > 0.0F ? d : 0.0F;
+  }
+}
+
+}  // namespace
+
+double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t n) {
+  // In two loops, so that no branch depends on data; adding +0.0 changes no sum that began at +0.0.
+  std::array<float, 512> excess;
+  for (std::size_t start = 0; start < n; start += excess.size()) {
+    const std::size_t count = std::min(excess.size(), n - start);
+    ExcessOf(k + start, r + start, excess.data(), count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const double d = excess[i];
+      sum += d * d;
+    }
   }
   return sum;
 }

@@ -182,6 +182,9 @@ class LIMES_EXPORT RecordReader {
 /// Collects a little-endian record in memory and writes it in one piece.
 class LIMES_EXPORT RecordWriter {
  public:
+  /// Makes room for n bytes in all, so that a long record does not move as it grows.
+  void Reserve(std::size_t n) { bytes_.reserve(n); }
+
   template <Scalar T>
   void Put(T value) {
     ToLittleEndian(value, Grow(sizeof(T)));
