@@ -1,41 +1,40 @@
 #include "limes/kernels/compressed_vector.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <limits>
 #include <new>
-#include <span>
 
-#include "limes/platform/cpu_clones.h"
+#include "limes/kernels/value_loops.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/record_io.h"
 
 namespace limes {
 namespace {
 
-void ValueRange(const float* values, std::size_t n, float& yMin, float& yMax) {
-  yMin = yMax = n > 0 ? values[0] : 0.0F;
-  for (std::size_t i = 1; i < n; ++i) {
-    yMin = values[i] < yMin ? values[i] : yMin;
-    yMax = values[i] > yMax ? values[i] : yMax;
+// The data block of raw floats is little-endian in memory too.
+void FloatsToBytes(const float* values, std::size_t n, std::uint8_t* bytes) {
+  if constexpr (std::endian::native == std::endian::little) {
+    if (n > 0) {
+      std::memcpy(bytes, values, n * sizeof(float));
+    }
+  } else {
+    for (std::size_t i = 0; i < n; ++i) {
+      detail::ToLittleEndian(values[i], bytes + i * sizeof(float));
+    }
   }
 }
 
-LIMES_CLONES void ToBytes(const float* values, std::size_t n, float yMin, float scale,
-                          std::uint8_t* bytes) {
-  constexpr double kBelow = -2147483649.0;
-  constexpr double kAbove = 2147483648.0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const float q = (values[i] - yMin) * scale;
-    const double step = double{q} * 255.0 + 0.5;
-    const bool fits = step > kBelow && step < kAbove;
-    bytes[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(fits ? step : 0.0));
-  }
-}
-
-LIMES_CLONES void FromBytes(const std::uint8_t* bytes, std::size_t n, float yMin, float range,
-                            float* values) {
-  for (std::size_t i = 0; i < n; ++i) {
-    values[i] = static_cast<float>(bytes[i]) / 255.0F * range + yMin;
+void BytesToFloats(const std::uint8_t* bytes, std::size_t n, float* values) {
+  if constexpr (std::endian::native == std::endian::little) {
+    if (n > 0) {
+      std::memcpy(values, bytes, n * sizeof(float));
+    }
+  } else {
+    for (std::size_t i = 0; i < n; ++i) {
+      values[i] = detail::FromLittleEndian<float>(bytes + i * sizeof(float));
+    }
   }
 }
 
@@ -64,13 +63,14 @@ int CCompressedVector::Komprimieren(const float* values, int n, float xFirst, fl
   const bool coded = method == kRange || method == kRange2;
   const std::int64_t count = values == nullptr || n < 0 ? 0 : n;
   const std::int64_t bytes = coded ? count : 4 * count;
-  Clear();
   if (bytes > std::numeric_limits<std::int32_t>::max() - kHeadBytes) {
+    Clear();
     return 0;
   }
   try {
     data_.resize(static_cast<std::size_t>(bytes));
   } catch (const std::bad_alloc&) {
+    Clear();
     return 0;
   }
   head_ = {method,
@@ -81,14 +81,14 @@ int CCompressedVector::Komprimieren(const float* values, int n, float xFirst, fl
            0.0F,
            0.0F};
   const auto size = static_cast<std::size_t>(count);
-  ValueRange(values, size, head_.yMin, head_.yMax);
+  const detail::SBounds bounds =
+      size == 0 ? detail::SBounds{0.0F, 0.0F} : detail::FindBounds(values, size);
+  head_.yMin = bounds.min;
+  head_.yMax = bounds.max;
   if (coded) {
-    const float scale = head_.yMax == head_.yMin ? 0.0F : 1.0F / (head_.yMax - head_.yMin);
-    ToBytes(values, size, head_.yMin, scale, data_.data());
+    detail::CodeValues(values, size, bounds, data_.data());
   } else {
-    for (std::size_t i = 0; i < size; ++i) {
-      detail::ToLittleEndian(values[i], data_.data() + 4 * i);
-    }
+    FloatsToBytes(values, size, data_.data());
   }
   return head_.recordSize;
 }
@@ -99,20 +99,20 @@ int CCompressedVector::Dekomprimieren(float* out) const {
   }
   const std::size_t n = ValueCount();
   if (IsByteCoded()) {
-    FromBytes(data_.data(), n, head_.yMin, head_.yMax - head_.yMin, out);
+    detail::DecodeValues(data_.data(), n, {head_.yMin, head_.yMax}, out);
   } else {
-    for (std::size_t i = 0; i < n; ++i) {
-      out[i] = detail::FromLittleEndian<float>(data_.data() + 4 * i);
-    }
+    BytesToFloats(data_.data(), n, out);
   }
   return head_.dataBytes;
 }
 
 bool CCompressedVector::WriteToFile(CFileStream& file) const {
-  detail::RecordWriter out;
-  out.PutFields(head_);
-  out.PutArray(std::span<const std::uint8_t>(data_));
-  out.WriteTo(file);
+  detail::RecordWriter head;
+  head.PutFields(head_);
+  head.WriteTo(file);
+  if (!data_.empty()) {
+    file.Write(data_.data(), data_.size());
+  }
   return true;
 }
 

@@ -141,15 +141,15 @@ class LIMES_EXPORT RecordReader {
     }
     const std::uint64_t piece = Remaining() >= 0 ? count : kPieceBytes / sizeof(T);
     try {
-      values.clear();
-      while (values.size() < count) {
-        const auto n =
-            static_cast<std::size_t>(std::min<std::uint64_t>(piece, count - values.size()));
-        values.resize(values.size() + n);
+      std::uint64_t have = 0;
+      do {  // what memory the values have is used again, without clearing it
+        const auto n = static_cast<std::size_t>(std::min<std::uint64_t>(piece, count - have));
+        have += n;
+        values.resize(static_cast<std::size_t>(have));
         if (!GetSpan(std::span<T>(values).last(n))) {
           return false;
         }
-      }
+      } while (have < count);
     } catch (const std::bad_alloc&) {
       return Fail();
     } catch (const std::length_error&) {
