@@ -71,7 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CMemoryStream stream(bytes);
   try {
     const auto reader =
-        MakePartReader(FileKind::kTable, stream, {"t", &settings, &where, (data[0] & 64) != 0});
+        MakePartReader(FileKind::kTable, stream,
+                       {"t", &settings, &where, (data[0] & 64) != 0, (data[0] & 128) != 0});
     CFormer former(settings);
     for (SPart part; reader->Next(part);) {
       former.Form(part);

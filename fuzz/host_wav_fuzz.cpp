@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
       stream.Seek(0);
       const FileKind kind = DetectKind("t", stream);
-      const auto reader = MakePartReader(kind, stream, {"t", &settings, &where, false});
+      const auto reader = MakePartReader(kind, stream, {"t", &settings, &where, false, false});
       CFormer former(settings);
       for (SPart part; reader->Next(part);) {
         former.Form(part);

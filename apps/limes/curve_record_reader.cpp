@@ -20,7 +20,7 @@ class CCurveRecordReader : public CPartReader {
       return false;
     }
     done_ = true;
-    part = SPart{path_, "", {}};
+    part = SPart{path_, std::nullopt, {}};
     if (ReadAll<CSigCurveExt>(part)) {
       stream_.Seek(0);
       part.quantities.clear();

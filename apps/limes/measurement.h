@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,8 +59,8 @@ struct SQuantity {
 
 /// What was measured on one part.
 struct SPart {
-  std::string name;   ///< file, then row, group or cut where a file holds several
-  std::string label;  ///< the known verdict, when there is a label column
+  std::string name;                  ///< file, then row, group or cut where a file holds several
+  std::optional<std::string> label;  ///< the known verdict, when there is a label column
   std::vector<SQuantity> quantities;
 };
 

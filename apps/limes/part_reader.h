@@ -29,7 +29,8 @@ struct SReadContext {
   std::string path;  ///< also the start of the part's name
   const SSettings* settings = nullptr;
   const std::vector<SCondition>* where = nullptr;
-  bool goodOnly = false;  ///< leave out parts with another label than the good one
+  bool goodOnly = false;       ///< leave out parts with another label than the good one
+  bool labelOptional = false;  ///< a table without the label column is no error
 };
 
 /// Reader for a file of this kind; the stream must outlive it. Throws CInputError.

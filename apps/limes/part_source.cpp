@@ -41,7 +41,7 @@ class CRecordingReader : public CPartReader {
     if (cut_ > 0) {
       part.name.append(":").append(std::to_string(++number_));
     }
-    part.label.clear();
+    part.label.reset();
     part.quantities.resize(chosen_.size());
     for (std::size_t i = 0; i < chosen_.size(); ++i) {
       SQuantity& q = part.quantities[i];
@@ -230,7 +230,8 @@ bool CPartSource::OpenNext() {
   stream_ = std::make_unique<CDiskStream>();
   OpenForReading(path, *stream_);
   const FileKind kind = DetectKind(path, *stream_);
-  const SReadContext context{path, &config_.settings, &config_.where, config_.goodOnly};
+  const SReadContext context{path, &config_.settings, &config_.where, config_.goodOnly,
+                             config_.labelOptional};
   reader_ = MakePartReader(kind, *stream_, context);
   const bool cut = config_.settings.cut.value_or(0) > 0;
   several_ = cut || config_.settings.IsTable();

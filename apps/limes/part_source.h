@@ -36,6 +36,7 @@ class CPartSource {
     SSelection selection;
     std::vector<SCondition> where;
     bool goodOnly = false;
+    bool labelOptional = false;
   };
 
   CPartSource(std::vector<std::string> files, SConfig config);

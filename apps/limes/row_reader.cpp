@@ -21,7 +21,8 @@ class CRowReader : public CPartReader {
     const auto find = [this](const std::optional<std::string>& name) {
       return name ? std::optional(table_.Find(*name)) : std::nullopt;
     };
-    label_ = find(settings_.labelColumn);
+    label_ = context.labelOptional && settings_.labelColumn ? table_.TryFind(*settings_.labelColumn)
+                                                            : find(settings_.labelColumn);
     part_ = find(settings_.partColumn);
     quantity_ = find(settings_.quantityColumn);
     ChooseColumns();
@@ -39,7 +40,7 @@ class CRowReader : public CPartReader {
  private:
   struct SGroup {
     std::string name;
-    std::string label;
+    std::optional<std::string> label;
     std::vector<std::pair<CCsvReader::SPlace, std::uint64_t>> rows;  ///< place and row number
   };
 
@@ -91,7 +92,10 @@ class CRowReader : public CPartReader {
       }
     } while (!Wanted(cells_));
     part.name = table_.Name() + ":" + std::to_string(table_.RowNumber());
-    part.label = label_ ? cells_[*label_] : std::string_view();
+    part.label.reset();
+    if (label_) {
+      part.label = cells_[*label_];
+    }
     std::size_t used = 0;
     TakeQuantities(part, used);
     part.quantities.resize(used);
@@ -163,12 +167,15 @@ class CRowReader : public CPartReader {
     if (stream.Remaining() < 0) {
       throw CInputError(table_.Name(), "--part-column needs a file, not a pipe");
     }
-    std::map<std::pair<std::string, std::string>, std::size_t> known;
+    std::map<std::pair<std::string, std::optional<std::string>>, std::size_t> known;
     while (table_.NextRow(cells_)) {
       if (!Wanted(cells_)) {
         continue;
       }
-      std::pair key(std::string(cells_[*part_]), label_ ? std::string(cells_[*label_]) : "");
+      std::pair<std::string, std::optional<std::string>> key(cells_[*part_], std::nullopt);
+      if (label_) {
+        key.second = cells_[*label_];
+      }
       const auto [found, isNew] = known.try_emplace(key, groups_.size());
       if (isNew) {
         groups_.push_back({key.first, key.second, {}});

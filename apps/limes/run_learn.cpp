@@ -46,7 +46,8 @@ class CLearnRun {
     Validate(settings_);
     model_ = std::make_unique<CModel>(settings_);
     source_ = std::make_unique<CPartSource>(
-        options.files, CPartSource::SConfig{settings_, options.selection, options.where, true});
+        options.files,
+        CPartSource::SConfig{settings_, options.selection, options.where, true, false});
     source_->CheckFiles();
   }
 
@@ -83,8 +84,7 @@ class CLearnRun {
     try {
       while (source_->Next(part_)) {
         model_->Learn(part_);
-        pending_.push_back(
-            {part_.name, settings_.labelColumn ? std::optional(part_.label) : std::nullopt});
+        pending_.push_back({part_.name, part_.label});
         if (bar.IsDue()) {
           bar.Show(source_->Progress());
         }

@@ -21,8 +21,8 @@ class CTestRun {
         store_(options.store, CStore::Mode::kExisting),
         settings_(ResolveWithStore()),
         model_(settings_),
-        source_(options.files,
-                CPartSource::SConfig{settings_, options.selection, options.where, false}) {
+        source_(options.files, CPartSource::SConfig{settings_, options.selection, options.where,
+                                                    false, !options.settings.labelColumn}) {
     source_.CheckFiles();
     model_.Load(store_.Quantities());
     store_.Rollback();
@@ -67,9 +67,6 @@ class CTestRun {
       SPart part;
       while (source_.Next(part)) {
         pending_.push_back({model_.Judge(part), model_.Ids()});
-        if (!settings_.labelColumn) {
-          pending_.back().verdict.label.reset();
-        }
         if (bar.IsDue()) {
           bar.Show(source_.Progress());
         }

@@ -120,9 +120,13 @@ TEST_F(Cycle, JudgesRowsWithAllFieldsOfTheContract) {
   EXPECT_EQ(lower.at("value"), -20.0);
   EXPECT_NEAR(lower.at("limit"), 2.0 - 3.0 * s, 1e-4);
   EXPECT_EQ(lower.at("mean"), 2.0);
+  const std::string unlabelled = Write("unlabelled.csv", "v0,v1,v2,v3\n2,3,4,5\n");
+  EXPECT_THAT(Run({"test", unlabelled, "--label-column", "label"}, 3).err,
+              HasSubstr("no column 'label'"));
   const SResult report = RunLimes({"report", store_, "--json"});
   EXPECT_EQ(report.code, 0);
   EXPECT_EQ(report.out, result.out);
+  EXPECT_FALSE(Run({"test", unlabelled, "--json"}, 0).Lines().at(0).contains("label"));
 }
 
 TEST_F(Cycle, TakesPartsAsAsked) {
@@ -288,7 +292,6 @@ TEST_F(Cycle, ABadFileNamesLineAndReasonAndChangesNothing) {
       {head + "good,1," + std::string(300000, '9') + ",3,4\n", ":3: column 'v1': '9999"},
       {head + "good,1,\"2,3,4\n", ":3: quotation marks do not match"},
       {"label,v0,v1,v2,v3\n1,2,3\n", ":2: 3 cells where the header has 5"},
-      {"v0,v1,v2,v3\n1,2,3,4\n", "no column 'label'"},
   };
   for (const auto& c : cases) {
     const std::string path = Write("bad.csv", c.text);
