@@ -88,12 +88,12 @@ struct CKurvenLernWerkzeug::SOverlap {
     return static_cast<float>(mean > 0.0 ? std::sqrt(mean) : mean);
   }
 
-  bool HasNan() const {
-    bool nan = false;
-    ForEachPiece([&nan](std::int64_t, const float* kv, const float* rv, std::size_t n) {
-      nan = nan || detail::HasNanDifference(kv, rv, n);
+  bool IsFinite() const {
+    bool finite = true;
+    ForEachPiece([&finite](std::int64_t, const float* kv, const float* rv, std::size_t n) {
+      finite = finite && detail::AreFinite(kv, rv, n);
     });
-    return nan;
+    return finite;
   }
 
   const CSigCurve* k = nullptr;
@@ -131,12 +131,13 @@ float CKurvenLernWerkzeug::MaxAbweichung(const CSigCurve* k, float* result, int 
 SCurveJudgement CKurvenLernWerkzeug::Beurteilen(const CSigCurve& k) const {
   SCurveJudgement judgement;
   const SOverlap overlap(&k, Reference(true));
-  if (overlap.IsEmpty() || mean_ == nullptr || meanSquare_ == nullptr || overlap.r->ILen() <= 0) {
+  if (overlap.IsEmpty() || !*formed_ || mean_ == nullptr || meanSquare_ == nullptr ||
+      overlap.r->ILen() <= 0) {
     return judgement;
   }
   const auto [index, difference] = overlap.Largest();
   const bool beyond = difference > 0.0F;
-  if (!beyond && overlap.HasNan()) {
+  if (!beyond && !overlap.IsFinite()) {
     return judgement;
   }
   judgement.verdict = beyond ? Verdict::kFail : Verdict::kPass;

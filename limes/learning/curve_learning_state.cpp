@@ -208,7 +208,7 @@ LearnStateStatus CKurvenLernWerkzeug::ReadState(CFileStream& file) {
     if (!in.GetFields(head) || !head.IsConsistent() || !GetText(in, read.name_)) {
       return LearnStateStatus::kContent;
     }
-    if (!read.MakeCurves(0)) {
+    if (!Make(read.mean_, 0) || !Make(read.meanSquare_, 0)) {
       return LearnStateStatus::kMemory;
     }
     status = GetCurve(in, *read.mean_);

@@ -1,7 +1,6 @@
 #include "limes/learning/curve_learning_tool.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <functional>
 #include <limits>
@@ -33,6 +32,19 @@ void TakeUnits(CSigCurveExt& curve, const CSigCurveExt& mean) {
   if (curve.YUnit() != mean.YUnit()) {
     curve.SetYUnit(mean.YUnit());
   }
+}
+
+/// Grid and valid range of the mean, as MakeSameSize; without zero the values of a curve that has
+/// its size are left for the caller to overwrite. False when memory is short.
+bool TakeGrid(CSigCurveExt& curve, const CSigCurveExt& mean, bool zero) {
+  if (zero || curve.DLen() != mean.DLen() || !curve.OwnsData()) {
+    curve.MakeSameSize(mean);
+    return curve.DLen() == mean.DLen();
+  }
+  const float date = curve.Date();
+  curve.InitHeader(mean);
+  curve.Date(date);
+  return true;
 }
 
 bool Overlap(const CSigCurve& a, const CSigCurve& b) {
@@ -90,22 +102,31 @@ CKurvenLernWerkzeug::CKurvenLernWerkzeug() : generator_(std::make_shared<CExpAve
 
 CKurvenLernWerkzeug::~CKurvenLernWerkzeug() = default;
 
-bool CKurvenLernWerkzeug::MakeCurves(int n) {
+bool CKurvenLernWerkzeug::Make(Curve& curve, int n) {
+  if (curve != nullptr) {
+    return true;
+  }
   try {
-    std::array<Curve, 4> made = {mean_, meanSquare_, spread_, limit_};
-    for (Curve& curve : made) {
-      if (curve == nullptr) {
-        curve = std::make_shared<CSigCurveExt>(n);
-      }
-    }
-    mean_ = std::move(made[0]);
-    meanSquare_ = std::move(made[1]);
-    spread_ = std::move(made[2]);
-    limit_ = std::move(made[3]);
+    curve = std::make_shared<CSigCurveExt>(n);
   } catch (const std::bad_alloc&) {
     return false;
   }
   return true;
+}
+
+bool CKurvenLernWerkzeug::MakeLimit(int n) {
+  try {
+    if (limit_ == nullptr) {
+      formed_ = std::make_shared<bool>(false);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return Make(limit_, n);
+}
+
+bool CKurvenLernWerkzeug::MakeCurves(int n) {
+  return Make(mean_, n) && Make(meanSquare_, n) && Make(spread_, n) && MakeLimit(n);
 }
 
 void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
@@ -126,10 +147,11 @@ void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
   set(*meanSquare_, kMeanSquareSuffix);
   set(*spread_, kSpreadSuffix);
   set(*limit_, kLimitSuffix);
+  *formed_ = false;
 }
 
-void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, std::u16string_view name) {
-  if (!name.empty()) {
+void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, const wide_char* name) {
+  if (name != nullptr) {
     name_ = name;
   }
   if (!MakeCurves(n)) {
@@ -144,6 +166,7 @@ void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, std::u16string_view
   set(*meanSquare_, kMeanSquareSuffix);
   set(*spread_, kSpreadSuffix);
   set(*limit_, kLimitSuffix);
+  *formed_ = false;
 }
 
 void CKurvenLernWerkzeug::Bildungsregel(float base, float factor, float width) {
@@ -161,6 +184,9 @@ void CKurvenLernWerkzeug::Neustart(std::int32_t timeScale) {
     if (curve != nullptr) {
       curve->Nullsetzen();
     }
+  }
+  if (formed_ != nullptr) {
+    *formed_ = false;
   }
   count_ = 0;
   stale_ = 0;
@@ -200,11 +226,7 @@ void CKurvenLernWerkzeug::NeueMessung(const CSigCurve* k) {
 }
 
 int CKurvenLernWerkzeug::StandardAbwBilden() {
-  if (count_ == 0 || mean_ == nullptr || meanSquare_ == nullptr || !MakeCurves(0)) {
-    return 0;
-  }
-  spread_->MakeSameSize(*mean_);
-  if (spread_->DLen() != mean_->DLen()) {
+  if (!HasLearnt() || !Make(spread_, 0) || !TakeGrid(*spread_, *mean_, count_ < 2)) {
     return 0;
   }
   if (count_ >= 2) {
@@ -218,14 +240,15 @@ int CKurvenLernWerkzeug::StandardAbwBilden() {
 bool CKurvenLernWerkzeug::FormLimit() {
   CSigCurveExt& limit = *limit_;
   const CSigCurveExt& mean = *mean_;
-  limit.MakeSameSize(mean);
-  if (limit.DLen() != mean.DLen()) {
+  const std::size_t n = std::min(mean.DLen(), meanSquare_->DLen());
+  const bool spread = count_ > 1 && factor_ > 0.0F;
+  const bool onePass = spread && n == mean.DLen();
+  if (!TakeGrid(limit, mean, !onePass)) {
     return false;
   }
-  const std::size_t n = std::min(mean.DLen(), meanSquare_->DLen());
   const float* const m = mean.ValArray();
   const float* const q = meanSquare_->ValArray();
-  if (count_ > 1 && factor_ > 0.0F && n == mean.DLen()) {
+  if (onePass) {
     const std::size_t i0 = std::min(static_cast<std::size_t>(std::max(limit.IMin(), 0)), n);
     const std::size_t end =
         std::clamp(static_cast<std::size_t>(std::max(limit.IMax(), -1) + std::int64_t{1}), i0, n);
@@ -234,7 +257,7 @@ bool CKurvenLernWerkzeug::FormLimit() {
     detail::LimitValues(y + i0, m + i0, q + i0, end - i0, factor_, base_);
     detail::ScaledSpreadValues(y + end, m + end, q + end, n - end, factor_);
   } else {
-    if (count_ > 1 && factor_ > 0.0F) {
+    if (spread) {
       detail::ScaledSpreadValues(limit.ValArray(), m, q, n, factor_);
     }
     limit += mean;
@@ -242,6 +265,7 @@ bool CKurvenLernWerkzeug::FormLimit() {
   }
   Widen();
   TakeUnits(limit, mean);
+  *formed_ = true;
   return true;
 }
 
@@ -262,7 +286,7 @@ void CKurvenLernWerkzeug::Widen() {
 }
 
 int CKurvenLernWerkzeug::GrenzeBilden() {
-  if (count_ == 0 || mean_ == nullptr || meanSquare_ == nullptr || !MakeCurves(0)) {
+  if (!HasLearnt() || !MakeLimit(0)) {
     return 0;
   }
   name_.append(kLimitSuffix);
@@ -271,7 +295,7 @@ int CKurvenLernWerkzeug::GrenzeBilden() {
 }
 
 int CKurvenLernWerkzeug::GrenzeAktualisieren() {
-  if (count_ == 0 || mean_ == nullptr || meanSquare_ == nullptr || !MakeCurves(0)) {
+  if (!HasLearnt() || !MakeLimit(0)) {
     return 0;
   }
   return FormLimit() ? 1 : 0;
@@ -297,7 +321,7 @@ int CKurvenLernWerkzeug::AusArchivLaden(CSerializer* archive) {
   count_ = static_cast<std::int32_t>(words[0]);
   generator_->SetTimeScale(static_cast<std::int32_t>(words[1]));
   generator_->SetTime(count_);
-  if (!MakeCurves(0) || archive->ReloadObject(mean_.get()) == 0 ||
+  if (!Make(mean_, 0) || !Make(meanSquare_, 0) || archive->ReloadObject(mean_.get()) == 0 ||
       archive->ReloadObject(meanSquare_.get()) == 0) {
     return 0;
   }

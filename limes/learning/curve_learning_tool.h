@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string_view>
 
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
@@ -43,7 +42,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
 
   /// Makes the curves that are missing with n points, and sets the x range of all four. O(n).
   // kept: a suffix is appended to the present name of each curve; present curves keep their n
-  void Vorlage(int n, float x0, float x1, std::u16string_view name = {});
+  void Vorlage(int n, float x0, float x1, const wide_char* name = nullptr);
 
   /// Sets base, factor and widening width of the rule. The width is a place on the x axis: the
   /// running maximum reaches as many points as that place's index, at most 31.
@@ -90,9 +89,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   /// The first of equal ones; NaN are passed over, NaN when all are. Allocates nothing. O(n).
   float MaxAbweichung(const CSigCurve* k, float* result = nullptr, int reference = 1) const;
 
-  /// Judges a curve by the limit curve as it was last formed. Not judged when nothing is learnt, no
-  /// limit is formed, nothing overlaps, or a point that is not beyond the limit cannot be compared
-  /// because it is NaN. Allocates nothing. O(n).
+  /// Judges a curve by the limit curve as it was last formed. Not judged when no limit was formed
+  /// since the last restart, nothing overlaps, or no point is beyond the limit but at one the value
+  /// or the limit is not finite. Allocates nothing. O(n).
   SCurveJudgement Beurteilen(const CSigCurve& k) const;
 
   /// Number of curves learnt since the last restart.
@@ -132,7 +131,10 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
 
   struct SOverlap;
 
+  static bool Make(Curve& curve, int n);
+  bool MakeLimit(int n);
   bool MakeCurves(int n);
+  bool HasLearnt() const { return count_ != 0 && mean_ != nullptr && meanSquare_ != nullptr; }
   bool FormLimit();
   void Widen();
   const CSigCurveExt* Reference(bool limit) const;
@@ -141,6 +143,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   Curve meanSquare_;
   Curve spread_;
   Curve limit_;
+  std::shared_ptr<bool> formed_;  ///< the limit curve holds a limit; shared as the curve is
   wide_string name_ = u"Limes";
   std::shared_ptr<CExpAverFacGenerator> generator_;
   std::int32_t count_ = 0;

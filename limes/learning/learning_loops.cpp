@@ -81,16 +81,23 @@ LIMES_CLONES bool IsSimple(const float* y, std::size_t n) {
   return odd == 0;
 }
 
-/// The plain loop for output i of a window that reaches w before it and w - 1 behind it.
-float PlainMaximum(const float* window, std::size_t w, float stored) {
-  float largest = std::numeric_limits<float>::quiet_NaN();
-  for (std::size_t j = 0; j < 2 * w; ++j) {
-    const float y = window[j];
-    if (y > largest || (std::isnan(largest) && !std::isnan(y))) {
-      largest = y;
+/// The plain loop for outputs side by side: maxima of the 2 w values from each place of the window
+/// on, in order; where all are NaN the value in the middle.
+LIMES_CLONES void MaximaInOrder(float* __restrict out, const float* window, std::size_t n,
+                                std::size_t w) {
+  for (std::size_t i = 0; i < n; ++i) {
+    out[i] = window[i];
+  }
+  for (std::size_t j = 1; j < 2 * w; ++j) {
+    const float* const y = window + j;
+    for (std::size_t i = 0; i < n; ++i) {
+      const float other = out[i] == out[i] ? out[i] : y[i];
+      out[i] = y[i] > out[i] ? y[i] : other;
     }
   }
-  return std::isnan(largest) ? stored : largest;
+  for (std::size_t i = 0; i < n; ++i) {
+    out[i] = out[i] == out[i] ? out[i] : window[w + i];
+  }
 }
 
 }  // namespace
@@ -118,9 +125,7 @@ void WidenValues(float* y, std::size_t n, std::size_t w) {
       known = w;
     }
     if (!simple) {
-      for (std::size_t i = 0; i < count; ++i) {
-        y[start + i] = PlainMaximum(window.data() + i, w, window[w + i]);
-      }
+      MaximaInOrder(y + start, window.data(), count, w);
       continue;
     }
     const std::size_t length = 2 * w;
@@ -211,13 +216,13 @@ double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t 
   return sum;
 }
 
-LIMES_CLONES bool HasNanDifference(const float* k, const float* r, std::size_t n) {
-  unsigned nan = 0;
+LIMES_CLONES bool AreFinite(const float* k, const float* r, std::size_t n) {
+  unsigned odd = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    const float d = k[i] - r[i];
-    nan |= d != d ? 1U : 0U;
+    // x - x is 0 for finite numbers only.
+    odd |= (k[i] - k[i]) + (r[i] - r[i]) != 0.0F ? 1U : 0U;
   }
-  return nan != 0;
+  return odd == 0;
 }
 
 }  // namespace limes::detail

@@ -34,7 +34,7 @@ SLargest LargestDifference(const float* k, const float* r, std::size_t n);
 /// sum + (k - r)^2 over the values with k > r, one after the other, in double.
 double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t n);
 
-/// True when a difference k - r is NaN.
-bool HasNanDifference(const float* k, const float* r, std::size_t n);
+/// True when all of k and r are finite.
+bool AreFinite(const float* k, const float* r, std::size_t n);
 
 }  // namespace limes::detail

@@ -83,7 +83,7 @@ wide_string CDefectReport::Line() const {
   return line;
 }
 
-int CDefectReport::FormatReport() {
+int CDefectReport::FormatReport(int /*reserved*/) {
   BerichtstextSetzen(Line());
   return static_cast<int>(std::u16string_view(line_.data()).size());
 }

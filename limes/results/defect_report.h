@@ -85,8 +85,8 @@ class LIMES_EXPORT CDefectReport {
   /// "location (channel)": name 2 and name 1, or the one that is not empty.
   wide_string Label() const;
 
-  /// Formats the line by Type into Berichtstext: its length.
-  int FormatReport();
+  /// Formats the line by Type into Berichtstext: its length. The int is not looked at.
+  int FormatReport(int reserved = 0);
 
   /// Writes names 0 to 4, value and limit into a buffer of 400 characters (or of size ones), cut
   /// there; returns the buffer. No effect for null.

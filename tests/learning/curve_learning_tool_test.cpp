@@ -100,12 +100,15 @@ TEST(CurveLearningTool, JudgesInThreeStates) {
   CKurvenLernWerkzeug tool = Tool(good, 1.0F, 3.0F);
   EXPECT_EQ(tool.Beurteilen(good).verdict, Verdict::kNotJudged);
   tool.NeueMessung(&good);
+  EXPECT_EQ(tool.Beurteilen(good).verdict, Verdict::kNotJudged);  // no limit formed yet
   tool.GrenzeAktualisieren();
   CSigCurveExt k = Curve({2.0F, 1.0F, 1.0F, 1.0F});
   EXPECT_EQ(tool.Beurteilen(k).verdict, Verdict::kPass);  // on the limit
   EXPECT_EQ(tool.Beurteilen(k).share, 1.0F);
-  k.SetAt(2, std::nanf(""));
-  EXPECT_EQ(tool.Beurteilen(k).verdict, Verdict::kNotJudged);
+  for (const float odd : {std::nanf(""), -std::numeric_limits<float>::infinity()}) {
+    k.SetAt(2, odd);
+    EXPECT_EQ(tool.Beurteilen(k).verdict, Verdict::kNotJudged);
+  }
   k.SetAt(3, 4.0F);
   const SCurveJudgement judged = tool.Beurteilen(k);
   EXPECT_EQ(judged.verdict, Verdict::kFail);
@@ -118,6 +121,9 @@ TEST(CurveLearningTool, JudgesInThreeStates) {
   EXPECT_EQ(tool.Beurteilen(part).share, 0.5F);
   EXPECT_EQ(tool.Beurteilen(Curve({9.0F}, 50.0F)).verdict, Verdict::kNotJudged);
   EXPECT_EQ(tool.Beurteilen(CSigCurve()).verdict, Verdict::kNotJudged);
+  tool.Neustart(10000);
+  tool.NeueMessung(&good);
+  EXPECT_EQ(tool.Beurteilen(k).verdict, Verdict::kNotJudged);
 }
 
 TEST(CurveLearningTool, WithoutTemplateNothingHappens) {
@@ -217,6 +223,7 @@ TEST(CurveLearningTool, KeepsArchivingWithoutSuccess) {
   CSerializer in(words.data(), 500, 1);
   CKurvenLernWerkzeug back;
   EXPECT_EQ(back.AusArchivLaden(&in), 0);
+  EXPECT_EQ(back.StandardAbw(), nullptr);
   EXPECT_EQ(back.NrGelernt(), 1);
 }
 
@@ -332,20 +339,20 @@ TEST(LearningLoops, LargestDifferenceIsThatOfThePlainLoop) {
     }
     detail::SLargest plain{0, std::nanf("")};
     double sum = 0.0;
-    bool nan = false;
+    bool finite = true;
     for (std::size_t i = 0; i < n; ++i) {
       const float d = k[i] - r[i];
       if (d > plain.difference || (std::isnan(plain.difference) && !std::isnan(d))) {
         plain = {i, d};
       }
       sum += k[i] > r[i] ? double{d} * double{d} : 0.0;
-      nan = nan || std::isnan(d);
+      finite = finite && std::isfinite(k[i]) && std::isfinite(r[i]);
     }
     const detail::SLargest fast = detail::LargestDifference(k.data(), r.data(), n);
     EXPECT_EQ(fast.index, plain.index);
     EXPECT_TRUE(test::Same(fast.difference, plain.difference));
     EXPECT_TRUE(test::Same(detail::AddSquaredExcess(0.0, k.data(), r.data(), n), sum));
-    EXPECT_EQ(detail::HasNanDifference(k.data(), r.data(), n), nan);
+    EXPECT_EQ(detail::AreFinite(k.data(), r.data(), n), finite);
   }
 }
 
