@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "limes/kernels/value_loops.h"
+
+namespace limes::detail {
+
+/// Deals count positions at equal steps out to bins, each position to the bin whose centre is
+/// nearest: all of it in float, so that rounding is part of the result. A bin has at least one
+/// position, but the positions may end before the bins, and the other way round.
+class BinWalk {
+ public:
+  /// Begins at position end, which lies startBins bins from the centre of the first bin.
+  BinWalk(int count, int bins, float startBins = 0.0F, int end = 0);
+
+  /// Index behind the last position of the next bin. There must be a position left.
+  int Next() {
+    do {
+      ++end_;
+      place_ += step_;
+    } while (end_ < count_ && place_ < half_);
+    place_ -= bin_;
+    return end_;
+  }
+
+ private:
+  int count_;
+  int end_;
+  float step_;
+  float bin_;
+  float half_;
+  float place_;  ///< of the next position, from the centre of the bin
+};
+
+/// Smallest and largest of n > 0 values by strict comparisons from the first on, as FindBounds.
+SBounds BoundsOfBin(const float* values, std::size_t n);
+
+/// The maxima of bins given by the indices behind their ends, the first begins at values[0].
+void MaximaOfBins(const float* values, const std::uint32_t* ends, std::size_t bins, float* maxima);
+
+}  // namespace limes::detail
