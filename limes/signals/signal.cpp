@@ -55,7 +55,9 @@ CSignal::CSignal(const CSignal& other, bool deep)
       reserved_(other.reserved_) {}
 
 CSignal& CSignal::operator=(const CSignal& other) {
-  Copy(other, true);
+  if (this != &other) {
+    Copy(other, true);
+  }
   return *this;
 }
 

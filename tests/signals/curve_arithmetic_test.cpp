@@ -35,30 +35,30 @@ TEST(CurveArithmetic, Table) {
     std::function<void(CSigCurve&)> operation;
     Floats before, after;
   } kCases[] = {
-      {"=", [](auto& c) { c = 3.0F; }, {1, kNaN}, {3, 3}},
-      {"+=", [](auto& c) { c += 2.0F; }, {1, kNaN, -kInf}, {3, kNaN, -kInf}},
-      {"Add", [](auto& c) { c.Add(2); }, {1, 2}, {3, 4}},
-      {"-=", [](auto& c) { c -= 2.0F; }, {1, 2}, {-1, 0}},
-      {"*=", [](auto& c) { c *= -2.0F; }, {1, 0}, {-2, -0.0F}},
-      {"Scale", [](auto& c) { c.Scale(0.5F); }, {1, 2}, {0.5F, 1}},
-      {"/=", [](auto& c) { c /= 4.0F; }, {1, 2}, {0.25F, 0.5F}},
-      {"/= 0", [](auto& c) { c /= 0.0F; }, {1, 2}, {1, 2}},
-      {"/= by the inverse", [](auto& c) { c /= 49.0F; }, {49}, {49.0F * (1.0F / 49.0F)}},
-      {"+= curve", [&](auto& c) { c += other; }, {1, 2, 3}, {3, kNaN, 3}},
-      {"+= itself", [](auto& c) { c += c; }, {1, 2}, {2, 4}},
-      {"-= curve", [&](auto& c) { c -= other; }, {1}, {-1}},
-      {"weighted", [&](auto& c) { c.AddWithWeight(other, 3); }, {1}, {7}},
-      {"weight 0 of NaN", [&](auto& c) { c.AddWithWeight(other, 0); }, {1, 1}, {1, kNaN}},
-      {"squared", [&](auto& c) { c.AddSquared(other, 3); }, {1}, {13}},
-      {"- squared", [&](auto& c) { c.SubtractSquared(other); }, {1}, {-3}},
-      {"Min", [&](auto& c) { c.Min(other); }, {3, 1, 9}, {2, 1, 9}},
-      {"Max", [&](auto& c) { c.Max(other); }, {kNaN, 1, 9}, {kNaN, 1, 9}},
-      {"Abs", [](auto& c) { c.Abs(); }, {-1, -0.0F, -kInf, kNaN}, {1, 0, kInf, kNaN}},
-      {"MirrorY", [](auto& c) { c.MirrorY(); }, {1, 0}, {-1, -0.0F}},
-      {"clip below", [](auto& c) { c.Clip(0, false); }, {-1, -0.0F, 1, kNaN}, {0, 0, 1, kNaN}},
-      {"clip above", [](auto& c) { c.Clip(1, true); }, {-1, 2, kInf, kNaN}, {-1, 1, 1, kNaN}},
-      {"Square", [](auto& c) { c.Square(); }, {-3, kInf}, {9, kInf}},
-      {"root", [](auto& c) { c.SquareRoot(); }, {9, -4, -0.0F, kNaN, kInf}, {3, 0, 0, 0, kInf}},
+      {"=", LIMES_DO(c = 3.0F), {1, kNaN}, {3, 3}},
+      {"+=", LIMES_DO(c += 2.0F), {1, kNaN, -kInf}, {3, kNaN, -kInf}},
+      {"Add", LIMES_DO(c.Add(2)), {1, 2}, {3, 4}},
+      {"-=", LIMES_DO(c -= 2.0F), {1, 2}, {-1, 0}},
+      {"*=", LIMES_DO(c *= -2.0F), {1, 0}, {-2, -0.0F}},
+      {"Scale", LIMES_DO(c.Scale(0.5F)), {1, 2}, {0.5F, 1}},
+      {"/=", LIMES_DO(c /= 4.0F), {1, 2}, {0.25F, 0.5F}},
+      {"/= 0", LIMES_DO(c /= 0.0F), {1, 2}, {1, 2}},
+      {"/= by the inverse", LIMES_DO(c /= 49.0F), {49}, {49.0F * (1.0F / 49.0F)}},
+      {"+= curve", LIMES_DO(c += other), {1, 2, 3}, {3, kNaN, 3}},
+      {"+= itself", LIMES_DO(c += c), {1, 2}, {2, 4}},
+      {"-= curve", LIMES_DO(c -= other), {1}, {-1}},
+      {"weighted", LIMES_DO(c.AddWithWeight(other, 3)), {1}, {7}},
+      {"weight 0 of NaN", LIMES_DO(c.AddWithWeight(other, 0)), {1, 1}, {1, kNaN}},
+      {"squared", LIMES_DO(c.AddSquared(other, 3)), {1}, {13}},
+      {"- squared", LIMES_DO(c.SubtractSquared(other)), {1}, {-3}},
+      {"Min", LIMES_DO(c.Min(other)), {3, 1, 9}, {2, 1, 9}},
+      {"Max", LIMES_DO(c.Max(other)), {kNaN, 1, 9}, {kNaN, 1, 9}},
+      {"Abs", LIMES_DO(c.Abs()), {-1, -0.0F, -kInf, kNaN}, {1, 0, kInf, kNaN}},
+      {"MirrorY", LIMES_DO(c.MirrorY()), {1, 0}, {-1, -0.0F}},
+      {"clip below", LIMES_DO(c.Clip(0, false)), {-1, -0.0F, 1, kNaN}, {0, 0, 1, kNaN}},
+      {"clip above", LIMES_DO(c.Clip(1, true)), {-1, 2, kInf, kNaN}, {-1, 1, 1, kNaN}},
+      {"Square", LIMES_DO(c.Square()), {-3, kInf}, {9, kInf}},
+      {"root", LIMES_DO(c.SquareRoot()), {9, -4, -0.0F, kNaN, kInf}, {3, 0, 0, 0, kInf}},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
@@ -142,43 +142,36 @@ void ExpectSameLoop(const char* name, Loop loop, float (*plain)(float, float)) {
 
 TEST(ValueLoops, GiveThePlainLoopsBits) {
   using namespace detail;
-  static constexpr float kC = 0.7F;
+  constexpr float kC = 0.7F;
+#define LIMES_LOOP(call, plain)                                                                 \
+  {                                                                                             \
+#call, [](float* y, [[maybe_unused]] const float* s,                                        \
+              std::size_t n) { call; }, [](float v,                                             \
+                                           [[maybe_unused]] float o) -> float { return plain; } \
+  }
   const struct {
     const char* name;
     Loop loop;
     float (*plain)(float, float);
   } kCases[] = {
-      {"fill", [](auto* y, auto*, auto n) { FillValues(y, n, kC); },
-       [](float, float) { return kC; }},
-      {"add", [](auto* y, auto*, auto n) { AddConstant(y, n, kC); },
-       [](float v, float) { return v + kC; }},
-      {"subtract", [](auto* y, auto*, auto n) { SubtractConstant(y, n, kC); },
-       [](float v, float) { return v - kC; }},
-      {"multiply", [](auto* y, auto*, auto n) { MultiplyBy(y, n, kC); },
-       [](float v, float) { return v * kC; }},
-      {"negate", [](auto* y, auto*, auto n) { NegateValues(y, n); },
-       [](float v, float) { return -v; }},
-      {"absolute", [](auto* y, auto*, auto n) { AbsoluteValues(y, n); },
-       [](float v, float) { return std::fabs(v); }},
-      {"square", [](auto* y, auto*, auto n) { SquareValues(y, n); },
-       [](float v, float) { return v * v; }},
-      {"root", [](auto* y, auto*, auto n) { RootOfValues(y, n); },
-       [](float v, float) { return v > 0 ? std::sqrt(v) : 0.0F; }},
-      {"raise", [](auto* y, auto*, auto n) { RaiseTo(y, n, 0.0F); },
-       [](float v, float) { return v <= 0 ? 0.0F : v; }},
-      {"lower", [](auto* y, auto*, auto n) { LowerTo(y, n, 0.0F); },
-       [](float v, float) { return v >= 0 ? 0.0F : v; }},
-      {"plus", AddValues, [](float v, float o) { return v + o; }},
-      {"minus", SubtractValues, [](float v, float o) { return v - o; }},
-      {"minus squares", SubtractSquares, [](float v, float o) { return v - o * o; }},
-      {"scaled", [](auto* y, auto* s, auto n) { AddScaled(y, s, n, kC); },
-       [](float v, float o) { return v + kC * o; }},
-      {"scaled squares", [](auto* y, auto* s, auto n) { AddScaledSquares(y, s, n, kC); },
-       [](float v, float o) { return v + kC * (o * o); }},
-      {"scaled times", [](auto* y, auto* s, auto n) { AddScaledTimes(y, s, n, kC); },
-       [](float v, float o) { return v + (kC * o) * o; }},
-      {"smaller", TakeSmaller, [](float v, float o) { return o < v ? o : v; }},
-      {"larger", TakeLarger, [](float v, float o) { return o > v ? o : v; }},
+      LIMES_LOOP(FillValues(y, n, kC), (void(v), kC)),
+      LIMES_LOOP(AddConstant(y, n, kC), v + kC),
+      LIMES_LOOP(SubtractConstant(y, n, kC), v - kC),
+      LIMES_LOOP(MultiplyBy(y, n, kC), v * kC),
+      LIMES_LOOP(NegateValues(y, n), -v),
+      LIMES_LOOP(AbsoluteValues(y, n), std::fabs(v)),
+      LIMES_LOOP(SquareValues(y, n), v * v),
+      LIMES_LOOP(RootOfValues(y, n), v > 0 ? std::sqrt(v) : 0.0F),
+      LIMES_LOOP(RaiseTo(y, n, 0.0F), v <= 0 ? 0.0F : v),
+      LIMES_LOOP(LowerTo(y, n, 0.0F), v >= 0 ? 0.0F : v),
+      LIMES_LOOP(AddValues(y, s, n), v + o),
+      LIMES_LOOP(SubtractValues(y, s, n), v - o),
+      LIMES_LOOP(SubtractSquares(y, s, n), v - o * o),
+      LIMES_LOOP(AddScaled(y, s, n, kC), v + kC * o),
+      LIMES_LOOP(AddScaledSquares(y, s, n, kC), v + kC * (o * o)),
+      LIMES_LOOP(AddScaledTimes(y, s, n, kC), v + (kC * o) * o),
+      LIMES_LOOP(TakeSmaller(y, s, n), o < v ? o : v),
+      LIMES_LOOP(TakeLarger(y, s, n), o > v ? o : v),
   };
   for (const auto& c : kCases) {
     ExpectSameLoop(c.name, c.loop, c.plain);

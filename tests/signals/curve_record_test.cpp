@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -54,8 +55,9 @@ TEST(CurveRecord, Bytes) {
   const test::Bytes raw = Record(Sample<CSigCurveExt>(), true);
   ASSERT_EQ(raw.size(), kValues + 12 + 12);
   EXPECT_EQ(raw[kHead], 0) << "method";
-  const float tail[3] = {7.5F, 20, 40};
-  EXPECT_EQ(std::memcmp(raw.data() + kValues + 12, tail, 12), 0);
+  Floats tail(3);
+  std::memcpy(tail.data(), raw.data() + kValues + 12, 12);
+  EXPECT_EQ(tail, (Floats{7.5F, 20, 40}));
   EXPECT_EQ(Record(Sample<CSigCurveExt>(), true, 1).size(), kValues + 12) << "no tail";
   EXPECT_EQ(Record(Sample<CSigCurveExt>(), true, 0).size(), 28U + 12U) << "no head";
 }
@@ -68,7 +70,10 @@ TEST(CurveRecord, RawKeepsEveryBit) {
     CSigCurve back;
     ASSERT_TRUE(back.ReadFromFile(file, version));
     ASSERT_EQ(back.DLen(), 1000U);
-    EXPECT_EQ(std::memcmp(back.ValArray(), values.data(), 4000), 0);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      ASSERT_EQ(std::bit_cast<std::uint32_t>(back.ValArray()[i]),
+                std::bit_cast<std::uint32_t>(values[i]));
+    }
     EXPECT_EQ(back.XLen(), 1000U);
     EXPECT_EQ(back.XMin(), -1.0F);
   }

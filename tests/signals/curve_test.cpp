@@ -212,22 +212,22 @@ TEST(Curve, CutTable) {
     CSigCurve curve;
     Result expected;
   } kCases[] = {
-      {"left", cut([](auto& c) { c.CutLeft(1.6F); }), {{2, 3, 4}, 1.6F, 5}},
-      {"left of all", cut([](auto& c) { c.CutLeft(-2); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"left by NaN", cut([](auto& c) { c.CutLeft(kNaN); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"right", cut([](auto& c) { c.CutRight(2.2F); }), {{0, 1, 2}, 0, 2.2F}},
-      {"right of all", cut([](auto& c) { c.CutRight(5); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"both", cut([](auto& c) { c.CutLR(1, 3); }), {{1, 2, 3}, 1, 3}},
-      {"positive", cut([](auto& c) { c.SetXMinMax(-2, 3), c.CutPositive(); }), {{0, 1, 2}, -2, 0}},
-      {"negative", cut([](auto& c) { c.SetXMinMax(-2, 3), c.CutNegative(); }), {{2, 3, 4}, 0, 3}},
-      {"grid", cut([](auto& c) { c.CutToGrid(0.7F, 3.2F); }), {{1, 2, 3}, 1, 4}},
-      {"grid clamps", cut([](auto& c) { c.CutToGrid(-9, 99); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"grid empty", cut([](auto& c) { c.CutToGrid(3, 2); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"grid NaN", cut([](auto& c) { c.CutToGrid(kNaN, 2); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"extend", cut([](auto& c) { c.ExtendRange(-1.5F, 6); }), {{0, 0, 0, 1, 2, 3, 4, 0}, -2, 6}},
-      {"extend inside", cut([](auto& c) { c.ExtendRange(1, 2); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"extend too far", cut([](auto& c) { c.ExtendRange(0, 1e30F); }), {{0, 1, 2, 3, 4}, 0, 5}},
-      {"mirror", cut([](auto& c) { c.SetXMinMax(1, 6), c.MirrorX(); }), {{4, 3, 2, 1, 0}, -6, -1}},
+      {"left", cut(LIMES_DO(c.CutLeft(1.6F))), {{2, 3, 4}, 1.6F, 5}},
+      {"left of all", cut(LIMES_DO(c.CutLeft(-2))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"left by NaN", cut(LIMES_DO(c.CutLeft(kNaN))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"right", cut(LIMES_DO(c.CutRight(2.2F))), {{0, 1, 2}, 0, 2.2F}},
+      {"right of all", cut(LIMES_DO(c.CutRight(5))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"both", cut(LIMES_DO(c.CutLR(1, 3))), {{1, 2, 3}, 1, 3}},
+      {"positive", cut(LIMES_DO(c.SetXMinMax(-2, 3), c.CutPositive())), {{0, 1, 2}, -2, 0}},
+      {"negative", cut(LIMES_DO(c.SetXMinMax(-2, 3), c.CutNegative())), {{2, 3, 4}, 0, 3}},
+      {"grid", cut(LIMES_DO(c.CutToGrid(0.7F, 3.2F))), {{1, 2, 3}, 1, 4}},
+      {"grid clamps", cut(LIMES_DO(c.CutToGrid(-9, 99))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"grid empty", cut(LIMES_DO(c.CutToGrid(3, 2))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"grid NaN", cut(LIMES_DO(c.CutToGrid(kNaN, 2))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"extend", cut(LIMES_DO(c.ExtendRange(-1.5F, 6))), {{0, 0, 0, 1, 2, 3, 4, 0}, -2, 6}},
+      {"extend inside", cut(LIMES_DO(c.ExtendRange(1, 2))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"extend too far", cut(LIMES_DO(c.ExtendRange(0, 1e30F))), {{0, 1, 2, 3, 4}, 0, 5}},
+      {"mirror", cut(LIMES_DO(c.SetXMinMax(1, 6), c.MirrorX())), {{4, 3, 2, 1, 0}, -6, -1}},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);

@@ -61,51 +61,35 @@ TEST(ExtendedCurve, RangeTable) {
     std::function<void(CSigCurveExt&)> operation;  ///< on a ramp of 10, valid from 2 to 6
     SRange expected;
   } kCases[] = {
-      {"indices", [](auto& c) { c.SetVIMinMax(1, 8); }, {1, 8, 1, 8}},
-      {"indices beyond", [](auto& c) { c.SetVIMinMax(-3, 12); }, {-3, 12, 0, 9}},
-      {"invalidate", [](auto& c) { c.Invalidate(); }, {1, 0, 1, 0}},
-      {"x", [](auto& c) { c.SetVMinMax(1.4F, 3.6F); }, {1.4F, 3.6F, 1, 4}},
-      {"x beyond", [](auto& c) { c.SetVMinMax(-5, 50); }, {0, 10, 0, 9}},
-      {"NaN gives the grid", [](auto& c) { c.SetVMinMax(kNaN, kNaN); }, {0, 10, 0, 0}},
-      {"reset", [](auto& c) { c.ResetVMinMax(); }, {0, 10, 0, 9}},
-      {"widen", [](auto& c) { c.Expandieren(1, 4); }, {1, 6, 1, 6}},
-      {"narrow", [](auto& c) { c.Schrumpfen(1, 4); }, {2, 4, 2, 4}},
+      {"indices", LIMES_DO(c.SetVIMinMax(1, 8)), {1, 8, 1, 8}},
+      {"indices beyond", LIMES_DO(c.SetVIMinMax(-3, 12)), {-3, 12, 0, 9}},
+      {"invalidate", LIMES_DO(c.Invalidate()), {1, 0, 1, 0}},
+      {"x", LIMES_DO(c.SetVMinMax(1.4F, 3.6F)), {1.4F, 3.6F, 1, 4}},
+      {"x beyond", LIMES_DO(c.SetVMinMax(-5, 50)), {0, 10, 0, 9}},
+      {"NaN gives the grid", LIMES_DO(c.SetVMinMax(kNaN, kNaN)), {0, 10, 0, 0}},
+      {"reset", LIMES_DO(c.ResetVMinMax()), {0, 10, 0, 9}},
+      {"widen", LIMES_DO(c.Expandieren(1, 4)), {1, 6, 1, 6}},
+      {"narrow", LIMES_DO(c.Schrumpfen(1, 4)), {2, 4, 2, 4}},
       {"widen by a curve",
-       [](auto& c) {
-         const auto o = Valid(10, 5, 8);
-         c.Expandieren(&o);
-       },
+       LIMES_DO(const auto o = Valid(10, 5, 8); c.Expandieren(&o)),
        {2, 8, 2, 8}},
       {"narrow by a curve",
-       [](auto& c) {
-         const auto o = Valid(10, 5, 8);
-         c.Schrumpfen(&o);
-       },
+       LIMES_DO(const auto o = Valid(10, 5, 8); c.Schrumpfen(&o)),
        {5, 6, 5, 6}},
-      {"by none", [](auto& c) { c.Schrumpfen(nullptr), c.Expandieren(nullptr); }, {2, 6, 2, 6}},
-      {"resize", [](auto& c) { ASSERT_TRUE(c.Resize(4U)); }, {0, 10, 0, 3}},
-      {"range",
-       [](auto& c) {
-         float a = 1, b = 5;
-         ASSERT_EQ(c.Resize(a, b), 1);
-       },
-       {1, 5, 0, 3}},
-      {"cut left", [](auto& c) { c.CutLeft(3); }, {3, 6, 0, 3}},
-      {"cut right", [](auto& c) { c.CutRight(5); }, {2, 5, 2, 5}},
-      {"cut both", [](auto& c) { c.CutLR(1, 8); }, {1, 8, 0, 7}},
-      {"cut to grid", [](auto& c) { c.CutToGrid(4, 8); }, {4, 6, 0, 2}},
-      {"cut beside", [](auto& c) { c.CutToGrid(8, 9); }, {8, 6, 0, -1}},
-      {"extend", [](auto& c) { c.ExtendRange(-2, 12); }, {2, 6, 4, 8}},
-      {"append", [](auto& c) { c.Append(Valid(4, 1, 3)); }, {2, 8, 2, 8}},
-      {"append plain", [](auto& c) { c.Append(MakeRamp(4)); }, {2, 10, 2, 10}},
-      {"append itself",
-       [](auto& c) {
-         CSigCurve& base = c;
-         base.Append(c);
-       },
-       {2, 10, 2, 10}},
-      {"header", [](auto& c) { c.InitHeader(); }, {0, 1, 0, -1}},
-      {"mirror", [](auto& c) { c.MirrorX(); }, {2, 6, 2, 6}},
+      {"by none", LIMES_DO(c.Schrumpfen(nullptr), c.Expandieren(nullptr)), {2, 6, 2, 6}},
+      {"resize", LIMES_DO(ASSERT_TRUE(c.Resize(4U))), {0, 10, 0, 3}},
+      {"range", LIMES_DO(float a = 1, b = 5; ASSERT_EQ(c.Resize(a, b), 1)), {1, 5, 0, 3}},
+      {"cut left", LIMES_DO(c.CutLeft(3)), {3, 6, 0, 3}},
+      {"cut right", LIMES_DO(c.CutRight(5)), {2, 5, 2, 5}},
+      {"cut both", LIMES_DO(c.CutLR(1, 8)), {1, 8, 0, 7}},
+      {"cut to grid", LIMES_DO(c.CutToGrid(4, 8)), {4, 6, 0, 2}},
+      {"cut beside", LIMES_DO(c.CutToGrid(8, 9)), {8, 6, 0, -1}},
+      {"extend", LIMES_DO(c.ExtendRange(-2, 12)), {2, 6, 4, 8}},
+      {"append", LIMES_DO(c.Append(Valid(4, 1, 3))), {2, 8, 2, 8}},
+      {"append plain", LIMES_DO(c.Append(MakeRamp(4))), {2, 10, 2, 10}},
+      {"append itself", LIMES_DO(CSigCurve& base = c; base.Append(c)), {2, 10, 2, 10}},
+      {"header", LIMES_DO(c.InitHeader()), {0, 1, 0, -1}},
+      {"mirror", LIMES_DO(c.MirrorX()), {2, 6, 2, 6}},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
@@ -228,33 +212,26 @@ TEST(ExtendedCurve, ArithmeticTable) {
     std::function<void(CSigCurveExt&)> operation;  ///< on 0 1 2 3 4, valid from 1 to 3
     Floats after;
   } kCases[] = {
-      {"= number", [](auto& c) { c = 9.0F; }, {0, 9, 9, 9, 4}},
-      {"+= number", [](auto& c) { c += 2.0F; }, {0, 3, 4, 5, 4}},
-      {"Add is the whole curve's", [](auto& c) { c.Add(2); }, {2, 3, 4, 5, 6}},
-      {"*= is the whole curve's", [](auto& c) { c *= 2.0F; }, {0, 2, 4, 6, 8}},
-      {"+= curve",
-       [](auto& c) {
-         c += MakeCurve({5, 5, 5});
-       },
-       {0, 6, 7, 3, 4}},
-      {"+= itself", [](auto& c) { c += c; }, {0, 2, 4, 6, 4}},
-      {"|=", [&](auto& c) { c |= other; }, {0, kNaN, 1, 30, 4}},
-      {"|= other step", [&](auto& c) { c |= finer; }, {0, 1, 2, 3, 4}},
-      {"larger", [&](auto& c) { c.Maximize(&other, 1); }, {0, 1, 2, 30, 4}},
-      {"smaller", [&](auto& c) { c.Maximize(&other, 0); }, {0, 1, 1, 3, 4}},
+      {"= number", LIMES_DO(c = 9.0F), {0, 9, 9, 9, 4}},
+      {"+= number", LIMES_DO(c += 2.0F), {0, 3, 4, 5, 4}},
+      {"Add is the whole curve's", LIMES_DO(c.Add(2)), {2, 3, 4, 5, 6}},
+      {"*= is the whole curve's", LIMES_DO(c *= 2.0F), {0, 2, 4, 6, 8}},
+      {"+= curve", LIMES_DO(c += MakeCurve({5, 5, 5})), {0, 6, 7, 3, 4}},
+      {"+= itself", LIMES_DO(c += c), {0, 2, 4, 6, 4}},
+      {"|=", LIMES_DO(c |= other), {0, kNaN, 1, 30, 4}},
+      {"|= other step", LIMES_DO(c |= finer), {0, 1, 2, 3, 4}},
+      {"larger", LIMES_DO(c.Maximize(&other, 1)), {0, 1, 2, 30, 4}},
+      {"smaller", LIMES_DO(c.Maximize(&other, 0)), {0, 1, 1, 3, 4}},
       {"smaller of a part",
-       [](auto& c) {
-         const auto o = Valid(2, 0, 1, 2);
-         c.Maximize(&o, 0);
-       },
+       LIMES_DO(const auto o = Valid(2, 0, 1, 2); c.Maximize(&o, 0)),
        {0, 1, 0, 1, 4}},
-      {"beside", [&](auto& c) { c.Maximize(&right, 1), c.Maximize(nullptr, 1); }, {0, 1, 2, 3, 4}},
-      {"weight 0", [&](auto& c) { c.AddWithWeight(other, 0, 0); }, {0, 1, 2, 3, 4}},
-      {"offset", [](auto& c) { c.AddWithWeight(MakeCurve({5}), 2, 1); }, {0, 1, 12, 13, 4}},
-      {"before the curve", [](auto& c) { c.AddWithWeight(MakeRamp(5), 1, -3); }, {2, 4, 6, 7, 4}},
-      {"squares", [](auto& c) { c.AddSquared(MakeCurve({5}), 2, 1); }, {0, 1, 52, 3, 4}},
-      {"of nothing", [](auto& c) { c.AddWithWeight(CSigCurve(), 2, 0); }, {0, 1, 2, 3, 4}},
-      {"itself moved", [](auto& c) { c.AddWithWeight(c, 1, 1); }, {0, 1, 3, 6, 4}},
+      {"beside", LIMES_DO(c.Maximize(&right, 1), c.Maximize(nullptr, 1)), {0, 1, 2, 3, 4}},
+      {"weight 0", LIMES_DO(c.AddWithWeight(other, 0, 0)), {0, 1, 2, 3, 4}},
+      {"offset", LIMES_DO(c.AddWithWeight(MakeCurve({5}), 2, 1)), {0, 1, 12, 13, 4}},
+      {"before the curve", LIMES_DO(c.AddWithWeight(MakeRamp(5), 1, -3)), {2, 4, 6, 7, 4}},
+      {"squares", LIMES_DO(c.AddSquared(MakeCurve({5}), 2, 1)), {0, 1, 52, 3, 4}},
+      {"of nothing", LIMES_DO(c.AddWithWeight(CSigCurve(), 2, 0)), {0, 1, 2, 3, 4}},
+      {"itself moved", LIMES_DO(c.AddWithWeight(c, 1, 1)), {0, 1, 3, 6, 4}},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);

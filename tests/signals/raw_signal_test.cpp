@@ -92,22 +92,6 @@ TEST(RawSignal, ForeignWordsStayTheCallers) {
   EXPECT_EQ(raw.Data(), nullptr);
 }
 
-TEST(RawSignal, TypesAreToldByCode) {
-  for (const std::uint32_t code : {101U, 102U, 1021U, 109U}) {
-    Words record = {code, 0, 0, 7, 0};
-    Words archive(42);
-    archive.insert(archive.end(), record.begin(), record.end());
-    CSerializer in(archive.data(), static_cast<unsigned>(archive.size()), CSerializer::kLoad);
-    CSigRaw raw;
-    ASSERT_EQ(raw.Serialize(&in), 1);
-    EXPECT_EQ(raw.SigId(), 7);
-    EXPECT_EQ(raw.IsSigCurve(), code == 102);
-    EXPECT_EQ(raw.IsSigCurveExt(), code == 1021);
-    EXPECT_EQ(raw.IsSigCurveAny(), code == 102 || code == 1021);
-    EXPECT_EQ(raw.IsSigPairs(), code == 109);
-  }
-}
-
 /// Archive with a record of the given words; loads it into raw.
 int Load(CSigRaw& raw, Words& archive, const Words& record) {
   archive.assign(42, 0);
@@ -178,8 +162,7 @@ TEST(RawSignal, StoringFailsWhenHeadOrDataDoNotFit) {
 TEST(RawSignal, KeepsHeadCutOfEmptyBlockASuccess) {
   Words archive(43);
   CSerializer out(archive.data(), 43, 0);
-  CSigRaw raw;
-  EXPECT_EQ(raw.Serialize(&out), 1);
+  EXPECT_EQ(CSigRaw().Serialize(&out), 1);
 }
 
 }  // namespace

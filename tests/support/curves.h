@@ -6,6 +6,9 @@
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
 
+/// An operation on a curve c, as a case of a table.
+#define LIMES_DO(...) [&](auto& c) { __VA_ARGS__; }
+
 namespace limes::test {
 
 /// Curve of the given class with these values on [xMin, xMax]; an extended one is all valid.
