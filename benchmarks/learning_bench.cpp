@@ -206,21 +206,21 @@ void Register(const char* who, const char* operation, void (*run)(benchmark::Sta
 
 int main(int argc, char** argv) {
   Register("Ours", "NeueMessung", Learn);
-  Register("Ours", "GrenzeAktualisieren", FormLimit);
-  Register("Ours", "Widening31", Widen);
-  Register("Plain", "Widening31", PlainWiden);
+  Register("Ours", "GrenzeBilden", FormLimit);
+  Register("Ours", "Widening", Widen);
+  Register("Peer", "Widening", PlainWiden);
   Register("Ours", "MaxAbweichung", Largest);
   Register("Ours", "RmsAbweichung", Rms);
-  Register("Plain", "RmsAbweichung", PlainRms);
+  Register("Peer", "RmsAbweichung", PlainRms);
   Register("Ours", "Beurteilen", Judge);
-  Register("Ours", "WriteState", SaveState);
-  Register("Memcpy", "WriteState", CopyValues);
-  Register("Ours", "ReadState", LoadState);
-  Register("Memcpy", "ReadState", CopyValues);
+  Register("Ours", "StateSave", SaveState);
+  Register("Peer", "StateSave", CopyValues);
+  Register("Ours", "StateLoad", LoadState);
+  Register("Peer", "StateLoad", CopyValues);
 #if defined(LIMES_HAVE_EIGEN)
-  Register("Eigen", "NeueMessung", EigenLearn);
-  Register("Eigen", "GrenzeAktualisieren", EigenFormLimit);
-  Register("Eigen", "MaxAbweichung", EigenLargest);
+  Register("Peer", "NeueMessung", EigenLearn);
+  Register("Peer", "GrenzeBilden", EigenFormLimit);
+  Register("Peer", "MaxAbweichung", EigenLargest);
 #endif
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

@@ -51,25 +51,32 @@ float Interpolated(const CSigCurve& k, const SGrid& grid, double index) {
   return t == 0.0F ? here : here + (k.ValArray()[i + 1] - here) * t;
 }
 
-/// Mean or maximum of k's values from index i0 (rounded up) to below i1, in double and in order.
-float Binned(const CSigCurve& k, const SGrid& grid, double i0, double i1, double centre,
+/// First index of the grid at or behind the lower edge of the bin of point i of another grid.
+std::int64_t BinBegin(const SGrid& grid, const SGrid& to, std::int64_t i) {
+  const double edge = to.start + to.step * (static_cast<double>(i) - 0.5);
+  return TruncToInt64(std::ceil(grid.Index(edge) - kSamePlace));
+}
+
+/// Mean or maximum of k's values that lie nearest to point i of the other grid, in double and in
+/// order. A bin ends where the next one begins, so that no value is left out.
+float Binned(const CSigCurve& k, const SGrid& grid, const SGrid& to, std::int64_t i,
              CSigCurveAssistent::Binning binning) {
-  const std::int64_t begin = std::max(TruncToInt64(std::ceil(i0)), grid.first);
-  const std::int64_t end = std::min(TruncToInt64(std::ceil(i1)), grid.last + 1);
+  const std::int64_t begin = std::max(BinBegin(grid, to, i), grid.first);
+  const std::int64_t end = std::min(BinBegin(grid, to, i + 1), grid.last + 1);
   if (begin >= end) {
-    return Interpolated(k, grid, centre);
+    return Interpolated(k, grid, grid.Index(to.X(i)));
   }
   const float* const values = k.ValArray();
   if (binning == CSigCurveAssistent::Binning::kMaximum) {
     float largest = values[begin];
-    for (std::int64_t i = begin + 1; i < end; ++i) {
-      largest = values[i] > largest || std::isnan(values[i]) ? values[i] : largest;
+    for (std::int64_t j = begin + 1; j < end; ++j) {
+      largest = values[j] > largest || std::isnan(values[j]) ? values[j] : largest;
     }
     return largest;
   }
   double sum = 0.0;
-  for (std::int64_t i = begin; i < end; ++i) {
-    sum += double{values[i]};
+  for (std::int64_t j = begin; j < end; ++j) {
+    sum += double{values[j]};
   }
   return static_cast<float>(sum / static_cast<double>(end - begin));
 }
@@ -99,10 +106,8 @@ void FillFitted(const CSigCurve& k, const SGrid& from, const SGrid& to, std::int
     return;
   }
   for (std::int64_t i = i0; i <= i1; ++i) {
-    const double centre = from.Index(to.X(i));
-    out[i] = ratio > 1.0 + kSamePlace
-                 ? Binned(k, from, centre - 0.5 * ratio, centre + 0.5 * ratio, centre, binning)
-                 : Interpolated(k, from, centre);
+    out[i] = ratio > 1.0 + kSamePlace ? Binned(k, from, to, i, binning)
+                                      : Interpolated(k, from, from.Index(to.X(i)));
   }
 }
 

@@ -119,7 +119,7 @@ bool GetUnit(detail::RecordReader& in, CMeasuringUnit& unit) {
   return true;
 }
 
-void PutCurve(detail::RecordWriter& out, const CSigCurveExt& curve) {
+SCurveHead HeadOf(const CSigCurveExt& curve) {
   SCurveHead head;
   head.n = curve.DLen();
   head.xMin = curve.XMin();
@@ -131,7 +131,11 @@ void PutCurve(detail::RecordWriter& out, const CSigCurveExt& curve) {
   head.date = curve.Date();
   head.curveId = curve.CurveId();
   head.scaleFactor = curve.ScaleFactor();
-  out.PutFields(head);
+  return head;
+}
+
+void PutCurve(detail::RecordWriter& out, const CSigCurveExt& curve) {
+  out.PutFields(HeadOf(curve));
   PutText(out, curve.Name());
   PutUnit(out, curve.XUnit());
   PutUnit(out, curve.YUnit());
@@ -167,8 +171,9 @@ LearnStateStatus GetCurve(detail::RecordReader& in, CSigCurveExt& curve) {
 }  // namespace
 
 bool CKurvenLernWerkzeug::WriteState(CFileStream& file) const {
-  if (mean_ == nullptr || meanSquare_ == nullptr) {
-    return false;
+  if (mean_ == nullptr || meanSquare_ == nullptr || !HeadOf(*mean_).IsConsistent() ||
+      !HeadOf(*meanSquare_).IsConsistent() || mean_->DLen() != meanSquare_->DLen()) {
+    return false;  // nothing is written that could not be read
   }
   const SToolHead head = {base_,
                           factor_,
@@ -181,13 +186,14 @@ bool CKurvenLernWerkzeug::WriteState(CFileStream& file) const {
                           generator_->GetTimeScale()};
   try {
     constexpr std::size_t kTexts = 1024;  // heads, names and units, roughly
-    detail::RecordWriter payload;
-    payload.Reserve(sizeof(float) * (std::size_t{mean_->DLen()} + meanSquare_->DLen()) + kTexts);
-    payload.PutFields(head);
-    PutText(payload, name_);
-    PutCurve(payload, *mean_);
-    PutCurve(payload, *meanSquare_);
-    detail::WriteLearnState(file, detail::LearnStateKind::kCurve, payload.Bytes());
+    detail::RecordWriter record;
+    record.Reserve(sizeof(float) * (std::size_t{mean_->DLen()} + meanSquare_->DLen()) + kTexts);
+    detail::BeginLearnState(record, detail::LearnStateKind::kCurve);
+    record.PutFields(head);
+    PutText(record, name_);
+    PutCurve(record, *mean_);
+    PutCurve(record, *meanSquare_);
+    detail::FinishLearnState(record, file);
   } catch (const std::bad_alloc&) {
     return false;
   }
@@ -227,7 +233,8 @@ LearnStateStatus CKurvenLernWerkzeug::ReadState(CFileStream& file) {
     read.externalOn_ = head.externalOn;
     read.external_ = head.external;
     *read.generator_ = CExpAverFacGenerator(head.time, head.timeScale);
-    *this = std::move(read);  // nothing fails from here on
+    name_.reserve(read.name_.size());
+    *this = read;  // fails nowhere, with room for the name
   } catch (const std::bad_alloc&) {
     return LearnStateStatus::kMemory;
   }

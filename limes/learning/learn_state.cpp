@@ -18,6 +18,9 @@ struct SHead {
   }
 };
 
+constexpr std::size_t kSizeAt = 8;  ///< of payloadBytes in the record
+constexpr std::size_t kHeadBytes = 16;
+
 }  // namespace
 
 const wide_char* Text(LearnStateStatus status) {
@@ -44,21 +47,16 @@ const wide_char* Text(LearnStateStatus status) {
 
 namespace detail {
 
-void WriteLearnState(CFileStream& file, LearnStateKind kind,
-                     std::span<const std::uint8_t> payload) {
+void BeginLearnState(RecordWriter& record, LearnStateKind kind) {
   SHead head;
   head.kind = static_cast<std::uint16_t>(kind);
-  head.payloadBytes = payload.size();
-  RecordWriter front;
-  front.PutFields(head);
-  RecordWriter back;
-  back.Put(Crc32(payload, Crc32(front.Bytes())));
-  // Three writes, so that a long payload is not copied once more.
-  front.WriteTo(file);
-  if (!payload.empty()) {
-    file.Write(payload.data(), payload.size());
-  }
-  back.WriteTo(file);
+  record.PutFields(head);
+}
+
+void FinishLearnState(RecordWriter& record, CFileStream& file) {
+  record.PutAt(kSizeAt, std::uint64_t{record.Bytes().size() - kHeadBytes});
+  record.Put(Crc32(record.Bytes()));
+  record.WriteTo(file);
 }
 
 LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
@@ -75,8 +73,15 @@ LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
     return LearnStateStatus::kVersion;
   }
   std::uint32_t stated = 0;
-  if (!in.Fits(head.payloadBytes, 1) || !in.GetArray(payload, head.payloadBytes) ||
-      !in.Get(stated)) {
+  if (!in.Fits(head.payloadBytes, 1)) {
+    return LearnStateStatus::kCutShort;
+  }
+  if (!in.GetArray(payload, head.payloadBytes)) {
+    // With bytes enough, the array was not made: memory is short.
+    return payload.size() < head.payloadBytes && in.Remaining() > 0 ? LearnStateStatus::kMemory
+                                                                    : LearnStateStatus::kCutShort;
+  }
+  if (!in.Get(stated)) {
     return LearnStateStatus::kCutShort;
   }
   RecordWriter bytes;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "limes/export.h"
@@ -38,8 +37,12 @@ enum class LearnStateKind : std::uint16_t { kLimitValue = 1, kCurve = 2, kTrack 
 
 inline constexpr std::uint16_t kLearnStateVersion = 1;
 
-/// Writes a payload between head and checksum; what the stream throws passes through.
-void WriteLearnState(CFileStream& file, LearnStateKind kind, std::span<const std::uint8_t> payload);
+/// Begins a record that holds nothing yet; the payload is put behind it.
+void BeginLearnState(RecordWriter& record, LearnStateKind kind);
+
+/// Completes head and checksum and writes the record at once; what the stream throws passes
+/// through.
+void FinishLearnState(RecordWriter& record, CFileStream& file);
 
 /// Checks head and checksum and gives the payload. Never allocates more than the stream holds.
 LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,

@@ -141,9 +141,10 @@ bool CLernenderGrenzwert::WriteState(CFileStream& file) const {
   state.hasFixedUpper = hasFixedUpper_ ? 1 : 0;
   state.name = name_;
   try {
-    detail::RecordWriter payload;
-    payload.PutFields(state);
-    detail::WriteLearnState(file, detail::LearnStateKind::kLimitValue, payload.Bytes());
+    detail::RecordWriter record;
+    detail::BeginLearnState(record, detail::LearnStateKind::kLimitValue);
+    record.PutFields(state);
+    detail::FinishLearnState(record, file);
   } catch (const std::bad_alloc&) {
     return false;
   }

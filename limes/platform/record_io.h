@@ -190,6 +190,12 @@ class LIMES_EXPORT RecordWriter {
     ToLittleEndian(value, Grow(sizeof(T)));
   }
 
+  /// Replaces a number that was put at this byte before.
+  template <Scalar T>
+  void PutAt(std::size_t at, T value) {
+    ToLittleEndian(value, bytes_.data() + at);
+  }
+
   template <class T, std::size_t n>
   void Put(const std::array<T, n>& values) {
     for (const T& value : values) {

@@ -286,7 +286,7 @@ TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
 TEST(LearningLoops, WideningGivesTheBitsOfThePlainLoop) {
   std::mt19937 random(12);
   for (const std::size_t n : {1U, 2U, 5U, 31U, 62U, 63U, 100U, 2047U, 2048U, 2049U, 2080U, 4500U}) {
-    for (const std::size_t w : {1U, 2U, 3U, 7U, 8U, 16U, 30U, 31U}) {
+    for (std::size_t w = 1; w <= 31; ++w) {
       for (int kind = 0; kind < 3; ++kind) {
         const std::vector<float> old = test::RandomFloats(random, n, kind);
         std::vector<float> wide = old;
@@ -373,7 +373,7 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
       {"finer, mean",
        Curve({1, 3, 5, 7, 9, 1}, 0.0F, 0.5F),
        Binning::kMean,
-       {2, 5, 5, 0, 0, 0},
+       {1, 4, 8, 0, 0, 0},
        0,
        2},
       {"finer, maximum",
@@ -389,9 +389,7 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
     ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(c.k, raster, fitted, c.binning));
     EXPECT_EQ(fitted.IMin(), c.iMin);
     EXPECT_EQ(fitted.IMax(), c.iMax);
-    if (c.k.XDelta() >= 1.0F) {
-      ExpectSame(fitted, Curve(c.fitted));
-    }
+    ExpectSame(fitted, Curve(c.fitted));
   }
   CSigCurveExt fitted = Curve({7.0F});
   EXPECT_FALSE(CSigCurveAssistent::AnpassenAn(Curve({1, 2}, 50.0F), raster, fitted));

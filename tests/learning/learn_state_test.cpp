@@ -5,6 +5,7 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <string>
 
 #include "limes/learning/curve_learning_tool.h"
@@ -178,6 +179,9 @@ TEST(LearnState, CarriesRegisteredUnitsByTheirText) {
   EXPECT_EQ(back.Mittelwert()->YUnit().baseunit(), u"sone");
   CMemoryStream file;
   EXPECT_FALSE(CKurvenLernWerkzeug().WriteState(file));
+  tool.Mittelwert()->SetXMinMax(0.0F, std::numeric_limits<float>::infinity());
+  EXPECT_FALSE(tool.WriteState(file));
+  EXPECT_EQ(file.Position(), 0);
 }
 
 }  // namespace
