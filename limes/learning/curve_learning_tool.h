@@ -118,8 +118,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   /// Loads those: 0. The counts are set before the curves fail, so discard the tool.
   int AusArchivLaden(CSerializer* archive);
 
-  /// Writes everything that learning and judging needs, bit for bit. True; false before Vorlage and
-  /// when memory is short; what the stream throws passes through. O(n).
+  /// Writes everything that learning and judging needs, bit for bit. True; false before Vorlage,
+  /// for a grid that is not finite, and when memory is short; what the stream throws passes
+  /// through. O(n).
   [[nodiscard]] bool WriteState(CFileStream& file) const;
 
   /// Reads what WriteState wrote: all of it, or nothing and the reason. Curves that were shared

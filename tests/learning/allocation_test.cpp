@@ -27,6 +27,9 @@ void* AllocateOrThrow(std::size_t size, std::size_t alignment) {
   return block;
 }
 
+// Not inlined: the compiler takes free for a mismatch where it sees only one of the pair's sides.
+[[gnu::noinline]] void Release(void* block) { std::free(block); }
+
 constexpr std::size_t kDefault = alignof(std::max_align_t);
 }  // namespace
 
@@ -40,10 +43,10 @@ void* operator new(std::size_t size, std::align_val_t alignment) {
 void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
   return Allocate(size, static_cast<std::size_t>(alignment));
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void* block) noexcept { Release(block); }
+void operator delete(void* block, std::size_t) noexcept { Release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { Release(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Release(block); }
 
 namespace limes {
 
