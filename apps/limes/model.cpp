@@ -90,6 +90,9 @@ void CModel::Load(const std::vector<SStoredQuantity>& stored) {
 
 /// Finds each quantity of the part and checks it; nothing is learnt before all fit.
 void CModel::Prepare(const SPart& part) {
+  if (part.quantities.empty()) {
+    throw CInputError(part.name, "holds none of the quantities of --use");
+  }
   CheckNames(part);
   order_.clear();
   for (const auto& model : quantities_) {

@@ -125,12 +125,16 @@ class CRowReader : public CPartReader {
   void TakeQuantities(SPart& part, std::size_t& used) {
     const std::size_t count = single_ ? columns_.size() : 1;
     const std::size_t before = used;
-    for (std::size_t i = 0; i < count; ++i, ++used) {
+    for (std::size_t i = 0; i < count; ++i) {
       if (used == part.quantities.size()) {
         part.quantities.emplace_back();
       }
       SQuantity& q = part.quantities[used];
       NameQuantity(q, i);
+      if (quantity_ && !IsUsed(q.name)) {
+        continue;
+      }
+      ++used;
       q.unit = units_[i];
       q.xUnit = single_ ? SUnit() : xUnit_;
       q.single = single_;
@@ -148,6 +152,11 @@ class CRowReader : public CPartReader {
         }
       }
     }
+  }
+
+  bool IsUsed(const std::string& name) const {
+    return !settings_.use || settings_.use->empty() ||
+           std::find(settings_.use->begin(), settings_.use->end(), name) != settings_.use->end();
   }
 
   void NameQuantity(SQuantity& q, std::size_t column) const {

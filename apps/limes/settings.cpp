@@ -111,6 +111,8 @@ void Validate(const SSettings& s) {
   Require(s.IsTable() || !s.labelColumn, "--label-column needs --rows or --values");
   Require(s.IsTable() || !s.partColumn, "--part-column needs --rows or --values");
   Require(s.partColumn || !s.quantityColumn, "--quantity-column needs --part-column");
+  Require(!rows || s.quantityColumn || !s.use || s.use->empty(),
+          "--use picks quantities; with --rows they need a --quantity-column");
   Require(s.labelColumn || !s.good, "--good needs --label-column");
   Require(!values || (!s.dx && s.cut.value_or(0) == 0 && s.spectrum.value_or(0) == 0 &&
                       !s.detrend.value_or(false) && s.width.value_or(0.0) == 0.0),

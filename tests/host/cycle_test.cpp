@@ -157,6 +157,10 @@ TEST_F(Cycle, TakesPartsAsAsked) {
     const SResult result = Run(With({"learn", "--json"}, c.arguments), 0);
     EXPECT_EQ(Names(result), c.names);
   }
+  std::filesystem::remove(store_);
+  EXPECT_THAT(Run(With({"learn", path, "--use", "z"}, group), 3).err, HasSubstr("none of"));
+  Run(With({"learn", path, "--use", "y"}, group), 0);
+  EXPECT_EQ(RunLimes({"show", store_, "--json"}).Lines().size(), 1U);
 }
 
 TEST_F(Cycle, ReadsColumnsWithUnitsAndAnXAxis) {

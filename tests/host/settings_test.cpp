@@ -142,6 +142,7 @@ TEST(Settings, RefuseNumbersAndCombinationsWithoutMeaning) {
       {"--part-column", "a"},
       {"--values", "--cut", "4"},
       {"--rows", "--quantity-column", "a"},
+      {"--rows", "--use", "a"},
   };
   for (const auto& words : cases) {
     EXPECT_THROW(Validate(Parse(words)), CUsageError) << testing::PrintToString(words);
