@@ -68,6 +68,8 @@ wide_string Level(std::u16string_view text) {
 
 }  // namespace
 
+static_assert(sizeof(SMeasuringUnitPOD) == 16);
+
 SMeasuringUnitPOD::SMeasuringUnitPOD(const CMeasuringUnit& other)
     : unit(other.Unit_e()),
       exponent(other.Exponent()),

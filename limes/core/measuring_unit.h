@@ -163,9 +163,10 @@ class LIMES_EXPORT CMeasuringUnit {
   /// As prefixunit, with "10^n " before it where prefixunit hides a part of the exponent.
   wide_string ExactText() const;
 
-  /// Unit of a text as people write it: the whole text is looked up before it is parsed, so that
-  /// "km/h", "mph", "min" or "rad/s^2" are not split. exact: true when the base unit is known and
-  /// no prefix was read before n, x, y, z, t or g ("kg" is no kilo-g). O(length).
+  /// Unit of a text as people write it: the whole text is looked up before it is parsed as by set,
+  /// so that "km/h", "mph", "pu" or "rad/s^2" are not split. exact: true when the base unit was in
+  /// the table before and no prefix was read before n, x, y, z, t or g ("kg" is no kilo-g).
+  /// O(length).
   static CMeasuringUnit FromText(std::u16string_view text, bool* exact = nullptr);
 
   /// All fields equal, the reference as float; the text is not compared.
@@ -186,7 +187,8 @@ class LIMES_EXPORT CMeasuringUnit {
   [[nodiscard]] bool WriteToFile(CFileStream& file) const;
 
   /// The same record with the base unit's text, which every reader takes; registered units come
-  /// back by it.
+  /// back by it. False, with nothing written, for a text that is no 255 characters of code page
+  /// 1252.
   [[nodiscard]] bool WriteToFileWithText(CFileStream& file) const;
 
   /// Reads a record of version 0 to 12. False when it is cut short (the fields are then the
@@ -197,6 +199,9 @@ class LIMES_EXPORT CMeasuringUnit {
  private:
   static constexpr std::uint32_t kLogarithmic = 1;
 
+  /// Sets all fields but the unit from a text; base becomes what to look it up by, a part of text
+  /// or of infix. The text shown is not built. False when there is nothing to look up.
+  bool ParseFields(std::u16string_view text, std::u16string_view& base, wide_string& infix);
   bool WriteRecord(CFileStream& file, std::string_view text) const;
   void buildstringrep();
   void SetLogarithmic(bool on) { flags_ = (flags_ & ~kLogarithmic) | (on ? kLogarithmic : 0); }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
@@ -15,12 +16,6 @@ constexpr std::u16string_view kSyntax = u"+-*/^()\u00B2\u00B3";
 constexpr std::u16string_view kOperators = u"+-*/^()";
 constexpr int kMaxPower = 1000;
 constexpr float kHearingThreshold = 2e-5F;  ///< Pa, the reference of sound pressure levels
-
-/// A unit text taken apart: the base with its prefix, and the power behind it.
-struct Parsed {
-  wide_string base;
-  int power = 1;
-};
 
 int PrefixExponent(char16_t letter) {
   switch (letter) {
@@ -118,50 +113,62 @@ int Evaluate(const std::vector<Token>& tokens, std::size_t begin, std::size_t en
   return stack.back();
 }
 
-/// The general way: through the expression's tokens.
-Parsed ParseExpression(std::u16string_view text) {
+/// The general way, through the expression's tokens: the base with its prefix, and its power.
+wide_string ParseExpression(std::u16string_view text, int& power) {
   CArithExpression expression;
   expression.Process(text);
-  Parsed parsed;
   const std::vector<Token>& tokens = expression.Tokens();
   if (tokens.size() >= 3 && tokens.back().text == u"^") {
     const std::size_t end = tokens.size() - 1;
     const std::size_t start = OperandStart(tokens, end);
-    parsed.power = Evaluate(tokens, start, end);
+    power = Evaluate(tokens, start, end);
     expression.SetTokens(
         std::vector<Token>(tokens.begin(), tokens.begin() + static_cast<std::ptrdiff_t>(start)));
   }
-  parsed.base = expression.Infix();
-  return parsed;
+  return expression.Infix();
 }
 
-/// The texts with an operator that most files hold; their infix form is the text itself.
-bool IsCommonQuotient(std::u16string_view text) {
-  if (HasPrefix(text)) {
-    text.remove_prefix(1);
+bool IsSuperscript(char16_t c) { return c == u'\u00B2' || c == u'\u00B3'; }
+
+/// Removes the name at the front; false when there is none, or one with a blank at an end.
+bool TakeName(std::u16string_view& rest) {
+  const std::size_t n = std::min(rest.find_first_of(kSyntax), rest.size());
+  if (n == 0 || rest[0] == u' ' || rest[n - 1] == u' ') {
+    return false;
   }
-  return text == u"m/s\u00B2" || text == u"m/s" || text == u"rad/s" || text == u"rad/s\u00B2" ||
-         text == u"m/h" || text == u"m/s^2";
+  rest.remove_prefix(n);
+  return true;
 }
 
-/// What ParseExpression gives for a plain name, with ² or ³ or nothing behind it, and for common
-/// quotients; false for every other text.
-bool ParsePlain(std::u16string_view text, Parsed& parsed) {
+/// What ParseExpression gives for a, a², a/b, a/b² and a/b^c, whose infix form is the text itself;
+/// false for every other text.
+bool ParsePlain(std::u16string_view text, std::u16string_view& base, int& power) {
   constexpr std::size_t kMaxPlain = 64;
-  if (text.empty() || text.size() > kMaxPlain || text.front() == u' ' || text.back() == u' ') {
+  std::u16string_view rest = text;
+  if (text.size() > kMaxPlain || !TakeName(rest)) {
     return false;
   }
-  const std::size_t end = text.find_first_of(kSyntax);
-  if (end == std::u16string_view::npos || IsCommonQuotient(text)) {
-    parsed.base = text;
-    return true;
+  if (rest.size() == 1 && IsSuperscript(rest[0])) {
+    power = rest[0] == u'\u00B2' ? 2 : 3;
+    text.remove_suffix(1);
+  } else if (!rest.empty()) {
+    if (rest[0] != u'/') {
+      return false;
+    }
+    rest.remove_prefix(1);
+    if (!TakeName(rest)) {
+      return false;
+    }
+    if (rest.size() > 1 && rest[0] == u'^') {
+      rest.remove_prefix(1);
+      if (!TakeName(rest) || !rest.empty()) {
+        return false;
+      }
+    } else if (rest.size() > 1 || (rest.size() == 1 && !IsSuperscript(rest[0]))) {
+      return false;
+    }
   }
-  if (end == 0 || end + 1 != text.size() || text[end - 1] == u' ' ||
-      (text[end] != u'\u00B2' && text[end] != u'\u00B3')) {
-    return false;
-  }
-  parsed.base = text.substr(0, end);
-  parsed.power = text[end] == u'\u00B2' ? 2 : 3;
+  base = text;
   return true;
 }
 
@@ -172,19 +179,20 @@ std::u16string_view Inside(std::u16string_view text, std::size_t from, std::size
 
 }  // namespace
 
-bool CMeasuringUnit::set(std::u16string_view text) {
+bool CMeasuringUnit::ParseFields(std::u16string_view text, std::u16string_view& base,
+                                 wide_string& infix) {
   _construct(false);
-  UnitStrings& strings = UnitStrings::theStrings();
   if (text.empty()) {
     buildstringrep();
     return false;
   }
   if (text.size() == 1) {
-    set(strings.FindOrAdd(text), 0, 1, 0.0F);
+    base = text;
     return true;
   }
   if (text == u"dB(A)" || text == u"dB(Pa)") {
-    set(pascal, 0, 1, kHearingThreshold);
+    SetFields(pascal, 0, 1, kHearingThreshold);
+    base = u"Pa";
     return true;
   }
   std::u16string_view s = text;
@@ -194,49 +202,64 @@ bool CMeasuringUnit::set(std::u16string_view text) {
     logref_ = 1.0F;
   }
   const std::size_t n = s.size();
-  int power = 1;
-  if (n > 3 && s[0] == u'(' && s[n - 2] == u')' &&
-      (s[n - 1] == u'\u00B2' || s[n - 1] == u'\u00B3')) {
-    power = s[n - 1] == u'\u00B3' ? 3 : 2;
+  if (n > 3 && s[0] == u'(' && s[n - 2] == u')' && IsSuperscript(s[n - 1])) {
+    power_ = s[n - 1] == u'\u00B3' ? 3 : 2;
     s = text.substr(1, n - 3);  // kept: from the text as given, also inside "dB("
   }
-  Parsed parsed;
-  if (!ParsePlain(s, parsed)) {
+  int count = 1;
+  if (!ParsePlain(s, base, count)) {
     try {
-      parsed = ParseExpression(s);
+      infix = ParseExpression(s, count);
+      base = infix;
     } catch (const std::invalid_argument& error) {
       PrWinPrintf(u"CMeasuringUnit::set(): Invalid argument: %s caused: %s\n", text, error.what());
-      parsed = {u"...", 1};
+      base = u"...";
+      count = 1;
     }
   }
-  power_ = static_cast<short>(power);
-  if (parsed.base.empty()) {
+  if (base.empty()) {
     return false;
   }
-  power_ = static_cast<short>(power + parsed.power - 1);
-  if (HasPrefix(parsed.base)) {
-    exponent_ = static_cast<short>(PrefixExponent(parsed.base[0]) * power_);
-    unit_ = strings.FindOrAdd(std::u16string_view(parsed.base).substr(1));
-  } else {
-    unit_ = strings.FindOrAdd(parsed.base);
+  power_ = static_cast<short>(power_ + count - 1);
+  if (HasPrefix(base)) {
+    exponent_ = static_cast<short>(PrefixExponent(base[0]) * power_);
+    base.remove_prefix(1);
   }
+  return true;
+}
+
+bool CMeasuringUnit::set(std::u16string_view text) {
+  std::u16string_view base;
+  wide_string infix;
+  if (!ParseFields(text, base, infix)) {
+    return false;
+  }
+  unit_ = UnitStrings::theStrings().FindOrAdd(base);
   buildstringrep();
   return true;
 }
 
 CMeasuringUnit CMeasuringUnit::FromText(std::u16string_view text, bool* exact) {
   CMeasuringUnit unit;
+  std::u16string_view base;
+  wide_string infix;
   bool known = false;
-  const int whole = text == u"rad/s^2" ? static_cast<int>(radianPerSecond2)
-                                       : UnitStrings::theStrings().Find(text);
+  UnitStrings& strings = UnitStrings::theStrings();
+  // A record without a text registers the empty one.
+  const int whole = text.empty()         ? -1
+                    : text == u"rad/s^2" ? static_cast<int>(radianPerSecond2)
+                                         : strings.Find(text);
   if (whole >= 0) {
     unit.set(static_cast<std::uint32_t>(whole), 0, 1, 0.0F);
     known = true;
-  } else if (unit.set(text)) {
+  } else if (unit.ParseFields(text, base, infix)) {
+    known = strings.Find(base) > 0;
+    unit.unit_ = strings.FindOrAdd(base);
+    unit.buildstringrep();
     // A prefix before one of these is more likely another unit: kg, ft, kn, Gy.
-    const bool doubtful = unit.exponent_ != 0 && ((unit.unit_ >= number && unit.unit_ <= axisZ) ||
-                                                  unit.unit_ == gravity || unit.unit_ == dateTime);
-    known = unit.unit_ != 0 && !doubtful;
+    const bool doubtful = (unit.unit_ >= number && unit.unit_ <= axisZ) || unit.unit_ == gravity ||
+                          unit.unit_ == dateTime;
+    known = known && !(doubtful && unit.exponent_ != 0);
   }
   if (exact != nullptr) {
     *exact = known;

@@ -30,7 +30,9 @@ bool CMeasuringUnit::WriteRecord(CFileStream& file, std::string_view text) const
 bool CMeasuringUnit::WriteToFile(CFileStream& file) const { return WriteRecord(file, {}); }
 
 bool CMeasuringUnit::WriteToFileWithText(CFileStream& file) const {
-  return WriteRecord(file, WideToCp1252(baseunit()).substr(0, kMaxTextBytes));
+  const wide_string& base = baseunit();
+  const std::string text = WideToCp1252(base);
+  return text.size() <= kMaxTextBytes && Cp1252ToWide(text) == base && WriteRecord(file, text);
 }
 
 bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
@@ -56,6 +58,8 @@ bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
     read.unit_ = strings.FindOrAdd(text, true, false);
   } else if (!in.Get(read.unit_)) {
     return false;
+  } else if (read.unit_ >= kBuiltInUnits) {
+    read.unit_ = strings.FindOrAdd(text, true, strings.Complains());
   }
   if (!in.Get(read.exponent_) || !in.Get(read.power_) || !in.Get(read.logref_)) {
     return false;
@@ -63,9 +67,6 @@ bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
   read.SetLogarithmic(read.logref_ != 0.0F);
   if (version >= 2 && !in.Get(read.flags_)) {
     return false;
-  }
-  if (version > 0 && read.unit_ >= kBuiltInUnits) {
-    read.unit_ = strings.FindOrAdd(text, true, strings.Complains());
   }
   read.buildstringrep();
   *this = std::move(read);

@@ -1,5 +1,6 @@
 #include "limes/platform/arith_expression.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <stdexcept>
 #include <utility>
@@ -180,7 +181,7 @@ class Parser {
 /// A piece of infix text.
 struct Piece {
   wide_string text;
-  int rank = 0;  ///< 1 sum, 2 product, 3 power, 4 operand
+  int rank = 0;  ///< 0 signed, 1 sum, 2 product, 3 power, 4 operand
 };
 
 int Rank(char16_t op) {
@@ -240,9 +241,9 @@ std::vector<Piece> Pieces(const std::vector<Token>& tokens) {
         stack.push_back({Joined({u"-", Wrapped(argument, argument.rank < 3)}), 0});
       } else {
         const std::size_t name = token.text.size() - std::min<std::size_t>(2, token.text.size());
+        const wide_string inside = Wrapped(argument, argument.rank == 0);
         stack.push_back(
-            {Joined({std::u16string_view(token.text).substr(0, name), u"(", argument.text, u")"}),
-             4});
+            {Joined({std::u16string_view(token.text).substr(0, name), u"(", inside, u")"}), 4});
       }
     } else {
       const Piece right = pop();
@@ -266,7 +267,8 @@ wide_string CExpression::Infix() const {
   if (tokens_.empty()) {
     return {};
   }
-  wide_string text = std::move(Pieces(tokens_).back().text);
+  const std::vector<Piece> pieces = Pieces(tokens_);
+  wide_string text = Wrapped(pieces.back(), pieces.back().rank == 0);
   // A reader takes the first character for a prefix unless an operator follows it.
   if (text.size() > 1 && (text[1] == u'\u00B2' || text[1] == u'\u00B3')) {
     text.replace(1, 1, text[1] == u'\u00B2' ? u"^2" : u"^3");

@@ -30,8 +30,9 @@ class LIMES_EXPORT CExpression {
   /// Replaces the tokens. Throws std::invalid_argument when they are no expression.
   void SetTokens(std::vector<Token> tokens);
 
-  /// The expression as text with the fewest parentheses and no blanks; empty without tokens. A
-  /// power keeps its spelling, but as second character of the text ² and ³ become ^2 and ^3. O(n).
+  /// The expression as text with the fewest parentheses and no blanks around operators, such that
+  /// it parses again; empty without tokens. A power keeps its spelling, but as second character of
+  /// the text ² and ³ become ^2 and ^3. O(n).
   wide_string Infix() const;
 
  protected:

@@ -2,15 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <random>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "limes/platform/file_stream.h"
 #include "limes/platform/print_window.h"
+#include "tests/support/hostile.h"
 
 namespace limes {
 namespace {
@@ -66,9 +69,8 @@ TEST(MeasuringUnit, ParsesAndShowsTexts) {
       {u"dB((m/s)²)", 0, 0, 2, true, u"-"},
       {u"kdB(Pa)", 0, 3, 1, false, u"-"},
       {u"(dB(Pa))²", 0, 0, 2, false, u"-"},
-      {u"km/h", 0, 3, 1, false, u"-"},
-      {u"mph", 0, -3, 1, false, u"-"},
-      {u"kg", 17, 3, 1, false, u"kg"},
+      {u"(m^2)²", 18, 0, 3, false, u"m³"},
+      {u"kkm/h", 21, 3, 1, false, u"kkm/h"},
       {u"Hz^(1/2)", 0, 0, 1, false, u"-"},
       {u"Hz^1001", 0, 0, 1, false, u"-"},
       {u"((((", 0, 0, 1, false, u"-"},
@@ -93,14 +95,32 @@ TEST(MeasuringUnit, ParsesAndShowsTexts) {
   }
 }
 
+TEST(MeasuringUnit, KeepsPrefixBeforeLookUp) {
+  Printed printed;
+  EXPECT_EQ(CMeasuringUnit(u"kg").exponent(), 3);
+  for (const char16_t* text : {u"km/h", u"mph", u"pu"}) {
+    EXPECT_TRUE(CMeasuringUnit(text).empty());
+    EXPECT_EQ(CMeasuringUnit(text, 0, 2).baseunit(), text) << "taken whole with a power";
+  }
+  printed.text_.clear();
+  EXPECT_EQ(CMeasuringUnit(u"dB((m/s)²)").power(), 2);
+  EXPECT_EQ(printed.text_,
+            "CMeasuringUnit::set(): Invalid argument: dB((m/s)²) caused: operand expected\n"
+            "CMeasuringUnit::UnitStrings: Unknown measuring unit ‘...’ rejected!\n");
+}
+
 TEST(MeasuringUnit, LinearTextsReadBackAsShown) {
   const Printed printed;
   for (unsigned base = 1; base < CMeasuringUnit::kBuiltInUnits; ++base) {
-    if (base == 21 || base == 22 || base == 27) {
-      continue;  // km/h, mph, pu begin with a prefix letter
-    }
     for (int thousands = -5; thousands <= 4; ++thousands) {
-      for (const int power : {1, 2, 3, 4, -1, -2}) {
+      const bool splits = base == 21 || base == 22 || base == 27;  // km/h, mph, pu
+      if (thousands == 0 && splits) {
+        continue;
+      }
+      for (const int power : {1, 2, 3, 4, -1, -2, 0}) {
+        if (power == 0 && splits) {
+          continue;
+        }
         CMeasuringUnit unit;
         unit.set(base, static_cast<short>(3 * thousands * power), static_cast<short>(power), 0.0F);
         CMeasuringUnit back;
@@ -111,23 +131,36 @@ TEST(MeasuringUnit, LinearTextsReadBackAsShown) {
   }
 }
 
+/// Parentheses that change nothing keep a text from the short way through the parser.
+void ExpectSameTheLongWay(const wide_string& text) {
+  CMeasuringUnit shortWay;
+  CMeasuringUnit longWay;
+  EXPECT_EQ(shortWay.set(text), longWay.set(Format(u"(%s)", text)));
+  EXPECT_EQ(shortWay, longWay) << WideToUtf8(text);
+  EXPECT_EQ(shortWay.prefixunit(), longWay.prefixunit());
+}
+
 TEST(MeasuringUnit, ShortWayThroughTheParserGivesWhatTheLongOneGives) {
   const Printed printed;
   const auto& strings = CMeasuringUnit::UnitStrings::theStrings();
   for (unsigned base = 1; base < CMeasuringUnit::kBuiltInUnits; ++base) {
     for (const char16_t* prefix : {u"", u"k", u"m", u"µ", u"u", u"T", u"q", u" "}) {
-      for (const char16_t* suffix : {u"", u"²", u"³", u" ", u" ²", u"²³"}) {
+      for (const char16_t* suffix : {u"", u"²", u"³", u" ", u" ²", u"²³", u"^4", u"^x", u"/s²"}) {
         const wide_string text = Format(u"%s%s%s", prefix, strings[base], suffix);
-        if (text.size() < 2) {
-          continue;
+        if (text.size() > 1) {
+          ExpectSameTheLongWay(text);
         }
-        // Parentheses that change nothing keep the text from the short way.
-        CMeasuringUnit shortWay;
-        CMeasuringUnit longWay;
-        EXPECT_EQ(shortWay.set(text), longWay.set(Format(u"(%s)", text)));
-        EXPECT_EQ(shortWay, longWay) << WideToUtf8(text);
       }
     }
+  }
+  std::mt19937 random(7);
+  constexpr std::u16string_view kLetters = u"mksHzVµ°% /^²³2";
+  for (int i = 0; i < 20000; ++i) {
+    wide_string text;
+    for (std::size_t n = 2 + random() % 6; n > 0; --n) {
+      text += kLetters[random() % kLetters.size()];
+    }
+    ExpectSameTheLongWay(text);
   }
 }
 
@@ -163,6 +196,13 @@ TEST(MeasuringUnit, ShowsPrefixPowerAndLevel) {
   EXPECT_FALSE(CMeasuringUnit::TestGlobalFlag(0));
   CMeasuringUnit::SetGlobalFlags(0);
   EXPECT_STREQ(CMeasuringUnit(u"µm").prefixunitA(), "\xB5m");
+  CMeasuringUnit latin;
+  EXPECT_TRUE(latin.setA("m/s\xB2"));
+  EXPECT_EQ(latin.Unit_e(), commonUnits::metrePerSecond2);
+  EXPECT_FALSE(latin.setA(nullptr));
+  const SMeasuringUnitPOD plain(CMeasuringUnit(u"dB(kV)"));
+  EXPECT_EQ(std::tie(plain.unit, plain.exponent, plain.power, plain.logref, plain.flags),
+            std::make_tuple(12U, 3, 1, 1.0F, 1U));
 }
 
 TEST(MeasuringUnit, PowersRootsAndInverse) {
@@ -189,6 +229,21 @@ TEST(MeasuringUnit, PowersRootsAndInverse) {
   angle.invert();
   angle.invert();
   EXPECT_EQ(angle, u"rev");
+  CMeasuringUnit no;
+  no.invert();
+  EXPECT_EQ(no.power(), -1);
+  CMeasuringUnit huge(commonUnits::volt, -32768, -32768);
+  EXPECT_TRUE(huge.root(-1));
+  EXPECT_EQ(huge.power(3).exponent(), -32768) << "16 bits are kept";
+}
+
+TEST(MeasuringUnit, KeepsPowerZeroWhereOneIsMeant) {
+  CMeasuringUnit unit(commonUnits::volt, 3);
+  unit.clearPower();
+  EXPECT_EQ(unit, u"V^0");
+  unit.clearExponent();
+  EXPECT_FALSE(unit.root(1));
+  EXPECT_EQ(SMeasuringUnitPOD().power, 0);
 }
 
 TEST(MeasuringUnit, KeepsTextsUntouchedByReferenceAndFlag) {
@@ -242,9 +297,32 @@ TEST(UnitStrings, RejectsOrRegistersUnknownTexts) {
   EXPECT_EQ(strings.index(u"smoot"), added);
   EXPECT_TRUE(strings.allowAddNewUnits(false));
   EXPECT_EQ(CMeasuringUnit(u"ksmoot"), u"ksmoot");
+  bool exact = true;
+  strings.allowAddNewUnits(true);
+  EXPECT_FALSE(CMeasuringUnit::FromText(u"min", &exact).empty());
+  strings.allowAddNewUnits(false);
+  EXPECT_FALSE(exact) << "milli-in, not known before";
+}
+
+TEST(UnitStrings, KeepsReciprocalOfTheRowBehindForTexts) {
   EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(7U), 8U);
-  EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"s"), 7U);  // the row behind
+  EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"s"), 7U);
   EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"W"), 0U);
+}
+
+TEST(UnitStringsDeathTest, RejectWhatIsBeyondTheLargestTable) {
+  EXPECT_EXIT(
+      {
+        const Printed printed;
+        auto& strings = CMeasuringUnit::UnitStrings::theStrings();
+        unsigned last = 0;
+        for (unsigned i = 0, unit = 1; unit != 0; ++i) {
+          unit = strings.FindOrAdd(Format(u"unit %u", i), true, false);
+          last = std::max(last, unit);
+        }
+        std::_Exit(last == 65535 && strings[last + 1] == u"?" ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(UnitStrings, ServesManyThreads) {
@@ -252,12 +330,17 @@ TEST(UnitStrings, ServesManyThreads) {
   auto& strings = CMeasuringUnit::UnitStrings::theStrings();
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([&strings] {
+    threads.emplace_back([&strings, t] {
+      const wide_string& first = strings[strings.FindOrAdd(u"unit 0", true, false)];
       for (int i = 0; i < 200; ++i) {
-        const wide_string text = Format(u"unit %d", i);
-        const unsigned unit = strings.FindOrAdd(text, true, false);
-        EXPECT_EQ(strings[unit], text);
+        for (const int own : {0, 1000 * t}) {
+          const wide_string text = Format(u"unit %d", own + i);
+          const unsigned unit = strings.FindOrAdd(text, true, false);
+          EXPECT_EQ(strings[unit], text);
+          EXPECT_EQ(strings.index(text.c_str()), unit);
+        }
         EXPECT_EQ(CMeasuringUnit(u"kHz"), u"kHz");
+        EXPECT_EQ(first, u"unit 0") << "references stay valid";
       }
     });
   }
@@ -309,13 +392,33 @@ TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
     EXPECT_EQ(WideToUtf8(unit.prefixunit()), WideToUtf8(c.shown));
   }
   CMeasuringUnit added;
+  auto& strings = CMeasuringUnit::UnitStrings::theStrings();
+  added.set(strings.FindOrAdd(u"smoot", true, false), 0, 1, 0.0F);
+  const auto write = [](const CMeasuringUnit& unit, CFileStream& stream) {
+    return unit.WriteToFileWithText(stream);
+  };
+  test::ExpectHostileSafe(
+      test::Written(added, write), [] { return CMeasuringUnit(); },
+      [](CMeasuringUnit& unit, CFileStream& stream) { return unit.ReadFromFile(stream); }, write,
+      {.keepsState = false});
+  for (const wide_string& text : {wide_string(u"\u2126"), wide_string(256, u'a')}) {
+    CMemoryStream none;
+    added.set(strings.FindOrAdd(text, true, false), 0, 1, 0.0F);
+    EXPECT_FALSE(added.WriteToFileWithText(none));
+    EXPECT_TRUE(none.Bytes().empty());
+  }
+}
+
+TEST(MeasuringUnitRecord, KeepsTextOfRegisteredUnitsOut) {
+  const Printed printed;
+  CMeasuringUnit added;
   added.set(CMeasuringUnit::UnitStrings::theStrings().FindOrAdd(u"smoot", true, false), 0, 1, 0.0F);
   CMemoryStream file;
-  EXPECT_TRUE(added.WriteToFileWithText(file));
+  EXPECT_TRUE(added.WriteToFile(file));
   file.Seek(0);
-  CMeasuringUnit back;
-  EXPECT_TRUE(back.ReadFromFile(file));
-  EXPECT_EQ(back, u"smoot");
+  EXPECT_TRUE(added.ReadFromFile(file));
+  EXPECT_EQ(added.baseunit(), u"");
+  EXPECT_GE(added.Unit_e(), CMeasuringUnit::kBuiltInUnits);
 }
 
 }  // namespace

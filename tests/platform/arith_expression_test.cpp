@@ -38,6 +38,9 @@ TEST(ArithExpression, TokensAndInfix) {
       {u"dB(m/s)²", "m s / dB() 2 ^ ", "dB(m/s)²"},
       {u"(-a)*b", "a -() b * ", "(-a)*b"},
       {u"%²", "% 2 ^ ", "%^2"},
+      {u"f((-a))", "a -() f() ", "f((-a))"},
+      {u"(-1)", "-1 ", "(-1)"},
+      {u"m²³", "m 2 ^ 3 ^ ", "m^2³"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(WideToUtf8(c.text));
