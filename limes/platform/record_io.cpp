@@ -6,11 +6,11 @@ namespace limes::detail {
 
 namespace {
 
-/// Table k gives the effect of a byte that k further bytes follow, so that eight are taken at once.
+/// Table k gives the effect of a byte that k further bytes follow, so that 16 are taken at once.
 /// Source: Kounavis, Berry: A systematic approach to building high performance software-based CRC
-/// generators, 2005 ("slicing by 8").
+/// generators, 2005 ("slicing").
 constexpr auto kCrcTables = [] {
-  std::array<std::array<std::uint32_t, 256>, 8> tables{};
+  std::array<std::array<std::uint32_t, 256>, 16> tables{};
   for (std::uint32_t byte = 0; byte < 256; ++byte) {
     std::uint32_t crc = byte;
     for (int bit = 0; bit < 8; ++bit) {
@@ -18,7 +18,7 @@ constexpr auto kCrcTables = [] {
     }
     tables[0][byte] = crc;
   }
-  for (std::size_t k = 1; k < 8; ++k) {
+  for (std::size_t k = 1; k < 16; ++k) {
     for (std::size_t byte = 0; byte < 256; ++byte) {
       const std::uint32_t crc = tables[k - 1][byte];
       tables[k][byte] = crc >> 8 ^ tables[0][crc & 0xFF];
@@ -32,12 +32,16 @@ constexpr auto kCrcTables = [] {
 std::uint32_t Crc32(std::span<const std::uint8_t> bytes, std::uint32_t crc) {
   crc = ~crc;
   std::size_t i = 0;
-  for (; bytes.size() - i >= 8; i += 8) {
-    const auto lo = FromLittleEndian<std::uint32_t>(bytes.data() + i) ^ crc;
-    const auto hi = FromLittleEndian<std::uint32_t>(bytes.data() + i + 4);
-    crc = kCrcTables[7][lo & 0xFF] ^ kCrcTables[6][lo >> 8 & 0xFF] ^
-          kCrcTables[5][lo >> 16 & 0xFF] ^ kCrcTables[4][lo >> 24] ^ kCrcTables[3][hi & 0xFF] ^
-          kCrcTables[2][hi >> 8 & 0xFF] ^ kCrcTables[1][hi >> 16 & 0xFF] ^ kCrcTables[0][hi >> 24];
+  // The effect of four bytes that `behind` further bytes follow.
+  const auto effect = [](std::uint32_t four, std::size_t behind) {
+    return kCrcTables[behind + 3][four & 0xFF] ^ kCrcTables[behind + 2][four >> 8 & 0xFF] ^
+           kCrcTables[behind + 1][four >> 16 & 0xFF] ^ kCrcTables[behind][four >> 24];
+  };
+  for (; bytes.size() - i >= 16; i += 16) {
+    const auto four = [at = bytes.data() + i](std::size_t k) {
+      return FromLittleEndian<std::uint32_t>(at + 4 * k);
+    };
+    crc = effect(four(0) ^ crc, 12) ^ effect(four(1), 8) ^ effect(four(2), 4) ^ effect(four(3), 0);
   }
   for (; i < bytes.size(); ++i) {
     crc = crc >> 8 ^ kCrcTables[0][(crc ^ bytes[i]) & 0xFF];
