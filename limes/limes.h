@@ -10,6 +10,7 @@
 #include "limes/kernels/compressed_vector.h"
 #include "limes/kernels/interval_coding.h"
 #include "limes/kernels/resample_tool.h"
+#include "limes/kernels/vector_kernels.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/judgement.h"

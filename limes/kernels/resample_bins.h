@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "limes/kernels/value_loops.h"
 
@@ -37,7 +38,18 @@ class BinWalk {
 /// Smallest and largest of n > 0 values by strict comparisons from the first on, as FindBounds.
 SBounds BoundsOfBin(const float* values, std::size_t n);
 
-/// The maxima of bins given by the indices behind their ends, the first begins at values[0].
-void MaximaOfBins(const float* values, const std::uint32_t* ends, std::size_t bins, float* maxima);
+/// The bins of a walk, for many rows of the same length.
+struct SBins {
+  SBins() = default;
+  SBins(int count, int bins);
+
+  std::vector<std::uint32_t> ends;  ///< index behind the last value of each; fewer when they end
+  std::uint32_t shortest = 0;       ///< but for the first, which is half as long
+  std::uint32_t longest = 0;
+};
+
+/// The maxima of the bins of a row, at least one, as BoundsOfBin gives them. Where the values of
+/// the next row begin is only a hint. O(n).
+void MaximaOfBins(const float* values, const SBins& bins, const float* next, float* maxima);
 
 }  // namespace limes::detail

@@ -49,9 +49,9 @@ void Down(const float* src, int nIn, float* dst, int nOut, Value value) {
 float FirstOfTwo(CResampleTool::InterpOpts mode, float previous, float sample) {
   switch (mode) {
     case CResampleTool::kMaximum:
-      return previous > sample ? previous : sample;
+      return sample > previous ? sample : previous;
     case CResampleTool::kMinimum:
-      return previous < sample ? previous : sample;
+      return sample < previous ? sample : previous;
     case CResampleTool::kMean:
     case CResampleTool::kMidRange:
     case CResampleTool::kInterpolate:
@@ -143,24 +143,85 @@ inline Lanes Raised(Lanes former, const float* row) {
   return next > former ? next : former;
 }
 
-/// As BoundsOfBin(...).max. All lanes begin at the first value, so that a NaN there stays, and a
-/// value that two lanes see changes nothing.
-inline float MaximumOfBin(const float* values, std::size_t n) {
-  if (n < kWidth || n >= kWorthLanes) {
-    return BoundsOfBin(values, n).max;
-  }
+inline Lanes Larger(Lanes a, Lanes b) { return b > a ? b : a; }
+
+/// Lanes whose largest is that of n values: rows of them from the first on, the last row, and one
+/// between where that leaves a gap. All lanes begin at the first value, so that a NaN there stays;
+/// a value that two lanes see changes nothing.
+template <bool kGap>
+inline Lanes Highest(const float* values, std::size_t n, std::size_t rows) {
   Lanes high = values[0] - Lanes{};
-  for (std::size_t i = 0; i + kWidth < n; i += kWidth) {
-    high = Raised(high, values + i);
+#pragma GCC unroll 4
+  for (std::size_t r = 0; r < rows; ++r) {
+    high = Raised(high, values + r * kWidth);
   }
-  high = Raised(high, values + n - kWidth);
-  const float left = high[1] > high[0] ? high[1] : high[0];
-  const float right = high[3] > high[2] ? high[3] : high[2];
-  const float best = right > left ? right : left;
-  if (best != 0.0F) {
-    return best;
+  if constexpr (kGap) {
+    high = Raised(high, values + std::min(rows * kWidth, n - kWidth));
   }
-  return *std::find(values, values + n, 0.0F);  // of zeros the first one counts, with its sign
+  return Raised(high, values + n - kWidth);
+}
+
+/// Maxima of the bins from 1 on, four at a time: lanes are compared across them, which takes a
+/// fourth of the steps. The index of the first bin that is left. A fixed number of rows spares the
+/// inner loop; 0 stands for any.
+template <std::size_t kRows, bool kGap>
+inline std::size_t MaximaOfFours(const float* values, const SBins& bins, const float* next, float* maxima) {
+  constexpr std::size_t kAhead = 512;  // values; by itself the processor looks less far
+  constexpr std::size_t kLine = 16;
+  const std::uint32_t* const ends = bins.ends.data();
+  const std::size_t rows = kRows == 0 ? bins.shortest / kWidth : kRows;
+  const std::size_t count = bins.ends.size();
+  const std::size_t total = ends[count - 1];
+  std::size_t k = 1;
+  for (; k + kWidth <= count; k += kWidth) {
+    const float* const bin = values + ends[k - 1];
+    const std::size_t at = ends[k - 1] + kAhead;
+    const float* const ahead = at < total ? values + at : next + (at - total);
+    __builtin_prefetch(ahead);
+    __builtin_prefetch(ahead + kLine);
+    __builtin_prefetch(ahead + 2 * kLine);
+    const Lanes a = Highest<kGap>(bin, ends[k] - ends[k - 1], rows);
+    const Lanes b = Highest<kGap>(values + ends[k], ends[k + 1] - ends[k], rows);
+    const Lanes c = Highest<kGap>(values + ends[k + 1], ends[k + 2] - ends[k + 1], rows);
+    const Lanes d = Highest<kGap>(values + ends[k + 2], ends[k + 3] - ends[k + 2], rows);
+    const Lanes ab = Larger(__builtin_shufflevector(a, b, 0, 4, 1, 5),
+                            __builtin_shufflevector(a, b, 2, 6, 3, 7));
+    const Lanes cd = Larger(__builtin_shufflevector(c, d, 0, 4, 1, 5),
+                            __builtin_shufflevector(c, d, 2, 6, 3, 7));
+    const Lanes all = Larger(__builtin_shufflevector(ab, cd, 0, 1, 4, 5),
+                             __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
+    std::memcpy(maxima + k, &all, sizeof(all));
+  }
+  return k;
+}
+
+template <bool kGap>
+inline std::size_t MaximaOfAlike(const float* values, const SBins& bins, const float* next, float* maxima) {
+  switch (bins.shortest / kWidth) {
+    case 1:
+      return MaximaOfFours<1, kGap>(values, bins, next, maxima);
+    case 2:
+      return MaximaOfFours<2, kGap>(values, bins, next, maxima);
+    case 3:
+      return MaximaOfFours<3, kGap>(values, bins, next, maxima);
+    default:
+      return MaximaOfFours<0, kGap>(values, bins, next, maxima);
+  }
+}
+
+/// Of zeros the first one of a bin counts, with its sign.
+inline void SignZeros(const float* values, const SBins& bins, float* maxima) {
+  const std::size_t count = bins.ends.size();
+  unsigned zeros = 0;
+  for (std::size_t k = 0; k < count; ++k) {
+    zeros |= static_cast<unsigned>(maxima[k] == 0.0F);
+  }
+  for (std::size_t k = 0; zeros != 0 && k < count; ++k) {
+    if (maxima[k] == 0.0F) {
+      const float* const bin = values + (k == 0 ? 0 : bins.ends[k - 1]);
+      maxima[k] = *std::find(bin, values + bins.ends[k], 0.0F);
+    }
+  }
 }
 
 }  // namespace
@@ -177,13 +238,36 @@ SBounds BoundsOfBin(const float* values, std::size_t n) {
   return bounds;
 }
 
-LIMES_CLONES void MaximaOfBins(const float* values, const std::uint32_t* ends, std::size_t bins,
-                               float* maxima) {
-  std::size_t start = 0;
-  for (std::size_t k = 0; k < bins; ++k) {
-    maxima[k] = MaximumOfBin(values + start, ends[k] - start);
-    start = ends[k];
+SBins::SBins(int count, int bins) {
+  BinWalk walk(count, bins);
+  ends.reserve(static_cast<std::size_t>(bins));
+  shortest = std::numeric_limits<std::uint32_t>::max();
+  std::uint32_t start = 0;
+  while (ends.size() < static_cast<std::size_t>(bins) && start < static_cast<unsigned>(count)) {
+    const auto end = static_cast<std::uint32_t>(walk.Next());
+    if (!ends.empty()) {
+      shortest = std::min(shortest, end - start);
+      longest = std::max(longest, end - start);
+    }
+    ends.push_back(end);
+    start = end;
   }
+}
+
+LIMES_CLONES void MaximaOfBins(const float* values, const SBins& bins, const float* next,
+                               float* maxima) {
+  const std::size_t count = bins.ends.size();
+  const std::size_t rows = bins.shortest / kWidth;
+  maxima[0] = BoundsOfBin(values, bins.ends[0]).max;
+  std::size_t k = 1;
+  if (rows > 0 && bins.shortest < kWorthLanes && bins.longest <= (rows + 2) * kWidth) {
+    k = bins.longest <= (rows + 1) * kWidth ? MaximaOfAlike<false>(values, bins, next, maxima)
+                                            : MaximaOfAlike<true>(values, bins, next, maxima);
+  }
+  for (; k < count; ++k) {
+    maxima[k] = BoundsOfBin(values + bins.ends[k - 1], bins.ends[k] - bins.ends[k - 1]).max;
+  }
+  SignZeros(values, bins, maxima);
 }
 
 }  // namespace detail

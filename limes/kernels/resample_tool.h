@@ -151,7 +151,6 @@ class LIMES_EXPORT CResampleTool {
   unsigned height_ = 0;
   Section section_;
   bool sectionEnabled_ = false;
-  std::vector<std::uint32_t> binEnds_;  ///< of the rows of one grid
 };
 
 }  // namespace limes

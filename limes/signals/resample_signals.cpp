@@ -128,6 +128,7 @@ struct CResampleTool::GridPlan {
   float to = 0.0F;
   unsigned first = 0;  ///< sample of every curve
   unsigned count = 0;  ///< samples of a row
+  detail::SBins bins;  ///< of a row that becomes shorter
 };
 
 bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const {
@@ -135,7 +136,7 @@ bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const 
   if (array.Anzahl() < 2 || curve == nullptr || curve->DLen() == 0) {
     return false;
   }
-  plan = {array.TMin(), array.TMax(), 0, curve->DLen()};
+  plan = {array.TMin(), array.TMax(), 0, curve->DLen(), {}};
   if (!(plan.from < plan.to)) {
     return false;
   }
@@ -148,8 +149,11 @@ bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const 
     if (i1 < i0) {  // the curve's x falls
       return false;
     }
-    plan = {section_.zFrom, section_.zTo, static_cast<unsigned>(i0),
-            static_cast<unsigned>(i1 - i0 + 1)};
+    plan = {section_.zFrom,
+            section_.zTo,
+            static_cast<unsigned>(i0),
+            static_cast<unsigned>(i1 - i0 + 1),
+            {}};
   }
   return true;
 }
@@ -160,16 +164,11 @@ bool CResampleTool::Resample2d(const CSigCurveArray* array, unsigned width, unsi
       !PlanGrid(*array, plan) || !Adjust1dPuffer(plan.count)) {
     return false;
   }
-  binEnds_.clear();
   if (width <= plan.count) {
     try {
-      binEnds_.reserve(width);
+      plan.bins = detail::SBins(static_cast<int>(plan.count), static_cast<int>(width));
     } catch (const std::bad_alloc&) {
       return false;
-    }
-    detail::BinWalk walk(static_cast<int>(plan.count), static_cast<int>(width));
-    while (binEnds_.size() < width && (binEnds_.empty() || binEnds_.back() < plan.count)) {
-      binEnds_.push_back(static_cast<std::uint32_t>(walk.Next()));
     }
   }
   if (!Adjust2dPuffer(width, height)) {
@@ -220,8 +219,10 @@ bool CResampleTool::FillRow(const CSigCurveArray& array, const GridPlan& plan, f
   if (width_ > plan.count) {
     Resample1dDmUi(values, static_cast<int>(plan.count), row, static_cast<int>(width_));
   } else {
-    detail::MaximaOfBins(values, binEnds_.data(), binEnds_.size(), row);
-    std::fill(row + binEnds_.size(), row + width_, values[plan.count - 1]);
+    const CSigCurveExt* const next = array[curve];
+    const bool more = next != nullptr && next->DLen() > plan.first;
+    detail::MaximaOfBins(values, plan.bins, more ? next->ValArray() + plan.first : values, row);
+    std::fill(row + plan.bins.ends.size(), row + width_, values[plan.count - 1]);
   }
   return true;
 }
