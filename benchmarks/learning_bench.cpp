@@ -9,6 +9,7 @@
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_loops.h"
+#include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
 
@@ -88,6 +89,37 @@ void Judge(benchmark::State& state) {
   const CSigCurveExt k = RandomCurve(state.range(0), 9);
   for (auto _ : state) {
     benchmark::DoNotOptimize(tool.Beurteilen(k));
+  }
+}
+
+/// Tracks that begin and end elsewhere, so that the counts differ from point to point.
+limes::CTrackLernWerkzeug LearntTracks(std::int64_t n) {
+  limes::CTrackLernWerkzeug tool;
+  for (unsigned part = 0; part < 6; ++part) {
+    CSigCurveExt k = RandomCurve(n, part);
+    if (part == 0) {
+      tool.Vorlage(&k);
+    }
+    const auto end = static_cast<std::int32_t>(n - 1);
+    k.SetVIMinMax(end / 100 * static_cast<std::int32_t>(part), end);
+    tool.NeueMessung(&k);
+  }
+  tool.GrenzeBilden();
+  return tool;
+}
+
+void LearnTrack(benchmark::State& state) {
+  limes::CTrackLernWerkzeug tool = LearntTracks(state.range(0));
+  const CSigCurveExt k = RandomCurve(state.range(0), 9);
+  for (auto _ : state) {
+    tool.NeueMessung(&k);
+  }
+}
+
+void FormTrackLimit(benchmark::State& state) {
+  limes::CTrackLernWerkzeug tool = LearntTracks(state.range(0));
+  for (auto _ : state) {
+    tool.GrenzeBilden();
   }
 }
 
@@ -213,6 +245,8 @@ int main(int argc, char** argv) {
   Register("Ours", "RmsAbweichung", Rms);
   Register("Peer", "RmsAbweichung", PlainRms);
   Register("Ours", "Beurteilen", Judge);
+  Register("Ours", "TrackNeueMessung", LearnTrack);
+  Register("Ours", "TrackGrenzeBilden", FormTrackLimit);
   Register("Ours", "StateSave", SaveState);
   Register("Peer", "StateSave", CopyValues);
   Register("Ours", "StateLoad", LoadState);

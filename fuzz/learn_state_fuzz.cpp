@@ -1,11 +1,13 @@
-// Learn states: the first byte picks the kind and whether the checksum is made right, so that the
-// fields behind it are reached. What is read is written again and read with the same bytes.
+// Learn states: the first byte picks the kind (bits 0 and 2) and, by bit 1, whether the checksum is
+// made right, so that the fields behind it are reached. What is read is written again and read with
+// the same bytes.
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/print_window.h"
 #include "limes/signals/extended_curve.h"
@@ -54,8 +56,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     return 0;
   }
+  if ((data[0] & 4) != 0) {
+    limes::CTrackLernWerkzeug track;
+    if (Check(bytes, track)) {
+      const limes::CSigCurveExt probe = *track.Mittelwert();
+      track.NeueMessung(&probe);
+      track.GrenzeBilden();
+      track.StdAbwKurve();
+      track.LernzahlKurve();
+      track.MaxAbweichung(&probe);
+      track.Beurteilen(probe);
+      track.Merge(track);
+    }
+    return 0;
+  }
   limes::CKurvenLernWerkzeug tool;
   if (Check(bytes, tool)) {
+    tool.Merge(tool);
     const limes::CSigCurveExt probe = limes::CSigCurveExt::Make(7, 10.0F, 15.0F);
     tool.NeueMessung(&probe);
     tool.StandardAbwBilden();

@@ -1,12 +1,11 @@
 // The lossless record of a curve learning tool.
-#include <cmath>
 #include <new>
 #include <span>
 #include <tuple>
 #include <vector>
 
-#include "limes/core/measuring_unit.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/learn_state_fields.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
 
@@ -35,145 +34,11 @@ struct SToolHead {
   }
 };
 
-/// Grid and valid range of a curve; name, units and values follow.
-struct SCurveHead {
-  std::uint32_t n = 0;
-  float xMin = 0.0F;
-  float xMax = 0.0F;
-  float vMin = 0.0F;
-  float vMax = 0.0F;
-  std::int32_t iMin = 0;
-  std::int32_t iMax = 0;
-  float date = 0.0F;
-  std::int32_t curveId = 0;
-  float scaleFactor = 0.0F;
-
-  static constexpr auto Fields(auto& h) {
-    return std::tie(h.n, h.xMin, h.xMax, h.vMin, h.vMax, h.iMin, h.iMax, h.date, h.curveId,
-                    h.scaleFactor);
-  }
-
-  bool IsConsistent() const {
-    return n <= static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()) &&
-           std::isfinite(xMin) && std::isfinite(xMax) && !std::isnan(vMin) && !std::isnan(vMax) &&
-           iMin >= 0 && iMax >= -1 && (n == 0 || iMin < std::int64_t{n}) && iMax < std::int64_t{n};
-  }
-};
-
-/// The fields of a unit; the text of its base unit follows, for units registered at run time.
-struct SUnitFields {
-  SUnitFields() = default;
-  explicit SUnitFields(const CMeasuringUnit& u)
-      : unit(u.Unit_e()),
-        exponent(u.Exponent()),
-        power(u.Power()),
-        logref(u.Logref()),
-        flags(u.Flags()) {}
-
-  std::uint32_t unit = 0;
-  std::int16_t exponent = 0;
-  std::int16_t power = 0;
-  float logref = 0.0F;
-  std::uint32_t flags = 0;
-
-  static constexpr auto Fields(auto& u) {
-    return std::tie(u.unit, u.exponent, u.power, u.logref, u.flags);
-  }
-};
-
-void PutText(detail::RecordWriter& out, std::u16string_view text) {
-  out.Put(static_cast<std::uint32_t>(text.size()));
-  out.PutArray(std::span<const char16_t>(text));
-}
-
-bool GetText(detail::RecordReader& in, wide_string& text) {
-  std::uint32_t length = 0;
-  std::vector<char16_t> characters;
-  if (!in.Get(length) || !in.GetArray(characters, length)) {
-    return false;
-  }
-  text.assign(characters.begin(), characters.end());
-  return true;
-}
-
-void PutUnit(detail::RecordWriter& out, const CMeasuringUnit& unit) {
-  out.PutFields(SUnitFields(unit));
-  PutText(out, unit.baseunit());
-}
-
-bool GetUnit(detail::RecordReader& in, CMeasuringUnit& unit) {
-  SUnitFields fields;
-  wide_string base;
-  if (!in.GetFields(fields) || !GetText(in, base)) {
-    return false;
-  }
-  if (fields.unit >= CMeasuringUnit::kBuiltInUnits) {
-    if (base.empty()) {
-      return false;
-    }
-    CMeasuringUnit::UnitStrings& strings = CMeasuringUnit::UnitStrings::theStrings();
-    fields.unit = strings.FindOrAdd(base, true, strings.Complains());
-  }
-  unit.set(fields.unit, fields.exponent, fields.power, fields.logref);
-  unit.set_log((fields.flags & 1U) != 0);
-  return true;
-}
-
-SCurveHead HeadOf(const CSigCurveExt& curve) {
-  SCurveHead head;
-  head.n = curve.DLen();
-  head.xMin = curve.XMin();
-  head.xMax = curve.XMax();
-  head.vMin = curve.VMin();
-  head.vMax = curve.VMax();
-  head.iMin = curve.IMin();
-  head.iMax = curve.IMax();
-  head.date = curve.Date();
-  head.curveId = curve.CurveId();
-  head.scaleFactor = curve.ScaleFactor();
-  return head;
-}
-
-void PutCurve(detail::RecordWriter& out, const CSigCurveExt& curve) {
-  out.PutFields(HeadOf(curve));
-  PutText(out, curve.Name());
-  PutUnit(out, curve.XUnit());
-  PutUnit(out, curve.YUnit());
-  out.PutArray(curve.Values());
-}
-
-LearnStateStatus GetCurve(detail::RecordReader& in, CSigCurveExt& curve) {
-  SCurveHead head;
-  wide_string name;
-  CMeasuringUnit xUnit;
-  CMeasuringUnit yUnit;
-  if (!in.GetFields(head) || !head.IsConsistent() || !GetText(in, name) || !GetUnit(in, xUnit) ||
-      !GetUnit(in, yUnit) || !in.Fits(head.n, sizeof(float))) {
-    return LearnStateStatus::kContent;
-  }
-  if (!curve.Resize(head.n)) {
-    return LearnStateStatus::kMemory;
-  }
-  if (!in.GetSpan(curve.Values())) {
-    return LearnStateStatus::kContent;
-  }
-  curve.SetName(name);
-  curve.SetXUnit(xUnit);
-  curve.SetYUnit(yUnit);
-  curve.SetXMinMax(head.xMin, head.xMax);
-  curve.SetScaleFactor(head.scaleFactor);
-  curve.Date(head.date);
-  curve.CurveId(head.curveId);
-  curve.RestoreValidRange(head.vMin, head.vMax, head.iMin, head.iMax);
-  return LearnStateStatus::kOk;
-}
-
 }  // namespace
 
 bool CKurvenLernWerkzeug::WriteState(CFileStream& file) const {
-  if (mean_ == nullptr || meanSquare_ == nullptr || !HeadOf(*mean_).IsConsistent() ||
-      !HeadOf(*meanSquare_).IsConsistent() || mean_->DLen() != meanSquare_->DLen()) {
-    return false;  // nothing is written that could not be read
+  if (mean_ == nullptr || meanSquare_ == nullptr || mean_->DLen() != meanSquare_->DLen()) {
+    return false;
   }
   const SToolHead head = {base_,
                           factor_,
@@ -190,9 +55,10 @@ bool CKurvenLernWerkzeug::WriteState(CFileStream& file) const {
     record.Reserve(sizeof(float) * (std::size_t{mean_->DLen()} + meanSquare_->DLen()) + kTexts);
     detail::BeginLearnState(record, detail::LearnStateKind::kCurve);
     record.PutFields(head);
-    PutText(record, name_);
-    PutCurve(record, *mean_);
-    PutCurve(record, *meanSquare_);
+    detail::PutText(record, name_);
+    if (!detail::PutCurve(record, *mean_) || !detail::PutCurve(record, *meanSquare_)) {
+      return false;  // nothing is written that could not be read
+    }
     detail::FinishLearnState(record, file);
   } catch (const std::bad_alloc&) {
     return false;
@@ -211,15 +77,15 @@ LearnStateStatus CKurvenLernWerkzeug::ReadState(CFileStream& file) {
     detail::RecordReader in(stream);
     SToolHead head;
     CKurvenLernWerkzeug read;
-    if (!in.GetFields(head) || !head.IsConsistent() || !GetText(in, read.name_)) {
+    if (!in.GetFields(head) || !head.IsConsistent() || !detail::GetText(in, read.name_)) {
       return LearnStateStatus::kContent;
     }
     if (!Make(read.mean_, 0) || !Make(read.meanSquare_, 0)) {
       return LearnStateStatus::kMemory;
     }
-    status = GetCurve(in, *read.mean_);
+    status = detail::GetCurve(in, *read.mean_);
     if (status == LearnStateStatus::kOk) {
-      status = GetCurve(in, *read.meanSquare_);
+      status = detail::GetCurve(in, *read.meanSquare_);
     }
     if (status != LearnStateStatus::kOk) {
       return status;

@@ -7,6 +7,7 @@
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/judgement.h"
+#include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/platform/text.h"
 
@@ -94,6 +95,11 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   /// or the limit is not finite. Allocates nothing. O(n).
   SCurveJudgement Beurteilen(const CSigCurve& k) const;
 
+  /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
+  /// these: the same as learning them, but for rounding to float. The learnt range narrows to what
+  /// both cover. Form the limit anew. Nothing changes unless kOk. O(n).
+  MergeStatus Merge(const CKurvenLernWerkzeug& other);
+
   /// Number of curves learnt since the last restart.
   std::int32_t NrGelernt() const { return count_; }
   std::int32_t HatGelernt() const { return count_; }
@@ -129,8 +135,6 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
 
  private:
   using Curve = std::shared_ptr<CSigCurveExt>;
-
-  struct SOverlap;
 
   static bool Make(Curve& curve, int n);
   bool MakeLimit(int n);

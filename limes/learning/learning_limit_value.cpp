@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace limes {
 
@@ -133,6 +134,41 @@ void CLernenderGrenzwert::NameIst(std::u16string_view name) {
 
 float CLernenderGrenzwert::StdDev() const {
   return static_cast<float>(std::sqrt(std::fabs(meanSquare_ - mean_ * mean_)));
+}
+
+MergeStatus CLernenderGrenzwert::Merge(const CLernenderGrenzwert& other) {
+  const auto rule = [](const CLernenderGrenzwert& l) {
+    return std::tie(l.base_, l.factor_, l.bounded_, l.lower_, l.upper_, l.hasFixedLower_,
+                    l.fixedLower_, l.hasFixedUpper_, l.fixedUpper_);
+  };
+  const std::int32_t scale = generator_.GetTimeScale();
+  if (rule(*this) != rule(other)) {
+    return MergeStatus::kRule;
+  }
+  if (scale != other.generator_.GetTimeScale()) {
+    return MergeStatus::kTimeScale;
+  }
+  if (externalOn_ || other.externalOn_) {
+    return MergeStatus::kFactor;
+  }
+  if (other.count_ == 0) {
+    return MergeStatus::kOk;
+  }
+  const std::int32_t n1 = count_ == 0 ? 0 : generator_.GetTime();
+  const std::int32_t n2 = other.generator_.GetTime();
+  const double share = detail::EarlierShare(n1, std::max(n2, 1), scale);
+  if (share == 0.0) {
+    mean_ = other.mean_;
+    meanSquare_ = other.meanSquare_;
+  } else {
+    mean_ = share * mean_ + (1.0 - share) * other.mean_;
+    meanSquare_ = share * meanSquare_ + (1.0 - share) * other.meanSquare_;
+  }
+  generator_.SetTime(detail::JointTime(n1, n2, scale));
+  count_ = detail::JointCount(count_, other.count_);
+  last_ = other.last_;
+  GrenzwertErneuern(1.0F);
+  return MergeStatus::kOk;
 }
 
 SValueJudgement CLernenderGrenzwert::Beurteilen(float x) const {

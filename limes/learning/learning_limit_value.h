@@ -7,6 +7,7 @@
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/judgement.h"
+#include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/platform/text.h"
 
@@ -115,6 +116,10 @@ class LIMES_EXPORT CLernenderGrenzwert {
 
   /// Judges a value. Not judged without a limit, and when value or limit is not finite.
   SValueJudgement Beurteilen(float x) const;
+
+  /// Joins the state with one that was learnt elsewhere, as if its values had been learnt after
+  /// these: the same as learning them, but for rounding. Nothing changes unless kOk.
+  MergeStatus Merge(const CLernenderGrenzwert& other);
 
   /// Stores 31 words: floats, and 40 characters of the name. False when the archive is full; what
   /// fitted stays in it. Use WriteState to keep everything.

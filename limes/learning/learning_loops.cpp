@@ -52,6 +52,92 @@ LIMES_CLONES void LimitValues(float* __restrict y, const float* __restrict m,
   }
 }
 
+LIMES_CLONES void LearnTrackValues(float* m, float* q, const float* k, std::size_t n, float a,
+                                   float v) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const float x = k[i];
+    m[i] = a * m[i] + v * x;
+    q[i] = a * q[i] + v * (x * x);
+  }
+}
+
+LIMES_CLONES void StartTrackValues(float* m, float* q, const float* k, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const float x = k[i];
+    m[i] = x;
+    q[i] = x * x;
+  }
+}
+
+namespace {
+
+float CorrectedRoot(float square, double r) {
+  const double corrected = double{square} * r;
+  return static_cast<float>(std::sqrt(corrected > 0.0 ? corrected : 0.0));
+}
+
+}  // namespace
+
+LIMES_CLONES void TrackLimitValues(float* __restrict y, const float* __restrict m,
+                                   const float* __restrict q, std::size_t n, double r, float factor,
+                                   float base) {
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = (m[i] + base) + factor * CorrectedRoot(q[i] - m[i] * m[i], r);
+  }
+}
+
+LIMES_CLONES void TrackSpreadValues(float* __restrict y, const float* __restrict m,
+                                    const float* __restrict q, std::size_t n, double r) {
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = CorrectedRoot(q[i] - m[i] * m[i], r);
+  }
+}
+
+LIMES_CLONES void AddMeanAndBase(float* __restrict y, const float* __restrict m, std::size_t n,
+                                 float base) {
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = (m[i] + base) + y[i];
+  }
+}
+
+LIMES_CLONES void MixValues(float* y, const float* other, std::size_t n, double share) {
+  if (share == 0.0) {
+    for (std::size_t i = 0; i < n; ++i) {
+      y[i] = other[i];
+    }
+    return;
+  }
+  const double rest = 1.0 - share;
+  for (std::size_t i = 0; i < n; ++i) {
+    y[i] = static_cast<float>(share * y[i] + rest * other[i]);
+  }
+}
+
+LIMES_CLONES std::size_t EqualRun(const std::uint32_t* counts, std::size_t n) {
+  constexpr std::size_t kRow = 64;
+  const std::uint32_t first = n > 0 ? counts[0] : 0;
+  std::size_t i = 0;
+  for (; i + kRow <= n; i += kRow) {
+    std::uint32_t other = 0;
+    for (std::size_t j = 0; j < kRow; ++j) {
+      other |= counts[i + j] ^ first;
+    }
+    if (other != 0) {
+      break;
+    }
+  }
+  while (i < n && counts[i] == first) {
+    ++i;
+  }
+  return i;
+}
+
+LIMES_CLONES void CountUp(std::uint32_t* counts, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    counts[i] += counts[i] != std::numeric_limits<std::uint32_t>::max() ? 1U : 0U;
+  }
+}
+
 namespace {
 
 constexpr std::size_t kMaxWidth = 31;

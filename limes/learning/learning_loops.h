@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace limes::detail {
 
@@ -18,6 +19,33 @@ void ScaledSpreadValues(float* y, const float* m, const float* q, std::size_t n,
 
 /// The same times factor, plus m, plus base.
 void LimitValues(float* y, const float* m, const float* q, std::size_t n, float factor, float base);
+
+/// As LearnValues of a track: m = a m + v k and q = a q + v (k k). Buffers may overlap; each k is
+/// read before its m is written.
+void LearnTrackValues(float* m, float* q, const float* k, std::size_t n, float a, float v);
+
+/// m = k and q = k k.
+void StartTrackValues(float* m, float* q, const float* k, std::size_t n);
+
+/// y = factor S + (m + base) with S = sqrt((q - m m) r), 0 where that is not above 0 or NaN; the
+/// product with r and the root in double.
+void TrackLimitValues(float* y, const float* m, const float* q, std::size_t n, double r,
+                      float factor, float base);
+
+/// y = S of the same.
+void TrackSpreadValues(float* y, const float* m, const float* q, std::size_t n, double r);
+
+/// y = (m + base) + y.
+void AddMeanAndBase(float* y, const float* m, std::size_t n, float base);
+
+/// y = share y + (1 - share) other in double, rounded once; other itself for share 0.
+void MixValues(float* y, const float* other, std::size_t n, double share);
+
+/// How many of n counts equal the first one, before another one comes.
+std::size_t EqualRun(const std::uint32_t* counts, std::size_t n);
+
+/// Adds 1 to each of n counts, up to the largest number.
+void CountUp(std::uint32_t* counts, std::size_t n);
 
 /// Replaces each of n values by the largest one, as they stood, from w before it to w - 1 behind
 /// it, as far as they are among the n; 1 <= w <= 31. NaN are passed over; a value whose window

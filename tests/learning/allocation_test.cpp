@@ -7,6 +7,7 @@
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/track_learning_tool.h"
 #include "limes/signals/extended_curve.h"
 #include "tests/support/allocations.h"
 
@@ -67,6 +68,8 @@ TEST(Learning, AllocatesNothingAfterTheFirstCall) {
   tool.Neustart(10000);
   CLernenderGrenzwert limit;
   limit.Neustart(100);
+  CTrackLernWerkzeug track;
+  track.Vorlage(&curve);
   float result[3];
   const auto all = [&] {
     EXPECT_TRUE(CSigCurveAssistent::AnpassenAn(coarse, *tool.Mittelwert(), fitted));
@@ -78,6 +81,12 @@ TEST(Learning, AllocatesNothingAfterTheFirstCall) {
     tool.MaxAbweichung(&coarse, result, 0);
     tool.RmsAbweichung(&coarse, 1);
     tool.Beurteilen(curve);
+    track.NeueMessung(&curve);
+    track.GrenzeBilden();
+    track.StdAbwKurve();
+    track.LernzahlKurve();
+    track.MaxAbweichung(&curve, result);
+    track.Beurteilen(curve);
     limit.NeueMessung(1.0F);
     limit.GrenzwertErneuern(2.0F);
     limit.Beurteilen(1.0F);

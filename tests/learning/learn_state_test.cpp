@@ -10,6 +10,7 @@
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
 #include "tests/support/bits.h"
@@ -56,6 +57,23 @@ void Fill(CKurvenLernWerkzeug& tool) {
   tool.NeueMessung(&narrow);
 }
 
+void Fill(CTrackLernWerkzeug& tool) {
+  CSigCurveExt curve = CSigCurveExt::Make(6, 1000.0F, 1600.0F);
+  curve.SetName(u"Order 2");
+  curve.SetXUnit(u"rpm");
+  curve.SetYUnit(u"dB(Pa)");
+  tool.Bildungsregel(1.0F, 3.0F);
+  tool.BasisLernenAnzahl(2);
+  tool.Vorlage(&curve);
+  for (int part = 0; part < 4; ++part) {
+    for (int i = 0; i < 6; ++i) {
+      curve.SetAt(i, static_cast<float>(part * i) + 0.1F);
+    }
+    curve.SetVIMinMax(part % 2, 3 + part % 3);
+    tool.NeueMessung(&curve);
+  }
+}
+
 constexpr auto kWrite = [](const auto& learner, CFileStream& file) {
   return learner.WriteState(file);
 };
@@ -66,11 +84,12 @@ constexpr auto kRead = [](auto& learner, CFileStream& file) {
 template <class Learner>
 class LearnState : public testing::Test {
  public:
-  static constexpr const char* kGolden = std::is_same_v<Learner, CLernenderGrenzwert>
-                                             ? "limit_value_state_v1.bin"
-                                             : "curve_state_v1.bin";
+  static constexpr const char* kGolden =
+      std::is_same_v<Learner, CLernenderGrenzwert>   ? "limit_value_state_v1.bin"
+      : std::is_same_v<Learner, CKurvenLernWerkzeug> ? "curve_state_v1.bin"
+                                                     : "track_state_v1.bin";
 };
-using Learners = testing::Types<CLernenderGrenzwert, CKurvenLernWerkzeug>;
+using Learners = testing::Types<CLernenderGrenzwert, CKurvenLernWerkzeug, CTrackLernWerkzeug>;
 TYPED_TEST_SUITE(LearnState, Learners);
 
 TYPED_TEST(LearnState, IsPinnedAndReadsBackBitForBit) {
@@ -123,9 +142,10 @@ TEST(LearnStateStatus, SaysWhyItFailed) {
   }
 }
 
-TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
-  // Every byte of the payload replaced, with the checksum made right: read consistently or refused.
-  const test::Bytes golden = Golden("curve_state_v1.bin");
+/// Every byte of the payload replaced, with the checksum made right: read consistently or refused.
+template <class Tool>
+void ExpectContentChecked(const char* name) {
+  const test::Bytes golden = Golden(name);
   constexpr std::size_t kHead = 16;
   for (std::size_t at = kHead; at + 4 < golden.size(); ++at) {
     for (const unsigned value : {0x00U, 0x7FU, 0xFFU}) {
@@ -134,17 +154,24 @@ TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
       const std::uint32_t crc =
           detail::Crc32(std::span<const std::uint8_t>(bytes).first(bytes.size() - 4));
       detail::ToLittleEndian(crc, bytes.data() + bytes.size() - 4);
-      CKurvenLernWerkzeug tool;
-      if (test::ReadBlock(tool, bytes, kRead)) {
-        tool.GrenzeAktualisieren();
-        const CSigCurveExt probe = CSigCurveExt::Make(5, 10.0F, 15.0F);
-        tool.Beurteilen(probe);
-        tool.NeueMessung(&probe);
-      } else {
+      Tool tool;
+      if (!test::ReadBlock(tool, bytes, kRead)) {
         EXPECT_EQ(tool.Mittelwert(), nullptr);
+        continue;
       }
+      tool.GrenzeBilden();
+      CSigCurveExt probe = *tool.Mittelwert();
+      probe.ResetVMinMax();
+      tool.Beurteilen(probe);
+      tool.NeueMessung(&probe);
+      tool.Merge(tool);
     }
   }
+}
+
+TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
+  ExpectContentChecked<CKurvenLernWerkzeug>("curve_state_v1.bin");
+  ExpectContentChecked<CTrackLernWerkzeug>("track_state_v1.bin");
 }
 
 TEST(LearnState, LearningGoesOnAsIfNothingHadHappened) {

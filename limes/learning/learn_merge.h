@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+
+#include "limes/export.h"
+#include "limes/platform/text.h"
+
+namespace limes {
+
+/// What came of joining two learn states.
+enum class MergeStatus {
+  kOk,
+  kGrid,       ///< other x axes, or none yet
+  kRange,      ///< the learnt ranges have nothing in common
+  kUnit,       ///< other units
+  kRule,       ///< other rules
+  kTimeScale,  ///< other time scales
+  kFactor,     ///< one was learnt with a factor from outside, which tells no weights
+  kMemory,     ///< memory is short
+};
+
+/// The status in words, in English.
+LIMES_EXPORT const wide_char* Text(MergeStatus status);
+
+namespace detail {
+
+/// Share of an earlier mean of n1 steps in the mean of these and n2 later ones: n1 / (n1 + n2)
+/// without forgetting, else q^n2 w(n1) / w(n1 + n2) with the weight sums w(n) = (1 - q^n) / (1 -
+/// q), q = e^(-1/T).
+double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale);
+
+/// Steps of the joint mean, as far as they are counted.
+std::int32_t JointTime(std::int32_t n1, std::int32_t n2, std::int32_t timeScale);
+
+/// Sum of two counts, at most the largest number.
+std::int32_t JointCount(std::int32_t n1, std::int32_t n2);
+
+}  // namespace detail
+}  // namespace limes

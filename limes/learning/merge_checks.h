@@ -1,0 +1,18 @@
+#pragma once
+
+#include "limes/learning/learn_merge.h"
+
+namespace limes {
+
+class CSigCurveExt;
+
+namespace detail {
+
+/// Part of a step by which the axes of two benches may differ.
+inline constexpr double kSamePlace = 0.01;
+
+/// Whether the curves of two learners have the same points and units.
+MergeStatus CheckCurves(const CSigCurveExt* a, const CSigCurveExt* b);
+
+}  // namespace detail
+}  // namespace limes

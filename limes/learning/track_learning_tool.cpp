@@ -1,0 +1,342 @@
+#include "limes/learning/track_learning_tool.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <new>
+
+#include "limes/kernels/averaging_factors.h"
+#include "limes/learning/curve_assistant.h"
+#include "limes/learning/curve_overlap.h"
+#include "limes/learning/learning_loops.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+namespace {
+
+constexpr std::u16string_view kFirstName = u"Limes";
+constexpr std::size_t kBlock = 4096;  ///< points between counting and learning, to stay in cache
+
+/// Weights and correction factors of a count n, which are the same from 45 time scales on.
+class CFactors {
+ public:
+  static const CFactors& Get() {
+    static const CFactors factors;
+    return factors;
+  }
+
+  float Weight(std::uint32_t n) const { return weights_[std::min<std::size_t>(n, kLast)]; }
+  double Correction(std::uint32_t n) const { return corrections_[std::min<std::size_t>(n, kLast)]; }
+
+ private:
+  static constexpr std::size_t kLast = 45 * CTrackLernWerkzeug::kTimeScale + 1;
+
+  CFactors() {
+    for (std::size_t n = 0; n <= kLast; ++n) {
+      const auto count = static_cast<std::int32_t>(n);
+      weights_[n] = CExpAverFacGenerator::GetFactor(count, CTrackLernWerkzeug::kTimeScale);
+      corrections_[n] = CExpAverFacGenerator::GetCorrFactor(count, CTrackLernWerkzeug::kTimeScale);
+    }
+  }
+
+  std::array<float, kLast + 1> weights_;
+  std::array<float, kLast + 1> corrections_;
+};
+
+/// Calls use(i, points, n) for each run of points from i0 to below i1 with the same count n.
+template <class Use>
+void ForEachRun(std::span<const std::uint32_t> counts, std::size_t i0, std::size_t i1, Use use) {
+  for (std::size_t i = i0; i < i1;) {
+    const std::size_t points = detail::EqualRun(counts.data() + i, i1 - i);
+    use(i, points, counts[i]);
+    i += points;
+  }
+}
+
+bool IsJoined(std::u16string_view text, std::u16string_view a, std::u16string_view b) {
+  return text.size() == a.size() + b.size() && text.starts_with(a) && text.ends_with(b);
+}
+
+/// Allocates only when the name is another one.
+void SetJoinedName(CSigCurveExt& curve, std::u16string_view name, std::u16string_view suffix) {
+  if (!IsJoined(curve.Name(), name, suffix)) {
+    curve.SetName(wide_string(name).append(suffix));
+  }
+}
+
+template <class Unit>
+void SetYUnitTo(CSigCurveExt& curve, const Unit& unit) {
+  if (!(curve.YUnit() == unit)) {
+    curve.SetYUnit(unit);
+  }
+}
+
+/// The grid of the mean with zero values; false when memory is short.
+bool TakeGrid(CSigCurveExt& curve, const CSigCurveExt& mean) {
+  curve.MakeSameSize(mean);
+  return curve.DLen() == mean.DLen();
+}
+
+std::unique_ptr<CSigCurveExt> NewCurve(std::size_t n) {
+  return std::make_unique<CSigCurveExt>(
+      static_cast<int>(std::min<std::size_t>(n, std::numeric_limits<std::int32_t>::max())));
+}
+
+}  // namespace
+
+CTrackLernWerkzeug::CTrackLernWerkzeug() = default;
+CTrackLernWerkzeug::CTrackLernWerkzeug(CTrackLernWerkzeug&& other) noexcept = default;
+CTrackLernWerkzeug& CTrackLernWerkzeug::operator=(CTrackLernWerkzeug&& other) noexcept = default;
+CTrackLernWerkzeug::~CTrackLernWerkzeug() = default;
+
+bool CTrackLernWerkzeug::GrowCounts(std::size_t n) {
+  try {
+    if (counts_.size() < n) {
+      counts_.resize(n);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
+  if (vorlage == nullptr) {
+    return;
+  }
+  try {
+    auto mean = std::make_unique<CSigCurveExt>(*vorlage);
+    auto meanSquare = std::make_unique<CSigCurveExt>(*vorlage);
+    auto limit = std::make_unique<CSigCurveExt>(*vorlage);
+    wide_string name = vorlage->Name();
+    for (const auto& [curve, suffix] :
+         {std::pair(mean.get(), u"-avg"), {meanSquare.get(), u"-sqa"}, {limit.get(), u"-lim"}}) {
+      if (curve->DLen() != vorlage->DLen()) {
+        return;
+      }
+      curve->SetName(wide_string(name).append(suffix));
+    }
+    if (!GrowCounts(vorlage->DLen())) {
+      return;
+    }
+    mean_ = std::move(mean);
+    meanSquare_ = std::move(meanSquare);
+    limit_ = std::move(limit);
+    name_ = std::move(name);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  Neustart();
+  qualified_ = false;
+}
+
+void CTrackLernWerkzeug::Neustart() {
+  for (CSigCurveExt* const curve : {mean_.get(), meanSquare_.get(), limit_.get()}) {
+    if (curve != nullptr) {
+      curve->Nullsetzen();
+    }
+  }
+  std::fill(counts_.begin(), counts_.end(), 0U);
+  learnt_ = false;
+  formed_ = false;
+}
+
+void CTrackLernWerkzeug::Bildungsregel(float base, float factor) {
+  base_ = base;
+  factor_ = factor;
+}
+
+wide_string CTrackLernWerkzeug::GrenzParameterText() const {
+  return Format(u"%5.2f + M + %5.2f * S", base_, factor_);
+}
+
+void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
+  if (mean_ == nullptr || meanSquare_ == nullptr) {
+    throw int{NotInitializedException};
+  }
+  if (k == nullptr) {
+    return;
+  }
+  if (!k->FitTogether(mean_.get())) {
+    throw int{CurvesDontFitException};
+  }
+  const std::size_t n = std::min(mean_->DLen(), meanSquare_->DLen());
+  if (!GrowCounts(n)) {
+    return;
+  }
+  if (name_ == kFirstName) {
+    name_ = k->Name();
+  }
+  const CFactors& factors = CFactors::Get();
+  float* const m = mean_->ValArray();
+  float* const q = meanSquare_->ValArray();
+  const float* const values = k->ValArray();
+  const std::size_t end = std::min(n, static_cast<std::size_t>(std::max(k->IMax(), 0)));
+  for (std::size_t i0 = static_cast<std::size_t>(std::max(k->IMin(), 0)); i0 < end; i0 += kBlock) {
+    const std::size_t i1 = std::min(end, i0 + kBlock);
+    detail::CountUp(counts_.data() + i0, i1 - i0);
+    ForEachRun(counts_, i0, i1, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+      if (count == 1) {
+        detail::StartTrackValues(m + i, q + i, values + i, points);
+      } else {
+        const float a = factors.Weight(count);
+        detail::LearnTrackValues(m + i, q + i, values + i, points, a, 1.0F - a);
+      }
+    });
+  }
+  mean_->Expandieren(k->VMin(), k->VMax());
+  meanSquare_->Expandieren(k->VMin(), k->VMax());
+  learnt_ = true;
+}
+
+void CTrackLernWerkzeug::SetLimitRange() {
+  const auto enough = [this](std::uint32_t count) { return count >= baseCount_; };
+  const auto begin = counts_.begin();
+  const auto end = begin + static_cast<std::ptrdiff_t>(mean_->DLen());
+  const auto last = std::find_if(std::make_reverse_iterator(end), counts_.rend(), enough);
+  qualified_ = last != counts_.rend();
+  if (!qualified_) {
+    limit_->Invalidate();
+    return;
+  }
+  // kept: point 0 gives way to the next one that qualifies
+  const auto second = std::find_if(begin + 1, end, enough);
+  limit_->SetVIMinMax(second == end ? 0 : static_cast<std::int32_t>(second - begin),
+                      static_cast<std::int32_t>(last.base() - begin) - 1);
+}
+
+bool CTrackLernWerkzeug::GrenzeBilden() {
+  if (!learnt_ || mean_ == nullptr || meanSquare_ == nullptr) {
+    return false;
+  }
+  const std::size_t n = mean_->DLen();
+  try {
+    if (limit_ == nullptr) {
+      limit_ = NewCurve(n);
+    }
+    if (meanSquare_->DLen() != n || !GrowCounts(n) || !TakeGrid(*limit_, *mean_)) {
+      return false;
+    }
+    if (limit_->XUnit().empty()) {
+      SetJoinedName(*limit_, name_, u"-lim");
+      if (!(limit_->XUnit() == mean_->XUnit())) {
+        limit_->SetXUnit(mean_->XUnit());
+      }
+      SetYUnitTo(*limit_, mean_->YUnit());
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  const CFactors& factors = CFactors::Get();
+  const float* const m = mean_->ValArray();
+  const float* const q = meanSquare_->ValArray();
+  float* const y = limit_->ValArray();
+  ForEachRun(counts_, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+    if (count > 1) {
+      detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count), factor_,
+                               base_);
+    } else {  // kept: what the limit held there, 0 after taking over the grid, is added
+      detail::AddMeanAndBase(y + i, m + i, points, base_);
+    }
+  });
+  if (n > 0) {
+    SetLimitRange();
+  } else {
+    limit_->Invalidate();
+    qualified_ = false;
+  }
+  formed_ = true;
+  return true;
+}
+
+const CSigCurveExt* CTrackLernWerkzeug::StdAbwKurve() {
+  try {
+    if (spread_ == nullptr) {
+      spread_ = NewCurve(counts_.size());
+    }
+    if (mean_ == nullptr || meanSquare_ == nullptr) {
+      return spread_.get();
+    }
+    if (!GrowCounts(mean_->DLen()) || !TakeGrid(*spread_, *mean_)) {
+      return nullptr;
+    }
+    if (!spread_->YUnit().empty()) {
+      spread_->SetYUnit(u"");
+    }
+    SetJoinedName(*spread_, u"StdDev", u"");
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+  spread_->ResetVMinMax();
+  const std::size_t n = std::min(mean_->DLen(), meanSquare_->DLen());
+  ForEachRun(counts_, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+    if (count > 1) {
+      detail::TrackSpreadValues(spread_->ValArray() + i, mean_->ValArray() + i,
+                                meanSquare_->ValArray() + i, points,
+                                CFactors::Get().Correction(count));
+    }
+  });
+  return spread_.get();
+}
+
+const CSigCurveExt* CTrackLernWerkzeug::LernzahlKurve() {
+  try {
+    if (countCurve_ == nullptr) {
+      countCurve_ = NewCurve(counts_.size());
+    }
+    if (mean_ == nullptr) {
+      return countCurve_.get();
+    }
+    if (!TakeGrid(*countCurve_, *mean_)) {
+      return nullptr;
+    }
+    SetYUnitTo(*countCurve_, u"n");
+    SetJoinedName(*countCurve_, u"n-Learn", u"");
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+  countCurve_->ResetVMinMax();
+  const std::size_t n = std::min<std::size_t>(counts_.size(), countCurve_->DLen());
+  std::transform(counts_.begin(), counts_.begin() + static_cast<std::ptrdiff_t>(n),
+                 countCurve_->ValArray(),
+                 [](std::uint32_t count) { return static_cast<float>(count); });
+  return countCurve_.get();
+}
+
+float CTrackLernWerkzeug::MaxAbweichung(const CSigCurveExt* k, float* result) const {
+  if (k == nullptr || limit_ == nullptr || !qualified_ || limit_->IMax() == limit_->IMin() - 1) {
+    return 0.0F;
+  }
+  return CSigCurveAssistent::MaxAbweichung(*k, *limit_, result);
+}
+
+SCurveJudgement CTrackLernWerkzeug::Beurteilen(const CSigCurveExt& k) const {
+  if (!formed_ || !qualified_ || limit_ == nullptr || mean_ == nullptr || meanSquare_ == nullptr ||
+      counts_.size() < limit_->DLen() || mean_->DLen() != limit_->DLen() ||
+      meanSquare_->DLen() != limit_->DLen() || !limit_->IsValid()) {
+    return {};
+  }
+  const detail::CurveOverlap overlap(&k, limit_.get());
+  // Without a base count every point counts that was learnt at all.
+  const std::uint32_t atLeast = std::max(baseCount_, 1U);
+  const detail::SComparison comparison = detail::Compare(overlap, {counts_, atLeast});
+  SCurveJudgement judgement = detail::JudgementOf(overlap, comparison);
+  if (judgement.verdict == Verdict::kNotJudged) {
+    return judgement;
+  }
+  const auto judgeable =
+      std::count_if(counts_.begin() + limit_->IMin(), counts_.begin() + limit_->IMax() + 1,
+                    [atLeast](std::uint32_t count) { return count >= atLeast; });
+  judgement.share =
+      static_cast<float>(static_cast<double>(comparison.points) / static_cast<double>(judgeable));
+  judgement.mean = (*mean_)[comparison.index];
+  const std::uint32_t count = counts_[static_cast<std::size_t>(comparison.index)];
+  if (count > 1) {
+    const float q = (*meanSquare_)[comparison.index];
+    detail::TrackSpreadValues(&judgement.spread, &judgement.mean, &q, 1,
+                              CFactors::Get().Correction(count));
+  }
+  return judgement;
+}
+
+}  // namespace limes

@@ -1,0 +1,149 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "limes/export.h"
+#include "limes/learning/judgement.h"
+#include "limes/learning/learn_merge.h"
+#include "limes/learning/learn_state.h"
+#include "limes/platform/text.h"
+
+namespace limes {
+
+class CFileStream;
+class CSerializer;
+class CSigCurveExt;
+
+/// Upper limit along a curve, learnt from curves that each cover a part of the x axis (tracks, such
+/// as an order over a run-up whose range differs from part to part): limit = base + M + factor * S.
+///
+/// Every point has its own learn count n and its own weights with the time scale 200; the spread is
+/// corrected for bias by the factor of CExpAverFacGenerator::GetCorrFactor. The learnt range grows
+/// to the union of the ranges seen, and the limit holds from the first to the last point that was
+/// learnt often enough. M and Q are held in float, so S is sure only while |M| / S stays below
+/// about 300. Call Vorlage once, then NeueMessung with curves on its grid. One thread at a time.
+class LIMES_EXPORT CTrackLernWerkzeug {
+ public:
+  /// Thrown by NeueMessung as plain ints: there is no template yet, or the curve has another grid.
+  static constexpr int NotInitializedException = 1;
+  static constexpr int CurvesDontFitException = 2;
+
+  /// Time scale of the weights of each point.
+  static constexpr std::int32_t kTimeScale = 200;
+
+  /// Name "Limes", base 0, factor 1, limit from 5 learnt curves on; no curves yet.
+  CTrackLernWerkzeug();
+  CTrackLernWerkzeug(CTrackLernWerkzeug&& other) noexcept;
+  CTrackLernWerkzeug& operator=(CTrackLernWerkzeug&& other) noexcept;
+  virtual ~CTrackLernWerkzeug();
+
+  /// Sets name, grid, units and valid range from a template and restarts. Nothing changes for null
+  /// and when memory is short. O(n).
+  // kept: the template's valid range counts as learnt
+  void Vorlage(const CSigCurveExt* vorlage);
+
+  /// Restarts the learning with zero curves and counts. O(n).
+  // kept: the valid ranges stay
+  void Neustart();
+
+  /// Sets base and factor of the rule.
+  void Bildungsregel(float base, float factor);
+
+  /// Sets how many curves a point must have learnt to belong to the limit.
+  void BasisLernenAnzahl(std::uint32_t count) { baseCount_ = count; }
+  std::uint32_t BasisLernenAnzahl() const { return baseCount_; }
+
+  /// The rule in words: " 0.00 + M +  1.00 * S".
+  wide_string GrenzParameterText() const;
+
+  /// Learns one curve in one pass. No effect for null. Throws the int 1 before Vorlage and the int
+  /// 2 for a curve that does not fit the template (FitTogether); the state is then unchanged.
+  /// Allocates nothing after the first call. O(n).
+  // kept: the curve's last valid point is not learnt, though it widens the learnt range
+  void NeueMessung(const CSigCurveExt* k);
+
+  /// Forms the limit curve; false when nothing is learnt or memory is short. Where no point is
+  /// learnt often enough the limit is left without a valid range. Allocates nothing after the first
+  /// call. O(n).
+  // kept: point 0 is not the first valid one when another one can be, and points between the first
+  // and the last valid one belong to the limit however often they were learnt; Beurteilen looks
+  bool GrenzeBilden();
+
+  /// The spread S, formed now, unit none: 0 where fewer than two curves were learnt. Owned by the
+  /// tool; null when memory is short. O(n).
+  const CSigCurveExt* StdAbwKurve();
+
+  /// The learn counts as a curve, unit n. Owned by the tool; null when memory is short. O(n).
+  const CSigCurveExt* LernzahlKurve();
+
+  /// Largest k - limit over the overlap of the valid ranges; 0.0 without a limit or an overlap.
+  /// result, unless null, receives x, k and the limit there. Allocates nothing. O(n).
+  // kept: 0.0 also stands for a curve that was not compared; Beurteilen tells
+  float MaxAbweichung(const CSigCurveExt* k, float* result = nullptr) const;
+
+  /// Judges a curve by the limit as it was last formed, only where enough curves were learnt. Not
+  /// judged when no limit was formed since the last restart, no such point overlaps, or no point is
+  /// beyond the limit but at one the value or the limit is not finite. The share is that of the
+  /// points learnt often enough. Allocates nothing. O(n).
+  SCurveJudgement Beurteilen(const CSigCurveExt& k) const;
+
+  /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
+  /// these: the same as learning them, but for rounding to float. Nothing changes unless kOk. O(n).
+  MergeStatus Merge(const CTrackLernWerkzeug& other);
+
+  /// True once a curve was learnt or a state loaded.
+  bool HatGelernt() const { return learnt_; }
+
+  const wide_string& Name() const { return name_; }
+  float Sockel() const { return base_; }
+  float Faktor() const { return factor_; }
+
+  /// Mean M, mean square Q and limit; null until they are made. Owned by the tool.
+  const CSigCurveExt* Mittelwert() const { return mean_.get(); }
+  const CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
+  const CSigCurveExt* Grenzkurve() const { return limit_.get(); }
+
+  /// Curves learnt per point; at least as many counts as the mean has points.
+  std::span<const std::uint32_t> Lernzahlen() const { return counts_; }
+
+  /// Stores version, counts and curves as an archived object: false.
+  // kept: curves keep nothing in archives, so this never succeeds; use WriteState
+  [[nodiscard]] bool InArchivSchreiben(CSerializer* archive) const;
+
+  /// Loads those: false; discard the tool then.
+  [[nodiscard]] bool AusArchivLaden(CSerializer* archive);
+
+  /// Writes everything that learning and judging needs, bit for bit. True; false before Vorlage and
+  /// when memory is short; what the stream throws passes through. O(n).
+  [[nodiscard]] bool WriteState(CFileStream& file) const;
+
+  /// Reads what WriteState wrote: all of it, or nothing and the reason. The limit is formed anew
+  /// when asked for. O(n).
+  [[nodiscard]] LearnStateStatus ReadState(CFileStream& file);
+
+ private:
+  using Curve = std::unique_ptr<CSigCurveExt>;
+
+  bool GrowCounts(std::size_t n);
+  void SetLimitRange();
+  LearnStateStatus ReadPayload(detail::RecordReader& in);
+
+  Curve mean_;
+  Curve meanSquare_;
+  Curve limit_;
+  std::vector<std::uint32_t> counts_;
+  Curve spread_;
+  Curve countCurve_;
+  wide_string name_ = u"Limes";
+  std::uint32_t baseCount_ = 5;
+  bool learnt_ = false;
+  bool qualified_ = false;  ///< the limit has a point that was learnt often enough
+  bool formed_ = false;     ///< the limit was formed since the last restart
+  float base_ = 0.0F;
+  float factor_ = 1.0F;
+};
+
+}  // namespace limes
