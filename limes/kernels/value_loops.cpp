@@ -4,19 +4,12 @@
 #include <cmath>
 #include <cstring>
 
+#include "limes/kernels/element_loops.h"
 #include "limes/platform/cpu_clones.h"
 
 namespace limes::detail {
 
 namespace {
-
-// g++ writes one vector a turn, of which some processors run only every other cycle; clang unrolls
-// by itself, and not at all after the request.
-#if defined(__clang__)
-#define LIMES_UNROLL
-#else
-#define LIMES_UNROLL _Pragma("GCC unroll 4")
-#endif
 
 template <class Op>
 inline void ForEach(float* y, std::size_t n, Op op) {

@@ -1,0 +1,166 @@
+#include <cmath>
+
+#include "limes/kernels/element_loops.h"
+#include "limes/kernels/vector_kernels.h"
+#include "limes/platform/aligned_memory.h"
+#include "limes/platform/cpu_clones.h"
+
+namespace limes::DVL {
+
+using detail::ForEach;
+using detail::ForIndex;
+
+namespace {
+
+template <class T>
+T* NewAligned(std::uint64_t n) {
+  static_assert(sizeof(T) == 4);
+  const std::uint64_t bytes = n > 0 ? n * sizeof(T) : 1;
+  if (bytes > SIZE_MAX / 2) {
+    return nullptr;
+  }
+  return static_cast<T*>(
+      platform::AllocateAligned(static_cast<std::size_t>(bytes), kKernelAlignment));
+}
+
+}  // namespace
+
+float* NewAlignedFloat(unsigned n) noexcept { return NewAligned<float>(n); }
+
+int* NewAlignedInt(int n) noexcept {
+  return n < 0 ? nullptr : NewAligned<int>(static_cast<unsigned>(n));
+}
+
+unsigned* NewAlignedUnsigned(unsigned n) noexcept { return NewAligned<unsigned>(n); }
+
+void DeleteAlignedFloat(float* block) noexcept { platform::FreeAligned(block, kKernelAlignment); }
+
+void DeleteAlignedInt(int* block) noexcept { platform::FreeAligned(block, kKernelAlignment); }
+
+void DeleteAlignedUnsigned(unsigned* block) noexcept {
+  platform::FreeAligned(block, kKernelAlignment);
+}
+
+LIMES_CLONES void SetConstant(int* p, std::uint32_t n, std::uint32_t inc, int value) {
+  ForIndex(p, n, inc, [value](std::uint32_t) { return value; });
+}
+
+LIMES_CLONES void SetConstant(float* p, std::uint32_t n, std::uint32_t inc, float value) {
+  ForIndex(p, n, inc, [value](std::uint32_t) { return value; });
+}
+
+LIMES_CLONES void SetConstant(double* p, std::uint32_t n, std::uint32_t inc, double value) {
+  ForIndex(p, n, inc, [value](std::uint32_t) { return value; });
+}
+
+LIMES_CLONES void AddFloatIp(float* p, std::uint32_t n, std::uint32_t inc, float c) {
+  if (c == 0.0F) {
+    return;  // kept: not even read, so -0.0 stays
+  }
+  ForEach(p, n, inc, [c](float x) { return x + c; });
+}
+
+LIMES_CLONES void SubFloatIp(float* p, std::uint32_t n, std::uint32_t inc, float c) {
+  if (c == 0.0F) {
+    return;  // kept: not even read
+  }
+  ForEach(p, n, inc, [c](float x) { return x - c; });
+}
+
+LIMES_CLONES void MulFloatIp(float* p, std::uint32_t n, std::uint32_t inc, float c) {
+  if (c == 1.0F) {
+    return;  // kept: not even read
+  }
+  ForEach(p, n, inc, [c](float x) { return x * c; });
+}
+
+LIMES_CLONES void LinTransfromIp(float* p, std::uint32_t n, std::uint32_t inc, float a, float b) {
+  if (a == 1.0F && b == 0.0F) {
+    return;  // kept: not even read, so -0.0 stays
+  }
+  ForEach(p, n, inc, [a, b](float x) { return x * a + b; });
+}
+
+LIMES_CLONES void SquareIp(float* p, std::uint32_t n, std::uint32_t inc) {
+  ForEach(p, n, inc, [](float x) { return x * x; });
+}
+
+LIMES_CLONES void SquareRootIp(float* p, std::uint32_t n, std::uint32_t inc) {
+  // The choice before the root leaves no branch in the loop.
+  ForEach(p, n, inc, [](float x) { return std::sqrt(x > 0.0F ? x : 0.0F); });
+}
+
+LIMES_CLONES void VectorAbsValIp(float* p, std::uint32_t n, std::uint32_t inc) {
+  ForEach(p, n, inc, [](float x) { return std::fabs(x); });
+}
+
+LIMES_CLONES void ClipVectorIp(float* p, std::uint32_t n, std::uint32_t inc, float lo, float hi) {
+  ForEach(p, n, inc, [lo, hi](float x) {
+    const float above = x > lo ? x : lo;  // NaN too becomes lo
+    return above < hi ? above : hi;
+  });
+}
+
+LIMES_CLONES void FloatRowIp(float* p, std::uint32_t n, std::uint32_t inc, float start,
+                             float step) {
+  ForIndex(p, n, inc, [start, step](std::uint32_t i) {
+    return static_cast<float>(static_cast<std::int32_t>(i)) * step + start;
+  });
+}
+
+LIMES_CLONES void Int32RowIp(int* p, std::uint32_t n, std::uint32_t inc, int start, int step) {
+  const auto first = static_cast<std::uint32_t>(start);  // unsigned numbers wrap
+  const auto by = static_cast<std::uint32_t>(step);
+  ForIndex(p, n, inc, [=](std::uint32_t i) { return static_cast<int>(first + i * by); });
+}
+
+namespace {
+
+/// 1 / x, or the last quotient for zero and NaN; carries it on.
+inline void DivideOrRepeat(float& x, float& last) {
+  last = x < 0.0F || x > 0.0F ? 1.0F / x : last;
+  x = last;
+}
+
+/// Rows without zero and NaN are divided as vectors, the others one by one.
+LIMES_CLONES void Reciprocals(float* p, std::size_t n) {
+  constexpr std::size_t kRow = 16;
+  float last = 0.0F;
+  std::size_t i = 0;
+  for (; i + kRow <= n; i += kRow) {
+    unsigned odd = 0;
+#pragma GCC unroll 1  // else g++ unrolls before it looks for vectors, and then finds none
+    for (std::size_t k = i; k < i + kRow; ++k) {
+      odd |= static_cast<unsigned>(!(std::fabs(p[k]) > 0.0F));
+    }
+    if (odd == 0) {
+#pragma GCC unroll 1
+      for (std::size_t k = i; k < i + kRow; ++k) {
+        p[k] = 1.0F / p[k];
+      }
+      last = p[i + kRow - 1];
+    } else {
+      for (std::size_t k = i; k < i + kRow; ++k) {
+        DivideOrRepeat(p[k], last);
+      }
+    }
+  }
+  for (; i < n; ++i) {
+    DivideOrRepeat(p[i], last);
+  }
+}
+
+}  // namespace
+
+void ReciprocalIp(float* p, std::uint32_t n, std::uint32_t inc) {
+  if (inc == 1) {
+    Reciprocals(p, n);
+    return;
+  }
+  float last = 0.0F;
+  for (std::size_t i = 0; i < n; ++i) {
+    DivideOrRepeat(p[i * inc], last);
+  }
+}
+
+}  // namespace limes::DVL

@@ -1,0 +1,171 @@
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "limes/kernels/vector_kernels.h"
+#include "tests/support/bits.h"
+
+namespace limes::test {
+
+/// Arguments of one call of a kernel: d is written, s is read; both lie in one block, and may
+/// overlap.
+struct Buffers {
+  float* d;
+  std::uint32_t di;
+  float* s;
+  std::uint32_t si;
+  std::uint32_t n;
+};
+using Kernel = std::function<void(const Buffers&)>;
+
+/// A kernel and its plain loop.
+struct KernelCase {
+  const char* name;
+  Kernel fast;
+  Kernel plain;
+  bool exact = false;  ///< the results are integers or copies: NaN patterns count too
+};
+
+/// Place in the block, -1 for none, where both forms of a kernel differ. d and s are places too.
+inline std::ptrdiff_t FirstDifference(const KernelCase& c, std::vector<float> block, std::size_t d,
+                                      std::uint32_t di, std::size_t s, std::uint32_t si,
+                                      std::uint32_t n) {
+  std::vector<float> plain = block;
+  c.fast({block.data() + d, di, block.data() + s, si, n});
+  c.plain({plain.data() + d, di, plain.data() + s, si, n});
+  for (std::size_t i = 0; i < block.size(); ++i) {
+    if (c.exact ? std::bit_cast<std::uint32_t>(block[i]) != std::bit_cast<std::uint32_t>(plain[i])
+                : !Same(block[i], plain[i])) {
+      return static_cast<std::ptrdiff_t>(i);
+    }
+  }
+  return -1;
+}
+
+/// d[i] = op(d[i], s[i], i), one by one.
+inline Kernel Each(float (*op)(float x, float y, std::uint32_t i)) {
+  return [op](const Buffers& r) {
+    for (std::uint32_t i = 0; i < r.n; ++i) {
+      float& x = r.d[std::size_t{i} * r.di];
+      x = op(x, r.s[std::size_t{i} * r.si], i);
+    }
+  };
+}
+
+/// d[i] = op(s[i]) for elements of other types; backwards where they grow.
+template <class D, class S>
+Kernel Converted(D (*op)(S x)) {
+  return [=](const Buffers& r) {
+    for (std::size_t k = 0; k < r.n; ++k) {
+      const std::size_t i = sizeof(D) > sizeof(S) ? r.n - 1 - k : k;
+      S value;
+      std::memcpy(&value, reinterpret_cast<char*>(r.s) + i * r.si * sizeof(S), sizeof(S));
+      const D result = op(value);
+      std::memcpy(reinterpret_cast<char*>(r.d) + i * r.di * sizeof(D), &result, sizeof(D));
+    }
+  };
+}
+
+inline std::int32_t* Ints(float* p) { return reinterpret_cast<std::int32_t*>(p); }
+inline std::int16_t* Shorts(float* p) { return reinterpret_cast<std::int16_t*>(p); }
+inline std::uint8_t* Bytes(float* p) { return reinterpret_cast<std::uint8_t*>(p); }
+
+inline float Clipped(float x, float lo, float hi) {
+  const float above = x > lo ? x : lo;
+  return above < hi ? above : hi;
+}
+
+inline std::int32_t Rounded(double x) {
+  return !(x >= -2147483648.0) ? std::numeric_limits<std::int32_t>::min()
+         : x >= 2147483648.0   ? std::numeric_limits<std::int32_t>::max()
+                               : static_cast<std::int32_t>(std::nearbyint(x));
+}
+
+inline std::int16_t Wrapped(double x) {
+  const double rest = std::isfinite(x) ? std::remainder(std::trunc(x), 65536.0) : 0.0;
+  return static_cast<std::int16_t>(static_cast<std::int32_t>(rest));
+}
+
+inline void PlainReciprocals(const Buffers& r) {
+  float last = 0.0F;
+  for (std::size_t i = 0; i < r.n; ++i) {
+    float& x = r.d[i * r.di];
+    x = last = x < 0.0F || x > 0.0F ? 1.0F / x : last;
+  }
+}
+
+// A call with d, di, s, si, n as in Buffers, and what the plain loop writes: of elements x of d, y
+// of s, with index i; or of converted elements x of s.
+#define LIMES_CALL(call)                                \
+  [](const Buffers& r) {                                \
+    [[maybe_unused]] const auto& [d, di, s, si, n] = r; \
+    DVL::call;                                          \
+  }
+#define LIMES_ELEMENT(call, result)                                    \
+  MakeCase(#call, LIMES_CALL(call),                                    \
+           Each([]([[maybe_unused]] float x, [[maybe_unused]] float y, \
+                   [[maybe_unused]] std::uint32_t i) -> float { return result; }))
+#define LIMES_CONVERSION(D, S, call, result) \
+  MakeCase(#call, LIMES_CALL(call), Converted(+[](S x) -> D { return result; }))
+
+inline KernelCase MakeCase(const char* name, Kernel fast, Kernel plain) {
+  return {name, std::move(fast), std::move(plain)};
+}
+
+/// Kernels that write elements.
+inline std::vector<KernelCase> ElementCases() {
+  std::vector<KernelCase> cases = {
+      LIMES_ELEMENT(SetConstant(d, n, di, 1.5F), 1.5F),
+      LIMES_ELEMENT(SetConstant(Ints(d), n, di, 0x3F800000), 1.0F),
+      LIMES_ELEMENT(AddFloatIp(d, n, di, 1.1F), x + 1.1F),
+      LIMES_ELEMENT(AddFloatIp(d, n, di, std::nanf("")), x + std::nanf("")),
+      LIMES_ELEMENT(SubFloatIp(d, n, di, 1.1F), x - 1.1F),
+      LIMES_ELEMENT(MulFloatIp(d, n, di, 1.1F), x * 1.1F),
+      LIMES_ELEMENT(LinTransfromIp(d, n, di, 1.1F, 0.3F), x * 1.1F + 0.3F),
+      LIMES_ELEMENT(SquareIp(d, n, di), x * x),
+      LIMES_ELEMENT(SquareRootIp(d, n, di), x > 0.0F ? std::sqrt(x) : 0.0F),
+      {"ReciprocalIp", LIMES_CALL(ReciprocalIp(d, n, di)), PlainReciprocals},
+      LIMES_ELEMENT(VectorAbsValIp(d, n, di), std::fabs(x)),
+      LIMES_ELEMENT(ClipVectorIp(d, n, di, -0.0F, 2.0F), Clipped(x, -0.0F, 2.0F)),
+      LIMES_ELEMENT(FloatRowIp(d, n, di, 0.3F, 1.1F), static_cast<float>(i) * 1.1F + 0.3F),
+      LIMES_ELEMENT(Int32RowIp(Ints(d), n, di, 2147483600, 16777259),
+                    std::bit_cast<float>(2147483600U + i * 16777259U)),
+      LIMES_ELEMENT(VectorAddVector(d, di, s, si, n, 1.1F), x + y * 1.1F),
+      LIMES_ELEMENT(VectorWeightedSum(d, di, s, si, n, 0.3F, 1.1F), x * 0.3F + y * 1.1F),
+      LIMES_ELEMENT(MaximizeVectorsWithInc(d, di, s, si, n), x > y ? x : y),
+      LIMES_ELEMENT(MinimizeVectorsWithInc(d, di, s, si, n), x < y ? x : y),
+      LIMES_CONVERSION(std::uint32_t, std::uint32_t, Interleave(d, di, s, si, n), x),
+      LIMES_CONVERSION(float, std::int32_t, Int32ToFloat(d, di, Ints(s), si, n, 1.1F),
+                       static_cast<float>(x) * 1.1F),
+      LIMES_CONVERSION(std::int32_t, float, FloatToInt32(Ints(d), di, s, si, n, 2.5F),
+                       Rounded(double{x * 2.5F})),
+      LIMES_CONVERSION(float, std::int16_t, Int16ToFloat(d, di, Shorts(s), si, n, 1.1F),
+                       static_cast<float>(x) * 1.1F),
+      LIMES_CONVERSION(std::int16_t, float, FloatToInt16(Shorts(d), di, s, si, n, 1e6F),
+                       Wrapped(double{x} * 1e6)),
+      LIMES_CONVERSION(
+          std::uint8_t, float, Float2ByteVector(s, n, -3.0F, 4.0F, Bytes(d), 71, si, di),
+          static_cast<std::uint8_t>(std::nearbyint((Clipped(x, -3.0F, 4.0F) + 3.0F) * 10.0F))),
+      LIMES_CONVERSION(
+          std::uint8_t, float, Float2ByteVector(s, n, -3.0F, 1e9F, Bytes(d), 1U << 31U, si, di),
+          static_cast<std::uint8_t>(static_cast<std::int64_t>(
+              std::nearbyint((Clipped(x, -3.0F, 1e9F) + 3.0F) * (2147483648.0F / (1e9F + 3.0F)))))),
+  };
+  for (KernelCase& c : cases) {
+    const std::string_view name = c.name;
+    for (const char* exact : {"Int32Row", "Abs", "Interleave", "FloatTo", "Float2"}) {
+      c.exact = c.exact || name.find(exact) != name.npos;
+    }
+  }
+  return cases;
+}
+
+}  // namespace limes::test
