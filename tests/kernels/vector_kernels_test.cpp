@@ -62,6 +62,38 @@ TEST(VectorKernels, ElementsHaveTheBitsOfThePlainLoop) {
   }
 }
 
+TEST(VectorKernels, ReductionsHaveTheBitsOfThePlainLoop) {
+  for (const auto& c : test::ReductionCases()) {
+    ExpectSameBits(c);
+  }
+}
+
+TEST(VectorKernels, StatisticsJoinBlocks) {
+  const float values[] = {1.0F, 2.0F, 3.0F, 4.0F, 5.0F};
+  DVL::StatisticsData_t s;
+  DVL::VectorStatistics(values, 2, 1, s);
+  DVL::VectorStatistics(values + 2, 3, 1, s);
+  DVL::VectorStatistics(values, 0, 1, s);
+  s.calc_stddev();
+  EXPECT_TRUE(s.valid() && s.min == 1.0F && s.max == 5.0F && s.count == 5);
+  EXPECT_TRUE(s.mean == 3.0F && s.meanSquare == 11.0F && s.stdDev == std::sqrt(2.0F));
+  s.reset();
+  const float equal[] = {3.0F, 3.0F, 3.0F};
+  DVL::VectorStatistics(equal, 3, 1, s);
+  EXPECT_TRUE(!s.valid() && s.mean == 3.0F && s.count == 3);  // kept: equal samples are not valid
+  s.meanSquare = 8.0F;
+  s.calc_stddev();
+  EXPECT_TRUE(std::isnan(s.stdDev));
+
+  float mean[] = {7.0F, 7.0F};
+  EXPECT_EQ(DVL::VectorVarianz(values, 0, 1, mean), 0.0F);
+  EXPECT_EQ(DVL::VectorStdDev(values, 3, 2, mean + 1), std::sqrt(8.0F / 3.0F));
+  EXPECT_EQ(mean[0] + mean[1], 10.0F);
+  EXPECT_EQ(DVL::VectorKovarianz(values, 2, equal, 1, 3, mean), 0.0F);
+  EXPECT_EQ(mean[0], 3.0F);
+  EXPECT_TRUE(std::isnan(DVL::Kurtosis(equal, 3)));
+}
+
 TEST(VectorKernels, CombinationsHaveTheBitsOfTwoPasses) {
   for (const int place : {0, 1, 2, 3}) {  // a apart, at dst, one before it; b one before dst
     const auto places = [place](const Buffers& r) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -166,6 +167,94 @@ inline std::vector<KernelCase> ElementCases() {
     }
   }
   return cases;
+}
+
+/// Sum of op(x of s, y of d), in order.
+template <class Op>
+float Total(const Buffers& r, Op op) {
+  float sum = 0.0F;
+  for (std::size_t i = 0; i < r.n; ++i) {
+    sum += op(r.s[i * r.si], r.d[i * r.di]);
+  }
+  return sum;
+}
+
+/// Four lanes from the first element on, whatever the address.
+inline float PlainKurtosis(const Buffers& r, float mean) {
+  float two[4] = {};
+  float four[4] = {};
+  for (std::size_t i = 0, whole = r.n / 4 * 4; i <= r.n; ++i) {
+    if (i == whole) {
+      two[0] = two[1] + two[0] + two[2] + two[3];
+      four[0] = four[1] + four[0] + four[2] + four[3];
+    }
+    if (i < r.n) {
+      const float square = (r.s[i] - mean) * (r.s[i] - mean);
+      two[i < whole ? i % 4 : 0] += square;
+      four[i < whole ? i % 4 : 0] += square * square;
+    }
+  }
+  return four[0] / (two[0] * two[0]) * static_cast<float>(r.n);
+}
+
+inline void PlainStatistics(const Buffers& r) {
+  const auto n = static_cast<float>(r.n);
+  std::array<float, 4> out = {r.s[0], r.s[0]};
+  out[2] = Total(r, [](float x, float) { return x; }) / n;
+  out[3] = Total(r,
+                 [&](float x, float) {
+                   out[0] = x < out[0] ? x : out[0];
+                   out[1] = x > out[1] ? x : out[1];
+                   return x * x;
+                 }) /
+           n;
+  out = r.n == 0 ? std::array<float, 4>() : out;
+  std::memcpy(r.d, out.data(), sizeof(out));
+}
+
+inline void Statistics(const Buffers& r) {
+  std::array<float, 4> out;
+  DVL::VectorStatistics(r.s, r.n, r.si, out.data(), nullptr);
+  std::memcpy(r.d, out.data(), sizeof(out));
+}
+
+// A call, and the plain loop for n > 0 (as the float count); both results are stored in d.
+#define LIMES_REDUCTION(call, result)                                                            \
+  MakeCase(                                                                                      \
+      #call,                                                                                     \
+      [](const Buffers& r) {                                                                     \
+        [[maybe_unused]] const auto& [d, di, s, si, n] = r;                                      \
+        *r.d = DVL::call;                                                                        \
+      },                                                                                         \
+      [](const Buffers& r) {                                                                     \
+        [[maybe_unused]] const auto count = static_cast<float>(r.n);                             \
+        [[maybe_unused]] const float m = Total(r, [](float x, float) { return x; }) / count;     \
+        [[maybe_unused]] const float other = Total(r, [](float, float y) { return y; }) / count; \
+        *r.d = r.n == 0 ? 0.0F : (result);                                                       \
+      })
+#define LIMES_TOTAL(term) \
+  Total(r, [=]([[maybe_unused]] float x, [[maybe_unused]] float y) { return term; })
+
+/// Kernels that return a number, or four.
+inline std::vector<KernelCase> ReductionCases() {
+  return {
+      LIMES_REDUCTION(VectorSum(s, n, si), LIMES_TOTAL(x)),
+      LIMES_REDUCTION(VectorAbsSum(s, n, si), LIMES_TOTAL(std::fabs(x))),
+      LIMES_REDUCTION(VectorSqrSum(s, n, si), LIMES_TOTAL(x * x)),
+      LIMES_REDUCTION(VectorMean(s, n, si), m),
+      LIMES_REDUCTION(VectorAbsMean(s, n, si), LIMES_TOTAL(std::fabs(x)) / count),
+      LIMES_REDUCTION(VectorSqrMean(s, n, si), LIMES_TOTAL(x * x) / count),
+      LIMES_REDUCTION(VectorRMS(s, n, si), std::sqrt(LIMES_TOTAL(x * x) / count)),
+      LIMES_REDUCTION(VectorL2Norm(s, n, si), std::sqrt(LIMES_TOTAL(x * x))),
+      LIMES_REDUCTION(VectorSkalarprodukt(s, si, d, di, n), LIMES_TOTAL(x * y)),
+      LIMES_REDUCTION(VectorVarianz(s, n, si, nullptr), LIMES_TOTAL((x - m) * (x - m)) / count),
+      LIMES_REDUCTION(VectorStdDev(s, n, si, nullptr),
+                      std::sqrt(LIMES_TOTAL((x - m) * (x - m)) / count)),
+      LIMES_REDUCTION(VectorKovarianz(d, di, s, si, n, nullptr),
+                      LIMES_TOTAL((y - other) * (x - m)) / count),
+      {"VectorStatistics", Statistics, PlainStatistics},
+      LIMES_REDUCTION(Kurtosis(s, n), PlainKurtosis(r, DVL::VectorMean(r.s, r.n, 1))),
+  };
 }
 
 }  // namespace limes::test
