@@ -1,0 +1,96 @@
+#pragma once
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+
+#include "limes/limes.h"
+
+/// What the parts of the Python module share: arrays over a signal's values, holding a signal while
+/// the interpreter lock is open, texts and states.
+namespace limes::python {
+
+namespace py = pybind11;
+
+void BindUnits(py::module_& module);
+void BindCurves(py::module_& module);
+void BindLearners(py::module_& module);
+void BindDefects(py::module_& module);
+
+/// Loops over fewer points keep the interpreter lock: opening it costs as much as they do.
+inline constexpr std::size_t kLongLoop = 50000;
+
+/// Holds a signal's values where they are: while one lives, what would move them is refused. Made
+/// and destroyed with the interpreter lock.
+class Hold {
+ public:
+  explicit Hold(const CSigRaw& signal);
+  Hold(const Hold&) = delete;
+  Hold& operator=(const Hold&) = delete;
+  ~Hold();
+
+ private:
+  const CSigRaw* signal_;
+};
+
+/// Throws BufferError while anything holds the signal.
+void RefuseIfHeld(const CSigRaw& signal);
+
+/// The values as an array without a copy. It keeps the owner alive and holds the signal.
+py::array_t<float> ValuesView(py::object owner, CSigRaw& signal, std::size_t n);
+
+/// One-dimensional values of an object: itself when it is a plain writable float array, else a
+/// copy as one.
+py::array_t<float> FloatArray(py::object values);
+
+/// The curve on the grid of another one; throws ValueError when they have nothing in common.
+std::unique_ptr<CSigCurveExt> Fitted(const CSigCurveExt& curve, const CSigCurveExt& grid,
+                                     bool maximum);
+
+/// An object of a class that is used by one thread at a time, with the lock that sees to it.
+template <class T>
+struct Locked : T {
+  using T::T;
+  Locked() = default;
+  Locked(const Locked& other) : T(other) {}
+
+  std::mutex mutex;
+};
+
+/// Runs f under the object's lock, and without the interpreter lock when n points are many.
+template <class T, class F>
+auto Exclusively(Locked<T>& object, std::size_t n, F f) {
+  if (n < kLongLoop && object.mutex.try_lock()) {
+    const std::lock_guard guard(object.mutex, std::adopt_lock);
+    return f(static_cast<T&>(object));
+  }
+  const py::gil_scoped_release open;
+  const std::lock_guard guard(object.mutex);
+  return f(static_cast<T&>(object));
+}
+
+inline std::string Utf8(const wide_char* text) { return WideToUtf8(text); }
+
+/// The bytes that an object's write function puts into a stream.
+template <class F>
+py::bytes WrittenBytes(F write) {
+  CMemoryStream file;
+  if (!write(file)) {
+    throw py::value_error("nothing to write: there is no state yet, or memory is short");
+  }
+  const auto bytes = file.Bytes();
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// A stream over the bytes of a Python object, which must outlive it.
+inline CMemoryStream StreamOver(std::string_view bytes) {
+  return CMemoryStream(
+      std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+}
+
+}  // namespace limes::python

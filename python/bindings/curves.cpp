@@ -1,0 +1,249 @@
+#include <cmath>
+
+#include "bindings.h"
+
+namespace limes::python {
+namespace {
+
+void RequireAxis(float x0, float x1) {
+  if (!std::isfinite(x0) || !std::isfinite(x1) || !(x0 < x1)) {
+    throw py::value_error("the x axis must be finite and rising");
+  }
+}
+
+/// A curve over the array's own memory when that is a plain float array, else over a copy.
+std::unique_ptr<CSigCurveExt> CurveOver(const py::array_t<float>& values, float x0, float x1) {
+  if (values.size() > py::ssize_t{CSigRaw::kMaxWords}) {
+    throw py::value_error("too many values for a curve");
+  }
+  RequireAxis(x0, x1);
+  auto curve = std::make_unique<CSigCurveExt>();
+  curve->SetBuffer(const_cast<float*>(values.data()), static_cast<std::int32_t>(values.size()));
+  curve->SetXMinMax(x0, x1);
+  curve->ResetVMinMax();
+  return curve;
+}
+
+py::object MakeCurve(const py::object& values, float x0, float x1) {
+  const py::array_t<float> array = FloatArray(values);
+  py::object curve = py::cast(CurveOver(array, x0, x1));
+  py::detail::keep_alive_impl(curve, array);
+  return curve;
+}
+
+int IndexOf(const CSigCurve& curve, py::ssize_t i) {
+  const auto n = static_cast<py::ssize_t>(curve.DLen());
+  if (i < 0) {
+    i += n;
+  }
+  if (i < 0 || i >= n) {
+    throw py::index_error("no such value");
+  }
+  return static_cast<int>(i);
+}
+
+py::bytes Record(const CSigCurveExt& curve, bool raw) {
+  return WrittenBytes([&](CMemoryStream& file) {
+    const unsigned version = CSignal::CurrentFileVersion();
+    return raw ? curve.WriteToFileRaw(file, version) : curve.WriteToFile(file, version);
+  });
+}
+
+std::unique_ptr<CSigCurveExt> FromRecord(std::string_view bytes, unsigned version) {
+  auto curve = std::make_unique<CSigCurveExt>();
+  CMemoryStream file = StreamOver(bytes);
+  if (const auto status = curve->ReadFromFileChecked(file, version);
+      status != CurveReadStatus::kOk) {
+    throw py::value_error(Utf8(Text(status)));
+  }
+  return curve;
+}
+
+std::string Represent(const CSigCurveExt& curve) {
+  return py::str("CSigCurveExt('{}', {} values, x {:g} to {:g} {}, y in {})")
+      .format(curve.Name(), curve.DLen(), curve.XMin(), curve.XMax(), curve.XUnit().prefixunit(),
+              curve.YUnit().prefixunit());
+}
+
+void BindHeader(py::class_<CSigCurveExt>& curve) {
+  curve
+      .def_property(
+          "name", [](const CSigCurveExt& c) { return wide_string(c.Name()); },
+          [](CSigCurveExt& c, const wide_string& name) { c.SetName(name); })
+      .def_property(
+          "x_unit", [](const CSigCurveExt& c) { return c.XUnit(); },
+          [](CSigCurveExt& c, const CMeasuringUnit& unit) { c.SetXUnit(unit); })
+      .def_property(
+          "y_unit", [](const CSigCurveExt& c) { return c.YUnit(); },
+          [](CSigCurveExt& c, const CMeasuringUnit& unit) { c.SetYUnit(unit); })
+      .def_property(
+          "date", [](const CSigCurveExt& c) { return c.Date(); },
+          [](CSigCurveExt& c, float date) { c.Date(date); })
+      .def("XMin", &CSigCurveExt::XMin)
+      .def("XMax", &CSigCurveExt::XMax)
+      .def("XDelta", &CSigCurveExt::XDelta, "Step of x; x max lies one step behind the last value.")
+      .def(
+          "SetXMinMax",
+          [](CSigCurveExt& c, float x0, float x1) {
+            RequireAxis(x0, x1);
+            c.SetXMinMax(x0, x1);
+            c.ResetVMinMax();
+          },
+          py::arg("x_min"), py::arg("x_max"), "Sets the x axis; all values are valid then.")
+      .def("VMin", &CSigCurveExt::VMin)
+      .def("VMax", &CSigCurveExt::VMax)
+      .def("IMin", &CSigCurveExt::IMin)
+      .def("IMax", &CSigCurveExt::IMax)
+      .def("IsValid", &CSigCurveExt::IsValid)
+      .def("SetVMinMax", &CSigCurveExt::SetVMinMax, py::arg("x0"), py::arg("x1"))
+      .def("ResetVMinMax", &CSigCurveExt::ResetVMinMax);
+}
+
+void BindOperations(py::class_<CSigCurveExt>& curve) {
+  curve.def("GetValue", &CSigCurveExt::GetValue, py::arg("x"))
+      .def(
+          "GetIndex", [](const CSigCurveExt& c, float x) { return c.GetIndex(x); }, py::arg("x"))
+      .def("GetPoint", &CSigCurveExt::GetPoint, py::arg("index"))
+      .def("AbschnittSumme", &CSigCurveExt::AbschnittSumme, py::arg("x0"), py::arg("x1"),
+           py::arg("dB") = false, "Sum of the valid values of a section; of levels their level.")
+      .def(
+          "FitTogether",
+          [](const CSigCurveExt& c, const CSigCurveExt& other) { return c.FitTogether(&other); },
+          py::arg("other"), "Same number of values and the same x axis.")
+      .def("Abs", &CSigCurveExt::Abs)
+      .def("Square", [](CSigCurveExt& c) { c.Square(); })
+      .def("SquareRoot", [](CSigCurveExt& c) { c.SquareRoot(); })
+      .def(
+          "Log",
+          [](CSigCurveExt& c, float ref) {
+            if (!(ref > 0.0F)) {
+              throw py::value_error("the reference must be above 0");
+            }
+            c.Log(ref);
+          },
+          py::arg("reference"), "Levels of the values in dB over the reference.")
+      .def(
+          "CutLeft",
+          [](CSigCurveExt& c, float x) {
+            RefuseIfHeld(c);
+            c.CutLeft(x);
+          },
+          py::arg("x"))
+      .def(
+          "CutRight",
+          [](CSigCurveExt& c, float x) {
+            RefuseIfHeld(c);
+            c.CutRight(x);
+          },
+          py::arg("x"))
+      .def(
+          "Append",
+          [](CSigCurveExt& c, const CSigCurveExt& other) {
+            RefuseIfHeld(c);
+            if (!c.Append(other)) {
+              throw std::bad_alloc();
+            }
+          },
+          py::arg("other"))
+      .def(
+          "__iadd__",
+          [](CSigCurveExt& c, const CSigCurveExt& o) -> CSigCurveExt& { return c += o; },
+          py::is_operator())
+      .def(
+          "__iadd__", [](CSigCurveExt& c, float v) -> CSigCurveExt& { return c += v; },
+          py::is_operator())
+      .def(
+          "__isub__",
+          [](CSigCurveExt& c, const CSigCurveExt& o) -> CSigCurveExt& {
+            static_cast<CSigCurve&>(c) -= o;
+            return c;
+          },
+          py::is_operator())
+      .def(
+          "__imul__",
+          [](CSigCurveExt& c, float v) -> CSigCurveExt& {
+            static_cast<CSigCurve&>(c) *= v;
+            return c;
+          },
+          py::is_operator());
+}
+
+}  // namespace
+
+std::unique_ptr<CSigCurveExt> Fitted(const CSigCurveExt& curve, const CSigCurveExt& grid,
+                                     bool maximum) {
+  using Binning = CSigCurveAssistent::Binning;
+  auto out = std::make_unique<CSigCurveExt>();
+  const Binning binning = maximum ? Binning::kMaximum : Binning::kMean;
+  if (!CSigCurveAssistent::AnpassenAn(curve, grid, *out, binning)) {
+    throw py::value_error("the curve has nothing in common with the grid");
+  }
+  return out;
+}
+
+void BindCurves(py::module_& module) {
+  py::class_<CSigCurveExt> curve(
+      module, "CSigCurveExt",
+      "Signal of float values at equal steps of x, of which those of a valid range count.");
+  curve
+      .def(py::init([](const py::object& values, float x0, float x1) {
+             const py::array_t<float> array = FloatArray(
+                 py::module_::import("numpy").attr("array")(values, py::arg("dtype") = "float32"));
+             auto made = CurveOver(array, x0, x1);
+             if (!made->CopyToRealData() && made->DLen() > 0) {
+               throw std::bad_alloc();
+             }
+             return made;
+           }),
+           py::arg("values"), py::arg("x_min"), py::arg("x_max"),
+           "A curve with a copy of the values; x_max lies one step behind the last one.")
+      .def_static("over", &MakeCurve, py::arg("values"), py::arg("x_min"), py::arg("x_max"),
+                  "A curve over a float32 array's own memory; other values are copied.")
+      .def_property_readonly(
+          "values",
+          [](const py::object& self) {
+            auto& c = self.cast<CSigCurveExt&>();
+            return ValuesView(self, c, c.DLen());
+          },
+          "The values as an array without a copy; while it lives, they cannot be moved.")
+      .def_property_readonly(
+          "x",
+          [](const CSigCurveExt& c) {
+            py::array_t<float> x(static_cast<py::ssize_t>(c.DLen()));
+            for (py::ssize_t i = 0; i < x.size(); ++i) {
+              x.mutable_at(i) = c.GetPoint(static_cast<int>(i));
+            }
+            return x;
+          },
+          "x of each value.")
+      .def("__len__", [](const CSigCurveExt& c) { return c.DLen(); })
+      .def("__getitem__", [](const CSigCurveExt& c, py::ssize_t i) { return c[IndexOf(c, i)]; })
+      .def("__setitem__",
+           [](CSigCurveExt& c, py::ssize_t i, float v) { c.SetAt(IndexOf(c, i), v); })
+      .def("__copy__", [](const CSigCurveExt& c) { return CSigCurveExt(c); })
+      .def(
+          "__deepcopy__", [](const CSigCurveExt& c, const py::dict&) { return CSigCurveExt(c); },
+          py::arg("memo"))
+      .def("__repr__", &Represent)
+      .def(
+          "WriteToFile", [](const CSigCurveExt& c) { return Record(c, false); },
+          "The file record, values with 8 bits each.")
+      .def(
+          "WriteToFileRaw", [](const CSigCurveExt& c) { return Record(c, true); },
+          "The file record with the values unchanged.")
+      .def_static("ReadFromFile", &FromRecord, py::arg("record"),
+                  py::arg("version") = CSignal::CurrentFileVersion(),
+                  "The curve of a file record; ValueError says what is wrong with it.")
+      .def(py::pickle([](const CSigCurveExt& c) { return py::make_tuple(Record(c, true)); },
+                      [](const py::tuple& state) {
+                        return FromRecord(state[0].cast<std::string_view>(),
+                                          CSignal::CurrentFileVersion());
+                      }));
+  BindHeader(curve);
+  BindOperations(curve);
+
+  module.def("fit", &Fitted, py::arg("curve"), py::arg("grid"), py::arg("maximum") = false,
+             "The curve on the grid of another one.");
+}
+
+}  // namespace limes::python

@@ -1,0 +1,312 @@
+#include <memory>
+
+#include "bindings.h"
+
+namespace limes::python {
+namespace {
+
+using LockedValue = Locked<CLernenderGrenzwert>;
+using LockedCurve = Locked<CKurvenLernWerkzeug>;
+using LockedTrack = Locked<CTrackLernWerkzeug>;
+
+void Require(MergeStatus status) {
+  if (status != MergeStatus::kOk) {
+    throw py::value_error(Utf8(Text(status)));
+  }
+}
+
+/// Why a curve cannot be learnt or judged on a grid; null when it can.
+const char* Misfit(const CSigCurveExt* grid, const CSigCurve& curve) {
+  if (grid == nullptr) {
+    return "no template yet: call Vorlage first";
+  }
+  if (!grid->FitTogether(&curve)) {
+    return "the curve has another grid: fit it first";
+  }
+  if (!(grid->XUnit() == curve.XUnit()) || !(grid->YUnit() == curve.YUnit())) {
+    return "the curve has other units";
+  }
+  return nullptr;
+}
+
+void RequireFit(const CSigCurveExt* grid, const CSigCurve& curve) {
+  if (const char* reason = Misfit(grid, curve)) {
+    throw py::value_error(reason);
+  }
+}
+
+/// A copy of a curve that a tool owns; None while there is none.
+std::unique_ptr<CSigCurveExt> CopyOf(const CSigCurveExt* curve) {
+  return curve == nullptr ? nullptr : std::make_unique<CSigCurveExt>(*curve);
+}
+
+template <class T>
+std::unique_ptr<Locked<T>> FromState(std::string_view bytes) {
+  auto tool = std::make_unique<Locked<T>>();
+  CMemoryStream file = StreamOver(bytes);
+  if (const LearnStateStatus status = tool->ReadState(file); status != LearnStateStatus::kOk) {
+    throw py::value_error(Utf8(Text(status)));
+  }
+  return tool;
+}
+
+/// What all three learners do alike: states, pickling, joining.
+template <class T>
+void BindState(py::class_<Locked<T>>& tool) {
+  const auto state = [](Locked<T>& t) {
+    return WrittenBytes([&](CMemoryStream& file) {
+      return Exclusively(t, kLongLoop, [&](T& plain) { return plain.WriteState(file); });
+    });
+  };
+  tool.def("WriteState", state, "The whole state, bit for bit.")
+      .def_static("ReadState", &FromState<T>, py::arg("state"),
+                  "A learner of what WriteState gave; ValueError says what is wrong with it.")
+      .def(
+          "Merge",
+          [](Locked<T>& t, Locked<T>& other) {
+            if (&t == &other) {
+              throw py::value_error("a state cannot be joined with itself");
+            }
+            MergeStatus status = MergeStatus::kOk;
+            {
+              const py::gil_scoped_release open;
+              const std::scoped_lock both(t.mutex, other.mutex);
+              status = t.T::Merge(other);
+            }
+            Require(status);
+          },
+          py::arg("other"), "Joins the state with one that was learnt elsewhere, as the later one.")
+      .def(py::pickle(
+          [state](Locked<T>& t) { return py::make_tuple(state(t)); },
+          [](const py::tuple& s) { return FromState<T>(s[0].cast<std::string_view>()); }));
+}
+
+void BindJudgements(py::module_& module) {
+  py::enum_<Verdict>(module, "Verdict", "What a limit says of a part.")
+      .value("PASS", Verdict::kPass)
+      .value("FAIL", Verdict::kFail)
+      .value("NOT_JUDGED", Verdict::kNotJudged);
+  py::class_<SValueJudgement>(module, "SValueJudgement", "Judgement of a value by a learnt limit.")
+      .def_readonly("verdict", &SValueJudgement::verdict)
+      .def_readonly("value", &SValueJudgement::value)
+      .def_readonly("limit", &SValueJudgement::limit)
+      .def_readonly("mean", &SValueJudgement::mean)
+      .def_readonly("spread", &SValueJudgement::spread)
+      .def_readonly("deviation", &SValueJudgement::deviation)
+      .def("__bool__", [](const SValueJudgement& j) { return j.verdict == Verdict::kPass; })
+      .def("__repr__", [](const SValueJudgement& j) {
+        return py::str("<{}: value {:g}, limit {:g}>").format(Text(j.verdict), j.value, j.limit);
+      });
+  py::class_<SCurveJudgement>(module, "SCurveJudgement",
+                              "Judgement of a curve by a learnt limit curve.")
+      .def_readonly("verdict", &SCurveJudgement::verdict)
+      .def_readonly("x0", &SCurveJudgement::x0)
+      .def_readonly("x1", &SCurveJudgement::x1)
+      .def_readonly("share", &SCurveJudgement::share)
+      .def_readonly("deviation", &SCurveJudgement::deviation)
+      .def_readonly("rms", &SCurveJudgement::rms)
+      .def_readonly("x", &SCurveJudgement::x)
+      .def_readonly("value", &SCurveJudgement::value)
+      .def_readonly("limit", &SCurveJudgement::limit)
+      .def_readonly("mean", &SCurveJudgement::mean)
+      .def_readonly("spread", &SCurveJudgement::spread)
+      .def("__bool__", [](const SCurveJudgement& j) { return j.verdict == Verdict::kPass; })
+      .def("__repr__", [](const SCurveJudgement& j) {
+        return py::str("<{}: deviation {:g} at x {:g}, value {:g}, limit {:g}>")
+            .format(Text(j.verdict), j.deviation, j.x, j.value, j.limit);
+      });
+}
+
+void BindValueLearner(py::module_& module) {
+  py::class_<LockedValue> tool(module, "CLernenderGrenzwert",
+                               "Upper limit of a single value: base + mean + factor * spread.");
+  tool.def(py::init([](std::int32_t timeScale) {
+             auto made = std::make_unique<LockedValue>();
+             made->Neustart(timeScale);
+             return made;
+           }),
+           py::arg("time_scale") = 10000)
+      .def("Neustart", &LockedValue::Neustart, py::arg("time_scale"))
+      .def("Bildungsregel", &LockedValue::Bildungsregel, py::arg("base"), py::arg("factor"))
+      .def("NeueMessung", &LockedValue::NeueMessung, py::arg("value"))
+      .def(
+          "NeueMessungen",
+          [](LockedValue& t, const py::array_t<float, py::array::forcecast>& values) {
+            if (values.ndim() != 1) {
+              throw py::value_error("the values must be one-dimensional");
+            }
+            const auto v = values.unchecked<1>();
+            Exclusively(t, static_cast<std::size_t>(v.size()), [&](CLernenderGrenzwert& plain) {
+              for (py::ssize_t i = 0; i < v.size(); ++i) {
+                plain.NeueMessung(v(i));
+              }
+            });
+          },
+          py::arg("values"), "Learns one value after the other.")
+      .def("Beurteilen", &LockedValue::Beurteilen, py::arg("value"))
+      .def("GrenzenGrenzen", &LockedValue::GrenzenGrenzen, py::arg("lower"), py::arg("upper"))
+      .def("NrGelernt", &LockedValue::NrGelernt)
+      .def("Mittelwert", &LockedValue::Mittelwert)
+      .def("StdDev", &LockedValue::StdDev)
+      .def("Grenzwert", &LockedValue::Grenzwert)
+      .def("Sockel", &LockedValue::Sockel)
+      .def("Faktor", &LockedValue::Faktor)
+      .def_property(
+          "name", [](const LockedValue& t) { return wide_string(t.Name()); },
+          [](LockedValue& t, std::u16string_view name) { t.NameIst(name); });
+  BindState<CLernenderGrenzwert>(tool);
+}
+
+/// Learns a curve of a grid that fits.
+void LearnCurve(LockedCurve& t, const CSigCurveExt& curve) {
+  const Hold hold(curve);
+  const char* misfit = Exclusively(t, curve.DLen(), [&](CKurvenLernWerkzeug& plain) {
+    const char* reason = Misfit(plain.Mittelwert(), curve);
+    if (reason == nullptr) {
+      plain.NeueMessung(&curve);
+    }
+    return reason;
+  });
+  if (misfit != nullptr) {
+    throw py::value_error(misfit);
+  }
+}
+
+void BindCurveLearner(py::module_& module) {
+  py::class_<LockedCurve> tool(
+      module, "CKurvenLernWerkzeug",
+      "Upper limit along a curve: base + mean + factor * spread, point by point.");
+  const auto part = [](CSigCurveExt* (CKurvenLernWerkzeug::*get)() const) {
+    return [get](LockedCurve& t) {
+      return Exclusively(t, 0,
+                         [get](CKurvenLernWerkzeug& plain) { return CopyOf((plain.*get)()); });
+    };
+  };
+  tool.def(py::init<>())
+      .def(
+          "Vorlage",
+          [](LockedCurve& t, const CSigCurveExt& curve) {
+            const Hold hold(curve);
+            Exclusively(t, curve.DLen(),
+                        [&](CKurvenLernWerkzeug& plain) { plain.Vorlage(&curve); });
+          },
+          py::arg("template"), "Sets grid and units; then call Neustart.")
+      .def("Bildungsregel", &LockedCurve::Bildungsregel, py::arg("base"), py::arg("factor"),
+           py::arg("width") = 0.0F)
+      .def("Neustart", &LockedCurve::Neustart, py::arg("time_scale") = 10000)
+      .def(
+          "Fitted",
+          [](LockedCurve& t, py::object curve) {
+            const auto& given = curve.cast<const CSigCurveExt&>();
+            const CSigCurveExt* grid = t.Mittelwert();
+            const bool fits = grid == nullptr || grid->FitTogether(&given);
+            return fits ? curve : py::cast(Fitted(given, *grid, false));
+          },
+          py::arg("curve"), "The curve itself when it is on the learnt grid, else fitted to it.")
+      .def("NeueMessung", &LearnCurve, py::arg("curve"),
+           "Learns one curve; ValueError when it does not fit the template.")
+      .def(
+          "GrenzeAktualisieren",
+          [](LockedCurve& t) {
+            const bool formed = Exclusively(t, kLongLoop, [](CKurvenLernWerkzeug& plain) {
+              return plain.GrenzeAktualisieren() != 0;
+            });
+            if (!formed) {
+              throw py::value_error("nothing is learnt yet");
+            }
+          },
+          "Forms the limit of what is learnt.")
+      .def(
+          "Beurteilen",
+          [](LockedCurve& t, const CSigCurveExt& curve) {
+            RequireFit(t.Mittelwert(), curve);
+            const Hold hold(curve);
+            return Exclusively(t, curve.DLen(), [&](const CKurvenLernWerkzeug& plain) {
+              return plain.Beurteilen(curve);
+            });
+          },
+          py::arg("curve"), "Judges a curve by the limit as it was last formed.")
+      .def("NrGelernt", &LockedCurve::NrGelernt)
+      .def("Mittelwert", part(&CKurvenLernWerkzeug::Mittelwert), "A copy of the mean.")
+      .def("QuadratMW", part(&CKurvenLernWerkzeug::QuadratMW), "A copy of the mean square.")
+      .def("StandardAbw", part(&CKurvenLernWerkzeug::StandardAbw), "A copy of the spread.")
+      .def("Grenzkurve", part(&CKurvenLernWerkzeug::Grenzkurve), "A copy of the limit.")
+      .def("GrenzParameterText", &LockedCurve::GrenzParameterText)
+      .def("Sockel", &LockedCurve::Sockel)
+      .def("Faktor", &LockedCurve::Faktor)
+      .def("Breite", &LockedCurve::Breite);
+  BindState<CKurvenLernWerkzeug>(tool);
+}
+
+void BindTrackLearner(py::module_& module) {
+  py::class_<LockedTrack> tool(
+      module, "CTrackLernWerkzeug",
+      "Upper limit along a curve, learnt from curves that each cover a part of the x axis.");
+  const auto part = [](const CSigCurveExt* (CTrackLernWerkzeug::*get)() const) {
+    return [get](LockedTrack& t) {
+      return Exclusively(t, 0, [get](CTrackLernWerkzeug& plain) { return CopyOf((plain.*get)()); });
+    };
+  };
+  tool.def(py::init<>())
+      .def(
+          "Vorlage", [](LockedTrack& t, const CSigCurveExt& curve) { t.Vorlage(&curve); },
+          py::arg("template"), "Sets grid and units; its valid range counts as learnt.")
+      .def("Neustart", &LockedTrack::Neustart)
+      .def("Bildungsregel", &LockedTrack::Bildungsregel, py::arg("base"), py::arg("factor"))
+      .def(
+          "NeueMessung",
+          [](LockedTrack& t, const CSigCurveExt& curve) {
+            RequireFit(t.Mittelwert(), curve);
+            const Hold hold(curve);
+            Exclusively(t, curve.DLen(),
+                        [&](CTrackLernWerkzeug& plain) { plain.NeueMessung(&curve); });
+          },
+          py::arg("curve"), "Learns one curve; ValueError when it does not fit the template.")
+      .def(
+          "GrenzeBilden",
+          [](LockedTrack& t) {
+            if (!Exclusively(t, kLongLoop,
+                             [](CTrackLernWerkzeug& plain) { return plain.GrenzeBilden(); })) {
+              throw py::value_error("nothing is learnt yet");
+            }
+          },
+          "Forms the limit of what is learnt.")
+      .def(
+          "Beurteilen",
+          [](LockedTrack& t, const CSigCurveExt& curve) {
+            RequireFit(t.Mittelwert(), curve);
+            return Exclusively(
+                t, 0, [&](const CTrackLernWerkzeug& plain) { return plain.Beurteilen(curve); });
+          },
+          py::arg("curve"), "Judges a curve where enough curves were learnt.")
+      .def_property(
+          "base_count", [](const LockedTrack& t) { return t.BasisLernenAnzahl(); },
+          [](LockedTrack& t, std::uint32_t count) { t.BasisLernenAnzahl(count); })
+      .def("HatGelernt", &LockedTrack::HatGelernt)
+      .def("Mittelwert", part(&CTrackLernWerkzeug::Mittelwert), "A copy of the mean.")
+      .def("QuadratMW", part(&CTrackLernWerkzeug::QuadratMW), "A copy of the mean square.")
+      .def("Grenzkurve", part(&CTrackLernWerkzeug::Grenzkurve), "A copy of the limit.")
+      .def(
+          "StdAbwKurve",
+          [](LockedTrack& t) {
+            return Exclusively(
+                t, 0, [](CTrackLernWerkzeug& plain) { return CopyOf(plain.StdAbwKurve()); });
+          },
+          "A copy of the spread.")
+      .def("Lernzahlen", [](const LockedTrack& t) {
+        const auto counts = t.Lernzahlen();
+        return py::array_t<std::uint32_t>(static_cast<py::ssize_t>(counts.size()), counts.data());
+      });
+  BindState<CTrackLernWerkzeug>(tool);
+}
+
+}  // namespace
+
+void BindLearners(py::module_& module) {
+  BindJudgements(module);
+  BindValueLearner(module);
+  BindCurveLearner(module);
+  BindTrackLearner(module);
+}
+
+}  // namespace limes::python

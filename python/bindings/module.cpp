@@ -1,0 +1,11 @@
+#include "bindings.h"
+
+PYBIND11_MODULE(_limes, module) {
+  module.doc() =
+      "Measurement signals, learnt limits and verdicts: the C++ classes under their names.";
+  module.attr("__version__") = LIMES_VERSION_STRING;
+  limes::python::BindUnits(module);
+  limes::python::BindCurves(module);
+  limes::python::BindLearners(module);
+  limes::python::BindDefects(module);
+}

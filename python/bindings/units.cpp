@@ -1,0 +1,57 @@
+#include <pybind11/operators.h>
+
+#include "bindings.h"
+
+namespace limes::python {
+
+void BindUnits(py::module_& module) {
+  py::class_<CMeasuringUnit>(module, "CMeasuringUnit",
+                             "Physical unit of an axis, linear or a level in dB over a reference.")
+      .def(py::init<>(), "No unit.")
+      .def(py::init([](std::u16string_view text) {
+             bool exact = false;
+             CMeasuringUnit unit = CMeasuringUnit::FromText(text, &exact);
+             if (!exact && !text.empty() && text != u"-" && unit.empty()) {
+               throw py::value_error("unknown unit: " + WideToUtf8(text));
+             }
+             return unit;
+           }),
+           py::arg("text"), "The unit of a text such as 'kHz', 'm/s²' or 'dB(Pa)'.")
+      .def(
+          "power", [](CMeasuringUnit& unit, short n) { unit.power(n); }, py::arg("n"),
+          "The n-th power, in place.")
+      .def(
+          "root",
+          [](CMeasuringUnit& unit, short n) {
+            if (!unit.root(n)) {
+              throw py::value_error("the unit has no such root");
+            }
+          },
+          py::arg("n"), "The n-th root, in place; ValueError when there is none.")
+      .def("invert", &CMeasuringUnit::invert, "The reciprocal unit, in place.")
+      .def_property_readonly("exponent", &CMeasuringUnit::Exponent)
+      .def_property_readonly("is_log", &CMeasuringUnit::is_log)
+      .def_property_readonly("reference", &CMeasuringUnit::Logref)
+      .def("baseunit", &CMeasuringUnit::baseunit)
+      .def("mainunit", &CMeasuringUnit::mainunit)
+      .def("ExactText", &CMeasuringUnit::ExactText)
+      .def("__str__", &CMeasuringUnit::prefixunit)
+      .def("__repr__",
+           [](const CMeasuringUnit& unit) {
+             return "CMeasuringUnit('" + WideToUtf8(unit.ExactText()) + "')";
+           })
+      .def("__bool__", [](const CMeasuringUnit& unit) { return !unit.empty(); })
+      .def("__eq__",
+           [](const CMeasuringUnit& unit, const CMeasuringUnit& other) { return unit == other; })
+      .def("__eq__",
+           [](const CMeasuringUnit& unit, std::u16string_view text) {
+             return unit == CMeasuringUnit::FromText(text);
+           })
+      .def("__copy__", [](const CMeasuringUnit& unit) { return unit; })
+      .def(
+          "__deepcopy__", [](const CMeasuringUnit& unit, const py::dict&) { return unit; },
+          py::arg("memo"));
+  py::implicitly_convertible<py::str, CMeasuringUnit>();
+}
+
+}  // namespace limes::python

@@ -1,0 +1,162 @@
+"""What scripts rely on: arrays without copies, learning and judging, states, misuse."""
+
+import copy
+import pickle
+import threading
+
+import numpy as np
+import pytest
+
+import limes
+
+
+def part(level=60.0, n=100, seed=0, **changes):
+    noise = np.random.default_rng(seed).random(n)
+    made = dict(name="Gear", x_unit="Hz", y_unit="dB(Pa)")
+    made.update(changes)
+    return limes.curve(level + noise, 0, 1000, **made)
+
+
+def test_units():
+    assert str(limes.CMeasuringUnit("kHz")) == "kHz"
+    assert limes.CMeasuringUnit("km/h") == "km/h"
+    assert not limes.CMeasuringUnit()
+    with pytest.raises(ValueError):
+        limes.CMeasuringUnit("s").root(2)
+
+
+def test_values_are_views():
+    c = part()
+    view = c.values
+    view[3] = 1.5
+    assert c[3] == 1.5
+    with pytest.raises(BufferError):
+        c.CutLeft(500)
+    del view
+    c.CutLeft(500)
+    assert len(c) < 100
+    kept = part().values  # outlives its curve
+    assert kept.sum() > 0
+
+    array = np.zeros(10, np.float32)
+    shared = limes.curve(array, 0, 10, copy=False)
+    array[9] = 7
+    assert shared[-1] == 7
+    readonly = np.zeros(10, np.float32)
+    readonly.flags.writeable = False
+    own = limes.curve(readonly, 0, 10, copy=False)
+    own.values[0] = 5
+    assert readonly[0] == 0
+    strided = limes.curve(np.arange(20, dtype=np.float32)[::2], 0, 10, copy=False)
+    assert list(strided.values[:3]) == [0, 2, 4]
+
+
+@pytest.mark.parametrize(
+    ("values", "x_min", "x_max", "error"),
+    [
+        (np.zeros((2, 2)), 0, 1, ValueError),
+        (["a"], 0, 1, ValueError),
+        ([1.0 + 2j], 0, 1, TypeError),
+        ([1.0], 1, 1, ValueError),
+        ([1.0], 0, float("nan"), ValueError),
+    ],
+)
+def test_curves_that_are_none(values, x_min, x_max, error):
+    with pytest.raises(error):
+        limes.CSigCurveExt.over(values, x_min, x_max)
+
+
+def test_learn_and_judge():
+    limit = limes.learn((part(seed=i) for i in range(30)), limes.Rule(base=1, factor=3))
+    assert limit.count == 30
+    assert np.allclose(limit.mean.values, 60.5, atol=0.4)
+    assert limit.judge(part(seed=77))
+    bad = part(seed=78)
+    bad[40] = 90
+    judged = limit.judge(bad)
+    assert judged.verdict == limes.Verdict.FAIL
+    assert judged.x == 400
+    assert judged.value == 90
+    assert limit.judge(part(n=200, seed=5))  # fitted to the grid
+    with pytest.raises(ValueError, match="units"):
+        limit.judge(part(y_unit="dB(g)"))
+    with pytest.raises(ValueError, match="template"):
+        limes.CKurvenLernWerkzeug().NeueMessung(bad)
+    with pytest.raises(ValueError, match="no parts"):
+        limes.learn([])
+    assert "<svg" in limit._repr_html_()
+
+
+def test_states(tmp_path):
+    whole = limes.learn(part(seed=i) for i in range(20))
+    first = limes.learn(part(seed=i) for i in range(12))
+    first.merge(limes.learn(part(seed=i) for i in range(12, 20)))
+    assert first.count == 20
+    assert np.allclose(first.mean.values, whole.mean.values, rtol=1e-6)
+    assert np.allclose(first.limit.values, whole.limit.values, atol=0.02)  # floats: S of Q - M²
+    whole.save(tmp_path / "gear.state")
+    again = limes.CurveLimit.load(tmp_path / "gear.state")
+    assert np.array_equal(again.limit.values, whole.limit.values)
+    damaged = bytearray(whole.tool.WriteState())
+    damaged[60] ^= 1
+    with pytest.raises(ValueError):
+        limes.CKurvenLernWerkzeug.ReadState(bytes(damaged))
+    with pytest.raises(ValueError, match="itself"):
+        first.merge(first)
+    for made in (whole.tool, limes.learn_values([1.0, 2.0]).tool):
+        assert pickle.loads(pickle.dumps(made)).WriteState() == made.WriteState()
+    c = part()
+    for twin in (copy.copy(c), copy.deepcopy(c), pickle.loads(pickle.dumps(c))):
+        assert np.array_equal(twin.values, c.values)
+        assert (twin.name, twin.x_unit) == ("Gear", c.x_unit)
+    with pytest.raises(ValueError):
+        limes.CSigCurveExt.ReadFromFile(b"short")
+
+
+def test_values_and_tracks():
+    limit = limes.learn_values([1.0, 2.0, 3.0], limes.Rule(factor=2))
+    assert limit.limit == pytest.approx(2 + 2 * np.std([1, 2, 3]))
+    assert limit.judge(2.5)
+    assert limit.judge(9).verdict == limes.Verdict.FAIL
+    assert limit.judge(float("nan")).verdict == limes.Verdict.NOT_JUDGED
+    tracks = []
+    for i in range(12):
+        track = part(seed=i)
+        track.SetVMinMax(0, 500 if i < 9 else 900)
+        tracks.append(track)
+    ranged = limes.learn_tracks(tracks, limes.Rule(base=2))
+    assert ranged.counts[10] == 12
+    assert ranged.counts[80] == 3
+    assert ranged.judge(part(seed=99))
+
+
+def test_defects():
+    folder = limes.CDefectReportOrdner(2)
+    for name, priority in (("low", 1), ("high", 9)):
+        report = folder.Naechster()
+        report.name, report.priority = name, priority
+    with pytest.raises(IndexError):
+        folder.Naechster()
+    folder.Ordnen()
+    assert [r.name for r in folder.Geordnet()] == ["high", "low"]
+    assert folder[-1].name == "high"
+    with pytest.raises(IndexError):
+        folder[2]
+
+
+def test_threads_share_a_learner():
+    tool = limes.learn([part(n=100000)]).tool
+    curves = [part(n=100000, seed=i) for i in range(4)]
+    threads = [
+        threading.Thread(target=lambda c=c: [tool.NeueMessung(c) for _ in range(20)]) for c in curves
+    ]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert tool.NrGelernt() == 81
+
+
+def test_plot_escapes_names():
+    limit = limes.learn([part(name="<script>alert(1)</script>")])
+    assert "<script>" not in limit._repr_html_()
