@@ -23,6 +23,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunShow(options, console);
     case Command::kReport:
       return RunReport(options, console);
+    case Command::kMerge:
+      return RunMerge(options, console);
     case Command::kDemo:
       break;
   }
@@ -32,11 +34,11 @@ int Dispatch(const SOptions& options, SConsole& console) {
 }  // namespace
 
 int RunShow(const SOptions& options, SConsole& console) {
-  CStore store(options.store, CStore::Mode::kExisting);
+  CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
   const SSettings settings = store.Settings().value_or(SSettings());
   CModel model(settings);
-  model.Load(store.Quantities());
+  model.Load(store);
   const std::int64_t learnt = store.CountParts(true);
   store.Rollback();
   if (!options.json) {
@@ -50,7 +52,7 @@ int RunShow(const SOptions& options, SConsole& console) {
 }
 
 int RunReport(const SOptions& options, SConsole& console) {
-  CStore store(options.store, CStore::Mode::kExisting);
+  CStore store(options.store, CStore::Mode::kReading);
   SCounts counts;
   const std::string good = store.Settings().value_or(SSettings()).good.value_or("good");
   store.ForEachJudged([&](const SPartVerdict& verdict) {

@@ -75,6 +75,9 @@ class CCurveModel : public CQuantityModel {
   SLearntSummary Summary(Side side) override;
   std::string Warning() override;
 
+ protected:
+  std::string JoinStates(const CQuantityModel& other) override;
+
  private:
   static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
 
@@ -107,6 +110,20 @@ class CCurveModel : public CQuantityModel {
   float fittedSign_ = 1.0F;
   bool stale_ = false;  ///< limits are older than the means
 };
+
+std::string CCurveModel::JoinStates(const CQuantityModel& other) {
+  for (const Side side : sides_) {
+    CKurvenLernWerkzeug theirs = static_cast<const CCurveModel&>(other).Tool(side);
+    // The same width gives another place where the axes begin a rounding step apart.
+    theirs.Bildungsregel(Tool(side).Sockel(), Tool(side).Faktor(), Tool(side).Breite());
+    const MergeStatus status = Tool(side).Merge(theirs);
+    if (status != MergeStatus::kOk) {
+      return WideToUtf8(Text(status));
+    }
+  }
+  stale_ = true;
+  return "";
+}
 
 void CCurveModel::SetRule(Side side) {
   const double width = settings_.width.value_or(0.0);

@@ -113,6 +113,8 @@ std::vector<std::uint8_t> CStatement::Bytes(int column) const {
 }
 
 CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
+  // A reader opens for writing too, else it would leave -wal and -shm behind; a file that must not
+  // be written is then opened for reading.
   const int flags = SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0) |
                     SQLITE_OPEN_NOMUTEX;
   const int code = sqlite3_open_v2(path.c_str(), &database_, flags, nullptr);

@@ -52,7 +52,8 @@ class CStatement {
 /// An open SQLite file. Waits up to ten minutes for other processes. Throws CStoreError.
 class CDatabase {
  public:
-  enum class Mode { kExisting, kCreate };
+  /// Only for reading; for both; for both, and made when there is none.
+  enum class Mode { kReading, kExisting, kCreate };
 
   CDatabase(const std::string& path, Mode mode);
   ~CDatabase();

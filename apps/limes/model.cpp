@@ -61,6 +61,23 @@ void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) con
   check(" over x", q.xUnit, xUnit_);
 }
 
+std::string CQuantityModel::Join(const CQuantityModel& other) {
+  const auto units = [](const SUnit& x, const SUnit& y) {
+    return y.DisplayFull() + (x.IsNone() ? "" : " over " + x.DisplayFull());
+  };
+  if (other.single_ != single_) {
+    return other.single_ ? "is a value there, a curve here" : "is a curve there, a value here";
+  }
+  if (!(other.xUnit_ == xUnit_) || !(other.unit_ == unit_)) {
+    return "the units differ: " + units(other.xUnit_, other.unit_) + " there, " +
+           units(xUnit_, unit_) + " here";
+  }
+  const std::string difference = Difference(settings_, other.settings_,
+                                            {"--cut", "--detrend", "--spectrum", "--sides",
+                                             "--time-scale", "--base", "--factor", "--width"});
+  return difference.empty() ? JoinStates(other) : difference;
+}
+
 bool IsRounding(double excess, double value, double limit) {
   constexpr double kFourSteps = 4.0 / (1 << 24);
   return excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
@@ -68,11 +85,13 @@ bool IsRounding(double excess, double value, double limit) {
 
 CModel::CModel(SSettings settings) : settings_(std::move(settings)) {}
 
+CModel::CModel(CModel&&) noexcept = default;
+
 CModel::~CModel() = default;
 
-void CModel::Load(const std::vector<SStoredQuantity>& stored) {
+void CModel::Load(CStore& store) {
   quantities_.clear();
-  for (const SStoredQuantity& s : stored) {
+  for (const SStoredQuantity& s : store.Quantities()) {
     auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
     model->id = s.id;
     for (const Side side : model->Sides()) {
@@ -81,11 +100,44 @@ void CModel::Load(const std::vector<SStoredQuantity>& stored) {
       const std::string fault =
           state == s.states.end() ? "is missing" : model->SetState(side, state->record);
       if (!fault.empty()) {
-        throw CStoreError("store: the learn state of " + Quoted(s.name) + " " + fault);
+        throw CStoreError(store.Path() + ": the learn state of " + Quoted(s.name) + " " + fault);
       }
     }
     quantities_.push_back(std::move(model));
   }
+}
+
+SJoined CModel::Join(CModel other) {
+  SJoined joined;
+  const bool empty = quantities_.empty();
+  for (auto& theirs : other.quantities_) {
+    const auto mine = std::find_if(quantities_.begin(), quantities_.end(), [&](const auto& model) {
+      return model->Name() == theirs->Name();
+    });
+    if (mine == quantities_.end()) {
+      (empty ? joined.both : joined.onlyThere).push_back(theirs->Name());
+      continue;
+    }
+    if (const std::string reason = (*mine)->Join(*theirs); !reason.empty()) {
+      throw CUsageError("quantity " + Quoted(theirs->Name()) + ": " + reason);
+    }
+    joined.both.push_back(theirs->Name());
+  }
+  if (joined.both.empty()) {
+    throw CUsageError("there is no quantity that both stores know");
+  }
+  if (empty) {
+    quantities_ = std::move(other.quantities_);
+    for (const auto& model : quantities_) {
+      model->id = 0;
+    }
+  }
+  for (const auto& model : quantities_) {
+    if (std::find(joined.both.begin(), joined.both.end(), model->Name()) == joined.both.end()) {
+      joined.onlyHere.push_back(model->Name());
+    }
+  }
+  return joined;
 }
 
 /// Finds each quantity of the part and checks it; nothing is learnt before all fit.

@@ -15,14 +15,27 @@ namespace limes::host {
 
 class CQuantityModel;
 
+/// Names of the quantities that two models have both, or one alone.
+struct SJoined {
+  std::vector<std::string> both;
+  std::vector<std::string> onlyHere;
+  std::vector<std::string> onlyThere;
+};
+
 /// All learnt limits of a store. The first part fixes which quantities there are.
 class CModel {
  public:
   explicit CModel(SSettings settings);
+  CModel(CModel&&) noexcept;
   ~CModel();
 
   /// Takes over what a store holds. Throws CStoreError when a learn state cannot be read.
-  void Load(const std::vector<SStoredQuantity>& stored);
+  void Load(CStore& store);
+
+  /// Joins with what another store has learnt, as if learnt later: the quantities of this model,
+  /// or all when it has none. Throws CUsageError, with no quantity in common or when one of them
+  /// is measured or learnt otherwise; discard the model then. The other one is used up.
+  SJoined Join(CModel other);
 
   /// Learns one part, wholly or not at all. Throws CInputError.
   void Learn(const SPart& part);

@@ -173,6 +173,18 @@ CLI::App* AddList(CLI::App& app, SOptions& o, const char* name, const char* help
   return command;
 }
 
+CLI::App* AddMerge(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("merge", "join what other stores have learnt into one");
+  command->add_option("STORE", o.store, "the store that takes it, made when there is none")
+      ->required()
+      ->type_name("");
+  command->add_option("OTHER", o.files, "stores of the same quantities; they stay as they are")
+      ->required()
+      ->type_name("");
+  command->add_flag("--json", o.json, "one JSON object per other store and line");
+  return command;
+}
+
 SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& arguments) {
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
   try {
@@ -202,19 +214,21 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
                "limes");
   app.set_version_flag("--version", "limes " LIMES_VERSION_STRING);
   app.require_subcommand(1);
-  const CLI::App* learn = AddRun(app, o, "learn", "learn every part in the files as good");
-  const CLI::App* test = AddRun(app, o, "test", "judge every part in the files");
-  const CLI::App* show = AddList(app, o, "show", "list the learnt quantities");
-  const CLI::App* report = AddList(app, o, "report", "list stored verdicts and defects");
-  CLI::App* demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench");
+  CLI::App* demo = nullptr;
+  const std::pair<CLI::App*, Command> commands[] = {
+      {AddRun(app, o, "learn", "learn every part in the files as good"), Command::kLearn},
+      {AddRun(app, o, "test", "judge every part in the files"), Command::kTest},
+      {AddList(app, o, "show", "list the learnt quantities"), Command::kShow},
+      {AddList(app, o, "report", "list stored verdicts and defects"), Command::kReport},
+      {AddMerge(app, o), Command::kMerge},
+      {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
+       Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");
   Parse(app, parsed, arguments);
   if (parsed.run) {
-    o.command = learn->parsed()    ? Command::kLearn
-                : test->parsed()   ? Command::kTest
-                : show->parsed()   ? Command::kShow
-                : report->parsed() ? Command::kReport
-                                   : Command::kDemo;
+    o.command = std::find_if(std::begin(commands), std::end(commands), [](const auto& command) {
+                  return command.first->parsed();
+                })->second;
   }
   return parsed;
 }

@@ -8,14 +8,14 @@
 
 namespace limes::host {
 
-enum class Command { kLearn, kTest, kShow, kReport, kDemo };
+enum class Command { kLearn, kTest, kShow, kReport, kMerge, kDemo };
 
 /// The command line.
 struct SOptions {
   Command command = Command::kShow;
   std::string store;
-  std::vector<std::string> files;
-  SSettings settings;  ///< only what was given
+  std::vector<std::string> files;  ///< measurements; stores that are joined
+  SSettings settings;              ///< only what was given
   SSelection selection;
   std::vector<SCondition> where;
   bool json = false;

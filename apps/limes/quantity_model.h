@@ -37,6 +37,9 @@ class CQuantityModel {
   /// Takes over a learn state; empty when it could be read, else what is wrong with it.
   virtual std::string SetState(Side side, const std::vector<std::uint8_t>& record) = 0;
 
+  /// Joins with what another store has learnt of the same quantity; empty, or why not.
+  std::string Join(const CQuantityModel& other);
+
   virtual SLearntSummary Summary(Side side) = 0;
 
   /// What the engineer should know; empty when all is well.
@@ -54,6 +57,9 @@ class CQuantityModel {
   CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit, bool single);
 
   void CheckUnits(const SQuantity& quantity, const std::string& part) const;
+  /// Joins the learn states of a model of the same kind.
+  virtual std::string JoinStates(const CQuantityModel& other) = 0;
+
   bool EnoughLearnt() const { return Learnt() >= settings_.minParts.value_or(1); }
 
   SSettings settings_;

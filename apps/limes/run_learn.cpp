@@ -70,11 +70,6 @@ class CLearnRun {
   }
 
  private:
-  struct SLearnt {
-    std::string name;
-    std::optional<std::string> label;
-  };
-
   void LearnFile(CProgressBar& bar) {
     const bool several = source_->MayHoldSeveral();
     if (several) {
@@ -117,7 +112,7 @@ class CLearnRun {
     if (store_->Settings()) {
       const std::int64_t version = store_->StateVersion();
       if (version != stateVersion_) {
-        model_->Load(store_->Quantities());
+        model_->Load(*store_);
         stateVersion_ = version;
       }
     }
@@ -149,8 +144,8 @@ class CLearnRun {
     if (run_ == 0) {
       run_ = store_->AddRun("learn");
     }
-    for (const SLearnt& learnt : pending_) {
-      store_->AddLearnt(run_, learnt.name, learnt.label);
+    for (const SLearntPart& learnt : pending_) {
+      store_->AddLearnt(run_, learnt);
     }
     model_->Save(*store_);
     store_->NextStateVersion();
@@ -164,7 +159,7 @@ class CLearnRun {
 
   void Report() {
     if (options_.json) {
-      for (const SLearnt& learnt : pending_) {
+      for (const SLearntPart& learnt : pending_) {
         nlohmann::ordered_json json;
         json["part"] = learnt.name;
         if (learnt.label) {
@@ -186,7 +181,7 @@ class CLearnRun {
   std::unique_ptr<CModel> model_;
   std::unique_ptr<CPartSource> source_;
   SPart part_;
-  std::vector<SLearnt> pending_;  ///< learnt, not yet stored
+  std::vector<SLearntPart> pending_;  ///< learnt, not yet stored
   std::uint64_t learntBefore_ = 0;
   std::int64_t stateVersion_ = -1;
   std::int64_t run_ = 0;

@@ -24,7 +24,7 @@ class CTestRun {
         source_(options.files, CPartSource::SConfig{settings_, options.selection, options.where,
                                                     false, !options.settings.labelColumn}) {
     source_.CheckFiles();
-    model_.Load(store_.Quantities());
+    model_.Load(store_);
     store_.Rollback();
   }
 

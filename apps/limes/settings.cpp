@@ -1,5 +1,6 @@
 #include "apps/limes/settings.h"
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <type_traits>
@@ -95,6 +96,20 @@ SSettings Resolve(const SSettings& given, const SSettings& stored, bool learning
       result, given);
   SetDefaults(result);
   return result;
+}
+
+std::string Difference(const SSettings& here, const SSettings& there,
+                       std::initializer_list<std::string_view> options) {
+  std::string text;
+  VisitSettings(
+      [&](const char* option, Policy, const auto& a, const auto& b) {
+        const bool asked = std::find(options.begin(), options.end(), option) != options.end();
+        if (asked && text.empty() && a != b) {
+          text = std::string(option) + " " + AsText(b) + " there, " + AsText(a) + " here";
+        }
+      },
+      here, there);
+  return text;
 }
 
 void Validate(const SSettings& s) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace limes::host {
@@ -92,6 +94,11 @@ void SetDefaults(SSettings& settings);
 /// What holds for this run: the given settings, else the stored ones. Throws CUsageError where a
 /// given one contradicts the store.
 SSettings Resolve(const SSettings& given, const SSettings& stored, bool learning);
+
+/// The first of the options by which two settings differ, as "--base 3.0 there, 0.0 here"; empty
+/// when they agree.
+std::string Difference(const SSettings& here, const SSettings& there,
+                       std::initializer_list<std::string_view> options);
 
 /// Refuses numbers out of range and combinations without meaning. Throws CUsageError.
 void Validate(const SSettings& settings);

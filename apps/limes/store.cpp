@@ -94,13 +94,12 @@ CStore::~CStore() {
 
 CStore::CStore(const std::string& path, Mode mode) : path_(path) {
   std::error_code error;
-  if (mode == Mode::kExisting && !std::filesystem::exists(path_, error)) {
+  if (mode != Mode::kCreate && !std::filesystem::exists(path_, error)) {
     throw CStoreError(path_ + ": there is no such store");
   }
-  database_ = std::make_unique<CDatabase>(
-      path_, mode == Mode::kCreate ? CDatabase::Mode::kCreate : CDatabase::Mode::kExisting);
+  database_ = std::make_unique<CDatabase>(path_, mode);
   if (!CheckKind()) {
-    if (mode == Mode::kExisting) {
+    if (mode != Mode::kCreate) {
       throw CStoreError(path_ + ": holds no store");
     }
     CreateSchema();
@@ -259,9 +258,21 @@ std::int64_t CStore::AddRun(const std::string& command) {
   return database_->LastRowId();
 }
 
-void CStore::AddLearnt(std::int64_t run, const std::string& part,
-                       const std::optional<std::string>& label) {
-  statements_->addPart.Bind(run).Bind(part).Bind(label).Bind("learnt").Run();
+void CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
+  statements_->addPart.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Run();
+}
+
+std::vector<SLearntPart> CStore::LearntParts() {
+  std::vector<SLearntPart> result;
+  CStatement list(database_->Handle(),
+                  "SELECT name, label FROM part WHERE verdict = 'learnt' ORDER BY id");
+  while (list.Step()) {
+    result.push_back({list.Text(0), std::nullopt});
+    if (!list.IsNull(1)) {
+      result.back().label = list.Text(1);
+    }
+  }
+  return result;
 }
 
 void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,

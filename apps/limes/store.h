@@ -30,6 +30,12 @@ struct SStoredQuantity {
   std::vector<SState> states;
 };
 
+/// A part that was learnt.
+struct SLearntPart {
+  std::string name;
+  std::optional<std::string> label;
+};
+
 /// The store: one SQLite file in WAL mode, described in docs/store.md. Schema version 1:
 ///   store     one row: settings (JSON), state_version (grows with every change of a learn state)
 ///   quantity  what is measured: name, kind, units
@@ -43,10 +49,12 @@ class CStore {
  public:
   static constexpr std::int64_t kSchemaVersion = 1;
 
-  enum class Mode { kExisting, kCreate };
+  using Mode = CDatabase::Mode;
 
   CStore(const std::string& path, Mode mode);
   ~CStore();
+
+  const std::string& Path() const { return path_; }
 
   /// Starts a transaction that may write; waits for other processes.
   void Begin();
@@ -70,8 +78,8 @@ class CStore {
                 std::span<const std::uint8_t> record);
 
   std::int64_t AddRun(const std::string& command);
-  void AddLearnt(std::int64_t run, const std::string& part,
-                 const std::optional<std::string>& label);
+  void AddLearnt(std::int64_t run, const SLearntPart& part);
+  std::vector<SLearntPart> LearntParts();
 
   /// ids: the quantity's id per entry of verdict.quantities.
   void AddJudged(std::int64_t run, const SPartVerdict& verdict,

@@ -94,6 +94,18 @@ class CValueModel : public CQuantityModel {
     return summary;
   }
 
+ protected:
+  std::string JoinStates(const CQuantityModel& other) override {
+    for (const Side side : sides_) {
+      const auto status = Limit(side).Merge(static_cast<const CValueModel&>(other).Limit(side));
+      if (status != MergeStatus::kOk) {
+        return WideToUtf8(Text(status));
+      }
+      SetRule(Limit(side));
+    }
+    return "";
+  }
+
  private:
   static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
 
