@@ -1,5 +1,7 @@
 """Table of benchmark results: ours beside the best peer, by the names WHO/OPERATION/SIZE.
 
+A label of ours names what the machine can do at most: the sum of Limit/KIND/SIZE over KIND+KIND.
+
 usage: bench_table.py RESULTS_DIR OUT_JSON
 """
 
@@ -9,8 +11,8 @@ import sys
 
 
 def read(folder):
-    """Best time in ns of each (operation, size) and who ran it, in the order of the files."""
-    best = {}
+    """Best times in ns of each (file, operation, size) by who ran it, and the limits of ours."""
+    times, limits = {}, {}
     for path in sorted(pathlib.Path(folder).glob("*.json")):
         for run in json.loads(path.read_text())["benchmarks"]:
             if run.get("run_type") == "aggregate":
@@ -20,18 +22,25 @@ def read(folder):
                 continue
             who, operation, size = parts[:3]
             scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[run["time_unit"]]
-            times = best.setdefault((path.stem, operation, size), {})
-            times[who] = min(times.get(who, float("inf")), run["cpu_time"] * scale)
-    return best
+            best = times.setdefault((path.stem, operation, size), {})
+            best[who] = min(best.get(who, float("inf")), run["cpu_time"] * scale)
+            if who == "Ours" and run.get("label"):
+                limits[path.stem, operation, size] = run["label"].split("+")
+    return times, limits
 
 
-def rows(best):
-    for (_, operation, size), times in best.items():
-        if "Ours" not in times:
+def rows(times, limits):
+    by_size = sorted(times, key=lambda key: (key[0], key[1], len(key[2]), key[2]))
+    for file, operation, size in by_size:
+        best = times[file, operation, size]
+        if "Ours" not in best:
             continue
-        ours = times["Ours"]
-        peers = {who: time for who, time in times.items() if who != "Ours"}
+        ours = best["Ours"]
+        peers = {who: time for who, time in best.items() if who not in ("Ours", "Limit")}
         peer = min(peers, key=peers.get) if peers else None
+        kinds = limits.get((file, operation, size), [])
+        passes = [times.get((file, kind, size), {}).get("Limit") for kind in kinds]
+        limit = sum(passes) if passes and None not in passes else None
         yield {
             "operation": operation,
             "size": int(size) if size.isdigit() else size,
@@ -39,19 +48,29 @@ def rows(best):
             "peer": peer,
             "peer_ns": round(peers[peer], 1) if peer else None,
             "ratio": round(ours / peers[peer], 3) if peer else None,
+            "limit": "+".join(kinds) if limit else None,
+            "limit_ns": round(limit, 1) if limit else None,
+            "fraction_of_limit": round(limit / ours, 3) if limit else None,
         }
 
 
+def text(value, digits):
+    return "" if value is None else f"{value:.{digits}f}"
+
+
 def main():
-    table = list(rows(read(sys.argv[1])))
+    table = list(rows(*read(sys.argv[1])))
     pathlib.Path(sys.argv[2]).write_text(json.dumps(table, indent=1) + "\n")
-    print(f"{'operation':28}{'size':>10}{'ours ns':>14}{'peer ns':>14}{'ours/peer':>11}  peer")
+    print(
+        f"{'operation':28}{'size':>10}{'ours ns':>14}{'peer ns':>14}{'ours/peer':>11}"
+        f"{'of limit':>10}  peer, limit"
+    )
     for row in table:
-        peer_ns = "" if row["peer"] is None else f"{row['peer_ns']:.0f}"
-        ratio = "" if row["ratio"] is None else f"{row['ratio']:.3f}"
+        names = ", ".join(filter(None, (row["peer"] or "-", row["limit"])))
         print(
-            f"{row['operation']:28}{row['size']:>10}{row['ours_ns']:14.0f}{peer_ns:>14}{ratio:>11}"
-            f"  {row['peer'] or ''}"
+            f"{row['operation']:28}{row['size']:>10}{row['ours_ns']:14.0f}"
+            f"{text(row['peer_ns'], 0):>14}{text(row['ratio'], 3):>11}"
+            f"{text(row['fraction_of_limit'], 2):>10}  {names}"
         )
 
 

@@ -26,6 +26,7 @@ inline void ForEach(T* p, std::size_t n, std::size_t inc, Op op) {
       p[i] = op(p[i]);
     }
   } else {
+    LIMES_UNROLL
     for (std::size_t i = 0; i < n; ++i, p += inc) {
       *p = op(*p);
     }
@@ -57,6 +58,7 @@ inline void ForBoth(D* dst, std::size_t dstInc, const S* src, std::size_t srcInc
       dst[i] = op(dst[i], src[i]);
     }
   } else {
+    LIMES_UNROLL
     for (std::size_t i = 0; i < n; ++i, dst += dstInc, src += srcInc) {
       *dst = op(*dst, *src);
     }

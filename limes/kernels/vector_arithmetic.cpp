@@ -1,9 +1,14 @@
+#include <algorithm>
 #include <cmath>
 
 #include "limes/kernels/element_loops.h"
 #include "limes/kernels/vector_kernels.h"
 #include "limes/platform/aligned_memory.h"
 #include "limes/platform/cpu_clones.h"
+
+#if defined(LIMES_HAS_WIDE)
+#include <immintrin.h>
+#endif
 
 namespace limes::DVL {
 
@@ -116,16 +121,10 @@ LIMES_CLONES void Int32RowIp(int* p, std::uint32_t n, std::uint32_t inc, int sta
 
 namespace {
 
-/// 1 / x, or the last quotient for zero and NaN; carries it on.
-inline void DivideOrRepeat(float& x, float& last) {
-  last = x < 0.0F || x > 0.0F ? 1.0F / x : last;
-  x = last;
-}
+constexpr std::size_t kRow = 32;
 
-/// Rows without zero and NaN are divided as vectors, the others one by one.
-LIMES_CLONES void Reciprocals(float* p, std::size_t n) {
-  constexpr std::size_t kRow = 16;
-  float last = 0.0F;
+/// Divides rows up to the first that holds a zero or NaN; returns how many elements it divided.
+std::size_t DivideRows(float* p, std::size_t n) {
   std::size_t i = 0;
   for (; i + kRow <= n; i += kRow) {
     unsigned odd = 0;
@@ -133,33 +132,66 @@ LIMES_CLONES void Reciprocals(float* p, std::size_t n) {
     for (std::size_t k = i; k < i + kRow; ++k) {
       odd |= static_cast<unsigned>(!(std::fabs(p[k]) > 0.0F));
     }
-    if (odd == 0) {
+    if (odd != 0) {
+      break;
+    }
 #pragma GCC unroll 1
-      for (std::size_t k = i; k < i + kRow; ++k) {
-        p[k] = 1.0F / p[k];
-      }
-      last = p[i + kRow - 1];
-    } else {
-      for (std::size_t k = i; k < i + kRow; ++k) {
-        DivideOrRepeat(p[k], last);
-      }
+    for (std::size_t k = i; k < i + kRow; ++k) {
+      p[k] = 1.0F / p[k];
     }
   }
-  for (; i < n; ++i) {
-    DivideOrRepeat(p[i], last);
-  }
+  return i;
 }
+
+#if defined(LIMES_HAS_WIDE)
+LIMES_WIDE std::size_t DivideWideRows(float* p, std::size_t n) {
+  const __m256 one = _mm256_set1_ps(1.0F);
+  const __m256 zero = _mm256_setzero_ps();
+  std::size_t i = 0;
+  for (; i + kRow <= n; i += kRow) {
+    __m256 odd = zero;
+    for (std::size_t k = i; k < i + kRow; k += 8) {
+      odd = _mm256_or_ps(odd, _mm256_cmp_ps(_mm256_loadu_ps(p + k), zero, _CMP_EQ_UQ));
+    }
+    if (_mm256_movemask_ps(odd) != 0) {
+      break;
+    }
+    for (std::size_t k = i; k < i + kRow; k += 8) {
+      _mm256_storeu_ps(p + k, _mm256_div_ps(one, _mm256_loadu_ps(p + k)));
+    }
+  }
+  for (; i + 8 <= n; i += 8) {
+    const __m256 x = _mm256_loadu_ps(p + i);
+    if (_mm256_movemask_ps(_mm256_cmp_ps(x, zero, _CMP_EQ_UQ)) != 0) {
+      break;
+    }
+    _mm256_storeu_ps(p + i, _mm256_div_ps(one, x));
+  }
+  return i;
+}
+
+std::size_t DivideNeighbours(float* p, std::size_t n) {
+  return detail::HasWide() ? DivideWideRows(p, n) : DivideRows(p, n);
+}
+#else
+std::size_t DivideNeighbours(float* p, std::size_t n) { return DivideRows(p, n); }
+#endif
 
 }  // namespace
 
 void ReciprocalIp(float* p, std::uint32_t n, std::uint32_t inc) {
-  if (inc == 1) {
-    Reciprocals(p, n);
-    return;
-  }
   float last = 0.0F;
-  for (std::size_t i = 0; i < n; ++i) {
-    DivideOrRepeat(p[i * inc], last);
+  for (std::size_t i = 0; i < n;) {
+    if (inc == 1) {
+      const std::size_t done = DivideNeighbours(p + i, n - i);
+      last = done > 0 ? p[i + done - 1] : last;
+      i += done;
+    }
+    for (const std::size_t end = std::min<std::size_t>(n, i + kRow); i < end; ++i) {
+      float& x = p[i * inc];
+      last = x < 0.0F || x > 0.0F ? 1.0F / x : last;
+      x = last;
+    }
   }
 }
 

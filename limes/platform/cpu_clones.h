@@ -21,3 +21,20 @@
 #define LIMES_CLONES
 #endif
 #endif
+
+/// LIMES_WIDE before a function written with AVX2 intrinsics, called only where HasWide() says so;
+/// for the few loops that compilers do not turn into vectors by themselves. LIMES_HAS_WIDE tells
+/// whether there are any.
+#if defined(__x86_64__) && defined(__GNUC__)
+#define LIMES_HAS_WIDE
+#define LIMES_WIDE __attribute__((target("avx2")))
+
+namespace limes::detail {
+
+inline bool HasWide() {
+  static const bool kHas = __builtin_cpu_supports("avx2") != 0;
+  return kHas;
+}
+
+}  // namespace limes::detail
+#endif
