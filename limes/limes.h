@@ -16,6 +16,7 @@
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/limit_sureness.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/aligned_memory.h"
 #include "limes/platform/arith_expression.h"

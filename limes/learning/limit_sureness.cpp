@@ -1,0 +1,212 @@
+#include "limes/learning/limit_sureness.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "limes/kernels/averaging_factors.h"
+#include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/learning_limit_value.h"
+#include "limes/learning/track_learning_tool.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+namespace {
+
+/// ln Gamma(x) for x > 0 by Stirling's series behind a shift (DLMF 5.11.1); std::lgamma would write
+/// a variable of the process.
+double LogGamma(double x) {
+  double product = 1.0;
+  for (; x < 12.0; x += 1.0) {
+    product *= x;
+  }
+  const double r = 1.0 / (x * x);
+  const double series = (1.0 / 12 - r * (1.0 / 360 - r * (1.0 / 1260 - r / 1680))) / x;
+  return (x - 0.5) * std::log(x) - x + 0.5 * std::log(2.0 * std::numbers::pi) + series -
+         std::log(product);
+}
+
+/// Continued fraction of the incomplete beta function by Lentz's method; converges quickly for
+/// x < (a + 1) / (a + b + 2).
+double BetaFraction(double x, double a, double b) {
+  constexpr double kTiny = 1e-300;
+  constexpr int kMostSteps = 10000;
+  const auto away = [](double v) { return std::fabs(v) < kTiny ? kTiny : v; };
+  double c = 1.0;
+  double d = 1.0 / away(1.0 - (a + b) * x / (a + 1.0));
+  double value = d;
+  for (int m = 1; m <= kMostSteps; ++m) {
+    const double even = m * (b - m) * x / ((a + 2 * m - 1) * (a + 2 * m));
+    d = 1.0 / away(1.0 + even * d);
+    c = away(1.0 + even / c);
+    value *= c * d;
+    const double odd = -(a + m) * (a + b + m) * x / ((a + 2 * m) * (a + 2 * m + 1));
+    d = 1.0 / away(1.0 + odd * d);
+    c = away(1.0 + odd / c);
+    value *= c * d;
+    if (std::fabs(c * d - 1.0) < 1e-15) {
+      break;
+    }
+  }
+  return value;
+}
+
+/// Regularised incomplete beta function I_x(a, b), with y = 1 - x given for its precision.
+double IncompleteBeta(double x, double y, double a, double b) {
+  if (x <= 0.0 || y <= 0.0) {
+    return x <= 0.0 ? 0.0 : 1.0;
+  }
+  const double front =
+      std::exp(LogGamma(a + b) - LogGamma(a) - LogGamma(b) + a * std::log(x) + b * std::log(y));
+  return x < (a + 1.0) / (a + b + 2.0) ? front * BetaFraction(x, a, b) / a
+                                       : 1.0 - front * BetaFraction(y, b, a) / b;
+}
+
+/// Spreads that lie between mean and limit; without spread a positive base is any number of them.
+double Spreads(double base, double factor, double spread) {
+  return base == 0.0 ? factor : factor + base / spread;
+}
+
+/// Gathers the shares of the points of a curve.
+class PointShares {
+ public:
+  void Add(double share) {
+    worst_ = std::max(worst_, share);
+    sum_ += share;
+  }
+
+  void Into(SLimitSureness& sureness) const {
+    sureness.rejectedPerPoint = worst_;
+    sureness.rejectedBound = std::min(sum_, 1.0);
+  }
+
+ private:
+  double worst_ = 0.0;
+  double sum_ = 0.0;
+};
+
+/// S with divisor n as it stands in the limit.
+double SpreadAt(const CSigCurveExt& mean, const CSigCurveExt& meanSquare, std::int64_t i) {
+  const float m = mean.ValArray()[i];
+  const float square = meanSquare.ValArray()[i] - m * m;
+  return square > 0.0F ? std::sqrt(square) : 0.0F;
+}
+
+/// An external count may lie above the weights' steps.
+std::int32_t Steps(std::int32_t count, const CExpAverFacGenerator& generator) {
+  return std::min(count, generator.GetTime());
+}
+
+}  // namespace
+
+namespace detail {
+
+double StudentTail(double t, double degrees) {
+  if (std::isnan(t) || !(degrees > 0.0)) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  constexpr double kNormal = 1e5;
+  if (degrees > kNormal) {
+    return 0.5 * std::erfc(t / std::numbers::sqrt2);
+  }
+  if (std::isinf(t)) {
+    return t > 0.0 ? 0.0 : 1.0;
+  }
+  const double square = t * t;
+  const double x = degrees / (degrees + square);
+  const double y = square / (degrees + square);
+  const double tail = 0.5 * IncompleteBeta(x, std::isnan(y) ? 1.0 : y, 0.5 * degrees, 0.5);
+  return t >= 0.0 ? tail : 1.0 - tail;
+}
+
+}  // namespace detail
+
+double EffectiveParts(std::int32_t n, std::int32_t timeScale) {
+  if (n <= 1 || timeScale >= CExpAverFacGenerator::kNoForgetting) {
+    return std::max(n, 0);
+  }
+  if (timeScale <= 0) {
+    return 1.0;
+  }
+  const double twice = 2.0 * timeScale;
+  return std::tanh(n / twice) / std::tanh(1.0 / twice);
+}
+
+double ChanceRejection(double n, double spreads) {
+  if (n <= 1.0) {
+    return std::isnan(spreads) ? spreads : 0.5;
+  }
+  return detail::StudentTail(spreads * std::sqrt((n - 1.0) / (n + 1.0)), n - 1.0);
+}
+
+SLimitSureness SurenessOf(const CLernenderGrenzwert& limit) {
+  SLimitSureness sureness;
+  if (limit.NrGelernt() <= 0) {
+    return sureness;
+  }
+  const CExpAverFacGenerator& generator = limit.Generator();
+  sureness.parts = limit.NrGelernt();
+  sureness.effectiveParts =
+      EffectiveParts(Steps(sureness.parts, generator), generator.GetTimeScale());
+  PointShares shares;
+  shares.Add(ChanceRejection(sureness.effectiveParts,
+                             Spreads(limit.Sockel(), limit.Faktor(), limit.StdDev())));
+  shares.Into(sureness);
+  return sureness;
+}
+
+SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool) {
+  SLimitSureness sureness;
+  const CSigCurveExt* const mean = tool.Mittelwert();
+  const CSigCurveExt* const meanSquare = tool.QuadratMW();
+  if (tool.NrGelernt() <= 0 || mean == nullptr || meanSquare == nullptr || !mean->IsValid()) {
+    return sureness;
+  }
+  sureness.parts = tool.NrGelernt();
+  sureness.effectiveParts =
+      EffectiveParts(Steps(sureness.parts, tool.Generator()), tool.Generator().GetTimeScale());
+  const std::int64_t last = std::min<std::int64_t>(
+      {mean->IMax(), std::int64_t{mean->DLen()} - 1, std::int64_t{meanSquare->DLen()} - 1});
+  PointShares shares;
+  for (std::int64_t i = std::max(mean->IMin(), 0); i <= last; ++i) {
+    shares.Add(ChanceRejection(sureness.effectiveParts, Spreads(tool.Sockel(), tool.Faktor(),
+                                                                SpreadAt(*mean, *meanSquare, i))));
+  }
+  shares.Into(sureness);
+  return sureness;
+}
+
+SLimitSureness SurenessOf(const CTrackLernWerkzeug& tool) {
+  SLimitSureness sureness;
+  const CSigCurveExt* const mean = tool.Mittelwert();
+  const CSigCurveExt* const meanSquare = tool.QuadratMW();
+  if (!tool.HatGelernt() || mean == nullptr || meanSquare == nullptr) {
+    return sureness;
+  }
+  const auto counts = tool.Lernzahlen();
+  const std::size_t points =
+      std::min({counts.size(), std::size_t{mean->DLen()}, std::size_t{meanSquare->DLen()}});
+  const std::uint32_t least = std::max(tool.BasisLernenAnzahl(), 1U);
+  PointShares shares;
+  for (std::size_t i = 0; i < points; ++i) {
+    if (counts[i] < least) {
+      continue;
+    }
+    const auto n = static_cast<std::int32_t>(std::min<std::uint32_t>(counts[i], INT32_MAX));
+    const double effective = EffectiveParts(n, CTrackLernWerkzeug::kTimeScale);
+    // This learner takes the bias from its spread, so each of its spreads is sqrt(r) of the
+    // others'.
+    const double unbiased = std::sqrt(effective > 1.0 ? effective / (effective - 1.0) : 1.0);
+    const double spread = SpreadAt(*mean, *meanSquare, static_cast<std::int64_t>(i));
+    shares.Add(
+        ChanceRejection(effective, Spreads(tool.Sockel(), tool.Faktor() * unbiased, spread)));
+    if (sureness.parts == 0 || n < sureness.parts) {
+      sureness.parts = n;
+      sureness.effectiveParts = effective;
+    }
+  }
+  shares.Into(sureness);
+  return sureness;
+}
+
+}  // namespace limes

@@ -1,0 +1,132 @@
+#include "limes/learning/limit_sureness.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/learning_limit_value.h"
+#include "limes/learning/track_learning_tool.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes {
+namespace {
+
+TEST(LimitSureness, StudentTailAgainstTables) {
+  const struct {
+    double t, degrees, tail;
+  } cases[] = {
+      // From closed forms and published tables of quantiles.
+      {0.0, 7.0, 0.5},           {1.0, 1.0, 0.25},         {3.0, 2.0, 0.5 - 3.0 / std::sqrt(44.0)},
+      {2.228139, 10.0, 0.025},   {3.169273, 10.0, 0.005},  {2.042272, 30.0, 0.025},
+      {636.619249, 1.0, 0.0005}, {3.0, 1e9, 1.3498980e-3}, {3.0, 99999.0, 1.34992e-3},
+      {-2.228139, 10.0, 0.975},  {1e-9, 5.0, 0.5},         {3.0, 0.5, 0.183654}};
+  for (const auto& c : cases) {
+    EXPECT_NEAR(detail::StudentTail(c.t, c.degrees), c.tail, 3e-6 + c.tail * 2e-5)
+        << c.t << ", " << c.degrees;
+  }
+  EXPECT_EQ(detail::StudentTail(INFINITY, 3.0), 0.0);
+  EXPECT_EQ(detail::StudentTail(-1e300, 3.0), 1.0);
+  EXPECT_TRUE(std::isnan(detail::StudentTail(NAN, 3.0)));
+  EXPECT_TRUE(std::isnan(detail::StudentTail(1.0, 0.0)));
+}
+
+TEST(LimitSureness, EffectivePartsFollowTheCorrectionFactor) {
+  EXPECT_EQ(EffectiveParts(0, 50), 0.0);
+  EXPECT_EQ(EffectiveParts(1, 50), 1.0);
+  EXPECT_EQ(EffectiveParts(40, 10000), 40.0);
+  EXPECT_EQ(EffectiveParts(40, 0), 1.0);
+  for (const std::int32_t scale : {1, 5, 50, 200}) {
+    for (const std::int32_t n : {2, 3, 17, 400}) {
+      const double r = double{CExpAverFacGenerator::GetCorrFactor(n, scale)};
+      EXPECT_NEAR(EffectiveParts(n, scale), r / (r - 1.0), 1e-4 * EffectiveParts(n, scale))
+          << n << ", " << scale;
+    }
+  }
+}
+
+/// Share of simulated good parts beyond the limit of simulated learners.
+template <class Learn>
+double Simulated(int rounds, unsigned seed, Learn exceeds) {
+  std::mt19937 random(seed);
+  std::normal_distribution<float> normal(10.0F, 2.0F);
+  int rejected = 0;
+  for (int i = 0; i < rounds; ++i) {
+    rejected += exceeds([&] { return normal(random); }) ? 1 : 0;
+  }
+  return rejected / static_cast<double>(rounds);
+}
+
+TEST(LimitSureness, EqualsWhatSimulatedPartsShow) {
+  constexpr int kRounds = 20000;
+  const struct {
+    int n;
+    std::int32_t timeScale;
+    float factor;
+  } cases[] = {{5, 10000, 1.5F}, {5, 10000, 3.0F}, {20, 10000, 2.0F}, {60, 8, 2.0F}};
+  for (const auto& c : cases) {
+    SLimitSureness sureness;
+    const double share = Simulated(kRounds, 11, [&](auto measure) {
+      CLernenderGrenzwert limit;
+      limit.Neustart(c.timeScale);
+      limit.Bildungsregel(0.0F, c.factor);
+      for (int i = 0; i < c.n; ++i) {
+        limit.NeueMessung(measure());
+      }
+      sureness = SurenessOf(limit);
+      return measure() > limit.Grenzwert();
+    });
+    EXPECT_EQ(sureness.parts, c.n);
+    const double expected = sureness.rejectedPerPoint;
+    const double noise = 4.0 * std::sqrt(expected * (1.0 - expected) / kRounds);
+    // With forgetting the degrees of freedom are a little more than effective parts - 1.
+    EXPECT_NEAR(share, expected, noise + (c.timeScale < 10000 ? 0.1 * expected : 0.0))
+        << c.n << ", " << c.factor;
+    EXPECT_EQ(sureness.rejectedBound, expected);
+  }
+}
+
+TEST(LimitSureness, OfCurvesAndTracks) {
+  CSigCurveExt curve = CSigCurveExt::Make(50, 0.0F, 50.0F);
+  CKurvenLernWerkzeug tool;
+  EXPECT_EQ(SurenessOf(tool).parts, 0);
+  tool.Bildungsregel(0.0F, 3.0F, 0.0F);
+  tool.Vorlage(&curve);
+  tool.Neustart(10000);
+  CTrackLernWerkzeug tracks;
+  tracks.Bildungsregel(0.0F, 3.0F);
+  curve.SetVMinMax(0.0F, 10.0F);
+  tracks.Vorlage(&curve);
+  curve.ResetVMinMax();
+  std::mt19937 random(3);
+  std::normal_distribution<float> normal(60.0F, 1.0F);
+  for (int part = 0; part < 8; ++part) {
+    for (float& value : curve.Values()) {
+      value = normal(random);
+    }
+    tool.NeueMessung(&curve);
+    curve.SetVMinMax(0.0F, part < 6 ? 20.0F : 49.0F);
+    tracks.NeueMessung(&curve);
+    curve.ResetVMinMax();
+  }
+  const double perPoint = ChanceRejection(8.0, 3.0);
+  const SLimitSureness learnt = SurenessOf(tool);
+  EXPECT_EQ(learnt.parts, 8);
+  EXPECT_DOUBLE_EQ(learnt.rejectedPerPoint, perPoint);
+  EXPECT_NEAR(learnt.rejectedBound, 50.0 * perPoint, 1e-9);
+  tool.Bildungsregel(20.0F, 3.0F, 0.0F);
+  EXPECT_LT(SurenessOf(tool).rejectedPerPoint, perPoint / 100.0) << "the base widens the limit";
+  tool.Bildungsregel(0.0F, -3.0F, 0.0F);
+  EXPECT_EQ(SurenessOf(tool).rejectedBound, 1.0) << "a share, whatever the sum";
+
+  const SLimitSureness track = SurenessOf(tracks);
+  EXPECT_EQ(track.parts, 8) << "points learnt twice are not judged";
+  EXPECT_LT(track.rejectedPerPoint, perPoint) << "its spread is without bias";
+  EXPECT_LT(track.rejectedBound, 21.0 * track.rejectedPerPoint + 1e-12);
+  tracks.BasisLernenAnzahl(1);
+  EXPECT_EQ(SurenessOf(tracks).parts, 2);
+}
+
+}  // namespace
+}  // namespace limes
