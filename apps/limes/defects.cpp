@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "apps/limes/measurement.h"
 #include "limes/platform/text.h"
 #include "limes/results/defect_report_folder.h"
 
@@ -35,6 +36,9 @@ SDefect MakeDefect(const SQuantityVerdict& numbers, std::uint32_t type) {
 void Fill(const SDefect& defect, CDefectReport& report) {
   report.Name(Utf8ToWide(defect.quantity));
   report.NameAt(1, defect.side == Side::kUpper ? u"above upper limit" : u"below lower limit");
+  if (defect.from && *defect.from != *defect.to) {
+    report.NameAt(2, Utf8ToWide(NumberText(*defect.from) + " .. " + NumberText(*defect.to)));
+  }
   report.NameAt(4, Utf8ToWide(defect.xUnit));
   report.Code(defect.code);
   report.Type(defect.type);
@@ -48,8 +52,11 @@ void Fill(const SDefect& defect, CDefectReport& report) {
 
 }  // namespace
 
-SDefect CurveDefect(const SQuantityVerdict& numbers) {
-  return MakeDefect(numbers, CDefectReport::kWithPlace);
+SDefect CurveDefect(const SQuantityVerdict& numbers, double from, double to) {
+  SDefect defect = MakeDefect(numbers, CDefectReport::kWithPlace);
+  defect.from = from;
+  defect.to = to;
+  return defect;
 }
 
 SDefect ValueDefect(const SQuantityVerdict& numbers) {

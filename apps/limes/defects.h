@@ -6,8 +6,8 @@
 
 namespace limes::host {
 
-/// The excess of a curve at one place; the numbers are those of the verdict.
-SDefect CurveDefect(const SQuantityVerdict& numbers);
+/// The excess of a curve over a region of x; the numbers are those of the verdict at its peak.
+SDefect CurveDefect(const SQuantityVerdict& numbers, double from, double to);
 
 /// The excess of a single value.
 SDefect ValueDefect(const SQuantityVerdict& numbers);

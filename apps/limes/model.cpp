@@ -13,8 +13,9 @@ namespace {
 
 std::unique_ptr<CQuantityModel> Make(const SSettings& settings, const std::string& name,
                                      const SUnit& xUnit, const SUnit& unit, bool single) {
-  return single ? MakeValueModel(settings, name, unit)
-                : MakeCurveModel(settings, name, xUnit, unit);
+  return single                            ? MakeValueModel(settings, name, unit)
+         : settings.tracks.value_or(false) ? MakeTrackModel(settings, name, xUnit, unit)
+                                           : MakeCurveModel(settings, name, xUnit, unit);
 }
 
 void CheckNames(const SPart& part) {
@@ -61,7 +62,7 @@ void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) con
   check(" over x", q.xUnit, xUnit_);
 }
 
-std::string CQuantityModel::Join(const CQuantityModel& other) {
+std::string CQuantityModel::Join(CQuantityModel& other) {
   const auto units = [](const SUnit& x, const SUnit& y) {
     return y.DisplayFull() + (x.IsNone() ? "" : " over " + x.DisplayFull());
   };
@@ -72,9 +73,10 @@ std::string CQuantityModel::Join(const CQuantityModel& other) {
     return "the units differ: " + units(other.xUnit_, other.unit_) + " there, " +
            units(xUnit_, unit_) + " here";
   }
-  const std::string difference = Difference(settings_, other.settings_,
-                                            {"--cut", "--detrend", "--spectrum", "--sides",
-                                             "--time-scale", "--base", "--factor", "--width"});
+  const std::string difference =
+      Difference(settings_, other.settings_,
+                 {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
+                  "--base", "--factor", "--width"});
   return difference.empty() ? JoinStates(other) : difference;
 }
 
@@ -98,7 +100,7 @@ void CModel::Load(CStore& store) {
       const auto state = std::find_if(s.states.begin(), s.states.end(),
                                       [&](const auto& known) { return known.side == side; });
       const std::string fault =
-          state == s.states.end() ? "is missing" : model->SetState(side, state->record);
+          state == s.states.end() ? "is missing" : model->SetState(side, *state);
       if (!fault.empty()) {
         throw CStoreError(store.Path() + ": the learn state of " + Quoted(s.name) + " " + fault);
       }
@@ -229,7 +231,9 @@ std::vector<SLearntSummary> CModel::Summaries() {
       SLearntSummary summary = model->Summary(side);
       summary.name = model->Name();
       summary.side = side;
-      summary.single = model->IsSingle();
+      summary.kind = model->IsSingle()                  ? "value"
+                     : settings_.tracks.value_or(false) ? "track"
+                                                        : "curve";
       summary.parts = model->Learnt();
       summary.unit = model->Unit().Display();
       summary.xUnit = model->XUnit().Display();

@@ -137,6 +137,7 @@ void AddForming(CLI::App& app, SOptions& o) {
   Add(app, "--cut", s.cut, "split a recording into parts of L samples", "L");
   AddFlag(app, "--detrend", s.detrend, "subtract the mean of each signal");
   Add(app, "--spectrum", s.spectrum, "level spectrum with segments of N samples", "N");
+  AddFlag(app, "--tracks", s.tracks, "each part covers its own range of x");
   Add(app, "--ref", s.ref, "reference of decibels, in the unit (1; Pa: 2e-5)", "R");
 }
 
@@ -146,9 +147,11 @@ void AddRule(CLI::App& app, SOptions& o) {
   Add(app, "--base", s.base, "constant part of the limit, in the unit (0)", "B");
   Add(app, "--factor", s.factor, "weight of the spread (3)", "F");
   Add(app, "--width", s.width, "half-width of the running maximum along x (0)", "W");
-  Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000)", "T");
+  Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000; tracks: 200)", "T");
   Add(app, "--min-parts", s.minParts, "fewer learnt parts judge nothing (3)", "N");
-  Add(app, "--min-share", s.minShare, "least judged share of the limit for an OK (0.9)", "P");
+  Add(app, "--min-share", s.minShare, "least judged share for an OK (0.9; tracks: 0.5)", "P");
+  AddFlag(app, "--one-per-curve", s.onePerCurve,
+          "one defect per curve, not one per region beyond the limit");
   Add(app, "--sides", s.sides, "upper, lower or both (upper)", "SIDES");
 }
 

@@ -2,15 +2,19 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "apps/limes/errors.h"
 #include "apps/limes/measurement.h"
 #include "apps/limes/report.h"
 #include "apps/limes/settings.h"
 #include "apps/limes/store.h"
 #include "apps/limes/verdict.h"
+#include "limes/learning/learn_state.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/text.h"
 
 namespace limes::host {
 
@@ -35,10 +39,10 @@ class CQuantityModel {
   virtual std::vector<std::uint8_t> State(Side side) const = 0;
 
   /// Takes over a learn state; empty when it could be read, else what is wrong with it.
-  virtual std::string SetState(Side side, const std::vector<std::uint8_t>& record) = 0;
+  virtual std::string SetState(Side side, const SStoredQuantity::SState& state) = 0;
 
   /// Joins with what another store has learnt of the same quantity; empty, or why not.
-  std::string Join(const CQuantityModel& other);
+  std::string Join(CQuantityModel& other);
 
   virtual SLearntSummary Summary(Side side) = 0;
 
@@ -58,7 +62,26 @@ class CQuantityModel {
 
   void CheckUnits(const SQuantity& quantity, const std::string& part) const;
   /// Joins the learn states of a model of the same kind.
-  virtual std::string JoinStates(const CQuantityModel& other) = 0;
+  virtual std::string JoinStates(CQuantityModel& other) = 0;
+
+  /// The library's record of a learner.
+  template <class Tool>
+  std::vector<std::uint8_t> Record(const Tool& tool) const {
+    CMemoryStream stream;
+    if (!tool.WriteState(stream)) {
+      throw CStoreError("the learn state of " + name_ + " cannot be written");
+    }
+    const auto bytes = stream.Bytes();
+    return {bytes.begin(), bytes.end()};
+  }
+
+  /// Reads it; empty, or what is wrong with it.
+  template <class Tool>
+  static std::string Take(const std::vector<std::uint8_t>& record, Tool& tool) {
+    CMemoryStream stream{std::span<const std::uint8_t>(record)};
+    const LearnStateStatus status = tool.ReadState(stream);
+    return status == LearnStateStatus::kOk ? "" : WideToUtf8(Text(status));
+  }
 
   bool EnoughLearnt() const { return Learnt() >= settings_.minParts.value_or(1); }
 
@@ -72,6 +95,8 @@ class CQuantityModel {
 
 /// A model without anything learnt.
 std::unique_ptr<CQuantityModel> MakeCurveModel(const SSettings& settings, const std::string& name,
+                                               const SUnit& xUnit, const SUnit& unit);
+std::unique_ptr<CQuantityModel> MakeTrackModel(const SSettings& settings, const std::string& name,
                                                const SUnit& xUnit, const SUnit& unit);
 std::unique_ptr<CQuantityModel> MakeValueModel(const SSettings& settings, const std::string& name,
                                                const SUnit& unit);

@@ -50,27 +50,35 @@ const char* Colour(Verdict verdict) {
                                      : "\033[33m";
 }
 
-std::string Range(const std::vector<float>& values) {
-  if (values.empty()) {
-    return "-";
+/// Smallest and largest of the values that are numbers; NaN when there are none.
+std::pair<float, float> Extremes(const std::vector<float>& values) {
+  std::pair<float, float> extremes(std::nanf(""), std::nanf(""));
+  for (const float value : values) {
+    extremes = {std::fmin(extremes.first, value), std::fmax(extremes.second, value)};
   }
-  const auto [low, high] = std::minmax_element(values.begin(), values.end());
-  return *low == *high ? Brief(*low) : Brief(*low) + " .. " + Brief(*high);
+  return extremes;
+}
+
+std::string Range(const std::vector<float>& values) {
+  const auto [low, high] = Extremes(values);
+  return std::isnan(low) ? "-" : low == high ? Brief(low) : Brief(low) + " .. " + Brief(high);
 }
 
 /// A curve in 32 characters, each the largest value of its stretch.
 std::string Sparkline(const std::vector<float>& values) {
   constexpr std::size_t kWidth = 32;
   constexpr const char* kBars[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-  const auto [low, high] = std::minmax_element(values.begin(), values.end());
+  const auto [low, high] = Extremes(values);
   const std::size_t width = std::min(kWidth, values.size());
   std::string text;
   for (std::size_t i = 0; i < width; ++i) {
     const auto first = values.begin() + static_cast<std::ptrdiff_t>(i * values.size() / width);
     const auto last = values.begin() + static_cast<std::ptrdiff_t>((i + 1) * values.size() / width);
-    const double top = *std::max_element(first, last);
-    const double share = *high > *low ? (top - *low) / (double{*high} - *low) : 0.0;
-    text += kBars[static_cast<std::size_t>(std::clamp(share * 7.0 + 0.5, 0.0, 7.0))];
+    const double top = Extremes({first, last}).second;
+    const double share = high > low ? (top - low) / (double{high} - low) : 0.0;
+    text += std::isnan(top)
+                ? " "
+                : kBars[static_cast<std::size_t>(std::clamp(share * 7.0 + 0.5, 0.0, 7.0))];
   }
   return text;
 }
@@ -166,9 +174,16 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
     out << " (judged from " << *settings.minParts << " on)";
   }
   out << '\n';
-  if (!s.single) {
+  if (s.kind != "value") {
     out << "  x       " << Brief(s.xFirst) << " .. " << WithUnit(Brief(s.xLast), s.xUnit)
         << ", step " << WithUnit(Brief(s.step), s.xUnit) << ", " << s.points << " points\n";
+  }
+  if (s.kind == "track" && !s.learntAt.empty()) {
+    const auto [least, most] = std::minmax_element(s.learntAt.begin(), s.learntAt.end());
+    const auto limits = std::count_if(s.limit.begin(), s.limit.end(),
+                                      [](float limit) { return !std::isnan(limit); });
+    out << "  learnt  " << *least << " .. " << *most << " parts per point, limit at " << limits
+        << " points\n";
   }
   const char* sign = s.side == Side::kUpper ? " + " : " - ";
   out << "  rule    mean" << sign << Brief(settings.factor.value_or(0.0)) << " * spread" << sign
@@ -186,18 +201,22 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   Json json;
   json["name"] = s.name;
   json["side"] = SideText(s.side);
-  json["kind"] = s.single ? "value" : "curve";
+  const bool single = s.kind == "value";
+  json["kind"] = s.kind;
   json["learnt"] = s.parts;
   json["unit"] = s.unit;
   json["x_unit"] = s.xUnit;
-  json["x_first"] = s.single ? Json(nullptr) : Json(s.xFirst);
-  json["x_last"] = s.single ? Json(nullptr) : Json(s.xLast);
-  json["step"] = s.single ? Json(nullptr) : Json(s.step);
+  json["x_first"] = single ? Json(nullptr) : Json(s.xFirst);
+  json["x_last"] = single ? Json(nullptr) : Json(s.xLast);
+  json["step"] = single ? Json(nullptr) : Json(s.step);
   json["base"] = settings.base.value_or(0.0);
   json["factor"] = settings.factor.value_or(0.0);
   json["width"] = settings.width.value_or(0.0);
   json["time_scale"] = settings.timeScale.value_or(0);
   json["min_parts"] = settings.minParts.value_or(0);
+  if (s.kind == "track") {
+    json["learnt_at"] = s.learntAt;
+  }
   json["mean"] = Curve(s.mean);
   json["spread"] = Curve(s.spread);
   json["limit"] = Curve(s.limit);

@@ -36,7 +36,7 @@ void PrintCounts(std::ostream& out, const SCounts& counts);
 struct SLearntSummary {
   std::string name;
   Side side = Side::kUpper;
-  bool single = false;
+  std::string kind;  ///< curve, track or value
   std::int64_t parts = 0;
   std::size_t points = 0;
   double xFirst = 0.0;  ///< valid range of the learnt curves
@@ -44,7 +44,8 @@ struct SLearntSummary {
   double step = 0.0;
   std::string xUnit;
   std::string unit;
-  std::vector<float> mean;  ///< over the valid range, in the sign of the measurement
+  std::vector<std::int64_t> learntAt;  ///< parts per point; empty for a value
+  std::vector<float> mean;  ///< over the learnt range, in the sign of the measurement; NaN: none
   std::vector<float> spread;
   std::vector<float> limit;
 };

@@ -59,7 +59,8 @@ class CMergeRun {
     }
     store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kExisting);
     store_->Begin();
-    if (const auto settings = store_->Settings()) {
+    if (auto settings = store_->Settings()) {
+      SetDefaults(*settings);
       model_ = std::make_unique<CModel>(*settings);
       model_->Load(*store_);
     }
@@ -68,10 +69,11 @@ class CMergeRun {
   void Join(const std::string& path) {
     CStore other(path, CStore::Mode::kReading);
     other.BeginReading();
-    const auto settings = other.Settings();
+    auto settings = other.Settings();
     if (!settings) {
       throw CStoreError(path + ": nothing is learnt in this store");
     }
+    SetDefaults(*settings);
     if (!model_) {
       model_ = std::make_unique<CModel>(*settings);
       newSettings_ = settings;

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "apps/limes/errors.h"
+#include "limes/learning/track_learning_tool.h"
 
 namespace limes::host {
 namespace {
@@ -29,6 +30,8 @@ void Require(bool condition, const std::string& message) {
     throw CUsageError(message);
   }
 }
+
+constexpr std::int32_t kTrackTimeScale = CTrackLernWerkzeug::kTimeScale;
 
 void ValidateNumbers(const SSettings& s) {
   const auto finite = [](const std::optional<double>& v) { return !v || std::isfinite(*v); };
@@ -68,13 +71,15 @@ void SetDefaults(SSettings& s) {
   Default(s.detrend, false);
   Default(s.spectrum, 0);
   Default(s.scale, 1.0);
+  Default(s.tracks, false);
   Default(s.sides, "upper");
-  Default(s.timeScale, 10000);
+  Default(s.timeScale, *s.tracks ? kTrackTimeScale : 10000);
   Default(s.base, 0.0);
   Default(s.factor, 3.0);
   Default(s.width, 0.0);
   Default(s.minParts, 3);
-  Default(s.minShare, 0.9);
+  Default(s.minShare, *s.tracks ? 0.5 : 0.9);
+  Default(s.onePerCurve, false);
   if (s.labelColumn) {
     Default(s.good, "good");
   }
@@ -130,8 +135,13 @@ void Validate(const SSettings& s) {
           "--use picks quantities; with --rows they need a --quantity-column");
   Require(s.labelColumn || !s.good, "--good needs --label-column");
   Require(!values || (!s.dx && s.cut.value_or(0) == 0 && s.spectrum.value_or(0) == 0 &&
-                      !s.detrend.value_or(false) && s.width.value_or(0.0) == 0.0),
-          "--dx, --cut, --detrend, --spectrum and --width are for curves, not for --values");
+                      !s.detrend.value_or(false) && s.width.value_or(0.0) == 0.0 &&
+                      !s.tracks.value_or(false)),
+          "--dx, --cut, --detrend, --spectrum, --width and --tracks are for curves, not for "
+          "--values");
+  Require(!s.tracks.value_or(false) || (s.width.value_or(0.0) == 0.0 &&
+                                        s.timeScale.value_or(kTrackTimeScale) == kTrackTimeScale),
+          "--tracks has no --width, and its --time-scale is " + std::to_string(kTrackTimeScale));
   const std::string sides = s.sides.value_or("upper");
   Require(sides == "upper" || sides == "lower" || sides == "both",
           "--sides must be upper, lower or both");

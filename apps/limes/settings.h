@@ -32,6 +32,7 @@ struct SSettings {
   std::optional<bool> detrend;                   ///< subtract the mean of each signal
   std::optional<std::uint32_t> spectrum;         ///< segment length of the spectrum; 0 means none
   std::optional<double> ref;                     ///< reference of decibels, in the unit
+  std::optional<bool> tracks;                    ///< each part covers its own range of x
 
   std::optional<double> scale;             ///< factor from the file's numbers to the unit
   std::optional<std::string> labelColumn;  ///< column with the known verdict
@@ -44,6 +45,7 @@ struct SSettings {
   std::optional<double> width;            ///< half-width of the running maximum, in the x unit
   std::optional<std::int32_t> minParts;   ///< fewer learnt parts judge nothing
   std::optional<double> minShare;         ///< least share of the limit range for an OK
+  std::optional<bool> onePerCurve;        ///< one defect per curve, not per region of excess
 
   bool IsTable() const { return rows.value_or(false) || values.value_or(false); }
   Sides WhichSides() const;
@@ -76,6 +78,7 @@ void VisitSettings(Visit visit, Settings&... s) {
   visit("--detrend", Policy::kFixed, s.detrend...);
   visit("--spectrum", Policy::kFixed, s.spectrum...);
   visit("--ref", Policy::kFixed, s.ref...);
+  visit("--tracks", Policy::kFixed, s.tracks...);
   visit("--scale", Policy::kReading, s.scale...);
   visit("--label-column", Policy::kReading, s.labelColumn...);
   visit("--good", Policy::kReading, s.good...);
@@ -86,6 +89,7 @@ void VisitSettings(Visit visit, Settings&... s) {
   visit("--width", Policy::kJudging, s.width...);
   visit("--min-parts", Policy::kJudging, s.minParts...);
   visit("--min-share", Policy::kJudging, s.minShare...);
+  visit("--one-per-curve", Policy::kReading, s.onePerCurve...);
 }
 
 /// Fills in the defaults of what was not given.

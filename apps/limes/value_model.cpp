@@ -2,10 +2,8 @@
 #include <cmath>
 
 #include "apps/limes/defects.h"
-#include "apps/limes/errors.h"
 #include "apps/limes/quantity_model.h"
 #include "limes/learning/learning_limit_value.h"
-#include "limes/platform/file_stream.h"
 #include "limes/platform/text.h"
 
 namespace limes::host {
@@ -65,23 +63,14 @@ class CValueModel : public CQuantityModel {
 
   std::int64_t Learnt() const override { return Limit(sides_[0]).NrGelernt(); }
 
-  std::vector<std::uint8_t> State(Side side) const override {
-    CMemoryStream stream;
-    if (!Limit(side).WriteState(stream)) {
-      throw CStoreError("the learn state of " + name_ + " cannot be written");
-    }
-    const auto bytes = stream.Bytes();
-    return {bytes.begin(), bytes.end()};
-  }
+  std::vector<std::uint8_t> State(Side side) const override { return Record(Limit(side)); }
 
-  std::string SetState(Side side, const std::vector<std::uint8_t>& record) override {
-    CMemoryStream stream{std::span<const std::uint8_t>(record)};
-    const auto status = Limit(side).ReadState(stream);
-    if (status != LearnStateStatus::kOk) {
-      return WideToUtf8(Text(status));
+  std::string SetState(Side side, const SStoredQuantity::SState& state) override {
+    const std::string fault = Take(state.record, Limit(side));
+    if (fault.empty()) {
+      SetRule(Limit(side));
     }
-    SetRule(Limit(side));
-    return "";
+    return fault;
   }
 
   SLearntSummary Summary(Side side) override {
@@ -95,9 +84,9 @@ class CValueModel : public CQuantityModel {
   }
 
  protected:
-  std::string JoinStates(const CQuantityModel& other) override {
+  std::string JoinStates(CQuantityModel& other) override {
     for (const Side side : sides_) {
-      const auto status = Limit(side).Merge(static_cast<const CValueModel&>(other).Limit(side));
+      const auto status = Limit(side).Merge(static_cast<CValueModel&>(other).Limit(side));
       if (status != MergeStatus::kOk) {
         return WideToUtf8(Text(status));
       }

@@ -51,6 +51,8 @@ struct SDefect {
   double limit = 0.0;
   double mean = 0.0;
   double place = 0.0;
+  std::optional<double> from;  ///< of the region beyond the limit; empty for a single value
+  std::optional<double> to;
   std::string unit;
   std::string xUnit;
   std::string text;  ///< the report line

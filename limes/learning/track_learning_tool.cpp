@@ -82,6 +82,28 @@ std::unique_ptr<CSigCurveExt> NewCurve(std::size_t n) {
       static_cast<int>(std::min<std::size_t>(n, std::numeric_limits<std::int32_t>::max())));
 }
 
+/// The curve on a grid of n points, as many as given of them before its own; null when memory is
+/// short.
+std::unique_ptr<CSigCurveExt> Extended(const CSigCurveExt& curve, std::uint32_t before,
+                                       std::uint32_t n) {
+  auto result = std::make_unique<CSigCurveExt>(curve);
+  if (result->DLen() != curve.DLen() || !result->Resize(n)) {
+    return nullptr;
+  }
+  const auto own = static_cast<std::ptrdiff_t>(curve.DLen());
+  float* const values = result->ValArray();
+  std::copy(curve.ValArray(), curve.ValArray() + own, values + before);
+  std::fill(values, values + before, 0.0F);
+  std::fill(values + before + own, values + n, 0.0F);
+  const double step = (double{curve.XMax()} - curve.XMin()) / curve.DLen();
+  const std::uint32_t behind = n - before - curve.DLen();
+  result->SetXMinMax(static_cast<float>(curve.XMin() - step * before),
+                     static_cast<float>(curve.XMax() + step * behind));
+  const auto shift = static_cast<std::int32_t>(before);
+  result->SetVIMinMax(curve.IMin() + shift, curve.IMax() + shift);
+  return result;
+}
+
 }  // namespace
 
 CTrackLernWerkzeug::CTrackLernWerkzeug() = default;
@@ -187,6 +209,32 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
   mean_->Expandieren(k->VMin(), k->VMax());
   meanSquare_->Expandieren(k->VMin(), k->VMax());
   learnt_ = true;
+}
+
+bool CTrackLernWerkzeug::RasterErweitern(std::uint32_t before, std::uint32_t behind) {
+  const std::uint64_t n = std::uint64_t{before} + behind + (mean_ ? mean_->DLen() : 0);
+  if (mean_ == nullptr || mean_->DLen() == 0 || meanSquare_ == nullptr ||
+      meanSquare_->DLen() != mean_->DLen() || counts_.size() < mean_->DLen() ||
+      n > std::uint64_t{std::numeric_limits<std::int32_t>::max()}) {
+    return false;
+  }
+  try {
+    const auto points = static_cast<std::uint32_t>(n);
+    std::vector<std::uint32_t> counts(points);
+    Curve mean = Extended(*mean_, before, points);
+    Curve meanSquare = Extended(*meanSquare_, before, points);
+    if (mean == nullptr || meanSquare == nullptr) {
+      return false;
+    }
+    std::copy_n(counts_.begin(), mean_->DLen(), counts.begin() + before);
+    counts_ = std::move(counts);
+    mean_ = std::move(mean);
+    meanSquare_ = std::move(meanSquare);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  formed_ = false;
+  return true;
 }
 
 void CTrackLernWerkzeug::SetLimitRange() {

@@ -65,6 +65,11 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   // kept: the curve's last valid point is not learnt, though it widens the learnt range
   void NeueMessung(const CSigCurveExt* k);
 
+  /// Adds points to the grid, of which nothing is learnt, so that curves from further out can be
+  /// learnt: what is learnt stays at its x. Form the limit anew. Nothing changes and false before
+  /// Vorlage, beyond 2^31 - 1 points, and when memory is short. O(n).
+  [[nodiscard]] bool RasterErweitern(std::uint32_t before, std::uint32_t behind);
+
   /// Forms the limit curve; false when nothing is learnt or memory is short. Where no point is
   /// learnt often enough the limit is left without a valid range. Allocates nothing after the first
   /// call. O(n).

@@ -141,6 +141,8 @@ TEST(Settings, RefuseNumbersAndCombinationsWithoutMeaning) {
       {"--good", "a"},
       {"--part-column", "a"},
       {"--values", "--cut", "4"},
+      {"--values", "--tracks"},
+      {"--tracks", "--time-scale", "9"},
       {"--rows", "--quantity-column", "a"},
       {"--rows", "--use", "a"},
   };

@@ -220,6 +220,26 @@ TEST(TrackLearningTool, JudgesOnlyWhereEnoughWasLearnt) {
   EXPECT_EQ(tool.Beurteilen(all).verdict, Verdict::kNotJudged);
 }
 
+TEST(TrackLearningTool, GrowsItsGridRoundWhatIsLearnt) {
+  const CSigCurveExt k = Track(20, 3, 9, 5.0F);
+  CTrackLernWerkzeug tool = Tool(k, 1.0F, 3.0F);
+  EXPECT_FALSE(CTrackLernWerkzeug().RasterErweitern(1, 1));
+  tool.NeueMessung(&k);
+  EXPECT_FALSE(tool.RasterErweitern(1U << 31, 0));
+  ASSERT_TRUE(tool.RasterErweitern(10, 30) && tool.GrenzeBilden());
+  const CSigCurveExt& limit = *tool.Grenzkurve();
+  EXPECT_EQ(limit.DLen(), 60U);
+  EXPECT_EQ(limit.XMin(), -10.0F);
+  EXPECT_EQ(limit.XMax(), 50.0F);
+  for (int i = 0; i < 60; ++i) {
+    const bool learnt = i >= 13 && i < 19;
+    EXPECT_EQ(tool.Lernzahlen()[static_cast<std::size_t>(i)], learnt ? 1U : 0U);
+    EXPECT_EQ(limit[i], learnt ? 6.0F : 1.0F);
+  }
+  EXPECT_EQ(limit.VMin(), 3.0F);
+  EXPECT_EQ(tool.Mittelwert()->VMax(), 9.0F);
+}
+
 TEST(TrackLearningTool, KeepsLimitInvalidBelowTheBaseCount) {
   CTrackLernWerkzeug tool = Tool(Track(10, 0, 9, 0.0F), 0.0F, 1.0F, 5);
   const CSigCurveExt k = Track(10, 0, 9, 3.0F);

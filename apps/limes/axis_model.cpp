@@ -1,0 +1,204 @@
+#include "apps/limes/axis_model.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "apps/limes/csv_reader.h"
+#include "apps/limes/defects.h"
+#include "apps/limes/errors.h"
+
+namespace limes::host {
+namespace {
+
+constexpr double kStepTolerance = 1e-4;    ///< relative; other steps are another quantity
+constexpr double kPlaceTolerance = 0.01;   ///< of a step; closer grids are the same
+constexpr std::size_t kMostDefects = 100;  ///< per quantity and side, the worst ones
+
+bool IsExcess(float value, float limit) {
+  return value > limit && !IsRounding(double{value} - limit, value, limit);
+}
+
+}  // namespace
+
+void CAxisModel::TakeValues(const SQuantity& q, const std::string& part, const CSigCurveExt* grid) {
+  const std::size_t n = q.values.size();
+  if (n == 0 || n > std::numeric_limits<std::int32_t>::max()) {
+    throw CInputError(part, "quantity " + Quoted(name_) + " has no values or too many");
+  }
+  auto x0 = static_cast<float>(q.x0);
+  auto x1 = static_cast<float>(q.x0 + q.dx * static_cast<double>(n));
+  const float resolution =
+      8.0F * std::numeric_limits<float>::epsilon() * std::max(std::fabs(x0), std::fabs(x1));
+  if (!std::isfinite(x0) || !std::isfinite(x1) || !(q.dx > double{resolution})) {
+    throw CInputError(part, "quantity " + Quoted(name_) + ": steps of " + NumberText(q.dx) +
+                                " from " + NumberText(q.x0) +
+                                " on are too fine for single precision");
+  }
+  if (grid != nullptr && grid->DLen() == n) {
+    const double tolerance = kPlaceTolerance * q.dx + double{resolution};
+    if (std::fabs(double{x0} - grid->XMin()) <= tolerance &&
+        std::fabs(double{x1} - grid->XMax()) <= tolerance) {
+      x0 = grid->XMin();
+      x1 = grid->XMax();
+    }
+  }
+  if (raw_.DLen() != n) {
+    raw_ = CSigCurveExt::Make(static_cast<int>(n), x0, x1);
+    if (raw_.DLen() != n) {
+      throw std::bad_alloc();
+    }
+  }
+  raw_.SetXMinMax(x0, x1);
+  raw_.SetVIMinMax(0, static_cast<std::int32_t>(n) - 1);  // to the last value, not a step behind
+  std::copy(q.values.begin(), q.values.end(), raw_.ValArray());
+}
+
+void CAxisModel::CheckStep(const SQuantity& q, const std::string& part,
+                           const CSigCurveExt& grid) const {
+  const double n = grid.DLen();
+  const double step = (double{grid.XMax()} - grid.XMin()) / n;
+  const double rounding = std::numeric_limits<float>::epsilon() *
+                          std::max(std::fabs(grid.XMin()), std::fabs(grid.XMax())) / n;
+  if (std::fabs(q.dx - step) > kStepTolerance * step + rounding) {
+    throw CInputError(part, "quantity " + Quoted(name_) + " has steps of " + Place(q.dx) +
+                                ", in the store " + Place(step));
+  }
+}
+
+std::string CAxisModel::Place(double x) const {
+  const std::string unit = xUnit_.Display();
+  return NumberText(Shown(static_cast<float>(x))) + (unit.empty() ? "" : " " + unit);
+}
+
+CSigCurveExt& CAxisModel::Fitted(Side side) {
+  if (fittedSign_ != Sign(side)) {
+    fitted_.MirrorY();
+    fittedSign_ = Sign(side);
+  }
+  return fitted_;
+}
+
+/// The numbers of a verdict at one point of the limit.
+void CAxisModel::TakeNumbers(Side side, std::int32_t i, SQuantityVerdict& verdict) {
+  const SCurves learnt = Curves(side);
+  const float sign = Sign(side);
+  const float value = Fitted(side)[i];
+  const float limit = learnt.limit[i];
+  const float spread = learnt.spread[i];
+  const float excess = value - limit;
+  verdict.maxDeviation = IsExcess(value, limit) || !(excess > 0.0F) ? Shown(excess) : 0.0;
+  verdict.excessInS.reset();
+  if (spread > 0.0F) {
+    verdict.excessInS = Shown(static_cast<float>(*verdict.maxDeviation / spread));
+  }
+  verdict.x = Shown(learnt.limit.GetPoint(i));
+  verdict.value = Shown(sign * value);
+  verdict.limit = Shown(sign * limit);
+  verdict.mean = Shown(sign * learnt.mean[i]);
+  verdict.spread = Shown(spread);
+}
+
+/// The stretches beyond the limit, the worst first.
+std::vector<CAxisModel::SRegion> CAxisModel::Regions(Side side) {
+  const CSigCurveExt& limit = Curves(side).limit;
+  const CSigCurveExt& curve = Fitted(side);
+  const auto excess = [&](std::int32_t i) { return curve[i] - limit[i]; };
+  std::vector<SRegion> regions;
+  bool inside = false;
+  const std::int32_t last = std::min(limit.IMax(), curve.IMax());
+  for (std::int32_t i = std::max(limit.IMin(), curve.IMin()); i <= last; ++i) {
+    const bool beyond = HasLimit(i) && IsExcess(curve[i], limit[i]);
+    if (beyond && !inside) {
+      regions.push_back({i, i, i});
+    } else if (beyond) {
+      regions.back().last = i;
+      regions.back().peak = excess(i) > excess(regions.back().peak) ? i : regions.back().peak;
+    }
+    inside = beyond;
+  }
+  std::stable_sort(regions.begin(), regions.end(), [&](const SRegion& a, const SRegion& b) {
+    return excess(a.peak) > excess(b.peak);
+  });
+  return regions;
+}
+
+void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) {
+  if (!EnoughLearnt()) {
+    return;
+  }
+  Update();
+  const SCurveJudgement result = JudgeFitted(side);
+  if (result.verdict == Verdict::kNotJudged) {
+    return;
+  }
+  const CSigCurveExt& limit = Curves(side).limit;
+  std::vector<SRegion> regions;
+  if (result.verdict == Verdict::kFail) {
+    regions = Regions(side);
+  }
+  TakeNumbers(side, regions.empty() ? limit.GetIndex(result.x) : regions[0].peak, verdict);
+  verdict.rmsDeviation = regions.empty() ? 0.0 : Shown(result.rms);
+  verdict.judgedShare = Shown(result.share);
+  verdict.verdict = !regions.empty()                                         ? Verdict::kFail
+                    : verdict.judgedShare < settings_.minShare.value_or(0.0) ? Verdict::kNotJudged
+                                                                             : Verdict::kPass;
+  const bool one = settings_.onePerCurve.value_or(false);
+  regions.resize(std::min(regions.size(), one ? 1 : kMostDefects));
+  for (const SRegion& region : regions) {
+    SQuantityVerdict numbers = verdict;
+    TakeNumbers(side, region.peak, numbers);
+    defects.push_back(CurveDefect(numbers, Shown(limit.GetPoint(region.first)),
+                                  Shown(limit.GetPoint(region.last))));
+  }
+}
+
+SLearntSummary CAxisModel::Summary(Side side) {
+  constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
+  Update();
+  SLearntSummary summary;
+  const SCurves learnt = Curves(side);
+  const CSigCurveExt& grid = learnt.mean;
+  std::int32_t first = grid.IMin();
+  std::int32_t last = grid.IMax();
+  for (; first < last && LearntAt(first) == 0; ++first) {
+  }
+  for (; last > first && LearntAt(last) == 0; --last) {
+  }
+  summary.points = static_cast<std::size_t>(std::max(last - first + 1, 0));
+  summary.step = Shown(grid.XDelta());
+  summary.xFirst = Shown(grid.GetPoint(first));
+  summary.xLast = Shown(grid.GetPoint(last));
+  for (std::int32_t i = first; i <= last; ++i) {
+    const std::int64_t parts = LearntAt(i);
+    summary.learntAt.push_back(parts);
+    summary.mean.push_back(parts > 0 ? Sign(side) * grid[i] : kNone);
+    summary.spread.push_back(parts > 0 ? learnt.spread[i] : kNone);
+    summary.limit.push_back(HasLimit(i) ? Sign(side) * learnt.limit[i] : kNone);
+  }
+  return summary;
+}
+
+/// Mean and mean square are held in single precision: a spread far below the mean drowns in their
+/// rounding.
+std::string CAxisModel::Warning() {
+  Update();
+  const SCurves learnt = Curves(sides_[0]);
+  const CSigCurveExt& grid = learnt.mean;
+  std::int32_t coarse = 0;
+  for (std::int32_t i = grid.IMin(); i <= grid.IMax(); ++i) {
+    const double spread = learnt.spread[i];
+    const double square = learnt.meanSquare[i];
+    coarse += LearntAt(i) > 1 && spread * spread < 64.0 / (1 << 24) * square ? 1 : 0;
+  }
+  if (coarse == 0) {
+    return "";
+  }
+  return "quantity " + Quoted(name_) + ": at " + std::to_string(coarse) + " of " +
+         std::to_string(grid.ILen()) +
+         " points the mean is more than 512 times the spread, which single precision cannot "
+         "tell from rounding; take an offset off (--detrend) or give a --base";
+}
+
+}  // namespace limes::host

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/limes/quantity_model.h"
+#include "limes/learning/judgement.h"
+#include "limes/signals/extended_curve.h"
+
+namespace limes::host {
+
+/// Limits along an axis: what curves and tracks have in common.
+class CAxisModel : public CQuantityModel {
+ public:
+  void Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) override;
+  SLearntSummary Summary(Side side) override;
+  std::string Warning() override;
+
+ protected:
+  /// What was learnt and formed for a side, all on the learnt grid.
+  struct SCurves {
+    const CSigCurveExt& mean;
+    const CSigCurveExt& meanSquare;
+    const CSigCurveExt& spread;
+    const CSigCurveExt& limit;
+  };
+
+  using CQuantityModel::CQuantityModel;
+
+  /// Forms limits and spreads when they are older than the means.
+  virtual void Update() = 0;
+  virtual SCurves Curves(Side side) const = 0;
+  virtual SCurveJudgement JudgeFitted(Side side) = 0;
+
+  /// How many parts a point has learnt.
+  virtual std::int64_t LearntAt(std::int32_t i) const = 0;
+
+  /// Whether the limit holds at a point.
+  virtual bool HasLimit(std::int32_t i) const = 0;
+
+  static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
+
+  /// Fills raw_. A grid that is the given one but for rounding becomes that one.
+  void TakeValues(const SQuantity& quantity, const std::string& part, const CSigCurveExt* grid);
+
+  /// Throws when the quantity's step is another one than the grid's.
+  void CheckStep(const SQuantity& quantity, const std::string& part,
+                 const CSigCurveExt& grid) const;
+
+  /// A place on the x axis with its unit.
+  std::string Place(double x) const;
+
+  /// The prepared curve in the sign of a side.
+  CSigCurveExt& Fitted(Side side);
+
+  CSigCurveExt raw_;     ///< the quantity on its own grid
+  CSigCurveExt fitted_;  ///< the same on the learnt grid
+  float fittedSign_ = 1.0F;
+
+ private:
+  /// Neighbouring points beyond the limit.
+  struct SRegion {
+    std::int32_t first;
+    std::int32_t last;
+    std::int32_t peak;
+  };
+
+  void TakeNumbers(Side side, std::int32_t i, SQuantityVerdict& verdict);
+  std::vector<SRegion> Regions(Side side);
+};
+
+}  // namespace limes::host
