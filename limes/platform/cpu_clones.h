@@ -4,13 +4,18 @@
 /// processor decides at load which form runs. AVX2 holds no fused multiply-add, so both forms give
 /// the same bits. Only for functions outside of headers, and not for reductions that must stay in
 /// order. Empty where the compiler or the loader has no such choice; the thread sanitizer's run
-/// time is not ready yet when the choice is made.
+/// time is not ready yet when the choice is made. With LIMES_NARROW all processors run the same
+/// baseline form.
 #if defined(__SANITIZE_THREAD__)
-#define LIMES_CLONES
+#define LIMES_NARROW
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-#define LIMES_CLONES
+#define LIMES_NARROW
 #endif
+#endif
+
+#if defined(LIMES_NARROW)
+#define LIMES_CLONES
 #endif
 
 #if !defined(LIMES_CLONES)
@@ -32,8 +37,12 @@
 namespace limes::detail {
 
 inline bool HasWide() {
+#if defined(LIMES_NARROW)
+  return false;
+#else
   static const bool kHas = __builtin_cpu_supports("avx2") != 0;
   return kHas;
+#endif
 }
 
 }  // namespace limes::detail
