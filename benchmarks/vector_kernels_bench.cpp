@@ -61,6 +61,7 @@ struct SBuffers {
   float* a = DVL::NewAlignedFloat(kMost);
   float* b = DVL::NewAlignedFloat(kMost);
   float* c = DVL::NewAlignedFloat(kMost);
+  float* ones = DVL::NewAlignedFloat(kMost);
   std::int32_t* words = DVL::NewAlignedInt(kMost);
   std::int16_t* shorts = reinterpret_cast<std::int16_t*>(DVL::NewAlignedInt(kMost / 2));
   std::uint8_t* bytes = reinterpret_cast<std::uint8_t*>(DVL::NewAlignedInt(kMost / 4));
@@ -72,6 +73,7 @@ struct SBuffers {
       a[i] = (static_cast<float>(bits >> 8U) - 8388607.5F) / 8388608.0F;
       b[i] = -a[i] * 0.5F;
       c[i] = 0.25F - a[i];
+      ones[i] = 1.0F;
       words[i] = static_cast<std::int32_t>(bits);
       shorts[i] = static_cast<std::int16_t>(bits);
     }
@@ -213,8 +215,8 @@ void AddElements() {
   LIMES_EIGEN("SubFloatIp", Values(s.a, n) -= 1e-9F);
   LIMES_OURS("scale", "LinTransfromIp", DVL::LinTransfromIp(s.a, n, 1, kNearOne, 1e-9F));
   LIMES_EIGEN("LinTransfromIp", Values(s.a, n) = Values(s.a, n) * kNearOne + 1e-9F);
-  LIMES_OURS("scale", "SquareIp", std::memset(s.a, 0, 4); DVL::SquareIp(s.a, n, 1));
-  LIMES_EIGEN("SquareIp", Values(s.a, n) = Values(s.a, n).square());
+  LIMES_OURS("scale", "SquareIp", DVL::SquareIp(s.ones, n, 1));
+  LIMES_EIGEN("SquareIp", Values(s.ones, n) = Values(s.ones, n).square());
   LIMES_OURS("scale", "VectorAbsValIp", DVL::VectorAbsValIp(s.a, n, 1));
   LIMES_EIGEN("VectorAbsValIp", Values(s.a, n) = Values(s.a, n).abs());
   LIMES_OURS("scale", "ClipVectorIp", DVL::ClipVectorIp(s.a, n, 1, -0.5F, 0.5F));

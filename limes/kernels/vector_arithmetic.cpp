@@ -114,9 +114,12 @@ LIMES_CLONES void FloatRowIp(float* p, std::uint32_t n, std::uint32_t inc, float
 }
 
 LIMES_CLONES void Int32RowIp(int* p, std::uint32_t n, std::uint32_t inc, int start, int step) {
-  const auto first = static_cast<std::uint32_t>(start);  // unsigned numbers wrap
-  const auto by = static_cast<std::uint32_t>(step);
-  ForIndex(p, n, inc, [=](std::uint32_t i) { return static_cast<int>(first + i * by); });
+  auto value = static_cast<std::uint32_t>(start);  // unsigned numbers wrap
+  ForIndex(p, n, inc, [&value, by = static_cast<std::uint32_t>(step)](std::uint32_t) {
+    const std::uint32_t current = value;
+    value += by;
+    return static_cast<int>(current);
+  });
 }
 
 namespace {

@@ -85,7 +85,7 @@ LIMES_CLONES void Interleave(float* dst, std::uint32_t dstInc, const float* src,
 
 namespace {
 
-constexpr std::size_t kTile = 32;  ///< rows and columns: a tile of both matrices stays in the cache
+constexpr std::size_t kTile = 64;  ///< rows and columns: a tile of both matrices stays in the cache
 
 /// Columns [c0, c1) of the rows [r0, r1), element by element.
 inline void TransposeWords(float* dst, const float* src, std::size_t width, std::size_t height,
@@ -114,8 +114,8 @@ void TransposeTile(float* dst, const float* src, std::size_t width, std::size_t 
                    std::size_t r0, std::size_t r1, std::size_t c0, std::size_t c1) {
   const std::size_t rows = r0 + (r1 - r0) / 4 * 4;
   const std::size_t columns = c0 + (c1 - c0) / 4 * 4;
-  for (std::size_t c = c0; c < columns; c += 4) {
-    for (std::size_t r = r0; r < rows; r += 4) {
+  for (std::size_t r = r0; r < rows; r += 4) {
+    for (std::size_t c = c0; c < columns; c += 4) {
       TransposeFour(dst + c * height + r, src + r * width + c, width, height);
     }
   }

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <functional>
 #include <limits>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,7 +31,6 @@ struct KernelCase {
   const char* name;
   Kernel fast;
   Kernel plain;
-  bool exact = false;  ///< the results are integers or copies: NaN patterns count too
 };
 
 /// Place in the block, -1 for none, where both forms of a kernel differ. d and s are places too.
@@ -43,8 +41,7 @@ inline std::ptrdiff_t FirstDifference(const KernelCase& c, std::vector<float> bl
   c.fast({block.data() + d, di, block.data() + s, si, n});
   c.plain({plain.data() + d, di, plain.data() + s, si, n});
   for (std::size_t i = 0; i < block.size(); ++i) {
-    if (c.exact ? std::bit_cast<std::uint32_t>(block[i]) != std::bit_cast<std::uint32_t>(plain[i])
-                : !Same(block[i], plain[i])) {
+    if (!Same(block[i], plain[i])) {
       return static_cast<std::ptrdiff_t>(i);
     }
   }
@@ -78,6 +75,8 @@ Kernel Converted(D (*op)(S x)) {
 inline std::int32_t* Ints(float* p) { return reinterpret_cast<std::int32_t*>(p); }
 inline std::int16_t* Shorts(float* p) { return reinterpret_cast<std::int16_t*>(p); }
 inline std::uint8_t* Bytes(float* p) { return reinterpret_cast<std::uint8_t*>(p); }
+
+inline std::int32_t Bits(float x) { return std::bit_cast<std::int32_t>(x); }
 
 inline float Clipped(float x, float lo, float hi) {
   const float above = x > lo ? x : lo;
@@ -123,7 +122,7 @@ inline KernelCase MakeCase(const char* name, Kernel fast, Kernel plain) {
 
 /// Kernels that write elements.
 inline std::vector<KernelCase> ElementCases() {
-  std::vector<KernelCase> cases = {
+  return {
       LIMES_ELEMENT(SetConstant(d, n, di, 1.5F), 1.5F),
       LIMES_ELEMENT(SetConstant(Ints(d), n, di, 0x3F800000), 1.0F),
       LIMES_ELEMENT(AddFloatIp(d, n, di, 1.1F), x + 1.1F),
@@ -143,6 +142,12 @@ inline std::vector<KernelCase> ElementCases() {
       LIMES_ELEMENT(VectorWeightedSum(d, di, s, si, n, 0.3F, 1.1F), x * 0.3F + y * 1.1F),
       LIMES_ELEMENT(MaximizeVectorsWithInc(d, di, s, si, n), x > y ? x : y),
       LIMES_ELEMENT(MinimizeVectorsWithInc(d, di, s, si, n), x < y ? x : y),
+      {"MaximizeVectors", LIMES_CALL(MaximizeVectors(d, s, n)),
+       LIMES_CALL(MaximizeVectorsWithInc(d, 1, s, 1, n))},
+      {"MinimizeVectors", LIMES_CALL(MinimizeVectors(d, s, n)),
+       LIMES_CALL(MinimizeVectorsWithInc(d, 1, s, 1, n))},
+      LIMES_ELEMENT(Int32ToFloatIp(d, di, n, 1.1F), static_cast<float>(Bits(x)) * 1.1F),
+      LIMES_ELEMENT(I2FOffsetIp(d, 1.1F, 0.3F, n, di), static_cast<float>(Bits(x)) * 1.1F + 0.3F),
       LIMES_CONVERSION(std::uint32_t, std::uint32_t, Interleave(d, di, s, si, n), x),
       LIMES_CONVERSION(float, std::int32_t, Int32ToFloat(d, di, Ints(s), si, n, 1.1F),
                        static_cast<float>(x) * 1.1F),
@@ -160,13 +165,6 @@ inline std::vector<KernelCase> ElementCases() {
           static_cast<std::uint8_t>(static_cast<std::int64_t>(
               std::nearbyint((Clipped(x, -3.0F, 1e9F) + 3.0F) * (2147483648.0F / (1e9F + 3.0F)))))),
   };
-  for (KernelCase& c : cases) {
-    const std::string_view name = c.name;
-    for (const char* exact : {"Int32Row", "Abs", "Interleave", "FloatTo", "Float2"}) {
-      c.exact = c.exact || name.find(exact) != name.npos;
-    }
-  }
-  return cases;
 }
 
 /// Sum of op(x of s, y of d), in order.
