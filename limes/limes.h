@@ -35,6 +35,7 @@
 #include "limes/results/defect_report.h"
 #include "limes/results/defect_report_folder.h"
 #include "limes/results/protocol_item.h"
+#include "limes/results/protocol_item_list.h"
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/raw_signal.h"

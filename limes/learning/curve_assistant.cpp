@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "limes/learning/curve_overlap.h"
 #include "limes/platform/conversions.h"
 #include "limes/signals/extended_curve.h"
 
@@ -203,6 +204,11 @@ float CSigCurveAssistent::MaxAbweichung(const CSigCurveExt& k, const CSigCurveEx
     result[2] = r[at];
   }
   return largest;
+}
+
+bool CSigCurveAssistent::Ueberschreitungen(const CSigCurve& k, const CSigCurveExt& limit,
+                                           std::vector<SCurveExcess>& regions) {
+  return detail::FindExcess(detail::CurveOverlap(&k, &limit), regions);
 }
 
 }  // namespace limes

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <vector>
+
 #include "limes/export.h"
+#include "limes/learning/judgement.h"
 
 namespace limes {
 
@@ -34,6 +37,12 @@ class LIMES_EXPORT CSigCurveAssistent {
   /// NaN passed over (NaN when all are); 0.0 without overlap, with result untouched. result, unless
   /// null, receives x, k and r there. O(n).
   static float MaxAbweichung(const CSigCurveExt& k, const CSigCurveExt& r, float* result);
+
+  /// The regions where k lies above a limit, in order of x, at the limit's grid points over the
+  /// overlap of the valid ranges; NaN lies above nothing. False, with regions unchanged, when
+  /// memory is short. O(n).
+  [[nodiscard]] static bool Ueberschreitungen(const CSigCurve& k, const CSigCurveExt& limit,
+                                              std::vector<SCurveExcess>& regions);
 };
 
 }  // namespace limes

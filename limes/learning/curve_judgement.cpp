@@ -42,11 +42,28 @@ SCurveJudgement CKurvenLernWerkzeug::Beurteilen(const CSigCurve& k) const {
   }
   judgement.share = static_cast<float>(static_cast<double>(comparison.points) / limit_->ILen());
   judgement.mean = (*mean_)[comparison.index];
-  if (count_ >= 2) {
-    const float square = (*meanSquare_)[comparison.index] - judgement.mean * judgement.mean;
-    judgement.spread = square > 0.0F ? std::sqrt(square) : 0.0F;
-  }
+  judgement.spread = SpreadAt(static_cast<int>(comparison.index));
   return judgement;
+}
+
+bool CKurvenLernWerkzeug::Ueberschreitungen(const CSigCurve& k,
+                                            std::vector<SCurveExcess>& regions) const {
+  const bool judged = Beurteilen(k).verdict != Verdict::kNotJudged;
+  const detail::CurveOverlap overlap(judged ? &k : nullptr, Reference(true));
+  if (!detail::FindExcess(overlap, regions)) {
+    return false;
+  }
+  for (SCurveExcess& region : regions) {
+    region.mean = (*mean_)[region.index];
+    region.spread = SpreadAt(region.index);
+  }
+  return true;
+}
+
+float CKurvenLernWerkzeug::SpreadAt(int i) const {
+  const float mean = (*mean_)[i];
+  const float square = (*meanSquare_)[i] - mean * mean;
+  return count_ >= 2 && square > 0.0F ? std::sqrt(square) : 0.0F;
 }
 
 }  // namespace limes

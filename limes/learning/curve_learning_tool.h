@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
@@ -95,6 +96,11 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   /// or the limit is not finite. Allocates nothing. O(n).
   SCurveJudgement Beurteilen(const CSigCurve& k) const;
 
+  /// The regions where a curve lies above the limit, in order of x, with mean and spread at their
+  /// peaks; none when nothing is judged. False, with regions unchanged, when memory is short. O(n).
+  [[nodiscard]] bool Ueberschreitungen(const CSigCurve& k,
+                                       std::vector<SCurveExcess>& regions) const;
+
   /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
   /// these: the same as learning them, but for rounding to float. The learnt range narrows to what
   /// both cover. Form the limit anew. Nothing changes unless kOk. O(n).
@@ -143,6 +149,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   bool FormLimit();
   void Widen();
   const CSigCurveExt* Reference(bool limit) const;
+  float SpreadAt(int i) const;
 
   Curve mean_;
   Curve meanSquare_;

@@ -1,6 +1,7 @@
 #include "limes/learning/curve_overlap.h"
 
 #include <cmath>
+#include <new>
 
 #include "limes/learning/learning_loops.h"
 
@@ -116,6 +117,44 @@ SCurveJudgement JudgementOf(const CurveOverlap& overlap, const SComparison& comp
   judgement.value = overlap.Measured(comparison.index);
   judgement.limit = overlap.Reference(comparison.index);
   return judgement;
+}
+
+bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs,
+                SEnoughLearnt enough) {
+  std::vector<SCurveExcess> found;
+  try {
+    bool inside = false;
+    for (std::int64_t i = overlap.First(); i <= overlap.Last(); ++i) {
+      const float value = overlap.Measured(i);
+      const float limit = overlap.Reference(i);
+      const bool counts =
+          enough.counts.empty() || enough.counts[static_cast<std::size_t>(i)] >= enough.atLeast;
+      if (!counts || !(value > limit)) {
+        inside = false;
+        continue;
+      }
+      const float x = overlap.X(i);
+      if (!inside) {
+        inside = true;
+        found.push_back({.x0 = x});
+      }
+      SCurveExcess& run = found.back();
+      run.x1 = x;
+      ++run.points;
+      const auto excess = static_cast<float>(double{value} - double{limit});
+      if (run.points == 1 || excess > run.excess) {
+        run.excess = excess;
+        run.index = static_cast<std::int32_t>(i);
+        run.x = x;
+        run.value = value;
+        run.limit = limit;
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  runs.swap(found);
+  return true;
 }
 
 }  // namespace limes::detail

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "limes/learning/judgement.h"
 #include "limes/signals/extended_curve.h"
@@ -96,5 +97,11 @@ float RmsExcess(const CurveOverlap& overlap);
 
 /// The judgement by a limit, without mean and spread and share.
 SCurveJudgement JudgementOf(const CurveOverlap& overlap, const SComparison& comparison);
+
+/// The runs of points above the reference, in order of x, without mean and spread; a point that is
+/// NaN, that the overlap lacks or that was not learnt enough ends a run. False, with runs
+/// unchanged, when memory is short. O(n).
+[[nodiscard]] bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs,
+                              SEnoughLearnt enough = {});
 
 }  // namespace limes::detail

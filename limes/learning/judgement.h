@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "limes/export.h"
 #include "limes/platform/text.h"
 
@@ -37,6 +39,20 @@ struct SCurveJudgement {
   float value = 0.0F;
   float limit = 0.0F;
   float mean = 0.0F;
+  float spread = 0.0F;
+};
+
+/// A run of neighbouring points at which a curve lies above a limit.
+struct SCurveExcess {
+  float x0 = 0.0F;  ///< first and last point of the run
+  float x1 = 0.0F;
+  std::int32_t points = 0;  ///< of the run
+  float excess = 0.0F;      ///< largest value - limit, the first one on ties
+  std::int32_t index = 0;   ///< where that lies on the limit's grid; what follows is that point's
+  float x = 0.0F;
+  float value = 0.0F;
+  float limit = 0.0F;
+  float mean = 0.0F;  ///< 0 when the limit alone is known, and so is the spread
   float spread = 0.0F;
 };
 

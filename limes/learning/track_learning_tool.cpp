@@ -378,13 +378,34 @@ SCurveJudgement CTrackLernWerkzeug::Beurteilen(const CSigCurveExt& k) const {
   judgement.share =
       static_cast<float>(static_cast<double>(comparison.points) / static_cast<double>(judgeable));
   judgement.mean = (*mean_)[comparison.index];
-  const std::uint32_t count = counts_[static_cast<std::size_t>(comparison.index)];
-  if (count > 1) {
-    const float q = (*meanSquare_)[comparison.index];
-    detail::TrackSpreadValues(&judgement.spread, &judgement.mean, &q, 1,
-                              CFactors::Get().Correction(count));
-  }
+  judgement.spread = SpreadAt(comparison.index);
   return judgement;
+}
+
+bool CTrackLernWerkzeug::Ueberschreitungen(const CSigCurveExt& k,
+                                           std::vector<SCurveExcess>& regions) const {
+  const bool judged = Beurteilen(k).verdict != Verdict::kNotJudged;
+  const detail::CurveOverlap overlap(judged ? &k : nullptr, limit_.get());
+  if (!detail::FindExcess(overlap, regions, {counts_, std::max(baseCount_, 1U)})) {
+    return false;
+  }
+  for (SCurveExcess& region : regions) {
+    region.mean = (*mean_)[region.index];
+    region.spread = SpreadAt(region.index);
+  }
+  return true;
+}
+
+/// The spread as it stands in the limit.
+float CTrackLernWerkzeug::SpreadAt(std::int64_t i) const {
+  const std::uint32_t count = counts_[static_cast<std::size_t>(i)];
+  float spread = 0.0F;
+  if (count > 1) {
+    const float m = (*mean_)[i];
+    const float q = (*meanSquare_)[i];
+    detail::TrackSpreadValues(&spread, &m, &q, 1, CFactors::Get().Correction(count));
+  }
+  return spread;
 }
 
 }  // namespace limes

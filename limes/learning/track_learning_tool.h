@@ -95,6 +95,11 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   /// points learnt often enough. Allocates nothing. O(n).
   SCurveJudgement Beurteilen(const CSigCurveExt& k) const;
 
+  /// The regions where a curve lies above the limit, in order of x, with mean and spread at their
+  /// peaks; none when nothing is judged. False, with regions unchanged, when memory is short. O(n).
+  [[nodiscard]] bool Ueberschreitungen(const CSigCurveExt& k,
+                                       std::vector<SCurveExcess>& regions) const;
+
   /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
   /// these: the same as learning them, but for rounding to float. Nothing changes unless kOk. O(n).
   MergeStatus Merge(const CTrackLernWerkzeug& other);
@@ -134,6 +139,7 @@ class LIMES_EXPORT CTrackLernWerkzeug {
 
   bool GrowCounts(std::size_t n);
   void SetLimitRange();
+  float SpreadAt(std::int64_t i) const;
   LearnStateStatus ReadPayload(detail::RecordReader& in);
 
   Curve mean_;

@@ -34,9 +34,15 @@ void CDefectReport::NameAt(unsigned i, std::u16string_view name) {
   }
 }
 
-void CDefectReport::Unit(std::u16string_view unit) { Keep(unit_, unit); }
+void CDefectReport::Unit(std::u16string_view unit) {
+  wholeUnit_ = unit;
+  Keep(unit_, unit);
+}
 
-void CDefectReport::Name(std::u16string_view name) { Keep(name_, name); }
+void CDefectReport::Name(std::u16string_view name) {
+  wholeName_ = name;
+  Keep(name_, name);
+}
 
 void CDefectReport::BerichtstextSetzen(std::u16string_view text) { Keep(line_, text); }
 
@@ -100,10 +106,12 @@ wide_char* CDefectReport::FormatSimple(wide_char* buffer, std::size_t size) cons
 }
 
 void CDefectReport::Fillin(const CProtocolItem& item, int number, int group) {
+  Clear();
   const CQuinterMFC& names = item.names;
   names_ = {names.Mode(),       names.Channel(),   names.Location(),
             names.Instrument(), names.Parameter(), names.Sensor()};
   code_ = item.code;
+  type_ = item.type;
   value_ = item.value;
   limit_ = item.limit;
   place_ = item.place;
@@ -114,6 +122,10 @@ void CDefectReport::Fillin(const CProtocolItem& item, int number, int group) {
   number_ = number;
   Name(item.name);
   timeStamp_ = item.timeStamp;
+  from_ = item.from;
+  to_ = item.to;
+  state_ = item.state;
+  remark_ = item.text;
 }
 
 void CDefectReport::InProtokollWandeln(CProtocolItem& item, int /*reserved*/) const {
@@ -124,15 +136,20 @@ void CDefectReport::InProtokollWandeln(CProtocolItem& item, int /*reserved*/) co
   item.names.Parameter(names_[4]);
   item.names.Sensor(names_[5]);
   item.code = code_;
+  item.type = type_;
   item.value = value_;
   item.limit = limit_;
   item.place = place_;
   item.average = average_;
-  item.unit = unit_.data();
+  item.unit = wholeUnit_;
   item.priority = priority_;
   item.group = group_;
-  item.name = name_.data();
+  item.name = wholeName_;
   item.timeStamp = timeStamp_;
+  item.from = from_;
+  item.to = to_;
+  item.state = state_;
+  item.text = remark_;
 }
 
 }  // namespace limes

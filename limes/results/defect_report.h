@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "limes/export.h"
+#include "limes/learning/judgement.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -55,7 +56,21 @@ class LIMES_EXPORT CDefectReport {
   std::int32_t IExtra() const { return iExtra_; }
   void IExtra(std::int32_t extra) { iExtra_ = extra; }
 
-  /// Unit text, of which 11 characters are kept.
+  /// x range of the finding; not in the line.
+  float From() const { return from_; }
+  void From(float from) { from_ = from; }
+  float To() const { return to_; }
+  void To(float to) { to_ = to; }
+
+  /// What the limit said; not in the line.
+  Verdict State() const { return state_; }
+  void State(Verdict state) { state_ = state; }
+
+  /// Remark of the host; not in the line.
+  const wide_string& Remark() const { return remark_; }
+  void Remark(std::u16string_view remark) { remark_ = remark; }
+
+  /// Unit text, of which 11 characters are shown.
   const wide_char* Unit() const { return unit_.data(); }
   void Unit(std::u16string_view unit);
 
@@ -70,7 +85,7 @@ class LIMES_EXPORT CDefectReport {
   std::int32_t Number() const { return number_; }
   void Number(std::int32_t number) { number_ = number; }
 
-  /// Name of the tested quantity, of which 79 characters are kept.
+  /// Name of the tested quantity, of which 79 characters are shown.
   const wide_char* Name() const { return name_.data(); }
   void Name(std::u16string_view name);
 
@@ -93,10 +108,11 @@ class LIMES_EXPORT CDefectReport {
   wide_char* FormatSimple(wide_char* buffer) const { return FormatSimple(buffer, kLineLength); }
   wide_char* FormatSimple(wide_char* buffer, std::size_t size) const;
 
-  /// Fills the report from a protocol item.
+  /// Fills the report from a protocol item, without loss; the line is empty then.
   void Fillin(const CProtocolItem& item, int number, int group);
 
-  /// Writes the same fields back into a protocol item; the int is not looked at.
+  /// Writes the same fields back into a protocol item: after Fillin the item itself, in the group
+  /// given there. The int is not looked at.
   void InProtokollWandeln(CProtocolItem& item, int reserved = 0) const;
 
   bool operator<(const CDefectReport& other) const { return priority_ < other.priority_; }
@@ -125,6 +141,12 @@ class LIMES_EXPORT CDefectReport {
   std::array<wide_char, 80> name_{};
   std::array<wide_char, 120> line_{};
   std::uint32_t timeStamp_ = 0;
+  float from_ = 0.0F;
+  float to_ = 0.0F;
+  Verdict state_ = Verdict::kFail;
+  wide_string remark_;
+  wide_string wholeUnit_;  ///< unit and name as they were given, for protocol items
+  wide_string wholeName_;
 };
 
 }  // namespace limes

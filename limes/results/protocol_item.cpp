@@ -16,7 +16,29 @@ void CProtocolItem::Uebernehmen(const SCurveJudgement& judgement) {
   limit = judgement.limit;
   average = judgement.mean;
   place = judgement.x;
+  from = judgement.x0;
+  to = judgement.x1;
   state = judgement.verdict;
+}
+
+void CProtocolItem::Uebernehmen(const SCurveExcess& region) {
+  value = region.value;
+  limit = region.limit;
+  average = region.mean;
+  place = region.x;
+  from = region.x0;
+  to = region.x1;
+  state = Verdict::kFail;
+}
+
+CMiniProtocolItem::CMiniProtocolItem(const CProtocolItem& item)
+    : code(item.code), value(item.value), limit(item.limit), state(item.state) {}
+
+void CMiniProtocolItem::Into(CProtocolItem& item) const {
+  item.code = code;
+  item.value = value;
+  item.limit = limit;
+  item.state = state;
 }
 
 }  // namespace limes

@@ -19,22 +19,49 @@ class LIMES_EXPORT CProtocolItem {
   /// and for values that are not finite.
   void Beurteilen(const CLernenderGrenzwert& grenzwert, float x);
 
-  /// Takes over a curve's judgement: value, limit, average and place of the largest deviation.
+  /// Takes over a curve's judgement: value, limit, average and place of the largest deviation, and
+  /// the x range judged.
   void Uebernehmen(const SCurveJudgement& judgement);
 
-  CQuinterMFC names;            ///< the signal
-  wide_string name;             ///< the tested quantity
-  wide_string unit;             ///< unit text of value and limit
-  wide_string text;             ///< remark of the host
-  std::int32_t code = 0;        ///< code of the finding
-  float value = 0.0F;           ///< measured
-  float limit = 0.0F;           ///< in force
-  float average = 0.0F;         ///< learnt mean
-  float place = 0.0F;           ///< x of the finding
+  /// Takes over one region of excess: value, limit, average and place of its peak, and its x range.
+  void Uebernehmen(const SCurveExcess& region);
+
+  bool operator==(const CProtocolItem& other) const = default;
+
+  CQuinterMFC names;       ///< the signal
+  wide_string name;        ///< the tested quantity
+  wide_string unit;        ///< unit text of value and limit
+  wide_string text;        ///< remark of the host
+  std::int32_t code = 0;   ///< code of the finding
+  std::uint32_t type = 0;  ///< layout of the report line, as in CDefectReport
+  float value = 0.0F;      ///< measured
+  float limit = 0.0F;      ///< in force
+  float average = 0.0F;    ///< learnt mean
+  float place = 0.0F;      ///< x of the finding
+  float from = 0.0F;       ///< x range of the finding
+  float to = 0.0F;
   std::int32_t priority = 0;    ///< larger ones come first
   std::int32_t group = 0;       ///< free for the host
   std::uint32_t timeStamp = 0;  ///< seconds since 1970-01-01 UTC
   Verdict state = Verdict::kNotJudged;
 };
+
+/// The numbers of a protocol item in 16 bytes, for long histories. Names, unit and texts are the
+/// host's to keep once.
+struct LIMES_EXPORT CMiniProtocolItem {
+  CMiniProtocolItem() = default;
+  explicit CMiniProtocolItem(const CProtocolItem& item);
+
+  /// Writes the four numbers into an item.
+  void Into(CProtocolItem& item) const;
+
+  bool operator==(const CMiniProtocolItem& other) const = default;
+
+  std::int32_t code = 0;
+  float value = 0.0F;
+  float limit = 0.0F;
+  Verdict state = Verdict::kNotJudged;
+};
+static_assert(sizeof(CMiniProtocolItem) == 16);
 
 }  // namespace limes

@@ -85,37 +85,6 @@ TEST(DefectReport, CutsLongTextsAndSurvivesExtremeNumbers) {
   EXPECT_EQ(WideToUtf8(Sample(0).FormatSimple(full)), "T1 chan loc instr par 12.00/10.00");
 }
 
-TEST(DefectReport, ComesFromAProtocolItemAndGoesBack) {
-  CLernenderGrenzwert limit;
-  limit.Neustart(10000);
-  CProtocolItem item;
-  item.Beurteilen(limit, 3.0F);
-  EXPECT_EQ(item.state, Verdict::kNotJudged);
-  limit.NeueMessung(1.0F);
-  item.Beurteilen(limit, 7.0F);
-  EXPECT_EQ(item.state, Verdict::kFail);
-  item.names = CQuinterMFC(u"m", u"c", u"l", u"i", u"p", u"s");
-  item.name = u"Gear noise";
-  item.unit = u"dB";
-  item.code = 4;
-  item.place = 2.0F;
-  item.priority = 9;
-  item.timeStamp = 77;
-  CDefectReport report;
-  report.Fillin(item, 3, 5);
-  EXPECT_EQ(report.Number(), 3);
-  CProtocolItem back;
-  report.InProtokollWandeln(back);
-  EXPECT_EQ(back.names, item.names);
-  EXPECT_EQ(back.name, item.name);
-  EXPECT_EQ(back.unit, item.unit);
-  EXPECT_EQ(back.group, 5);
-  EXPECT_EQ(std::tie(back.code, back.value, back.limit, back.average, back.place, back.priority,
-                     back.timeStamp),
-            std::tie(item.code, item.value, item.limit, item.average, item.place, item.priority,
-                     item.timeStamp));
-}
-
 TEST(DefectReportFolder, HandsOutOrdersAndRemoves) {
   CDefectReportOrdner folder(4);
   folder.Neu();
