@@ -64,6 +64,13 @@ TEST(VectorKernels, StatisticsJoinBlocks) {
   s.calc_stddev();
   EXPECT_TRUE(std::isnan(s.stdDev));
 
+  for (const float other : {1.0F, -1.0F}) {  // of zeros the first one counts
+    const float zeros[] = {other, -0.0F, other, other, 0.0F, other, other, other};
+    s.reset();
+    DVL::VectorStatistics(zeros, 8, 1, s);
+    EXPECT_TRUE(std::signbit(other > 0.0F ? s.min : s.max));
+  }
+
   float mean[] = {7.0F, 7.0F};
   EXPECT_EQ(DVL::VectorVarianz(values, 0, 1, mean), 0.0F);
   EXPECT_EQ(DVL::VectorStdDev(values, 3, 2, mean + 1), std::sqrt(8.0F / 3.0F));
