@@ -9,6 +9,8 @@
 #include "limes/kernels/averaging_factors.h"
 #include "limes/kernels/compressed_vector.h"
 #include "limes/kernels/interval_coding.h"
+#include "limes/kernels/polygon_coding.h"
+#include "limes/kernels/polygon_tool.h"
 #include "limes/kernels/vector_kernels.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
