@@ -67,6 +67,30 @@ void CAxisModel::CheckStep(const SQuantity& q, const std::string& part,
   }
 }
 
+void CAxisModel::Update() {
+  if (!stale_) {
+    return;
+  }
+  for (const Side side : sides_) {
+    Form(side);
+  }
+  stale_ = false;
+}
+
+void CAxisModel::SetStale() {
+  stale_ = true;
+  sureness_[0].reset();
+  sureness_[1].reset();
+}
+
+SLimitSureness CAxisModel::Sureness(Side side) {
+  std::optional<SLimitSureness>& sureness = sureness_[side == Side::kUpper ? 0 : 1];
+  if (!sureness) {
+    sureness = FormSureness(side);
+  }
+  return *sureness;
+}
+
 std::string CAxisModel::Place(double x) const {
   const std::string unit = xUnit_.Display();
   return NumberText(Shown(static_cast<float>(x))) + (unit.empty() ? "" : " " + unit);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ class CAxisModel : public CQuantityModel {
   void Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) override;
   SLearntSummary Summary(Side side) override;
   std::string Warning() override;
+  SLimitSureness Sureness(Side side) override;
 
  protected:
   /// What was learnt and formed for a side, all on the learnt grid.
@@ -27,16 +29,23 @@ class CAxisModel : public CQuantityModel {
 
   using CQuantityModel::CQuantityModel;
 
-  /// Forms limits and spreads when they are older than the means.
-  virtual void Update() = 0;
+  /// Forms limit and spread of a side.
+  virtual void Form(Side side) = 0;
   virtual SCurves Curves(Side side) const = 0;
   virtual SCurveJudgement JudgeFitted(Side side) = 0;
+  virtual SLimitSureness FormSureness(Side side) const = 0;
 
   /// How many parts a point has learnt.
   virtual std::int64_t LearntAt(std::int32_t i) const = 0;
 
   /// Whether the limit holds at a point.
   virtual bool HasLimit(std::int32_t i) const = 0;
+
+  /// Forms limits and spreads when they are older than the means.
+  void Update();
+
+  /// After a change of means or rule.
+  void SetStale();
 
   static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
 
@@ -67,6 +76,9 @@ class CAxisModel : public CQuantityModel {
 
   void TakeNumbers(Side side, std::int32_t i, SQuantityVerdict& verdict);
   std::vector<SRegion> Regions(Side side);
+
+  bool stale_ = false;  ///< limits are older than the means
+  std::optional<SLimitSureness> sureness_[2];
 };
 
 }  // namespace limes::host

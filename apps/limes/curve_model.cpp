@@ -39,7 +39,7 @@ class CCurveModel : public CAxisModel {
     for (const Side side : sides_) {
       Tool(side).NeueMessung(&Fitted(side));
     }
-    stale_ = true;
+    SetStale();
   }
 
   std::int64_t Learnt() const override { return Tool(sides_[0]).NrGelernt(); }
@@ -50,7 +50,7 @@ class CCurveModel : public CAxisModel {
     const std::string fault = Take(state.record, Tool(side));
     if (fault.empty()) {
       SetRule(side);
-      stale_ = true;
+      SetStale();
     }
     return fault;
   }
@@ -59,7 +59,10 @@ class CCurveModel : public CAxisModel {
 
  protected:
   std::string JoinStates(CQuantityModel& other) override;
-  void Update() override;
+  void Form(Side side) override {
+    Tool(side).GrenzeAktualisieren();
+    Tool(side).StandardAbwBilden();
+  }
 
   SCurves Curves(Side side) const override {
     const CKurvenLernWerkzeug& tool = Tool(side);
@@ -67,6 +70,7 @@ class CCurveModel : public CAxisModel {
   }
 
   SCurveJudgement JudgeFitted(Side side) override { return Tool(side).Beurteilen(Fitted(side)); }
+  SLimitSureness FormSureness(Side side) const override { return SurenessOf(Tool(side)); }
   std::int64_t LearntAt(std::int32_t) const override { return Learnt(); }
   bool HasLimit(std::int32_t) const override { return true; }
 
@@ -79,7 +83,6 @@ class CCurveModel : public CAxisModel {
   void Fit(const std::string& part);
 
   CKurvenLernWerkzeug tools_[2];
-  bool stale_ = false;  ///< limits are older than the means
 };
 
 void CCurveModel::SetRule(Side side) {
@@ -109,19 +112,8 @@ std::string CCurveModel::JoinStates(CQuantityModel& other) {
       return WideToUtf8(Text(status));
     }
   }
-  stale_ = true;
+  SetStale();
   return "";
-}
-
-void CCurveModel::Update() {
-  if (!stale_) {
-    return;
-  }
-  for (const Side side : sides_) {
-    Tool(side).GrenzeAktualisieren();
-    Tool(side).StandardAbwBilden();
-  }
-  stale_ = false;
 }
 
 std::string CCurveModel::Warning() {

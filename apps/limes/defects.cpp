@@ -27,6 +27,7 @@ SDefect MakeDefect(const SQuantityVerdict& numbers, std::uint32_t type) {
   defect.value = numbers.value.value_or(0.0);
   defect.limit = numbers.limit.value_or(0.0);
   defect.mean = numbers.mean.value_or(0.0);
+  defect.excess = numbers.maxDeviation;
   defect.place = numbers.x.value_or(0.0);
   defect.unit = numbers.unit;
   defect.xUnit = numbers.xUnit;

@@ -202,6 +202,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
       q.side = side;
       q.unit = model->Unit().Display();
       q.xUnit = model->XUnit().Display();
+      q.sureness = model->Sureness(side);
       model->Judge(side, q, verdict.defects);
       verdict.verdict = Worse(verdict.verdict, q.verdict);
       verdict.quantities.push_back(std::move(q));
@@ -235,6 +236,7 @@ std::vector<SLearntSummary> CModel::Summaries() {
                      : settings_.tracks.value_or(false) ? "track"
                                                         : "curve";
       summary.parts = model->Learnt();
+      summary.sureness = model->Sureness(side);
       summary.unit = model->Unit().Display();
       summary.xUnit = model->XUnit().Display();
       result.push_back(std::move(summary));

@@ -46,6 +46,9 @@ class CQuantityModel {
 
   virtual SLearntSummary Summary(Side side) = 0;
 
+  /// How sure a side's limit is.
+  virtual SLimitSureness Sureness(Side side) = 0;
+
   /// What the engineer should know; empty when all is well.
   virtual std::string Warning() { return ""; }
 

@@ -12,6 +12,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr std::size_t kMostShown = 10;  ///< defects of a part in text
+
 Json Number(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
 
 void PrintLine(std::ostream& out, const Json& json) {
@@ -83,6 +85,42 @@ std::string Sparkline(const std::vector<float>& values) {
   return text;
 }
 
+std::string Percent(double share) { return Brief(100.0 * share) + " %"; }
+
+std::string SurenessText(const SLimitSureness& s) {
+  std::string text = std::to_string(s.parts) + (s.parts == 1 ? " part" : " parts") +
+                     " learnt, effective " + Brief(s.effectiveParts) + "; " +
+                     Percent(s.rejectedPerPoint) + " of good parts beyond it by chance";
+  if (s.rejectedBound > s.rejectedPerPoint) {
+    text += " at its worst point, at most " + Percent(s.rejectedBound) + " anywhere";
+  }
+  return text;
+}
+
+void AddSureness(Json& json, const std::optional<SLimitSureness>& s) {
+  json["learnt"] = s ? Json(s->parts) : Json(nullptr);
+  json["effective_parts"] = s ? Json(s->effectiveParts) : Json(nullptr);
+  json["chance_per_point"] = s ? Json(s->rejectedPerPoint) : Json(nullptr);
+  json["chance_bound"] = s ? Json(s->rejectedBound) : Json(nullptr);
+}
+
+Json Findings(const std::vector<SDefect>& defects) {
+  Json list = Json::array();
+  for (const SDefect& d : defects) {
+    list.push_back({{"quantity", d.quantity},
+                    {"side", SideText(d.side)},
+                    {"from", Number(d.from)},
+                    {"to", Number(d.to)},
+                    {"x", d.from ? Json(d.place) : Json(nullptr)},
+                    {"excess", Number(d.excess)},
+                    {"value", d.value},
+                    {"limit", d.limit},
+                    {"mean", d.mean},
+                    {"unit", d.unit}});
+  }
+  return list;
+}
+
 Json Curve(const std::vector<float>& values) {
   Json list = Json::array();
   for (const float v : values) {
@@ -112,7 +150,12 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
     }
   }
   out << '\n';
+  std::size_t shown = 0;
   for (const SDefect& defect : verdict.defects) {
+    if (shown++ == kMostShown) {
+      out << "    and " << verdict.defects.size() - kMostShown << " more\n";
+      break;
+    }
     out << "    " << defect.text << '\n';
   }
 }
@@ -126,25 +169,44 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
   json["verdict"] = VerdictText(verdict.verdict);
   json["quantities"] = Json::array();
   for (const auto& q : verdict.quantities) {
-    json["quantities"].push_back({{"name", q.name},
-                                  {"side", SideText(q.side)},
-                                  {"verdict", VerdictText(q.verdict)},
-                                  {"max_deviation", Number(q.maxDeviation)},
-                                  {"excess_in_s", Number(q.excessInS)},
-                                  {"x", Number(q.x)},
-                                  {"value", Number(q.value)},
-                                  {"limit", Number(q.limit)},
-                                  {"mean", Number(q.mean)},
-                                  {"spread", Number(q.spread)},
-                                  {"rms_deviation", Number(q.rmsDeviation)},
-                                  {"judged_share", q.judgedShare},
-                                  {"unit", q.unit}});
+    Json entry({{"name", q.name},
+                {"side", SideText(q.side)},
+                {"verdict", VerdictText(q.verdict)},
+                {"max_deviation", Number(q.maxDeviation)},
+                {"excess_in_s", Number(q.excessInS)},
+                {"x", Number(q.x)},
+                {"value", Number(q.value)},
+                {"limit", Number(q.limit)},
+                {"mean", Number(q.mean)},
+                {"spread", Number(q.spread)},
+                {"rms_deviation", Number(q.rmsDeviation)},
+                {"judged_share", q.judgedShare},
+                {"unit", q.unit}});
+    AddSureness(entry, q.sureness);
+    json["quantities"].push_back(std::move(entry));
   }
   json["defects"] = Json::array();
   for (const SDefect& defect : verdict.defects) {
     json["defects"].push_back(defect.text);
   }
+  json["findings"] = Findings(verdict.defects);
   PrintLine(out, json);
+}
+
+void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
+  double together = 0.0;
+  std::size_t limits = 0;
+  for (const SQuantityVerdict& q : verdict.quantities) {
+    if (q.sureness && q.sureness->parts > 0) {
+      out << q.name << ", " << SideText(q.side) << " limit: " << SurenessText(*q.sureness) << '\n';
+      together += q.sureness->rejectedBound;
+      ++limits;
+    }
+  }
+  if (limits > 1) {
+    out << "all limits: at most " << Percent(std::min(together, 1.0))
+        << " of good parts NOK by chance\n";
+  }
 }
 
 void SCounts::Add(const SPartVerdict& verdict, const std::string& goodLabel) {
@@ -194,7 +256,7 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
   if (s.limit.size() > 1) {
     out << "  " << Sparkline(s.limit);
   }
-  out << '\n';
+  out << "\n  sure    " << SurenessText(s.sureness) << '\n';
 }
 
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
@@ -203,6 +265,7 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["side"] = SideText(s.side);
   const bool single = s.kind == "value";
   json["kind"] = s.kind;
+  AddSureness(json, s.sureness);
   json["learnt"] = s.parts;
   json["unit"] = s.unit;
   json["x_unit"] = s.xUnit;

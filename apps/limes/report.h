@@ -30,12 +30,16 @@ struct SCounts {
   void Add(const SPartVerdict& verdict, const std::string& goodLabel);
 };
 
+/// A line per quantity and side: how sure the limits are that a part was judged by.
+void PrintSureness(std::ostream& out, const SPartVerdict& verdict);
+
 void PrintCounts(std::ostream& out, const SCounts& counts);
 
 /// A learnt quantity and side at a glance.
 struct SLearntSummary {
   std::string name;
   Side side = Side::kUpper;
+  SLimitSureness sureness;
   std::string kind;  ///< curve, track or value
   std::int64_t parts = 0;
   std::size_t points = 0;

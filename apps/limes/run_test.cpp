@@ -39,6 +39,9 @@ class CTestRun {
       throw CHostError(ExitCode::kBadInput, "no part was selected, nothing is judged");
     }
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
+    if (!options_.json) {
+      PrintSureness(console_.out, last_);
+    }
     return static_cast<int>(counts_.ok == counts_.parts ? ExitCode::kAllGood : ExitCode::kNotGood);
   }
 
@@ -106,6 +109,7 @@ class CTestRun {
       }
     }
     console_.out.flush();
+    last_ = std::move(pending_.back().verdict);
     pending_.clear();
   }
 
@@ -116,6 +120,7 @@ class CTestRun {
   CModel model_;
   CPartSource source_;
   std::vector<SPending> pending_;  ///< judged, not yet stored
+  SPartVerdict last_;              ///< all parts of a run are judged by the same limits
   SCounts counts_;
   std::int64_t run_ = 0;
   Clock::time_point stored_ = Clock::now();

@@ -2,74 +2,14 @@
 
 #include <sqlite3.h>
 
-#include <chrono>
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
-#include <thread>
 
 #include "apps/limes/errors.h"
+#include "apps/limes/store_schema.h"
 #include "limes/version.h"
 
 namespace limes::host {
-namespace {
-
-constexpr std::int64_t kApplicationId = 0x4C494D45;  // "LIME"
-
-constexpr const char* kSchema = R"sql(
-CREATE TABLE store(
-  id            INTEGER PRIMARY KEY CHECK(id = 1),
-  settings      TEXT NOT NULL,
-  state_version INTEGER NOT NULL,
-  program       TEXT NOT NULL,
-  created       TEXT NOT NULL DEFAULT (strftime('%Y-%m-%dT%H:%M:%SZ', 'now')));
-CREATE TABLE quantity(
-  id     INTEGER PRIMARY KEY,
-  name   TEXT NOT NULL UNIQUE,
-  kind   TEXT NOT NULL CHECK(kind IN ('curve', 'value')),
-  x_unit TEXT NOT NULL,
-  unit   TEXT NOT NULL);
-CREATE TABLE state(
-  quantity INTEGER NOT NULL REFERENCES quantity(id),
-  side     TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
-  learnt   INTEGER NOT NULL,
-  record   BLOB NOT NULL,
-  PRIMARY KEY(quantity, side));
-CREATE TABLE run(
-  id      INTEGER PRIMARY KEY,
-  command TEXT NOT NULL,
-  program TEXT NOT NULL,
-  started TEXT NOT NULL DEFAULT (strftime('%Y-%m-%dT%H:%M:%SZ', 'now')));
-CREATE TABLE part(
-  id      INTEGER PRIMARY KEY,
-  run     INTEGER NOT NULL REFERENCES run(id),
-  name    TEXT NOT NULL,
-  label   TEXT,
-  verdict TEXT NOT NULL CHECK(verdict IN ('learnt', 'OK', 'NOK', 'not judged')));
-CREATE TABLE verdict(
-  part          INTEGER NOT NULL REFERENCES part(id),
-  position      INTEGER NOT NULL,
-  quantity      INTEGER NOT NULL REFERENCES quantity(id),
-  side          TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
-  verdict       TEXT NOT NULL CHECK(verdict IN ('OK', 'NOK', 'not judged')),
-  max_deviation REAL, excess_in_s REAL, x REAL, value REAL, limit_value REAL, mean REAL,
-  spread        REAL, rms_deviation REAL,
-  judged_share  REAL NOT NULL,
-  PRIMARY KEY(part, position)) WITHOUT ROWID;
-CREATE TABLE defect(
-  part        INTEGER NOT NULL REFERENCES part(id),
-  position    INTEGER NOT NULL,
-  priority    INTEGER NOT NULL,
-  code        INTEGER NOT NULL,
-  type        INTEGER NOT NULL,
-  value       REAL, limit_value REAL, mean REAL, place REAL,
-  unit        TEXT NOT NULL,
-  text        TEXT NOT NULL,
-  PRIMARY KEY(part, position)) WITHOUT ROWID;
-PRAGMA application_id = 0x4C494D45;
-PRAGMA user_version = 1;
-)sql";
-
-}  // namespace
 
 struct CStore::Statements {
   explicit Statements(sqlite3* db)
@@ -77,8 +17,10 @@ struct CStore::Statements {
                  "INSERT INTO state VALUES(?, ?, ?, ?) ON CONFLICT(quantity, side) DO UPDATE SET "
                  "learnt = excluded.learnt, record = excluded.record"),
         addPart(db, "INSERT INTO part(run, name, label, verdict) VALUES(?, ?, ?, ?)"),
-        addVerdict(db, "INSERT INTO verdict VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-        addDefect(db, "INSERT INTO defect VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") {}
+        addVerdict(db,
+                   "INSERT INTO verdict VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
+                   "?)"),
+        addDefect(db, "INSERT INTO defect VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") {}
 
   CStatement setState;
   CStatement addPart;
@@ -98,60 +40,19 @@ CStore::CStore(const std::string& path, Mode mode) : path_(path) {
     throw CStoreError(path_ + ": there is no such store");
   }
   database_ = std::make_unique<CDatabase>(path_, mode);
-  if (!CheckKind()) {
-    if (mode != Mode::kCreate) {
-      throw CStoreError(path_ + ": holds no store");
-    }
-    CreateSchema();
+  version_ = SchemaVersion(*database_, path_);
+  if (version_ == 0 && mode != Mode::kCreate) {
+    throw CStoreError(path_ + ": holds no store");
+  }
+  if (mode == Mode::kReading) {
+    return;
+  }
+  if (version_ < kSchemaVersion) {
+    MakeSchema(*database_, path_);
+    version_ = kSchemaVersion;
   }
   database_->Execute("PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON");
   statements_ = std::make_unique<Statements>(database_->Handle());
-}
-
-/// False for a file without content; throws for one that is something else.
-bool CStore::CheckKind() {
-  std::int64_t application = 0;
-  try {
-    application = database_->QueryInt("PRAGMA application_id");
-    if (application == 0 && database_->QueryInt("SELECT count(*) FROM sqlite_master") == 0) {
-      return false;
-    }
-  } catch (const CStoreError& e) {
-    throw CStoreError(path_ + ": is no store of limes (" + e.what() + ")");
-  }
-  if (application != kApplicationId) {
-    throw CStoreError(path_ + ": is a database, but no store of limes");
-  }
-  const std::int64_t version = database_->QueryInt("PRAGMA user_version");
-  if (version != kSchemaVersion) {
-    throw CStoreError(path_ + ": has schema version " + std::to_string(version) +
-                      ", this program knows " + std::to_string(kSchemaVersion));
-  }
-  return true;
-}
-
-void CStore::CreateSchema() {
-  // Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
-  constexpr int kTries = 5000;
-  for (int i = 0; i < kTries; ++i) {
-    try {
-      CStatement statement(database_->Handle(), "PRAGMA journal_mode = WAL");
-      if (statement.Step() && statement.Text(0) == "wal") {
-        break;
-      }
-    } catch (const CStoreError&) {
-      if (i + 1 == kTries) {
-        throw;
-      }
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  database_->Execute("BEGIN IMMEDIATE");
-  inTransaction_ = true;
-  if (!CheckKind()) {
-    database_->Execute(kSchema);
-  }
-  Commit();
 }
 
 void CStore::Begin() {
@@ -285,6 +186,7 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
   const std::int64_t part = database_->LastRowId();
   for (std::size_t i = 0; i < verdict.quantities.size(); ++i) {
     const SQuantityVerdict& q = verdict.quantities[i];
+    const SLimitSureness sureness = q.sureness.value_or(SLimitSureness());
     statements_->addVerdict.Bind(part)
         .Bind(static_cast<std::int64_t>(i))
         .Bind(ids[i])
@@ -299,10 +201,17 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
         .Bind(q.spread)
         .Bind(q.rmsDeviation)
         .Bind(std::optional(q.judgedShare))
+        .Bind(std::int64_t{sureness.parts})
+        .Bind(std::optional(sureness.effectiveParts))
+        .Bind(std::optional(sureness.rejectedPerPoint))
+        .Bind(std::optional(sureness.rejectedBound))
         .Run();
   }
   for (std::size_t i = 0; i < verdict.defects.size(); ++i) {
     const SDefect& d = verdict.defects[i];
+    const auto judged = std::find_if(
+        verdict.quantities.begin(), verdict.quantities.end(),
+        [&](const SQuantityVerdict& q) { return q.name == d.quantity && q.side == d.side; });
     statements_->addDefect.Bind(part)
         .Bind(static_cast<std::int64_t>(i))
         .Bind(std::int64_t{d.priority})
@@ -314,6 +223,10 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
         .Bind(std::optional(d.place))
         .Bind(d.unit)
         .Bind(d.text)
+        .Bind(std::int64_t{judged - verdict.quantities.begin()})
+        .Bind(d.excess)
+        .Bind(d.from)
+        .Bind(d.to)
         .Run();
   }
 }
@@ -332,23 +245,53 @@ bool CStore::NextJudged(std::int64_t& id, SPartVerdict& verdict) {
     verdict.label = next.Text(2);
   }
   verdict.verdict = VerdictFromText(next.Text(3));
-  CStatement numbers(database_->Handle(),
-                     "SELECT name, side, verdict, max_deviation, excess_in_s, x, value, "
-                     "limit_value, mean, spread, rms_deviation, judged_share, unit, x_unit FROM "
-                     "verdict JOIN quantity ON quantity.id = quantity WHERE part = ? ORDER BY "
-                     "position");
-  numbers.Bind(id);
+  ReadVerdicts(id, verdict);
+  ReadDefects(id, verdict);
+  return true;
+}
+
+void CStore::ReadVerdicts(std::int64_t part, SPartVerdict& verdict) {
+  CStatement numbers(
+      database_->Handle(),
+      (std::string("SELECT name, side, verdict, max_deviation, excess_in_s, x, value, limit_value, "
+                   "mean, spread, rms_deviation, judged_share, unit, x_unit, ") +
+       (version_ < 2 ? "NULL, NULL, NULL, NULL"
+                     : "learnt, effective_parts, chance_per_point, chance_bound") +
+       " FROM verdict JOIN quantity ON quantity.id = quantity WHERE part = ? ORDER BY position")
+          .c_str());
+  numbers.Bind(part);
   while (numbers.Step()) {
-    verdict.quantities.push_back(
-        {numbers.Text(0), SideFromText(numbers.Text(1)), VerdictFromText(numbers.Text(2)),
-         numbers.Real(3), numbers.Real(4), numbers.Real(5), numbers.Real(6), numbers.Real(7),
-         numbers.Real(8), numbers.Real(9), numbers.Real(10), numbers.Real(11).value_or(0.0),
-         UnitFromText(numbers.Text(12)).Display(), UnitFromText(numbers.Text(13)).Display()});
+    SQuantityVerdict q{numbers.Text(0),
+                       SideFromText(numbers.Text(1)),
+                       VerdictFromText(numbers.Text(2)),
+                       numbers.Real(3),
+                       numbers.Real(4),
+                       numbers.Real(5),
+                       numbers.Real(6),
+                       numbers.Real(7),
+                       numbers.Real(8),
+                       numbers.Real(9),
+                       numbers.Real(10),
+                       numbers.Real(11).value_or(0.0),
+                       std::nullopt,
+                       UnitFromText(numbers.Text(12)).Display(),
+                       UnitFromText(numbers.Text(13)).Display()};
+    if (!numbers.IsNull(14)) {
+      q.sureness = {static_cast<std::int32_t>(numbers.Int(14)), numbers.Real(15).value_or(0.0),
+                    numbers.Real(16).value_or(0.0), numbers.Real(17).value_or(0.0)};
+    }
+    verdict.quantities.push_back(std::move(q));
   }
-  CStatement defects(database_->Handle(),
-                     "SELECT priority, code, type, value, limit_value, mean, place, unit, text "
-                     "FROM defect WHERE part = ? ORDER BY position");
-  defects.Bind(id);
+}
+
+void CStore::ReadDefects(std::int64_t part, SPartVerdict& verdict) {
+  CStatement defects(
+      database_->Handle(),
+      (std::string("SELECT priority, code, type, value, limit_value, mean, place, unit, text, ") +
+       (version_ < 2 ? "NULL, NULL, NULL, NULL" : "verdict, excess, x_from, x_to") +
+       " FROM defect WHERE part = ? ORDER BY position")
+          .c_str());
+  defects.Bind(part);
   while (defects.Step()) {
     SDefect d;
     d.priority = static_cast<std::int32_t>(defects.Int(0));
@@ -360,9 +303,16 @@ bool CStore::NextJudged(std::int64_t& id, SPartVerdict& verdict) {
     d.place = defects.Real(6).value_or(0.0);
     d.unit = defects.Text(7);
     d.text = defects.Text(8);
+    d.excess = defects.Real(10);
+    d.from = defects.Real(11);
+    d.to = defects.Real(12);
+    const auto judged = static_cast<std::uint64_t>(defects.Int(9));
+    if (!defects.IsNull(9) && judged < verdict.quantities.size()) {
+      d.quantity = verdict.quantities[judged].name;
+      d.side = verdict.quantities[judged].side;
+    }
     verdict.defects.push_back(std::move(d));
   }
-  return true;
 }
 
 std::int64_t CStore::CountParts(bool learnt) {

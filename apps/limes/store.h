@@ -36,7 +36,7 @@ struct SLearntPart {
   std::optional<std::string> label;
 };
 
-/// The store: one SQLite file in WAL mode, described in docs/store.md. Schema version 1:
+/// The store: one SQLite file in WAL mode, described in docs/store.md:
 ///   store     one row: settings (JSON), state_version (grows with every change of a learn state)
 ///   quantity  what is measured: name, kind, units
 ///   state     learn state per quantity and side, the library's record
@@ -47,8 +47,6 @@ struct SLearntPart {
 /// Everything about one part is written in one transaction. Throws CStoreError.
 class CStore {
  public:
-  static constexpr std::int64_t kSchemaVersion = 1;
-
   using Mode = CDatabase::Mode;
 
   CStore(const std::string& path, Mode mode);
@@ -56,7 +54,8 @@ class CStore {
 
   const std::string& Path() const { return path_; }
 
-  /// Starts a transaction that may write; waits for other processes.
+  /// Starts a transaction that may write (a store opened for reading must not); waits for other
+  /// processes.
   void Begin();
 
   /// Starts a transaction that only reads: all of one moment, and waits for nobody.
@@ -98,14 +97,15 @@ class CStore {
  private:
   struct Statements;
 
-  bool CheckKind();
-  void CreateSchema();
   bool NextJudged(std::int64_t& id, SPartVerdict& verdict);
+  void ReadVerdicts(std::int64_t part, SPartVerdict& verdict);
+  void ReadDefects(std::int64_t part, SPartVerdict& verdict);
 
   std::string path_;
   std::unique_ptr<CDatabase> database_;
   std::unique_ptr<Statements> statements_;
   SPartVerdict judged_;
+  std::int64_t version_ = 0;  ///< of the tables
   bool inTransaction_ = false;
 };
 

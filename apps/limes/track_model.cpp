@@ -55,7 +55,7 @@ class CTrackModel : public CAxisModel {
       Tool(side).NeueMessung(&Fitted(side));
     }
     ++learnt_;
-    stale_ = true;
+    SetStale();
   }
 
   std::int64_t Learnt() const override { return learnt_; }
@@ -66,7 +66,7 @@ class CTrackModel : public CAxisModel {
 
  protected:
   std::string JoinStates(CQuantityModel& other) override;
-  void Update() override;
+  void Form(Side side) override;
 
   SCurves Curves(Side side) const override {
     const CTrackLernWerkzeug& tool = Tool(side);
@@ -75,6 +75,7 @@ class CTrackModel : public CAxisModel {
   }
 
   SCurveJudgement JudgeFitted(Side side) override;
+  SLimitSureness FormSureness(Side side) const override { return SurenessOf(Tool(side)); }
 
   std::int64_t LearntAt(std::int32_t i) const override {
     const auto counts = Tool(sides_[0]).Lernzahlen();
@@ -101,7 +102,6 @@ class CTrackModel : public CAxisModel {
   const CSigCurveExt* spreads_[2] = {};
   CSigCurveExt whole_;  ///< the learnt grid, valid everywhere
   std::int64_t learnt_ = 0;
-  bool stale_ = false;  ///< limits are older than the means
 };
 
 /// Takes the part's grid, with nothing learnt.
@@ -142,7 +142,7 @@ bool CTrackModel::Grow(double before, double behind, double reserve) {
       throw std::bad_alloc();
     }
   }
-  stale_ = true;
+  SetStale();
   return true;
 }
 
@@ -160,7 +160,7 @@ std::string CTrackModel::SetState(Side side, const SStoredQuantity::SState& stat
   }
   SetRule(Tool(side));
   learnt_ = std::max<std::int64_t>(state.learnt, 0);
-  stale_ = true;
+  SetStale();
   return "";
 }
 
@@ -182,22 +182,16 @@ std::string CTrackModel::JoinStates(CQuantityModel& other) {
     }
   }
   learnt_ += theirs.learnt_;
-  stale_ = true;
+  SetStale();
   return "";
 }
 
-void CTrackModel::Update() {
-  if (!stale_) {
-    return;
+void CTrackModel::Form(Side side) {
+  const CSigCurveExt*& spread = spreads_[side == Side::kUpper ? 0 : 1];
+  spread = Tool(side).StdAbwKurve();
+  if (spread == nullptr || !Tool(side).GrenzeBilden()) {
+    throw std::bad_alloc();
   }
-  for (const Side side : sides_) {
-    const CSigCurveExt*& spread = spreads_[side == Side::kUpper ? 0 : 1];
-    spread = Tool(side).StdAbwKurve();
-    if (spread == nullptr || !Tool(side).GrenzeBilden()) {
-      throw std::bad_alloc();
-    }
-  }
-  stale_ = false;
 }
 
 /// The share is that of the limit or of the part, whichever is smaller: a track is as little judged

@@ -73,6 +73,8 @@ class CValueModel : public CQuantityModel {
     return fault;
   }
 
+  SLimitSureness Sureness(Side side) override { return SurenessOf(Limit(side)); }
+
   SLearntSummary Summary(Side side) override {
     SLearntSummary summary;
     const CLernenderGrenzwert& limit = Limit(side);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "limes/learning/judgement.h"
+#include "limes/learning/limit_sureness.h"
 
 namespace limes::host {
 
@@ -36,7 +37,8 @@ struct SQuantityVerdict {
   std::optional<double> mean;
   std::optional<double> spread;
   std::optional<double> rmsDeviation;
-  double judgedShare = 0.0;  ///< of the limit's range, 0 to 1
+  double judgedShare = 0.0;                ///< of the limit's range, 0 to 1
+  std::optional<SLimitSureness> sureness;  ///< of the limit; empty when it was not stored
   std::string unit;
   std::string xUnit;
 };
@@ -51,7 +53,8 @@ struct SDefect {
   double limit = 0.0;
   double mean = 0.0;
   double place = 0.0;
-  std::optional<double> from;  ///< of the region beyond the limit; empty for a single value
+  std::optional<double> excess;  ///< over the limit
+  std::optional<double> from;    ///< of the region beyond the limit; empty for a single value
   std::optional<double> to;
   std::string unit;
   std::string xUnit;

@@ -100,7 +100,7 @@ TEST_F(Cycle, JudgesRowsWithAllFieldsOfTheContract) {
   EXPECT_THAT(part.at("defects").size(), 1U);
   const double s = std::sqrt(2.0 / 3.0);
   const json& upper = part.at("quantities").at(0);
-  EXPECT_EQ(upper.size(), 13U);
+  EXPECT_EQ(upper.size(), 17U);
   EXPECT_EQ(upper.at("name"), "curve");
   EXPECT_EQ(upper.at("side"), "upper");
   EXPECT_EQ(upper.at("verdict"), "NOK");
@@ -114,6 +114,21 @@ TEST_F(Cycle, JudgesRowsWithAllFieldsOfTheContract) {
   EXPECT_NEAR(upper.at("rms_deviation"), (18.0 - 3.0 * s) / 2.0, 1e-3);
   EXPECT_EQ(upper.at("judged_share"), 1.0);
   EXPECT_EQ(upper.at("unit"), "");
+  EXPECT_EQ(upper.at("learnt"), 3);
+  EXPECT_EQ(upper.at("effective_parts"), 3.0);
+  const double t = 3.0 / std::sqrt(2.0);  // Student's T with two degrees of freedom
+  const double chance = 0.5 - 0.5 * t / std::sqrt(t * t + 2.0);
+  EXPECT_NEAR(upper.at("chance_per_point"), chance, 1e-6);
+  EXPECT_NEAR(upper.at("chance_bound"), 4.0 * chance, 1e-5);
+  const json& finding = part.at("findings").at(0);
+  EXPECT_EQ(finding.at("side"), "upper");
+  EXPECT_EQ(finding.at("from"), 0.0);
+  EXPECT_EQ(finding.at("to"), 0.0);
+  EXPECT_EQ(finding.at("excess"), upper.at("max_deviation"));
+  EXPECT_THAT(Run({"test", path}, 1).out, HasSubstr("all limits: at most 67.1"));
+  std::filesystem::remove(store_);  // of what was judged just now
+  Run(With({"learn", Learnt()}, kRowOptions), 0);
+  EXPECT_EQ(Run({"test", path, "--json"}, 1).out, result.out);
   const json& lower = lines[2].at("quantities").at(1);
   EXPECT_EQ(lower.at("side"), "lower");
   EXPECT_NEAR(lower.at("max_deviation"), 22.0 - 3.0 * s, 1e-4);

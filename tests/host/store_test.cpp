@@ -152,8 +152,26 @@ TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
   Execute("UPDATE state SET record = substr(record, 1, 60)");
   EXPECT_EQ(RunLimes({"show", store_}).code, 4);
   EXPECT_THAT(RunLimes(Learn(1, 2)).err, HasSubstr("the learn state of 'a'"));
-  Execute("PRAGMA user_version = 2");
-  expect("has schema version 2, this program knows 1");
+  Execute("PRAGMA user_version = 3");
+  expect("has schema version 3, this program knows up to 2");
+}
+
+TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
+  EXPECT_EQ(RunLimes(Learn(1, 3)).code, 0);
+  EXPECT_EQ(RunLimes({"test", store_, Table(99)}).code, 1);
+  Execute(
+      "ALTER TABLE verdict DROP COLUMN learnt; ALTER TABLE verdict DROP COLUMN effective_parts;"
+      "ALTER TABLE verdict DROP COLUMN chance_per_point; ALTER TABLE verdict DROP COLUMN "
+      "chance_bound; ALTER TABLE defect DROP COLUMN verdict; ALTER TABLE defect DROP COLUMN excess;"
+      "ALTER TABLE defect DROP COLUMN x_from; ALTER TABLE defect DROP COLUMN x_to;"
+      "PRAGMA user_version = 1");
+  const std::string before = RunLimes({"report", store_}).out;
+  EXPECT_THAT(before, HasSubstr("NOK"));
+  const auto old = RunLimes({"report", store_, "--json"}).Lines().at(0);
+  EXPECT_TRUE(old.at("quantities").at(0).at("learnt").is_null());
+  EXPECT_EQ(RunLimes({"test", store_, Table(99)}).code, 1);
+  EXPECT_EQ(
+      RunLimes({"report", store_, "--json"}).Lines().at(3).at("quantities").at(0).at("learnt"), 4);
 }
 
 }  // namespace
