@@ -163,12 +163,14 @@ void Divider(std::uint32_t n) {
 
 // Loops at the full width of this processor, for known increments and buffers apart.
 void Scale(float* p, std::uint32_t n) {
+#pragma GCC unroll 4
   for (std::uint32_t i = 0; i < n; ++i) {
     p[i] *= kNearOne;
   }
 }
 
 void Update(float* __restrict d, const float* __restrict p, std::uint32_t n) {
+#pragma GCC unroll 4
   for (std::uint32_t i = 0; i < n; ++i) {
     d[i] += p[i] * 1e-9F;
   }
@@ -176,6 +178,7 @@ void Update(float* __restrict d, const float* __restrict p, std::uint32_t n) {
 
 void Join(float* __restrict d, const float* __restrict p, const float* __restrict q,
           std::uint32_t n) {
+#pragma GCC unroll 4
   for (std::uint32_t i = 0; i < n; ++i) {
     d[i] = p[i] * 0.3F + q[i] * 0.7F;
   }
@@ -183,6 +186,7 @@ void Join(float* __restrict d, const float* __restrict p, const float* __restric
 
 template <class D, class S>
 void Convert(D* __restrict d, const S* __restrict p, std::uint32_t n) {
+#pragma GCC unroll 4
   for (std::uint32_t i = 0; i < n; ++i) {
     d[i] = static_cast<D>(static_cast<std::int32_t>(p[i]));
   }
