@@ -1,16 +1,35 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <vector>
 
 #include "limes/export.h"
 #include "limes/learning/judgement.h"
+#include "limes/platform/text.h"
 
 namespace limes {
 
+class CFileStream;
 class CSigCurve;
 class CSigCurveExt;
 
-/// Operations over curves for hosts and learners. Stateless; results go into the caller's curves.
+/// What came of reading a curve from text.
+enum class CurveTextStatus {
+  kOk,
+  kEmpty,   ///< no line of numbers
+  kHeader,  ///< a line of the head is malformed
+  kNumber,  ///< a line is no pair of numbers
+  kSteps,   ///< x does not rise in equal steps: read pairs instead
+  kMemory,  ///< memory is short
+};
+
+/// The status in words, in English.
+LIMES_EXPORT const wide_char* Text(CurveTextStatus status);
+
+/// Operations over curves for hosts and learners. Stateless; results go into the caller's curves,
+/// which may be the given ones. Where nothing else is said they work on the valid range, compute in
+/// double, round once to float, and are false with nothing changed when memory is short.
 class LIMES_EXPORT CSigCurveAssistent {
  public:
   /// How several values of a finer curve become one.
@@ -43,6 +62,54 @@ class LIMES_EXPORT CSigCurveAssistent {
   /// memory is short. O(n).
   [[nodiscard]] static bool Ueberschreitungen(const CSigCurve& k, const CSigCurveExt& limit,
                                               std::vector<SCurveExcess>& regions);
+
+  /// What a smoothed value is of the values in its window.
+  enum class Smoothing { kMean, kMedian, kMaximum };
+
+  /// Replaces each value by the mean, median (of an even number the mean of the middle two) or
+  /// maximum of its window: halfWidth neighbours on either side, fewer at the ends. NaN are passed
+  /// over; a window of NaN gives NaN. No effect for a width below 1. O(n * width), the median
+  /// O(n * width) moves.
+  [[nodiscard]] static bool Glaetten(CSigCurveExt& c, int halfWidth, Smoothing mode);
+
+  /// Replaces the values by their derivative: central differences, one-sided at the ends, 0 for a
+  /// single value. The y unit becomes y / x where the units can say so, else none. O(n).
+  [[nodiscard]] static bool Ableiten(CSigCurveExt& c);
+
+  /// Sum of the values from the grid point at x0 to that at x1, times the step: the integral with
+  /// each value standing for one step. 0.0 beside the valid range and for x0 > x1. O(n).
+  static double Integral(const CSigCurveExt& c, float x0, float x1);
+
+  /// Replaces each value by the integral up to and with it. The y unit becomes x * y where the
+  /// units can say so, else none. O(n).
+  static void IntegralKurve(CSigCurveExt& c);
+
+  /// Mean of curves on one grid with a weight each: sum of w * y over sum of w, valid where all
+  /// are. Name and units are the first one's. False, with out unchanged, without curves, for null
+  /// ones, other grids or units, ranges with nothing in common, as many weights as curves missing,
+  /// or weights whose sum is 0 or not finite. O(curves * n).
+  [[nodiscard]] static bool GewichtetesMittel(std::span<const CSigCurveExt* const> curves,
+                                              std::span<const float> weights, CSigCurveExt& out);
+
+  /// Mean and spread (divisor n) of curves on one grid in two passes, valid where all are. The
+  /// reference for the learners' running means. False as above. O(curves * n).
+  [[nodiscard]] static bool MittelUndStreuung(std::span<const CSigCurveExt* const> curves,
+                                              CSigCurveExt& mean, CSigCurveExt& stdDev);
+
+  /// Raises values to the lower and lowers them to the upper limit where these are valid; the upper
+  /// one wins, a NaN limits nothing. False, with nothing changed, for limits on another grid. O(n).
+  [[nodiscard]] static bool Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,
+                                      const CSigCurveExt& upper);
+
+  /// Writes a curve as text: a head of lines "# key: value" with name, units, x axis and valid
+  /// range, then a line "x<TAB>y" per value, numbers in the shortest form that reads back the same.
+  /// False when memory is short; what the stream throws passes through. O(n).
+  [[nodiscard]] static bool TextExport(const CSigCurveExt& c, CFileStream& file);
+
+  /// Reads such a text: values, x axis, valid range, name and units bit for bit (of a NaN that it
+  /// is one). Without a head the x column gives the axis; it must rise in steps equal to 1e-4 of
+  /// one. c is unchanged unless kOk. Memory grows with the bytes read. O(n).
+  [[nodiscard]] static CurveTextStatus TextImport(CFileStream& file, CSigCurveExt& c);
 };
 
 }  // namespace limes

@@ -1,0 +1,129 @@
+// Means and spreads over curves, and bounding by limit curves.
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "limes/learning/curve_assistant.h"
+#include "limes/learning/curve_points.h"
+
+namespace limes {
+namespace {
+
+using Curves = std::span<const CSigCurveExt* const>;
+
+/// The points valid in all curves; none unless all are on one grid with the same units.
+detail::SPointRange CommonRange(Curves curves) {
+  detail::SPointRange common{0, -1};
+  for (std::size_t i = 0; i < curves.size(); ++i) {
+    if (curves[i] == nullptr || !curves[0]->FitTogether(curves[i]) ||
+        curves[i]->XUnit() != curves[0]->XUnit() || curves[i]->YUnit() != curves[0]->YUnit()) {
+      return {};
+    }
+    const detail::SPointRange range = detail::ValidRange(*curves[i]);
+    common = i == 0 ? range
+                    : detail::SPointRange{std::max(common.first, range.first),
+                                          std::min(common.last, range.last)};
+  }
+  return common;
+}
+
+/// Weighted means point by point, in the order of the curves.
+std::vector<double> Means(Curves curves, detail::SPointRange range, std::span<const float> weights,
+                          double total) {
+  std::vector<double> sums(range.Size());
+  for (std::size_t k = 0; k < curves.size(); ++k) {
+    const float* const y = curves[k]->ValArray() + range.first;
+    const double w = weights.empty() ? 1.0 : double{weights[k]};
+    for (std::size_t i = 0; i < sums.size(); ++i) {
+      sums[i] += w * double{y[i]};
+    }
+  }
+  for (double& sum : sums) {
+    sum /= total;
+  }
+  return sums;
+}
+
+/// A curve on the grid of another, valid over the range, with these values; empty without memory.
+CSigCurveExt Result(const CSigCurveExt& like, detail::SPointRange range,
+                    const std::vector<double>& values) {
+  CSigCurveExt result;
+  result.MakeSameSize(like);
+  if (result.DLen() != like.DLen()) {
+    throw std::bad_alloc();
+  }
+  std::transform(values.begin(), values.end(), result.ValArray() + range.first,
+                 [](double v) { return static_cast<float>(v); });
+  result.SetName(like.Name());
+  result.SetXUnit(like.XUnit());
+  result.SetYUnit(like.YUnit());
+  result.SetVIMinMax(static_cast<std::int32_t>(range.first), static_cast<std::int32_t>(range.last));
+  return result;
+}
+
+}  // namespace
+
+bool CSigCurveAssistent::GewichtetesMittel(Curves curves, std::span<const float> weights,
+                                           CSigCurveExt& out) try {
+  const detail::SPointRange range = CommonRange(curves);
+  double total = 0.0;
+  for (const float w : weights) {
+    total += double{w};
+  }
+  if (range.IsEmpty() || weights.size() != curves.size() || !std::isfinite(total) || total == 0.0) {
+    return false;
+  }
+  return out.Copy(Result(*curves[0], range, Means(curves, range, weights, total)), true);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool CSigCurveAssistent::MittelUndStreuung(Curves curves, CSigCurveExt& mean,
+                                           CSigCurveExt& stdDev) try {
+  const detail::SPointRange range = CommonRange(curves);
+  if (range.IsEmpty() || &mean == &stdDev) {
+    return false;
+  }
+  const auto n = static_cast<double>(curves.size());
+  const std::vector<double> means = Means(curves, range, {}, n);
+  std::vector<double> spreads(means.size());
+  for (const CSigCurveExt* const curve : curves) {
+    const float* const y = curve->ValArray() + range.first;
+    for (std::size_t i = 0; i < spreads.size(); ++i) {
+      const double d = double{y[i]} - means[i];
+      spreads[i] += d * d;
+    }
+  }
+  for (double& spread : spreads) {
+    spread = std::sqrt(spread / n);
+  }
+  const CSigCurveExt first = Result(*curves[0], range, means);
+  const CSigCurveExt second = Result(*curves[0], range, spreads);
+  return mean.Copy(first, true) && stdDev.Copy(second, true);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool CSigCurveAssistent::Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,
+                                   const CSigCurveExt& upper) {
+  if (!c.FitTogether(&lower) || !c.FitTogether(&upper)) {
+    return false;
+  }
+  const auto bound = [&c](const CSigCurveExt& limit, auto beyond) {
+    const detail::SPointRange own = detail::ValidRange(c);
+    const detail::SPointRange valid = detail::ValidRange(limit);
+    const std::int64_t last = std::min(own.last, valid.last);
+    for (std::int64_t i = std::max(own.first, valid.first); i <= last; ++i) {
+      const float y = limit.ValArray()[i];
+      float& value = c.ValArray()[i];
+      value = beyond(value, y) ? y : value;
+    }
+  };
+  bound(lower, [](float value, float limit) { return value < limit; });
+  bound(upper, [](float value, float limit) { return value > limit; });
+  return true;
+}
+
+}  // namespace limes
