@@ -119,7 +119,18 @@ constexpr std::size_t kRows = 4;
 constexpr std::size_t kStep = kWidth * kRows;
 constexpr std::size_t kBlock = 4096;  ///< values between two looks at the lanes
 
-/// Extremes of n values, begun at the given bounds. A lane keeps its value on NaN and on ties, as
+constexpr std::size_t kWorthLanes = 48;  ///< from here on lanes are faster
+
+/// Extremes of n values, begun at the given bounds, one by one.
+inline SBounds RowBounds(const float* y, std::size_t n, SBounds start) {
+  for (std::size_t i = 0; i < n; ++i) {
+    start.min = y[i] < start.min ? y[i] : start.min;
+    start.max = y[i] > start.max ? y[i] : start.max;
+  }
+  return start;
+}
+
+/// The same in lanes. A lane keeps its value on NaN and on ties, as
 /// the plain loop does; only the sign of a zero may be another's.
 LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
   Lanes low[kRows];
@@ -145,11 +156,7 @@ LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
     start.min = low[0][k] < start.min ? low[0][k] : start.min;
     start.max = high[0][k] > start.max ? high[0][k] : start.max;
   }
-  for (; i < n; ++i) {
-    start.min = y[i] < start.min ? y[i] : start.min;
-    start.max = y[i] > start.max ? y[i] : start.max;
-  }
-  return start;
+  return RowBounds(y + i, n - i, start);
 }
 
 /// Index of the first of n values that equals value; n when there is none.
@@ -174,14 +181,38 @@ LIMES_CLONES std::size_t FirstEqual(const float* y, std::size_t n, float value) 
 
 }  // namespace
 
-SBounds FindBounds(const float* y, std::size_t n) {
-  SBounds bounds = LaneBounds(y, n, {y[0], y[0]});
+namespace {
+
+/// Bounds of start and n values behind those of it.
+SBounds JoinBounds(SBounds start, const float* y, std::size_t n) {
+  SBounds bounds = n < kWorthLanes ? RowBounds(y, n, start) : LaneBounds(y, n, start);
   // Of zeros the first one counts, with its sign.
-  if (bounds.min == 0.0F) {
+  if (bounds.min == 0.0F && start.min != 0.0F) {
     bounds.min = y[FirstEqual(y, n, 0.0F)];
   }
-  if (bounds.max == 0.0F) {
+  if (bounds.max == 0.0F && start.max != 0.0F) {
     bounds.max = y[FirstEqual(y, n, 0.0F)];
+  }
+  return bounds;
+}
+
+}  // namespace
+
+SBounds FindBounds(const float* y, std::size_t n) { return JoinBounds({y[0], y[0]}, y, n); }
+
+SBounds FindBounds(const float* y, std::size_t n, std::size_t inc) {
+  SBounds bounds{y[0], y[0]};
+  if (inc == 1) {
+    return JoinBounds(bounds, y, n);
+  }
+  constexpr std::size_t kGathered = 512;
+  float row[kGathered];
+  for (std::size_t i = 0; i < n; i += kGathered) {
+    const std::size_t size = std::min(kGathered, n - i);
+    for (std::size_t k = 0; k < size; ++k) {
+      row[k] = y[(i + k) * inc];
+    }
+    bounds = JoinBounds(bounds, row, size);
   }
   return bounds;
 }

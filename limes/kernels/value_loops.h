@@ -52,6 +52,9 @@ struct SBounds {
 /// both, another one neither; of zeros the first one's sign.
 SBounds FindBounds(const float* y, std::size_t n);
 
+/// The same of values at distances of inc.
+SBounds FindBounds(const float* y, std::size_t n, std::size_t inc);
+
 struct SExtremes {
   std::size_t min;
   std::size_t max;

@@ -18,7 +18,7 @@ inline Lanes LoadLanes(const float* p) {
   return lanes;
 }
 
-/// What one block gives.
+/// What the values so far give, of which the first one is known.
 struct SBlock {
   float min;
   float max;
@@ -31,51 +31,54 @@ struct SBlock {
     sum += x;
     squares += x * x;
   }
+
+  void Add(const float* p, std::size_t n, std::size_t inc);
+  void AddRow(const float* p, std::size_t n);
 };
 
-/// n > 0 neighbours: both chains of additions leave room for the extremes in lanes, which keep to
-/// the rule of Add, except for the sign of a zero.
-SBlock RowOf(const float* p, std::size_t n) {
-  SBlock block{p[0], p[0]};
-  Lanes low = p[0] - Lanes{};
-  Lanes high = low;
+void SBlock::Add(const float* p, std::size_t n, std::size_t inc) {
+  if (inc == 1) {
+    AddRow(p, n);
+    return;
+  }
+  for (std::size_t i = 0; i < n; ++i, p += inc) {
+    Add(*p);
+  }
+}
+
+/// n neighbours: both chains of additions leave room for the extremes in lanes, which keep to the
+/// rule of Add, except for the sign of a zero.
+void SBlock::AddRow(const float* p, std::size_t n) {
+  const SBlock before = *this;
+  Lanes low = min - Lanes{};
+  Lanes high = max - Lanes{};
   std::size_t i = 0;
   for (; i + kLanes <= n; i += kLanes) {
     const Lanes row = LoadLanes(p + i);
     low = row < low ? row : low;
     high = row > high ? row : high;
     for (std::size_t k = i; k < i + kLanes; ++k) {
-      block.sum += p[k];
-      block.squares += p[k] * p[k];
+      sum += p[k];
+      squares += p[k] * p[k];
     }
   }
   for (std::size_t k = 0; k < kLanes; ++k) {
-    block.min = low[k] < block.min ? low[k] : block.min;
-    block.max = high[k] > block.max ? high[k] : block.max;
+    min = low[k] < min ? low[k] : min;
+    max = high[k] > max ? high[k] : max;
   }
   for (; i < n; ++i) {
-    block.Add(p[i]);
+    Add(p[i]);
   }
-  if (block.min == 0.0F || block.max == 0.0F) {
+  const bool minIsNew = min == 0.0F && before.min != 0.0F;
+  const bool maxIsNew = max == 0.0F && before.max != 0.0F;
+  if (minIsNew || maxIsNew) {
     std::size_t zero = 0;  // the first one counts, with its sign
     while (p[zero] != 0.0F) {
       ++zero;
     }
-    block.min = block.min == 0.0F ? p[zero] : block.min;
-    block.max = block.max == 0.0F ? p[zero] : block.max;
+    min = minIsNew ? p[zero] : min;
+    max = maxIsNew ? p[zero] : max;
   }
-  return block;
-}
-
-SBlock BlockOf(const float* p, std::size_t n, std::size_t inc) {
-  if (inc == 1) {
-    return RowOf(p, n);
-  }
-  SBlock block{p[0], p[0]};
-  for (std::size_t i = 0; i < n; ++i, p += inc) {
-    block.Add(*p);
-  }
-  return block;
 }
 
 }  // namespace
@@ -89,7 +92,8 @@ void VectorStatistics(const float* p, std::uint32_t n, std::uint32_t inc, float&
   if (n == 0) {
     return;
   }
-  const SBlock block = BlockOf(p, n, inc);
+  SBlock block{p[0], p[0]};
+  block.Add(p, n, inc);
   const auto size = static_cast<float>(n);
   const float blockMean = block.sum / size;
   const float blockSquare = block.squares / size;
@@ -117,6 +121,44 @@ void VectorStatistics(const float* p, std::uint32_t n, std::uint32_t inc, float*
 
 void VectorStatistics(const float* p, std::uint32_t n, std::uint32_t inc, StatisticsData_t& s) {
   VectorStatistics(p, n, inc, s.min, s.max, s.mean, s.meanSquare, &s.count);
+}
+
+bool MatrixElementStats(const float* data, std::uint32_t pitch, std::uint32_t rows,
+                        std::uint32_t x0, std::uint32_t y0, std::uint32_t width,
+                        std::uint32_t height, float& min, float& max, float& sum, float& mean,
+                        float& rms, std::uint32_t& count, bool reset) {
+  if (pitch == 0 || rows == 0 || width == 0 || height == 0) {
+    if (reset) {
+      min = max = sum = mean = rms = 0.0F;
+      count = 0;
+    }
+    return false;
+  }
+  const float* first = data + std::size_t{pitch} * y0 + x0;
+  SBlock block{*first, *first};
+  for (std::size_t row = 0; row < height; ++row) {
+    block.AddRow(first + row * pitch, width);
+  }
+  const std::uint64_t elements = std::uint64_t{width} * height;
+  if (reset) {
+    const auto k = static_cast<float>(elements);
+    min = block.min;
+    max = block.max;
+    sum = block.sum;
+    mean = sum / k;
+    rms = std::sqrt(block.squares / k);
+    count = static_cast<std::uint32_t>(elements);
+    return true;
+  }
+  const auto before = static_cast<float>(count);
+  const float all = before + static_cast<float>(elements);
+  min = block.min < min ? block.min : min;
+  max = block.max > max ? block.max : max;
+  sum += block.sum;
+  mean = sum / all;
+  rms = std::sqrt((rms * rms * before + block.squares) / all);
+  count += static_cast<std::uint32_t>(elements);
+  return true;
 }
 
 StatisticsData_t& StatisticsData_t::operator=(const StatisticsData_t& other) = default;

@@ -1,0 +1,241 @@
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+#include "limes/kernels/element_loops.h"
+#include "limes/kernels/equal_steps.h"
+#include "limes/kernels/value_loops.h"
+#include "limes/kernels/vector_kernels.h"
+#include "limes/platform/cpu_clones.h"
+
+// Sums in order, as in vector_sums.cpp.
+
+namespace limes::DVL {
+
+namespace {
+
+/// Calls bin(k, first sample, count) for bin k of at most so many, as long as there are samples. A
+/// bin without a sample gets the next one, which stays for the bins behind it, too. Returns the
+/// number of calls, at least 1.
+template <class Bin>
+inline std::uint32_t ForBins(std::uint32_t nIn, std::uint32_t bins, float step, Bin bin) {
+  detail::EqualSteps ends(step, nIn);
+  std::uint32_t k = 0;
+  for (std::uint32_t from = 0; k < bins && from < nIn; ++k) {
+    const std::uint32_t end = ends.Next();
+    bin(k, std::size_t{from}, std::size_t{end == from ? 1 : end - from});
+    from = end;
+  }
+  return k;
+}
+
+inline float StepOf(std::uint32_t nIn, std::uint32_t bins) {
+  return static_cast<float>(nIn) / static_cast<float>(bins);
+}
+
+/// Values behind the last bin repeat it; then the factor.
+void Finish(float* dst, std::uint32_t written, std::uint32_t nOut, float factor) {
+  std::fill(dst + written, dst + nOut, dst[written - 1]);
+  MulFloatIp(dst, nOut, 1, factor);
+}
+
+inline float MeanOf(const float* p, std::size_t n, std::size_t inc) {
+  if (n == 1) {
+    return *p;
+  }
+  float sum = 0.0F;
+  for (std::size_t i = 0; i < n; ++i, p += inc) {
+    sum += *p;
+  }
+  return sum / static_cast<float>(n);
+}
+
+constexpr std::size_t kBeside = 8;  ///< sums that hide each other's additions
+
+/// Bins of more than one sample each.
+struct SBins {
+  const float* first[kBeside];
+  std::size_t count[kBeside];
+};
+
+/// The means of all bins, each sum in order.
+template <class Inc>
+inline void MeansBeside(const SBins& bins, Inc inc, float* dst) {
+  const std::size_t common = *std::min_element(bins.count, bins.count + kBeside);
+  float sum[kBeside] = {};
+  for (std::size_t i = 0; i < common; ++i) {
+#pragma GCC unroll 8
+    for (std::size_t k = 0; k < kBeside; ++k) {
+      sum[k] += bins.first[k][i * inc];
+    }
+  }
+  for (std::size_t k = 0; k < kBeside; ++k) {
+    for (std::size_t i = common; i < bins.count[k]; ++i) {
+      sum[k] += bins.first[k][i * inc];
+    }
+    dst[k] = sum[k] / static_cast<float>(bins.count[k]);
+  }
+}
+
+template <class Inc>
+std::uint32_t LongMeans(const float* src, std::uint32_t nIn, Inc inc, float* dst,
+                        std::uint32_t nOut) {
+  SBins bins;
+  std::size_t waiting = 0;
+  const auto written = ForBins(nIn, nOut, StepOf(nIn, nOut),
+                               [&](std::uint32_t k, std::size_t from, std::size_t count) {
+                                 bins.first[waiting] = src + from * inc;
+                                 bins.count[waiting] = count;
+                                 if (++waiting == kBeside) {
+                                   MeansBeside(bins, inc, dst + k + 1 - kBeside);
+                                   waiting = 0;
+                                 }
+                               });
+  for (std::size_t k = 0; k < waiting; ++k) {
+    dst[written - waiting + k] = MeanOf(bins.first[k], bins.count[k], inc);
+  }
+  return written;
+}
+
+}  // namespace
+
+void DownsamlingMean(const float* src, std::uint32_t nIn, std::uint32_t srcInc, float* dst,
+                     std::uint32_t nOut, float factor) {
+  if (detail::CopyWhereEqual(src, nIn, srcInc, dst, nOut, factor)) {
+    return;
+  }
+  if (nOut == 1) {
+    *dst = VectorMean(src, nIn, srcInc) * factor;
+    return;
+  }
+  constexpr std::uint32_t kLong = 24;  ///< shorter bins hide each other's additions by themselves
+  std::uint32_t written = 0;
+  if (nIn / nOut < kLong || srcInc == 0 ||
+      !detail::MayReadAhead(dst, detail::ExtentOf(dst, nOut, 1), src,
+                            detail::ExtentOf(src, nIn, srcInc))) {
+    written = ForBins(nIn, nOut, StepOf(nIn, nOut),
+                      [=](std::uint32_t k, std::size_t from, std::size_t count) {
+                        dst[k] = MeanOf(src + from * srcInc, count, srcInc);
+                      });
+  } else if (srcInc == 1) {
+    written = LongMeans(src, nIn, std::integral_constant<std::size_t, 1>(), dst, nOut);
+  } else {
+    written = LongMeans(src, nIn, std::size_t{srcInc}, dst, nOut);
+  }
+  Finish(dst, written, nOut, factor);
+}
+
+namespace {
+
+using Lanes __attribute__((vector_size(32))) = float;
+constexpr std::size_t kWidth = 8;
+constexpr std::size_t kWorthLanes = 6 * kWidth;
+
+inline float MaxOf(const float* p, std::size_t n, std::size_t inc, float start) {
+  for (std::size_t i = 0; i < n; ++i, p += inc) {
+    start = *p > start ? *p : start;
+  }
+  return start;
+}
+
+/// The same for n >= kWorthLanes neighbours. A lane keeps its value on NaN and on ties, as the
+/// plain loop does; only the sign of a zero may be another's.
+inline float MaxInLanes(const float* p, std::size_t n) {
+  constexpr std::size_t kRows = 4;
+  const Lanes first = *p - Lanes{};
+  Lanes high[kRows] = {first, first, first, first};
+  std::size_t i = 0;
+  for (; i + kRows * kWidth <= n; i += kRows * kWidth) {
+    for (std::size_t r = 0; r < kRows; ++r) {
+      Lanes row;
+      std::memcpy(&row, p + i + r * kWidth, sizeof(row));
+      high[r] = row > high[r] ? row : high[r];
+    }
+  }
+  for (; i + kWidth <= n; i += kWidth) {
+    Lanes row;
+    std::memcpy(&row, p + i, sizeof(row));
+    high[0] = row > high[0] ? row : high[0];
+  }
+  high[0] = high[1] > high[0] ? high[1] : high[0];
+  high[2] = high[3] > high[2] ? high[3] : high[2];
+  high[0] = high[2] > high[0] ? high[2] : high[0];
+  float max = *p;
+  for (std::size_t k = 0; k < kWidth; ++k) {
+    max = high[0][k] > max ? high[0][k] : max;
+  }
+  max = MaxOf(p + i, n - i, 1, max);
+  return max == 0.0F ? *std::find(p, p + n, 0.0F) : max;  // of zeros the first one counts
+}
+
+LIMES_CLONES std::uint32_t Maxima(const float* src, std::uint32_t nIn, float* dst,
+                                  std::uint32_t nOut) {
+  return ForBins(
+      nIn, nOut, StepOf(nIn, nOut), [=](std::uint32_t k, std::size_t from, std::size_t count) {
+        const float* bin = src + from;
+        dst[k] = count < kWorthLanes ? MaxOf(bin, count, 1, *bin) : MaxInLanes(bin, count);
+      });
+}
+
+}  // namespace
+
+void DownsamlingMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc, float* dst,
+                    std::uint32_t nOut, float factor) {
+  if (detail::CopyWhereEqual(src, nIn, srcInc, dst, nOut, factor)) {
+    return;
+  }
+  if (nOut == 1) {
+    *dst = detail::FindBounds(src, nIn, srcInc).max * factor;
+    return;
+  }
+  if (srcInc == 1) {
+    Finish(dst, Maxima(src, nIn, dst, nOut), nOut, factor);
+    return;
+  }
+  const auto written = ForBins(nIn, nOut, StepOf(nIn, nOut),
+                               [=](std::uint32_t k, std::size_t from, std::size_t count) {
+                                 const float* bin = src + from * srcInc;
+                                 dst[k] = MaxOf(bin, count, srcInc, *bin);
+                               });
+  Finish(dst, written, nOut, factor);
+}
+
+void DownsamlingMinMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc, float* dst,
+                       std::uint32_t nOut, float factor) {
+  if (detail::CopyWhereEqual(src, nIn, srcInc, dst, nOut, factor)) {
+    return;
+  }
+  if (nOut == 1) {
+    *dst = VectorMean(src, nIn, srcInc) * factor;
+    return;
+  }
+  if (nOut < 4) {
+    const detail::SBounds bounds = detail::FindBounds(src, nIn, srcInc);
+    dst[0] = bounds.min * factor;
+    dst[1] = bounds.max * factor;
+    if (nOut == 3) {
+      dst[2] = factor * 0.5F * (dst[0] + dst[1]);  // kept: the factor counts twice
+    }
+    return;
+  }
+  const std::uint32_t pairs = nOut / 2;
+  const float step = 2.0F * static_cast<float>(nIn) / static_cast<float>(2 * pairs);
+  const auto put = [dst](std::size_t k, detail::SBounds bounds) {
+    dst[2 * k] = bounds.min;
+    dst[2 * k + 1] = bounds.max;
+  };
+  const std::size_t written =
+      ForBins(nIn, pairs, step, [=](std::uint32_t k, std::size_t from, std::size_t count) {
+        put(k, detail::FindBounds(src + from * srcInc, count, srcInc));
+      });
+  const detail::SBounds last{dst[2 * written - 2], dst[2 * written - 1]};
+  for (std::size_t k = written; k < pairs; ++k) {
+    put(k, last);
+  }
+  if (nOut % 2 != 0) {
+    dst[nOut - 1] = 0.5F * (last.min + last.max);
+  }
+  MulFloatIp(dst, nOut, 1, factor);
+}
+
+}  // namespace limes::DVL

@@ -1,0 +1,122 @@
+#include <cmath>
+
+#include "limes/kernels/fixed_exp.h"
+#include "limes/kernels/vector_kernels.h"
+
+// Sums in order, as in vector_sums.cpp.
+
+namespace limes::DVL {
+
+namespace {
+
+/// Sum of e^(x * scale) * factor, in order. The exponentials are taken in rows, so that those of
+/// one row hide the additions of the row before.
+class ExpSum {
+ public:
+  ExpSum(float scale, float factor) : scale_(scale), factor_(factor) {}
+
+  void Add(const float* p, std::size_t n, std::size_t inc) {
+    for (std::size_t i = 0; i < n;) {
+      if (inc == 1 && waiting_ == 0 && n - i >= detail::kExpRow) {
+        AddRow(p + i, detail::kExpRow);
+        i += detail::kExpRow;
+        continue;
+      }
+      row_[waiting_++] = p[i++ * inc];
+      if (waiting_ == detail::kExpRow) {
+        AddRow(row_, detail::kExpRow);
+        waiting_ = 0;
+      }
+    }
+  }
+
+  float Total() {
+    AddRow(row_, waiting_);
+    waiting_ = 0;
+    return sum_;
+  }
+
+ private:
+  void AddRow(const float* x, std::size_t n) {
+    alignas(64) float terms[detail::kExpRow];
+    detail::ScaledExps(x, scale_, factor_, terms);
+    for (std::size_t i = 0; i < n; ++i) {
+      sum_ += terms[i];
+    }
+  }
+
+  float scale_;
+  float factor_;
+  float sum_ = 0.0F;
+  std::size_t waiting_ = 0;
+  float row_[detail::kExpRow] = {};
+};
+
+constexpr float kPerDecibel = 0.230258509516716F;  // ln 10 / 10
+
+/// Level of the sum of the powers, divided by over, of n > 1 levels.
+float LevelOf(const float* p, std::uint32_t n, std::uint32_t inc, float over) {
+  constexpr float kLeast = 1e-9F;
+  const float reference = detail::FixedExp(p[0] * kPerDecibel);
+  ExpSum sum(kPerDecibel, 1.0F / reference);
+  sum.Add(p, n, inc);
+  const float total = sum.Total();
+  if (!(total > kLeast)) {
+    return 0.0F;
+  }
+  return std::log(total / over * reference) / kPerDecibel;
+}
+
+}  // namespace
+
+float VectorLogSum(const float* p, std::uint32_t n, std::uint32_t inc) {
+  if (n < 2) {
+    return n == 0 ? 0.0F : p[0];
+  }
+  return LevelOf(p, n, inc, 1.0F);
+}
+
+float VectorLogMean(const float* p, std::uint32_t n, std::uint32_t inc) {
+  if (n < 2) {
+    return n == 0 ? 0.0F : p[0];
+  }
+  return LevelOf(p, n, inc, static_cast<float>(n));
+}
+
+bool MatrixElementLogStats(const float* data, std::uint32_t pitch, std::uint32_t rows,
+                           std::uint32_t x0, std::uint32_t y0, std::uint32_t width,
+                           std::uint32_t height, float& logMean, float& meanOfLogMeans,
+                           std::uint32_t& count, bool reset) {
+  if (pitch == 0 || rows == 0 || width == 0 || height == 0) {
+    if (reset) {
+      logMean = meanOfLogMeans = 0.0F;
+      count = 0;
+    }
+    return false;
+  }
+  constexpr float kE = 2.7182817459106445F;
+  constexpr float kOverE = 0.3678794503211975F;
+  const float* first = data + std::size_t{pitch} * y0 + x0;
+  const std::uint64_t elements = std::uint64_t{width} * height;
+  const float g = 1.0F / *first;
+  ExpSum sum(g, kOverE);
+  for (std::size_t row = 0; row < height; ++row) {
+    sum.Add(first + row * pitch, width, 1);
+  }
+  const float total = sum.Total();
+  const auto k = static_cast<float>(elements);
+  const float blockMean = std::log(total / k * kE) / g;
+  if (reset) {
+    logMean = std::log(total * kE) / g;
+    meanOfLogMeans = blockMean;
+    count = static_cast<std::uint32_t>(elements);
+    return true;
+  }
+  const auto before = static_cast<float>(count);
+  logMean = std::log((total + detail::FixedExp(g * logMean) * kOverE) * kE) / g;
+  meanOfLogMeans = (before * meanOfLogMeans + k * blockMean) / (before + k);
+  ++count;  // kept: by one, although the weights are elements
+  return true;
+}
+
+}  // namespace limes::DVL

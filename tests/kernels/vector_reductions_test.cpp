@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <limits>
+#include <random>
+
+#include "tests/support/reduction_cases.h"
+
+namespace limes {
+namespace {
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+const float kNaN = std::nanf("");
+
+TEST(VectorReductions, HaveTheBitsOfThePlainLoop) {
+  std::mt19937 random(3);
+  for (const auto& c : test::ApartCases()) {
+    for (std::uint32_t trial = 0; trial < 6 * 131 + 60; ++trial) {
+      const auto place = static_cast<std::uint32_t>(random());
+      const std::uint32_t n = trial < 6 * 131 ? trial % 131 : place % 3000;
+      const std::uint32_t di = trial % 2 == 0 ? 1 : 1 + place % 5;
+      const std::uint32_t si = trial % 2 == 0 ? 1 : 1 + place / 5 % 5;
+      const std::size_t d = 1 + place / 32 % 16;
+      const std::size_t s = d + std::size_t{n} * di + 9 + place / 512 % 16;
+      const auto block = test::RandomFloats(random, s + std::size_t{n} * si + 9,
+                                            static_cast<int>(trial / 131 % 3));
+      ASSERT_EQ(FirstDifference(c, block, d, di, s, si, n), -1)
+          << c.name << " trial " << trial << ": n " << n << ", increments " << di << ' ' << si;
+    }
+  }
+}
+
+TEST(VectorReductions, DownsamplesInPlaceAndNeverBehindTheEnd) {
+  std::mt19937 random(4);
+  const std::vector<float> block = test::RandomFloats(random, 100000, 0);
+  for (const std::uint32_t nOut : {2U, 77U, 3000U, 66667U, 99999U}) {
+    for (const auto kernel : {DVL::DownsamlingMean, DVL::DownsamlingMax, DVL::DownsamlingMinMax}) {
+      std::vector<float> apart(nOut);
+      kernel(block.data(), 100000, 1, apart.data(), nOut, 0.5F);
+      std::vector<float> inPlace = block;
+      kernel(inPlace.data(), 100000, 1, inPlace.data(), nOut, 0.5F);
+      EXPECT_TRUE(std::equal(apart.begin(), apart.end(), inPlace.begin())) << nOut;
+    }
+  }
+}
+
+TEST(VectorReductions, ExponentialIsExactToOneUnit) {
+  for (float x = -110.0F; x < 95.0F; x += 0.00117F) {
+    const double exact = std::exp(double{x});
+    const float y = detail::FixedExp(x);
+    const auto nearest = static_cast<float>(exact);
+    const double unit = std::nextafter(nearest, kInf) - double{nearest};
+    ASSERT_TRUE(y == nearest || std::fabs(y - exact) <= unit) << x;
+  }
+  EXPECT_EQ(detail::FixedExp(kInf), kInf);
+  EXPECT_EQ(detail::FixedExp(-kInf), 0.0F);
+  EXPECT_TRUE(std::isnan(detail::FixedExp(kNaN)));
+}
+
+TEST(VectorReductions, KeepsStatedResults) {
+  const float levels[] = {0.0F, 0.0F, 390.0F};
+  EXPECT_NEAR(DVL::VectorLogSum(levels, 2, 1), 3.0103F, 1e-5F);
+  EXPECT_EQ(DVL::VectorLogMean(levels, 2, 1), 0.0F);
+  EXPECT_EQ(DVL::VectorLogSum(levels + 2, 1, 1), 390.0F);  // a single one as it is
+  EXPECT_EQ(DVL::VectorLogSum(levels + 2, 3, 0), 0.0F);    // its power is no float
+  EXPECT_EQ(DVL::MaxDifference(nullptr, levels, 0, nullptr), 0.0F);
+
+  const float a[] = {0.0F, 2.0F, 5.0F, 5.0F, 1.0F, -1.0F, 4.0F};
+  const std::vector<float> flat(65537, 0.0F);
+  std::vector<float> high = flat;
+  high[65535] = 1.0F;
+  std::uint32_t end = 1;
+  std::uint32_t pos = 1;
+  EXPECT_TRUE(DVL::MaxDifference(a, flat.data(), 5, &pos) == 5.0F && pos == 3);
+  EXPECT_FALSE(DVL::LocalMaxDifferencePosition(a, flat.data(), 7, 7, end, pos));
+  EXPECT_TRUE(end == 1 && pos == 3);
+  EXPECT_TRUE(DVL::LocalMaxDifferencePosition(a, flat.data(), 7, 0, end, pos));
+  EXPECT_TRUE(end == 6 && pos == 2);
+  EXPECT_FALSE(DVL::LocalMaxDifferencePosition(high.data(), flat.data(), 65537, 0, end, pos));
+  EXPECT_TRUE(end == 65538 && pos == 65535);
+
+  const float ramp[] = {0.0F, 10.0F, 20.0F, 30.0F, 40.0F, 50.0F, 60.0F, 70.0F, 80.0F, 90.0F};
+  const struct {
+    std::uint32_t nIn, inc;
+    unsigned flags;
+    std::array<float, 4> expected;
+  } cases[] = {{10, 1, 2, {5.0F, 30.0F, 60.0F, 85.0F}}, {10, 1, 0, {10.0F, 40.0F, 70.0F, 90.0F}},
+               {2, 1, 0, {0.0F, 2.0F, 4.0F, 6.0F}},     {2, 3, 4, {0.0F, 2.0F, 4.0F, 6.0F}},
+               {3, 1, 0, {0.0F, 0.0F, 10.0F, 10.0F}},   {3, 1, 4, {0.0F, 5.0F, 10.0F, 15.0F}},
+               {4, 2, 0, {0.0F, 20.0F, 40.0F, 60.0F}}};
+  for (const auto& c : cases) {
+    std::array<float, 4> out{};
+    DVL::Resamling(c.flags, ramp, c.nIn, c.inc, out.data(), 4, 1.0F);
+    EXPECT_EQ(out, c.expected) << c.nIn << ' ' << c.inc << ' ' << c.flags;
+  }
+  std::array<float, 3> three{};
+  DVL::DownsamlingMinMax(ramp, 10, 1, three.data(), 3, 2.0F);
+  EXPECT_EQ(three, (std::array{0.0F, 180.0F, 180.0F}));
+}
+
+}  // namespace
+}  // namespace limes
