@@ -8,6 +8,7 @@
 #include "apps/limes/csv_reader.h"
 #include "apps/limes/defects.h"
 #include "apps/limes/errors.h"
+#include "limes/results/defect_report.h"
 
 namespace limes::host {
 namespace {
@@ -15,6 +16,11 @@ namespace {
 constexpr double kStepTolerance = 1e-4;    ///< relative; other steps are another quantity
 constexpr double kPlaceTolerance = 0.01;   ///< of a step; closer grids are the same
 constexpr std::size_t kMostDefects = 100;  ///< per quantity and side, the worst ones
+
+std::optional<double> InSpreads(float excess, float spread) {
+  return spread > 0.0F ? std::optional(Shown(static_cast<float>(Shown(excess) / spread)))
+                       : std::nullopt;
+}
 
 bool IsExcess(float value, float limit) {
   return value > limit && !IsRounding(double{value} - limit, value, limit);
@@ -104,78 +110,75 @@ CSigCurveExt& CAxisModel::Fitted(Side side) {
   return fitted_;
 }
 
-/// The numbers of a verdict at one point of the limit.
-void CAxisModel::TakeNumbers(Side side, std::int32_t i, SQuantityVerdict& verdict) {
-  const SCurves learnt = Curves(side);
-  const float sign = Sign(side);
-  const float value = Fitted(side)[i];
-  const float limit = learnt.limit[i];
-  const float spread = learnt.spread[i];
-  const float excess = value - limit;
-  verdict.maxDeviation = IsExcess(value, limit) || !(excess > 0.0F) ? Shown(excess) : 0.0;
-  verdict.excessInS.reset();
-  if (spread > 0.0F) {
-    verdict.excessInS = Shown(static_cast<float>(*verdict.maxDeviation / spread));
-  }
-  verdict.x = Shown(learnt.limit.GetPoint(i));
-  verdict.value = Shown(sign * value);
-  verdict.limit = Shown(sign * limit);
-  verdict.mean = Shown(sign * learnt.mean[i]);
-  verdict.spread = Shown(spread);
-}
-
-/// The stretches beyond the limit, the worst first.
-std::vector<CAxisModel::SRegion> CAxisModel::Regions(Side side) {
+/// The regions beyond the limit by more than rounding, the worst first.
+std::vector<SCurveExcess> CAxisModel::Regions(Side side) {
+  std::vector<SCurveExcess> regions = FindRegions(side);
   const CSigCurveExt& limit = Curves(side).limit;
   const CSigCurveExt& curve = Fitted(side);
-  const auto excess = [&](std::int32_t i) { return curve[i] - limit[i]; };
-  std::vector<SRegion> regions;
-  bool inside = false;
-  const std::int32_t last = std::min(limit.IMax(), curve.IMax());
-  for (std::int32_t i = std::max(limit.IMin(), curve.IMin()); i <= last; ++i) {
-    const bool beyond = HasLimit(i) && IsExcess(curve[i], limit[i]);
-    if (beyond && !inside) {
-      regions.push_back({i, i, i});
-    } else if (beyond) {
-      regions.back().last = i;
-      regions.back().peak = excess(i) > excess(regions.back().peak) ? i : regions.back().peak;
+  std::erase_if(regions, [&](const SCurveExcess& region) {
+    const std::int32_t first = limit.GetIndex(region.x0);
+    for (std::int32_t i = first; i < first + region.points; ++i) {
+      if (IsExcess(curve[i], limit[i])) {
+        return false;
+      }
     }
-    inside = beyond;
-  }
-  std::stable_sort(regions.begin(), regions.end(), [&](const SRegion& a, const SRegion& b) {
-    return excess(a.peak) > excess(b.peak);
+    return true;
   });
+  std::stable_sort(
+      regions.begin(), regions.end(),
+      [](const SCurveExcess& a, const SCurveExcess& b) { return a.excess > b.excess; });
   return regions;
 }
 
-void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) {
-  if (!EnoughLearnt()) {
-    return;
+/// Adds the items of the regions: the worst ones, or the worst alone.
+void CAxisModel::AddRegions(const std::vector<SCurveExcess>& regions,
+                            const SQuantityVerdict& verdict, CProtocolItemList& items) const {
+  const std::size_t most = settings_.onePerCurve.value_or(false) ? 1 : kMostDefects;
+  for (std::size_t i = 0; i < std::min(regions.size(), most); ++i) {
+    CProtocolItem item;
+    item.Uebernehmen(regions[i]);
+    item.state = Verdict::kFail;
+    item.type = CDefectReport::kWithPlace;
+    AddItem(items, item, verdict, InSpreads(regions[i].excess, regions[i].spread));
   }
-  Update();
-  const SCurveJudgement result = JudgeFitted(side);
-  if (result.verdict == Verdict::kNotJudged) {
-    return;
+}
+
+void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) {
+  SCurveJudgement result;
+  std::vector<SCurveExcess> regions;
+  if (EnoughLearnt()) {
+    Update();
+    result = JudgeFitted(side);
   }
-  const CSigCurveExt& limit = Curves(side).limit;
-  std::vector<SRegion> regions;
   if (result.verdict == Verdict::kFail) {
     regions = Regions(side);
+    result.verdict = regions.empty() ? Verdict::kPass : Verdict::kFail;
+    result.deviation = regions.empty() ? 0.0F : result.deviation;
+    result.rms = regions.empty() ? 0.0F : result.rms;
   }
-  TakeNumbers(side, regions.empty() ? limit.GetIndex(result.x) : regions[0].peak, verdict);
-  verdict.rmsDeviation = regions.empty() ? 0.0 : Shown(result.rms);
-  verdict.judgedShare = Shown(result.share);
-  verdict.verdict = !regions.empty()                                         ? Verdict::kFail
-                    : verdict.judgedShare < settings_.minShare.value_or(0.0) ? Verdict::kNotJudged
-                                                                             : Verdict::kPass;
-  const bool one = settings_.onePerCurve.value_or(false);
-  regions.resize(std::min(regions.size(), one ? 1 : kMostDefects));
-  for (const SRegion& region : regions) {
-    SQuantityVerdict numbers = verdict;
-    TakeNumbers(side, region.peak, numbers);
-    defects.push_back(CurveDefect(numbers, Shown(limit.GetPoint(region.first)),
-                                  Shown(limit.GetPoint(region.last))));
+  if (result.verdict != Verdict::kNotJudged) {
+    const float sign = Sign(side);
+    verdict.maxDeviation = Shown(result.deviation);
+    verdict.excessInS = InSpreads(result.deviation, result.spread);
+    verdict.x = Shown(result.x);
+    verdict.value = Shown(sign * result.value);
+    verdict.limit = Shown(sign * result.limit);
+    verdict.mean = Shown(sign * result.mean);
+    verdict.spread = Shown(result.spread);
+    verdict.rmsDeviation = Shown(result.rms);
+    verdict.judgedShare = Shown(result.share);
+    if (regions.empty() && verdict.judgedShare < settings_.minShare.value_or(0.0)) {
+      result.verdict = Verdict::kNotJudged;
+    }
   }
+  verdict.verdict = result.verdict;
+  if (!regions.empty()) {
+    AddRegions(regions, verdict, items);
+    return;
+  }
+  CProtocolItem item;
+  item.Uebernehmen(result);
+  AddItem(items, item, verdict, verdict.excessInS);
 }
 
 SLearntSummary CAxisModel::Summary(Side side) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,7 +14,7 @@ namespace limes::host {
 /// Limits along an axis: what curves and tracks have in common.
 class CAxisModel : public CQuantityModel {
  public:
-  void Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) override;
+  void Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) override;
   SLearntSummary Summary(Side side) override;
   std::string Warning() override;
   SLimitSureness Sureness(Side side) override;
@@ -33,6 +34,9 @@ class CAxisModel : public CQuantityModel {
   virtual void Form(Side side) = 0;
   virtual SCurves Curves(Side side) const = 0;
   virtual SCurveJudgement JudgeFitted(Side side) = 0;
+
+  /// The regions of the fitted curve beyond the limit, in order of x.
+  virtual std::vector<SCurveExcess> FindRegions(Side side) = 0;
   virtual SLimitSureness FormSureness(Side side) const = 0;
 
   /// How many parts a point has learnt.
@@ -46,6 +50,15 @@ class CAxisModel : public CQuantityModel {
 
   /// After a change of means or rule.
   void SetStale();
+
+  template <class Tool>
+  static std::vector<SCurveExcess> RegionsOf(const Tool& tool, const CSigCurveExt& curve) {
+    std::vector<SCurveExcess> regions;
+    if (!tool.Ueberschreitungen(curve, regions)) {
+      throw std::bad_alloc();
+    }
+    return regions;
+  }
 
   static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
 
@@ -67,15 +80,9 @@ class CAxisModel : public CQuantityModel {
   float fittedSign_ = 1.0F;
 
  private:
-  /// Neighbouring points beyond the limit.
-  struct SRegion {
-    std::int32_t first;
-    std::int32_t last;
-    std::int32_t peak;
-  };
-
-  void TakeNumbers(Side side, std::int32_t i, SQuantityVerdict& verdict);
-  std::vector<SRegion> Regions(Side side);
+  std::vector<SCurveExcess> Regions(Side side);
+  void AddRegions(const std::vector<SCurveExcess>& regions, const SQuantityVerdict& verdict,
+                  CProtocolItemList& items) const;
 
   bool stale_ = false;  ///< limits are older than the means
   std::optional<SLimitSureness> sureness_[2];

@@ -70,6 +70,9 @@ class CCurveModel : public CAxisModel {
   }
 
   SCurveJudgement JudgeFitted(Side side) override { return Tool(side).Beurteilen(Fitted(side)); }
+  std::vector<SCurveExcess> FindRegions(Side side) override {
+    return RegionsOf(Tool(side), Fitted(side));
+  }
   SLimitSureness FormSureness(Side side) const override { return SurenessOf(Tool(side)); }
   std::int64_t LearntAt(std::int32_t) const override { return Learnt(); }
   bool HasLimit(std::int32_t) const override { return true; }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "apps/limes/measurement.h"
 #include "limes/platform/text.h"
@@ -18,74 +19,73 @@ std::int32_t Priority(const std::optional<double>& excessInS) {
       excessInS ? std::clamp(std::round(100.0 * *excessInS), 0.0, kMost - 1.0) : kMost);
 }
 
-SDefect MakeDefect(const SQuantityVerdict& numbers, std::uint32_t type) {
+SDefect DefectOf(const CDefectReport& report, const SQuantityVerdict& quantity) {
+  CProtocolItem item;
+  report.InProtokollWandeln(item);
   SDefect defect;
-  defect.quantity = numbers.name;
-  defect.side = numbers.side;
-  defect.priority = Priority(numbers.excessInS);
-  defect.type = type;
-  defect.value = numbers.value.value_or(0.0);
-  defect.limit = numbers.limit.value_or(0.0);
-  defect.mean = numbers.mean.value_or(0.0);
-  defect.excess = numbers.maxDeviation;
-  defect.place = numbers.x.value_or(0.0);
-  defect.unit = numbers.unit;
-  defect.xUnit = numbers.xUnit;
-  return defect;
-}
-
-void Fill(const SDefect& defect, CDefectReport& report) {
-  report.Name(Utf8ToWide(defect.quantity));
-  report.NameAt(1, defect.side == Side::kUpper ? u"above upper limit" : u"below lower limit");
-  if (defect.from && *defect.from != *defect.to) {
-    report.NameAt(2, Utf8ToWide(NumberText(*defect.from) + " .. " + NumberText(*defect.to)));
+  defect.quantity = quantity.name;
+  defect.side = quantity.side;
+  defect.priority = item.priority;
+  defect.code = item.code;
+  defect.type = item.type;
+  defect.value = Shown(item.value);
+  defect.limit = Shown(item.limit);
+  defect.mean = Shown(item.average);
+  defect.unit = quantity.unit;
+  if (quantity.x) {
+    defect.place = Shown(item.place);
+    defect.from = Shown(item.from);
+    defect.to = Shown(item.to);
+    defect.excess = Shown(std::fabs(item.value - item.limit));
+  } else {
+    defect.excess = quantity.maxDeviation;
   }
-  report.NameAt(4, Utf8ToWide(defect.xUnit));
-  report.Code(defect.code);
-  report.Type(defect.type);
-  report.Value(static_cast<float>(defect.value));
-  report.Limit(static_cast<float>(defect.limit));
-  report.Average(static_cast<float>(defect.mean));
-  report.Place(static_cast<float>(defect.place));
-  report.Unit(Utf8ToWide(defect.unit));
-  report.PrioritaetSetzen(defect.priority);
+  defect.text = WideToUtf8(report.Berichtstext());
+  return defect;
 }
 
 }  // namespace
 
-SDefect CurveDefect(const SQuantityVerdict& numbers, double from, double to) {
-  SDefect defect = MakeDefect(numbers, CDefectReport::kWithPlace);
-  defect.from = from;
-  defect.to = to;
-  return defect;
+void AddItem(CProtocolItemList& items, CProtocolItem item, const SQuantityVerdict& verdict,
+             const std::optional<double>& excessInS) {
+  item.name = Utf8ToWide(verdict.name);
+  item.unit = Utf8ToWide(verdict.unit);
+  item.priority = Priority(excessInS);
+  item.names.Channel(verdict.side == Side::kUpper ? u"above upper limit" : u"below lower limit");
+  item.names.Parameter(Utf8ToWide(verdict.xUnit));
+  if (item.from != item.to) {
+    item.names.Location(
+        Utf8ToWide(NumberText(Shown(item.from)) + " .. " + NumberText(Shown(item.to))));
+  }
+  if (verdict.side == Side::kLower) {  // learnt from the values with their sign changed
+    item.value = -item.value;
+    item.limit = -item.limit;
+    item.average = -item.average;
+  }
+  if (items.Add(item) == nullptr) {
+    throw std::bad_alloc();
+  }
 }
 
-SDefect ValueDefect(const SQuantityVerdict& numbers) {
-  return MakeDefect(numbers, CDefectReport::kWithPercent);
-}
-
-void OrderDefects(std::vector<SDefect>& defects) {
-  if (defects.empty()) {
-    return;
+std::vector<SDefect> DefectsOf(const CProtocolItemList& items,
+                               const std::vector<SQuantityVerdict>& quantities) {
+  std::vector<SDefect> defects;
+  const auto failed =
+      std::count_if(items.Items().begin(), items.Items().end(),
+                    [](const CProtocolItem& item) { return item.state == Verdict::kFail; });
+  if (failed == 0) {
+    return defects;
   }
-  CDefectReportOrdner folder(static_cast<int>(defects.size()));
-  for (const SDefect& defect : defects) {
-    if (CDefectReport* report = folder.Naechster()) {
-      Fill(defect, *report);
-    }
-  }
-  folder.Ordnen();
-  for (int i = 0; i < folder.Anzahl(); ++i) {
-    folder[static_cast<int>(folder.Geordnet(i) - &folder[0])].Number(i + 1);
+  CDefectReportOrdner folder(static_cast<int>(failed));
+  if (!items.ToFolder(folder)) {
+    throw std::bad_alloc();
   }
   folder.BerichteFormatieren();
-  std::vector<SDefect> ordered;
   for (int i = 0; i < folder.Anzahl(); ++i) {
-    const CDefectReport& report = *folder.Geordnet(i);
-    ordered.push_back(std::move(defects[static_cast<std::size_t>(&report - &folder[0])]));
-    ordered.back().text = WideToUtf8(report.Berichtstext());
+    defects.push_back(
+        DefectOf(folder[i], quantities[static_cast<std::size_t>(folder[i].Gruppe())]));
   }
-  defects = std::move(ordered);
+  return defects;
 }
 
 }  // namespace limes::host

@@ -193,7 +193,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
   SPartVerdict verdict;
   verdict.part = part.name;
   verdict.label = part.label;
-  verdict.verdict = Verdict::kPass;
+  CProtocolItemList items;
   ids_.clear();
   for (const auto& model : quantities_) {
     for (const Side side : model->Sides()) {
@@ -203,13 +203,17 @@ SPartVerdict CModel::Judge(const SPart& part) {
       q.unit = model->Unit().Display();
       q.xUnit = model->XUnit().Display();
       q.sureness = model->Sureness(side);
-      model->Judge(side, q, verdict.defects);
-      verdict.verdict = Worse(verdict.verdict, q.verdict);
+      const int before = items.Anzahl();
+      model->Judge(side, q, items);
+      for (int i = before; i < items.Anzahl(); ++i) {
+        items[i].group = static_cast<std::int32_t>(ids_.size());
+      }
       verdict.quantities.push_back(std::move(q));
       ids_.push_back(model->id);
     }
   }
-  OrderDefects(verdict.defects);
+  verdict.verdict = items.Urteil();
+  verdict.defects = DefectsOf(items, verdict.quantities);
   return verdict;
 }
 

@@ -15,6 +15,7 @@
 #include "limes/learning/learn_state.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/text.h"
+#include "limes/results/protocol_item_list.h"
 
 namespace limes::host {
 
@@ -32,8 +33,9 @@ class CQuantityModel {
 
   virtual void Learn() = 0;
 
-  /// Fills in verdict and numbers for a side, with the defects that were found.
-  virtual void Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) = 0;
+  /// Fills in verdict and numbers for a side, and adds to the part's protocol: an item when it is
+  /// passed or not judged, else one per region beyond the limit.
+  virtual void Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) = 0;
 
   virtual std::int64_t Learnt() const = 0;
   virtual std::vector<std::uint8_t> State(Side side) const = 0;

@@ -75,6 +75,9 @@ class CTrackModel : public CAxisModel {
   }
 
   SCurveJudgement JudgeFitted(Side side) override;
+  std::vector<SCurveExcess> FindRegions(Side side) override {
+    return RegionsOf(Tool(side), Fitted(side));
+  }
   SLimitSureness FormSureness(Side side) const override { return SurenessOf(Tool(side)); }
 
   std::int64_t LearntAt(std::int32_t i) const override {

@@ -5,6 +5,7 @@
 #include "apps/limes/quantity_model.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/platform/text.h"
+#include "limes/results/defect_report.h"
 
 namespace limes::host {
 namespace {
@@ -35,30 +36,31 @@ class CValueModel : public CQuantityModel {
     }
   }
 
-  void Judge(Side side, SQuantityVerdict& verdict, std::vector<SDefect>& defects) override {
+  void Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) override {
     const float sign = Sign(side);
-    const SValueJudgement result = Limit(side).Beurteilen(sign * value_);
-    if (!EnoughLearnt() || result.verdict == Verdict::kNotJudged) {
-      return;
+    CProtocolItem item;
+    item.Beurteilen(Limit(side), sign * value_);
+    item.type = CDefectReport::kWithPercent;
+    if (EnoughLearnt() && item.state != Verdict::kNotJudged) {
+      const SValueJudgement result = Limit(side).Beurteilen(sign * value_);
+      const bool beyond =
+          result.deviation > 0.0F && !IsRounding(result.deviation, result.value, result.limit);
+      const float excess = beyond ? result.deviation : std::min(result.deviation, 0.0F);
+      const float spread = Spread(side);
+      verdict.verdict = beyond ? Verdict::kFail : Verdict::kPass;
+      verdict.maxDeviation = Shown(excess);
+      if (spread > 0.0F) {
+        verdict.excessInS = Shown(excess / spread);
+      }
+      verdict.value = Shown(value_);
+      verdict.limit = Shown(sign * result.limit);
+      verdict.mean = Shown(sign * result.mean);
+      verdict.spread = Shown(spread);
+      verdict.rmsDeviation = std::max(*verdict.maxDeviation, 0.0);
+      verdict.judgedShare = 1.0;
     }
-    const bool beyond =
-        result.deviation > 0.0F && !IsRounding(result.deviation, result.value, result.limit);
-    const float excess = beyond ? result.deviation : std::min(result.deviation, 0.0F);
-    const float spread = Spread(side);
-    verdict.verdict = beyond ? Verdict::kFail : Verdict::kPass;
-    verdict.maxDeviation = Shown(excess);
-    if (spread > 0.0F) {
-      verdict.excessInS = Shown(excess / spread);
-    }
-    verdict.value = Shown(value_);
-    verdict.limit = Shown(sign * result.limit);
-    verdict.mean = Shown(sign * result.mean);
-    verdict.spread = Shown(spread);
-    verdict.rmsDeviation = std::max(*verdict.maxDeviation, 0.0);
-    verdict.judgedShare = 1.0;
-    if (beyond) {
-      defects.push_back(ValueDefect(verdict));
-    }
+    item.state = verdict.verdict;
+    AddItem(items, item, verdict, verdict.excessInS);
   }
 
   std::int64_t Learnt() const override { return Limit(sides_[0]).NrGelernt(); }

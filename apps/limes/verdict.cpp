@@ -10,13 +10,6 @@ Verdict VerdictFromText(const std::string& text) {
   return text == "OK" ? Verdict::kPass : text == "NOK" ? Verdict::kFail : Verdict::kNotJudged;
 }
 
-Verdict Worse(Verdict a, Verdict b) {
-  if (a == Verdict::kFail || b == Verdict::kFail) {
-    return Verdict::kFail;
-  }
-  return a == Verdict::kPass ? b : a;
-}
-
 const char* SideText(Side side) { return side == Side::kUpper ? "upper" : "lower"; }
 
 Side SideFromText(const std::string& text) { return text == "lower" ? Side::kLower : Side::kUpper; }

@@ -14,9 +14,6 @@ namespace limes::host {
 const char* VerdictText(Verdict verdict);
 Verdict VerdictFromText(const std::string& text);
 
-/// The worse of two: NOK before not judged before OK.
-Verdict Worse(Verdict a, Verdict b);
-
 enum class Side { kUpper, kLower };
 
 /// "upper" or "lower".
@@ -57,7 +54,6 @@ struct SDefect {
   std::optional<double> from;    ///< of the region beyond the limit; empty for a single value
   std::optional<double> to;
   std::string unit;
-  std::string xUnit;
   std::string text;  ///< the report line
 };
 
