@@ -25,6 +25,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunReport(options, console);
     case Command::kMerge:
       return RunMerge(options, console);
+    case Command::kConvert:
+      return RunConvert(options, console);
     case Command::kDemo:
       break;
   }

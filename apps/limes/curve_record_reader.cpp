@@ -65,8 +65,9 @@ class CCurveRecordReader : public CPartReader {
     if (first > last || !(curve.XMax() > curve.XMin())) {
       throw CInputError(path_, "curve " + Quoted(q.name) + " has no valid values or no x range");
     }
-    q.dx = (double{curve.XMax()} - curve.XMin()) / static_cast<double>(n);
-    q.x0 = curve.XMin() + static_cast<double>(first) * q.dx;
+    const double xMin = Shown(curve.XMin());  // 0.1 is meant, not the float nearest to it
+    q.dx = (Shown(curve.XMax()) - xMin) / static_cast<double>(n);
+    q.x0 = xMin + static_cast<double>(first) * q.dx;
     const auto values = curve.Values();
     q.values.assign(values.begin() + first, values.begin() + last + 1);
     part.quantities.push_back(std::move(q));

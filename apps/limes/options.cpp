@@ -188,6 +188,21 @@ CLI::App* AddMerge(CLI::App& app, SOptions& o) {
   return command;
 }
 
+CLI::App* AddConvert(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("convert", "write measurements as a table or as records");
+  command->add_option("FILE", o.files, "measurements: CSV, WAV, curve records")
+      ->required()
+      ->type_name("");
+  AddText(
+      *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
+      "the file to write (standard output)", "OUT");
+  Add(*command, "--to", o.format, "csv, text or curve (by the ending of OUT, else csv)", "FORMAT");
+  AddReading(*command, o);
+  AddSelection(*command, o);
+  AddForming(*command, o);
+  return command;
+}
+
 SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& arguments) {
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
   try {
@@ -224,6 +239,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddList(app, o, "show", "list the learnt quantities"), Command::kShow},
       {AddList(app, o, "report", "list stored verdicts and defects"), Command::kReport},
       {AddMerge(app, o), Command::kMerge},
+      {AddConvert(app, o), Command::kConvert},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,7 @@
 
 namespace limes::host {
 
-enum class Command { kLearn, kTest, kShow, kReport, kMerge, kDemo };
+enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kDemo };
 
 /// The command line.
 struct SOptions {
@@ -19,7 +20,9 @@ struct SOptions {
   SSelection selection;
   std::vector<SCondition> where;
   bool json = false;
-  std::string demoFolder;  ///< empty: a temporary one
+  std::string output;                 ///< of a conversion; empty: standard output
+  std::optional<std::string> format;  ///< of a conversion; else by the output's ending
+  std::string demoFolder;             ///< empty: a temporary one
 };
 
 struct SParsed {

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/limes/measurement.h"
+#include "limes/platform/file_stream.h"
+
+namespace limes::host {
+
+/// What a measurement can be written as.
+enum class OutputFormat {
+  kCsv,     ///< columns with units in the header
+  kText,    ///< the same in aligned columns, to be read by people
+  kCurves,  ///< curve records, one behind the other
+};
+
+/// By the word of --to; nothing for another word.
+std::optional<OutputFormat> FormatByName(std::string_view name);
+
+/// By the ending of the file's name; nothing for another ending.
+std::optional<OutputFormat> FormatByEnding(std::string_view path);
+
+/// Writes all quantities of the parts, of which there must be one. Returns what the format cannot
+/// hold and was left out or changed, one text each. Throws CInputError for what it cannot hold at
+/// all, and what the stream throws.
+std::vector<std::string> WriteParts(const std::vector<SPart>& parts, OutputFormat format,
+                                    CFileStream& out);
+
+/// A quantity with the name by which the output tells it from the others.
+struct SNamedQuantity {
+  std::string name;
+  const SQuantity* quantity;
+};
+
+/// The formats, called by WriteParts.
+std::vector<std::string> WriteTable(const std::vector<SPart>& parts,
+                                    const std::vector<SNamedQuantity>& quantities, bool aligned,
+                                    CFileStream& out);
+std::vector<std::string> WriteCurves(const std::vector<SNamedQuantity>& quantities,
+                                     CFileStream& out);
+
+}  // namespace limes::host

@@ -1,0 +1,174 @@
+#include <filesystem>
+#include <memory>
+#include <ostream>
+
+#include "apps/limes/commands.h"
+#include "apps/limes/csv_reader.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/part_source.h"
+#include "apps/limes/part_writer.h"
+
+namespace limes::host {
+namespace {
+
+/// Standard output as a file that can only be written.
+class CConsoleFile : public CFileStream {
+ public:
+  explicit CConsoleFile(std::ostream& out) : out_(out) {}
+
+  std::size_t Read(void* /*data*/, std::size_t /*bytes*/) override { return 0; }
+  void Write(const void* data, std::size_t bytes) override {
+    if (!out_.write(static_cast<const char*>(data), static_cast<std::streamsize>(bytes))) {
+      throw CStorable::failure("standard output fails");
+    }
+  }
+  void Seek(std::int64_t /*position*/) override {
+    throw CStorable::failure("standard output has no places");
+  }
+  std::int64_t Position() override { return 0; }
+  std::int64_t Remaining() override { return -1; }
+
+ private:
+  std::ostream& out_;
+};
+
+/// A file that takes its name only when it is whole, so that no one reads half of it and what was
+/// there stays when the writing fails. A device or pipe is written as it comes.
+class COutputFile {
+ public:
+  explicit COutputFile(const std::string& path) : path_(path), written_(path) {
+    std::error_code error;
+    direct_ =
+        std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
+    if (!direct_) {
+      written_ += ".unfinished";
+    }
+    if (!stream_.Open(written_, CDiskStream::Mode::kWrite)) {
+      Fail("cannot be made");
+    }
+  }
+  COutputFile(const COutputFile&) = delete;
+  COutputFile& operator=(const COutputFile&) = delete;
+
+  ~COutputFile() {
+    if (!done_ && !direct_) {
+      stream_.Close();
+      std::error_code error;
+      std::filesystem::remove(written_, error);
+    }
+  }
+
+  CFileStream& Stream() { return stream_; }
+
+  void Finish() {
+    std::error_code error;
+    if (!stream_.Close()) {
+      Fail("cannot be written");
+    }
+    if (!direct_) {
+      std::filesystem::rename(written_, path_, error);
+    }
+    if (error) {
+      Fail("cannot be made: " + error.message());
+    }
+    done_ = true;
+  }
+
+  [[noreturn]] void Fail(const std::string& reason) const {
+    throw CHostError(ExitCode::kStore, path_ + ": " + reason);
+  }
+
+ private:
+  std::string path_;
+  std::string written_;
+  CDiskStream stream_;
+  bool direct_ = false;
+  bool done_ = false;
+};
+
+OutputFormat ChooseFormat(const SOptions& options) {
+  if (options.format) {
+    const auto format = FormatByName(*options.format);
+    if (!format) {
+      throw CUsageError("--to must be csv, text or curve, not " + Quoted(*options.format));
+    }
+    return *format;
+  }
+  if (options.output.empty()) {
+    return OutputFormat::kCsv;
+  }
+  const auto format = FormatByEnding(options.output);
+  if (!format) {
+    throw CUsageError("the ending of " + Quoted(options.output) +
+                      " does not say what to write; say it with --to");
+  }
+  return *format;
+}
+
+std::vector<SPart> ReadAll(const SOptions& options, SConsole& console) {
+  SSettings settings = options.settings;
+  if (!settings.skip) {
+    settings.skip.emplace();
+    for (const SCondition& condition : options.where) {
+      settings.skip->push_back(condition.column);
+    }
+  }
+  SetDefaults(settings);
+  Validate(settings);
+  CPartSource source(options.files,
+                     CPartSource::SConfig{settings, options.selection, options.where, false, true});
+  source.CheckFiles();
+  CProgressBar bar(console);
+  std::vector<SPart> parts;
+  while (source.OpenNext()) {
+    for (SPart part; source.Next(part);) {
+      parts.push_back(std::move(part));
+      if (bar.IsDue()) {
+        bar.Show(source.Progress());
+      }
+    }
+  }
+  if (parts.empty() || parts[0].quantities.empty()) {
+    throw CHostError(ExitCode::kBadInput, "no part was selected, nothing is written");
+  }
+  return parts;
+}
+
+}  // namespace
+
+int RunConvert(const SOptions& options, SConsole& console) {
+  const OutputFormat format = ChooseFormat(options);
+  const bool table = format == OutputFormat::kCsv || format == OutputFormat::kText;
+  if (options.output.empty() && !table) {
+    throw CUsageError("records are no text: name their file with --out");
+  }
+  const std::vector<SPart> parts = ReadAll(options, console);
+  std::vector<std::string> losses;
+  try {
+    if (options.output.empty()) {
+      CConsoleFile file(console.out);
+      losses = WriteParts(parts, format, file);
+    } else {
+      COutputFile file(options.output);
+      losses = WriteParts(parts, format, file.Stream());
+      file.Finish();
+    }
+  } catch (const CStorable::failure&) {
+    throw CHostError(ExitCode::kStore, (options.output.empty() ? "the output" : options.output) +
+                                           std::string(" cannot be written"));
+  }
+  for (const std::string& loss : losses) {
+    console.err << "warning: " << loss << '\n';
+  }
+  if (!options.output.empty()) {
+    std::size_t quantities = 0;
+    for (const SPart& part : parts) {
+      quantities += part.quantities.size();
+    }
+    console.out << "wrote " << quantities << (quantities == 1 ? " quantity" : " quantities")
+                << " to " << options.output << '\n';
+  }
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host
