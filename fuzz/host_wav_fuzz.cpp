@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace limes;
   using namespace limes::host;
   CMemoryStream stream(std::span<const std::uint8_t>(data, size));
-  for (const std::uint64_t cut : {0, 16}) {
+  for (const std::uint64_t cut : {0U, 16U}) {
     SSettings settings;
     SetDefaults(settings);
     settings.cut = cut;
