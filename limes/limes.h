@@ -40,6 +40,7 @@
 #include "limes/results/protocol_item_list.h"
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
+#include "limes/signals/pair_signal.h"
 #include "limes/signals/raw_signal.h"
 #include "limes/signals/signal.h"
 #include "limes/version.h"

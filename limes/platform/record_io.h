@@ -225,6 +225,15 @@ class LIMES_EXPORT RecordWriter {
     }
   }
 
+  /// n numbers, each step behind the one before, padded with zeros to a number of them.
+  template <Scalar T>
+  void PutEvery(const T* first, std::size_t n, std::size_t step, std::size_t padded) {
+    std::uint8_t* to = Grow(padded * sizeof(T));
+    for (std::size_t i = 0; i < n; ++i) {
+      ToLittleEndian(first[i * step], to + i * sizeof(T));
+    }
+  }
+
   void PutBytes(const void* data, std::size_t n);
 
   /// Text in a field of width bytes: cut there, or padded with zeros.

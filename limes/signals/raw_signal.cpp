@@ -149,6 +149,7 @@ const CRuntimeClass* CSigRaw::GetThisClass() { return &detail::kRawClass; }
 CObject* CSigRaw::CreateObject() { return CreateRaw(); }
 
 std::uint32_t* CSigRaw::Malloc(unsigned n) {
+  writtenOutside_ = true;
   if (n > capacity_) {
     Free();  // kept: the old words are gone even when memory is short
   }
@@ -169,6 +170,7 @@ void CSigRaw::Free() {
 
 void CSigRaw::SetBuffer(std::uint32_t* words, std::int32_t n) {
   Free();
+  writtenOutside_ = true;
   data_ = words;
   length_ = words == nullptr ? 0 : static_cast<std::uint32_t>(std::max(n, 0));
 }
@@ -191,6 +193,7 @@ bool CSigRaw::CopyToRealData() {
 }
 
 void CSigRaw::ShiftData(int k) {
+  writtenOutside_ = true;
   const std::size_t n = length_;
   const auto by = static_cast<std::size_t>(k < 0 ? -std::int64_t{k} : std::int64_t{k});
   if (by >= n) {
@@ -204,7 +207,10 @@ void CSigRaw::ShiftData(int k) {
   }
 }
 
-void CSigRaw::Nullsetzen() { Zero(data_, length_); }
+void CSigRaw::Nullsetzen() {
+  writtenOutside_ = true;
+  Zero(data_, length_);
+}
 
 bool CSigRaw::MallocOrKeep(unsigned n) {
   if (!AllocateOrKeep(n)) {

@@ -80,11 +80,14 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   std::uint32_t DLen() const { return length_; }
 
   /// The words; null when there never were any.
-  std::uint32_t* Data() { return data_; }
+  std::uint32_t* Data() {
+    writtenOutside_ = true;
+    return data_;
+  }
   const std::uint32_t* Data() const { return data_; }
 
   /// The same words as floats.
-  float* FloatData() { return reinterpret_cast<float*>(data_); }
+  float* FloatData() { return reinterpret_cast<float*>(Data()); }
   const float* FloatData() const { return reinterpret_cast<const float*>(data_); }
 
   /// Words that the own buffer holds; 0 for foreign data.
@@ -111,6 +114,14 @@ class LIMES_EXPORT CSigRaw : public CSObject {
 
  protected:
   void SetTypeCode(std::uint32_t type) { type_ = type; }
+
+  /// The words as floats, for the class that answers for what it writes.
+  float* Words() { return reinterpret_cast<float*>(data_); }
+  const float* Words() const { return reinterpret_cast<const float*>(data_); }
+
+  /// True once a pointer to the words was handed out, or a public operation of this class changed
+  /// them: a derived class then knows nothing of their content any more.
+  bool WrittenOutside() const { return writtenOutside_; }
 
   /// As Malloc, but nothing changes when memory is short. O(n).
   [[nodiscard]] bool MallocOrKeep(unsigned n);
@@ -140,6 +151,7 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   std::uint32_t capacity_ = 0;
   bool owns_ = false;
   bool copyData_ = true;
+  bool writtenOutside_ = false;
 };
 
 }  // namespace limes
