@@ -8,6 +8,7 @@ namespace limes::detail {
 extern const CRuntimeClass kArchivableClass;  ///< CSObject
 extern const CRuntimeClass kRawClass;         ///< CSigRaw
 extern const CRuntimeClass kSignalClass;      ///< CSignal
+extern const CRuntimeClass kPairsClass;       ///< CSigPairs
 
 // The classes that the object archive creates by name.
 extern const CRuntimeClass kCurveClass;     ///< CSigCurve

@@ -1,0 +1,139 @@
+#include "limes/signals/measurement_pair_signal.h"
+
+#include <new>
+#include <utility>
+
+#include "limes/core/runtime_classes.h"
+
+namespace limes {
+
+namespace {
+
+/// Texts that a deep copy takes.
+constexpr unsigned kDeepFields = 5;
+
+CObject* CreateMeasurementPairs() noexcept {
+  try {
+    return new CSigPairsVM;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+constexpr CRuntimeClass kMeasurementPairsClass = {"CSigPairsVM", &CreateMeasurementPairs,
+                                                  &detail::kPairsClass};
+
+}  // namespace
+
+CSigPairsVM::CSigPairsVM() {
+  ClearStrings();
+  ClearInts();
+}
+
+CSigPairsVM::CSigPairsVM(int n) : CSigPairs(n) {}
+CSigPairsVM::CSigPairsVM(const CSigPairs& other) : CSigPairs(other) {}
+CSigPairsVM::CSigPairsVM(const CSigCurve& curve) : CSigPairs(curve) {}
+
+CSigPairsVM::CSigPairsVM(const CSigPairsVM& other, bool deep) : CSigPairs(other, deep) {
+  TakeDescription(other, deep);
+}
+
+CSigPairsVM::CSigPairsVM(const CSigPairsVM& other) : CSigPairs(other) {
+  TakeDescription(other, false);
+}
+
+CSigPairsVM& CSigPairsVM::operator=(const CSigPairsVM& other) {
+  if (Copy(other, true)) {
+    TakeDescription(other, false);
+  }
+  return *this;
+}
+
+const CRuntimeClass* CSigPairsVM::GetRuntimeClass() const { return GetThisClass(); }
+
+const CRuntimeClass* CSigPairsVM::GetThisClass() { return &kMeasurementPairsClass; }
+
+CObject* CSigPairsVM::CreateObject() { return CreateMeasurementPairs(); }
+
+CSigPairsVM::~CSigPairsVM() = default;
+
+CSigPairsVM* CSigPairsVM::Clone(bool deep) const {
+  try {
+    return new CSigPairsVM(*this, deep);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+bool CSigPairsVM::Copy(const CClonable& other, bool deep) {
+  if (!CSigPairs::Copy(other, deep)) {
+    return false;
+  }
+  if (const auto* const measured = dynamic_cast<const CSigPairsVM*>(&other)) {
+    TakeDescription(*measured, deep);
+  }
+  return true;
+}
+
+void CSigPairsVM::InitHeader(const CSigPairsVM& other, bool deep) {
+  CSigPairs::InitHeader(other, deep);
+  TakeDescription(other, deep);
+}
+
+void CSigPairsVM::TakeDescription(const CSigPairsVM& other, bool deep) {
+  triggerStart_ = other.triggerStart_;
+  triggerStop_ = other.triggerStop_;
+  triggerMethod_ = other.triggerMethod_;
+  if (!deep) {
+    specification_ = other.specification_;
+    return;
+  }
+  for (unsigned i = 0; i < kDeepFields; ++i) {  // kept: not the sixth, the sensor
+    specification_.Field(i, other.specification_.Field(i));
+  }
+}
+
+bool CSigPairsVM::SetSpecification(std::u16string_view mode, std::u16string_view channel,
+                                   std::u16string_view location, std::u16string_view instrument,
+                                   std::u16string_view parameter) {
+  try {
+    CQuinterMFC changed = specification_;
+    changed.Mode(mode);
+    changed.Channel(channel);
+    changed.Location(location);
+    changed.Instrument(instrument);
+    changed.Parameter(parameter);
+    std::swap(specification_, changed);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+bool CSigPairsVM::SetSpecification(const CQuinterMFC& specification) {
+  try {
+    CQuinterMFC changed = specification;
+    std::swap(specification_, changed);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+bool CSigPairsVM::SetDataName(std::u16string_view name) {
+  const CQuinterMFC& s = specification_;
+  return SetSpecification(s.Mode(), s.Channel(), s.Location(), s.Instrument(), name);
+}
+
+void CSigPairsVM::SetzeTriggerStartStop(std::int32_t start, std::int32_t stop) {
+  triggerStart_ = start;
+  triggerStop_ = stop;
+}
+
+void CSigPairsVM::ClearInts() {
+  triggerStart_ = 0;
+  triggerStop_ = 0;
+  triggerMethod_ = 0;
+}
+
+}  // namespace limes
