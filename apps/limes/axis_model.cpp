@@ -8,6 +8,7 @@
 #include "apps/limes/csv_reader.h"
 #include "apps/limes/defects.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/free_steps.h"
 #include "limes/results/defect_report.h"
 
 namespace limes::host {
@@ -59,6 +60,18 @@ void CAxisModel::TakeValues(const SQuantity& q, const std::string& part, const C
   raw_.SetXMinMax(x0, x1);
   raw_.SetVIMinMax(0, static_cast<std::int32_t>(n) - 1);  // to the last value, not a step behind
   std::copy(q.values.begin(), q.values.end(), raw_.ValArray());
+}
+
+const SQuantity& CAxisModel::AtEqualSteps(const SQuantity& q, const std::string& part,
+                                          const CSigCurveExt* grid) {
+  if (q.x.empty()) {
+    return q;
+  }
+  const std::string what = part + ": quantity " + Quoted(name_);
+  drawn_ = grid == nullptr ? DrawnOnOwnGrid(q, what)
+                           : DrawnOnGrid(q, what, grid->XMin(),
+                                         (double{grid->XMax()} - grid->XMin()) / grid->DLen());
+  return drawn_;
 }
 
 void CAxisModel::CheckStep(const SQuantity& q, const std::string& part,

@@ -65,6 +65,11 @@ class CAxisModel : public CQuantityModel {
   /// Fills raw_. A grid that is the given one but for rounding becomes that one.
   void TakeValues(const SQuantity& quantity, const std::string& part, const CSigCurveExt* grid);
 
+  /// The quantity itself, or when its steps are not equal what is drawn of it on the grid, on one
+  /// of its own without a grid.
+  const SQuantity& AtEqualSteps(const SQuantity& quantity, const std::string& part,
+                                const CSigCurveExt* grid);
+
   /// Throws when the quantity's step is another one than the grid's.
   void CheckStep(const SQuantity& quantity, const std::string& part,
                  const CSigCurveExt& grid) const;
@@ -75,6 +80,7 @@ class CAxisModel : public CQuantityModel {
   /// The prepared curve in the sign of a side.
   CSigCurveExt& Fitted(Side side);
 
+  SQuantity drawn_;      ///< by AtEqualSteps
   CSigCurveExt raw_;     ///< the quantity on its own grid
   CSigCurveExt fitted_;  ///< the same on the learnt grid
   float fittedSign_ = 1.0F;

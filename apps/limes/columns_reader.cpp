@@ -20,6 +20,7 @@ class CColumns : public CRecording {
         hasX_(!settings.dx),
         x0_(settings.x0.value_or(0.0)),
         dx_(settings.dx.value_or(0.0)),
+        whole_(settings.cut.value_or(0) == 0),
         xUnit_(ParseUnit(settings.xUnit.value_or(""))) {
     if (hasX_ && xUnit_.IsNone()) {
       xUnit_ = ParseUnit(table_.Columns()[0].unit);
@@ -36,6 +37,7 @@ class CColumns : public CRecording {
   double X0() const override { return x0_; }
   double Dx() const override { return dx_; }
   SUnit XUnit() const override { return xUnit_; }
+  const std::vector<float>& FreeX() const override { return freeX_; }
 
   std::size_t Read(std::size_t count, std::vector<std::vector<float>>& channels) override {
     channels.resize(columns_.size());
@@ -107,16 +109,17 @@ class CColumns : public CRecording {
     }
     const double first = places_[0].x;
     const double step = (places_[n - 1].x - first) / static_cast<double>(n - 1);
-    if (!(step > 0.0) || !std::isfinite(step)) {
-      throw CInputError(table_.Name(), places_[n - 1].line,
-                        "x does not rise (--dx D when there is no x column)");
-    }
     for (std::size_t i = 0; i < n; ++i) {
       const double expected = first + static_cast<double>(i) * step;
-      if (!(std::fabs(places_[i].x - expected) <= kPlaceTolerance * step)) {
-        throw CInputError(table_.Name(), places_[i].line,
-                          "x is not at equal steps: " + NumberText(places_[i].x) + " where " +
-                              NumberText(expected) + " is expected");
+      if (!(step > 0.0 && std::fabs(places_[i].x - expected) <= kPlaceTolerance * step)) {
+        if (whole_) {
+          TakeFreeX();
+          return;
+        }
+        throw CInputError(
+            table_.Name(), places_[i].line,
+            "x is not at equal steps, as --cut needs it: " + NumberText(places_[i].x) + " where " +
+                NumberText(expected) + " is expected");
       }
     }
     if (dx_ == 0.0) {
@@ -127,14 +130,35 @@ class CColumns : public CRecording {
     }
   }
 
+  /// Steps that are not equal: a column that goes up and down is no x.
+  void TakeFreeX() {
+    const bool rises = places_.back().x > places_.front().x;
+    for (const SPlace& place : places_) {
+      const auto x = static_cast<float>(place.x);
+      if (!std::isfinite(x)) {
+        throw CInputError(table_.Name(), place.line, "x is out of range");
+      }
+      if (!freeX_.empty() && !(rises ? x > freeX_.back() : x < freeX_.back())) {
+        throw CInputError(table_.Name(), place.line,
+                          "x neither rises nor falls from row to row (--dx D when there is no x "
+                          "column)");
+      }
+      freeX_.push_back(x);
+    }
+    x0_ = std::min(places_.front().x, places_.back().x);
+    dx_ = std::fabs(places_.back().x - places_.front().x) / static_cast<double>(places_.size() - 1);
+  }
+
   CCsvTable table_;
   bool hasX_;
   double x0_;
   double dx_;
+  bool whole_;  ///< read in one block
   SUnit xUnit_;
   std::vector<std::size_t> columns_;
   std::vector<SChannel> channels_;
   std::vector<SPlace> places_;
+  std::vector<float> freeX_;
   std::vector<std::string_view> cells_;
 };
 

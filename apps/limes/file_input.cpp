@@ -50,7 +50,7 @@ FileKind DetectKind(const std::string& path, CFileStream& stream) {
       return FileKind::kSound;
     }
   }
-  return start.find('\0') == std::string_view::npos ? FileKind::kTable : FileKind::kCurves;
+  return start.find('\0') == std::string_view::npos ? FileKind::kTable : FileKind::kRecords;
 }
 
 }  // namespace limes::host

@@ -8,7 +8,7 @@
 namespace limes::host {
 
 /// What a file of measurements holds.
-enum class FileKind { kTable, kSound, kCurves };
+enum class FileKind { kTable, kSound, kRecords };
 
 /// Opens a measurement for reading. Throws CHostError (input or output error).
 void OpenForReading(const std::string& path, CDiskStream& stream);

@@ -46,14 +46,15 @@ std::string UnitToText(const SUnit& unit);
 /// Throws std::exception when the text is not what UnitToText gives.
 SUnit UnitFromText(const std::string& text);
 
-/// One measured quantity of a part: a curve on equal steps of x, or a single value.
+/// One measured quantity of a part: a curve, or a single value.
 struct SQuantity {
   std::string name;
   SUnit xUnit;
   SUnit unit;
   bool single = false;
   double x0 = 0.0;            ///< x of the first value
-  double dx = 1.0;            ///< step, positive
+  double dx = 1.0;            ///< step, positive; the mean one where steps are not equal
+  std::vector<float> x;       ///< x of each value where steps are not equal, else empty
   std::vector<float> values;  ///< one for a single value; finite
 };
 

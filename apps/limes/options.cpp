@@ -158,7 +158,7 @@ void AddRule(CLI::App& app, SOptions& o) {
 CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
   CLI::App* command = app.add_subcommand(name, help);
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
-  command->add_option("FILE", o.files, "measurements: CSV, WAV, curve records")
+  command->add_option("FILE", o.files, "measurements: CSV, WAV, signal records")
       ->required()
       ->type_name("");
   command->add_flag("--json", o.json, "one JSON object per part and line");
@@ -190,13 +190,14 @@ CLI::App* AddMerge(CLI::App& app, SOptions& o) {
 
 CLI::App* AddConvert(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("convert", "write measurements as a table or as records");
-  command->add_option("FILE", o.files, "measurements: CSV, WAV, curve records")
+  command->add_option("FILE", o.files, "measurements: CSV, WAV, signal records")
       ->required()
       ->type_name("");
   AddText(
       *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
       "the file to write (standard output)", "OUT");
-  Add(*command, "--to", o.format, "csv, text or curve (by the ending of OUT, else csv)", "FORMAT");
+  Add(*command, "--to", o.format, "csv, text, curve or pairs (by the ending of OUT, else csv)",
+      "FORMAT");
   AddReading(*command, o);
   AddSelection(*command, o);
   AddForming(*command, o);

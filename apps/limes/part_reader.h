@@ -38,7 +38,7 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
                                             const SReadContext& context);
 
 std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SReadContext& context);
-std::unique_ptr<CPartReader> MakeCurveRecordReader(CFileStream& stream,
-                                                   const SReadContext& context);
+std::unique_ptr<CPartReader> MakeSignalRecordReader(CFileStream& stream,
+                                                    const SReadContext& context);
 
 }  // namespace limes::host

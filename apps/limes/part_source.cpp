@@ -51,6 +51,7 @@ class CRecordingReader : public CPartReader {
       q.single = false;
       q.x0 = recording_->X0();
       q.dx = recording_->Dx();
+      q.x = recording_->FreeX();
       q.values = channels_[chosen_[i]];
     }
     return true;
@@ -140,8 +141,8 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
     case FileKind::kSound:
       return std::make_unique<CRecordingReader>(OpenSound(stream, context.path, *context.settings),
                                                 context);
-    case FileKind::kCurves:
-      return MakeCurveRecordReader(stream, context);
+    case FileKind::kRecords:
+      return MakeSignalRecordReader(stream, context);
     case FileKind::kTable:
       break;
   }
@@ -158,6 +159,10 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
 
 void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
   const std::uint32_t n = settings_.spectrum.value_or(0);
+  if (!q.x.empty()) {
+    throw CInputError(
+        part, "quantity " + Quoted(q.name) + " is not at equal steps, as --spectrum needs it");
+  }
   if (q.unit.IsDecibel()) {
     throw CInputError(part, "quantity " + Quoted(q.name) + " is a level in " + q.unit.Display() +
                                 "; --spectrum takes time signals");
@@ -235,7 +240,7 @@ bool CPartSource::OpenNext() {
   reader_ = MakePartReader(kind, *stream_, context);
   const bool cut = config_.settings.cut.value_or(0) > 0;
   several_ = cut || config_.settings.IsTable();
-  pieces_ = cut && (config_.settings.IsTable() || kind == FileKind::kCurves);
+  pieces_ = cut && (config_.settings.IsTable() || kind == FileKind::kRecords);
   nextPiece_ = 0;
   whole_ = SPart();
   if (several_) {
@@ -268,6 +273,12 @@ bool CPartSource::NextPiece(SPart& part) {
     nextPiece_ = 0;
     if (!reader_->Next(whole_)) {
       return false;
+    }
+    for (const SQuantity& q : whole_.quantities) {
+      if (!q.x.empty()) {
+        throw CInputError(whole_.name, "quantity " + Quoted(q.name) +
+                                           " is not at equal steps, as --cut needs it");
+      }
     }
   }
 }

@@ -15,6 +15,7 @@ constexpr struct {
     {"csv", ".csv", OutputFormat::kCsv},
     {"text", ".txt", OutputFormat::kText},
     {"curve", ".curve", OutputFormat::kCurves},
+    {"pairs", ".pairs", OutputFormat::kPairs},
 };
 
 /// Names as in the measurement, behind those of the parts where there are several; a number tells
@@ -67,7 +68,8 @@ std::vector<std::string> WriteParts(const std::vector<SPart>& parts, OutputForma
       throw CInputError(parts[0].name, "single values have no x; write them as csv or text");
     }
   }
-  return WriteCurves(quantities, out);
+  return format == OutputFormat::kPairs ? WritePairs(quantities, out)
+                                        : WriteCurves(quantities, out);
 }
 
 }  // namespace limes::host

@@ -15,6 +15,7 @@ enum class OutputFormat {
   kCsv,     ///< columns with units in the header
   kText,    ///< the same in aligned columns, to be read by people
   kCurves,  ///< curve records, one behind the other
+  kPairs,   ///< pair records, one behind the other
 };
 
 /// By the word of --to; nothing for another word.
@@ -41,5 +42,7 @@ std::vector<std::string> WriteTable(const std::vector<SPart>& parts,
                                     CFileStream& out);
 std::vector<std::string> WriteCurves(const std::vector<SNamedQuantity>& quantities,
                                      CFileStream& out);
+std::vector<std::string> WritePairs(const std::vector<SNamedQuantity>& quantities,
+                                    CFileStream& out);
 
 }  // namespace limes::host

@@ -1,10 +1,9 @@
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <new>
 
 #include "apps/limes/csv_reader.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/free_steps.h"
 #include "apps/limes/part_writer.h"
 #include "limes/platform/text.h"
 #include "limes/signals/extended_curve.h"
@@ -28,31 +27,20 @@ void NoteHeadLosses(const SNamedQuantity& q, std::vector<std::string>& losses) {
   }
 }
 
-void SetHead(const SNamedQuantity& q, CSignal& signal) {
-  signal.SetName(Utf8ToWide(q.name).c_str());
-  signal.SetXUnit(q.quantity->xUnit.unit);
-  signal.SetYUnit(q.quantity->unit.unit);
-}
-
 /// Throws when single precision cannot hold the x axis.
-CSigCurveExt MakeCurve(const SNamedQuantity& q) {
-  const std::vector<float>& values = q.quantity->values;
-  const double x0 = q.quantity->x0;
-  const double end = x0 + q.quantity->dx * static_cast<double>(values.size());
-  const double resolution =
-      8.0 * std::numeric_limits<float>::epsilon() * std::max(std::fabs(x0), std::fabs(end));
-  if (!std::isfinite(static_cast<float>(x0)) || !std::isfinite(static_cast<float>(end)) ||
-      !(q.quantity->dx > resolution)) {
-    throw CInputError(q.name, "steps of " + NumberText(q.quantity->dx) + " from " + NumberText(x0) +
-                                  " on are too fine for the record");
+CSigCurveExt MakeCurve(const SNamedQuantity& q, std::vector<std::string>& losses) {
+  const bool drawn = !q.quantity->x.empty();
+  const SQuantity own = drawn ? DrawnOnOwnGrid(*q.quantity, q.name) : SQuantity();
+  const SQuantity& equal = drawn ? own : *q.quantity;
+  if (drawn) {
+    losses.push_back(Quoted(q.name) + ": x is not at equal steps; drawn on a grid with steps of " +
+                     NumberText(Shown(static_cast<float>(own.dx))));
   }
-  CSigCurveExt curve = CSigCurveExt::Make(static_cast<int>(values.size()), static_cast<float>(x0),
-                                          static_cast<float>(end));
-  if (curve.DLen() != values.size()) {
-    throw std::bad_alloc();
-  }
-  std::copy(values.begin(), values.end(), curve.ValArray());
-  SetHead(q, curve);
+  CSigCurveExt curve = MakeCurveOn(q.name, equal.x0, equal.dx, equal.values.size());
+  std::copy(equal.values.begin(), equal.values.end(), curve.ValArray());
+  curve.SetName(Utf8ToWide(q.name).c_str());
+  curve.SetXUnit(q.quantity->xUnit.unit);
+  curve.SetYUnit(q.quantity->unit.unit);
   return curve;
 }
 
@@ -63,7 +51,31 @@ std::vector<std::string> WriteCurves(const std::vector<SNamedQuantity>& quantiti
   std::vector<std::string> losses;
   for (const SNamedQuantity& q : quantities) {
     NoteHeadLosses(q, losses);
-    if (!MakeCurve(q).WriteToFileRaw(out, CSignal::CurrentFileVersion())) {
+    if (!MakeCurve(q, losses).WriteToFileRaw(out, CSignal::CurrentFileVersion())) {
+      throw std::bad_alloc();
+    }
+  }
+  return losses;
+}
+
+std::vector<std::string> WritePairs(const std::vector<SNamedQuantity>& quantities,
+                                    CFileStream& out) {
+  std::vector<std::string> losses;
+  for (const SNamedQuantity& q : quantities) {
+    NoteHeadLosses(q, losses);
+    CSigPairs pairs = MakePairs(*q.quantity);
+    pairs.SetName(Utf8ToWide(q.name).c_str());
+    if (q.quantity->x.empty()) {
+      const std::uint32_t n = pairs.NPaare();
+      for (std::uint32_t i = 1; i < n; ++i) {
+        if (!(pairs.Punkt(i) > pairs.Punkt(i - 1))) {
+          throw CInputError(q.name, "steps of " + NumberText(q.quantity->dx) + " from " +
+                                        NumberText(q.quantity->x0) +
+                                        " on are too fine for single precision");
+        }
+      }
+    }
+    if (!pairs.WriteToFile(out, CSignal::CurrentFileVersion())) {
       throw std::bad_alloc();
     }
   }

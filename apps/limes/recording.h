@@ -33,6 +33,12 @@ class CRecording {
   virtual double X0() const = 0;
   virtual double Dx() const = 0;
   virtual SUnit XUnit() const = 0;
+
+  /// x of each sample of the block where steps are not equal, else empty.
+  virtual const std::vector<float>& FreeX() const {
+    static const std::vector<float> kNone;
+    return kNone;
+  }
 };
 
 /// A sound file: one channel each, full scale 1, x in seconds. Refuses a file that is cut short.
@@ -40,8 +46,9 @@ class CRecording {
 std::unique_ptr<CRecording> OpenSound(CFileStream& stream, const std::string& name,
                                       const SSettings& settings);
 
-/// A table with one signal per column, the first column x unless a step is given. Refuses x values
-/// further than a tenth of a step from equal steps.
+/// A table with one signal per column, the first column x unless a step is given. Where an x lies
+/// further than a tenth of a step from equal steps, x must rise or fall from row to row, and the
+/// recording must be read as a whole.
 std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const std::string& name,
                                         const SSettings& settings,
                                         const std::vector<SCondition>& where);

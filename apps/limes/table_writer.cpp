@@ -44,8 +44,10 @@ struct SColumnOut {
 
   std::size_t Rows() const { return quantity->values.size(); }
   SCell Cell(std::size_t row) const {
-    return isX ? CellOf(quantity->x0 + static_cast<double>(row) * quantity->dx)
-               : CellOf(quantity->values[row]);
+    if (isX && quantity->x.empty()) {
+      return CellOf(quantity->x0 + static_cast<double>(row) * quantity->dx);
+    }
+    return CellOf(isX ? quantity->x[row] : quantity->values[row]);
   }
 };
 
@@ -67,7 +69,7 @@ std::string CsvCell(const std::string& text) {
 
 bool SameGrid(const SQuantity& a, const SQuantity& b) {
   const double n = static_cast<double>(a.values.size());
-  return a.values.size() == b.values.size() && a.xUnit == b.xUnit &&
+  return a.values.size() == b.values.size() && a.xUnit == b.xUnit && a.x == b.x &&
          std::fabs(a.x0 - b.x0) <= kSameGrid * a.dx &&
          std::fabs(a.dx - b.dx) * n <= kSameGrid * a.dx;
 }

@@ -24,7 +24,8 @@ class CTrackModel : public CAxisModel {
               const SUnit& unit)
       : CAxisModel(settings, name, xUnit, unit, false) {}
 
-  void Prepare(const SQuantity& quantity, const std::string& part) override {
+  void Prepare(const SQuantity& measured, const std::string& part) override {
+    const SQuantity& quantity = AtEqualSteps(measured, part, Grid());
     CheckUnits(quantity, part);
     TakeValues(quantity, part, nullptr);
     if (Grid() == nullptr) {

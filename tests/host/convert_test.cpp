@@ -37,6 +37,28 @@ TEST_F(Convert, PartsStandSideBySideOrAsRows) {
   EXPECT_THAT(RunLimes({"convert", table_, other}).out, HasSubstr("0.2,3.25,0.2,4,,\n"));
 }
 
+TEST_F(Convert, XWithoutEqualStepsGoesThroughPairs) {
+  const std::string run = "n [s],a [Pa]\n0,0\n1,2\n3,6\n3.5,7\n6,12\n";
+  const std::string file = Write("run.csv", run);
+  const std::string pairs = File("run.pairs");
+  EXPECT_EQ(RunLimes({"convert", file, "-o", pairs}).code, 0);
+  EXPECT_EQ(RunLimes({"convert", pairs}).out, std::string("x").append(run, 1));
+  const std::string curve = File("run.curve");
+  EXPECT_THAT(RunLimes({"convert", pairs, "-o", curve}).err, HasSubstr("grid with steps of 1.5"));
+  EXPECT_EQ(RunLimes({"convert", curve}).out, "x [s],a [Pa]\n0,0\n1.5,2\n3,7\n4.5,9.5\n6,12\n");
+
+  const std::string store = File("s.limes");
+  const std::string grid =
+      Write("grid.csv", "n [s],a [Pa]\n0,0\n1,2\n2,4\n3,6\n4,8\n5,10\n6,12\n");
+  EXPECT_EQ(RunLimes({"learn", store, grid, pairs, grid}).code, 0);
+  const std::string down = Write("down.csv", "n [s],a [Pa]\n6,12\n4,8\n1,2\n0,0\n");
+  EXPECT_EQ(RunLimes({"test", store, down}).code, 0);
+  EXPECT_EQ(RunLimes({"test", store, Write("nok.csv", "n [s],a [Pa]\n0,0\n4,9\n6,12\n")}).code,
+            1);
+  const std::string mixed = Write("mixed.csv", "n [s],a [Pa]\n0,0\n4,9\n3,12\n");
+  EXPECT_THAT(RunLimes({"test", store, mixed}).err, HasSubstr("mixed.csv:4: x neither rises"));
+}
+
 TEST_F(Convert, SaysWhatItCannotWrite) {
   const std::string odd =
       Write("odd.csv", "t [s]," + std::string(45, 'n') + " [foo],l [dB(Pa)]\n0,1,2\n1,2,3\n");

@@ -1,18 +1,21 @@
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "apps/limes/errors.h"
 #include "apps/limes/part_reader.h"
 #include "limes/platform/text.h"
 #include "limes/signals/extended_curve.h"
+#include "limes/signals/pair_signal.h"
 
 namespace limes::host {
 namespace {
 
-/// Curve records one behind the other, one quantity each: those of extended curves, or when the
-/// file cannot be read so, those of plain curves.
-class CCurveRecordReader : public CPartReader {
+/// Signal records one behind the other, one quantity each. Records do not tell their kind: they are
+/// pair signals when the file can be read so to its end, else extended curves, else plain curves.
+class CSignalRecordReader : public CPartReader {
  public:
-  CCurveRecordReader(CFileStream& stream, const SReadContext& context)
+  CSignalRecordReader(CFileStream& stream, const SReadContext& context)
       : stream_(stream), path_(context.path), settings_(*context.settings) {}
 
   bool Next(SPart& part) override {
@@ -21,6 +24,17 @@ class CCurveRecordReader : public CPartReader {
     }
     done_ = true;
     part = SPart{path_, std::nullopt, {}};
+    if (!ReadPairs(part)) {
+      stream_.Seek(0);
+      part.quantities.clear();
+      ReadCurves(part);
+    }
+    Choose(part);
+    return true;
+  }
+
+ private:
+  void ReadCurves(SPart& part) {
     if (ReadAll<CSigCurveExt>(part)) {
       stream_.Seek(0);
       part.quantities.clear();
@@ -29,11 +43,27 @@ class CCurveRecordReader : public CPartReader {
                                      ": " + WideToUtf8(Text(*fault)));
       }
     }
-    Choose(part);
+  }
+
+  bool ReadPairs(SPart& part) {
+    do {
+      CSigPairs pairs;
+      if (!pairs.ReadFromFile(stream_, CSignal::CurrentFileVersion()) || !pairs.Gueltig()) {
+        return false;
+      }
+      SQuantity q = Headed(pairs, part);
+      q.x.assign(std::as_const(pairs).Punkte(), std::as_const(pairs).PunkteEnd());
+      q.values.assign(std::as_const(pairs).Werte(), std::as_const(pairs).WerteEnd());
+      part.quantities.push_back(std::move(q));
+    } while (stream_.Remaining() > 0);
+    for (const SQuantity& q : part.quantities) {
+      if (!std::all_of(q.x.begin(), q.x.end(), [](float x) { return std::isfinite(x); })) {
+        throw CInputError(path_, "pair signal " + Quoted(q.name) + " has an x that is not finite");
+      }
+    }
     return true;
   }
 
- private:
   template <class Curve>
   std::optional<CurveReadStatus> ReadAll(SPart& part) {
     do {
@@ -47,15 +77,21 @@ class CCurveRecordReader : public CPartReader {
     return std::nullopt;
   }
 
-  void Take(const CSigCurve& curve, SPart& part) const {
+  /// A quantity with the signal's name and units.
+  SQuantity Headed(const CSignal& signal, const SPart& part) const {
     const std::string number = std::to_string(part.quantities.size() + 1);
     SQuantity q;
-    q.name = WideToUtf8(curve.Name());
+    q.name = WideToUtf8(signal.Name());
     if (q.name.empty()) {
       q.name = settings_.name.value_or("curve") + (number == "1" ? "" : " " + number);
     }
-    q.xUnit.unit = curve.XUnit();
-    q.unit.unit = curve.YUnit();
+    q.xUnit.unit = signal.XUnit();
+    q.unit.unit = signal.YUnit();
+    return q;
+  }
+
+  void Take(const CSigCurve& curve, SPart& part) const {
+    SQuantity q = Headed(curve, part);
     const CSigCurveExt* extended = AsExtended(&curve);
     const auto n = static_cast<std::int64_t>(curve.DLen());
     const std::int64_t first =
@@ -98,9 +134,9 @@ class CCurveRecordReader : public CPartReader {
 
 }  // namespace
 
-std::unique_ptr<CPartReader> MakeCurveRecordReader(CFileStream& stream,
-                                                   const SReadContext& context) {
-  return std::make_unique<CCurveRecordReader>(stream, context);
+std::unique_ptr<CPartReader> MakeSignalRecordReader(CFileStream& stream,
+                                                    const SReadContext& context) {
+  return std::make_unique<CSignalRecordReader>(stream, context);
 }
 
 }  // namespace limes::host

@@ -1,0 +1,99 @@
+#include "apps/limes/free_steps.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "apps/limes/errors.h"
+#include "limes/platform/text.h"
+
+namespace limes::host {
+namespace {
+
+constexpr double kMostSteps = 1 << 24;
+
+CSigPairs SortedPairs(const SQuantity& quantity, const std::string& what) {
+  CSigPairs pairs = MakePairs(quantity);
+  pairs.DatenSortieren(true);
+  const std::uint32_t n = pairs.NPaare();
+  if (n < 2 || !(pairs.Punkt(n - 1) > pairs.Punkt(0))) {
+    throw CInputError(what, "has values at one x only; it takes two");
+  }
+  return pairs;
+}
+
+SQuantity Drawn(const SQuantity& quantity, const std::string& what, const CSigPairs& pairs,
+                double origin, double step) {
+  const double first = std::round((pairs.Punkt(0) - origin) / step);
+  const double last = std::round((pairs.Punkt(pairs.NPaare() - 1) - origin) / step);
+  if (!(last - first < kMostSteps)) {
+    throw CInputError(
+        what, "covers more than " + NumberText(kMostSteps) + " steps of " + NumberText(step));
+  }
+  CSigCurveExt curve =
+      MakeCurveOn(what, origin + first * step, step, static_cast<std::size_t>(last - first) + 1);
+  pairs.KurveBilden(&curve, false);
+  SQuantity drawn = quantity;
+  drawn.x.clear();
+  drawn.x0 = origin + (first + curve.IMin()) * step;  // in float an end may fall a step inside
+  drawn.dx = step;
+  drawn.values.assign(curve.ValArray() + curve.IMin(), curve.ValArray() + curve.IMax() + 1);
+  return drawn;
+}
+
+}  // namespace
+
+CSigPairs MakePairs(const SQuantity& quantity) {
+  CSigPairs pairs;
+  const std::size_t n = quantity.values.size();
+  if (n > std::numeric_limits<std::int32_t>::max() ||
+      !pairs.NeueGroesse(static_cast<unsigned>(n))) {
+    throw std::bad_alloc();
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    const double x = quantity.x.empty() ? quantity.x0 + static_cast<double>(i) * quantity.dx
+                                        : double{quantity.x[i]};
+    if (pairs.NeuesPaar(static_cast<float>(x), quantity.values[i]) == 0) {
+      throw std::bad_alloc();
+    }
+  }
+  pairs.SetName(Utf8ToWide(quantity.name).c_str());
+  pairs.SetXUnit(quantity.xUnit.unit);
+  pairs.SetYUnit(quantity.unit.unit);
+  return pairs;
+}
+
+CSigCurveExt MakeCurveOn(const std::string& what, double x0, double dx, std::size_t n) {
+  const double end = x0 + dx * static_cast<double>(n);
+  const double resolution =
+      8.0 * std::numeric_limits<float>::epsilon() * std::max(std::fabs(x0), std::fabs(end));
+  if (!std::isfinite(static_cast<float>(x0)) || !std::isfinite(static_cast<float>(end)) ||
+      !(dx > resolution)) {
+    throw CInputError(what, "steps of " + NumberText(dx) + " from " + NumberText(x0) +
+                                " on are too fine for single precision");
+  }
+  if (n > std::numeric_limits<std::int32_t>::max()) {
+    throw std::bad_alloc();
+  }
+  CSigCurveExt curve =
+      CSigCurveExt::Make(static_cast<int>(n), static_cast<float>(x0), static_cast<float>(end));
+  if (curve.DLen() != n) {
+    throw std::bad_alloc();
+  }
+  return curve;
+}
+
+SQuantity DrawnOnGrid(const SQuantity& quantity, const std::string& what, double origin,
+                      double step) {
+  return Drawn(quantity, what, SortedPairs(quantity, what), origin, step);
+}
+
+SQuantity DrawnOnOwnGrid(const SQuantity& quantity, const std::string& what) {
+  const CSigPairs pairs = SortedPairs(quantity, what);
+  const std::uint32_t last = pairs.NPaare() - 1;
+  const double origin = pairs.Punkt(0);
+  return Drawn(quantity, what, pairs, origin, (pairs.Punkt(last) - origin) / last);
+}
+
+}  // namespace limes::host
