@@ -117,7 +117,12 @@ CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
   // be written is then opened for reading.
   const int flags = SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0) |
                     SQLITE_OPEN_NOMUTEX;
-  const int code = sqlite3_open_v2(path.c_str(), &database_, flags, nullptr);
+  if (path.empty()) {
+    throw CStoreError("the name of the store is empty");
+  }
+  // A name with a colon would be one of SQLite's own, such as :memory:
+  const std::string name = path[0] == ':' ? "./" + path : path;
+  const int code = sqlite3_open_v2(name.c_str(), &database_, flags, nullptr);
   if (code != SQLITE_OK) {
     const std::string reason = database_ != nullptr ? sqlite3_errmsg(database_) : "no memory";
     sqlite3_close(database_);

@@ -82,7 +82,8 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
 
 bool IsRounding(double excess, double value, double limit) {
   constexpr double kFourSteps = 4.0 / (1 << 24);
-  return excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
+  return std::isfinite(limit) &&
+         excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
 }
 
 CModel::CModel(SSettings settings) : settings_(std::move(settings)) {}
@@ -100,9 +101,9 @@ void CModel::Load(CStore& store) {
       const auto state = std::find_if(s.states.begin(), s.states.end(),
                                       [&](const auto& known) { return known.side == side; });
       const std::string fault =
-          state == s.states.end() ? "is missing" : model->SetState(side, *state);
+          state == s.states.end() ? "a learn state is missing" : model->SetState(side, *state);
       if (!fault.empty()) {
-        throw CStoreError(store.Path() + ": the learn state of " + Quoted(s.name) + " " + fault);
+        throw CStoreError(store.Path() + ": quantity " + Quoted(s.name) + ": " + fault);
       }
     }
     quantities_.push_back(std::move(model));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <type_traits>
 
@@ -39,7 +40,11 @@ void ValidateNumbers(const SSettings& s) {
   Require(!s.dx || (std::isfinite(*s.dx) && *s.dx > 0.0), "--dx must be positive");
   Require(finite(s.scale) && s.scale != 0.0, "--scale must be finite and not 0");
   Require(!s.ref || (std::isfinite(*s.ref) && *s.ref > 0.0), "--ref must be positive");
-  Require(finite(s.base), "--base must be finite");
+  const auto single = [](const std::optional<double>& v) {
+    return !v || std::fabs(*v) <= double{std::numeric_limits<float>::max()};
+  };
+  Require(single(s.base) && single(s.factor) && single(s.width),
+          "--base, --factor and --width must be numbers of single precision");
   Require(!s.factor || (std::isfinite(*s.factor) && *s.factor >= 0.0),
           "--factor must not be negative");
   Require(!s.width || (std::isfinite(*s.width) && *s.width >= 0.0), "--width must not be negative");

@@ -160,7 +160,7 @@ std::string CTrackModel::SetState(Side side, const SStoredQuantity::SState& stat
            grid.XMax() == other.XMax();
   };
   if (grid.DLen() == 0 || !Tool(side).HatGelernt() || !same(*Grid())) {
-    return "contradicts itself";
+    return WideToUtf8(Text(LearnStateStatus::kContent));
   }
   SetRule(Tool(side));
   learnt_ = std::max<std::int64_t>(state.learnt, 0);

@@ -127,6 +127,7 @@ TEST(Settings, RefuseNumbersAndCombinationsWithoutMeaning) {
       {"--scale", "0"},
       {"--ref", "-1"},
       {"--base", "nan"},
+      {"--base", "-1e39"},
       {"--factor", "-1"},
       {"--width", "-1"},
       {"--time-scale", "0"},

@@ -129,6 +129,7 @@ TEST_F(Store, IsNotMadeByARunThatLearnsNothing) {
     EXPECT_EQ(RunLimes({command, store_}).code, 4);
   }
   EXPECT_EQ(RunLimes({"test", store_, Table(1)}).code, 4);
+  EXPECT_EQ(RunLimes({"learn", "", Table(1), "--values"}).code, 4);
   EXPECT_FALSE(std::filesystem::exists(store_));
 }
 
@@ -151,7 +152,7 @@ TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
   EXPECT_EQ(RunLimes(Learn(1, 3)).code, 0);
   Execute("UPDATE state SET record = substr(record, 1, 60)");
   EXPECT_EQ(RunLimes({"show", store_}).code, 4);
-  EXPECT_THAT(RunLimes(Learn(1, 2)).err, HasSubstr("the learn state of 'a'"));
+  EXPECT_THAT(RunLimes(Learn(1, 2)).err, HasSubstr("quantity 'a': the learn state"));
   Execute("PRAGMA user_version = 3");
   expect("has schema version 3, this program knows up to 2");
 }
