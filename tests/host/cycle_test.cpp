@@ -144,6 +144,27 @@ TEST_F(Cycle, JudgesRowsWithAllFieldsOfTheContract) {
   EXPECT_FALSE(Run({"test", unlabelled, "--json"}, 0).Lines().at(0).contains("label"));
 }
 
+TEST_F(Cycle, FindsADefectPerRegionBeyondTheLimit) {
+  std::string learnt = "a,b,c,d,e,f,g,h\n";
+  for (const char* level : {"1", "2", "3"}) {
+    for (int i = 0; i < 8; ++i) {
+      learnt.append(level).append(i < 7 ? "," : "\n");
+    }
+  }
+  Run({"learn", Write("l.csv", learnt), "--rows"}, 0);
+  const std::string path = Write("t.csv", "a,b,c,d,e,f,g,h\n2,9,12,8,2,2,30,2\n");
+  const json findings = Run({"test", path, "--json"}, 1).Lines().at(0).at("findings");
+  ASSERT_EQ(findings.size(), 2U);
+  EXPECT_EQ(findings[0].at("x"), 6.0);  // the largest excess first
+  EXPECT_EQ(findings[1].at("from"), 1.0);
+  EXPECT_EQ(findings[1].at("x"), 2.0);
+  EXPECT_EQ(findings[1].at("to"), 3.0);
+  EXPECT_NEAR(findings[1].at("excess"), 10.0 - 3.0 * std::sqrt(2.0 / 3.0), 1e-5);
+  EXPECT_THAT(Run({"test", path}, 1).out, HasSubstr("2.00  1 .. 3 (above upper limit)"));
+  EXPECT_EQ(Run({"test", path, "--one-per-curve", "--json"}, 1).Lines().at(0).at("findings").size(),
+            1U);
+}
+
 TEST_F(Cycle, TakesPartsAsAsked) {
   std::string text = "run,axis,kind,v0,v1\n";
   for (const char* axis : {"x", "y"}) {  // the rows of a part need not be neighbours
