@@ -58,9 +58,13 @@ struct SBins {
   std::size_t count[kBeside];
 };
 
-/// The means of all bins, each sum in order.
+/// The means of the first so many bins, each sum in order.
 template <class Inc>
-inline void MeansBeside(const SBins& bins, Inc inc, float* dst) {
+inline void MeansBeside(SBins& bins, std::size_t used, Inc inc, float* dst) {
+  for (std::size_t k = used; k < kBeside; ++k) {  // the others do the last one's work again
+    bins.first[k] = bins.first[used - 1];
+    bins.count[k] = bins.count[used - 1];
+  }
   const std::size_t common = *std::min_element(bins.count, bins.count + kBeside);
   float sum[kBeside] = {};
   for (std::size_t i = 0; i < common; ++i) {
@@ -69,7 +73,7 @@ inline void MeansBeside(const SBins& bins, Inc inc, float* dst) {
       sum[k] += bins.first[k][i * inc];
     }
   }
-  for (std::size_t k = 0; k < kBeside; ++k) {
+  for (std::size_t k = 0; k < used; ++k) {
     for (std::size_t i = common; i < bins.count[k]; ++i) {
       sum[k] += bins.first[k][i * inc];
     }
@@ -87,12 +91,12 @@ std::uint32_t LongMeans(const float* src, std::uint32_t nIn, Inc inc, float* dst
                                  bins.first[waiting] = src + from * inc;
                                  bins.count[waiting] = count;
                                  if (++waiting == kBeside) {
-                                   MeansBeside(bins, inc, dst + k + 1 - kBeside);
+                                   MeansBeside(bins, kBeside, inc, dst + k + 1 - kBeside);
                                    waiting = 0;
                                  }
                                });
-  for (std::size_t k = 0; k < waiting; ++k) {
-    dst[written - waiting + k] = MeanOf(bins.first[k], bins.count[k], inc);
+  if (waiting > 0) {
+    MeansBeside(bins, waiting, inc, dst + written - waiting);
   }
   return written;
 }
@@ -108,9 +112,10 @@ void DownsamlingMean(const float* src, std::uint32_t nIn, std::uint32_t srcInc, 
     *dst = VectorMean(src, nIn, srcInc) * factor;
     return;
   }
-  constexpr std::uint32_t kLong = 24;  ///< shorter bins hide each other's additions by themselves
+  constexpr std::uint32_t kLong = 24;  // shorter bins hide each other's additions by themselves
+  constexpr std::uint32_t kMany = 4;
   std::uint32_t written = 0;
-  if (nIn / nOut < kLong || srcInc == 0 ||
+  if (nIn / nOut < kLong || nOut < kMany || srcInc == 0 ||
       !detail::MayReadAhead(dst, detail::ExtentOf(dst, nOut, 1), src,
                             detail::ExtentOf(src, nIn, srcInc))) {
     written = ForBins(nIn, nOut, StepOf(nIn, nOut),
