@@ -117,21 +117,34 @@ using Lanes __attribute__((vector_size(32))) = float;
 constexpr std::size_t kWidth = 8;
 constexpr std::size_t kRows = 4;
 constexpr std::size_t kStep = kWidth * kRows;
-constexpr std::size_t kBlock = 4096;  ///< values between two looks at the lanes
-
+constexpr std::size_t kBlock = 1024;     ///< values between two looks at the lanes
 constexpr std::size_t kWorthLanes = 48;  ///< from here on lanes are faster
 
-/// Extremes of n values, begun at the given bounds, one by one.
-inline SBounds RowBounds(const float* y, std::size_t n, SBounds start) {
-  for (std::size_t i = 0; i < n; ++i) {
-    start.min = y[i] < start.min ? y[i] : start.min;
-    start.max = y[i] > start.max ? y[i] : start.max;
-  }
-  return start;
+// By reference: vectors that are passed as such depend on the processor.
+
+/// a becomes the lower (the higher) one of both; it stays where they tie or b is NaN.
+struct SLower {
+  void operator()(Lanes& a, const Lanes& b) const { a = b < a ? b : a; }
+};
+struct SHigher {
+  void operator()(Lanes& a, const Lanes& b) const { a = b > a ? b : a; }
+};
+
+/// All lanes of all rows against each other.
+template <class Of>
+__attribute__((always_inline)) inline float Fold(Lanes (&rows)[kRows], Of of) {
+  of(rows[0], rows[1]);
+  of(rows[2], rows[3]);
+  of(rows[0], rows[2]);
+  Lanes& v = rows[0];
+  of(v, __builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3));
+  of(v, __builtin_shufflevector(v, v, 2, 3, 0, 1, 6, 7, 4, 5));
+  of(v, __builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6));
+  return v[0];
 }
 
-/// The same in lanes. A lane keeps its value on NaN and on ties, as
-/// the plain loop does; only the sign of a zero may be another's.
+/// Extremes of n >= kStep values, begun at the given bounds. A lane keeps its value on NaN and on
+/// ties, as the plain loop does; only the sign of a zero may be another's.
 LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
   Lanes low[kRows];
   Lanes high[kRows];
@@ -139,24 +152,28 @@ LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
     low[r] = start.min - Lanes{};
     high[r] = start.max - Lanes{};
   }
-  std::size_t i = 0;
-  for (; i + kStep <= n; i += kStep) {
+  for (std::size_t i = 0; i < n; i += kStep) {
+    const float* const rows = y + std::min(i, n - kStep);  // some once more at the end
     for (std::size_t r = 0; r < kRows; ++r) {
       Lanes row;
-      std::memcpy(&row, y + i + r * kWidth, sizeof(row));
-      low[r] = row < low[r] ? row : low[r];
-      high[r] = row > high[r] ? row : high[r];
+      std::memcpy(&row, rows + r * kWidth, sizeof(row));
+      SLower()(low[r], row);
+      SHigher()(high[r], row);
     }
   }
-  for (std::size_t r = 1; r < kRows; ++r) {
-    low[0] = low[r] < low[0] ? low[r] : low[0];
-    high[0] = high[r] > high[0] ? high[r] : high[0];
+  return {Fold(low, SLower()), Fold(high, SHigher())};
+}
+
+/// The same, one by one where that is faster.
+inline SBounds BoundsFrom(SBounds start, const float* y, std::size_t n) {
+  if (n >= kWorthLanes) {
+    return LaneBounds(y, n, start);
   }
-  for (std::size_t k = 0; k < kWidth; ++k) {
-    start.min = low[0][k] < start.min ? low[0][k] : start.min;
-    start.max = high[0][k] > start.max ? high[0][k] : start.max;
+  for (std::size_t i = 0; i < n; ++i) {
+    start.min = y[i] < start.min ? y[i] : start.min;
+    start.max = y[i] > start.max ? y[i] : start.max;
   }
-  return RowBounds(y + i, n - i, start);
+  return start;
 }
 
 /// Index of the first of n values that equals value; n when there is none.
@@ -185,7 +202,7 @@ namespace {
 
 /// Bounds of start and n values behind those of it.
 SBounds JoinBounds(SBounds start, const float* y, std::size_t n) {
-  SBounds bounds = n < kWorthLanes ? RowBounds(y, n, start) : LaneBounds(y, n, start);
+  SBounds bounds = BoundsFrom(start, y, n);
   // Of zeros the first one counts, with its sign.
   if (bounds.min == 0.0F && start.min != 0.0F) {
     bounds.min = y[FirstEqual(y, n, 0.0F)];
@@ -217,21 +234,48 @@ SBounds FindBounds(const float* y, std::size_t n, std::size_t inc) {
   return bounds;
 }
 
+namespace {
+
+/// The extreme values of n > 0, and the blocks where they lie first; zeros of either sign are
+/// alike.
+struct SPlaces {
+  SPlaces(const float* y, std::size_t n) {
+    const SBounds first{y[0], y[0]};
+    value = first;
+    for (std::size_t i = 0; i < n; i += kBlock) {
+      const SBounds bounds = BoundsFrom(first, y + i, std::min(kBlock, n - i));
+      block.min = bounds.min < value.min ? i : block.min;
+      block.max = bounds.max > value.max ? i : block.max;
+      value.min = bounds.min < value.min ? bounds.min : value.min;
+      value.max = bounds.max > value.max ? bounds.max : value.max;
+    }
+  }
+
+  SBounds value;
+  SExtremes block = {0, 0};
+};
+
+/// Index of a value that is there from the block on; 0 for NaN, which only the first one can be.
+std::size_t IndexOf(float value, const float* y, std::size_t n, std::size_t block) {
+  return std::isnan(value) ? 0 : block + FirstEqual(y + block, n - block, value);
+}
+
+}  // namespace
+
 SExtremes FindExtremes(const float* y, std::size_t n) {
-  SBounds best = {y[0], y[0]};
-  SExtremes block = {0, 0};  // where the first extreme value lies, zeros of either sign alike
-  for (std::size_t i = 0; i < n; i += kBlock) {
-    const std::size_t size = std::min(kBlock, n - i);
-    const SBounds bounds = LaneBounds(y + i, size, best);
-    block.min = bounds.min < best.min ? i : block.min;
-    block.max = bounds.max > best.max ? i : block.max;
-    best = bounds;
-  }
-  if (std::isnan(y[0])) {
-    return {0, 0};
-  }
-  return {block.min + FirstEqual(y + block.min, n - block.min, best.min),
-          block.max + FirstEqual(y + block.max, n - block.max, best.max)};
+  const SPlaces places(y, n);
+  return {IndexOf(places.value.min, y, n, places.block.min),
+          IndexOf(places.value.max, y, n, places.block.max)};
+}
+
+std::size_t FindSmallest(const float* y, std::size_t n) {
+  const SPlaces places(y, n);
+  return IndexOf(places.value.min, y, n, places.block.min);
+}
+
+std::size_t FindLargest(const float* y, std::size_t n) {
+  const SPlaces places(y, n);
+  return IndexOf(places.value.max, y, n, places.block.max);
 }
 
 LIMES_CLONES void CodeValues(const float* y, std::size_t n, SBounds bounds, std::uint8_t* bytes) {

@@ -63,6 +63,10 @@ struct SExtremes {
 /// Indices of the first smallest and the first largest of n > 0 values by the same rule.
 SExtremes FindExtremes(const float* y, std::size_t n);
 
+/// One of both.
+std::size_t FindSmallest(const float* y, std::size_t n);
+std::size_t FindLargest(const float* y, std::size_t n);
+
 /// Values as bytes over their bounds: the low 8 bits of trunc(q * 255 + 0.5) with the float
 /// q = (y - min) / (max - min); 0 where that is no 32-bit integer.
 void CodeValues(const float* y, std::size_t n, SBounds bounds, std::uint8_t* bytes);

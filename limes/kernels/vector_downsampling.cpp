@@ -112,7 +112,7 @@ void DownsamlingMean(const float* src, std::uint32_t nIn, std::uint32_t srcInc, 
     *dst = VectorMean(src, nIn, srcInc) * factor;
     return;
   }
-  constexpr std::uint32_t kLong = 24;  // shorter bins hide each other's additions by themselves
+  constexpr std::uint32_t kLong = 6;  // shorter bins hide each other's additions by themselves
   constexpr std::uint32_t kMany = 4;
   std::uint32_t written = 0;
   if (nIn / nOut < kLong || nOut < kMany || srcInc == 0 ||
@@ -205,6 +205,23 @@ void DownsamlingMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc, f
   Finish(dst, written, nOut, factor);
 }
 
+namespace {
+
+/// Of short bins one by one, which spares the call.
+inline detail::SBounds BoundsOf(const float* p, std::size_t n, std::size_t inc) {
+  if (n >= kWorthLanes) {
+    return detail::FindBounds(p, n, inc);
+  }
+  detail::SBounds bounds{*p, *p};
+  for (std::size_t i = 0; i < n; ++i, p += inc) {
+    bounds.min = *p < bounds.min ? *p : bounds.min;
+    bounds.max = *p > bounds.max ? *p : bounds.max;
+  }
+  return bounds;
+}
+
+}  // namespace
+
 void DownsamlingMinMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc, float* dst,
                        std::uint32_t nOut, float factor) {
   if (detail::CopyWhereEqual(src, nIn, srcInc, dst, nOut, factor)) {
@@ -231,7 +248,7 @@ void DownsamlingMinMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc
   };
   const std::size_t written =
       ForBins(nIn, pairs, step, [=](std::uint32_t k, std::size_t from, std::size_t count) {
-        put(k, detail::FindBounds(src + from * srcInc, count, srcInc));
+        put(k, BoundsOf(src + from * srcInc, count, srcInc));
       });
   const detail::SBounds last{dst[2 * written - 2], dst[2 * written - 1]};
   for (std::size_t k = written; k < pairs; ++k) {

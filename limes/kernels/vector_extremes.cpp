@@ -57,7 +57,7 @@ void VectorMinIdx(const float* p, std::uint32_t n, std::uint32_t inc, float& val
     value = 0.0F;
     index = 0;
   } else if (inc == 1) {
-    Deliver(p, 1, detail::FindExtremes(p, n).min, value, index);
+    Deliver(p, 1, detail::FindSmallest(p, n), value, index);
   } else {
     const auto best = FirstBest(p, n, inc, [](float x, float least) { return x < least; });
     Deliver(p, inc, best, value, index);
@@ -70,7 +70,7 @@ void VectorMaxIdx(const float* p, std::uint32_t n, std::uint32_t inc, float& val
     value = 0.0F;
     index = 0;
   } else if (inc == 1) {
-    Deliver(p, 1, detail::FindExtremes(p, n).max, value, index);
+    Deliver(p, 1, detail::FindLargest(p, n), value, index);
   } else {
     const auto best = FirstBest(p, n, inc, [](float x, float largest) { return x > largest; });
     Deliver(p, inc, best, value, index);
@@ -92,13 +92,13 @@ LIMES_CLONES float LargestDifference(const float* a, const float* b, std::size_t
   for (Lanes& lanes : high) {
     lanes = start - Lanes{};
   }
-  std::size_t i = 0;
-  for (; i + kStep <= n; i += kStep) {
+  for (std::size_t i = 0; n >= kStep && i < n; i += kStep) {
+    const std::size_t at = std::min(i, n - kStep);  // some once more at the end
     for (std::size_t r = 0; r < kRows; ++r) {
       Lanes x;
       Lanes y;
-      std::memcpy(&x, a + i + r * kWidth, sizeof(x));
-      std::memcpy(&y, b + i + r * kWidth, sizeof(y));
+      std::memcpy(&x, a + at + r * kWidth, sizeof(x));
+      std::memcpy(&y, b + at + r * kWidth, sizeof(y));
       const Lanes d = x - y;
       high[r] = d > high[r] ? d : high[r];
     }
@@ -108,7 +108,7 @@ LIMES_CLONES float LargestDifference(const float* a, const float* b, std::size_t
       start = lanes[k] > start ? lanes[k] : start;
     }
   }
-  for (; i < n; ++i) {
+  for (std::size_t i = 0; n < kStep && i < n; ++i) {
     const float d = a[i] - b[i];
     start = d > start ? d : start;
   }

@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "limes/kernels/fixed_exp.h"
 #include "limes/kernels/vector_kernels.h"
+#include "limes/platform/cpu_clones.h"
 
 // Sums in order, as in vector_sums.cpp.
 
@@ -9,47 +12,77 @@ namespace limes::DVL {
 
 namespace {
 
-/// Sum of e^(x * scale) * factor, in order. The exponentials are taken in rows, so that those of
-/// one row hide the additions of the row before.
+using Lanes __attribute__((vector_size(32))) = float;
+using Bits __attribute__((vector_size(32))) = std::uint32_t;
+constexpr std::size_t kLanes = 8;
+constexpr std::size_t kBlock = 4 * kLanes;
+
+/// sum + e^(x * scale) * factor of n values, in order. In short blocks: the processor adds the
+/// terms of one while it forms those of the next.
+LIMES_CLONES float AddExps(float sum, const float* x, std::size_t n, float scale, float factor) {
+  alignas(Lanes) float terms[kBlock];
+  float padded[kBlock] = {};
+  for (std::size_t size = kBlock; n > 0; n -= size, x += size) {
+    if (n < kBlock) {
+      size = n;
+      std::copy(x, x + size, padded);
+    }
+    const float* block = size < kBlock ? padded : x;
+#pragma GCC unroll 1  // else the terms are shuffled out of vectors instead of loaded
+    for (std::size_t i = 0; i < kBlock; i += kLanes) {
+      Lanes lanes;
+      std::memcpy(&lanes, block + i, sizeof(lanes));
+      lanes *= scale;
+      detail::TakeFixedExp<Lanes, Bits>(lanes);
+      lanes *= factor;
+      std::memcpy(terms + i, &lanes, sizeof(lanes));
+    }
+    for (std::size_t i = 0; i < size; ++i) {
+      sum += terms[i];
+    }
+  }
+  return sum;
+}
+
+/// Sum of e^(x * scale) * factor, in order. Values that lie apart are gathered.
 class ExpSum {
  public:
   ExpSum(float scale, float factor) : scale_(scale), factor_(factor) {}
 
   void Add(const float* p, std::size_t n, std::size_t inc) {
-    for (std::size_t i = 0; i < n;) {
-      if (inc == 1 && waiting_ == 0 && n - i >= detail::kExpRow) {
-        AddRow(p + i, detail::kExpRow);
-        i += detail::kExpRow;
-        continue;
+    if (inc == 1 && waiting_ == 0) {
+      const std::size_t whole = n / kBlock * kBlock;
+      sum_ = AddExps(sum_, p, whole, scale_, factor_);
+      p += whole;
+      n -= whole;
+    }
+    while (n > 0) {
+      const std::size_t size = std::min(n, kRow - waiting_);
+      for (std::size_t i = 0; i < size; ++i, p += inc) {
+        row_[waiting_ + i] = *p;
       }
-      row_[waiting_++] = p[i++ * inc];
-      if (waiting_ == detail::kExpRow) {
-        AddRow(row_, detail::kExpRow);
-        waiting_ = 0;
+      waiting_ += size;
+      n -= size;
+      if (waiting_ == kRow) {
+        Total();
       }
     }
   }
 
   float Total() {
-    AddRow(row_, waiting_);
+    sum_ = AddExps(sum_, row_, waiting_, scale_, factor_);
     waiting_ = 0;
     return sum_;
   }
 
  private:
-  void AddRow(const float* x, std::size_t n) {
-    alignas(64) float terms[detail::kExpRow];
-    detail::ScaledExps(x, scale_, factor_, terms);
-    for (std::size_t i = 0; i < n; ++i) {
-      sum_ += terms[i];
-    }
-  }
+  static constexpr std::size_t kRow = 128;
 
   float scale_;
   float factor_;
   float sum_ = 0.0F;
   std::size_t waiting_ = 0;
-  float row_[detail::kExpRow] = {};
+  float row_[kRow];
 };
 
 constexpr float kPerDecibel = 0.230258509516716F;  // ln 10 / 10

@@ -27,14 +27,16 @@ namespace DVL {
 
 namespace {
 
+// Up to two values, the most frequent case, are written without a branch.
+
 /// k > 0 values from the left sample on towards the right one, which is not reached.
 struct SLine {
   void operator()(float left, float right, float* dst, std::size_t k) const {
     const float step = (right - left) / static_cast<float>(k);
-    float y = left;
-    *dst = left;
-    for (std::size_t j = 1; j < k; ++j) {
-      y += step;
+    float y = left + step;
+    dst[k - 1] = y;
+    dst[0] = left;
+    for (std::size_t j = 1; k > 2 && j < k; ++j, y += step) {
       dst[j] = y;
     }
   }
@@ -43,9 +45,13 @@ struct SLine {
 /// k > 0 values, each that of the nearer sample; the middle belongs to the left one.
 struct SNearest {
   void operator()(float left, float right, float* dst, std::size_t k) const {
-    const std::size_t half = k / 2 + 1;
-    std::fill(dst, dst + half, left);
-    std::fill(dst + half, dst + k, right);
+    dst[k - 1] = left;
+    dst[0] = left;
+    if (k > 2) {
+      const std::size_t half = k / 2 + 1;
+      std::fill(dst, dst + half, left);
+      std::fill(dst + half, dst + k, right);
+    }
   }
 };
 
