@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "apps/limes/errors.h"
@@ -19,6 +20,15 @@ int WaitForOthers(void*, int tries) {
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(kMilliseconds));
   return 1;
+}
+
+/// A file name for a URI.
+std::string Escaped(const std::string& name) {
+  std::string text;
+  for (const char c : name) {
+    text += c == '?' ? "%3f" : c == '#' ? "%23" : c == '%' ? "%25" : std::string(1, c);
+  }
+  return text;
 }
 
 }  // namespace
@@ -113,23 +123,38 @@ std::vector<std::uint8_t> CStatement::Bytes(int column) const {
 }
 
 CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
-  // A reader opens for writing too, else it would leave -wal and -shm behind; a file that must not
-  // be written is then opened for reading.
-  const int flags = SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0) |
-                    SQLITE_OPEN_NOMUTEX;
   if (path.empty()) {
     throw CStoreError("the name of the store is empty");
   }
   // A name with a colon would be one of SQLite's own, such as :memory:
   const std::string name = path[0] == ':' ? "./" + path : path;
-  const int code = sqlite3_open_v2(name.c_str(), &database_, flags, nullptr);
+  // A reader opens for writing too, else it would leave -wal and -shm behind; a file that must not
+  // be written is then opened for reading.
+  Open(name, SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0));
+  std::error_code error;
+  if (mode == Mode::kReading && NeedsFiles() && !std::filesystem::exists(path + "-wal", error)) {
+    // In a folder that must not be written, and nobody else is writing.
+    sqlite3_close(database_);
+    Open("file:" + Escaped(name) + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+  }
+}
+
+void CDatabase::Open(const std::string& name, int flags) {
+  const int code = sqlite3_open_v2(name.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   if (code != SQLITE_OK) {
     const std::string reason = database_ != nullptr ? sqlite3_errmsg(database_) : "no memory";
     sqlite3_close(database_);
     database_ = nullptr;
-    throw CStoreError(path + ": the store cannot be opened: " + reason);
+    throw CStoreError(path_ + ": the store cannot be opened: " + reason);
   }
   sqlite3_busy_handler(database_, WaitForOthers, nullptr);
+}
+
+/// Whether reading fails because -wal and -shm cannot be made.
+bool CDatabase::NeedsFiles() const {
+  const int code =
+      sqlite3_exec(database_, "SELECT 1 FROM sqlite_master", nullptr, nullptr, nullptr);
+  return (code & 0xFF) == SQLITE_READONLY || (code & 0xFF) == SQLITE_CANTOPEN;
 }
 
 CDatabase::~CDatabase() { sqlite3_close(database_); }

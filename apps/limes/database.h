@@ -69,6 +69,9 @@ class CDatabase {
   sqlite3* Handle() const { return database_; }
 
  private:
+  void Open(const std::string& name, int flags);
+  bool NeedsFiles() const;
+
   sqlite3* database_ = nullptr;
   std::string path_;
 };

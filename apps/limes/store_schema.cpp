@@ -106,7 +106,7 @@ std::int64_t SchemaVersion(CDatabase& database, const std::string& path) {
       return 0;
     }
   } catch (const CStoreError& e) {
-    throw CStoreError(path + ": is no store of limes (" + e.what() + ")");
+    throw CStoreError(path + ": is no store of limes, or cannot be read (" + e.what() + ")");
   }
   if (application != kApplicationId) {
     throw CStoreError(path + ": is a database, but no store of limes");
