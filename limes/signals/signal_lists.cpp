@@ -1,0 +1,267 @@
+#include "limes/signals/signal_lists.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <numeric>
+#include <utility>
+
+#include "limes/platform/record_io.h"
+#include "limes/signals/extended_curve.h"
+#include "limes/signals/pair_signal.h"
+
+namespace limes {
+
+namespace {
+
+/// Version of the signals' records.
+constexpr unsigned kVersion = 2;
+
+/// Bytes of the record of a signal without values.
+constexpr std::size_t kLeastCurveBytes = 116;
+constexpr std::size_t kLeastPairsBytes = 156;
+
+constexpr std::size_t LeastBytes(const CSigCurveExt* /*unused*/) { return kLeastCurveBytes; }
+constexpr std::size_t LeastBytes(const CSigPairs* /*unused*/) { return kLeastPairsBytes; }
+
+bool ReadSignal(CSigCurveExt& curve, CFileStream& file) {
+  return curve.ReadFromFileChecked(file, kVersion) == CurveReadStatus::kOk;
+}
+
+bool ReadSignal(CSigPairs& pairs, CFileStream& file) { return pairs.ReadFromFile(file, kVersion); }
+
+template <class Signal>
+std::unique_ptr<Signal> Copied(const Signal& signal) {
+  std::unique_ptr<Signal> copy(signal.Clone(true));
+  if (copy == nullptr) {
+    throw std::bad_alloc();
+  }
+  return copy;
+}
+
+}  // namespace
+
+bool MatchesKey(const CClavis& key, const CClavis& pattern) {
+  for (unsigned i = 0; i < 6; ++i) {
+    if (pattern[i] != -1 && pattern[i] != key[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+namespace detail {
+
+template <class Signal>
+SignalList<Signal>::SignalList() = default;
+
+template <class Signal>
+SignalList<Signal>::SignalList(const SignalList& other) : keys_(other.keys_) {
+  signals_.reserve(other.signals_.size());
+  for (const auto& signal : other.signals_) {
+    signals_.push_back(Copied(*signal));
+  }
+}
+
+template <class Signal>
+SignalList<Signal>::SignalList(SignalList&& other) noexcept
+    : signals_(std::exchange(other.signals_, {})), keys_(std::exchange(other.keys_, {})) {}
+
+template <class Signal>
+SignalList<Signal>& SignalList<Signal>::operator=(const SignalList& other) {
+  if (this != &other) {
+    *this = SignalList(other);
+  }
+  return *this;
+}
+
+template <class Signal>
+SignalList<Signal>& SignalList<Signal>::operator=(SignalList&& other) noexcept {
+  if (this != &other) {
+    signals_ = std::exchange(other.signals_, {});
+    keys_ = std::exchange(other.keys_, {});
+  }
+  return *this;
+}
+
+template <class Signal>
+SignalList<Signal>::~SignalList() = default;
+
+template <class Signal>
+Signal* SignalList<Signal>::Add(std::unique_ptr<Signal> signal, const CClavis& key) {
+  if (signal == nullptr) {
+    return nullptr;
+  }
+  keys_.reserve(keys_.size() + 1);
+  signals_.push_back(std::move(signal));
+  keys_.push_back(key);
+  return signals_.back().get();
+}
+
+template <class Signal>
+std::unique_ptr<Signal> SignalList<Signal>::Detach(int i) {
+  if (!Has(i)) {
+    return nullptr;
+  }
+  std::unique_ptr<Signal> signal = std::move(signals_[Slot(i)]);
+  signals_.erase(signals_.begin() + i);
+  keys_.erase(keys_.begin() + i);
+  return signal;
+}
+
+template <class Signal>
+void SignalList<Signal>::Clear() {
+  signals_.clear();
+  keys_.clear();
+}
+
+template <class Signal>
+void SignalList<Signal>::SetKey(int i, const CClavis& key) {
+  if (Has(i)) {
+    keys_[Slot(i)] = key;
+  }
+}
+
+template <class Signal>
+int SignalList<Signal>::Find(std::u16string_view name, int start) const {
+  return FindIf(start, [&](std::size_t i) { return signals_[i]->Name() == name; });
+}
+
+template <class Signal>
+int SignalList<Signal>::FindKey(const CClavis& key, int start) const {
+  return FindIf(start, [&](std::size_t i) { return MatchesKey(keys_[i], key); });
+}
+
+template <class Signal>
+void SignalList<Signal>::SortByName() {
+  Sort([this](std::size_t a, std::size_t b) {
+    return std::u16string_view(signals_[a]->Name()) < std::u16string_view(signals_[b]->Name());
+  });
+}
+
+template <class Signal>
+void SignalList<Signal>::SortByKey() {
+  Sort([this](std::size_t a, std::size_t b) { return keys_[a] < keys_[b]; });
+}
+
+template <class Signal>
+template <class Less>
+void SignalList<Signal>::Sort(Less less) {
+  std::vector<std::size_t> order(signals_.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), less);
+  std::vector<std::unique_ptr<Signal>> signals(order.size());
+  std::vector<CClavis> keys(order.size());
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    signals[i] = std::move(signals_[order[i]]);
+    keys[i] = keys_[order[i]];
+  }
+  signals_.swap(signals);
+  keys_.swap(keys);
+}
+
+template <class Signal>
+bool SignalList<Signal>::WriteToFile(CFileStream& file) const {
+  RecordWriter count;
+  count.Put(static_cast<std::uint32_t>(signals_.size()));
+  count.WriteTo(file);
+  return std::all_of(signals_.begin(), signals_.end(),
+                     [&](const auto& signal) { return signal->WriteToFile(file, kVersion); });
+}
+
+template <class Signal>
+bool SignalList<Signal>::ReadFromFile(CFileStream& file) {
+  RecordReader in(file);
+  std::uint32_t count = 0;
+  if (!in.Get(count) || !in.Fits(count, LeastBytes(static_cast<const Signal*>(nullptr)))) {
+    return false;
+  }
+  try {
+    SignalList read;
+    for (; count > 0; --count) {
+      auto signal = std::make_unique<Signal>();
+      if (!ReadSignal(*signal, file)) {
+        return false;
+      }
+      read.Add(std::move(signal));
+    }
+    *this = std::move(read);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+template class SignalList<CSigCurveExt>;
+template class SignalList<CSigPairs>;
+
+}  // namespace detail
+
+void CSigCurveList::SortByDate() {
+  Sort([this](std::size_t a, std::size_t b) {
+    const float left = Signals()[a]->Date();
+    const float right = Signals()[b]->Date();
+    return left < right || (std::isnan(right) && !std::isnan(left));
+  });
+}
+
+int CSigPairsList::FindNummer(std::int32_t number, int start) const {
+  return FindIf(start, [&](std::size_t i) { return Signals()[i]->Nummer() == number; });
+}
+
+void CSigPairsList::SortByNummer() {
+  Sort([this](std::size_t a, std::size_t b) {
+    return Signals()[a]->Nummer() < Signals()[b]->Nummer();
+  });
+}
+
+const CSigCurveList* CSigCurveCollection::FindList(const CClavis& key) const {
+  const auto found = lists_.find(key);
+  return found == lists_.end() ? nullptr : &found->second;
+}
+
+std::vector<const CSigCurveList*> CSigCurveCollection::Find(const CClavis& key) const {
+  std::vector<const CSigCurveList*> found;
+  for (const auto& [own, list] : lists_) {
+    if (MatchesKey(own, key)) {
+      found.push_back(&list);
+    }
+  }
+  return found;
+}
+
+std::vector<const CSigCurveExt*> CSigCurveCollection::Find(const CQuinterMFC& pattern) const {
+  std::vector<const CSigCurveExt*> found;
+  for (const auto& [key, list] : lists_) {
+    for (const auto& curve : list) {
+      if (curve->HasQuinter() && curve->Quinter()->matchesPattern(pattern)) {
+        found.push_back(curve.get());
+      }
+    }
+  }
+  return found;
+}
+
+void CSigCurveCollection::Merge(CSigCurveCollection&& other) {
+  if (this == &other) {
+    return;
+  }
+  for (auto& [key, list] : other.lists_) {
+    CSigCurveList& own = lists_[key];
+    while (!list.IsEmpty()) {
+      const CClavis curveKey = list.Key(0);
+      own.Add(list.Detach(0), curveKey);
+    }
+  }
+  other.lists_.clear();
+}
+
+int CSigCurveCollection::Anzahl() const {
+  int count = 0;
+  for (const auto& [key, list] : lists_) {
+    count += list.Anzahl();
+  }
+  return count;
+}
+
+}  // namespace limes
