@@ -1,0 +1,216 @@
+#include "limes/signals/nd_signal.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "limes/platform/file_stream.h"
+#include "limes/platform/print_window.h"
+#include "limes/signals/curve_array.h"
+#include "limes/signals/pair_signal.h"
+#include "tests/support/curves.h"
+#include "tests/support/hostile.h"
+
+namespace limes {
+namespace {
+
+using Floats = std::vector<float>;
+
+Floats RowOf(const CSigNDBase& table, std::uint32_t i) {
+  return {table[i].begin(), table[i].end()};
+}
+
+CSigNDBase Table() {
+  CSigNDBase table(2, 3);
+  table.setRow(0, Floats{1, 2, 3});
+  table.setRow(1, Floats{4, NAN, -6});
+  return table;
+}
+
+const CDimDescription kHertz(CMeasuringUnit(commonUnits::hertz), u"f", 1.0F, 3.0F, 1.0F);
+
+TEST(NDSignal, DescriptionsCompareExactly) {
+  const CMeasuringUnit hertz(commonUnits::hertz);
+  EXPECT_EQ(CDimDescription(hertz, u"f", 1, 3, 1), kHertz);
+  EXPECT_NE(CDimDescription(hertz, u"f", 1, 3, std::nextafter(1.0F, 2.0F)), kHertz);
+  EXPECT_NE(CDimDescription(hertz, u"F", 1, 3, 1), kHertz);
+  EXPECT_NE(CDimDescription(CMeasuringUnit(commonUnits::rpm), u"f", 1, 3, 1), kHertz);
+}
+
+TEST(NDSignal, ValuesInsideAndOutside) {
+  CSigNDBase table = Table();
+  EXPECT_EQ(table.xdim(), 2U);
+  EXPECT_EQ(table.ydim(), 3U);
+  EXPECT_EQ(table.getVal(1, 2), -6.0F);
+  EXPECT_TRUE(std::isnan(table.getVal(2, 0)));
+  EXPECT_TRUE(std::isnan(table.getVal(0, 3)));
+  EXPECT_FALSE(table.setVal(0, 3, 1.0F));
+  EXPECT_FALSE(table.setRow(0, Floats{1, 2}));
+  EXPECT_FALSE(table.setCol(3, Floats{1, 2}));
+  EXPECT_TRUE(table.setCol(0, Floats{7, 8}));
+  EXPECT_EQ(table.col(0), (Floats{7, 8}));
+  EXPECT_TRUE(table.col(9).empty());
+  Floats kept{5};
+  EXPECT_FALSE(table.getRow(2, kept));
+  EXPECT_EQ(kept, Floats{5});
+  EXPECT_NE(table, table) << "a NaN is equal to nothing";
+
+  float lo = 99.0F;
+  float hi = 99.0F;
+  EXPECT_FALSE(table.range(2, lo, hi));
+  EXPECT_EQ(lo, 99.0F);
+  EXPECT_TRUE(table.range(1, lo, hi));
+  EXPECT_EQ(lo, -6.0F);
+  EXPECT_EQ(hi, 8.0F);
+  EXPECT_FALSE(table.defRange(0, lo, hi));
+  table.describe(0, kHertz);
+  EXPECT_TRUE(table.defRange(0, lo, hi));
+  EXPECT_EQ(hi, 3.0F);
+  EXPECT_EQ(table.step(0), 1.0F);
+  EXPECT_EQ(table.step(1), 0.0F);
+  table.describe(2, kHertz);
+  EXPECT_EQ(table.describe().size(), 2U);
+  EXPECT_TRUE(CSigNDBase(65536, 65536).empty()) << "more values than can be counted";
+}
+
+TEST(NDSignal, JoinsAndSlices) {
+  CSigNDBase table = Table();
+  EXPECT_FALSE(table.append(Floats{1, 2}));
+  EXPECT_FALSE(table.append(Floats{}));
+  EXPECT_TRUE(table.append(Floats{7, 8, 9}, kHertz));
+  EXPECT_EQ(table.describe(2), kHertz);
+  EXPECT_EQ(table.describe(0), CDimDescription());
+  const CSigNDBase part = table.slice({2, 0, 2});
+  EXPECT_EQ(part.xdim(), 3U);
+  EXPECT_EQ(RowOf(part, 1), (Floats{1, 2, 3}));
+  EXPECT_EQ(part.describe(0), kHertz);
+  EXPECT_TRUE(table.slice({0, 3}).empty());
+
+  CSigNDBase other = Table();
+  EXPECT_FALSE(other.append(table)) << "other rows";
+  EXPECT_TRUE(other.append(Table()));
+  EXPECT_EQ(RowOf(other, 0), (Floats{1, 2, 3, 1, 2, 3}));
+  EXPECT_TRUE(other.append(other));
+  EXPECT_EQ(other.ydim(), 12U);
+  other.describe(0, kHertz);
+  EXPECT_FALSE(other.append(Table())) << "other descriptions";
+  CSigNDBase empty;
+  EXPECT_TRUE(empty.append(Floats{1, 2}));
+  EXPECT_EQ(empty.ydim(), 2U);
+}
+
+// ---- Signals
+
+TEST(NDSignal, OfCurvesAndBack) {
+  auto a = test::MakeCurve<CSigCurveExt>({1, 2, 3, 4}, 10, 18);
+  a.SetXUnit(u"Hz");
+  a.SetYUnit(u"Pa");
+  a.SetName(u"left");
+  const auto b = test::MakeCurve<CSigCurveExt>({5, 6, 7}, 10, 16);
+  const std::vector<const CSigCurve*> curves{&a, nullptr, &b};
+  CSigND table(curves);
+  ASSERT_EQ(table.xdim(), 3U);
+  EXPECT_EQ(RowOf(table, 0), (Floats{10, 12, 14}));
+  EXPECT_EQ(RowOf(table, 1), (Floats{1, 2, 3})) << "as long as the shortest";
+  EXPECT_EQ(table.describe(0).Unit(), a.XUnit());
+  EXPECT_EQ(table.describe(1).Unit(), a.YUnit());
+
+  const CSigCurveArray array = table.SigCurveArray();
+  ASSERT_EQ(array.Anzahl(), 2);
+  EXPECT_EQ(array.TPos(1), 1.0F);
+  EXPECT_EQ(array.Wert(1, 2), 7.0F);
+  EXPECT_EQ(array[0]->XMax(), 16.0F);
+  const CSigPairs pairs = table.SigPairs(0, 2);
+  ASSERT_EQ(pairs.NPaare(), 3U);
+  EXPECT_EQ(pairs.Punkt(1), 12.0F);
+  EXPECT_EQ(pairs.Wert(1), 6.0F);
+  EXPECT_EQ(table.SigPairs(0, 9).NPaare(), 0U);
+
+  const std::vector<const CSigPairs*> signals{&pairs};
+  EXPECT_EQ(RowOf(CSigND(signals), 1), (Floats{5, 6, 7}));
+  table.setVal(0, 1, 12.1F);
+  EXPECT_EQ(table.SigCurveArray().Anzahl(), 0) << "no equal steps";
+}
+
+TEST(NDSignal, DifferingAxesAreTold) {
+  int lines = 0;
+  const auto former =
+      PrWin::SetSink([&lines](int, int, std::u16string_view text) { lines += !text.empty(); });
+  const auto a = test::MakeRamp(4);
+  const auto b = test::MakeRamp(5);
+  const std::vector<const CSigCurve*> curves{&a, &b, &a};
+  EXPECT_EQ(CDimDescriptionVec(curves).size(), 3U);
+  EXPECT_EQ(lines, 1);
+  CSigPairs short1;
+  short1.NeuesPaar(0, 1);
+  CSigPairs short2;
+  short2.NeuesPaar(1, 1);
+  const std::vector<const CSigPairs*> pairs{&short1, &short2, &short1};
+  EXPECT_EQ(CDimDescriptionVec(pairs).size(), 3U);
+  EXPECT_EQ(lines, 2);
+  PrWin::SetSink(former);
+  EXPECT_TRUE(CDimDescriptionVec(std::span<const CSigCurve* const>()).empty());
+}
+
+// ---- File records
+
+constexpr auto kWrite = [](const auto& object, CFileStream& file) {
+  return object.WriteToFile(file);
+};
+constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };
+
+TEST(NDSignalRecord, OfATableWithoutDescriptions) {
+  CSigNDBase table(2, 2);
+  table.setRow(1, Floats{1, -2});
+  const test::Bytes record = test::Written(table, kWrite);
+  const test::Bytes expected{0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0,    0,  //
+                             0, 0, 0, 0, 0, 0, 0, 0, 4, 0, 0,    0,  // no descriptions, 4
+                             0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0x3F, 0, 0, 0, 0xC0};
+  EXPECT_EQ(record, expected);
+  CSigNDBase read;
+  EXPECT_TRUE(test::ReadBlock(read, record, kRead));
+  EXPECT_EQ(read, table);
+  test::ExpectHostileSafe(
+      record, [] { return CSigNDBase(); }, kRead, kWrite);
+  for (const std::size_t at : {4U, 8U, 16U, 20U}) {  // sizes and counts that contradict each other
+    test::Bytes changed = record;
+    changed[at] = changed[at + 3] = 0xFF;
+    EXPECT_FALSE(test::ReadBlock(read, changed, kRead)) << at;
+    EXPECT_EQ(read, table) << "nothing changed";
+  }
+}
+
+TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
+  CMemoryStream one;
+  EXPECT_FALSE(kHertz.WriteToFile(one));
+  EXPECT_EQ(one.Bytes().size(), 4U);
+  one.Seek(0);
+  CDimDescription read;
+  EXPECT_FALSE(read.ReadFromFile(one));
+
+  CSigND table;
+  table.append(Floats{1, 2}, kHertz);
+  CMemoryStream file;
+  EXPECT_FALSE(table.WriteToFile(file));
+  EXPECT_EQ(file.Bytes().size(), 4U + 8 + 8 + 4 + 8) << "no count, but the values";
+  CSigND plain;
+  plain.append(Floats{1, 2});
+  CMemoryStream texts;
+  EXPECT_FALSE(plain.WriteToFile(texts));
+  EXPECT_EQ(texts.Bytes().size(), 4U + 8 + 8 + 4 + 8) << "the whole table, no texts";
+  texts.Seek(0);
+  EXPECT_FALSE(plain.ReadFromFile(texts));
+  EXPECT_EQ(plain.ydim(), 2U);
+
+  CSightSeeing settings;
+  settings.SetDims({1, 2, 3});
+  CSightSeeing again;
+  EXPECT_TRUE(test::ReadBlock(again, test::Written(settings, kWrite), kRead));
+  EXPECT_EQ(again, settings);
+}
+
+}  // namespace
+}  // namespace limes
