@@ -24,6 +24,14 @@ constexpr std::size_t kLeastPairsBytes = 156;
 constexpr std::size_t LeastBytes(const CSigCurveExt* /*unused*/) { return kLeastCurveBytes; }
 constexpr std::size_t LeastBytes(const CSigPairs* /*unused*/) { return kLeastPairsBytes; }
 
+/// Curves with their values unchanged, which every reader takes.
+bool WriteSignal(const CSigCurveExt& curve, CFileStream& file) {
+  return curve.WriteToFileRaw(file, kVersion);
+}
+bool WriteSignal(const CSigPairs& pairs, CFileStream& file) {
+  return pairs.WriteToFile(file, kVersion);
+}
+
 bool ReadSignal(CSigCurveExt& curve, CFileStream& file) {
   return curve.ReadFromFileChecked(file, kVersion) == CurveReadStatus::kOk;
 }
@@ -166,7 +174,7 @@ bool SignalList<Signal>::WriteToFile(CFileStream& file) const {
   count.Put(static_cast<std::uint32_t>(signals_.size()));
   count.WriteTo(file);
   return std::all_of(signals_.begin(), signals_.end(),
-                     [&](const auto& signal) { return signal->WriteToFile(file, kVersion); });
+                     [&](const auto& signal) { return WriteSignal(*signal, file); });
 }
 
 template <class Signal>

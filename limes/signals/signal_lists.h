@@ -71,8 +71,8 @@ class LIMES_EXPORT SignalList {
   auto begin() const { return signals_.begin(); }
   auto end() const { return signals_.end(); }
 
-  /// Writes the count and the signals' records of version 2; keys are not in it. False when a
-  /// signal cannot be written; what the stream throws passes through. O(values).
+  /// Writes the count and the signals' records of version 2, values unchanged; keys are not in it.
+  /// False when a signal cannot be written; what the stream throws passes through. O(values).
   [[nodiscard]] bool WriteToFile(CFileStream& file) const;
 
   /// Reads such a record, the keys not set. False, with nothing changed, when it is cut short or
