@@ -1,6 +1,5 @@
 #include "apps/limes/free_steps.h"
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -12,6 +11,7 @@ namespace limes::host {
 namespace {
 
 constexpr double kMostSteps = 1 << 24;
+constexpr double kStepTolerance = 1e-4;  ///< by which single precision may change a step
 
 CSigPairs SortedPairs(const SQuantity& quantity, const std::string& what) {
   CSigPairs pairs = MakePairs(quantity);
@@ -65,19 +65,17 @@ CSigPairs MakePairs(const SQuantity& quantity) {
 }
 
 CSigCurveExt MakeCurveOn(const std::string& what, double x0, double dx, std::size_t n) {
-  const double end = x0 + dx * static_cast<double>(n);
-  const double resolution =
-      8.0 * std::numeric_limits<float>::epsilon() * std::max(std::fabs(x0), std::fabs(end));
-  if (!std::isfinite(static_cast<float>(x0)) || !std::isfinite(static_cast<float>(end)) ||
-      !(dx > resolution)) {
+  const auto begin = static_cast<float>(x0);
+  const auto end = static_cast<float>(x0 + dx * static_cast<double>(n));
+  const double step = (double{end} - begin) / static_cast<double>(n);
+  if (!(std::fabs(step - dx) <= kStepTolerance * dx)) {
     throw CInputError(what, "steps of " + NumberText(dx) + " from " + NumberText(x0) +
                                 " on are too fine for single precision");
   }
   if (n > std::numeric_limits<std::int32_t>::max()) {
     throw std::bad_alloc();
   }
-  CSigCurveExt curve =
-      CSigCurveExt::Make(static_cast<int>(n), static_cast<float>(x0), static_cast<float>(end));
+  CSigCurveExt curve = CSigCurveExt::Make(static_cast<int>(n), begin, end);
   if (curve.DLen() != n) {
     throw std::bad_alloc();
   }

@@ -41,7 +41,10 @@ class COutputFile {
     direct_ =
         std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
     if (!direct_) {
-      written_ += ".unfinished";
+      // What a link leads to is replaced, not the link.
+      const std::filesystem::path real = std::filesystem::canonical(path, error);
+      target_ = error ? path : real.string();
+      written_ = target_ + ".unfinished";
     }
     if (!stream_.Open(written_, CDiskStream::Mode::kWrite)) {
       Fail("cannot be made");
@@ -66,7 +69,7 @@ class COutputFile {
       Fail("cannot be written");
     }
     if (!direct_) {
-      std::filesystem::rename(written_, path_, error);
+      std::filesystem::rename(written_, target_, error);
     }
     if (error) {
       Fail("cannot be made: " + error.message());
@@ -80,6 +83,7 @@ class COutputFile {
 
  private:
   std::string path_;
+  std::string target_;
   std::string written_;
   CDiskStream stream_;
   bool direct_ = false;
