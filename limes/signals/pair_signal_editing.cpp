@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <cmath>
+#include <span>
 
 #include "limes/kernels/exact_sort.h"
 #include "limes/kernels/pair_loops.h"
@@ -99,9 +99,13 @@ void CSigPairs::PunkteEntfernen(std::uint32_t i, std::uint32_t n) {
 }
 
 void CSigPairs::SortPairs() {
-  const std::uint32_t n = NPaare();
-  if (!NeverFalls() && n > 1) {
-    detail::ExchangeSort(std::span<detail::XyPair>(Pairs(), n));
+  const std::span<detail::XyPair> pairs(Pairs(), NPaare());
+  if (!NeverFalls() && pairs.size() > 1) {
+    if (detail::FindOrder(pairs.data(), pairs.size()).falls) {
+      std::reverse(pairs.begin(), pairs.end());  // the only order there is without equal x
+    } else {
+      detail::ExchangeSort(pairs);
+    }
     NoteOrder();
   }
   sorted_ = true;

@@ -9,19 +9,42 @@ namespace limes {
 
 namespace {
 
-/// Binary search without branches on data: index from start on of the first of n pairs that is no
-/// longer left, when all that are left come first.
+/// Index from start on of the first of n pairs that is no longer left, when all that are left come
+/// first. Halves without branches on data.
 template <class Left>
 std::uint32_t FirstNotLeft(const detail::XyPair* p, std::uint32_t start, std::uint32_t n,
                            Left left) {
-  std::uint32_t length = n - start;
-  while (length > 0) {
-    const std::uint32_t half = length / 2;
-    const bool right = left(p[start + half].x);
-    start = right ? start + half + 1 : start;
-    length = right ? length - half - 1 : half;
+  constexpr std::size_t kNearMemory = 4096;  // pairs that come quickly without being fetched ahead
+  p += start;
+  std::size_t at = 0;
+  std::size_t length = n - start;
+  const auto halve = [&](std::size_t half) {
+    at += half & (0 - static_cast<std::size_t>(left(p[at + half - 1].x)));
+    length -= half;
+  };
+  while (length > kNearMemory) {
+    const std::size_t half = length / 2;
+    const std::size_t quarter = (length - half) / 2;
+    __builtin_prefetch(p + at + quarter - 1);  // one of both is next
+    __builtin_prefetch(p + at + half + quarter - 1);
+    halve(half);
   }
-  return start;
+  while (length > 1) {
+    halve(length / 2);
+  }
+  return start + static_cast<std::uint32_t>(at + (length == 1 && left(p[at].x) ? 1 : 0));
+}
+
+/// The same from the first pair on, for what mostly belongs near the end.
+template <class Left>
+std::uint32_t BehindLastLeft(const detail::XyPair* p, std::uint32_t n, Left left) {
+  constexpr std::uint32_t kNear = 8;
+  for (std::uint32_t k = 0; k < kNear; ++k, --n) {
+    if (n == 0 || left(p[n - 1].x)) {
+      return n;
+    }
+  }
+  return FirstNotLeft(p, 0, n, left);
 }
 
 }  // namespace
@@ -47,7 +70,7 @@ std::uint32_t CSigPairs::FirstAtOrBelow(float x) const {
 std::uint32_t CSigPairs::BehindAtOrBelow(float x) const {
   const std::uint32_t n = NPaare();
   if (NeverFalls()) {
-    return FirstNotLeft(Pairs(), 0, n, [x](float at) { return at <= x; });
+    return BehindLastLeft(Pairs(), n, [x](float at) { return at <= x; });
   }
   return static_cast<std::uint32_t>(detail::BehindAtOrBelow(Pairs(), n, x));
 }
@@ -55,7 +78,7 @@ std::uint32_t CSigPairs::BehindAtOrBelow(float x) const {
 std::uint32_t CSigPairs::BehindAtOrAbove(float x) const {
   const std::uint32_t n = NPaare();
   if (NeverRises()) {
-    return FirstNotLeft(Pairs(), 0, n, [x](float at) { return at >= x; });
+    return BehindLastLeft(Pairs(), n, [x](float at) { return at >= x; });
   }
   return static_cast<std::uint32_t>(detail::BehindAtOrAbove(Pairs(), n, x));
 }
