@@ -52,9 +52,11 @@ struct SQuantity {
   SUnit xUnit;
   SUnit unit;
   bool single = false;
-  double x0 = 0.0;            ///< x of the first value
-  double dx = 1.0;            ///< step, positive; the mean one where steps are not equal
-  std::vector<float> x;       ///< x of each value where steps are not equal, else empty
+  double x0 = 0.0;         ///< x of the first value
+  double dx = 1.0;         ///< step, positive; the mean one where steps are not equal
+  std::vector<float> x;    ///< x of each value where steps are not equal, else empty
+  std::optional<float> t;  ///< place on a second axis, of curves of an array; else their date
+  SUnit tUnit;
   std::vector<float> values;  ///< one for a single value; finite
 };
 

@@ -196,8 +196,8 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
   AddText(
       *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
       "the file to write (standard output)", "OUT");
-  Add(*command, "--to", o.format, "csv, text, curve or pairs (by the ending of OUT, else csv)",
-      "FORMAT");
+  Add(*command, "--to", o.format,
+      "csv, text, curve, pairs or array (by the ending of OUT, else csv)", "FORMAT");
   AddReading(*command, o);
   AddSelection(*command, o);
   AddForming(*command, o);

@@ -12,10 +12,9 @@ constexpr struct {
   std::string_view ending;
   OutputFormat format;
 } kFormats[] = {
-    {"csv", ".csv", OutputFormat::kCsv},
-    {"text", ".txt", OutputFormat::kText},
-    {"curve", ".curve", OutputFormat::kCurves},
-    {"pairs", ".pairs", OutputFormat::kPairs},
+    {"csv", ".csv", OutputFormat::kCsv},        {"text", ".txt", OutputFormat::kText},
+    {"curve", ".curve", OutputFormat::kCurves}, {"pairs", ".pairs", OutputFormat::kPairs},
+    {"array", ".array", OutputFormat::kArray},
 };
 
 /// Names as in the measurement, behind those of the parts where there are several; a number tells
@@ -24,9 +23,10 @@ std::vector<SNamedQuantity> NameAll(const std::vector<SPart>& parts) {
   std::vector<SNamedQuantity> named;
   std::set<std::string> taken;
   for (const SPart& part : parts) {
+    const std::string partName = part.name.substr(part.name.rfind('/') + 1);
     for (const SQuantity& quantity : part.quantities) {
       const std::string base =
-          parts.size() > 1 && !quantity.single ? part.name + " " + quantity.name : quantity.name;
+          parts.size() > 1 && !quantity.single ? partName + " " + quantity.name : quantity.name;
       std::string name = base;
       for (int k = 2; !quantity.single && !taken.insert(name).second; ++k) {
         name = base + " " + std::to_string(k);
@@ -68,8 +68,9 @@ std::vector<std::string> WriteParts(const std::vector<SPart>& parts, OutputForma
       throw CInputError(parts[0].name, "single values have no x; write them as csv or text");
     }
   }
-  return format == OutputFormat::kPairs ? WritePairs(quantities, out)
-                                        : WriteCurves(quantities, out);
+  return format == OutputFormat::kPairs   ? WritePairs(quantities, out)
+         : format == OutputFormat::kArray ? WriteArray(quantities, out)
+                                          : WriteCurves(quantities, out);
 }
 
 }  // namespace limes::host

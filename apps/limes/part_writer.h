@@ -16,6 +16,7 @@ enum class OutputFormat {
   kText,    ///< the same in aligned columns, to be read by people
   kCurves,  ///< curve records, one behind the other
   kPairs,   ///< pair records, one behind the other
+  kArray,   ///< one array record of curves
 };
 
 /// By the word of --to; nothing for another word.
@@ -42,6 +43,8 @@ std::vector<std::string> WriteTable(const std::vector<SPart>& parts,
                                     CFileStream& out);
 std::vector<std::string> WriteCurves(const std::vector<SNamedQuantity>& quantities,
                                      CFileStream& out);
+std::vector<std::string> WriteArray(const std::vector<SNamedQuantity>& quantities,
+                                    CFileStream& out);
 std::vector<std::string> WritePairs(const std::vector<SNamedQuantity>& quantities,
                                     CFileStream& out);
 

@@ -6,6 +6,7 @@
 #include "apps/limes/free_steps.h"
 #include "apps/limes/part_writer.h"
 #include "limes/platform/text.h"
+#include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes::host {
@@ -41,6 +42,7 @@ CSigCurveExt MakeCurve(const SNamedQuantity& q, std::vector<std::string>& losses
   curve.SetName(Utf8ToWide(q.name).c_str());
   curve.SetXUnit(q.quantity->xUnit.unit);
   curve.SetYUnit(q.quantity->unit.unit);
+  curve.Date(q.quantity->t.value_or(0.0F));
   return curve;
 }
 
@@ -54,6 +56,38 @@ std::vector<std::string> WriteCurves(const std::vector<SNamedQuantity>& quantiti
     if (!MakeCurve(q, losses).WriteToFileRaw(out, CSignal::CurrentFileVersion())) {
       throw std::bad_alloc();
     }
+  }
+  return losses;
+}
+
+/// The places that the quantities were read with when they rise, else their numbers from 0.
+std::vector<std::string> WriteArray(const std::vector<SNamedQuantity>& quantities,
+                                    CFileStream& out) {
+  const SQuantity& first = *quantities[0].quantity;
+  bool placed = first.t.has_value();
+  for (std::size_t i = 1; i < quantities.size(); ++i) {
+    const SQuantity& q = *quantities[i].quantity;
+    placed = placed && q.t > quantities[i - 1].quantity->t && q.tUnit == first.tUnit;
+  }
+  std::vector<std::string> losses;
+  CSigCurveArray array;
+  array.SetName(Utf8ToWide(first.name));
+  for (std::size_t i = 0; i < quantities.size(); ++i) {
+    NoteHeadLosses(quantities[i], losses);
+    CSigCurveExt curve = MakeCurve(quantities[i], losses);
+    if (!placed) {
+      curve.Date(static_cast<float>(i));
+    }
+    if ((i == 0 ? array.ErsteKurve(curve) : array.WeitereKurve(curve)) < 0) {
+      throw std::bad_alloc();
+    }
+  }
+  array.KurvenKomplett();
+  if (placed) {
+    array.SetTUnit(first.tUnit.unit);
+  }
+  if (!array.DateiExportRaw(out)) {
+    throw std::bad_alloc();
   }
   return losses;
 }

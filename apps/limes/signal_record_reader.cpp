@@ -5,6 +5,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/part_reader.h"
 #include "limes/platform/text.h"
+#include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/pair_signal.h"
 
@@ -12,7 +13,8 @@ namespace limes::host {
 namespace {
 
 /// Signal records one behind the other, one quantity each. Records do not tell their kind: they are
-/// pair signals when the file can be read so to its end, else extended curves, else plain curves.
+/// pair signals or one array of curves when the file can be read so to its end, else extended
+/// curves, else plain curves.
 class CSignalRecordReader : public CPartReader {
  public:
   CSignalRecordReader(CFileStream& stream, const SReadContext& context)
@@ -25,19 +27,25 @@ class CSignalRecordReader : public CPartReader {
     done_ = true;
     part = SPart{path_, std::nullopt, {}};
     if (!ReadPairs(part)) {
-      stream_.Seek(0);
-      part.quantities.clear();
-      ReadCurves(part);
+      Restart(part);
+      if (!ReadArray(part)) {
+        Restart(part);
+        ReadCurves(part);
+      }
     }
     Choose(part);
     return true;
   }
 
  private:
+  void Restart(SPart& part) {
+    stream_.Seek(0);
+    part.quantities.clear();
+  }
+
   void ReadCurves(SPart& part) {
     if (ReadAll<CSigCurveExt>(part)) {
-      stream_.Seek(0);
-      part.quantities.clear();
+      Restart(part);
       if (const auto fault = ReadAll<CSigCurve>(part)) {
         throw CInputError(path_, "curve record " + std::to_string(part.quantities.size() + 1) +
                                      ": " + WideToUtf8(Text(*fault)));
@@ -77,6 +85,28 @@ class CSignalRecordReader : public CPartReader {
     return std::nullopt;
   }
 
+  bool ReadArray(SPart& part) const {
+    CSigCurveArray array;
+    int status = 0;
+    if (!array.DateiImport(stream_, status) || stream_.Remaining() > 0) {
+      return false;
+    }
+    for (int i = 0; i < array.Anzahl(); ++i) {
+      if (const CSigCurveExt* curve = array[i]; curve != nullptr && curve->IsValid()) {
+        Take(*curve, part);
+        SQuantity& q = part.quantities.back();
+        q.t = array.TPos(i);
+        q.tUnit.unit = array.TUnit();
+        const auto isCalledSo = [&q](const SQuantity& other) { return other.name == q.name; };
+        if (std::any_of(part.quantities.begin(), part.quantities.end() - 1, isCalledSo)) {
+          const std::string unit = q.tUnit.Display();
+          q.name += " at " + NumberText(Shown(*q.t)) + (unit.empty() ? "" : " " + unit);
+        }
+      }
+    }
+    return !part.quantities.empty();
+  }
+
   /// A quantity with the signal's name and units.
   SQuantity Headed(const CSignal& signal, const SPart& part) const {
     const std::string number = std::to_string(part.quantities.size() + 1);
@@ -104,6 +134,9 @@ class CSignalRecordReader : public CPartReader {
     const double xMin = Shown(curve.XMin());  // 0.1 is meant, not the float nearest to it
     q.dx = (Shown(curve.XMax()) - xMin) / static_cast<double>(n);
     q.x0 = xMin + static_cast<double>(first) * q.dx;
+    if (extended != nullptr) {
+      q.t = extended->Date();
+    }
     const auto values = curve.Values();
     q.values.assign(values.begin() + first, values.begin() + last + 1);
     part.quantities.push_back(std::move(q));

@@ -20,6 +20,7 @@ TEST_F(Convert, TablesAndRecordsComeBackAsTheyWere) {
   const std::string record = File("t.curve");
   EXPECT_EQ(RunLimes({"convert", table_, "-o", record}).out,
             "wrote 2 quantities to " + record + "\n");
+  EXPECT_EQ(RunLimes({"convert", record, "-o", record, "--to", "array"}).code, 0);
   EXPECT_EQ(RunLimes({"convert", record, "-o", record, "--to", "csv"}).code, 0);
   EXPECT_EQ(Read(record), expected);
   EXPECT_EQ(RunLimes({"convert", table_, "--to", "text", "--use", "a"}).out,
@@ -32,7 +33,7 @@ TEST_F(Convert, PartsStandSideBySideOrAsRows) {
   EXPECT_EQ(RunLimes({"convert", rows, "--values", "--skip", "p", "--scale", "2"}).out,
             "v,w\n2,4\n6,8\n");
   const auto curves = RunLimes({"convert", rows, "--rows", "--skip", "p", "--dx", "0.5"});
-  EXPECT_EQ(curves.out, "x," + rows + ":1 curve," + rows + ":2 curve\n0,1,3\n0.5,2,4\n");
+  EXPECT_EQ(curves.out, "x,r.csv:1 curve,r.csv:2 curve\n0,1,3\n0.5,2,4\n");
   const std::string other = Write("o.csv", "t [s],a\n0,1\n1,2\n");
   EXPECT_THAT(RunLimes({"convert", table_, other}).out, HasSubstr("0.2,3.25,0.2,4,,\n"));
 }
@@ -48,13 +49,11 @@ TEST_F(Convert, XWithoutEqualStepsGoesThroughPairs) {
   EXPECT_EQ(RunLimes({"convert", curve}).out, "x [s],a [Pa]\n0,0\n1.5,2\n3,7\n4.5,9.5\n6,12\n");
 
   const std::string store = File("s.limes");
-  const std::string grid =
-      Write("grid.csv", "n [s],a [Pa]\n0,0\n1,2\n2,4\n3,6\n4,8\n5,10\n6,12\n");
+  const std::string grid = Write("grid.csv", "n [s],a [Pa]\n0,0\n1,2\n2,4\n3,6\n4,8\n5,10\n6,12\n");
   EXPECT_EQ(RunLimes({"learn", store, grid, pairs, grid}).code, 0);
   const std::string down = Write("down.csv", "n [s],a [Pa]\n6,12\n4,8\n1,2\n0,0\n");
   EXPECT_EQ(RunLimes({"test", store, down}).code, 0);
-  EXPECT_EQ(RunLimes({"test", store, Write("nok.csv", "n [s],a [Pa]\n0,0\n4,9\n6,12\n")}).code,
-            1);
+  EXPECT_EQ(RunLimes({"test", store, Write("nok.csv", "n [s],a [Pa]\n0,0\n4,9\n6,12\n")}).code, 1);
   const std::string mixed = Write("mixed.csv", "n [s],a [Pa]\n0,0\n4,9\n3,12\n");
   EXPECT_THAT(RunLimes({"test", store, mixed}).err, HasSubstr("mixed.csv:4: x neither rises"));
 }
