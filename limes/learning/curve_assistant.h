@@ -82,7 +82,7 @@ class LIMES_EXPORT CSigCurveAssistent {
 
   /// Replaces each value by the integral up to and with it. The y unit becomes x * y where the
   /// units can say so, else none. O(n).
-  static void IntegralKurve(CSigCurveExt& c);
+  [[nodiscard]] static bool IntegralKurve(CSigCurveExt& c);
 
   /// Mean of curves on one grid with a weight each: sum of w * y over sum of w, valid where all
   /// are. Name and units are the first one's. False, with out unchanged, without curves, for null
@@ -103,12 +103,14 @@ class LIMES_EXPORT CSigCurveAssistent {
 
   /// Writes a curve as text: a head of lines "# key: value" with name, units, x axis and valid
   /// range, then a line "x<TAB>y" per value, numbers in the shortest form that reads back the same.
-  /// False when memory is short; what the stream throws passes through. O(n).
+  /// False, with nothing written, for what could not be read back: no values, an x axis that does
+  /// not rise or is not finite, a head beyond 64 KB. What the stream throws passes through. O(n).
   [[nodiscard]] static bool TextExport(const CSigCurveExt& c, CFileStream& file);
 
   /// Reads such a text: values, x axis, valid range, name and units bit for bit (of a NaN that it
   /// is one). Without a head the x column gives the axis; it must rise in steps equal to 1e-4 of
-  /// one. c is unchanged unless kOk. Memory grows with the bytes read. O(n).
+  /// one. Units are registered only when the whole text is a curve. c is unchanged unless kOk.
+  /// Memory grows with the bytes read. O(n).
   [[nodiscard]] static CurveTextStatus TextImport(CFileStream& file, CSigCurveExt& c);
 };
 

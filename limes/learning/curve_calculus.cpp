@@ -64,6 +64,7 @@ bool CSigCurveAssistent::Ableiten(CSigCurveExt& c) try {
   const std::span<float> y = detail::ValidPoints(c);
   const std::vector<float> from(y.begin(), y.end());
   const double step = Step(c);
+  c.SetYUnit(Combined(c.YUnit(), c.XUnit(), -1));  // nothing fails from here on
   for (std::size_t i = 0; i < y.size(); ++i) {
     const std::size_t left = i > 0 ? i - 1 : 0;
     const std::size_t right = std::min(i + 1, y.size() - 1);
@@ -71,7 +72,6 @@ bool CSigCurveAssistent::Ableiten(CSigCurveExt& c) try {
     y[i] = left == right ? 0.0F
                          : static_cast<float>((double{from[right]} - double{from[left]}) / width);
   }
-  c.SetYUnit(Combined(c.YUnit(), c.XUnit(), -1));
   return true;
 } catch (const std::bad_alloc&) {
   return false;
@@ -90,14 +90,17 @@ double CSigCurveAssistent::Integral(const CSigCurveExt& c, float x0, float x1) {
   return sum * Step(c);
 }
 
-void CSigCurveAssistent::IntegralKurve(CSigCurveExt& c) {
+bool CSigCurveAssistent::IntegralKurve(CSigCurveExt& c) try {
   const double step = Step(c);
+  c.SetYUnit(Combined(c.YUnit(), c.XUnit(), 1));  // nothing fails from here on
   double sum = 0.0;
   for (float& y : detail::ValidPoints(c)) {
     sum += double{y};
     y = static_cast<float>(sum * step);
   }
-  c.SetYUnit(Combined(c.YUnit(), c.XUnit(), 1));
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace limes

@@ -11,20 +11,30 @@
 namespace limes {
 namespace {
 
+/// The values that have a neighbour so many places on, and these neighbours.
+struct Pairs {
+  Pairs(std::size_t n, std::ptrdiff_t shift)
+      : own(shift < 0 ? static_cast<std::size_t>(-shift) : 0),
+        neighbour(shift > 0 ? static_cast<std::size_t>(shift) : 0),
+        count(n - own - neighbour) {}
+
+  std::size_t own;
+  std::size_t neighbour;
+  std::size_t count;
+};
+
 /// Adds neighbour after neighbour to all windows at once: each sum is in ascending order of x.
 void Means(std::span<const float> y, std::size_t width, std::vector<float>& out) {
   std::vector<double> sums(y.size());
   std::vector<std::uint32_t> counts(y.size());
-  const auto n = static_cast<std::ptrdiff_t>(y.size());
   const auto w = static_cast<std::ptrdiff_t>(width);
   for (std::ptrdiff_t shift = -w; shift <= w; ++shift) {
-    const auto first = static_cast<std::size_t>(std::max<std::ptrdiff_t>(0, -shift));
-    const auto last = static_cast<std::size_t>(std::min(n, n - shift));
-    const float* const neighbour = y.data() + shift;
-    for (std::size_t i = first; i < last; ++i) {
-      const bool number = neighbour[i] == neighbour[i];
-      sums[i] += number ? double{neighbour[i]} : 0.0;
-      counts[i] += number ? 1U : 0U;
+    const Pairs pairs(y.size(), shift);
+    const float* const neighbours = y.data() + pairs.neighbour;
+    for (std::size_t i = 0; i < pairs.count; ++i) {
+      const bool number = neighbours[i] == neighbours[i];
+      sums[pairs.own + i] += number ? double{neighbours[i]} : 0.0;
+      counts[pairs.own + i] += number ? 1U : 0U;
     }
   }
   for (std::size_t i = 0; i < y.size(); ++i) {
@@ -34,14 +44,14 @@ void Means(std::span<const float> y, std::size_t width, std::vector<float>& out)
 
 void Maxima(std::span<const float> y, std::size_t width, std::vector<float>& out) {
   std::fill(out.begin(), out.end(), std::numeric_limits<float>::quiet_NaN());
-  const auto n = static_cast<std::ptrdiff_t>(y.size());
   const auto w = static_cast<std::ptrdiff_t>(width);
   for (std::ptrdiff_t shift = -w; shift <= w; ++shift) {
-    const auto first = static_cast<std::size_t>(std::max<std::ptrdiff_t>(0, -shift));
-    const auto last = static_cast<std::size_t>(std::min(n, n - shift));
-    const float* const neighbour = y.data() + shift;
-    for (std::size_t i = first; i < last; ++i) {
-      out[i] = neighbour[i] > out[i] || std::isnan(out[i]) ? neighbour[i] : out[i];
+    const Pairs pairs(y.size(), shift);
+    const float* const neighbours = y.data() + pairs.neighbour;
+    float* const largest = out.data() + pairs.own;
+    for (std::size_t i = 0; i < pairs.count; ++i) {
+      const bool takes = neighbours[i] > largest[i] || std::isnan(largest[i]);
+      largest[i] = takes ? neighbours[i] : largest[i];
     }
   }
 }

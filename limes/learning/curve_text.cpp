@@ -11,10 +11,11 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <new>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
@@ -29,6 +30,7 @@ constexpr std::string_view kHead = "# limes curve";
 constexpr std::size_t kPiece = 65536;    ///< bytes read or written at a time
 constexpr std::size_t kLongest = 65536;  ///< bytes of a line
 constexpr double kStepTolerance = 1e-4;  ///< of a step
+constexpr double kFloatDigits = 1e-6;    ///< of x: a dozen roundings to float
 
 void AppendNumber(std::string& text, float value) {
   std::array<char, 32> digits;
@@ -41,6 +43,13 @@ template <class Number>
 bool TakeNumber(std::string_view& text, Number& value) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if constexpr (std::is_same_v<Number, float>) {
+    double wide = 0.0;  // others write what is 0 in single precision
+    if (error == std::errc::result_out_of_range && TakeNumber(text, wide) && std::fabs(wide) < 1) {
+      value = static_cast<float>(wide);
+      return true;
+    }
+  }
   if (error != std::errc()) {
     return false;
   }
@@ -50,7 +59,8 @@ bool TakeNumber(std::string_view& text, Number& value) {
 
 bool IsBlank(std::string_view text) { return text.find_first_not_of(" \t") == text.npos; }
 
-bool TakePair(std::string_view text, float& a, float& b) {
+template <class A, class B>
+bool TakePair(std::string_view text, A& a, B& b) {
   return TakeNumber(text, a) && TakeNumber(text, b) && IsBlank(text);
 }
 
@@ -86,23 +96,43 @@ void AppendUnit(std::string& text, std::string_view axis, const CMeasuringUnit& 
   text.append(unit.is_log() ? " 1 " : " 0 ").append(Escaped(unit.baseunit())).append("\n");
 }
 
-/// Fields of a unit before its base unit; nothing when they are malformed.
-std::optional<CMeasuringUnit> UnitOfFields(std::string_view text) {
-  std::int16_t exponent = 0;
-  std::int16_t power = 0;
-  float reference = 0.0F;
-  int level = 0;
-  if (!TakeNumber(text, exponent) || !TakeNumber(text, power) || !TakeNumber(text, reference) ||
-      !TakeNumber(text, level) || !text.starts_with(' ')) {
-    return std::nullopt;
+/// What a head says of a unit; the fields count before the text. Nothing is registered before
+/// Unit().
+class UnitLines {
+ public:
+  void SetText(std::string_view text) { text_ = Unescaped(text); }
+
+  /// False when the fields are malformed.
+  bool SetFields(std::string_view text) {
+    hasFields_ = TakeNumber(text, exponent_) && TakeNumber(text, power_) &&
+                 TakeNumber(text, reference_) && TakeNumber(text, level_) && text.starts_with(' ');
+    if (hasFields_) {
+      base_ = Unescaped(text.substr(1));
+    }
+    return hasFields_;
   }
-  const wide_string base = Unescaped(text.substr(1));
-  CMeasuringUnit unit;
-  unit.set(CMeasuringUnit::UnitStrings::theStrings().FindOrAdd(base), exponent, power, reference);
-  unit.set_log(level != 0);
-  unit._construct(true);
-  return unit;
-}
+
+  CMeasuringUnit Unit() const {
+    if (!hasFields_) {
+      return text_.empty() ? CMeasuringUnit() : CMeasuringUnit::FromText(text_);
+    }
+    CMeasuringUnit unit;
+    unit.set(CMeasuringUnit::UnitStrings::theStrings().FindOrAdd(base_), exponent_, power_,
+             reference_);
+    unit.set_log(level_ != 0);
+    unit._construct(true);
+    return unit;
+  }
+
+ private:
+  wide_string text_;
+  wide_string base_;
+  std::int16_t exponent_ = 0;
+  std::int16_t power_ = 0;
+  float reference_ = 0.0F;
+  int level_ = 0;
+  bool hasFields_ = false;
+};
 
 /// Lines of a stream, without their ends.
 class LineReader {
@@ -167,11 +197,9 @@ class CurveBuilder {
     if (key == "name") {
       name_ = Unescaped(value);
     } else if (key == "x unit" || key == "y unit") {
-      UnitOf(key).text = Unescaped(value);
+      UnitOf(key).SetText(value);
     } else if (key == "x fields" || key == "y fields") {
-      std::optional<CMeasuringUnit>& unit = UnitOf(key).fields;
-      unit = UnitOfFields(value);
-      return unit.has_value();
+      return UnitOf(key).SetFields(value);
     } else if (key == "x") {
       hasAxis_ = TakePair(value, xMin_, xMax_) && std::isfinite(xMin_) && std::isfinite(xMax_);
       return hasAxis_;
@@ -183,7 +211,7 @@ class CurveBuilder {
   }
 
   bool TakePoint(std::string_view line) {
-    float x = 0.0F;
+    double x = 0.0;
     float y = 0.0F;
     if (!TakePair(line, x, y)) {
       return false;
@@ -205,17 +233,22 @@ class CurveBuilder {
     const double first = hasAxis_ ? xMin_ : x_.front();
     const double step = hasAxis_ ? (double{xMax_} - double{xMin_}) / n
                                  : (double{x_.back()} - double{x_.front()}) / (n - 1.0);
+    // Points of a curve are computed in float, whose digits may tell less than a small step.
+    const double digits =
+        hasAxis_ ? kFloatDigits * std::fmax(std::fabs(xMin_), std::fabs(xMax_)) : 0.0;
     for (std::size_t i = 0; i < x_.size(); ++i) {
       const double expected = first + static_cast<double>(i) * step;
-      // Digits of a float: an x far from 0 cannot say its step more finely.
-      const double digits = 2e-7 * std::fmax(std::fabs(expected), std::fabs(first));
-      if (!(std::fabs(x_[i] - expected) <= kStepTolerance * step + (hasAxis_ ? digits : 0.0))) {
+      if (!(std::fabs(x_[i] - expected) <= kStepTolerance * step + digits)) {
         return false;
       }
     }
     if (!hasAxis_) {
-      xMin_ = x_.front();
-      xMax_ = static_cast<float>(first + n * step);
+      const double end = first + n * step;
+      if (!(std::fmax(std::fabs(first), std::fabs(end)) <= std::numeric_limits<float>::max())) {
+        return false;
+      }
+      xMin_ = static_cast<float>(first);
+      xMax_ = static_cast<float>(end);
     }
     return xMin_ < xMax_;
   }
@@ -238,28 +271,18 @@ class CurveBuilder {
   }
 
  private:
-  /// What a head says of a unit; its fields count before its text.
-  struct SUnit {
-    CMeasuringUnit Unit() const {
-      return fields ? *fields : text.empty() ? CMeasuringUnit() : CMeasuringUnit::FromText(text);
-    }
-
-    wide_string text;
-    std::optional<CMeasuringUnit> fields;
-  };
-
-  SUnit& UnitOf(std::string_view key) { return key[0] == 'x' ? xUnit_ : yUnit_; }
+  UnitLines& UnitOf(std::string_view key) { return key[0] == 'x' ? xUnit_ : yUnit_; }
 
   wide_string name_;
-  SUnit xUnit_;
-  SUnit yUnit_;
+  UnitLines xUnit_;
+  UnitLines yUnit_;
   float xMin_ = 0.0F;
   float xMax_ = 0.0F;
   float vMin_ = 0.0F;
   float vMax_ = 0.0F;
   bool hasAxis_ = false;
   bool hasValid_ = false;
-  std::vector<float> x_;
+  std::vector<double> x_;  ///< as written: a step may be finer than a float says at x
   std::vector<float> y_;
 };
 
@@ -302,6 +325,11 @@ const wide_char* Text(CurveTextStatus status) {
 
 bool CSigCurveAssistent::TextExport(const CSigCurveExt& c, CFileStream& file) try {
   std::string text = HeadOf(c);
+  // The last point is finite when all are.
+  if (c.DLen() == 0 || !(c.XMin() < c.XMax()) || text.size() > kLongest ||
+      !std::isfinite(c.GetPoint(static_cast<int>(c.DLen()) - 1))) {
+    return false;
+  }
   text.reserve(kPiece + 100);
   for (std::uint32_t i = 0; i < c.DLen(); ++i) {
     AppendNumber(text, c.GetPoint(static_cast<int>(i)));

@@ -130,7 +130,7 @@ TEST(CurveAssistant, DerivativeUndoesTheIntegral) {
   EXPECT_EQ(Assistant::Integral(c, 1.0F, 0.5F), 0.0);
   EXPECT_EQ(Assistant::Integral(c, 5.0F, 9.0F), 0.0);
   EXPECT_EQ(Assistant::Integral(c, NAN, 9.0F), 0.0);
-  Assistant::IntegralKurve(c);
+  ASSERT_TRUE(Assistant::IntegralKurve(c));
   EXPECT_EQ(test::ValuesOf(c), (Floats{1, 3, 6, 12}));
   EXPECT_EQ(c.YUnit(), CMeasuringUnit(commonUnits::metre, 3));
   ASSERT_TRUE(Assistant::Ableiten(c));
@@ -147,7 +147,7 @@ TEST(CurveAssistant, DerivativeUndoesTheIntegral) {
     c.SetXUnit(CMeasuringUnit::FromText(u.x));
     c.SetYUnit(CMeasuringUnit::FromText(u.y));
     CSigCurveExt integral = c;
-    Assistant::IntegralKurve(integral);
+    ASSERT_TRUE(Assistant::IntegralKurve(integral));
     EXPECT_EQ(integral.YUnit().prefixunit(), u.integral) << WideToUtf8(u.y);
     ASSERT_TRUE(Assistant::Ableiten(c));
     EXPECT_EQ(c.YUnit().prefixunit(), u.derivative) << WideToUtf8(u.y);
@@ -211,6 +211,29 @@ TEST(CurveAssistant, LearnersAgreeWithTwoPasses) {
   }
 }
 
+TEST(CurveAssistant, TracksAgreeWithTheirWeights) {
+  std::mt19937 random(7);
+  constexpr int kParts = 300;
+  std::vector<CSigCurveExt> parts;
+  CTrackLernWerkzeug tracks;
+  for (int part = 0; part < kParts; ++part) {
+    parts.push_back(Ext(test::RandomFloats(random, 64, 0)));
+  }
+  tracks.Vorlage(&parts[0]);
+  std::vector<const CSigCurveExt*> pointers;
+  Floats weights;
+  for (const CSigCurveExt& part : parts) {
+    tracks.NeueMessung(&part);
+    pointers.push_back(&part);
+    weights.push_back(std::exp((static_cast<float>(weights.size()) - kParts) / 200.0F));
+  }
+  CSigCurveExt mean;
+  ASSERT_TRUE(Assistant::GewichtetesMittel(pointers, weights, mean));
+  for (int i = 0; i < 63; ++i) {
+    EXPECT_NEAR((*tracks.Mittelwert())[i], mean[i], 200 * 2 * 6e-8F * 128);
+  }
+}
+
 TEST(CurveAssistant, BoundsByLimitCurves) {
   CSigCurveExt c = Ext({-5, 5, NAN, 5, 5});
   const CSigCurveExt lower = Ext({0, 0, 0, 9, 0});
@@ -267,6 +290,31 @@ TEST(CurveAssistant, TextKeepsEveryBit) {
   }
 }
 
+TEST(CurveAssistant, TextKeepsAnyAxis) {
+  std::mt19937 random(8);
+  const auto uniform = [&random] { return static_cast<double>(random()) / 4294967296.0; };
+  for (int round = 0; round < 400; ++round) {
+    const auto low = static_cast<float>((uniform() - 0.5) * std::pow(10.0, 8.0 * uniform() - 3.0));
+    const float high = low + static_cast<float>(std::pow(10.0, 8.0 * uniform() - 4.0));
+    const auto n = static_cast<int>(std::pow(10.0, 3.7 * uniform()));
+    const CSigCurveExt c = CSigCurveExt::Make(n, low, high);
+    CMemoryStream file;
+    ASSERT_EQ(Assistant::TextExport(c, file), low < high);
+    file.Seek(0);
+    CSigCurveExt back;
+    if (low < high) {
+      ASSERT_EQ(Assistant::TextImport(file, back), CurveTextStatus::kOk) << low << ", " << high;
+      EXPECT_TRUE(back.XMin() == low && back.XMax() == high && back.VMax() == c.VMax());
+    }
+  }
+  CMemoryStream file;
+  for (const auto& c : {CSigCurveExt(), CSigCurveExt::Make(9, -3e38F, 3e38F),
+                        CSigCurveExt::Make(9, 0.0F, INFINITY), CSigCurveExt::Make(9, 1.0F, 0.0F)}) {
+    EXPECT_FALSE(Assistant::TextExport(c, file)) << "could not be read back";
+  }
+  EXPECT_TRUE(file.Bytes().empty());
+}
+
 TEST(CurveAssistant, TextOfOthers) {
   const struct {
     const char* text;
@@ -274,6 +322,9 @@ TEST(CurveAssistant, TextOfOthers) {
   } cases[] = {
       {"0 1\n0.5 2\n1 3", CurveTextStatus::kOk},
       {"# my bench\r\n\r\n0\t1\r\n1\tnan\r\n", CurveTextStatus::kOk},
+      {"5000.01 1e-50\n5000.02 1\n5000.03 1\n", CurveTextStatus::kOk},
+      {"0 1\n1e38 1\n2e38 1\n", CurveTextStatus::kOk},
+      {"0 1\n2e38 1\n", CurveTextStatus::kSteps},
       {"", CurveTextStatus::kEmpty},
       {"# name: x\n", CurveTextStatus::kEmpty},
       {"0 1\n1 2\n3 3\n", CurveTextStatus::kSteps},
@@ -294,6 +345,8 @@ TEST(CurveAssistant, TextOfOthers) {
     EXPECT_EQ(curve.DLen() == 1, c.status != CurveTextStatus::kOk) << "unchanged when refused";
   }
   CSigCurveExt curve;
+  EXPECT_EQ(Import("# y fields: 0 1 0 0 grmpf\nno number", curve), CurveTextStatus::kNumber);
+  EXPECT_LT(CMeasuringUnit::UnitStrings::theStrings().Find(u"grmpf"), 0) << "nothing registered";
   EXPECT_EQ(Import(std::string(100000, '7'), curve), CurveTextStatus::kNumber);
   ASSERT_EQ(Import("2 1\n2.5 2\n3 3\n", curve), CurveTextStatus::kOk);
   EXPECT_EQ(curve.XMax(), 3.5F);
