@@ -429,7 +429,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
 
   /// Keeps the first pair and then every n-th and the last, with the mean of the y passed over when
   /// averaging. No effect for n below 2 or fewer than three pairs. O(n).
-  void Unterabtasten(std::uint32_t n, bool average);
+  void Unterabtasten(int n, bool average);
 
   /// Drops pairs that lie within (largest y - smallest y) / d of the line through the two before.
   /// No effect for fewer than three pairs or with neither flag. O(n).

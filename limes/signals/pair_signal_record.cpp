@@ -76,8 +76,10 @@ int CSigPairs::DateiImport(CFileStream& file) {
     static_cast<void>(takesName && SetName(u""));
     return 0;
   }
-  detail::PutEverySecond(values.data(), head.count, Words());
-  detail::PutEverySecond(values.data() + head.capacity / 2, head.count, Words() + 1);
+  if (head.count > 0) {
+    detail::PutEverySecond(values.data(), head.count, Words());
+    detail::PutEverySecond(values.data() + head.capacity / 2, head.count, Words() + 1);
+  }
   parameter_ = head.parameter;
   nummer_ = head.number;
   SetCount(head.count);

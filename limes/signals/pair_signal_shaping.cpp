@@ -22,7 +22,7 @@ void CSigPairs::Glaetten(float w) {
   }
 }
 
-void CSigPairs::Unterabtasten(std::uint32_t n, bool average) {
+void CSigPairs::Unterabtasten(int n, bool average) {
   const std::uint32_t count = NPaare();
   if (n < 2 || count < 3) {
     return;
@@ -31,7 +31,8 @@ void CSigPairs::Unterabtasten(std::uint32_t n, bool average) {
   const std::uint32_t last = count - 1;
   std::uint32_t kept = 1;
   for (std::uint32_t previous = 0; previous < last;) {
-    const std::uint32_t current = previous + std::min(n, last - previous);
+    const std::uint32_t current =
+        previous + std::min(static_cast<std::uint32_t>(n), last - previous);
     detail::XyPair pair = p[current];
     if (average) {
       float sum = 0.0F;

@@ -159,19 +159,11 @@ struct Model {
     for (Point& a : p) {
       const float v = o.Value(a.x);
       const bool inside = a.x >= o.p.front().x && a.x <= o.p.back().x;
-      const float results[] = {a.y,
-                               a.y,
-                               a.y + v,
-                               a.y - v,
-                               inside && v < a.y ? v : a.y,
-                               inside && v > a.y ? v : a.y,
-                               a.y * v,
-                               v == 0 ? 0 : a.y / v,
-                               inside && v > a.y ? v : a.y,
-                               inside && v < a.y ? v : a.y,
-                               a.y + v * v,
-                               a.y - v * v};
-      a.y = results[code];
+      const float smaller = inside && v < a.y ? v : a.y;
+      const float larger = inside && v > a.y ? v : a.y;
+      const float results[] = {a.y,     a.y,     a.y + v, a.y - v, smaller,     larger,
+                               a.y * v, a.y / v, larger,  smaller, a.y + v * v, a.y - v * v};
+      a.y = code == 7 && v == 0 ? 0 : results[code];
     }
   }
   void Smooth(float w) {
