@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <string>
+#include <limits>
 
-#include "limes/signals/extended_curve.h"
 #include "limes/signals/pair_signal.h"
 #include "tests/support/curves.h"
 #include "tests/support/hostile.h"
@@ -13,111 +11,91 @@
 namespace limes {
 namespace {
 
-std::unique_ptr<CSigCurveExt> Named(std::u16string name, float date = 0.0F) {
-  auto curve = std::make_unique<CSigCurveExt>(test::MakeCurve<CSigCurveExt>({1, 2, 3}));
-  curve->SetName(name);
-  curve->Date(date);
-  return curve;
+CClavis Key(int a, int b) { return {a, b, -1, -1, -1, -1}; }
+
+template <class Signal>
+std::unique_ptr<Signal> Named(const wide_char* name) {
+  auto signal = std::make_unique<Signal>();
+  signal->SetName(name);
+  return signal;
 }
 
-std::u16string Names(const CSigCurveList& list) {
-  std::u16string names;
-  for (const auto& curve : list) {
-    names += curve->Name();
-  }
-  return names;
-}
-
-CClavis Key(int mode, int channel) { return {mode, -1, channel, -1, -1, -1}; }
-
-TEST(SignalLists, OwnFindAndSort) {
+CSigCurveList SampleList() {
   CSigCurveList list;
-  list.Add(Named(u"b", 3), Key(1, 1));
-  list.Add(Named(u"c", std::nanf("")), Key(0, 2));
-  list.Add(Named(u"a", 1), Key(1, 0));
-  list.Add(Named(u"b", 2));
-  EXPECT_EQ(list.Add(nullptr), nullptr);
-  EXPECT_EQ(list.Anzahl(), 4);
-  EXPECT_EQ(list[4], nullptr);
-  EXPECT_EQ(list[-1], nullptr);
-  EXPECT_EQ(list.Find(u"b", 1), 3);
-  EXPECT_EQ(list.Find(u"B"), -1);
-  EXPECT_EQ(list.FindKey(Key(1, -1), 1), 2);
-  EXPECT_EQ(list.FindKey(Key(7, -1)), -1);
+  constexpr float kDates[] = {3, std::numeric_limits<float>::quiet_NaN(), 1, 3};
+  constexpr const wide_char* kNames[] = {u"c", u"b", u"a", u"b"};
+  for (int i = 0; i < 4; ++i) {
+    list.Add(Named<CSigCurveExt>(kNames[i]), Key(i / 2, 5 - i))->Date(kDates[i]);
+    list[i]->CurveId(i);
+  }
+  return list;
+}
 
-  CSigCurveList copy = list;
-  EXPECT_NE(copy[0], list[0]) << "copies own their signals";
-  copy.SortByName();
-  EXPECT_EQ(Names(copy), u"abbc");
-  EXPECT_EQ(copy[1]->Date(), 3.0F) << "equal ones keep their order";
-  EXPECT_EQ(copy.Key(0), Key(1, 0)) << "keys go along";
+std::vector<int> Order(const CSigCurveList& list) {
+  std::vector<int> order;
+  for (const auto& curve : list) {
+    order.push_back(curve->CurveId());
+  }
+  return order;
+}
+
+TEST(SignalLists, SortFindAndHandOver) {
+  CSigCurveList list = SampleList();
+  EXPECT_EQ(list.Find(u"b"), 1);
+  EXPECT_EQ(list.Find(u"b", 2), 3);
+  EXPECT_EQ(list.Find(u"B"), -1);
+  EXPECT_EQ(list.FindKey(Key(1, -1)), 2);
+  EXPECT_EQ(list.FindKey(Key(-1, 2), -9), 3);
+  EXPECT_EQ(list.FindKey(Key(0, 2)), -1);
+  list.SortByName();
+  EXPECT_EQ(Order(list), (std::vector{2, 1, 3, 0}));
+  EXPECT_EQ(list.Key(0), Key(1, 3));
   list.SortByDate();
-  EXPECT_EQ(Names(list), u"abbc");
-  EXPECT_EQ(list[1]->Date(), 2.0F);
+  EXPECT_EQ(Order(list), (std::vector{2, 3, 0, 1})) << "NaN last, equal ones in order";
   list.SortByKey();
-  EXPECT_EQ(list.Key(0), CClavis());
-  EXPECT_EQ(Names(list), u"bcab");
-  EXPECT_EQ(list.Detach(0)->Name(), std::u16string(u"b"));
-  EXPECT_EQ(list.Detach(9), nullptr);
-  EXPECT_EQ(Names(list), u"cab");
+  EXPECT_EQ(Order(list), (std::vector{1, 0, 3, 2}));
+  EXPECT_EQ(list.Add(nullptr), nullptr);
+  EXPECT_EQ(list.Detach(4), nullptr);
+  EXPECT_EQ(list[-1], nullptr);
+  const CSigCurveList copy = list;
+  EXPECT_EQ(list.Detach(1)->CurveId(), 0);
+  EXPECT_EQ(Order(list), (std::vector{1, 3, 2}));
+  EXPECT_EQ(Order(copy), (std::vector{1, 0, 3, 2}));
 
   CSigPairsList pairs;
-  for (const int number : {5, 3, 5}) {
-    pairs.Add(std::make_unique<CSigPairs>())->Nummer() = number;
-  }
-  EXPECT_EQ(pairs.FindNummer(5, 1), 2);
+  pairs.Add(Named<CSigPairs>(u"x"))->Nummer() = 7;
+  pairs.Add(Named<CSigPairs>(u"y"))->Nummer() = -7;
+  EXPECT_EQ(pairs.FindNummer(-7), 1);
   pairs.SortByNummer();
-  EXPECT_EQ(pairs[0]->Nummer(), 3);
+  EXPECT_EQ(pairs.FindNummer(7), 1);
 }
 
-TEST(SignalLists, RecordsAreBounded) {
-  // A unit registered by its text has no text in the record, so it does not come back.
-  const auto write = [](const CSigCurveList& list, CFileStream& file) {
-    const CSigCurveList copy = list;
-    for (const auto& curve : copy) {
-      curve->ClearUnits();
-    }
-    return copy.WriteToFile(file);
-  };
-  const auto read = [](CSigCurveList& list, CFileStream& file) { return list.ReadFromFile(file); };
-  CSigCurveList list;
-  list.Add(Named(u"gear"));
-  list.Add(Named(u"axle"));
-  test::ExpectHostileSafe(test::Written(list, write), [] { return CSigCurveList(); }, read, write,
-                          {.exact = false});
-  const test::Bytes many{0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3};
-  EXPECT_FALSE(test::ReadBlock(list, many, read));
-  EXPECT_EQ(Names(list), u"gearaxle") << "nothing changed";
+TEST(SignalLists, RecordsSurviveHostileBytes) {
+  CSigCurveList curves;
+  curves.Add(std::make_unique<CSigCurveExt>(test::MakeCurve<CSigCurveExt>({1, 1}, 2, 4)));
+  curves.Add(Named<CSigCurveExt>(u"second"));
+  test::ExpectHostileSafe(curves);
+  CSigPairsList pairs;
+  pairs.Add(Named<CSigPairs>(u"run"))->NeuesPaar(1, 2);
+  test::ExpectHostileSafe(pairs, {.keepsState = false});
 }
 
-TEST(SignalLists, CollectionsFindByPattern) {
+TEST(SignalLists, CollectionByKeyAndName) {
   CSigCurveCollection part;
-  const CQuinterMFC names[] = {{u"up", u"1", u"gear", u"", u"", u""},
-                               {u"down", u"1", u"axle", u"", u"", u""}};
-  for (int i = 0; i < 2; ++i) {
-    auto curve = Named(i == 0 ? u"a" : u"b");
-    curve->SetQuinter(names[i]);
-    part.List(Key(i, 1)).Add(std::move(curve));
-  }
-  part.List(Key(0, 1)).Add(Named(u"nameless"));
-  EXPECT_EQ(part.Anzahl(), 3);
-  EXPECT_EQ(part.Find(Key(-1, 1)).size(), 2U);
-  EXPECT_EQ(part.Find(Key(1, -1)).size(), 1U);
-  EXPECT_EQ(part.FindList(Key(-1, 1)), nullptr) << "a pattern is no key";
-  const CQuinterMFC first(u"*", u"1", u"*", u"*", u"*", u"*");
-  EXPECT_EQ(part.Find(first).size(), 2U);
-  const CQuinterMFC gear(u"*", u"*", u"gear", u"*", u"*", u"*");
-  ASSERT_EQ(part.Find(gear).size(), 1U);
-  EXPECT_EQ(part.Find(gear)[0]->Name(), std::u16string(u"a"));
-
+  part.List(Key(1, 2)).Add(Named<CSigCurveExt>(u"plain"));
+  CQuinterMFC names;
+  names.Mode(u"warm");
+  part.List(Key(1, 3)).Add(Named<CSigCurveExt>(u"named"))->SetQuinter(names);
   CSigCurveCollection other;
-  other.List(Key(0, 1)).Add(Named(u"c"));
-  other.List(Key(5, 5)).Add(Named(u"d"));
+  other.List(Key(1, 3)).Add(Named<CSigCurveExt>(u"merged"), Key(9, 9));
   part.Merge(std::move(other));
-  EXPECT_EQ(part.Anzahl(), 5);
-  EXPECT_EQ(Names(part.List(Key(0, 1))), u"anamelessc");
-  part.Clear();
-  EXPECT_EQ(part.Anzahl(), 0);
+  EXPECT_EQ(part.Anzahl(), 3);
+  EXPECT_EQ(part.FindList(Key(1, 3))->FindKey(Key(9, -1)), 1);
+  EXPECT_EQ(part.FindList(Key(1, -1)), nullptr);
+  EXPECT_EQ(part.Find(Key(1, -1)).size(), 2U);
+  EXPECT_EQ(part.Find(Key(-1, 3)).size(), 1U);
+  ASSERT_EQ(part.Find(names).size(), 1U);
+  EXPECT_EQ(part.Find(names)[0], (*part.FindList(Key(1, 3)))[0]);
 }
 
 }  // namespace
