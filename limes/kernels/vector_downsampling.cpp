@@ -39,11 +39,13 @@ void Finish(float* dst, std::uint32_t written, std::uint32_t nOut, float factor)
   MulFloatIp(dst, nOut, 1, factor);
 }
 
-inline float MeanOf(const float* p, std::size_t n, std::size_t inc) {
+template <class Inc>
+inline float MeanOf(const float* p, std::size_t n, Inc inc) {
   if (n == 1) {
     return *p;
   }
   float sum = 0.0F;
+#pragma GCC unroll 2  // short bins are mostly jumps else
   for (std::size_t i = 0; i < n; ++i, p += inc) {
     sum += *p;
   }
@@ -55,24 +57,47 @@ constexpr std::size_t kBeside = 8;  ///< sums that hide each other's additions
 /// Bins of more than one sample each.
 struct SBins {
   const float* first[kBeside];
-  std::size_t count[kBeside];
+  std::uint32_t count[kBeside];
 };
 
-/// The means of the first so many bins, each sum in order.
+/// Brings a line of samples nearer, wherever it lies.
+inline void Prefetch(const float* p, std::size_t ahead) {
+  const auto at = reinterpret_cast<std::uintptr_t>(p) + ahead * sizeof(float);
+  __builtin_prefetch(reinterpret_cast<const void*>(at));
+}
+
+/// The means of the first so many bins, each sum in order. So many streams of memory are more than
+/// the processor follows by itself: it is told what comes next.
 template <class Inc>
 inline void MeansBeside(SBins& bins, std::size_t used, Inc inc, float* dst) {
-  for (std::size_t k = used; k < kBeside; ++k) {  // the others do the last one's work again
-    bins.first[k] = bins.first[used - 1];
-    bins.count[k] = bins.count[used - 1];
-  }
-  const std::size_t common = *std::min_element(bins.count, bins.count + kBeside);
-  float sum[kBeside] = {};
-  for (std::size_t i = 0; i < common; ++i) {
-#pragma GCC unroll 8
-    for (std::size_t k = 0; k < kBeside; ++k) {
-      sum[k] += bins.first[k][i * inc];
+  constexpr std::size_t kLine = 16;
+  constexpr std::size_t kNear = 1024;
+  std::size_t common = bins.count[0];
+  for (std::size_t k = 1; k < kBeside; ++k) {
+    if (k >= used) {  // what is left does the last one's work again
+      bins.first[k] = bins.first[k - 1];
+      bins.count[k] = bins.count[k - 1];
     }
+    common = std::min<std::size_t>(common, bins.count[k]);
   }
+  const std::size_t ahead = common > kNear ? kNear / 2 : kBeside * common;
+  float sum[kBeside] = {};
+  const auto add = [&](std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i) {
+#pragma GCC unroll 8
+      for (std::size_t k = 0; k < kBeside; ++k) {
+        sum[k] += bins.first[k][i * inc];
+      }
+    }
+  };
+  std::size_t done = 0;
+  for (; inc == 1 && done + kLine <= common; done += kLine) {
+    for (std::size_t k = 0; k < kBeside; ++k) {
+      Prefetch(bins.first[k] + done, ahead);
+    }
+    add(done, done + kLine);
+  }
+  add(done, common);
   for (std::size_t k = 0; k < used; ++k) {
     for (std::size_t i = common; i < bins.count[k]; ++i) {
       sum[k] += bins.first[k][i * inc];
@@ -89,7 +114,7 @@ std::uint32_t LongMeans(const float* src, std::uint32_t nIn, Inc inc, float* dst
   const auto written = ForBins(nIn, nOut, StepOf(nIn, nOut),
                                [&](std::uint32_t k, std::size_t from, std::size_t count) {
                                  bins.first[waiting] = src + from * inc;
-                                 bins.count[waiting] = count;
+                                 bins.count[waiting] = static_cast<std::uint32_t>(count);
                                  if (++waiting == kBeside) {
                                    MeansBeside(bins, kBeside, inc, dst + k + 1 - kBeside);
                                    waiting = 0;
@@ -99,6 +124,21 @@ std::uint32_t LongMeans(const float* src, std::uint32_t nIn, Inc inc, float* dst
     MeansBeside(bins, waiting, inc, dst + written - waiting);
   }
   return written;
+}
+
+template <class Inc>
+std::uint32_t Means(const float* src, std::uint32_t nIn, Inc inc, float* dst, std::uint32_t nOut) {
+  constexpr std::uint32_t kLong = 24;  // shorter bins hide each other's additions by themselves
+  constexpr std::uint32_t kMany = 4;
+  if (nIn / nOut >= kLong && nOut >= kMany && inc != 0 &&
+      detail::MayReadAhead(dst, detail::ExtentOf(dst, nOut, 1), src,
+                           detail::ExtentOf(src, nIn, inc))) {
+    return LongMeans(src, nIn, inc, dst, nOut);
+  }
+  return ForBins(nIn, nOut, StepOf(nIn, nOut),
+                 [=](std::uint32_t k, std::size_t from, std::size_t count) {
+                   dst[k] = MeanOf(src + from * inc, count, inc);
+                 });
 }
 
 }  // namespace
@@ -112,21 +152,9 @@ void DownsamlingMean(const float* src, std::uint32_t nIn, std::uint32_t srcInc, 
     *dst = VectorMean(src, nIn, srcInc) * factor;
     return;
   }
-  constexpr std::uint32_t kLong = 6;  // shorter bins hide each other's additions by themselves
-  constexpr std::uint32_t kMany = 4;
-  std::uint32_t written = 0;
-  if (nIn / nOut < kLong || nOut < kMany || srcInc == 0 ||
-      !detail::MayReadAhead(dst, detail::ExtentOf(dst, nOut, 1), src,
-                            detail::ExtentOf(src, nIn, srcInc))) {
-    written = ForBins(nIn, nOut, StepOf(nIn, nOut),
-                      [=](std::uint32_t k, std::size_t from, std::size_t count) {
-                        dst[k] = MeanOf(src + from * srcInc, count, srcInc);
-                      });
-  } else if (srcInc == 1) {
-    written = LongMeans(src, nIn, std::integral_constant<std::size_t, 1>(), dst, nOut);
-  } else {
-    written = LongMeans(src, nIn, std::size_t{srcInc}, dst, nOut);
-  }
+  const std::uint32_t written =
+      srcInc == 1 ? Means(src, nIn, std::integral_constant<std::size_t, 1>(), dst, nOut)
+                  : Means(src, nIn, std::size_t{srcInc}, dst, nOut);
   Finish(dst, written, nOut, factor);
 }
 
