@@ -70,9 +70,15 @@ double Spreads(double base, double factor, double spread) {
 /// Gathers the shares of the points of a curve.
 class PointShares {
  public:
-  void Add(double share) {
-    worst_ = std::max(worst_, share);
-    sum_ += share;
+  /// A point learnt from n effective parts. Without a base many points have the same share.
+  void Add(double n, double spreads) {
+    if (n != n_ || spreads != spreads_) {
+      n_ = n;
+      spreads_ = spreads;
+      share_ = ChanceRejection(n, spreads);
+    }
+    worst_ = std::max(worst_, share_);
+    sum_ += share_;
   }
 
   void Into(SLimitSureness& sureness) const {
@@ -81,6 +87,9 @@ class PointShares {
   }
 
  private:
+  double n_ = 0.0;
+  double spreads_ = 0.0;
+  double share_ = 0.5;  ///< of no part
   double worst_ = 0.0;
   double sum_ = 0.0;
 };
@@ -149,8 +158,7 @@ SLimitSureness SurenessOf(const CLernenderGrenzwert& limit) {
   sureness.effectiveParts =
       EffectiveParts(Steps(sureness.parts, generator), generator.GetTimeScale());
   PointShares shares;
-  shares.Add(ChanceRejection(sureness.effectiveParts,
-                             Spreads(limit.Sockel(), limit.Faktor(), limit.StdDev())));
+  shares.Add(sureness.effectiveParts, Spreads(limit.Sockel(), limit.Faktor(), limit.StdDev()));
   shares.Into(sureness);
   return sureness;
 }
@@ -169,8 +177,8 @@ SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool) {
       {mean->IMax(), std::int64_t{mean->DLen()} - 1, std::int64_t{meanSquare->DLen()} - 1});
   PointShares shares;
   for (std::int64_t i = std::max(mean->IMin(), 0); i <= last; ++i) {
-    shares.Add(ChanceRejection(sureness.effectiveParts, Spreads(tool.Sockel(), tool.Faktor(),
-                                                                SpreadAt(*mean, *meanSquare, i))));
+    shares.Add(sureness.effectiveParts,
+               Spreads(tool.Sockel(), tool.Faktor(), SpreadAt(*mean, *meanSquare, i)));
   }
   shares.Into(sureness);
   return sureness;
@@ -198,8 +206,7 @@ SLimitSureness SurenessOf(const CTrackLernWerkzeug& tool) {
     // others'.
     const double unbiased = std::sqrt(effective > 1.0 ? effective / (effective - 1.0) : 1.0);
     const double spread = SpreadAt(*mean, *meanSquare, static_cast<std::int64_t>(i));
-    shares.Add(
-        ChanceRejection(effective, Spreads(tool.Sockel(), tool.Faktor() * unbiased, spread)));
+    shares.Add(effective, Spreads(tool.Sockel(), tool.Faktor() * unbiased, spread));
     if (sureness.parts == 0 || n < sureness.parts) {
       sureness.parts = n;
       sureness.effectiveParts = effective;
