@@ -35,11 +35,16 @@ void RefuseIfHeld(const CSigRaw& signal) {
   }
 }
 
-py::array_t<float> ValuesView(py::object owner, CSigRaw& signal, std::size_t n) {
+py::capsule ViewBase(py::object owner, const CSigRaw& signal) {
   auto view = std::make_unique<ViewOwner>(std::move(owner), signal);
-  const py::capsule base(view.get(), [](void* p) { delete static_cast<ViewOwner*>(p); });
+  py::capsule base(view.get(), [](void* p) { delete static_cast<ViewOwner*>(p); });
   view.release();
-  return py::array_t<float>(static_cast<py::ssize_t>(n), signal.FloatData(), base);
+  return base;
+}
+
+py::array_t<float> ValuesView(py::object owner, CSigRaw& signal, std::size_t n) {
+  return py::array_t<float>(static_cast<py::ssize_t>(n), signal.FloatData(),
+                            ViewBase(std::move(owner), signal));
 }
 
 py::array_t<float> FloatArray(py::object values) {

@@ -21,6 +21,9 @@ void BindUnits(py::module_& module);
 void BindCurves(py::module_& module);
 void BindLearners(py::module_& module);
 void BindDefects(py::module_& module);
+void BindPairs(py::module_& module);
+void BindCurveArray(py::module_& module);
+void BindKernels(py::module_& module);
 
 /// Loops over fewer points keep the interpreter lock: opening it costs as much as they do.
 inline constexpr std::size_t kLongLoop = 50000;
@@ -40,6 +43,9 @@ class Hold {
 
 /// Throws BufferError while anything holds the signal.
 void RefuseIfHeld(const CSigRaw& signal);
+
+/// Base of an array over a signal's values: keeps the owner alive and holds the signal.
+py::capsule ViewBase(py::object owner, const CSigRaw& signal);
 
 /// The values as an array without a copy. It keeps the owner alive and holds the signal.
 py::array_t<float> ValuesView(py::object owner, CSigRaw& signal, std::size_t n);

@@ -11,12 +11,15 @@ Verdict.PASS
 """
 
 from ._limes import (
+    DVL,
     CDefectReport,
     CDefectReportOrdner,
     CKurvenLernWerkzeug,
     CLernenderGrenzwert,
     CMeasuringUnit,
+    CSigCurveArray,
     CSigCurveExt,
+    CSigPairs,
     CTrackLernWerkzeug,
     SCurveJudgement,
     SValueJudgement,
@@ -32,9 +35,12 @@ __all__ = [
     "CKurvenLernWerkzeug",
     "CLernenderGrenzwert",
     "CMeasuringUnit",
+    "CSigCurveArray",
     "CSigCurveExt",
+    "CSigPairs",
     "CTrackLernWerkzeug",
     "CurveLimit",
+    "DVL",
     "Rule",
     "SCurveJudgement",
     "SValueJudgement",

@@ -130,6 +130,59 @@ def test_values_and_tracks():
     assert ranged.judge(part(seed=99))
 
 
+def test_pairs():
+    a = limes.CSigPairs([0, 1, 2, 4], [0, 10, 20, 40])
+    assert a.WertBei(3) == 30
+    assert list(a.WertBei([0.5, 9])) == [5, 40]
+    assert (a.x.strides, list(a.y)) == ((8,), [0, 10, 20, 40])
+    with pytest.raises(ValueError):
+        a.x[0] = 1
+    view = a.x
+    with pytest.raises(BufferError):
+        a.NeuesPaar(5, 5)
+    del view
+    a.NeuesPaarEinsortieren(3, 0)
+    assert a[3] == (3, 0)
+    assert list((a + limes.CSigPairs([0, 4], [1, 1])).y) == [1, 11, 21, 1, 41]
+    assert np.array_equal(limes.CSigPairs.ReadFromFile(a.WriteToFile()).y, a.y)
+    grid = limes.curve(np.zeros(5), 0, 5)
+    assert list(a.KurveBilden(grid).values) == [0, 10, 20, 0, 40]
+    with pytest.raises(ValueError):
+        limes.CSigPairs([1], [1, 2])
+    with pytest.raises(IndexError):
+        a[9]
+
+
+def test_curve_arrays():
+    curves = [limes.curve([i, 2 * i, 3], 0, 3) for i in range(4)]
+    array = limes.CSigCurveArray(curves, [0, 1, 2, 3])
+    assert len(array) == 4
+    assert list(array.Mittelwert().values) == [1.5, 3, 3]
+    assert list(array.Maximum().values) == [3, 6, 3]
+    assert list(array.Querschnitt(1).y) == [0, 2, 4, 6]
+    array[1].values[2] = 99
+    assert array.Maximum()[2] == 99
+    assert array.Resample2d(3, 3).shape == (3, 3)
+    again = limes.CSigCurveArray.DateiImport(array.DateiExport())
+    assert list(again.positions) == [0, 1, 2, 3]
+    with pytest.raises(ValueError):
+        limes.CSigCurveArray(curves, [0])
+    with pytest.raises(ValueError):
+        limes.CSigCurveArray([]).Mittelwert()
+
+
+def test_kernels():
+    a = np.arange(12, dtype=np.float32)
+    assert limes.DVL.VectorSum(a[::3]) == 0 + 3 + 6 + 9
+    assert limes.DVL.VectorMinMax(a[::-1]) == (0, 11)
+    assert limes.DVL.VectorMaxIdx([1, 5, 5]) == (5, 1)
+    assert limes.DVL.VectorLogSum([0.0, 0.0]) == pytest.approx(3.0103, abs=1e-4)
+    assert list(limes.DVL.DownsamlingMean(a, 3)) == [1.5, 5.5, 9.5]
+    assert list(limes.DVL.Resamling(a[:9:8], 3)) == [0, 2, 4]
+    with pytest.raises(ValueError):
+        limes.DVL.VectorSum(np.zeros((2, 2)))
+
+
 def test_defects():
     folder = limes.CDefectReportOrdner(2)
     for name, priority in (("low", 1), ("high", 9)):
