@@ -7,6 +7,7 @@
 
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_points.h"
+#include "limes/learning/merge_checks.h"
 
 namespace limes {
 namespace {
@@ -17,8 +18,7 @@ using Curves = std::span<const CSigCurveExt* const>;
 detail::SPointRange CommonRange(Curves curves) {
   detail::SPointRange common{0, -1};
   for (std::size_t i = 0; i < curves.size(); ++i) {
-    if (curves[i] == nullptr || !curves[0]->FitTogether(curves[i]) ||
-        curves[i]->XUnit() != curves[0]->XUnit() || curves[i]->YUnit() != curves[0]->YUnit()) {
+    if (detail::CheckCurves(curves[0], curves[i]) != MergeStatus::kOk) {
       return {};
     }
     const detail::SPointRange range = detail::ValidRange(*curves[i]);
@@ -108,7 +108,8 @@ bool CSigCurveAssistent::MittelUndStreuung(Curves curves, CSigCurveExt& mean,
 
 bool CSigCurveAssistent::Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,
                                    const CSigCurveExt& upper) {
-  if (!c.FitTogether(&lower) || !c.FitTogether(&upper)) {
+  if (detail::CheckCurves(&c, &lower) == MergeStatus::kGrid ||
+      detail::CheckCurves(&c, &upper) == MergeStatus::kGrid) {
     return false;
   }
   const auto bound = [&c](const CSigCurveExt& limit, auto beyond) {

@@ -11,7 +11,7 @@ namespace detail {
 /// Part of a step by which the axes of two benches may differ.
 inline constexpr double kSamePlace = 0.01;
 
-/// Whether the curves of two learners have the same points and units.
+/// Whether two curves have the same points and units; kGrid for null and without points.
 MergeStatus CheckCurves(const CSigCurveExt* a, const CSigCurveExt* b);
 
 }  // namespace detail

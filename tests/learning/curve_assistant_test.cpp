@@ -178,6 +178,10 @@ TEST(CurveAssistant, MeansOverCurvesAndTheirRefusals) {
   const Floats zero = {1, -1};
   EXPECT_FALSE(Assistant::GewichtetesMittel(bad, weights, out));
   EXPECT_FALSE(Assistant::GewichtetesMittel(null, weights, out));
+  const auto early = test::MakeCurve<CSigCurveExt>({1, 2}, 0.0F, 2e-5F);
+  const auto late = test::MakeCurve<CSigCurveExt>({1, 2}, 1e-5F, 3e-5F);
+  const CSigCurveExt* const fine[] = {&early, &late};
+  EXPECT_FALSE(Assistant::GewichtetesMittel(fine, weights, out)) << "however fine the grid";
   EXPECT_FALSE(Assistant::GewichtetesMittel({}, {}, out));
   EXPECT_FALSE(Assistant::GewichtetesMittel(curves, zero, out));
   EXPECT_FALSE(Assistant::GewichtetesMittel(curves, Floats{1}, out));
