@@ -1,9 +1,11 @@
-// Sound files and curve records, told apart by their first bytes as in a run.
+// Sound files and signal records, told apart by their first bytes as in a run, and written again in
+// all formats.
 #include <cstdint>
 #include <span>
 
 #include "apps/limes/errors.h"
 #include "apps/limes/part_source.h"
+#include "apps/limes/part_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace limes;
@@ -22,6 +24,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       CFormer former(settings);
       for (SPart part; reader->Next(part);) {
         former.Form(part);
+        for (const char* name : {"text", "curve", "pairs", "array"}) {
+          try {
+            CMemoryStream out;
+            WriteParts({part}, *FormatByName(name), out);
+          } catch (const CHostError&) {
+          }
+        }
       }
     } catch (const CHostError&) {
     }
