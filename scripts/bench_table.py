@@ -22,10 +22,11 @@ def read(folder):
                 continue
             who, operation, size = parts[:3]
             scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[run["time_unit"]]
-            best = times.setdefault((path.stem, operation, size), {})
+            file = path.name.split(".")[0]
+            best = times.setdefault((file, operation, size), {})
             best[who] = min(best.get(who, float("inf")), run["cpu_time"] * scale)
             if who == "Ours" and run.get("label"):
-                limits[path.stem, operation, size] = run["label"].split("+")
+                limits[file, operation, size] = run["label"].split("+")
     return times, limits
 
 
