@@ -8,6 +8,7 @@
 #include "limes/platform/record_io.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
+#include "limes/signals/record_buffer.h"
 
 namespace limes {
 
@@ -71,6 +72,7 @@ bool ReadCurves(CFileStream& file, const SArrayHead& head,
                 std::vector<std::unique_ptr<CSigCurveExt>>& curves) {
   for (std::int32_t i = 0; i < head.count; ++i) {
     auto curve = std::make_unique<CSigCurveExt>();
+    const detail::RecordBuffer buffer(*curve);
     if (curve->ReadFromFileChecked(file, head.curveVersion) != CurveReadStatus::kOk) {
       return false;
     }
@@ -111,9 +113,10 @@ bool CSigCurveArray::Export(CFileStream& file, bool raw) const {
   head.PutFields(SArrayHead{count_, tMin_, tMax_, tDelta_, tvMin_, tvMax_});
   head.WriteTo(file);
 
-  const CSigCurveExt empty;
+  CSigCurveExt empty;
   for (int i = 0; i < count_; ++i) {
-    const CSigCurveExt& curve = Slot(i) == nullptr ? empty : *Slot(i);
+    CSigCurveExt& curve = Slot(i) == nullptr ? empty : *Slot(i);
+    const detail::RecordBuffer buffer(curve);
     if (!(raw ? curve.WriteToFileRaw(file, kCurveVersion)
               : curve.WriteToFile(file, kCurveVersion))) {
       return false;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <span>
 #include <string>
 #include <string_view>
@@ -152,8 +153,8 @@ class LIMES_EXPORT CSigNDBase : public CStorable {
   bool setCol(std::uint32_t j, std::span<const float> values);
 
   /// Overwrites row i from an iterator over at least ydim() values, such as the x or y of pairs.
-  template <class Iterator>
-  bool setRowFrom(std::uint32_t i, Iterator values) {
+  template <std::input_iterator Iterator>
+  bool setRow(std::uint32_t i, Iterator values) {
     for (float& value : row(i)) {
       value = *values;
       ++values;

@@ -9,6 +9,7 @@
 #include "limes/platform/record_io.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/pair_signal.h"
+#include "limes/signals/record_buffer.h"
 
 namespace limes {
 
@@ -25,7 +26,8 @@ constexpr std::size_t LeastBytes(const CSigCurveExt* /*unused*/) { return kLeast
 constexpr std::size_t LeastBytes(const CSigPairs* /*unused*/) { return kLeastPairsBytes; }
 
 /// Curves with their values unchanged, which every reader takes.
-bool WriteSignal(const CSigCurveExt& curve, CFileStream& file) {
+bool WriteSignal(CSigCurveExt& curve, CFileStream& file) {
+  const detail::RecordBuffer buffer(curve);
   return curve.WriteToFileRaw(file, kVersion);
 }
 bool WriteSignal(const CSigPairs& pairs, CFileStream& file) {
@@ -33,6 +35,7 @@ bool WriteSignal(const CSigPairs& pairs, CFileStream& file) {
 }
 
 bool ReadSignal(CSigCurveExt& curve, CFileStream& file) {
+  const detail::RecordBuffer buffer(curve);
   return curve.ReadFromFileChecked(file, kVersion) == CurveReadStatus::kOk;
 }
 

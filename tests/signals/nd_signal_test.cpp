@@ -128,6 +128,8 @@ TEST(NDSignal, OfCurvesAndBack) {
   EXPECT_EQ(pairs.Punkt(1), 12.0F);
   EXPECT_EQ(pairs.Wert(1), 6.0F);
   EXPECT_EQ(table.SigPairs(0, 9).NPaare(), 0U);
+  EXPECT_TRUE(table.setRow(2, pairs.Punkte()) && !table.setRow(3, pairs.Werte()));
+  EXPECT_EQ(RowOf(table, 2), (Floats{10, 12, 14}));
 
   const std::vector<const CSigPairs*> signals{&pairs};
   EXPECT_EQ(RowOf(CSigND(signals), 1), (Floats{5, 6, 7}));
