@@ -1,5 +1,6 @@
 // Pair signals: look-ups, sorting, combination, smoothing and records, beside the standard library
-// doing the nearest thing to it, and beside the plain loops where these end within a second.
+// doing the nearest thing to it, and beside the plain loops where these end within a second;
+// scripts/bench adds numpy.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -76,6 +77,10 @@ void LookUp(benchmark::State& state, Look look) {
 void Ours_ValueAt(benchmark::State& state) {
   const CSigPairs run = Run(Points(state.range(0), Order::kRising));
   LookUp(state, [&](float x) { return run.WertBei(x); });
+}
+void Ours_IndexAt(benchmark::State& state) {
+  const CSigPairs run = Run(Points(state.range(0), Order::kRising));
+  LookUp(state, [&](float x) { return run.IndexZu(x, CSigPairs::kNearest); });
 }
 void Std_ValueAt(benchmark::State& state) {
   const auto p = Points(state.range(0), Order::kRising);
@@ -154,9 +159,9 @@ void Ours_Combine(benchmark::State& state) {
     run = source;
     run.Verrechnen(other, code);
   }
+  state.SetLabel("Merge");
 }
-template <int code>
-void Merge_Combine(benchmark::State& state) {  // the order of the points alone
+void Limit_Merge(benchmark::State& state) {  // the order of the points alone
   const auto a = Points(state.range(0), Order::kRising);
   const auto b = Points(state.range(0), Order::kRising, 0.5F);
   for (auto _ : state) {
@@ -223,6 +228,7 @@ void Block_Record(benchmark::State& state) {  // what one write of as many bytes
 
 LIMES_PAIR(Ours, ValueAt, Ours_ValueAt)->LIMES_LARGE;
 LIMES_PAIR(Std, ValueAt, Std_ValueAt)->LIMES_LARGE;
+LIMES_PAIR(Ours, IndexAt, Ours_IndexAt)->LIMES_LARGE;
 LIMES_PAIR(Ours, ValueAtUnknownOrder, Ours_ValueAtUnknownOrder)->LIMES_LARGE;
 LIMES_PAIR(Plain, ValueAtUnknownOrder, Plain_ValueAtUnknownOrder)->LIMES_LARGE;
 LIMES_PAIR(Ours, SortShuffled, Ours_Sort<Order::kShuffled>)->LIMES_LARGE;
@@ -233,12 +239,10 @@ LIMES_PAIR(Ours, InsertShuffled, Ours_Insert<Order::kShuffled>)->LIMES_SMALL;
 LIMES_PAIR(Std, InsertShuffled, Std_Insert<Order::kShuffled>)->LIMES_SMALL;
 LIMES_PAIR(Ours, InsertNearly, Ours_Insert<Order::kNearly>)->LIMES_SMALL;
 LIMES_PAIR(Std, InsertNearly, Std_Insert<Order::kNearly>)->LIMES_SMALL;
+LIMES_PAIR(Limit, Merge, Limit_Merge)->LIMES_LARGE->Arg(1000000);
 LIMES_PAIR(Ours, CombineUnion, Ours_Combine<0>)->LIMES_LARGE->Arg(1000000);
-LIMES_PAIR(Merge, CombineUnion, Merge_Combine<0>)->LIMES_LARGE->Arg(1000000);
 LIMES_PAIR(Ours, CombinePlus, Ours_Combine<2>)->LIMES_LARGE;
-LIMES_PAIR(Merge, CombinePlus, Merge_Combine<2>)->LIMES_LARGE;
 LIMES_PAIR(Ours, CombineMaximum, Ours_Combine<5>)->LIMES_LARGE;
-LIMES_PAIR(Merge, CombineMaximum, Merge_Combine<5>)->LIMES_LARGE;
 LIMES_PAIR(Ours, Smooth10, Ours_Smooth<10>)->LIMES_LARGE;
 LIMES_PAIR(Plain, Smooth10, Plain_Smooth<10>)->LIMES_LARGE;
 LIMES_PAIR(Ours, Smooth1000, Ours_Smooth<1000>)->Arg(100000);
