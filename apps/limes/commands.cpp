@@ -38,7 +38,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
 int RunShow(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
-  const SSettings settings = store.Settings().value_or(SSettings());
+  SSettings settings = store.Settings().value_or(SSettings());
+  SetDefaults(settings);
   CModel model(settings);
   model.Load(store);
   const std::int64_t learnt = store.CountParts(true);

@@ -78,7 +78,7 @@ std::string Sparkline(const std::vector<float>& values) {
     const auto last = values.begin() + static_cast<std::ptrdiff_t>((i + 1) * values.size() / width);
     const double top = Extremes({first, last}).second;
     const double share = high > low ? (top - low) / (double{high} - low) : 0.0;
-    text += std::isnan(top)
+    text += std::isnan(top) || std::isnan(share)
                 ? " "
                 : kBars[static_cast<std::size_t>(std::clamp(share * 7.0 + 0.5, 0.0, 7.0))];
   }
@@ -233,7 +233,7 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
   out << s.name << (s.unit.empty() ? "" : " [" + s.unit + "]") << ", " << SideText(s.side)
       << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt";
   if (s.parts < settings.minParts.value_or(1)) {
-    out << " (judged from " << *settings.minParts << " on)";
+    out << " (judged from " << settings.minParts.value_or(1) << " on)";
   }
   out << '\n';
   if (s.kind != "value") {
