@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "limes/kernels/value_loops.h"
-
 namespace limes::detail {
 
 /// Deals count positions at equal steps out to bins, each position to the bin whose centre is
@@ -34,9 +32,6 @@ class BinWalk {
   float half_;
   float place_;  ///< of the next position, from the centre of the bin
 };
-
-/// Smallest and largest of n > 0 values by strict comparisons from the first on, as FindBounds.
-SBounds BoundsOfBin(const float* values, std::size_t n);
 
 /// The bins of a walk, for many rows of the same length.
 struct SBins {

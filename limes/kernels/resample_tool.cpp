@@ -131,8 +131,6 @@ BinWalk::BinWalk(int count, int bins, float startBins, int end)
 
 namespace {
 
-constexpr std::size_t kWorthLanes = 48;  ///< from here on FindBounds is faster
-
 using Lanes __attribute__((vector_size(16))) = float;
 constexpr std::size_t kWidth = 4;
 
@@ -232,18 +230,6 @@ inline void SignZeros(const float* values, const SBins& bins, float* maxima) {
 }
 
 }  // namespace
-
-SBounds BoundsOfBin(const float* values, std::size_t n) {
-  if (n >= kWorthLanes) {
-    return FindBounds(values, n);
-  }
-  SBounds bounds = {values[0], values[0]};
-  for (std::size_t i = 1; i < n; ++i) {
-    bounds.min = values[i] < bounds.min ? values[i] : bounds.min;
-    bounds.max = values[i] > bounds.max ? values[i] : bounds.max;
-  }
-  return bounds;
-}
 
 SBins::SBins(int count, int bins) {
   BinWalk walk(count, bins);

@@ -117,8 +117,7 @@ using Lanes __attribute__((vector_size(32))) = float;
 constexpr std::size_t kWidth = 8;
 constexpr std::size_t kRows = 4;
 constexpr std::size_t kStep = kWidth * kRows;
-constexpr std::size_t kBlock = 512;     ///< values between two looks at the lanes
-constexpr std::size_t kWorthLanes = 48;  ///< from here on lanes are faster
+constexpr std::size_t kBlock = 512;  ///< values between two looks at the lanes
 
 // By reference: vectors that are passed as such depend on the processor.
 

@@ -55,6 +55,22 @@ SBounds FindBounds(const float* y, std::size_t n);
 /// The same of values at distances of inc.
 SBounds FindBounds(const float* y, std::size_t n, std::size_t inc);
 
+/// From so many values on lanes are faster than one by one.
+inline constexpr std::size_t kWorthLanes = 48;
+
+/// FindBounds for bins that may be short, which spares them the call.
+inline SBounds BoundsOfBin(const float* y, std::size_t n, std::size_t inc = 1) {
+  if (n >= kWorthLanes) {
+    return FindBounds(y, n, inc);
+  }
+  SBounds bounds{*y, *y};
+  for (std::size_t i = 0; i < n; ++i, y += inc) {
+    bounds.min = *y < bounds.min ? *y : bounds.min;
+    bounds.max = *y > bounds.max ? *y : bounds.max;
+  }
+  return bounds;
+}
+
 struct SExtremes {
   std::size_t min;
   std::size_t max;

@@ -54,7 +54,6 @@ inline float MeanOf(const float* p, std::size_t n, Inc inc) {
 
 constexpr std::size_t kBeside = 8;  ///< sums that hide each other's additions
 
-/// Bins of more than one sample each.
 struct SBins {
   const float* first[kBeside];
   std::uint32_t count[kBeside];
@@ -102,7 +101,7 @@ inline void MeansBeside(SBins& bins, std::size_t used, Inc inc, float* dst) {
     for (std::size_t i = common; i < bins.count[k]; ++i) {
       sum[k] += bins.first[k][i * inc];
     }
-    dst[k] = sum[k] / static_cast<float>(bins.count[k]);
+    dst[k] = bins.count[k] == 1 ? *bins.first[k] : sum[k] / static_cast<float>(bins.count[k]);
   }
 }
 
@@ -162,7 +161,6 @@ namespace {
 
 using Lanes __attribute__((vector_size(32))) = float;
 constexpr std::size_t kWidth = 8;
-constexpr std::size_t kWorthLanes = 6 * kWidth;
 
 inline float MaxOf(const float* p, std::size_t n, std::size_t inc, float start) {
   for (std::size_t i = 0; i < n; ++i, p += inc) {
@@ -171,8 +169,8 @@ inline float MaxOf(const float* p, std::size_t n, std::size_t inc, float start) 
   return start;
 }
 
-/// The same for n >= kWorthLanes neighbours. A lane keeps its value on NaN and on ties, as the
-/// plain loop does; only the sign of a zero may be another's.
+/// The same for n >= detail::kWorthLanes neighbours. A lane keeps its value on NaN and on ties, as
+/// the plain loop does; only the sign of a zero may be another's.
 inline float MaxInLanes(const float* p, std::size_t n) {
   constexpr std::size_t kRows = 4;
   const Lanes first = *p - Lanes{};
@@ -206,7 +204,7 @@ LIMES_CLONES std::uint32_t Maxima(const float* src, std::uint32_t nIn, float* ds
   return ForBins(
       nIn, nOut, StepOf(nIn, nOut), [=](std::uint32_t k, std::size_t from, std::size_t count) {
         const float* bin = src + from;
-        dst[k] = count < kWorthLanes ? MaxOf(bin, count, 1, *bin) : MaxInLanes(bin, count);
+        dst[k] = count < detail::kWorthLanes ? MaxOf(bin, count, 1, *bin) : MaxInLanes(bin, count);
       });
 }
 
@@ -232,23 +230,6 @@ void DownsamlingMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc, f
                                });
   Finish(dst, written, nOut, factor);
 }
-
-namespace {
-
-/// Of short bins one by one, which spares the call.
-inline detail::SBounds BoundsOf(const float* p, std::size_t n, std::size_t inc) {
-  if (n >= kWorthLanes) {
-    return detail::FindBounds(p, n, inc);
-  }
-  detail::SBounds bounds{*p, *p};
-  for (std::size_t i = 0; i < n; ++i, p += inc) {
-    bounds.min = *p < bounds.min ? *p : bounds.min;
-    bounds.max = *p > bounds.max ? *p : bounds.max;
-  }
-  return bounds;
-}
-
-}  // namespace
 
 void DownsamlingMinMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc, float* dst,
                        std::uint32_t nOut, float factor) {
@@ -276,7 +257,7 @@ void DownsamlingMinMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc
   };
   const std::size_t written =
       ForBins(nIn, pairs, step, [=](std::uint32_t k, std::size_t from, std::size_t count) {
-        put(k, BoundsOf(src + from * srcInc, count, srcInc));
+        put(k, detail::BoundsOfBin(src + from * srcInc, count, srcInc));
       });
   const detail::SBounds last{dst[2 * written - 2], dst[2 * written - 1]};
   for (std::size_t k = written; k < pairs; ++k) {

@@ -171,7 +171,8 @@ LIMES_CLONES std::size_t LastDifferenceOf(const float* a, const float* b, std::s
 float MaxDifference(const float* a, const float* b, std::uint32_t n, std::uint32_t* pos) {
   constexpr std::size_t kBlock = 2048;
   if (n == 0 && (a == nullptr || b == nullptr)) {
-    return 0.0F;
+    constexpr float kZero = 0.0F;
+    return MaxDifference(&kZero, &kZero, 1, pos);
   }
   float best = a[0] - b[0];  // kept: read for n = 0 too
   std::size_t end = 1;       // of the block where the last largest difference lies

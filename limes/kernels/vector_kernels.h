@@ -333,7 +333,7 @@ LIMES_EXPORT void DownsamlingMax(const float* src, std::uint32_t nIn, std::uint3
 
 /// Minimum and maximum of each of nOut / 2 bins; an odd nOut ends with the mean of the last pair.
 /// One value: the mean. Three: minimum and maximum of all, and their midpoint, which gets the
-/// factor twice.
+/// factor twice. Where pairs are missing, the last pair is repeated.
 LIMES_EXPORT void DownsamlingMinMax(const float* src, std::uint32_t nIn, std::uint32_t srcInc,
                                     float* dst, std::uint32_t nOut, float factor);
 

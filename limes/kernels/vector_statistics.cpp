@@ -140,6 +140,7 @@ bool MatrixElementStats(const float* data, std::uint32_t pitch, std::uint32_t ro
     block.AddRow(first + row * pitch, width);
   }
   const std::uint64_t elements = std::uint64_t{width} * height;
+  block.sum = elements == 1 ? *first : block.sum;  // -0.0 too
   if (reset) {
     const auto k = static_cast<float>(elements);
     min = block.min;

@@ -63,7 +63,6 @@ TEST(VectorReductions, KeepsStatedResults) {
   EXPECT_EQ(DVL::VectorLogMean(levels, 2, 1), 0.0F);
   EXPECT_EQ(DVL::VectorLogSum(levels + 2, 1, 1), 390.0F);  // a single one as it is
   EXPECT_EQ(DVL::VectorLogSum(levels + 2, 3, 0), 0.0F);    // its power is no float
-  EXPECT_EQ(DVL::MaxDifference(nullptr, levels, 0, nullptr), 0.0F);
 
   const float a[] = {0.0F, 2.0F, 5.0F, 5.0F, 1.0F, -1.0F, 4.0F};
   const std::vector<float> flat(65537, 0.0F);
@@ -71,6 +70,8 @@ TEST(VectorReductions, KeepsStatedResults) {
   high[65535] = 1.0F;
   std::uint32_t end = 1;
   std::uint32_t pos = 1;
+  EXPECT_TRUE(DVL::MaxDifference(nullptr, levels, 0, &pos) == 0.0F && pos == 0);
+  EXPECT_TRUE(DVL::MaxDifference(a + 1, levels, 0, &pos) == 2.0F && pos == 0);
   EXPECT_TRUE(DVL::MaxDifference(a, flat.data(), 5, &pos) == 5.0F && pos == 3);
   EXPECT_FALSE(DVL::LocalMaxDifferencePosition(a, flat.data(), 7, 7, end, pos));
   EXPECT_TRUE(end == 1 && pos == 3);

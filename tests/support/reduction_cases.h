@@ -110,7 +110,7 @@ inline void PlainMatrix(const Buffers& r, std::uint32_t pitch, std::uint32_t w, 
     count = reset ? v.n : count + 1;
     return;
   }
-  const float sum = Total(v, [](float x, float) { return x; });
+  const float sum = v.n == 1 ? all[0] : Total(v, [](float x, float) { return x; });
   const float squares = Total(v, [](float x, float) { return x * x; });
   const float min = Best(v.n, std::less<>(), Elements(v)).first;
   const float max = Best(v.n, std::greater<>(), Elements(v)).first;
