@@ -1,4 +1,5 @@
-// Polylines: sorting beside std::sort, and values beside the plain scan and std::lower_bound.
+// Polylines: sorting beside std::sort, and values beside the plain scan and std::lower_bound, limit
+// lines beside values.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include "limes/kernels/exact_sort.h"
 #include "limes/kernels/polygon_coding.h"
 #include "limes/kernels/polygon_tool.h"
+#include "limes/signals/extended_curve.h"
 
 namespace {
 
@@ -69,6 +71,32 @@ float Peer(const limes::CPolygonCodierung& polygon, float x) {
   const SPolygonPoint& a = b[-1];
   return (x - a.x) * ((b->y - a.y) / (b->x - a.x)) + a.y;
 }
+
+// A limit line of ten points over a curve of n values; the plain form looks up each value.
+void LimitCurve(benchmark::State& state, bool plain) {
+  limes::CPolygonCodierung polygon;
+  for (const SPolygonPoint& point : Points(10)) {
+    polygon.NeuerPunkt(point.x, point.y);
+  }
+  polygon.Sortieren();
+  auto curve = limes::CSigCurveExt::Make(static_cast<int>(state.range(0)), 0.0F, 9.0F);
+  for (auto _ : state) {
+    if (plain) {
+      for (std::uint32_t i = 0; i < curve.DLen(); ++i) {
+        const float limit = polygon[curve.GetPoint(static_cast<int>(i))];
+        float& v = curve.ValArray()[i];
+        v = v > limit ? limit : v;
+      }
+    } else {
+      polygon.KurveBegrenzen(&curve, limes::CPolygonCodierung::kUpperLimit);
+    }
+    benchmark::DoNotOptimize(curve.ValArray());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+BENCHMARK_CAPTURE(LimitCurve, ours, false)->Name("Ours/LimitCurve")->Arg(1000)->Arg(100000);
+BENCHMARK_CAPTURE(LimitCurve, plain, true)->Name("Plain/LimitCurve")->Arg(1000)->Arg(100000);
 
 const auto kSort = [](auto run) { limes::detail::ExchangeSort(run); };
 const auto kStdSort = [](auto run) { std::sort(run.begin(), run.end(), IsLeft); };

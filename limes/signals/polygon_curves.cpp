@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 #include "limes/kernels/polygon_coding.h"
 #include "limes/signals/curve.h"
@@ -11,12 +12,14 @@
 namespace limes {
 namespace {
 
-// Joins the samples i0 to i1 - 1 with the values line(i), by the mode.
+// Joins the samples i0 to i1 - 1 with the values line(i - i0), by the mode. A difference of 32 bits
+// becomes a float in vectors.
 template <class Line>
 void Join(float* v, std::int64_t i0, std::int64_t i1, int mode, Line line) {
-  const auto each = [=](auto take) {
-    for (std::int64_t i = i0; i < i1; ++i) {
-      v[i] = take(v[i], line(i));
+  const auto n = static_cast<std::int32_t>(i1 - i0);
+  const auto each = [v = v + i0, n, line](auto take) {
+    for (std::int32_t k = 0; k < n; ++k) {
+      v[k] = take(v[k], line(k));
     }
   };
   switch (mode) {
@@ -40,15 +43,24 @@ void JoinSegment(float* v, std::int64_t n, std::int64_t i0, float y0, std::int64
   }
   if (i0 == i1) {
     const float mean = (y0 + y1) / 2.0F;
-    Join(v, i0, i0 + 1, mode, [mean](std::int64_t) { return mean; });
+    Join(v, i0, i0 + 1, mode, [mean](std::int32_t) { return mean; });
     return;
   }
   if (i0 >= 0) {
-    Join(v, i0, i0 + 1, mode, [y0](std::int64_t) { return y0; });  // y0 even with an infinite slope
+    Join(v, i0, i0 + 1, mode, [y0](std::int32_t) { return y0; });  // y0 even with an infinite slope
   }
   const float slope = (y1 - y0) / static_cast<float>(i1 - i0);
-  Join(v, std::max<std::int64_t>(i0 + 1, 0), std::min(i1 + 1, n), mode,
-       [=](std::int64_t i) { return y0 + static_cast<float>(i - i0) * slope; });
+  const std::int64_t first = std::max<std::int64_t>(i0 + 1, 0);
+  const std::int64_t end = std::min(i1 + 1, n);
+  const auto join = [=](auto skipped) {
+    Join(v, first, end, mode,
+         [=](std::int32_t k) { return y0 + static_cast<float>(skipped + k) * slope; });
+  };
+  if (i1 - i0 < std::numeric_limits<std::int32_t>::max()) {
+    join(static_cast<std::int32_t>(first - i0));
+  } else {
+    join(first - i0);
+  }
 }
 
 // Calls see(x, difference) for each valid sample in the polyline's x range, unless one is NaN.
@@ -85,8 +97,8 @@ void CPolygonCodierung::Apply(CSigCurve* curve, int mode, float dx, float dy,
   float* const v = curve->ValArray();
   const std::int64_t n = curve->DLen();
   const auto joinFlat = [&](std::int64_t from, std::int64_t to, float y) {
-    Join(v, std::max<std::int64_t>(from, 0), std::min(to, n), mode,
-         [y](std::int64_t) { return y; });
+    Join(v, std::clamp<std::int64_t>(from, 0, n), std::min(to, n), mode,
+         [y](std::int32_t) { return y; });
   };
   const auto isTreated = [=](std::int64_t i) {
     return mode != kReplaceBetween && (fromBeside || (i >= 0 && i < n));

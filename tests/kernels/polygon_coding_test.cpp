@@ -61,6 +61,11 @@ TEST(Polygon, SearchFindsWhatTheScanFinds) {
     if (run % 2 == 1) {
       polygon.Sortieren();
     }
+    CSigCurve curve = test::MakeRamp(5);  // any x: nothing outside the values is touched
+    for (int mode = 0; mode <= 4; ++mode) {
+      polygon.KurveBegrenzenFlach(&curve, mode);
+      polygon.HutAufsetzen(&curve, 1, 1);
+    }
     CPolygonCodierung turned = polygon;
     turned.MirrorX();
     bool equal = true;
