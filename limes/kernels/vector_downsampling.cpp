@@ -128,8 +128,7 @@ std::uint32_t LongMeans(const float* src, std::uint32_t nIn, Inc inc, float* dst
 template <class Inc>
 std::uint32_t Means(const float* src, std::uint32_t nIn, Inc inc, float* dst, std::uint32_t nOut) {
   constexpr std::uint32_t kLong = 24;  // shorter bins hide each other's additions by themselves
-  constexpr std::uint32_t kMany = 4;
-  if (nIn / nOut >= kLong && nOut >= kMany && inc != 0 &&
+  if (nIn / nOut >= kLong && inc != 0 &&
       detail::MayReadAhead(dst, detail::ExtentOf(dst, nOut, 1), src,
                            detail::ExtentOf(src, nIn, inc))) {
     return LongMeans(src, nIn, inc, dst, nOut);

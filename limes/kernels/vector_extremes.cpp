@@ -41,9 +41,74 @@ void VectorMinMax(const float* p, std::uint32_t n, std::uint32_t inc, float& min
   max = bounds.max;
 }
 
+namespace {
+
+using Lanes __attribute__((vector_size(32))) = float;
+using Bits __attribute__((vector_size(32))) = std::uint32_t;
+constexpr std::size_t kWidth = 8;
+constexpr std::size_t kRows = 4;
+constexpr std::size_t kStep = kWidth * kRows;
+
+/// The largest of start and n values, but for the sign of a zero; a NaN among them is passed over.
+/// load(i, lanes) gives the values from i on, one(i) a single one.
+template <class Load, class One>
+__attribute__((always_inline)) inline float Largest(std::size_t n, float start, Load load,
+                                                    One one) {
+  for (std::size_t i = 0; n < kStep && i < n; ++i) {
+    start = one(i) > start ? one(i) : start;
+  }
+  if (n < kStep) {
+    return start;
+  }
+  const Lanes first = start - Lanes{};
+  Lanes high[kRows] = {first, first, first, first};
+  for (std::size_t i = 0; i < n; i += kStep) {
+    const std::size_t at = std::min(i, n - kStep);  // some once more at the end
+    for (std::size_t r = 0; r < kRows; ++r) {
+      Lanes lanes;
+      load(at + r * kWidth, lanes);
+      high[r] = lanes > high[r] ? lanes : high[r];
+    }
+  }
+  high[0] = high[1] > high[0] ? high[1] : high[0];
+  high[2] = high[3] > high[2] ? high[3] : high[2];
+  high[0] = high[2] > high[0] ? high[2] : high[0];
+  for (std::size_t k = 0; k < kWidth; ++k) {
+    start = high[0][k] > start ? high[0][k] : start;
+  }
+  return start;
+}
+
+inline void Load(const float* p, Lanes& lanes) { std::memcpy(&lanes, p, sizeof(lanes)); }
+
+LIMES_CLONES float LargestMagnitude(const float* p, std::size_t n) {
+  const auto load = [p](std::size_t i, Lanes& lanes) {
+    Bits bits;
+    std::memcpy(&bits, p + i, sizeof(bits));
+    bits &= 0x7FFFFFFFU;
+    std::memcpy(&lanes, &bits, sizeof(lanes));
+  };
+  return Largest(n, std::fabs(p[0]), load, [p](std::size_t i) { return std::fabs(p[i]); });
+}
+
+LIMES_CLONES float LargestDifference(const float* a, const float* b, std::size_t n, float start) {
+  const auto load = [a, b](std::size_t i, Lanes& lanes) {
+    Lanes y;
+    Load(a + i, lanes);
+    Load(b + i, y);
+    lanes -= y;
+  };
+  return Largest(n, start, load, [a, b](std::size_t i) { return a[i] - b[i]; });
+}
+
+}  // namespace
+
 float VectorAbsMax(const float* p, std::uint32_t n, std::uint32_t inc) {
   if (n == 0) {
     return 0.0F;
+  }
+  if (inc == 1) {
+    return LargestMagnitude(p, n);
   }
   const detail::SBounds bounds = detail::FindBounds(p, n, inc);
   const float low = std::fabs(bounds.min);
@@ -79,41 +144,7 @@ void VectorMaxIdx(const float* p, std::uint32_t n, std::uint32_t inc, float& val
 
 namespace {
 
-using Lanes __attribute__((vector_size(32))) = float;
-constexpr std::size_t kWidth = 8;
-constexpr std::size_t kRows = 4;
-constexpr std::size_t kStep = kWidth * kRows;
 constexpr std::size_t kRow = 64;  ///< values that a search tests at a time
-
-/// The largest of start and the n differences a - b, but for the sign of a zero; a NaN among them
-/// is passed over.
-LIMES_CLONES float LargestDifference(const float* a, const float* b, std::size_t n, float start) {
-  Lanes high[kRows];
-  for (Lanes& lanes : high) {
-    lanes = start - Lanes{};
-  }
-  for (std::size_t i = 0; n >= kStep && i < n; i += kStep) {
-    const std::size_t at = std::min(i, n - kStep);  // some once more at the end
-    for (std::size_t r = 0; r < kRows; ++r) {
-      Lanes x;
-      Lanes y;
-      std::memcpy(&x, a + at + r * kWidth, sizeof(x));
-      std::memcpy(&y, b + at + r * kWidth, sizeof(y));
-      const Lanes d = x - y;
-      high[r] = d > high[r] ? d : high[r];
-    }
-  }
-  for (const Lanes& lanes : high) {
-    for (std::size_t k = 0; k < kWidth; ++k) {
-      start = lanes[k] > start ? lanes[k] : start;
-    }
-  }
-  for (std::size_t i = 0; n < kStep && i < n; ++i) {
-    const float d = a[i] - b[i];
-    start = d > start ? d : start;
-  }
-  return start;
-}
 
 /// First index in [i, n) that passes the test; n when there is none.
 template <class Test>
