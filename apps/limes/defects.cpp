@@ -12,11 +12,12 @@
 namespace limes::host {
 namespace {
 
-/// Excess in hundredths of the spread; without spread before all others.
+/// Excess in hundredths of the spread; without a number for it before all others.
 std::int32_t Priority(const std::optional<double>& excessInS) {
   constexpr double kMost = std::numeric_limits<std::int32_t>::max();
+  const bool known = excessInS && !std::isnan(*excessInS);
   return static_cast<std::int32_t>(
-      excessInS ? std::clamp(std::round(100.0 * *excessInS), 0.0, kMost - 1.0) : kMost);
+      known ? std::clamp(std::round(100.0 * *excessInS), 0.0, kMost - 1.0) : kMost);
 }
 
 SDefect DefectOf(const CDefectReport& report, const SQuantityVerdict& quantity) {
