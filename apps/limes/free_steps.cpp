@@ -1,8 +1,11 @@
 #include "apps/limes/free_steps.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <new>
+#include <numeric>
+#include <vector>
 
 #include "apps/limes/errors.h"
 #include "limes/platform/text.h"
@@ -13,8 +16,19 @@ namespace {
 constexpr double kMostSteps = 1 << 24;
 constexpr double kStepTolerance = 1e-4;  ///< by which single precision may change a step
 
+/// In the order of x, equal ones as they came. The library's own sorting would repeat the exchanges
+/// that decide on equal x, which takes minutes where many of them lie far from their places.
 CSigPairs SortedPairs(const SQuantity& quantity, const std::string& what) {
-  CSigPairs pairs = MakePairs(quantity);
+  std::vector<std::size_t> order(quantity.x.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return quantity.x[a] < quantity.x[b]; });
+  SQuantity sorted = quantity;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    sorted.x[i] = quantity.x[order[i]];
+    sorted.values[i] = quantity.values[order[i]];
+  }
+  CSigPairs pairs = MakePairs(sorted);
   pairs.DatenSortieren(true);
   const std::uint32_t n = pairs.NPaare();
   if (n < 2 || !(pairs.Punkt(n - 1) > pairs.Punkt(0))) {
