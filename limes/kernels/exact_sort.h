@@ -84,9 +84,17 @@ class MaximumTree {
   std::vector<float> nodes_;
 };
 
+/// Swaps that a replay makes, and comparisons of its passes, before it ends with a stable sort:
+/// seconds to tens of them. The plain way would take hours then; no run below 14000 points gets
+/// here.
+struct SReplayEffort {
+  std::uint64_t swaps = 50'000'000;
+  std::uint64_t comparisons = 4'000'000'000;
+};
+
 /// The swaps of PlainExchangeSort for points without NaN, each found in O(log n).
 template <RunPoint Point>
-void ReplayExchangeSort(std::span<Point> points) {
+void ReplayExchangeSort(std::span<Point> points, SReplayEffort effort = {}) {
   constexpr std::size_t kFew = 48;
   if (points.size() <= kFew) {
     PlainExchangeSort(points);
@@ -95,6 +103,12 @@ void ReplayExchangeSort(std::span<Point> points) {
   MaximumTree tree{std::span<const Point>(points)};
   for (bool swapped = true; swapped;) {
     swapped = false;
+    if (effort.comparisons < points.size() || effort.swaps < points.size()) {
+      std::stable_sort(points.begin(), points.end(),
+                       [](const Point& a, const Point& b) { return a.x < b.x; });
+      return;
+    }
+    effort.comparisons -= points.size();
     float top = points[0].x;
     for (std::size_t i = 1; i < points.size(); ++i) {
       const float x = points[i].x;
@@ -102,6 +116,7 @@ void ReplayExchangeSort(std::span<Point> points) {
         top = x;
         continue;
       }
+      --effort.swaps;
       const std::size_t j = tree.FirstAbove(x);
       std::swap(points[i], points[j]);
       tree.Set(j, points[j].x);
@@ -183,7 +198,8 @@ void SortOrderedPoints(std::span<Point> points) {
 }
 
 /// The result of PlainExchangeSort, bit for bit: not that of a stable sort where x are equal. A NaN
-/// keeps its place, and the others are sorted as if it were not there.
+/// keeps its place, and the others are sorted as if it were not there. Only where this would take
+/// hours (SReplayEffort) points of equal x come in another order.
 ///
 /// O(n) for ascending points and for parts without points of equal x and different bits; up to
 /// O(n^2 log n) where such points lie far from their places. Without memory the plain way.

@@ -51,5 +51,19 @@ TEST(ExactSort, LongRuns) {
   }
 }
 
+TEST(ExactSort, EndsSortedWhenTheEffortIsSpent) {
+  std::vector<SPoint> points;
+  for (int i = 0; i < 200; ++i) {
+    points.push_back({static_cast<float>(i * 37 % 20), static_cast<float>(i)});
+  }
+  detail::ReplayExchangeSort(std::span<SPoint>(points), {.swaps = 210});
+  float sum = 0.0F;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    EXPECT_EQ(points[i].x, static_cast<float>(i / 10));
+    sum += points[i].y;
+  }
+  EXPECT_EQ(sum, 19900.0F) << "every point once";
+}
+
 }  // namespace
 }  // namespace limes
