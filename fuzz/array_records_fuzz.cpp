@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "limes/kernels/resample_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/print_window.h"
 #include "limes/signals/curve_array.h"
@@ -65,7 +66,16 @@ void RunArray(std::span<const std::uint8_t> bytes) {
       limes::CSigPairs pairs;
       array.Querschnitt(x, &pairs);
     }
-    static_cast<void>(array.FindeKurveHinter(array.TMin(), 0));
+    limes::CSigCurveExt target;
+    for (const int mode : {0, 1}) {
+      array.Maximum(&target, mode);
+      array.FlaechenKurveBilden(&target, array.VBereich().min, array.TMax(), mode != 0);
+    }
+    static_cast<void>(array.Mittelwert(&target) && array.RMS(&target));
+    limes::CResampleTool tool;
+    tool.Setze2dAusschnitt(true, array.VBereich().min, target.XMax(), array.TMin(), array.TMax());
+    static_cast<void>(tool.Resample2d(&array, 5, 3));
+    Require(!array.Append(array) || array.Anzahl() % 2 == 0);
   }
 }
 
