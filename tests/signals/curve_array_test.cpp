@@ -167,17 +167,15 @@ TEST(CurveArray, RangesAndSearch) {
   EXPECT_EQ(array.TVMax(), 4.0F);
   array.XVBereich(0.5F, 7);
   EXPECT_EQ(State(array), "1:0 3:1 3:2 - 8:4 T 1 8 0.5 x 0.5 2");
-  const struct {
-    float t;
-    int start, at, behind;
-  } cases[] = {{0, 0, 0, 0}, {1, 0, 0, 0},  {2, 0, 0, 1}, {3, 0, 3, 1},   {3, 2, 3, 2},
-               {8, 0, 4, 4}, {9, -7, 4, 5}, {0, 4, 4, 4}, {0, 99, 4, 99}, {kNaN, 0, 4, 5}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(array.FindeKurveZu(c.t, c.start), c.at) << c.t << " from " << c.start;
-    EXPECT_EQ(array.FindeKurveHinter(c.t, c.start), c.behind) << c.t << " from " << c.start;
+  const std::tuple<float, int, int, int> cases[] = {
+      // t, start; at or before, at or behind
+      {0, 0, 0, 0}, {1, 0, 0, 0},  {2, 0, 0, 1}, {3, 0, 3, 1},   {3, 2, 3, 2},
+      {8, 0, 4, 4}, {9, -7, 4, 5}, {0, 4, 4, 4}, {0, 99, 4, 99}, {kNaN, 0, 4, 5}};
+  for (const auto& [t, start, at, behind] : cases) {
+    EXPECT_EQ(array.FindeKurveZu(t, start), at) << t << " from " << start;
+    EXPECT_EQ(array.FindeKurveHinter(t, start), behind) << t << " from " << start;
   }
-  const CMeasuringUnit hertz(commonUnits::hertz);
-  array.AlleKurvenBereich(5, 15, hertz, hertz);
+  array.AlleKurvenBereich(5, 15, CMeasuringUnit(), CMeasuringUnit());
   EXPECT_EQ(array[4]->VMax(), 15.0F);
   EXPECT_EQ(array.XDelta(), 5.0F);
 }
@@ -239,45 +237,38 @@ void ExpectSame(const Ext& actual, const Ext& expected) {
   }
 }
 
-/// Combines each further curve with a copy of the first by step(target, curve, first).
-template <class Step>
-Ext Sequence(const CSigCurveArray& array, Step step) {
-  Ext target = *array[0];
-  step(target, *array[0], true);
-  for (int i = 1; i < array.Anzahl(); ++i) {
-    if (array[i] != nullptr) {
-      step(target, *array[i], false);
+enum class Way { kSum, kSquares, kLargest, kSmallest };
+
+/// Combines the curves one after the other with a copy of the first.
+Ext Plain(const CSigCurveArray& array, const CSigPairs* weights, Way way) {
+  Ext all = *array[0];
+  for (int i = 0; i < array.Anzahl(); ++i) {
+    const Ext& curve = *array[array[i] == nullptr ? 0 : i];
+    const float w = weights == nullptr ? 1.0F : weights->WertBei(curve.Date());
+    if (array[i] == nullptr || (i == 0 && way > Way::kSquares)) {
+      continue;
+    }
+    if (way > Way::kSquares) {
+      all.Maximize(&curve, way == Way::kLargest ? 1 : 0);
+      all ^= curve;
+      continue;
+    }
+    if (i > 0) {
+      all.Schrumpfen(curve.XMin(), curve.XMax());
+    }
+    const auto shared = static_cast<int>(std::min(curve.DLen(), all.DLen()));
+    if (way == Way::kSquares) {
+      for (int j = i == 0 ? 0 : all.IMin(); j < shared && (i == 0 || j <= all.IMax()); ++j) {
+        const float s = curve.ValArray()[j];
+        all.ValArray()[j] = (i == 0 ? 0.0F : all.ValArray()[j]) + (w * s) * s;
+      }
+    } else if (weights != nullptr) {
+      i == 0 ? void(all *= w) : all.AddWithWeight(curve, w, 0);
+    } else if (i > 0) {
+      all += curve;
     }
   }
-  return target;
-}
-
-Ext PlainSum(const CSigCurveArray& array, const CSigPairs* weights) {
-  return Sequence(array, [=](Ext& target, const Ext& curve, bool first) {
-    if (!first) {
-      target.Schrumpfen(curve.XMin(), curve.XMax());
-    }
-    if (weights != nullptr) {
-      const float w = weights->WertBei(curve.Date());
-      first ? void(target *= w) : target.AddWithWeight(curve, w, 0);
-    } else if (!first) {
-      target += curve;
-    }
-  });
-}
-
-Ext PlainSquares(const CSigCurveArray& array, const CSigPairs* weights) {
-  return Sequence(array, [=](Ext& target, const Ext& curve, bool first) {
-    const float w = weights == nullptr ? 1.0F : weights->WertBei(curve.Date());
-    if (!first) {
-      target.Schrumpfen(curve.XMin(), curve.XMax());
-    }
-    const auto shared = static_cast<int>(std::min(curve.DLen(), target.DLen()));
-    for (int i = first ? 0 : target.IMin(); i < shared && (first || i <= target.IMax()); ++i) {
-      const float s = curve.ValArray()[i];
-      target.ValArray()[i] = (first ? 0.0F : target.ValArray()[i]) + (w * s) * s;
-    }
-  });
+  return all;
 }
 
 TEST(CurveArrayReductions, EqualTheStepsOneAfterTheOther) {
@@ -298,13 +289,13 @@ TEST(CurveArrayReductions, EqualTheStepsOneAfterTheOther) {
       }
       const float factor = total != 0 ? 1 / total : 1;
 #define LIMES_REDUCED(f) (weights == nullptr ? array.f(&target) : array.f(&target, weights))
-      Ext expected = PlainSum(array, weights);
+      Ext expected = Plain(array, weights, Way::kSum);
       EXPECT_TRUE(LIMES_REDUCED(Summe));
       ExpectSame(target, expected);
       expected *= factor;
       EXPECT_TRUE(LIMES_REDUCED(Mittelwert));
       ExpectSame(target, expected);
-      expected = PlainSquares(array, weights);
+      expected = Plain(array, weights, Way::kSquares);
       EXPECT_TRUE(LIMES_REDUCED(QuadratSumme));
       ExpectSame(target, expected);
       expected *= factor;
@@ -317,13 +308,7 @@ TEST(CurveArrayReductions, EqualTheStepsOneAfterTheOther) {
     }
     for (const int mode : {0, 1}) {
       EXPECT_TRUE(array.Maximum(&target, mode));
-      const auto larger = [mode](Ext& all, const Ext& curve, bool first) {
-        if (!first) {
-          all.Maximize(&curve, mode);
-          all ^= curve;
-        }
-      };
-      ExpectSame(target, Sequence(array, larger));
+      ExpectSame(target, Plain(array, nullptr, mode != 0 ? Way::kLargest : Way::kSmallest));
     }
   }
 }
