@@ -15,15 +15,18 @@ const float kNaN = std::nanf("");
 TEST(VectorReductions, HaveTheBitsOfThePlainLoop) {
   std::mt19937 random(3);
   for (const auto& c : test::ApartCases()) {
-    for (std::uint32_t trial = 0; trial < 6 * 131 + 60; ++trial) {
+    for (std::uint32_t trial = 0; trial < 6 * 131 + 90; ++trial) {
       const auto place = static_cast<std::uint32_t>(random());
       const std::uint32_t n = trial < 6 * 131 ? trial % 131 : place % 3000;
       const std::uint32_t di = trial % 2 == 0 ? 1 : 1 + place % 5;
       const std::uint32_t si = trial % 2 == 0 ? 1 : 1 + place / 5 % 5;
       const std::size_t d = 1 + place / 32 % 16;
       const std::size_t s = d + std::size_t{n} * di + 9 + place / 512 % 16;
-      const auto block = test::RandomFloats(random, s + std::size_t{n} * si + 9,
-                                            static_cast<int>(trial / 131 % 3));
+      auto block = test::RandomFloats(random, s + std::size_t{n} * si + 9,
+                                      static_cast<int>((n < 131 ? trial / 131 : trial) % 3));
+      for (float& x : block) {  // none above, or none below zero: zeros of both signs are extreme
+        x = (place % 3 == 0 && x > 0.0F) || (place % 3 == 1 && x < 0.0F) ? -x : x;
+      }
       ASSERT_EQ(FirstDifference(c, block, d, di, s, si, n), -1)
           << c.name << " trial " << trial << ": n " << n << ", increments " << di << ' ' << si;
     }
@@ -57,6 +60,30 @@ TEST(VectorReductions, ExponentialIsExactToOneUnit) {
   EXPECT_TRUE(std::isnan(detail::FixedExp(kNaN)));
 }
 
+TEST(VectorReductions, FiltersGoOnWithTheState) {
+  const std::array in = {4.0F, -1.0F, 8.0F, -1.0F, 0.0F, -1.0F};
+  const std::array low = {4.0F, -1.0F, 6.0F, -1.0F, 3.0F, -1.0F};
+  const std::array high = {0.0F, -1.0F, 2.0F, -1.0F, -3.0F, -1.0F};
+  std::array<float, 6> x = in;
+  float state = 9.0F;
+  DVL::VectorTiefpass(x.data(), 0, 2, 0.5F, state, true);
+  DVL::VectorTiefpass(x.data(), 3, 2, 0.5F, state, true);
+  EXPECT_TRUE(x == low && state == 3.0F);
+  x = in;
+  state = 4.0F;
+  DVL::VectorHochpass(x.data(), 1, 2, 0.5F, state, false);
+  DVL::VectorHochpass(x.data() + 2, 2, 2, 0.5F, state, false);
+  EXPECT_TRUE(x == high && state == 3.0F);
+  std::array<std::int32_t, 6> words = {2, -1, 4, -1, 0, -1};
+  state = 4.0F;
+  DVL::I2FAcFilterIp(words.data(), 2.0F, 0.5F, 0.5F, &state, 3, 2);
+  words[1] = words[3] = words[5] = std::bit_cast<std::int32_t>(-1.0F);
+  EXPECT_TRUE((std::bit_cast<std::array<float, 6>>(words) == high));
+  std::array<float, 3> close = {4.0F, 8.0F, 0.0F};
+  DVL::AcFilterIp(close.data(), 0.25F, 0.5F, &state, 3);
+  EXPECT_EQ(close, (std::array{1.5F, 4.75F, -1.625F}));
+}
+
 TEST(VectorReductions, KeepsStatedResults) {
   const float levels[] = {0.0F, 0.0F, 390.0F};
   EXPECT_NEAR(DVL::VectorLogSum(levels, 2, 1), 3.0103F, 1e-5F);
@@ -72,6 +99,8 @@ TEST(VectorReductions, KeepsStatedResults) {
   std::uint32_t pos = 1;
   EXPECT_TRUE(DVL::MaxDifference(nullptr, levels, 0, &pos) == 0.0F && pos == 0);
   EXPECT_TRUE(DVL::MaxDifference(a + 1, levels, 0, &pos) == 2.0F && pos == 0);
+  const float zeros[] = {0.0F, -0.0F};
+  EXPECT_TRUE(std::signbit(DVL::MaxDifference(zeros, flat.data(), 2, &pos)) && pos == 1);
   EXPECT_TRUE(DVL::MaxDifference(a, flat.data(), 5, &pos) == 5.0F && pos == 3);
   EXPECT_FALSE(DVL::LocalMaxDifferencePosition(a, flat.data(), 7, 7, end, pos));
   EXPECT_TRUE(end == 1 && pos == 3);
@@ -94,6 +123,13 @@ TEST(VectorReductions, KeepsStatedResults) {
     DVL::Resamling(c.flags, ramp, c.nIn, c.inc, out.data(), 4, 1.0F);
     EXPECT_EQ(out, c.expected) << c.nIn << ' ' << c.inc << ' ' << c.flags;
   }
+  std::array<float, 9> nine{};
+  DVL::Resamling(0, ramp, 3, 1, nine.data(), 9, 0.5F);
+  EXPECT_EQ(nine, (std::array{0.0F, 0.0F, 0.0F, 5.0F, 5.0F, 5.0F, 5.0F, 10.0F, 10.0F}));
+  DVL::Resamling(4, ramp, 3, 2, nine.data(), 9, 0.5F);
+  EXPECT_EQ(nine, (std::array{0.0F, 2.5F, 5.0F, 7.5F, 10.0F, 12.0F, 14.0F, 16.0F, 18.0F}));
+  DVL::Resamling(4, ramp + 1, 1, 1, nine.data(), 9, 0.5F);
+  EXPECT_EQ(std::count(nine.begin(), nine.end(), 5.0F), 9);
   std::array<float, 3> three{};
   DVL::DownsamlingMinMax(ramp, 10, 1, three.data(), 3, 2.0F);
   EXPECT_EQ(three, (std::array{0.0F, 180.0F, 180.0F}));

@@ -61,18 +61,6 @@ inline float PlainLevel(const Buffers& r, float over) {
   return sum > 1e-9F ? std::log(sum / over * reference) / kPerDecibel : 0.0F;
 }
 
-/// Low-passed s, then what of says.
-template <class Value, class Of>
-void PlainFilter(const Buffers& r, float a, float b, float state, Value value, Of of) {
-  for (std::size_t i = 0; i < r.n; ++i) {
-    float& x = r.d[i * r.di];
-    const float in = value(x);
-    state = state * b + in * a;
-    x = of(in, state);
-  }
-  r.s[0] = state;
-}
-
 /// Two calls for a matrix of about n elements in s, whose five results and count are stored in d.
 template <class Call>
 void Twice(const Buffers& r, Call call) {
@@ -132,7 +120,7 @@ inline std::uint32_t Nearest(float place, std::uint32_t last) {
                                           : last;
 }
 
-enum class Bin { kMean, kMax, kMinMax, kAny };
+enum class Bin { kMean, kMax, kMinMax };
 
 inline std::vector<float> PlainDown(const Buffers& r, Bin kind, std::uint32_t nOut) {
   const bool pairs = kind == Bin::kMinMax;
@@ -169,49 +157,17 @@ inline std::vector<float> PlainDown(const Buffers& r, Bin kind, std::uint32_t nO
   return out;
 }
 
-inline std::vector<float> PlainUp(const Buffers& r, bool lines, std::uint32_t nOut) {
-  const auto x = Elements(r);
-  std::vector<float> out;
-  const float ratio = static_cast<float>(nOut) / static_cast<float>(r.n - 1);
-  float acc = 0.0F;
-  for (std::uint32_t i = 0; r.n > 2 && i + 1 < r.n; ++i) {
-    acc = acc + ratio;
-    const auto k = Nearest(acc, nOut) - static_cast<std::uint32_t>(out.size());
-    const float step = (x(i + 1) - x(i)) / static_cast<float>(k);
-    float y = x(i);
-    for (std::uint32_t j = 0; j < k; ++j, y += step) {
-      out.push_back(lines ? y : x(j < k / 2 + 1 ? i : i + 1));
-    }
-  }
-  const float step = (r.s[1] - r.s[0]) / static_cast<float>(nOut + 1);
-  for (std::uint32_t j = 0; r.n < 3 && j < nOut; ++j) {
-    out.push_back(r.n == 1 ? r.s[0] : static_cast<float>(j) * step + r.s[0]);
-  }
-  return out;
-}
-
-/// Resamling when kind is none of the bins.
-inline void PlainResampling(const Buffers& r, Bin kind, unsigned flags, float factor) {
+inline void PlainDownsampling(const Buffers& r, Bin bin, float factor) {
   const std::uint32_t nOut = OutCount(r);
-  const bool any = kind == Bin::kAny;
-  std::vector<float> out;
-  if (r.n == nOut) {
-    for (std::size_t i = 0; i < nOut; ++i) {
-      out.push_back(Elements(r)(i));
-    }
-  } else if (any && r.n < nOut && r.n > 0) {
-    out = PlainUp(r, (flags & 4) != 0, nOut);
-  } else if (r.n > 0) {
-    out = PlainDown(r, !any ? kind : (flags & 2) != 0 ? Bin::kMean : Bin::kMax, nOut);
-  }
-  if (out.empty()) {
+  if (r.n == 0) {
     return;
   }
-  out.resize(nOut, out.back());
+  const std::vector<float> out = PlainDown(r, bin, nOut);
   for (std::size_t j = 0; j < nOut; ++j) {
-    r.d[j] = out[j] * factor;
+    const float value = j < out.size() ? out[j] : out.back();
+    r.d[j] = factor * (r.n == nOut ? Elements(r)(j) : value);
   }
-  if (kind == Bin::kMinMax && nOut == 3 && r.n != 3) {
+  if (bin == Bin::kMinMax && nOut == 3 && r.n != 3) {
     r.d[2] = factor * 0.5F * (r.d[0] + r.d[1]);
   }
 }
@@ -277,50 +233,15 @@ inline std::vector<KernelCase> LevelCases() {
   return cases;
 }
 
-inline std::vector<KernelCase> FilterCases() {
-  const auto same = [](float x) { return x; };
-  const auto scaled = [](float x) {
-    return static_cast<float>(std::bit_cast<std::int32_t>(x)) * 1.1F;
-  };
-  const auto low = [](float, float s) { return s; };
-  const auto high = [](float x, float s) { return x - s; };
-  std::vector<KernelCase> cases = {
-      LIMES_BOTH("AcFilterIp", DVL::AcFilterIp(d, 0.3F, 0.6F, s, n),
-                 PlainFilter({r.d, 1, r.s, 1, r.n}, 0.3F, 0.6F, r.s[0], same, high)),
-      LIMES_BOTH("I2FAcFilterIp", DVL::I2FAcFilterIp(d, 1.1F, 0.3F, 0.6F, s, n, di),
-                 PlainFilter(r, 0.3F, 0.6F, r.s[0], scaled, high)),
-  };
-  for (const bool init : {false, true}) {
-    const auto state = [init](const Buffers& r) {
-      return init && r.n > 0 ? DVL::VectorMean(r.d, r.n, r.di) : r.s[0];
-    };
-    const auto rest = static_cast<float>(1.0 - double{0.7F});
-    cases.push_back(LIMES_BOTH("VectorTiefpass", DVL::VectorTiefpass(d, n, di, 0.7F, *s, init),
-                               PlainFilter(r, rest, 0.7F, state(r), same, low)));
-    cases.push_back(LIMES_BOTH("VectorHochpass", DVL::VectorHochpass(d, n, di, 0.7F, *s, init),
-                               PlainFilter(r, rest, 0.7F, state(r), same, high)));
-  }
-  return cases;
-}
-
-inline std::vector<KernelCase> ResamplingCases() {
-  const std::pair<Bin, decltype(&DVL::DownsamlingMean)> shorter[] = {
-      {Bin::kMean, DVL::DownsamlingMean},
-      {Bin::kMax, DVL::DownsamlingMax},
-      {Bin::kMinMax, DVL::DownsamlingMinMax}};
+inline std::vector<KernelCase> DownsamplingCases() {
   std::vector<KernelCase> cases;
   for (const float factor : {1.0F, 0.7F}) {
-    for (const auto& each : shorter) {
-      const auto kernel = each.second;
-      const Bin bin = each.first;
-      cases.push_back(LIMES_BOTH("Downsamling", kernel(s, n, si, d, OutCount(r), factor),
-                                 PlainResampling(r, bin, 0, factor)));
-    }
-    for (const unsigned flags : {0U, 2U, 4U}) {
-      cases.push_back(LIMES_BOTH("Resamling",
-                                 DVL::Resamling(flags, s, n, si, d, OutCount(r), factor),
-                                 PlainResampling(r, Bin::kAny, flags, factor)));
-    }
+    cases.push_back(LIMES_BOTH("Mean", DVL::DownsamlingMean(s, n, si, d, OutCount(r), factor),
+                               PlainDownsampling(r, Bin::kMean, factor)));
+    cases.push_back(LIMES_BOTH("Max", DVL::DownsamlingMax(s, n, si, d, OutCount(r), factor),
+                               PlainDownsampling(r, Bin::kMax, factor)));
+    cases.push_back(LIMES_BOTH("MinMax", DVL::DownsamlingMinMax(s, n, si, d, OutCount(r), factor),
+                               PlainDownsampling(r, Bin::kMinMax, factor)));
   }
   return cases;
 }
@@ -328,7 +249,7 @@ inline std::vector<KernelCase> ResamplingCases() {
 /// Kernels of which d and s must lie apart; a value in front of s is read, too.
 inline std::vector<KernelCase> ApartCases() {
   std::vector<KernelCase> all;
-  for (const auto& cases : {ExtremeCases(), LevelCases(), FilterCases(), ResamplingCases()}) {
+  for (const auto& cases : {ExtremeCases(), LevelCases(), DownsamplingCases()}) {
     all.insert(all.end(), cases.begin(), cases.end());
   }
   return all;
