@@ -27,6 +27,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunMerge(options, console);
     case Command::kConvert:
       return RunConvert(options, console);
+    case Command::kPlot:
+      return RunPlot(options, console);
     case Command::kDemo:
       break;
   }
@@ -55,6 +57,9 @@ int RunShow(const SOptions& options, SConsole& console) {
 }
 
 int RunReport(const SOptions& options, SConsole& console) {
+  if (!options.output.empty()) {
+    return RunHtmlReport(options, console);
+  }
   CStore store(options.store, CStore::Mode::kReading);
   SCounts counts;
   const std::string good = store.Settings().value_or(SSettings()).good.value_or("good");

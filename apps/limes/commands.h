@@ -18,6 +18,8 @@ int RunShow(const SOptions& options, SConsole& console);
 int RunReport(const SOptions& options, SConsole& console);
 int RunMerge(const SOptions& options, SConsole& console);
 int RunConvert(const SOptions& options, SConsole& console);
+int RunPlot(const SOptions& options, SConsole& console);
+int RunHtmlReport(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);
 
 }  // namespace limes::host

@@ -204,6 +204,26 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
   return command;
 }
 
+CLI::App* AddPlot(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("plot", "draw a learnt quantity as SVG");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("QUANTITY", o.quantity, "its name in the store")->required()->type_name("");
+  command->add_option("PART", o.files, "judged parts whose places beyond the limit are marked")
+      ->type_name("");
+  AddText(
+      *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
+      "the file to write (standard output)", "OUT");
+  return command;
+}
+
+CLI::App* AddReport(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddList(app, o, "report", "list stored verdicts and defects");
+  AddText(
+      *command, "--html", [&o](const std::string& t) { o.output = t; },
+      "write a page with plots, verdicts and defects instead", "FILE");
+  return command;
+}
+
 SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& arguments) {
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
   try {
@@ -238,9 +258,10 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddRun(app, o, "learn", "learn every part in the files as good"), Command::kLearn},
       {AddRun(app, o, "test", "judge every part in the files"), Command::kTest},
       {AddList(app, o, "show", "list the learnt quantities"), Command::kShow},
-      {AddList(app, o, "report", "list stored verdicts and defects"), Command::kReport},
+      {AddReport(app, o), Command::kReport},
       {AddMerge(app, o), Command::kMerge},
       {AddConvert(app, o), Command::kConvert},
+      {AddPlot(app, o), Command::kPlot},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

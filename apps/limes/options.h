@@ -9,18 +9,19 @@
 
 namespace limes::host {
 
-enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kDemo };
+enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kPlot, kDemo };
 
 /// The command line.
 struct SOptions {
   Command command = Command::kShow;
   std::string store;
-  std::vector<std::string> files;  ///< measurements; stores that are joined
+  std::vector<std::string> files;  ///< measurements; stores that are joined; names of parts
+  std::string quantity;            ///< that is drawn
   SSettings settings;              ///< only what was given
   SSelection selection;
   std::vector<SCondition> where;
   bool json = false;
-  std::string output;                 ///< of a conversion; empty: standard output
+  std::string output;                 ///< file of a conversion, plot or HTML report; empty: none
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one
 };

@@ -1,10 +1,9 @@
-#include <filesystem>
-#include <memory>
 #include <ostream>
 
 #include "apps/limes/commands.h"
 #include "apps/limes/csv_reader.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/output_file.h"
 #include "apps/limes/part_source.h"
 #include "apps/limes/part_writer.h"
 
@@ -30,64 +29,6 @@ class CConsoleFile : public CFileStream {
 
  private:
   std::ostream& out_;
-};
-
-/// A file that takes its name only when it is whole, so that no one reads half of it and what was
-/// there stays when the writing fails. A device or pipe is written as it comes.
-class COutputFile {
- public:
-  explicit COutputFile(const std::string& path) : path_(path), written_(path) {
-    std::error_code error;
-    direct_ =
-        std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
-    if (!direct_) {
-      // What a link leads to is replaced, not the link.
-      const std::filesystem::path real = std::filesystem::canonical(path, error);
-      target_ = error ? path : real.string();
-      written_ = target_ + ".unfinished";
-    }
-    if (!stream_.Open(written_, CDiskStream::Mode::kWrite)) {
-      Fail("cannot be made");
-    }
-  }
-  COutputFile(const COutputFile&) = delete;
-  COutputFile& operator=(const COutputFile&) = delete;
-
-  ~COutputFile() {
-    if (!done_ && !direct_) {
-      stream_.Close();
-      std::error_code error;
-      std::filesystem::remove(written_, error);
-    }
-  }
-
-  CFileStream& Stream() { return stream_; }
-
-  void Finish() {
-    std::error_code error;
-    if (!stream_.Close()) {
-      Fail("cannot be written");
-    }
-    if (!direct_) {
-      std::filesystem::rename(written_, target_, error);
-    }
-    if (error) {
-      Fail("cannot be made: " + error.message());
-    }
-    done_ = true;
-  }
-
-  [[noreturn]] void Fail(const std::string& reason) const {
-    throw CHostError(ExitCode::kStore, path_ + ": " + reason);
-  }
-
- private:
-  std::string path_;
-  std::string target_;
-  std::string written_;
-  CDiskStream stream_;
-  bool direct_ = false;
-  bool done_ = false;
 };
 
 OutputFormat ChooseFormat(const SOptions& options) {

@@ -176,6 +176,19 @@ std::vector<SLearntPart> CStore::LearntParts() {
   return result;
 }
 
+std::vector<SRun> CStore::Runs() {
+  std::vector<SRun> result;
+  CStatement list(database_->Handle(),
+                  "SELECT command, started, total(verdict = 'learnt'), total(verdict = 'OK'), "
+                  "total(verdict = 'NOK'), total(verdict = 'not judged') FROM run "
+                  "LEFT JOIN part ON part.run = run.id GROUP BY run.id ORDER BY run.id");
+  while (list.Step()) {
+    result.push_back(
+        {list.Text(0), list.Text(1), list.Int(2), list.Int(3), list.Int(4), list.Int(5)});
+  }
+  return result;
+}
+
 void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
                        const std::vector<std::int64_t>& ids) {
   statements_->addPart.Bind(run)

@@ -36,6 +36,16 @@ struct SLearntPart {
   std::optional<std::string> label;
 };
 
+/// A command that stored something.
+struct SRun {
+  std::string command;
+  std::string started;  ///< UTC
+  std::int64_t learnt = 0;
+  std::int64_t ok = 0;
+  std::int64_t nok = 0;
+  std::int64_t notJudged = 0;
+};
+
 /// The store: one SQLite file in WAL mode, described in docs/store.md:
 ///   store     one row: settings (JSON), state_version (grows with every change of a learn state)
 ///   quantity  what is measured: name, kind, units
@@ -79,6 +89,7 @@ class CStore {
   std::int64_t AddRun(const std::string& command);
   void AddLearnt(std::int64_t run, const SLearntPart& part);
   std::vector<SLearntPart> LearntParts();
+  std::vector<SRun> Runs();
 
   /// ids: the quantity's id per entry of verdict.quantities.
   void AddJudged(std::int64_t run, const SPartVerdict& verdict,

@@ -1,0 +1,60 @@
+#include "apps/limes/output_file.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "apps/limes/errors.h"
+
+namespace limes::host {
+
+COutputFile::COutputFile(const std::string& path) : path_(path), written_(path) {
+  std::error_code error;
+  direct_ = std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
+  if (!direct_) {
+    // What a link leads to is replaced, not the link.
+    const std::filesystem::path real = std::filesystem::canonical(path, error);
+    target_ = error ? path : real.string();
+    written_ = target_ + ".unfinished";
+  }
+  if (!stream_.Open(written_, CDiskStream::Mode::kWrite)) {
+    Fail("cannot be made");
+  }
+}
+
+COutputFile::~COutputFile() {
+  if (!done_ && !direct_) {
+    stream_.Close();
+    std::error_code error;
+    std::filesystem::remove(written_, error);
+  }
+}
+
+void COutputFile::Finish() {
+  std::error_code error;
+  if (!stream_.Close()) {
+    Fail("cannot be written");
+  }
+  if (!direct_) {
+    std::filesystem::rename(written_, target_, error);
+  }
+  if (error) {
+    Fail("cannot be made: " + error.message());
+  }
+  done_ = true;
+}
+
+void COutputFile::Fail(const std::string& reason) const {
+  throw CHostError(ExitCode::kStore, path_ + ": " + reason);
+}
+
+void WriteOutput(const std::string& path, const std::string& text) {
+  COutputFile file(path);
+  try {
+    file.Stream().Write(text.data(), text.size());
+  } catch (const CStorable::failure&) {
+    file.Fail("cannot be written");
+  }
+  file.Finish();
+}
+
+}  // namespace limes::host

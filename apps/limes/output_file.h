@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+
+#include "limes/platform/file_stream.h"
+
+namespace limes::host {
+
+/// A file that takes its name only when it is whole, so that no one reads half of it and what was
+/// there stays when the writing fails. A device or pipe is written as it comes. Throws CHostError.
+class COutputFile {
+ public:
+  explicit COutputFile(const std::string& path);
+  COutputFile(const COutputFile&) = delete;
+  COutputFile& operator=(const COutputFile&) = delete;
+  ~COutputFile();
+
+  CFileStream& Stream() { return stream_; }
+
+  void Finish();
+
+  [[noreturn]] void Fail(const std::string& reason) const;
+
+ private:
+  std::string path_;
+  std::string target_;
+  std::string written_;
+  CDiskStream stream_;
+  bool direct_ = false;
+  bool done_ = false;
+};
+
+/// Writes a whole text.
+void WriteOutput(const std::string& path, const std::string& text);
+
+}  // namespace limes::host

@@ -1,0 +1,87 @@
+#include <algorithm>
+#include <ostream>
+
+#include "apps/limes/commands.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/html_report.h"
+#include "apps/limes/model.h"
+#include "apps/limes/output_file.h"
+#include "apps/limes/store.h"
+#include "apps/limes/svg_plot.h"
+
+namespace limes::host {
+namespace {
+
+/// A part is called by its whole name, or by what is behind its last slash.
+bool IsCalled(const std::string& part, const std::string& name) {
+  return part == name || (part.size() > name.size() && part.ends_with(name) &&
+                          part[part.size() - name.size() - 1] == '/');
+}
+
+/// The marks of the named parts in the order of the names; of a part judged twice the later ones.
+std::vector<SPlotMark> MarksOf(CStore& store, const std::vector<std::string>& names,
+                               const std::string& quantity) {
+  std::vector<std::vector<SPlotMark>> marks(names.size());
+  std::vector<bool> found(names.size(), false);
+  if (!names.empty()) {
+    store.ForEachJudged([&](const SPartVerdict& verdict) {
+      for (std::size_t i = 0; i < names.size(); ++i) {
+        if (IsCalled(verdict.part, names[i])) {
+          marks[i] = MarksOfPart(verdict, quantity);
+          found[i] = true;
+        }
+      }
+    });
+  }
+  std::vector<SPlotMark> all;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!found[i]) {
+      throw CUsageError("no part " + Quoted(names[i]) + " was judged in this store");
+    }
+    all.insert(all.end(), marks[i].begin(), marks[i].end());
+  }
+  return all;
+}
+
+}  // namespace
+
+int RunPlot(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kReading);
+  store.BeginReading();
+  CModel model(store.Settings().value_or(SSettings()));
+  model.Load(store);
+  const std::vector<SLearntSummary> summaries = model.Summaries();
+  SPlot plot;
+  std::string known;
+  for (const SLearntSummary& summary : summaries) {
+    if (summary.name == options.quantity) {
+      plot.sides.push_back(&summary);
+    }
+    known += (known.empty() ? "" : ", ") + summary.name;
+  }
+  if (plot.sides.empty()) {
+    throw CUsageError("no quantity " + Quoted(options.quantity) + " in " + options.store +
+                      "; there is " + (known.empty() ? "none" : known));
+  }
+  plot.marks = MarksOf(store, options.files, options.quantity);
+  store.Rollback();
+  const std::string svg = DrawPlot(plot);
+  if (options.output.empty()) {
+    console.out << svg;
+  } else {
+    WriteOutput(options.output, svg);
+  }
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+int RunHtmlReport(const SOptions& options, SConsole& console) {
+  if (options.json) {
+    throw CUsageError("--json and --html exclude each other");
+  }
+  CStore store(options.store, CStore::Mode::kReading);
+  WriteOutput(options.output, HtmlReport(store));
+  console.out << "wrote " << options.output << '\n';
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host

@@ -1,0 +1,141 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <regex>
+
+#include "apps/limes/svg_plot.h"
+#include "tests/host/host_fixture.h"
+
+namespace limes::host {
+namespace {
+
+using test::RunLimes;
+using testing::HasSubstr;
+using testing::Not;
+
+/// What is wrong with the nesting of tags; empty when nothing is.
+std::string Unbalanced(const std::string& text) {
+  std::vector<std::string> open;
+  const std::regex tag("<(/?)([a-zA-Z][a-zA-Z0-9]*)((?:[^<>\"]|\"[^\"<]*\")*)>");
+  const std::string body = text.substr(0, text.find("<script>"));
+  for (std::sregex_iterator i(body.begin(), body.end(), tag), end; i != end; ++i) {
+    const bool empty = (*i)[3].str().ends_with("/") || (*i)[2] == "meta";
+    if ((*i)[1].length() > 0 && (open.empty() || open.back() != (*i)[2])) {
+      return i->str();
+    }
+    if ((*i)[1].length() > 0) {
+      open.pop_back();
+    } else if (!empty) {
+      open.push_back((*i)[2]);
+    }
+  }
+  const auto left = std::count(body.begin(), body.end(), '<') -
+                    std::distance(std::sregex_iterator(body.begin(), body.end(), tag), {});
+  return left > 1 ? "a bare <" : "";  // the doctype is one
+}
+
+class Plot : public test::HostTest {
+ protected:
+  std::string store_ = File("a.limes");
+
+  /// Learns rows of a ramp of n points and judges parts, each with an excess of 50 at one point.
+  void Fill(int n, int judged, const std::string& name) {
+    const auto row = [n](int part, double add, int at) {
+      std::string text = std::string("p") + std::to_string(part);
+      for (int i = 0; i < n; ++i) {
+        text.append(",").append(std::to_string(i + part % 3 + (i == at ? add : 0.0)));
+      }
+      return text + "\n";
+    };
+    std::string head = "id";
+    for (int i = 0; i < n; ++i) {
+      head.append(",v").append(std::to_string(i));
+    }
+    std::string learn = head + "\n";
+    std::string test = learn;
+    for (int i = 0; i < std::max(judged, 9); ++i) {
+      learn += i < 9 ? row(i, 0.0, 0) : "";
+      test += i < judged ? row(i, 50.0, i % n) : "";
+    }
+    const std::vector<std::string> how = {"--rows", "--part-column", "id",   "--name",
+                                          "noise",  "--unit",        "mm<s", "--sides",
+                                          "both",   "--x-unit",      "s"};
+    std::vector<std::string> words = {"learn", store_, Write("learn.csv", learn)};
+    words.insert(words.end(), how.begin(), how.end());
+    ASSERT_EQ(RunLimes(words).code, 0);
+    ASSERT_EQ(RunLimes({"test", store_, Write(name, test)}).code, 1);
+  }
+};
+
+TEST_F(Plot, EscapesWhatFilesHold) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"<b a=\"1\" b='2'>&", "&lt;b a=&quot;1&quot; b=&#39;2&#39;&gt;&amp;"},
+      {std::string("a\0b\x1b\xff\xe2\x80\xae", 8), "a\uFFFDb\uFFFD\uFFFD\uFFFD"},
+      {std::string(159, 'x') + "ü", std::string(159, 'x') + "…"},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(Escaped(text), expected);
+  }
+  Fill(4, 3, "a\"><script>alert(1)<&'.csv");
+  ASSERT_EQ(RunLimes({"report", store_, "--html", File("r.html")}).code, 0);
+  const std::string page = Read(File("r.html"));
+  EXPECT_THAT(page, HasSubstr("&lt;script&gt;alert(1)&lt;&amp;&#39;.csv:p0"));
+  EXPECT_THAT(page, Not(HasSubstr("<script>alert")));
+  EXPECT_THAT(page, Not(HasSubstr("http://www.w3.org/1999")));
+  EXPECT_EQ(Unbalanced(page), "");
+  EXPECT_EQ(Unbalanced(RunLimes({"plot", store_, "noise"}).out), "");
+}
+
+TEST_F(Plot, DrawsCurvesAndMarksAtTheirPlaces) {
+  Fill(5, 3, "parts.csv");
+  const auto result = RunLimes({"plot", store_, "noise", "parts.csv:p1"});
+  ASSERT_EQ(result.code, 0) << result.err;
+  std::smatch m;
+  ASSERT_TRUE(std::regex_search(result.out, m,
+                                std::regex("data-x=\"(\\S+) (\\S+) (\\S+) (\\S+)\" "
+                                           "data-y=\"(\\S+) (\\S+) (\\S+) "
+                                           "(\\S+)\"")));
+  const auto at = [&m](std::size_t k, double value) {
+    const auto number = [&](std::size_t i) { return std::stod(m[k + i]); };
+    return number(2) + (value - number(0)) / (number(1) - number(0)) * (number(3) - number(2));
+  };
+  const std::string svg = result.out;
+  std::smatch line;
+  ASSERT_TRUE(std::regex_search(svg, line, std::regex("data-name=\"mean\" d=\"([^\"]*)\"")));
+  const std::string path = line[1];
+  const std::regex point("[ML]([-\\d.]+),([-\\d.]+)");
+  double i = 0.0;
+  for (std::sregex_iterator p(path.begin(), path.end(), point), end; p != end; ++p, i += 1.0) {
+    EXPECT_NEAR(std::stod((*p)[1]), at(1, i), 0.02);
+    EXPECT_NEAR(std::stod((*p)[2]), at(5, i + 1.0), 0.02);  // levels 0, 1, 2 were learnt
+  }
+  EXPECT_EQ(i, 5.0);
+  ASSERT_TRUE(std::regex_search(svg, line, std::regex("cx=\"(\\S+)\" cy=\"(\\S+)\"")));
+  EXPECT_NEAR(std::stod(line[1]), at(1, 1.0), 0.02);
+  EXPECT_NEAR(std::stod(line[2]), at(5, 52.0), 0.02);
+  EXPECT_THAT(svg, HasSubstr("noise [mm&lt;s]"));
+  EXPECT_EQ(RunLimes({"plot", store_, "noise", "none"}).code, 2);
+  EXPECT_EQ(RunLimes({"plot", store_, "other"}).code, 2);
+  SLearntSummary gap;
+  gap.xLast = 1.0;
+  for (int k = 0; k < 100000; ++k) {
+    gap.mean.push_back(k == 77777 ? 9.0F : k % 3 == 0 || k < 50000 ? std::nanf("") : 1.0F);
+  }
+  gap.spread = gap.limit = gap.mean;
+  const std::string thin = DrawPlot({{&gap}, {}, 100});
+  EXPECT_LT(thin.size(), 16000U);
+  EXPECT_THAT(thin, HasSubstr(",148.00L"));  // the one peak, in the middle of y, is kept
+}
+
+TEST_F(Plot, ThousandsOfPartsStayBelowTwoMegabytes) {
+  Fill(300, 3000, std::string(200, '\'') + ".csv");
+  ASSERT_EQ(RunLimes({"report", store_, "--html", File("r.html")}).code, 0);
+  const std::string page = Read(File("r.html"));
+  EXPECT_LT(page.size(), 2'000'000U);
+  EXPECT_THAT(page, HasSubstr("200 of 3000 defects"));
+}
+
+}  // namespace
+}  // namespace limes::host
