@@ -33,6 +33,7 @@ svg{width:100%;height:auto;max-width:46rem}
 div{overflow-x:auto}
 table{border-collapse:collapse;font-size:.9rem}
 td,th{padding:.2rem .6rem;border-bottom:1px solid #ddd;text-align:left;overflow-wrap:anywhere}
+th{overflow-wrap:normal}
 td.n,th.n{text-align:right;white-space:nowrap}
 .NOK{color:#a33c00;font-weight:bold}
 .note{color:#555;font-size:.9rem}
@@ -318,13 +319,16 @@ class CPage {
   /// How much is learnt, and how the limit moved while parts were judged.
   static std::string Learnt(const SJudged& judged) {
     const SLearntSummary& learnt = *judged.sides[0];
-    std::string text = std::to_string(learnt.parts) + " parts learnt, effective " +
+    std::string text = std::to_string(learnt.parts) + (learnt.parts == 1 ? " part" : " parts") +
+                       " learnt, effective " +
                        PlotNumber(std::round(learnt.sureness.effectiveParts * 10.0) / 10.0) + "; " +
-                       std::to_string(judged.nok) + " judged parts NOK";
+                       std::to_string(judged.nok) +
+                       (judged.nok == 1 ? " judged part NOK" : " judged parts NOK");
     if (judged.nok > kWorstParts) {
       text += ", the worst " + std::to_string(kWorstParts) + " are marked";
     }
-    if (judged.first && judged.first->sureness && judged.last->sureness) {
+    if (judged.first && judged.first->sureness && judged.last->sureness &&
+        judged.first->sureness->parts != judged.last->sureness->parts) {
       text += ". Limit from " + std::to_string(judged.first->sureness->parts) +
               " parts at the first verdict, " + std::to_string(judged.last->sureness->parts) +
               " at the last";
