@@ -1,3 +1,8 @@
+#if defined(__GNUC__) && !defined(__clang__)
+// With sanitizers g++ 12 warns of the inside of <regex>.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
