@@ -95,6 +95,16 @@ CMeasuringUnit::CMeasuringUnit(std::u16string_view text, short exponent, short p
 CMeasuringUnit::CMeasuringUnit(const CMeasuringUnit& other, bool /*deep*/)
     : CMeasuringUnit(other) {}
 
+CMeasuringUnit& CMeasuringUnit::operator=(const CMeasuringUnit& other) {
+  text_ = other.text_;  // alone may fail
+  unit_ = other.unit_;
+  exponent_ = other.exponent_;
+  power_ = other.power_;
+  logref_ = other.logref_;
+  flags_ = other.flags_;
+  return *this;
+}
+
 void CMeasuringUnit::copy(const CMeasuringUnit& other, bool /*deep*/) { *this = other; }
 
 void CMeasuringUnit::_construct(bool keepFields) {

@@ -33,7 +33,9 @@ struct LIMES_EXPORT SMeasuringUnitPOD {
 ///
 /// The base unit is a number of the process-wide table of unit texts (0: no unit). The text shown
 /// is kept ready: "kHz", "(m/s)²", "dB(Pa)". A small value; one thread at a time each. No operation
-/// throws, except what a stream throws while writing.
+/// throws, except what a stream throws while writing, and std::bad_alloc where the memory for a
+/// text of more than 7 characters is short: an assignment then changes nothing, after others the
+/// unit may be given a new value only.
 class LIMES_EXPORT CMeasuringUnit {
  public:
   /// The built-in units; their values are their numbers in the table.
@@ -90,7 +92,7 @@ class LIMES_EXPORT CMeasuringUnit {
   CMeasuringUnit(const CMeasuringUnit& other) = default;
   CMeasuringUnit(CMeasuringUnit&& other) noexcept = default;
   CMeasuringUnit(const CMeasuringUnit& other, bool deep);
-  CMeasuringUnit& operator=(const CMeasuringUnit& other) = default;
+  CMeasuringUnit& operator=(const CMeasuringUnit& other);
   CMeasuringUnit& operator=(CMeasuringUnit&& other) noexcept = default;
   ~CMeasuringUnit() = default;
 

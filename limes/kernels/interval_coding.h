@@ -12,7 +12,8 @@ namespace limes {
 class CResourceSea;
 
 /// Maps a value to an integer code through closed intervals; the last one that holds the value
-/// decides, none of them gives the default code. Copies own their intervals. One thread at a time.
+/// decides, none of them gives the default code. Copies own their intervals.
+/// Adding and copying throw std::bad_alloc when memory is short. One thread at a time.
 class LIMES_EXPORT CIntervallCodierung {
  public:
   CIntervallCodierung() = default;

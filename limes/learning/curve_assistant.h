@@ -92,7 +92,8 @@ class LIMES_EXPORT CSigCurveAssistent {
                                               std::span<const float> weights, CSigCurveExt& out);
 
   /// Mean and spread (divisor n) of curves on one grid in two passes, valid where all are. The
-  /// reference for the learners' running means. False as above. O(curves * n).
+  /// reference for the learners' running means. False as above; the mean may be the new one then
+  /// when memory is short. O(curves * n).
   [[nodiscard]] static bool MittelUndStreuung(std::span<const CSigCurveExt* const> curves,
                                               CSigCurveExt& mean, CSigCurveExt& stdDev);
 

@@ -129,44 +129,46 @@ bool CKurvenLernWerkzeug::MakeCurves(int n) {
   return Make(mean_, n) && Make(meanSquare_, n) && Make(spread_, n) && MakeLimit(n);
 }
 
+template <class Set>
+void CKurvenLernWerkzeug::SetCurves(int n, Set set) {
+  bool ok = false;
+  try {
+    ok = MakeCurves(n) && set(*mean_, kMeanSuffix) && set(*meanSquare_, kMeanSquareSuffix) &&
+         set(*spread_, kSpreadSuffix) && set(*limit_, kLimitSuffix);
+  } catch (const std::bad_alloc&) {
+    ok = false;
+  }
+  if (ok) {
+    *formed_ = false;
+  } else {
+    mean_ = meanSquare_ = spread_ = limit_ = nullptr;
+  }
+}
+
 void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
-  if (vorlage == nullptr || !MakeCurves(static_cast<int>(vorlage->DLen()))) {
+  if (vorlage == nullptr) {
     return;
   }
-  name_ = vorlage->Name();
   const CSigCurveExt* const extended = AsExtended(vorlage);
-  const auto set = [&](CSigCurveExt& curve, std::u16string_view suffix) {
-    if (extended != nullptr) {
-      curve = *extended;
-    } else {
-      curve = *vorlage;
-    }
-    curve.SetName(Joined(name_, suffix));
-  };
-  set(*mean_, kMeanSuffix);
-  set(*meanSquare_, kMeanSquareSuffix);
-  set(*spread_, kSpreadSuffix);
-  set(*limit_, kLimitSuffix);
-  *formed_ = false;
+  SetCurves(static_cast<int>(vorlage->DLen()),
+            [&](CSigCurveExt& curve, std::u16string_view suffix) {
+              name_ = vorlage->Name();
+              if (extended != nullptr) {
+                curve = *extended;
+              } else {
+                curve = *vorlage;
+              }
+              return curve.DLen() == vorlage->DLen() && curve.SetName(Joined(name_, suffix));
+            });
 }
 
 void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, const wide_char* name) {
-  if (name != nullptr) {
-    name_ = name;
-  }
-  if (!MakeCurves(n)) {
-    return;
-  }
-  const auto set = [&](CSigCurveExt& curve, std::u16string_view suffix) {
+  SetCurves(n, [&](CSigCurveExt& curve, std::u16string_view suffix) {
+    name_ = name != nullptr ? wide_string(name) : name_;
     curve.SetXMinMax(x0, x1);
     curve.ResetVMinMax();
-    curve.SetName(Joined(curve.Name(), suffix));
-  };
-  set(*mean_, kMeanSuffix);
-  set(*meanSquare_, kMeanSquareSuffix);
-  set(*spread_, kSpreadSuffix);
-  set(*limit_, kLimitSuffix);
-  *formed_ = false;
+    return curve.SetName(Joined(curve.Name(), suffix));
+  });
 }
 
 void CKurvenLernWerkzeug::Bildungsregel(float base, float factor, float width) {

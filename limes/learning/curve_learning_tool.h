@@ -38,11 +38,13 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   CKurvenLernWerkzeug& operator=(const CKurvenLernWerkzeug& other) = default;
   virtual ~CKurvenLernWerkzeug();
 
-  /// Sets name, grid, units and valid range of the four curves from a template. O(n).
+  /// Sets name, grid, units and valid range of the four curves from a template. Leaves the tool
+  /// without curves when memory is short. O(n).
   // kept: the template's values stay in mean and mean square until Neustart
   void Vorlage(const CSigCurve* vorlage);
 
-  /// Makes the curves that are missing with n points, and sets the x range of all four. O(n).
+  /// Makes the curves that are missing with n points, and sets the x range of all four. Leaves the
+  /// tool without curves when memory is short. O(n).
   // kept: a suffix is appended to the present name of each curve; present curves keep their n
   void Vorlage(int n, float x0, float x1, const wide_char* name = nullptr);
 
@@ -145,6 +147,8 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   static bool Make(Curve& curve, int n);
   bool MakeLimit(int n);
   bool MakeCurves(int n);
+  template <class Set>
+  void SetCurves(int n, Set set);
   bool HasLearnt() const { return count_ != 0 && mean_ != nullptr && meanSquare_ != nullptr; }
   bool FormLimit();
   void Widen();

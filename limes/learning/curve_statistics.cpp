@@ -56,7 +56,9 @@ CSigCurveExt Result(const CSigCurveExt& like, detail::SPointRange range,
   }
   std::transform(values.begin(), values.end(), result.ValArray() + range.first,
                  [](double v) { return static_cast<float>(v); });
-  result.SetName(like.Name());
+  if (!result.SetName(like.Name())) {
+    throw std::bad_alloc();
+  }
   result.SetXUnit(like.XUnit());
   result.SetYUnit(like.YUnit());
   result.SetVIMinMax(static_cast<std::int32_t>(range.first), static_cast<std::int32_t>(range.last));

@@ -132,7 +132,9 @@ LearnStateStatus GetCurve(RecordReader& in, CSigCurveExt& curve) {
   if (!in.GetSpan(curve.Values())) {
     return LearnStateStatus::kContent;
   }
-  curve.SetName(name);
+  if (!curve.SetName(name)) {
+    return LearnStateStatus::kMemory;
+  }
   curve.SetXUnit(xUnit);
   curve.SetYUnit(yUnit);
   curve.SetXMinMax(head.xMin, head.xMax);

@@ -151,7 +151,7 @@ bool CLernenderGrenzwert::WriteState(CFileStream& file) const {
   return true;
 }
 
-LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) {
+LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) try {
   std::vector<std::uint8_t> payload;
   const LearnStateStatus status =
       detail::ReadLearnState(file, detail::LearnStateKind::kLimitValue, payload);
@@ -184,6 +184,8 @@ LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) {
   hasFixedUpper_ = state.hasFixedUpper != 0;
   name_ = state.name;
   return LearnStateStatus::kOk;
+} catch (const std::bad_alloc&) {
+  return LearnStateStatus::kMemory;
 }
 
 }  // namespace limes

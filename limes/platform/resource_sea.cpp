@@ -44,7 +44,7 @@ std::string OneLine(std::u16string_view text) {
   return WideToUtf8(line);
 }
 
-/// Reads the stream to its end in pieces; false when memory is short.
+/// Reads the stream to its end in pieces; false when it fails or memory is short.
 bool ReadAll(CFileStream& file, std::string& text) {
   constexpr std::size_t kPiece = 65536;
   try {
@@ -60,7 +60,7 @@ bool ReadAll(CFileStream& file, std::string& text) {
   } catch (const std::length_error&) {
     return false;
   }
-  return true;
+  return file.Remaining() <= 0;
 }
 
 /// Takes the next line without its end ("\n" or "\r\n") from the text.

@@ -76,8 +76,8 @@ class LIMES_EXPORT CResourceSea {
   /// Replaces the content by a UTF-8 text of "[name]" lines, each followed by the lines of its
   /// list. Blank lines and lines that begin with '#' are passed over; a '\\' in front of a line
   /// makes it an entry whatever follows. A name that comes again continues its list. False, with
-  /// the content unchanged, when a line stands before the first name, a name is not closed, or
-  /// memory is short. O(n).
+  /// the content unchanged, when a line stands before the first name, a name is not closed,
+  /// the stream fails, or memory is short. O(n).
   [[nodiscard]] bool Load(CFileStream& file);
 
   /// Writes that text, lists by name; false when the stream fails. Line ends inside of names and

@@ -8,6 +8,7 @@
 #include "limes/kernels/compressed_vector.h"
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/conversions.h"
+#include "limes/signals/cloned.h"
 
 namespace limes {
 
@@ -85,13 +86,7 @@ void CSigCurve::Reset() {
   InitHeader();
 }
 
-CSigCurve* CSigCurve::Clone(bool deep) const {
-  try {
-    return new CSigCurve(*this, deep);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
+CSigCurve* CSigCurve::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigCurve::Copy(const CClonable& other, bool deep) {
   const auto* const curve = dynamic_cast<const CSigCurve*>(&other);

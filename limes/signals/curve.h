@@ -17,7 +17,7 @@ class CCompressedVector;
 enum class CurveReadStatus {
   kOk,
   kVersion,  ///< a version that cannot be read
-  kHeader,   ///< name or units are cut short or malformed
+  kHeader,   ///< name or units are cut short or malformed, or memory is short for them
   kValues,   ///< the values are cut short, or their count is wrong
   kTail,     ///< date and valid range of an extended curve are cut short
   kMemory,   ///< memory is short

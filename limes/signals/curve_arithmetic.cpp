@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "limes/kernels/value_loops.h"
 #include "limes/signals/curve.h"
@@ -20,6 +21,19 @@ double IntegerPower(double base, int exponent) {
     base *= base;
   }
   return exponent < 0 ? 1.0 / power : power;
+}
+
+/// Changes the unit of y; false, with nothing changed, when memory is short.
+template <class Change>
+bool ChangeYUnit(CSigCurve& curve, Change change) {
+  try {
+    CMeasuringUnit unit = curve.YUnit();
+    change(unit);
+    curve.SetYUnit(unit);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -96,36 +110,33 @@ void CSigCurve::Clip(float limit, bool upper) {
 }
 
 CSigCurve& CSigCurve::Square() {
-  detail::SquareValues(FloatData(), DLen());
-  CMeasuringUnit unit = YUnit();
-  unit.power(2);
-  SetYUnit(unit);
+  if (ChangeYUnit(*this, [](CMeasuringUnit& unit) { unit.power(2); })) {
+    detail::SquareValues(FloatData(), DLen());
+  }
   return *this;
 }
 
 CSigCurve& CSigCurve::SquareRoot() {
-  detail::RootOfValues(FloatData(), DLen());
-  CMeasuringUnit unit = YUnit();
-  if (unit.root(2)) {
-    SetYUnit(unit);
+  if (ChangeYUnit(*this, [](CMeasuringUnit& unit) { static_cast<void>(unit.root(2)); })) {
+    detail::RootOfValues(FloatData(), DLen());
   }
   return *this;
 }
 
 CSigCurve& CSigCurve::Log(float ref) {
   const int p = YUnit().power();
-  if (p == 0) {
+  const auto level = [=](CMeasuringUnit& unit) {
+    if (unit.root(static_cast<short>(p))) {
+      unit.set(unit.Unit_e(), unit.exponent(), unit.power(), ref);
+    }
+  };
+  if (p == 0 || !ChangeYUnit(*this, level)) {
     return *this;
   }
   const double k = IntegerPower(double{ref}, -p);
   const double factor = 20.0 / p;
   for (float& v : Values()) {
     v = v > 0.0F ? static_cast<float>(factor * std::log10(double{v} * k)) : 0.0F;
-  }
-  CMeasuringUnit unit = YUnit();
-  if (unit.root(static_cast<short>(p))) {
-    unit.set(unit.Unit_e(), unit.exponent(), unit.power(), ref);
-    SetYUnit(unit);
   }
   return *this;
 }

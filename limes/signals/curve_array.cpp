@@ -22,17 +22,16 @@ CObject* CreateArray() noexcept {
 constinit const CRuntimeClass kArrayClass = {"CSigCurveArray", &CreateArray, &detail::kObjectClass};
 
 /// A curve of len values of 0 in the slot, all valid; false when memory is short.
-bool Equip(std::unique_ptr<CSigCurveExt>& slot, int len) {
+bool Equip(std::unique_ptr<CSigCurveExt>& slot, int len) try {
   if (slot == nullptr) {
-    slot.reset(new (std::nothrow) CSigCurveExt);
-    if (slot == nullptr) {
-      return false;
-    }
+    slot = std::make_unique<CSigCurveExt>();
   }
   const auto values = static_cast<unsigned>(std::max(len, 0));
   slot->Malloc(values);
   slot->ResetVMinMax();
   return slot->DLen() == values;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace

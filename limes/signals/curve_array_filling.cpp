@@ -16,11 +16,11 @@ namespace {
 constexpr std::int64_t kFirstSlots = 8;  ///< of an array that grows while it is filled
 
 /// A copy at T, in the curve that is there; false, with nothing changed, when memory is short.
-bool PutCopy(std::unique_ptr<CSigCurveExt>& slot, const CSigCurve& curve, float t) {
+bool PutCopy(std::unique_ptr<CSigCurveExt>& slot, const CSigCurve& curve, float t) try {
   if (slot.get() != &curve) {
     std::unique_ptr<CSigCurveExt> added;
     if (slot == nullptr) {
-      added.reset(new (std::nothrow) CSigCurveExt);
+      added = std::make_unique<CSigCurveExt>();
     }
     CSigCurveExt* const target = slot == nullptr ? added.get() : slot.get();
     if (target == nullptr || !target->Copy(curve, true)) {
@@ -35,6 +35,8 @@ bool PutCopy(std::unique_ptr<CSigCurveExt>& slot, const CSigCurve& curve, float 
   }
   slot->Date(t);
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ bool CSigCurve::ReadFromFile(CFileStream& file, unsigned version) {
   return complete;
 }
 
-CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned version) {
+CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned version) try {
   if (version != 1 && version != 2) {
     return CurveReadStatus::kVersion;
   }
@@ -98,15 +98,14 @@ CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned versi
   if (!ReadTail(file, version, tail)) {
     return CurveReadStatus::kTail;
   }
-  if (!AllocateOrKeep(kompressor->ValueCount())) {
+  if (!AllocateWithHead(kompressor->ValueCount(), head)) {
     return CurveReadStatus::kMemory;
   }
   static_cast<void>(kompressor->Dekomprimieren(this));  // nothing fails from here on
-  SetName(head.Name());
-  SetXUnit(head.XUnit());
-  SetYUnit(head.YUnit());
   TakeTail(tail);
   return CurveReadStatus::kOk;
+} catch (const std::bad_alloc&) {
+  return CurveReadStatus::kMemory;
 }
 
 bool CSigCurve::ReadTail(CFileStream& /*file*/, unsigned /*version*/, Tail& /*tail*/) const {

@@ -7,6 +7,7 @@
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/value_loops.h"
+#include "limes/signals/cloned.h"
 
 namespace limes {
 
@@ -189,13 +190,7 @@ void CSigCurveExt::Reset() {
   SetRange(vMin_, vMax_, 0, Last(*this));
 }
 
-CSigCurveExt* CSigCurveExt::Clone(bool deep) const {
-  try {
-    return new CSigCurveExt(*this, deep);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
+CSigCurveExt* CSigCurveExt::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigCurveExt::Copy(const CClonable& other, bool deep) {
   if (!CSigCurve::Copy(other, deep)) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "limes/core/runtime_classes.h"
+#include "limes/signals/cloned.h"
 
 namespace limes {
 
@@ -57,13 +58,7 @@ CObject* CSigPairsVM::CreateObject() { return CreateMeasurementPairs(); }
 
 CSigPairsVM::~CSigPairsVM() = default;
 
-CSigPairsVM* CSigPairsVM::Clone(bool deep) const {
-  try {
-    return new CSigPairsVM(*this, deep);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
+CSigPairsVM* CSigPairsVM::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigPairsVM::Copy(const CClonable& other, bool deep) {
   if (!CSigPairs::Copy(other, deep)) {

@@ -6,6 +6,7 @@
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/pair_loops.h"
 #include "limes/kernels/value_loops.h"
+#include "limes/signals/cloned.h"
 #include "limes/signals/curve.h"
 
 namespace limes {
@@ -60,13 +61,7 @@ CSigPairs::~CSigPairs() = default;
 
 int CSigPairs::Serialize(CSerializer* /*archive*/) { return 0; }
 
-CSigPairs* CSigPairs::Clone(bool deep) const {
-  try {
-    return new CSigPairs(*this, deep);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
+CSigPairs* CSigPairs::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigPairs::Copy(const CClonable& other, bool deep) {
   const auto* const pairs = dynamic_cast<const CSigPairs*>(&other);
@@ -175,7 +170,7 @@ bool CSigPairs::Append(const CSigPairs& other) {
   return true;
 }
 
-int CSigPairs::AbschnittKopieren(const CSigPairs& src, float x1, float x2) {
+int CSigPairs::AbschnittKopieren(const CSigPairs& src, float x1, float x2) try {
   const std::uint32_t n = src.NPaare();
   const detail::XyPair* const p = src.Pairs();
   CSigPairs section;
@@ -186,9 +181,11 @@ int CSigPairs::AbschnittKopieren(const CSigPairs& src, float x1, float x2) {
   std::copy_if(p, p + n, section.Pairs(), inside);
   section.SetCount(section.DLen() / 2);
   return TakeSection(src, section);
+} catch (const std::bad_alloc&) {
+  return -1;
 }
 
-int CSigPairs::AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2) {
+int CSigPairs::AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2) try {
   const std::int64_t n = src.NPaare();
   const std::int64_t first = std::max(i1, 0);
   const std::int64_t behind = std::min(std::int64_t{i2} + 1, n);
@@ -202,17 +199,18 @@ int CSigPairs::AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2) {
   }
   section.SetCount(count);
   return TakeSection(src, section);
+} catch (const std::bad_alloc&) {
+  return -1;
 }
 
 /// Takes the pairs of a section of src, and all of src but its pairs.
 int CSigPairs::TakeSection(const CSigPairs& src, const CSigPairs& section) {
   const std::uint32_t count = section.NPaare();
-  if (!AllocateOrKeep(2 * count)) {
+  if ((&src != this && !CopyInfo(src)) || !AllocateOrKeep(2 * count)) {
     return -1;
   }
   detail::MoveValues(Words(), section.Words(), std::size_t{2} * count);
   if (&src != this) {
-    CopyInfo(src);
     TakeHeader(src);
   }
   SetCount(count);

@@ -236,7 +236,8 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   bool Append(const CSigPairs& other);
 
   /// Takes over header, name and units of src and its pairs with x1 <= x <= x2, or those with
-  /// indices i1 to i2: the new count; unchanged and -1 when memory is short. src may be this. O(n).
+  /// indices i1 to i2: the new count; -1, with the pairs unchanged, when memory is
+  /// short. src may be this. O(n).
   int AbschnittKopieren(const CSigPairs& src, float x1, float x2);
   int AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2);
 

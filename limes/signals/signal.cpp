@@ -111,16 +111,20 @@ bool CSignal::ReadFromFile(CFileStream& file, unsigned version) {
   if (!detail::RecordReader(file).GetBytes(name.data(), kNameBytes) || !SetName(name.data())) {
     return false;
   }
-  CMeasuringUnit xUnit;
-  if (!xUnit.ReadFromFile(file)) {
+  try {
+    CMeasuringUnit xUnit;
+    if (!xUnit.ReadFromFile(file)) {
+      return false;
+    }
+    SetXUnit(xUnit);
+    CMeasuringUnit yUnit;
+    if (!yUnit.ReadFromFile(file)) {
+      return false;
+    }
+    SetYUnit(yUnit);
+  } catch (const std::bad_alloc&) {
     return false;
   }
-  SetXUnit(xUnit);
-  CMeasuringUnit yUnit;
-  if (!yUnit.ReadFromFile(file)) {
-    return false;
-  }
-  SetYUnit(yUnit);
   return true;
 }
 
@@ -150,6 +154,23 @@ bool CSignal::Copy(const CClonable& other, bool deep) {
   timestamp_ = source->timestamp_;
   reserved_ = source->reserved_;
   DropExtData();
+  return true;
+}
+
+bool CSignal::AllocateWithHead(unsigned n, const CSignal& head) {
+  try {
+    CSignalInfoHandle info(info_, true);
+    info.X1Unit(head.XUnit());
+    info.YUnit(head.YUnit());
+    const std::u16string_view name = head.Name();
+    if (!ReserveName(name.size()) || !AllocateOrKeep(n)) {
+      return false;
+    }
+    info_ = info;
+    WriteName(0, name);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   return true;
 }
 

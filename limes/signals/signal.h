@@ -57,8 +57,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   [[nodiscard]] virtual bool WriteToFile(CFileStream& file, unsigned version) const;
 
   /// Reads the record of version 1 or 2; false for another version, without reading, and for one
-  /// that is cut short or malformed: name and units read until then are kept. The version is not
-  /// in the record.
+  /// that is cut short or malformed, or when memory is short: what was read until then is kept. The
+  /// version is not in the record.
   [[nodiscard]] virtual bool ReadFromFile(CFileStream& file, unsigned version);
 
   /// Makes every value positive.
@@ -191,6 +191,10 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
 
   /// Sets the x length; the info becomes this signal's own only when it changes.
   void SetXLen(std::uint32_t n);
+
+  /// Room for n words, with name and units of another signal: false, with nothing changed, when
+  /// memory is short.
+  [[nodiscard]] bool AllocateWithHead(unsigned n, const CSignal& head);
 
  private:
   const CInfoNode& InfoNode(std::u16string_view key) const;

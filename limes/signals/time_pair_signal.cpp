@@ -8,6 +8,7 @@
 #include "limes/core/object_archive.h"
 #include "limes/core/runtime_classes.h"
 #include "limes/platform/conversions.h"
+#include "limes/signals/cloned.h"
 
 namespace limes {
 
@@ -88,13 +89,7 @@ int CSigPairsTm::Serialize(CSerializer* archive) {
   return 1;
 }
 
-CSigPairsTm* CSigPairsTm::Clone(bool deep) const {
-  try {
-    return new CSigPairsTm(*this, deep);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
+CSigPairsTm* CSigPairsTm::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigPairsTm::Copy(const CClonable& other, bool deep) {
   if (!CSigPairs::Copy(other, deep)) {

@@ -1,0 +1,225 @@
+// Operations short of memory. Replaces the allocation functions of this test program by ones that
+// fail when told to, and count what is live and what was asked for.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+
+#include "tests/support/hostile.h"
+#include "tests/trust/operations.h"
+
+namespace {
+
+constexpr int kNever = std::numeric_limits<int>::max();
+
+struct Heap {
+  bool armed = false;
+  int failAt = kNever;    ///< number of the allocation that fails, while armed
+  bool forEver = false;   ///< and all after it
+  int calls = 0;          ///< while armed
+  std::size_t bytes = 0;  ///< asked for while armed
+  long live = 0;
+};
+Heap g_heap;
+
+void* Allocate(std::size_t size, std::size_t alignment) {
+  if (g_heap.armed) {
+    const int call = ++g_heap.calls;
+    if (call == g_heap.failAt || (g_heap.forEver && call > g_heap.failAt)) {
+      return nullptr;
+    }
+    g_heap.bytes += size;
+  }
+  void* block = nullptr;
+  if (posix_memalign(&block, alignment, size) != 0) {
+    return nullptr;
+  }
+  ++g_heap.live;
+  return block;
+}
+
+void* AllocateOrThrow(std::size_t size, std::size_t alignment) {
+  void* const block = Allocate(size, alignment);
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  return block;
+}
+
+// Not inlined: the compiler takes free for a mismatch where it sees only one of the pair's sides.
+[[gnu::noinline]] void Release(void* block) {
+  g_heap.live -= block != nullptr ? 1 : 0;
+  std::free(block);
+}
+
+constexpr std::size_t kDefault = alignof(std::max_align_t);
+}  // namespace
+
+void* operator new(std::size_t size) { return AllocateOrThrow(size, kDefault); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return Allocate(size, kDefault);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return AllocateOrThrow(size, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return Allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* block) noexcept { Release(block); }
+void operator delete(void* block, std::size_t) noexcept { Release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { Release(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Release(block); }
+
+namespace limes::test {
+namespace {
+
+Outcome RunShort(const Operation& operation, int failAt, bool forEver) {
+  return operation.run([=](bool armed) {
+    if (armed) {
+      g_heap.failAt = failAt;
+      g_heap.forEver = forEver;
+      g_heap.calls = 0;
+      g_heap.bytes = 0;
+    }
+    g_heap.armed = armed;
+  });
+}
+
+TEST(ShortOfMemory, OperationsReportItAndChangeNothing) {
+  int runs = 0;
+  for (const Operation& operation : AllOperations()) {
+    SCOPED_TRACE(operation.name);
+    RunShort(operation, kNever, false);  // whatever is made once for the process
+    const Outcome whole = RunShort(operation, kNever, false);
+    EXPECT_TRUE(whole.ok);
+    const int calls = g_heap.calls;
+    const long live = g_heap.live;
+    for (int k = 1; k <= calls; ++k) {
+      for (const bool forEver : {false, true}) {
+        SCOPED_TRACE("allocation " + std::to_string(k) + (forEver ? " and all after it" : ""));
+        const Outcome outcome = RunShort(operation, k, forEver);
+        EXPECT_FALSE(outcome.threw && !operation.throws);
+        const bool kept = outcome.after == outcome.before;
+        const bool done = outcome.after == whole.after && outcome.results == whole.results;
+        if (operation.reports && !outcome.threw) {
+          EXPECT_TRUE(outcome.ok ? done : kept || operation.losesOnFailure) << outcome.ok;
+        } else {
+          EXPECT_TRUE(kept || done || outcome.threw || operation.losesOnFailure);
+        }
+        ++runs;
+      }
+    }
+    RunShort(operation, kNever, false);
+    EXPECT_EQ(g_heap.live, live) << "leaks";
+  }
+  RecordProperty("runs", runs);
+  EXPECT_GT(runs, 1000);
+}
+
+/// A file whose call number failAt fails: it reads nothing or half, or does not write.
+class FailingStream : public CMemoryStream {
+ public:
+  FailingStream(std::vector<std::uint8_t> bytes, int failAt, bool half, bool forEver)
+      : CMemoryStream(std::move(bytes)), failAt_(failAt), half_(half), forEver_(forEver) {}
+
+  [[nodiscard]] std::size_t Read(void* data, std::size_t bytes) override {
+    const bool fails = Remaining() > 0 && Fails();  // at the end there is nothing to fail
+    return CMemoryStream::Read(data, !fails ? bytes : half_ ? bytes / 2 : 0);
+  }
+  void Write(const void* data, std::size_t bytes) override {
+    if (Fails()) {
+      if (half_) {
+        CMemoryStream::Write(data, bytes / 2);
+      }
+      throw CStorable::failure("no space");
+    }
+    CMemoryStream::Write(data, bytes);
+  }
+  bool HasFailed() const { return calls_ >= failAt_; }
+
+ private:
+  bool Fails() { return ++calls_ == failAt_ || (forEver_ && calls_ > failAt_); }
+
+  int failAt_;
+  bool half_;
+  bool forEver_;
+  int calls_ = 0;
+};
+
+TEST(FailingStreams, ReadersAndWritersReportIt) {
+  for (const Operation& operation : AllOperations()) {
+    if (operation.write == nullptr) {
+      continue;
+    }
+    SCOPED_TRACE(operation.name);
+    CMemoryStream whole;
+    ASSERT_TRUE(operation.write(whole));
+    const std::uint64_t wanted = operation.run([](bool) {}).after;
+    for (int mode = 0; mode < 4; ++mode) {
+      bool failed = true;
+      for (int k = 1; failed; ++k) {
+        SCOPED_TRACE("call " + std::to_string(k) + " mode " + std::to_string(mode));
+        FailingStream in({whole.Bytes().begin(), whole.Bytes().end()}, k, mode % 2 == 1, mode > 1);
+        const Outcome read = operation.read(in, [](bool) {});
+        failed = in.HasFailed();
+        if (read.ok) {
+          EXPECT_TRUE(!failed || mode % 2 == 1);  // half may be followed by the other half
+          EXPECT_EQ(read.after, wanted);
+        } else {
+          EXPECT_TRUE(failed);
+        }
+        EXPECT_TRUE(read.ok || read.before == read.after ||
+                    operation.name == "CPolygonCodierung file");  // as they say
+      }
+      failed = true;
+      for (int k = 1; failed; ++k) {
+        SCOPED_TRACE("write " + std::to_string(k) + " mode " + std::to_string(mode));
+        FailingStream out({}, k, mode % 2 == 1, mode > 1);
+        bool ok = false;
+        try {
+          ok = operation.write(out);
+        } catch (const CStorable::failure&) {
+          ok = false;
+        }
+        failed = out.HasFailed();
+        EXPECT_EQ(ok, !failed);
+      }
+    }
+  }
+}
+
+TEST(HostileBytes, AskForNoMoreMemoryThanASmallMultipleOfThem) {
+  constexpr std::size_t kTimes = 16;
+  constexpr std::size_t kAlways = 200000;  // texts are read in pieces of 64 KiB
+  std::mt19937 random(21);
+  for (const Operation& operation : AllOperations()) {
+    if (operation.read == nullptr) {
+      continue;
+    }
+    SCOPED_TRACE(operation.name);
+    CMemoryStream whole;
+    ASSERT_TRUE(operation.write(whole));
+    for (int i = 0; i < 600; ++i) {
+      test::Bytes bytes(whole.Bytes().begin(), whole.Bytes().end());
+      if (i % 3 == 0) {
+        bytes.resize(random() % bytes.size());
+      }
+      for (int flips = i % 4; flips > 0 && !bytes.empty(); --flips) {  // mostly in the heads
+        bytes[random() % std::min<std::size_t>(bytes.size(), i % 2 == 0 ? 200 : bytes.size())] =
+            i % 5 == 0 ? 0xFF : static_cast<std::uint8_t>(random());
+      }
+      CMemoryStream file(std::span<const std::uint8_t>{bytes});
+      const Outcome outcome = operation.read(file, [](bool armed) {
+        g_heap.bytes = armed ? 0 : g_heap.bytes;
+        g_heap.failAt = kNever;
+        g_heap.forEver = false;
+        g_heap.armed = armed;
+      });
+      EXPECT_FALSE(outcome.threw);
+      ASSERT_LE(g_heap.bytes, kTimes * bytes.size() + kAlways) << i;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace limes::test
