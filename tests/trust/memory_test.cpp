@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <limits>
 
+#include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/learning_limit_value.h"
+#include "limes/learning/track_learning_tool.h"
+#include "limes/signals/extended_curve.h"
 #include "tests/support/hostile.h"
 #include "tests/trust/operations.h"
 
@@ -219,6 +223,50 @@ TEST(HostileBytes, AskForNoMoreMemoryThanASmallMultipleOfThem) {
       ASSERT_LE(g_heap.bytes, kTimes * bytes.size() + kAlways) << i;
     }
   }
+}
+
+TEST(Allocations, LearningMakesNoneAfterItsFirstCall) {
+  CSigCurveExt curve = CSigCurveExt::Make(1000, 0.0F, 1000.0F);
+  curve.SetName(u"A name that is longer than any buffer within a string object");
+  curve.SetXUnit(u"Hz");
+  curve.SetYUnit(u"dB(m/s²)");
+  const CSigCurveExt coarse = CSigCurveExt::Make(300, 0.0F, 1000.0F);
+  CSigCurveExt fitted;
+  CKurvenLernWerkzeug tool;
+  tool.Bildungsregel(1.0F, 3.0F, 5.0F);
+  tool.Vorlage(&curve);
+  tool.Neustart(10000);
+  CLernenderGrenzwert limit;
+  limit.Neustart(100);
+  CTrackLernWerkzeug track;
+  track.Vorlage(&curve);
+  float result[3];
+  const auto all = [&] {
+    EXPECT_TRUE(CSigCurveAssistent::AnpassenAn(coarse, *tool.Mittelwert(), fitted));
+    tool.NeueMessung(&curve);
+    tool.NeueMessung(&fitted);
+    tool.StandardAbwBilden();
+    tool.GrenzeAktualisieren();
+    tool.MaxAbweichung(&curve, result);
+    tool.MaxAbweichung(&coarse, result, 0);
+    tool.RmsAbweichung(&coarse, 1);
+    tool.Beurteilen(curve);
+    track.NeueMessung(&curve);
+    track.GrenzeBilden();
+    track.StdAbwKurve();
+    track.LernzahlKurve();
+    track.MaxAbweichung(&curve, result);
+    track.Beurteilen(curve);
+    limit.NeueMessung(1.0F);
+    limit.GrenzwertErneuern(2.0F);
+    limit.Beurteilen(1.0F);
+  };
+  all();
+  g_heap = {.armed = true, .live = g_heap.live};
+  all();
+  g_heap.armed = false;
+  EXPECT_EQ(g_heap.calls, 0);
+  EXPECT_EQ(tool.StandardAbw()->YUnit(), curve.YUnit());
 }
 
 }  // namespace
