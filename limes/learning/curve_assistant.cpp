@@ -48,8 +48,9 @@ float Interpolated(const CSigCurve& k, const SGrid& grid, double index) {
   if (i >= grid.last) {
     return here;
   }
-  const auto t = static_cast<float>(within - static_cast<double>(i));
-  return t == 0.0F ? here : here + (k.ValArray()[i + 1] - here) * t;
+  const double t = within - static_cast<double>(i);
+  const double rise = double{k.ValArray()[i + 1]} - here;
+  return t == 0.0 ? here : static_cast<float>(here + rise * t);
 }
 
 /// First index of the grid at or behind the lower edge of the bin of point i of another grid.

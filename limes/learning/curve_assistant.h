@@ -12,6 +12,7 @@ namespace limes {
 
 class CFileStream;
 class CSigCurve;
+class CSigCurveArray;
 class CSigCurveExt;
 
 /// What came of reading a curve from text.
@@ -97,21 +98,31 @@ class LIMES_EXPORT CSigCurveAssistent {
   [[nodiscard]] static bool MittelUndStreuung(std::span<const CSigCurveExt* const> curves,
                                               CSigCurveExt& mean, CSigCurveExt& stdDev);
 
+  /// Sum and largest values of an array's curves, added and compared as CSigCurveArray does it.
+  /// False, with out unchanged, without curves and when memory is short. O(values).
+  [[nodiscard]] static bool Summe(const CSigCurveArray& array, CSigCurveExt& out);
+  [[nodiscard]] static bool Maximum(const CSigCurveArray& array, CSigCurveExt& out);
+
+  /// Section across an array's curves: their values at x over T, as CSigCurveArray::Querschnitt.
+  /// False, with out unchanged, when x lies in no valid range and when memory is short. O(curves).
+  [[nodiscard]] static bool Schnitt(const CSigCurveArray& array, float x, CSigCurveExt& out);
+
   /// Raises values to the lower and lowers them to the upper limit where these are valid; the upper
   /// one wins, a NaN limits nothing. False, with nothing changed, for limits on another grid. O(n).
   [[nodiscard]] static bool Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,
                                       const CSigCurveExt& upper);
 
   /// Writes a curve as text: a head of lines "# key: value" with name, units, x axis and valid
-  /// range, then a line "x<TAB>y" per value, numbers in the shortest form that reads back the same.
+  /// range, and date, number and scale factor unless they are 0 or 1; then a line "x<TAB>y" per
+  /// value, numbers in the shortest form that reads back the same.
   /// False, with nothing written, for what could not be read back: no values, an x axis that does
   /// not rise or is not finite, a head beyond 64 KB. What the stream throws passes through. O(n).
   [[nodiscard]] static bool TextExport(const CSigCurveExt& c, CFileStream& file);
 
-  /// Reads such a text: values, x axis, valid range, name and units bit for bit (of a NaN that it
-  /// is one). Without a head the x column gives the axis; it must rise in steps equal to 1e-4 of
-  /// one. Units are registered only when the whole text is a curve. c is unchanged unless kOk.
-  /// Memory grows with the bytes read. O(n).
+  /// Reads such a text: values and head bit for bit (of a NaN that it is one). Without a head the x
+  /// column gives the axis; it must rise in steps equal to 1e-4 of one. Units are registered only
+  /// when the whole text is a curve. c is unchanged unless kOk. Memory grows with the bytes read.
+  /// O(n).
   [[nodiscard]] static CurveTextStatus TextImport(CFileStream& file, CSigCurveExt& c);
 };
 

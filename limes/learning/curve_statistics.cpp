@@ -1,4 +1,4 @@
-// Means and spreads over curves, and bounding by limit curves.
+// Means, spreads and sums over curves, and bounding by limit curves.
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -8,6 +8,7 @@
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_points.h"
 #include "limes/learning/merge_checks.h"
+#include "limes/signals/curve_array.h"
 
 namespace limes {
 namespace {
@@ -106,6 +107,20 @@ bool CSigCurveAssistent::MittelUndStreuung(Curves curves, CSigCurveExt& mean,
   return mean.Copy(first, true) && stdDev.Copy(second, true);
 } catch (const std::bad_alloc&) {
   return false;
+}
+
+bool CSigCurveAssistent::Summe(const CSigCurveArray& array, CSigCurveExt& out) {
+  return array.Summe(&out);
+}
+
+bool CSigCurveAssistent::Maximum(const CSigCurveArray& array, CSigCurveExt& out) {
+  constexpr int kLargest = 1;
+  return array.Maximum(&out, kLargest);
+}
+
+bool CSigCurveAssistent::Schnitt(const CSigCurveArray& array, float x, CSigCurveExt& out) {
+  CSigCurveExt section;
+  return array.Querschnitt(x, &section) > 0 && out.Copy(section, true);
 }
 
 bool CSigCurveAssistent::Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,

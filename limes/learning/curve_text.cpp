@@ -7,8 +7,13 @@
 //   # y fields: 0 1 2e-05 1 Pa      exponent, power, reference, level: all that the text may lose
 //   # x: 0 1000                     x min and x max, one step behind the last value
 //   # valid: 0 1000
+//   # valid points: 0 999         only where the grid does not tell them
+//   # date: 3.5                   these three only unless 0, 0 and 1
+//   # number: 4
+//   # scale: 2
 //   0<TAB>61.5                      one line per value
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -57,11 +62,20 @@ bool TakeNumber(std::string_view& text, Number& value) {
   return true;
 }
 
+bool ArePoints(std::int64_t first, std::int64_t last, std::int64_t n) {
+  return first >= 0 && first < n && last >= -1 && last < n;
+}
+
 bool IsBlank(std::string_view text) { return text.find_first_not_of(" \t") == text.npos; }
 
 template <class A, class B>
 bool TakePair(std::string_view text, A& a, B& b) {
   return TakeNumber(text, a) && TakeNumber(text, b) && IsBlank(text);
+}
+
+template <class Number>
+bool TakeSingle(std::string_view text, Number& value) {
+  return TakeNumber(text, value) && IsBlank(text);
 }
 
 std::string Escaped(std::u16string_view name) {
@@ -206,6 +220,15 @@ class CurveBuilder {
     } else if (key == "valid") {
       hasValid_ = TakePair(value, vMin_, vMax_);
       return hasValid_;
+    } else if (key == "valid points") {
+      hasPoints_ = TakePair(value, iMin_, iMax_);
+      return hasPoints_;
+    } else if (key == "date") {
+      return TakeSingle(value, date_);
+    } else if (key == "number") {
+      return TakeSingle(value, curveId_);
+    } else if (key == "scale") {
+      return TakeSingle(value, scale_);
     }
     return true;
   }
@@ -264,8 +287,15 @@ class CurveBuilder {
     std::copy(y_.begin(), y_.end(), made.ValArray());
     made.SetXUnit(xUnit_.Unit());
     made.SetYUnit(yUnit_.Unit());
+    made.Date(date_);
+    made.CurveId(curveId_);
+    made.SetScaleFactor(scale_);
     if (hasValid_) {
       made.SetVMinMax(vMin_, vMax_);
+    }
+    const auto n = static_cast<std::int64_t>(y_.size());
+    if (hasValid_ && hasPoints_ && vMin_ == vMin_ && vMax_ == vMax_ && ArePoints(iMin_, iMax_, n)) {
+      made.RestoreValidRange(vMin_, vMax_, iMin_, iMax_);
     }
     return c.Copy(made, true);
   }
@@ -280,11 +310,23 @@ class CurveBuilder {
   float xMax_ = 0.0F;
   float vMin_ = 0.0F;
   float vMax_ = 0.0F;
+  std::int32_t iMin_ = 0;
+  std::int32_t iMax_ = -1;
+  float date_ = 0.0F;
+  std::int32_t curveId_ = 0;
+  float scale_ = 1.0F;
   bool hasAxis_ = false;
   bool hasValid_ = false;
+  bool hasPoints_ = false;
   std::vector<double> x_;  ///< as written: a step may be finer than a float says at x
   std::vector<float> y_;
 };
+
+/// The valid range is the one that its x values give on the curve's grid.
+bool GridTellsRange(const CSigCurveExt& c) {
+  return c.VMin() >= c.XMin() && c.VMax() <= c.XMax() && c.IMin() == c.GetIndex(c.VMin()) &&
+         c.IMax() == c.GetIndex(c.VMax());
+}
 
 std::string HeadOf(const CSigCurveExt& c) {
   std::string text(kHead);
@@ -300,6 +342,24 @@ std::string HeadOf(const CSigCurveExt& c) {
   };
   range("x", c.XMin(), c.XMax());
   range("valid", c.VMin(), c.VMax());
+  if (!GridTellsRange(c) && ArePoints(c.IMin(), c.IMax(), c.DLen())) {
+    text.append("# valid points: ").append(std::to_string(c.IMin()));
+    text.append(" ").append(std::to_string(c.IMax())).append("\n");
+  }
+  const auto single = [&text](std::string_view key, float value) {
+    text.append("# ").append(key).append(": ");
+    AppendNumber(text, value);
+    text += '\n';
+  };
+  if (std::bit_cast<std::uint32_t>(c.Date()) != 0) {
+    single("date", c.Date());
+  }
+  if (c.CurveId() != 0) {
+    text.append("# number: ").append(std::to_string(c.CurveId())).append("\n");
+  }
+  if (c.ScaleFactor() != 1.0F) {
+    single("scale", c.ScaleFactor());
+  }
   return text;
 }
 

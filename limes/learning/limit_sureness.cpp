@@ -62,6 +62,9 @@ double IncompleteBeta(double x, double y, double a, double b) {
                                        : 1.0 - front * BetaFraction(y, b, a) / b;
 }
 
+/// Time scales after which the generator forgets whatever the time scale.
+constexpr std::int64_t kSaturated = 45;
+
 /// Spreads that lie between mean and limit; without spread a positive base is any number of them.
 double Spreads(double base, double factor, double spread) {
   return base == 0.0 ? factor : factor + base / spread;
@@ -131,7 +134,9 @@ double StudentTail(double t, double degrees) {
 }  // namespace detail
 
 double EffectiveParts(std::int32_t n, std::int32_t timeScale) {
-  if (n <= 1 || timeScale >= CExpAverFacGenerator::kNoForgetting) {
+  const bool forgets =
+      timeScale < CExpAverFacGenerator::kNoForgetting || n > kSaturated * std::int64_t{timeScale};
+  if (n <= 1 || !forgets) {
     return std::max(n, 0);
   }
   if (timeScale <= 0) {
@@ -196,7 +201,10 @@ SLimitSureness SurenessOf(const CTrackLernWerkzeug& tool) {
       std::min({counts.size(), std::size_t{mean->DLen()}, std::size_t{meanSquare->DLen()}});
   const std::uint32_t least = std::max(tool.BasisLernenAnzahl(), 1U);
   PointShares shares;
-  for (std::size_t i = 0; i < points; ++i) {
+  const auto end = counts.begin() + static_cast<std::ptrdiff_t>(points);
+  const bool others = points > 0 && std::any_of(counts.begin() + 1, end,
+                                                [least](auto count) { return count >= least; });
+  for (std::size_t i = others ? 1 : 0; i < points; ++i) {  // point 0 is judged without others only
     if (counts[i] < least) {
       continue;
     }

@@ -27,7 +27,8 @@ struct SLimitSureness {
 /// Parts whose plain mean is as sure as the weighted mean of n parts with the given time scale:
 /// W^2 / V = r / (r - 1), with the sums W of the weights and V of their squares, and r the
 /// correction factor of the variance (CExpAverFacGenerator::GetCorrFactor). In closed form
-/// tanh(n / 2T) / tanh(1 / 2T); n without forgetting (T >= 10000), 1 for T <= 0, 0 for n <= 0.
+/// tanh(n / 2T) / tanh(1 / 2T); n without forgetting (T >= 10000, n <= 45 T), 1 for T <= 0, 0 for n
+/// <= 0.
 LIMES_EXPORT double EffectiveParts(std::int32_t n, std::int32_t timeScale);
 
 /// Share of good parts beyond mean + spreads * S, 0 to 1, when M and S (divisor n) come from n
@@ -42,7 +43,8 @@ LIMES_EXPORT double EffectiveParts(std::int32_t n, std::int32_t timeScale);
 LIMES_EXPORT double ChanceRejection(double n, double spreads);
 
 /// Of the limit base + M + factor * S as the learner holds it. Band, fixed limits and widening are
-/// not looked at: the first may raise or lower the share, widening lowers it. O(n).
+/// not looked at: the first may raise or lower the share, widening lowers it. Nor is a factor from
+/// outside, which tells no weights. O(n).
 LIMES_EXPORT SLimitSureness SurenessOf(const CLernenderGrenzwert& limit);
 LIMES_EXPORT SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool);
 

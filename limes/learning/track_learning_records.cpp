@@ -169,7 +169,10 @@ MergeStatus CTrackLernWerkzeug::Merge(const CTrackLernWerkzeug& other) {
     return status;
   }
   const std::size_t n = mean_->DLen();
-  if (meanSquare_->DLen() != n || other.meanSquare_->DLen() != n || other.counts_.size() < n) {
+  const auto isWhole = [n](const CTrackLernWerkzeug& tool) {  // one whose loading failed is not
+    return tool.meanSquare_ != nullptr && tool.meanSquare_->DLen() == n;
+  };
+  if (!isWhole(*this) || !isWhole(other) || other.counts_.size() < n) {
     return MergeStatus::kGrid;
   }
   if (std::tie(base_, factor_, baseCount_) !=

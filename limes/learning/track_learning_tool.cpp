@@ -122,6 +122,18 @@ bool CTrackLernWerkzeug::GrowCounts(std::size_t n) {
   return true;
 }
 
+/// A tool without a name of its own takes that of the first curve; false when memory is short.
+bool CTrackLernWerkzeug::TakeFirstName(std::u16string_view name) {
+  try {
+    if (name_ == kFirstName) {
+      name_ = name;
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
 void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
   if (vorlage == nullptr) {
     return;
@@ -183,11 +195,8 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
     throw int{CurvesDontFitException};
   }
   const std::size_t n = std::min(mean_->DLen(), meanSquare_->DLen());
-  if (!GrowCounts(n)) {
+  if (!GrowCounts(n) || !TakeFirstName(k->Name())) {
     return;
-  }
-  if (name_ == kFirstName) {
-    name_ = k->Name();
   }
   const CFactors& factors = CFactors::Get();
   float* const m = mean_->ValArray();
@@ -262,7 +271,11 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
     if (limit_ == nullptr) {
       limit_ = NewCurve(n);
     }
-    if (meanSquare_->DLen() != n || !GrowCounts(n) || !TakeGrid(*limit_, *mean_)) {
+    if (meanSquare_->DLen() != n || !GrowCounts(n)) {
+      return false;
+    }
+    limitCounts_.reserve(n);
+    if (!TakeGrid(*limit_, *mean_)) {
       return false;
     }
     if (limit_->XUnit().empty()) {
@@ -275,11 +288,13 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
   } catch (const std::bad_alloc&) {
     return false;
   }
+  limitCounts_.resize(n);
   const CFactors& factors = CFactors::Get();
   const float* const m = mean_->ValArray();
   const float* const q = meanSquare_->ValArray();
   float* const y = limit_->ValArray();
   ForEachRun(counts_, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+    std::fill_n(limitCounts_.begin() + static_cast<std::ptrdiff_t>(i), points, count);
     if (count > 1) {
       detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count), factor_,
                                base_);
@@ -360,21 +375,21 @@ float CTrackLernWerkzeug::MaxAbweichung(const CSigCurveExt* k, float* result) co
 
 SCurveJudgement CTrackLernWerkzeug::Beurteilen(const CSigCurveExt& k) const {
   if (!formed_ || !qualified_ || limit_ == nullptr || mean_ == nullptr || meanSquare_ == nullptr ||
-      counts_.size() < limit_->DLen() || mean_->DLen() != limit_->DLen() ||
+      limitCounts_.size() != limit_->DLen() || mean_->DLen() != limit_->DLen() ||
       meanSquare_->DLen() != limit_->DLen() || !limit_->IsValid()) {
     return {};
   }
   const detail::CurveOverlap overlap(&k, limit_.get());
   // Without a base count every point counts that was learnt at all.
   const std::uint32_t atLeast = std::max(baseCount_, 1U);
-  const detail::SComparison comparison = detail::Compare(overlap, {counts_, atLeast});
+  const detail::SComparison comparison = detail::Compare(overlap, {limitCounts_, atLeast});
   SCurveJudgement judgement = detail::JudgementOf(overlap, comparison);
   if (judgement.verdict == Verdict::kNotJudged) {
     return judgement;
   }
-  const auto judgeable =
-      std::count_if(counts_.begin() + limit_->IMin(), counts_.begin() + limit_->IMax() + 1,
-                    [atLeast](std::uint32_t count) { return count >= atLeast; });
+  const auto judgeable = std::count_if(limitCounts_.begin() + limit_->IMin(),
+                                       limitCounts_.begin() + limit_->IMax() + 1,
+                                       [atLeast](std::uint32_t count) { return count >= atLeast; });
   judgement.share =
       static_cast<float>(static_cast<double>(comparison.points) / static_cast<double>(judgeable));
   judgement.mean = (*mean_)[comparison.index];
@@ -386,7 +401,7 @@ bool CTrackLernWerkzeug::Ueberschreitungen(const CSigCurveExt& k,
                                            std::vector<SCurveExcess>& regions) const {
   const bool judged = Beurteilen(k).verdict != Verdict::kNotJudged;
   const detail::CurveOverlap overlap(judged ? &k : nullptr, limit_.get());
-  if (!detail::FindExcess(overlap, regions, {counts_, std::max(baseCount_, 1U)})) {
+  if (!detail::FindExcess(overlap, regions, {limitCounts_, std::max(baseCount_, 1U)})) {
     return false;
   }
   for (SCurveExcess& region : regions) {

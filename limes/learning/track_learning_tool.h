@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "limes/export.h"
@@ -59,9 +60,9 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   /// The rule in words: " 0.00 + M +  1.00 * S".
   wide_string GrenzParameterText() const;
 
-  /// Learns one curve in one pass. No effect for null. Throws the int 1 before Vorlage and the int
-  /// 2 for a curve that does not fit the template (FitTogether); the state is then unchanged.
-  /// Allocates nothing after the first call. O(n).
+  /// Learns one curve in one pass. No effect for null and when memory is short. Throws the int 1
+  /// before Vorlage and the int 2 for a curve that does not fit the template (FitTogether); the
+  /// state is then unchanged. Allocates nothing after the first call. O(n).
   // kept: the curve's last valid point is not learnt, though it widens the learnt range
   void NeueMessung(const CSigCurveExt* k);
 
@@ -89,10 +90,10 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   // kept: 0.0 also stands for a curve that was not compared; Beurteilen tells
   float MaxAbweichung(const CSigCurveExt* k, float* result = nullptr) const;
 
-  /// Judges a curve by the limit as it was last formed, only where enough curves were learnt. Not
-  /// judged when no limit was formed since the last restart, no such point overlaps, or no point is
-  /// beyond the limit but at one the value or the limit is not finite. The share is that of the
-  /// points learnt often enough. Allocates nothing. O(n).
+  /// Judges a curve by the limit as it was last formed, only where enough curves had been learnt
+  /// then. Not judged when no limit was formed since the last restart, no such point overlaps, or
+  /// no point is beyond the limit but at one the value or the limit is not finite. The share is
+  /// that of the points learnt often enough. Allocates nothing. O(n).
   SCurveJudgement Beurteilen(const CSigCurveExt& k) const;
 
   /// The regions where a curve lies above the limit, in order of x, with mean and spread at their
@@ -101,7 +102,8 @@ class LIMES_EXPORT CTrackLernWerkzeug {
                                        std::vector<SCurveExcess>& regions) const;
 
   /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
-  /// these: the same as learning them, but for rounding to float. Nothing changes unless kOk. O(n).
+  /// these: the same as learning them, but for rounding to float. Form the limit anew. Nothing
+  /// changes unless kOk. O(n).
   MergeStatus Merge(const CTrackLernWerkzeug& other);
 
   /// True once a curve was learnt or a state loaded.
@@ -111,7 +113,8 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   float Sockel() const { return base_; }
   float Faktor() const { return factor_; }
 
-  /// Mean M, mean square Q and limit; null until they are made. Owned by the tool.
+  /// Mean M, mean square Q and limit; null until they are made. Owned by the tool, until the next
+  /// Vorlage, RasterErweitern or ReadState.
   const CSigCurveExt* Mittelwert() const { return mean_.get(); }
   const CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
   const CSigCurveExt* Grenzkurve() const { return limit_.get(); }
@@ -138,6 +141,7 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   using Curve = std::unique_ptr<CSigCurveExt>;
 
   bool GrowCounts(std::size_t n);
+  bool TakeFirstName(std::u16string_view name);
   void SetLimitRange();
   float SpreadAt(std::int64_t i) const;
   LearnStateStatus ReadPayload(detail::RecordReader& in);
@@ -145,6 +149,7 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   Curve mean_;
   Curve meanSquare_;
   Curve limit_;
+  std::vector<std::uint32_t> limitCounts_;  ///< the counts that the limit was formed of
   std::vector<std::uint32_t> counts_;
   Curve spread_;
   Curve countCurve_;

@@ -15,7 +15,8 @@ namespace limes {
 class CProtocolItem;
 
 /// One finding of a test: which quantity broke which limit, where and by how much, with one line of
-/// text for the operator's list. A value; comparisons look at the priority only.
+/// text for the operator's list. A value; comparisons look at the priority only. Copying, setting
+/// and formatting texts throw std::bad_alloc when memory is short.
 class LIMES_EXPORT CDefectReport {
  public:
   static constexpr unsigned kNames = 6;

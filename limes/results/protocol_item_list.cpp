@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "limes/results/defect_report_folder.h"
 
@@ -52,11 +53,13 @@ bool CProtocolItemList::ToFolder(CDefectReportOrdner& folder) const try {
   std::stable_sort(failed.begin(), failed.end(),
                    [](const auto* a, const auto* b) { return a->priority > b->priority; });
   for (const CProtocolItem* const item : failed) {
+    CDefectReport filled;  // first, so that no half report is left when memory is short
+    filled.Fillin(*item, folder.Anzahl() + 1, item->group);
     CDefectReport* const report = folder.Naechster();
     if (report == nullptr) {
       return false;
     }
-    report->Fillin(*item, folder.Anzahl(), item->group);
+    *report = std::move(filled);
   }
   return true;
 } catch (const std::bad_alloc&) {

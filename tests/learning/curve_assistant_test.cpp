@@ -10,6 +10,7 @@
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
+#include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 #include "tests/support/bits.h"
 #include "tests/support/curves.h"
@@ -187,6 +188,15 @@ TEST(CurveAssistant, MeansOverCurvesAndTheirRefusals) {
   EXPECT_FALSE(Assistant::GewichtetesMittel(curves, Floats{1}, out));
   EXPECT_FALSE(Assistant::MittelUndStreuung(bad, out, spread));
   EXPECT_EQ(out.DLen(), 3U) << "unchanged";
+
+  CSigCurveArray array;
+  EXPECT_FALSE(Assistant::Summe(array, out) || Assistant::Schnitt(array, 1.0F, out));
+  array.ErsteKurve(a), array.WeitereKurve(Ext({5, 0, 7}), 2.0F), array.KurvenKomplett();
+  ASSERT_TRUE(Assistant::Summe(array, out) && Assistant::Maximum(array, spread));
+  EXPECT_EQ(test::ValuesOf(out), (Floats{6, 2, 10}));
+  EXPECT_EQ(test::ValuesOf(spread), (Floats{5, 2, 7}));
+  ASSERT_TRUE(Assistant::Schnitt(array, 2.0F, out) && !Assistant::Schnitt(array, 9.0F, out));
+  EXPECT_EQ(test::ValuesOf(out), (Floats{3, 7}));
 }
 
 TEST(CurveAssistant, LearnersAgreeWithTwoPasses) {
@@ -272,6 +282,10 @@ TEST(CurveAssistant, TextKeepsEveryBit) {
     CSigCurveExt c = Ext(test::RandomFloats(random, 9000, ++round % 3));
     c.SetXMinMax(-0.1F, 1234.567F);
     c.SetVMinMax(3.3F, 1000.0F);
+    c.Date(-2.5F), c.CurveId(round), c.SetScaleFactor(4.0F);
+    if (round % 2 == 0) {
+      c.RestoreValidRange(0.0F, 1.0F, 0, 8999);  // as after a change of the x axis
+    }
     c.SetName(u"Geräusch\\n\n\u03A9 # x: 1");
     c.SetXUnit(unit);
     c.SetYUnit(unit);
@@ -287,6 +301,7 @@ TEST(CurveAssistant, TextKeepsEveryBit) {
     EXPECT_EQ(back.XMax(), c.XMax());
     EXPECT_EQ(back.VMin(), c.VMin());
     EXPECT_EQ(back.IMax(), c.IMax());
+    EXPECT_TRUE(back.Date() == -2.5F && back.CurveId() == round && back.InvScaleFactor() == 0.25F);
     ASSERT_EQ(back.DLen(), c.DLen());
     for (std::uint32_t i = 0; i < c.DLen(); ++i) {
       ASSERT_TRUE(test::Same(back.ValArray()[i], c.ValArray()[i])) << i;

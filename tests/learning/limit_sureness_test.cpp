@@ -37,6 +37,7 @@ TEST(LimitSureness, EffectivePartsFollowTheCorrectionFactor) {
   EXPECT_EQ(EffectiveParts(1, 50), 1.0);
   EXPECT_EQ(EffectiveParts(40, 10000), 40.0);
   EXPECT_EQ(EffectiveParts(40, 0), 1.0);
+  EXPECT_NEAR(EffectiveParts(450001, 10000), 20000.0, 1e-3) << "forgets by then";
   for (const std::int32_t scale : {1, 5, 50, 200}) {
     for (const std::int32_t n : {2, 3, 17, 400}) {
       const double r = double{CExpAverFacGenerator::GetCorrFactor(n, scale)};
@@ -123,7 +124,7 @@ TEST(LimitSureness, OfCurvesAndTracks) {
   const SLimitSureness track = SurenessOf(tracks);
   EXPECT_EQ(track.parts, 8) << "points learnt twice are not judged";
   EXPECT_LT(track.rejectedPerPoint, perPoint) << "its spread is without bias";
-  EXPECT_LT(track.rejectedBound, 21.0 * track.rejectedPerPoint + 1e-12);
+  EXPECT_NEAR(track.rejectedBound, 19.0 * track.rejectedPerPoint, 1e-12) << "1 to 19";
   tracks.BasisLernenAnzahl(1);
   EXPECT_EQ(SurenessOf(tracks).parts, 2);
 }

@@ -205,6 +205,9 @@ TEST(TrackLearningTool, JudgesOnlyWhereEnoughWasLearnt) {
   EXPECT_EQ(judged.share, 1.0F);
   EXPECT_EQ(judged.x0, 2.0F);
   EXPECT_EQ(judged.x1, 14.0F);
+  const CSigCurveExt gap = Track(20, 7, 10, 5.0F);
+  tool.NeueMessung(&gap), tool.NeueMessung(&gap);
+  EXPECT_EQ(tool.Beurteilen(k).verdict, Verdict::kPass) << "learnt since the limit was formed";
   k.SetAt(13, 9.0F);
   k.SetVIMinMax(4, 13);
   judged = tool.Beurteilen(k);
@@ -281,6 +284,7 @@ TEST(TrackLearningTool, KeepsArchivingWithoutSuccess) {
   CSerializer in(words.data(), 500, 1);
   CTrackLernWerkzeug back;
   EXPECT_FALSE(back.AusArchivLaden(&in));
+  EXPECT_EQ(back.Merge(back), MergeStatus::kGrid);
   words[43] = std::numeric_limits<std::uint32_t>::max();
   CSerializer huge(words.data(), 500, 1);
   EXPECT_FALSE(CTrackLernWerkzeug().AusArchivLaden(&huge));

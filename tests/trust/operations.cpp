@@ -278,6 +278,15 @@ void AddLearning(std::vector<Operation>& all) {
   });
   LIMES_OP(Curves, "Merge", { return o.Merge(FixedSample<Curves>()) == MergeStatus::kOk; });
   LIMES_OP(Curves, "Vorlage", { o.Vorlage(500, 0.0F, 1.0F, u"A name longer than any buffer"); });
+  all.push_back(On<Track>(
+      "Track NeueMessung", [](Track& o, Sink&) { o.NeueMessung(&Fixed(9)); },
+      [] {
+        Ext grid = Noise(3);
+        grid.SetName(u"Limes");
+        Track tool;
+        tool.Vorlage(&grid);
+        return tool;
+      }));
   LIMES_OP(Track, "limit", {
     const bool ok = o.GrenzeBilden();
     if (ok) {
