@@ -4,6 +4,7 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/part_reader.h"
+#include "limes/platform/record_io.h"
 #include "limes/platform/text.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
@@ -11,6 +12,8 @@
 
 namespace limes::host {
 namespace {
+
+constexpr std::uint32_t kArrayMark = 52719;
 
 /// Signal records one behind the other, one quantity each. Records do not tell their kind: they are
 /// pair signals or one array of curves when the file can be read so to its end, else extended
@@ -85,10 +88,26 @@ class CSignalRecordReader : public CPartReader {
     return std::nullopt;
   }
 
+  /// Arrays of curves but for the oldest begin with a mark that no other record begins with.
+  bool HasArrayMark() const {
+    std::uint32_t mark = 0;
+    const bool marked = detail::RecordReader(stream_).Get(mark) && mark == kArrayMark;
+    stream_.Seek(0);
+    return marked;
+  }
+
   bool ReadArray(SPart& part) const {
+    const bool marked = HasArrayMark();
     CSigCurveArray array;
     int status = 0;
     if (!array.DateiImport(stream_, status) || stream_.Remaining() > 0) {
+      if (status == CSigCurveArray::kStatusVersion) {
+        throw CInputError(path_, "the array of curves was written by a newer version");
+      }
+      if (marked) {
+        throw CInputError(path_,
+                          "the array of curves is cut short or malformed, or more follows it");
+      }
       return false;
     }
     for (int i = 0; i < array.Anzahl(); ++i) {
@@ -103,6 +122,9 @@ class CSignalRecordReader : public CPartReader {
           q.name += " at " + NumberText(Shown(*q.t)) + (unit.empty() ? "" : " " + unit);
         }
       }
+    }
+    if (part.quantities.empty() && marked) {
+      throw CInputError(path_, "the array has no curve with valid values");
     }
     return !part.quantities.empty();
   }

@@ -79,6 +79,16 @@ TEST_F(Convert, SaysWhatItCannotWrite) {
       {{"convert", odd, "-o", File("no/odd.csv")}, 4},
       {{"convert", odd, "-o", "/dev/full", "--to", "csv"}, 4},
   };
+  const std::pair<std::string, const char*> broken[] = {
+      {std::string("\xEF\xCD\0\0\3\0\0\0", 8), "newer version"},
+      {std::string("\xEF\xCD\0\0\1\0\0\0", 8), "array of curves is cut short"},
+      {std::string("x\0", 2), "curve record 1: name or units"},
+  };
+  for (const auto& [bytes, message] : broken) {
+    const auto result = RunLimes({"convert", Write("broken.array", bytes)});
+    EXPECT_EQ(result.code, 3);
+    EXPECT_THAT(result.err, HasSubstr(message));
+  }
   const std::string before = Read(out);
   for (const auto& c : cases) {
     const auto result = RunLimes(c.arguments);
