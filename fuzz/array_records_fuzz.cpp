@@ -103,6 +103,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       limes::CSigNDBase table;
       RoundTrip(table, bytes, kRead, kWrite);
       static_cast<void>(table.getVal(table.xdim(), 0));
+      limes::CSightSeeing settings;
+      RoundTrip(settings, bytes, kRead, kWrite);
+      CMemoryStream in(bytes);
+      limes::CSigND signal;
+      Require(!signal.ReadFromFile(in) && signal.empty());
+      in.Seek(0);
+      Require(limes::CDimDescriptionVec(in).empty());
       break;
     }
     default: {

@@ -58,11 +58,13 @@ class LIMES_EXPORT CResampleTool {
   static void Resample1d(const float* src, int nIn, float* dst, int nOut, InterpOpts opts);
 
   /// The source's values to as many as the target has. Of an extended curve only the valid ones
-  /// are taken. Target and source must not be the same curve unless their counts are equal.
+  /// are taken. Target and source must not be the same curve unless their counts are equal. The
+  /// target keeps its header. Nothing for null, or when either has no values. O(values).
   static void Resample1d(const CSigCurve* src, CSigCurve* dst, InterpOpts opts);
 
   /// All values of the source to n, converted by IntConversion over the range that the source
   /// reports. False, with nothing written, for null, without values or n, and when memory is short.
+  /// O(values + n).
   bool Resample1d(const CSigCurve* src, std::int32_t* dst, unsigned n, int maxValue,
                   InterpOpts opts);
 
@@ -76,7 +78,7 @@ class LIMES_EXPORT CResampleTool {
   /// Straight lines between nIn samples at nOut > nIn values, from the first to the last. O(nOut).
   static void Resample1dUpInterpol(const float* src, int nIn, float* dst, int nOut);
 
-  /// Maxima of the bins of Resample1dDown; nOut may be up to nIn.
+  /// Maxima of the bins of Resample1dDown; nOut may be up to nIn. O(nIn).
   static void Resample1dDownMaxi(const float* src, int nIn, float* dst, int nOut);
 
   /// dst = clamp(trunc((x - lo) s + 0.5), 0, maxValue), s = maxValue / (hi - lo), or maxValue when
@@ -95,7 +97,8 @@ class LIMES_EXPORT CResampleTool {
   /// Reads each value once: O(values + width height).
   bool Resample2d(const CSigCurveArray* array, unsigned width, unsigned height);
 
-  /// Section of x and T that Resample2d takes.
+  /// Section of x and T that Resample2d takes, when enabled: the samples of the first curve from
+  /// xFrom to xTo, rows from zFrom to zTo.
   void Setze2dAusschnitt(bool enabled, float xFrom, float xTo, float zFrom, float zTo);
 
   /// First point of a row of the grid; null when there is none.
@@ -125,6 +128,7 @@ class LIMES_EXPORT CResampleTool {
   const float* Zeilenpuffer() const { return line_.empty() ? nullptr : line_.data(); }
 
   /// Fills the rows strictly between two rows of the grid with row0 + (row1 - row0) / (r1 - r0).
+  /// Nothing when there is no such row. O(values filled).
   // kept: all of them get these same values, the first step of a ramp; displays rely on it
   void Interpol2dy(unsigned r0, unsigned r1);
 

@@ -163,7 +163,7 @@ bool CSigCurveArray::KurveAusstatten(int i, int len) {
 }
 
 bool CSigCurveArray::Attach(int i, CSigCurveExt* curve, bool deleteFormer) {
-  if (i < 0 || !Reserve(std::int64_t{i} + 1)) {
+  if (curve == nullptr || i < 0 || !Reserve(std::int64_t{i} + 1)) {
     return false;
   }
   std::unique_ptr<CSigCurveExt>& slot = slots_[static_cast<std::size_t>(i)];

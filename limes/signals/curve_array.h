@@ -30,6 +30,9 @@ struct ArrayReduction;
 /// time series T runs from 0 to the number of curves, over the time from start to end. Curve
 /// indices outside are answered as an empty slot; a null curve or signal has no effect. One thread
 /// at a time. No operation throws, except what a stream throws while writing.
+///
+/// Access to one curve takes O(1), what goes through the curves O(n), n being their number, what
+/// copies, combines or stores their values O(values).
 class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
  public:
   struct Bereich {
@@ -89,8 +92,8 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   bool KurveAusstatten(int i, int len);
 
   /// Puts a curve into slot i, making room as needed, and owns it. The former curve is deleted, or
-  /// left to the caller who still knows it. False, with nothing taken, for a negative i and when
-  /// memory is short.
+  /// left to the caller who still knows it. False, with nothing taken, for null, a negative i, and
+  /// when memory is short.
   bool Attach(int i, CSigCurveExt* curve, bool deleteFormer);
 
   /// The same behind the last slot filled so.

@@ -53,7 +53,11 @@ const CMeasuringUnit& CSigCurveArray::ValueUnit() const {
 
 template <class Value>
 int CSigCurveArray::Across(CSigPairs* pairs, Value value) const {
-  if (pairs == nullptr || !pairs->NeueGroesse(static_cast<unsigned>(count_))) {
+  if (pairs == nullptr) {
+    return 0;
+  }
+  pairs->Neustart();
+  if (!pairs->NeueGroesse(static_cast<unsigned>(count_))) {
     return 0;
   }
   pairs->SetXUnit(tUnit_);

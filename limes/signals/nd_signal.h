@@ -103,6 +103,7 @@ class LIMES_EXPORT CDimDescriptionVec : public CStorable {
 /// Table of float values: one row per dimension, one column per point, row by row in memory. Value
 /// (i, j) is that of dimension i at point j. The rows may have descriptions; only a table without
 /// any has a complete file record. At most 2^32 - 1 values; rows without values do not exist.
+/// Access to a value or a row takes O(1), what copies or stores the table O(values).
 class LIMES_EXPORT CSigNDBase : public CStorable {
  public:
   CSigNDBase() = default;

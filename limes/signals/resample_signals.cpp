@@ -167,7 +167,7 @@ bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const 
 bool CResampleTool::Resample2d(const CSigCurveArray* array, unsigned width, unsigned height) {
   GridPlan plan;
   if (array == nullptr || width == 0 || height == 0 || width > kMaxCount ||
-      !PlanGrid(*array, plan) || !Adjust1dPuffer(plan.count)) {
+      !PlanGrid(*array, plan) || !Adjust1dPuffer((*array)[0]->DLen())) {
     return false;
   }
   if (width <= plan.count) {

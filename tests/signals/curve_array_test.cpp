@@ -60,7 +60,7 @@ TEST(CurveArray, SlotsGrowAndHandOver) {
   first->Date(4.0F);
   EXPECT_TRUE(array.AttachNext(first, true) && array.AttachNext(new Ext(2), true));
   EXPECT_TRUE(array.Attach(3, new Ext(1), true));
-  EXPECT_FALSE(array.Attach(-1, nullptr, true));
+  EXPECT_FALSE(array.Attach(-1, first, true) || array.Attach(7, nullptr, true));
   array.TPos(3, 9.0F);
   array.AttachOperationComplete();
   EXPECT_EQ(State(array), "4:0 0:0 - 9:0 T 4 9 1.25 x 0 1");
@@ -336,12 +336,14 @@ TEST(CurveArray, SectionsAcrossTheCurves) {
   EXPECT_EQ(array.Querschnitt(0.5F, &pairs), 3);
   EXPECT_EQ(pairs.Wert(2), 4.0F);
   EXPECT_EQ(array.Querschnitt(5.0F, &pairs) + array.Querschnitt(-1, &pairs), 0);
+  array.Querschnitt(0, &pairs);
+  EXPECT_EQ(CSigCurveArray().Querschnitt(0, &pairs) + static_cast<int>(pairs.NPaare()), 0);
   Ext curve;
   EXPECT_EQ(array.Querschnitt(0, &curve), 3);
   EXPECT_EQ(ValuesOf(curve), (Floats{0, 3, 0, 3}));
   EXPECT_EQ(curve.XMin(), 2.0F);
   EXPECT_EQ(curve.XMax(), 10.0F);
-  array.Attach(3, nullptr, true);
+  delete array.Detach(3);
   EXPECT_EQ(array.Querschnitt(0, &curve), 2);
   EXPECT_EQ(curve.IMax(), 1);
   EXPECT_EQ(array.FlaechenKurveBilden(&curve, 0, 2, false), 2);
@@ -449,7 +451,7 @@ TEST(CurveArrayRecord, RefusesWhatIsNewerOrMalformed) {
 
 TEST(CurveArrayRecord, CodedValuesEmptySlotsAndLongNames) {
   CSigCurveArray array = Stored();
-  array.Attach(1, nullptr, true);
+  delete array.Detach(1);
   array.SetName(std::u16string(198, u'x') + u"\u00E4\u00F6");
   CMeasuringUnit linear(commonUnits::rpm);
   linear.logref(2.0F);

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -153,14 +155,16 @@ constexpr auto kWrite = [](const auto& object, CFileStream& file) {
 };
 constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };
 
+test::Bytes Golden(const char* name) {
+  std::ifstream in(std::string(LIMES_TEST_DATA "/") + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
 TEST(NDSignalRecord, OfATableWithoutDescriptions) {
   CSigNDBase table(2, 2);
   table.setRow(1, Floats{1, -2});
   const test::Bytes record = test::Written(table, kWrite);
-  const test::Bytes expected{0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0,    0,  //
-                             0, 0, 0, 0, 0, 0, 0, 0, 4, 0, 0,    0,  // no descriptions, 4
-                             0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0x3F, 0, 0, 0, 0xC0};
-  EXPECT_EQ(record, expected);
+  EXPECT_EQ(record, Golden("nd_table_v0.bin"));
   CSigNDBase read;
   EXPECT_TRUE(test::ReadBlock(read, record, kRead));
   EXPECT_EQ(read, table);
@@ -186,7 +190,7 @@ TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
   table.append(Floats{1, 2}, kHertz);
   CMemoryStream file;
   EXPECT_FALSE(table.WriteToFile(file));
-  EXPECT_EQ(file.Bytes().size(), 4U + 8 + 8 + 4 + 8) << "no count, but the values";
+  EXPECT_EQ(test::Written(table, kWrite), Golden("nd_described_v0.bin")) << "no count, but values";
   CSigND plain;
   plain.append(Floats{1, 2});
   CMemoryStream texts;
@@ -199,7 +203,8 @@ TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
   CSightSeeing settings;
   settings.SetDims({1, 2, 3});
   CSightSeeing again;
-  EXPECT_TRUE(test::ReadBlock(again, test::Written(settings, kWrite), kRead));
+  EXPECT_EQ(test::Written(settings, kWrite), Golden("nd_settings_v0.bin"));
+  EXPECT_TRUE(test::ReadBlock(again, Golden("nd_settings_v0.bin"), kRead));
   EXPECT_EQ(again, settings);
 }
 
