@@ -47,7 +47,7 @@ CurveOverlap::CurveOverlap(const CSigCurve* measured, const CSigCurveExt* refere
 
 float SComparison::Rms() const { return points > 0 ? detail::Rms(squaredExcess, points) : 0.0F; }
 
-SComparison Compare(const CurveOverlap& overlap, SEnoughLearnt enough) {
+SComparison Compare(const CurveOverlap& overlap, PointMask mask) {
   SComparison result;
   result.largest = std::nanf("");
   result.index = overlap.First();
@@ -64,15 +64,15 @@ SComparison Compare(const CurveOverlap& overlap, SEnoughLearnt enough) {
     result.squaredExcess = AddSquaredExcess(result.squaredExcess, k, r, n);
     result.finite = result.finite && AreFinite(k, r, n);
   };
-  if (enough.counts.empty()) {
+  if (mask.empty()) {
     overlap.ForEachPiece(take);
     return result;
   }
   overlap.ForEachPiece([&](std::int64_t i, const float* k, const float* r, std::size_t n) {
-    const std::uint32_t* const counts = enough.counts.data() + i;
+    const std::uint8_t* const counts = mask.data() + i;
     for (std::size_t j = 0; j < n;) {
       std::size_t end = j;
-      while (end < n && counts[end] >= enough.atLeast) {
+      while (end < n && counts[end] != 0) {
         ++end;
       }
       if (end > j) {
@@ -119,16 +119,14 @@ SCurveJudgement JudgementOf(const CurveOverlap& overlap, const SComparison& comp
   return judgement;
 }
 
-bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs,
-                SEnoughLearnt enough) {
+bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs, PointMask mask) {
   std::vector<SCurveExcess> found;
   try {
     bool inside = false;
     for (std::int64_t i = overlap.First(); i <= overlap.Last(); ++i) {
       const float value = overlap.Measured(i);
       const float limit = overlap.Reference(i);
-      const bool counts =
-          enough.counts.empty() || enough.counts[static_cast<std::size_t>(i)] >= enough.atLeast;
+      const bool counts = mask.empty() || mask[static_cast<std::size_t>(i)] != 0;
       if (!counts || !(value > limit)) {
         inside = false;
         continue;

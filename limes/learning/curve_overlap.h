@@ -66,11 +66,8 @@ class CurveOverlap {
   bool sameStep_ = false;
 };
 
-/// How often each point of a reference must have been learnt to count; without counts all do.
-struct SEnoughLearnt {
-  std::span<const std::uint32_t> counts;
-  std::uint32_t atLeast = 0;
-};
+/// For each point of a reference 1 when it counts, else 0; empty when all do.
+using PointMask = std::span<const std::uint8_t>;
 
 /// What a comparison of the points of an overlap gives.
 struct SComparison {
@@ -86,8 +83,8 @@ struct SComparison {
   float Rms() const;
 };
 
-/// Compares point by point; no points when the overlap is empty or nowhere enough was learnt. O(n).
-SComparison Compare(const CurveOverlap& overlap, SEnoughLearnt enough = {});
+/// Compares point by point; no points when the overlap is empty or none of it counts. O(n).
+SComparison Compare(const CurveOverlap& overlap, PointMask mask = {});
 
 /// The largest k - r alone, as in SComparison. The overlap must not be empty.
 SComparison CompareLargest(const CurveOverlap& overlap);
@@ -99,9 +96,9 @@ float RmsExcess(const CurveOverlap& overlap);
 SCurveJudgement JudgementOf(const CurveOverlap& overlap, const SComparison& comparison);
 
 /// The runs of points above the reference, in order of x, without mean and spread; a point that is
-/// NaN, that the overlap lacks or that was not learnt enough ends a run. False, with runs
-/// unchanged, when memory is short. O(n).
+/// NaN, that the overlap lacks or that does not count ends a run. False, with runs unchanged, when
+/// memory is short. O(n).
 [[nodiscard]] bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs,
-                              SEnoughLearnt enough = {});
+                              PointMask mask = {});
 
 }  // namespace limes::detail

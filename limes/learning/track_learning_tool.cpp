@@ -274,7 +274,7 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
     if (meanSquare_->DLen() != n || !GrowCounts(n)) {
       return false;
     }
-    limitCounts_.reserve(n);
+    mask_.reserve(n);
     if (!TakeGrid(*limit_, *mean_)) {
       return false;
     }
@@ -288,13 +288,16 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
   } catch (const std::bad_alloc&) {
     return false;
   }
-  limitCounts_.resize(n);
+  mask_.resize(n);
+  // Without a base count every point counts that was learnt at all.
+  const std::uint32_t atLeast = std::max(baseCount_, 1U);
   const CFactors& factors = CFactors::Get();
   const float* const m = mean_->ValArray();
   const float* const q = meanSquare_->ValArray();
   float* const y = limit_->ValArray();
   ForEachRun(counts_, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
-    std::fill_n(limitCounts_.begin() + static_cast<std::ptrdiff_t>(i), points, count);
+    const auto begin = mask_.begin() + static_cast<std::ptrdiff_t>(i);
+    std::fill_n(begin, points, static_cast<std::uint8_t>(count >= atLeast ? 1 : 0));
     if (count > 1) {
       detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count), factor_,
                                base_);
@@ -375,21 +378,18 @@ float CTrackLernWerkzeug::MaxAbweichung(const CSigCurveExt* k, float* result) co
 
 SCurveJudgement CTrackLernWerkzeug::Beurteilen(const CSigCurveExt& k) const {
   if (!formed_ || !qualified_ || limit_ == nullptr || mean_ == nullptr || meanSquare_ == nullptr ||
-      limitCounts_.size() != limit_->DLen() || mean_->DLen() != limit_->DLen() ||
+      mask_.size() != limit_->DLen() || mean_->DLen() != limit_->DLen() ||
       meanSquare_->DLen() != limit_->DLen() || !limit_->IsValid()) {
     return {};
   }
   const detail::CurveOverlap overlap(&k, limit_.get());
-  // Without a base count every point counts that was learnt at all.
-  const std::uint32_t atLeast = std::max(baseCount_, 1U);
-  const detail::SComparison comparison = detail::Compare(overlap, {limitCounts_, atLeast});
+  const detail::SComparison comparison = detail::Compare(overlap, mask_);
   SCurveJudgement judgement = detail::JudgementOf(overlap, comparison);
   if (judgement.verdict == Verdict::kNotJudged) {
     return judgement;
   }
-  const auto judgeable = std::count_if(limitCounts_.begin() + limit_->IMin(),
-                                       limitCounts_.begin() + limit_->IMax() + 1,
-                                       [atLeast](std::uint32_t count) { return count >= atLeast; });
+  const auto judgeable =
+      std::count(mask_.begin() + limit_->IMin(), mask_.begin() + limit_->IMax() + 1, 1);
   judgement.share =
       static_cast<float>(static_cast<double>(comparison.points) / static_cast<double>(judgeable));
   judgement.mean = (*mean_)[comparison.index];
@@ -401,7 +401,7 @@ bool CTrackLernWerkzeug::Ueberschreitungen(const CSigCurveExt& k,
                                            std::vector<SCurveExcess>& regions) const {
   const bool judged = Beurteilen(k).verdict != Verdict::kNotJudged;
   const detail::CurveOverlap overlap(judged ? &k : nullptr, limit_.get());
-  if (!detail::FindExcess(overlap, regions, {limitCounts_, std::max(baseCount_, 1U)})) {
+  if (!detail::FindExcess(overlap, regions, mask_)) {
     return false;
   }
   for (SCurveExcess& region : regions) {

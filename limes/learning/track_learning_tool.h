@@ -149,7 +149,7 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   Curve mean_;
   Curve meanSquare_;
   Curve limit_;
-  std::vector<std::uint32_t> limitCounts_;  ///< the counts that the limit was formed of
+  std::vector<std::uint8_t> mask_;  ///< 1 where enough was learnt when the limit was formed
   std::vector<std::uint32_t> counts_;
   Curve spread_;
   Curve countCurve_;
