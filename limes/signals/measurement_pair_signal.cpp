@@ -36,16 +36,16 @@ CSigPairsVM::CSigPairsVM(const CSigPairs& other) : CSigPairs(other) {}
 CSigPairsVM::CSigPairsVM(const CSigCurve& curve) : CSigPairs(curve) {}
 
 CSigPairsVM::CSigPairsVM(const CSigPairsVM& other, bool deep) : CSigPairs(other, deep) {
-  TakeDescription(other, deep);
+  Describe(other, TextsOf(other, deep));
 }
 
 CSigPairsVM::CSigPairsVM(const CSigPairsVM& other) : CSigPairs(other) {
-  TakeDescription(other, false);
+  Describe(other, TextsOf(other, false));
 }
 
 CSigPairsVM& CSigPairsVM::operator=(const CSigPairsVM& other) {
   if (Copy(other, true)) {
-    TakeDescription(other, false);
+    SetSpecification(other.specification_);
   }
   return *this;
 }
@@ -61,31 +61,44 @@ CSigPairsVM::~CSigPairsVM() = default;
 CSigPairsVM* CSigPairsVM::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigPairsVM::Copy(const CClonable& other, bool deep) {
-  if (!CSigPairs::Copy(other, deep)) {
-    return false;
+  const auto* const measured = dynamic_cast<const CSigPairsVM*>(&other);
+  if (measured == nullptr) {
+    return CSigPairs::Copy(other, deep);
   }
-  if (const auto* const measured = dynamic_cast<const CSigPairsVM*>(&other)) {
-    TakeDescription(*measured, deep);
+  try {
+    CQuinterMFC texts = TextsOf(*measured, deep);
+    if (!CSigPairs::Copy(other, deep)) {
+      return false;
+    }
+    Describe(*measured, std::move(texts));
+  } catch (const std::bad_alloc&) {
+    return false;
   }
   return true;
 }
 
 void CSigPairsVM::InitHeader(const CSigPairsVM& other, bool deep) {
   CSigPairs::InitHeader(other, deep);
-  TakeDescription(other, deep);
+  Describe(other, TextsOf(other, deep));
 }
 
-void CSigPairsVM::TakeDescription(const CSigPairsVM& other, bool deep) {
+/// The texts that this signal has after a copy of the other.
+CQuinterMFC CSigPairsVM::TextsOf(const CSigPairsVM& other, bool deep) const {
+  if (!deep) {
+    return other.specification_;
+  }
+  CQuinterMFC texts = specification_;
+  for (unsigned i = 0; i < kDeepFields; ++i) {  // kept: not the sixth, the sensor
+    texts.Field(i, other.specification_.Field(i));
+  }
+  return texts;
+}
+
+void CSigPairsVM::Describe(const CSigPairsVM& other, CQuinterMFC texts) {
+  std::swap(specification_, texts);
   triggerStart_ = other.triggerStart_;
   triggerStop_ = other.triggerStop_;
   triggerMethod_ = other.triggerMethod_;
-  if (!deep) {
-    specification_ = other.specification_;
-    return;
-  }
-  for (unsigned i = 0; i < kDeepFields; ++i) {  // kept: not the sixth, the sensor
-    specification_.Field(i, other.specification_.Field(i));
-  }
 }
 
 bool CSigPairsVM::SetSpecification(std::u16string_view mode, std::u16string_view channel,

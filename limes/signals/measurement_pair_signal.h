@@ -39,7 +39,7 @@ class LIMES_EXPORT CSigPairsVM : public CSigPairs {
   CSigPairsVM* Clone(bool deep) const override;
 
   /// As CSigPairs::Copy, with settings and texts of a signal of this class; those of this one stay
-  /// when the other has none.
+  /// when the other has none. False, with nothing changed, when memory is short.
   bool Copy(const CClonable& other, bool deep) override;
 
   static const CRuntimeClass* GetThisClass();
@@ -71,7 +71,8 @@ class LIMES_EXPORT CSigPairsVM : public CSigPairs {
  private:
   void ClearStrings() { specification_.clear(); }
   void ClearInts();
-  void TakeDescription(const CSigPairsVM& other, bool deep);
+  CQuinterMFC TextsOf(const CSigPairsVM& other, bool deep) const;
+  void Describe(const CSigPairsVM& other, CQuinterMFC texts);
 
   CQuinterMFC specification_;
   std::int32_t triggerStart_ = 0;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -93,6 +94,9 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   /// memory is short. The other may be this signal. O(n).
   bool Append(const CSignal& other) override;
 
+  /// Writes the common record of that version and the pairs; false when the first fails, nothing
+  /// of the pairs is written then, or when memory is short. What the stream throws passes through.
+  /// O(n).
   [[nodiscard]] bool WriteToFile(CFileStream& file, unsigned version) const override;
 
   /// Reads a record of version 1 or 2. False when the common record fails, name and units read
@@ -112,11 +116,11 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   // kept: unlike CutLeft no pair beyond x stays
   virtual void CutRight(float x);
 
-  /// Smallest and largest x; untouched without pairs.
+  /// Smallest and largest x, in the x unit: XBereich.
   virtual void GetXRange(float& min, float& max) const;
 
-  /// Smallest and largest y; untouched without pairs. The first decides when it is NaN, other NaN
-  /// are passed over. O(n).
+  /// Smallest and largest y, in the y unit; untouched without pairs. The first decides when it is
+  /// NaN, other NaN are passed over. O(n).
   virtual void GetYRange(float& min, float& max) const;
 
   CSigPairs* Clone(bool deep) const override;
@@ -243,8 +247,8 @@ class LIMES_EXPORT CSigPairs : public CSignal {
 
   // Look-ups.
 
-  /// y at x, linear between pairs, beyond the ends the first or last y; 0.0 for a run without pairs
-  /// or with neither flag. The last y for NaN. O(log n), see above.
+  /// y at x, in the y unit, linear between pairs, beyond the ends the first or last y; 0.0 for a
+  /// run without pairs or with neither flag. The last y for NaN. O(log n), see above.
   float WertBei(float x) const;
 
   /// As WertBei.
@@ -340,6 +344,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   /// and what lies outside the other's range is cut. kIntersection only cuts, kMinimum and kMaximum
   /// do not cut, kUnion takes over the other's pairs outside, kUnionOfZeros inserts all new pairs
   /// with y = 0.0.
+  /// No effect when the other is not marked sorted and memory for a sorted copy is short.
   // kept: runs whose x ranges do not touch give an empty run, for the unions too; see Vereinigen
   void Verrechnen(const CSigPairs& other, int code);
 
@@ -415,9 +420,9 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   void AusSigCurveBilden(const CSigCurve& curve);
 
   /// Draws the run as lines into the values of a curve, which keeps those beside the run; name,
-  /// units and a valid range are set. With setXRange its x range becomes that of the run. No effect
-  /// for fewer than two pairs, null or a curve without values. A run whose last x is not above the
-  /// first is taken as falling. O(n + values).
+  /// units, scale factors (1, or -1 for a falling run) and a valid range are set. With setXRange
+  /// its x range becomes that of the run. No effect for fewer than two pairs, null or a curve
+  /// without values. A run whose last x is not above the first is taken as falling. O(n + values).
   // kept: x max becomes the last x though a curve's lies one step behind its last value, so a curve
   // taken there and back shrinks by a step; pass false and set the range yourself to avoid it
   void KurveBilden(CSigCurve* target, bool setXRange) const;
@@ -467,6 +472,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   std::uint32_t BehindAtOrBelow(float x) const;
   std::uint32_t BehindAtOrAbove(float x) const;
   float Tolerance() const;
+  static std::unique_ptr<CSigPairs> SortedCopy(const CSigPairs& run);
   void Combine(const CSigPairs& other, int code);
   void MergeEach(const CSigPairs& other, float tol, int code);
   bool MergeInOneWalk(const CSigPairs& other, float tol, int code);

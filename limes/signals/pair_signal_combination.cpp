@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "limes/kernels/pair_loops.h"
+#include "limes/signals/cloned.h"
 #include "limes/signals/pair_signal.h"
 
 namespace limes {
@@ -22,7 +23,7 @@ float ValueBetween(const detail::XyPair& a, const detail::XyPair& b, float x) {
 bool IsUnion(int code) { return code == CSigPairs::kUnion || code == CSigPairs::kUnionOfZeros; }
 
 /// The pairs of a run with those of another merged in, as MergeEach does it one by one, for runs
-/// that never fall and are finite, and a tolerance at or above 0.
+/// that never fall and are finite.
 class MergeWalk {
  public:
   MergeWalk(View run, View other, float tol, int code) : run_(run), tol_(tol), code_(code) {
@@ -128,16 +129,19 @@ void CSigPairs::Verrechnen(const CSigPairs& other, int code) {
   if (&other != this && other.sorted_) {
     DatenSortieren();
     Combine(other, code);
-    return;
-  }
-  CSigPairs copy(other);
-  if (copy.NPaare() == other.NPaare()) {
+  } else if (const auto copy = SortedCopy(other)) {
     DatenSortieren();
-    if (!copy.sorted_) {
-      copy.SortPairs();
-    }
-    Combine(copy, code);
+    Combine(*copy, code);
   }
+}
+
+/// A copy marked sorted, sorted unless the run is; null when memory is short.
+std::unique_ptr<CSigPairs> CSigPairs::SortedCopy(const CSigPairs& run) {
+  std::unique_ptr<CSigPairs> copy(detail::Cloned(run, false));
+  if (copy != nullptr && !copy->sorted_) {
+    copy->SortPairs();
+  }
+  return copy;
 }
 
 void CSigPairs::Combine(const CSigPairs& other, int code) {
@@ -206,8 +210,7 @@ void CSigPairs::MergeEach(const CSigPairs& other, float tol, int code) {
 /// The result of MergeEach in O(n + m); false, with nothing changed, when it must be done plainly.
 bool CSigPairs::MergeInOneWalk(const CSigPairs& other, float tol, int code) {
   const std::uint32_t n = NPaare();
-  if (!sorted_ || (inverse_ && n > 1) || !(tol >= 0.0F) || !InPlainOrder() ||
-      !other.InPlainOrder()) {
+  if (!sorted_ || (inverse_ && n > 1) || !InPlainOrder() || !other.InPlainOrder()) {
     return false;
   }
   try {
@@ -281,10 +284,8 @@ void CSigPairs::Vereinigen(const CSigPairs& other) {
     return;
   }
   if (!other.sorted_) {
-    CSigPairs copy(other);
-    if (copy.NPaare() == other.NPaare()) {
-      copy.SortPairs();
-      Vereinigen(copy);
+    if (const auto copy = SortedCopy(other)) {
+      Vereinigen(*copy);
     }
     return;
   }

@@ -375,6 +375,10 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
     all.push_back(On<CSigPairs>("CSigPairs Verrechnen " + std::to_string(code),
                                 [=](CSigPairs& o, Sink&) { o.Verrechnen(Run(9, 150), code); }));
   }
+  LIMES_OP(CSigPairs, "Verrechnen itself", { o.Verrechnen(o, 2); });
+  static CSigPairsVM described(Run(9));
+  described.SetDataName(u"A text longer than any buffer inside of texts");
+  LIMES_OP(CSigPairsVM, "Copy", { return o.Copy(described, true); });
   LIMES_OP(CSigPairs, "values", {
     float d = 0.0F;
     out << o.Mittelwert(&d) << d << o.RmsWert() << o.MittelwertDb() << o.WertBei(3.3F)
