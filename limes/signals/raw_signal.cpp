@@ -65,14 +65,21 @@ CSigRaw::CSigRaw(const CSigRaw& other)
 }
 
 CSigRaw& CSigRaw::operator=(const CSigRaw& other) {
-  if (this == &other || !AllocateOrKeep(other.length_)) {
-    return *this;
+  if (this != &other && CopyWords(other)) {
+    writtenOutside_ = true;
+  }
+  return *this;
+}
+
+bool CSigRaw::CopyWords(const CSigRaw& other) {
+  if (!AllocateOrKeep(other.length_)) {
+    return false;
   }
   Move(data_, other.data_, length_);
   type_ = other.type_;
   id_ = other.id_;
   copyData_ = other.copyData_;
-  return *this;
+  return true;
 }
 
 const CRuntimeClass* CSigRaw::GetRuntimeClass() const { return GetThisClass(); }

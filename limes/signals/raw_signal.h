@@ -129,6 +129,9 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// As MallocOrKeep, but the content of the words is open.
   [[nodiscard]] bool AllocateOrKeep(unsigned n);
 
+  /// Copies type, id and words; false, with nothing changed, when memory is short. O(n).
+  bool CopyWords(const CSigRaw& other);
+
   /// Makes room for n words without changing those in use; false, with nothing changed, when
   /// memory is short or the words are foreign. O(n).
   [[nodiscard]] bool Reserve(unsigned n);

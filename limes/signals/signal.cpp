@@ -141,7 +141,7 @@ bool CSignal::Copy(const CClonable& other, bool deep) {
     if (!ReserveName(name.size()) || !AllocateOrKeep(source->DLen())) {
       return false;
     }
-    CSigRaw::operator=(*source);  // nothing fails from here on
+    CopyWords(*source);  // nothing fails from here on: there is room
     info_ = info;
     WriteName(0, name);
     extName_.swap(extName);

@@ -88,6 +88,21 @@ struct Model {
     At(i) = {x, y};
     return i;
   }
+  void Cut(float x, bool left) {
+    if (!rises) {
+      Sort();
+    }
+    if (p.empty() || (left ? At(0).x >= x : p.back().x <= x)) {
+      return;
+    }
+    if (left ? p.back().x <= x : !(At(0).x < x)) {
+      Clear();
+    } else if (left) {
+      Erase(0, Index(x, 1) - 1);
+    } else {
+      Erase(Index(x, 0) + 1, Size());
+    }
+  }
   /// First index from 1 at or beyond x; -1 and -2 for the ends.
   int Find(float x) {
     const int n = Size();
@@ -241,7 +256,7 @@ unsigned Step(Source& from, CSigPairs& run, Model& model) {
   const float y = from.Y();
   const unsigned n = run.NPaare();
   const unsigned i = from.Below(n + 1);
-  const unsigned what = from.Below(14);
+  const unsigned what = from.Below(15);
   if (what == 0) {
     run.NeuesPaar(x, y);
     model.Append(x, y);
@@ -250,8 +265,12 @@ unsigned Step(Source& from, CSigPairs& run, Model& model) {
   } else if (what == 3 && i < n) {
     EXPECT_EQ(run.Aendern(i, x, y), model.Change(static_cast<int>(i), x, y));
   } else if (what == 4 && i < n) {
-    from.Below(6) == 0 ? void(run.ValArray()[2 * i] = x) : run.Setzen(i, x, run.Wert(i));
     model.p[i].x = x;
+    const unsigned how = from.Below(9);
+    CSigPairs changed(run);
+    (how < 2 ? changed : run).Setzen(i, x, run.Wert(i));
+    how == 0 ? void(run.ValArray()[2 * i] = x) : void();
+    how == 1 ? void(static_cast<CSigRaw&>(run) = changed) : void();
   } else if (what == 5) {
     run.PunkteEntfernen(i, 3);
     model.Erase(static_cast<int>(i), 3);
@@ -275,7 +294,10 @@ unsigned Step(Source& from, CSigPairs& run, Model& model) {
     run.YBereich(lo, hi);
     run.Linearisieren(9);
     model.Thin((hi - lo) / 9);
-  } else if (what >= 10) {
+  } else if (what == 10) {
+    (i & 1) != 0 ? run.CutLeft(x) : run.CutRight(x);
+    model.Cut(x, (i & 1) != 0);
+  } else if (what > 10) {
     CSigPairs other;
     Model otherModel;
     Fill(from, other, otherModel);
