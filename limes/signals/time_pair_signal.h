@@ -62,10 +62,16 @@ class LIMES_EXPORT CSigPairsTm : public CSigPairs {
   float Time2Float(std::int64_t t) const { return scaling_.ToFloat(t); }
   float Time2Float(Time t) const { return Time2Float(Seconds(t)); }
   static float Time2Float(std::int64_t t, std::int64_t start, std::int64_t end);
+  static float Time2Float(Time t, Time start, Time end) {
+    return Time2Float(Seconds(t), Seconds(start), Seconds(end));
+  }
 
   /// Time at x, truncated to whole seconds from the start; the start for NaN.
   std::int64_t Float2Time(float x) const { return scaling_.ToTime(x); }
   static std::int64_t Float2Time(float x, std::int64_t start, std::int64_t end);
+  static Time Float2Time(float x, Time start, Time end) {
+    return Time(std::chrono::seconds(Float2Time(x, Seconds(start), Seconds(end))));
+  }
 
   /// Time of pair i, which must exist.
   std::int64_t Zeitpunkt(std::uint32_t i) const { return Float2Time(Punkt(i)); }

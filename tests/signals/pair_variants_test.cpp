@@ -35,7 +35,8 @@ TEST(TimePairSignal, IntervalWidensWithItsPoints) {
   EXPECT_TRUE(run.ZeitImBereich(1050));
   EXPECT_TRUE(run.HatWertBei(1048, seconds(2)));
   EXPECT_FALSE(run.HatWertBei(1048, seconds(1)));
-  EXPECT_EQ(CSigPairsTm::Float2Time(0.999F, 0, 10), 9) << "truncated";
+  using Time = CSigPairsTm::Time;
+  EXPECT_EQ(CSigPairsTm::Float2Time(0.999F, Time(), Time(seconds(10))), Time(seconds(9)));
   run.ZeitraumAendern(500, 500);
   EXPECT_EQ(run.Punkt(1), 0.0F);
   EXPECT_TRUE(std::isinf(run.PunktgleichheitToleranz()));
