@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <string>
 
@@ -18,12 +16,6 @@
 
 namespace limes {
 namespace {
-
-/// States of version 1 that must be readable for ever.
-test::Bytes Golden(const char* name) {
-  std::ifstream in(std::string(LIMES_TEST_DATA) + "/" + name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 void Fill(CLernenderGrenzwert& limit) {
   limit.Neustart(50);
@@ -95,7 +87,7 @@ TYPED_TEST_SUITE(LearnState, Learners);
 TYPED_TEST(LearnState, IsPinnedAndReadsBackBitForBit) {
   TypeParam learner;
   Fill(learner);
-  const test::Bytes golden = Golden(this->kGolden);
+  const test::Bytes golden = test::Golden(this->kGolden);
   ASSERT_FALSE(golden.empty());
   EXPECT_EQ(test::Written(learner, kWrite), golden);
   TypeParam back;
@@ -104,7 +96,7 @@ TYPED_TEST(LearnState, IsPinnedAndReadsBackBitForBit) {
 }
 
 TYPED_TEST(LearnState, DetectsEveryFlippedBitAndEveryCut) {
-  const test::Bytes golden = Golden(this->kGolden);
+  const test::Bytes golden = test::Golden(this->kGolden);
   TypeParam learner;
   ASSERT_TRUE(test::ReadBlock(learner, golden, kRead));
   for (std::size_t bit = 0; bit < 8 * golden.size(); ++bit) {
@@ -119,7 +111,7 @@ TYPED_TEST(LearnState, DetectsEveryFlippedBitAndEveryCut) {
 }
 
 TEST(LearnStateStatus, SaysWhyItFailed) {
-  const test::Bytes value = Golden("limit_value_state_v1.bin");
+  const test::Bytes value = test::Golden("limit_value_state_v1.bin");
   const auto status = [](test::Bytes bytes) {
     CMemoryStream file(std::move(bytes));
     CKurvenLernWerkzeug tool;
@@ -145,7 +137,7 @@ TEST(LearnStateStatus, SaysWhyItFailed) {
 /// Every byte of the payload replaced, with the checksum made right: read consistently or refused.
 template <class Tool>
 void ExpectContentChecked(const char* name) {
-  const test::Bytes golden = Golden(name);
+  const test::Bytes golden = test::Golden(name);
   constexpr std::size_t kHead = 16;
   for (std::size_t at = kHead; at + 4 < golden.size(); ++at) {
     for (const unsigned value : {0x00U, 0x7FU, 0xFFU}) {
@@ -178,7 +170,7 @@ TEST(LearnState, LearningGoesOnAsIfNothingHadHappened) {
   CKurvenLernWerkzeug straight;
   Fill(straight);
   CKurvenLernWerkzeug resumed;
-  const test::Bytes golden = Golden("curve_state_v1.bin");
+  const test::Bytes golden = test::Golden("curve_state_v1.bin");
   ASSERT_TRUE(test::ReadBlock(resumed, golden, kRead));
   CSigCurveExt k = CSigCurveExt::Make(5, 10.0F, 15.0F);
   k = 3.0F;

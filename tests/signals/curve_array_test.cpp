@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <sstream>
 
@@ -405,9 +403,8 @@ TEST(CurveArrayRecord, EveryVersionReadsTheSame) {
   const test::Bytes record = test::Written(Stored(), kWrite);
   ASSERT_EQ(record.size(), 12U + 200 + 18 + 28 + 2 * (116 + 12));
   for (const char version : {'\0', '\1', '\2'}) {
-    std::ifstream in(LIMES_TEST_DATA "/curve_array_v" + std::to_string(int{version}) + ".bin",
-                     std::ios::binary);
-    const test::Bytes golden{std::istreambuf_iterator<char>(in), {}};
+    const test::Bytes golden =
+        test::Golden("curve_array_v" + std::to_string(int{version}) + ".bin");
     test::Bytes expected = record;
     expected[4] = static_cast<std::uint8_t>(version);
     expected.erase(expected.begin(), expected.begin() + (version == 0 ? 8 : 0));

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
-#include "limes/signals/pair_signal.h"
+#include "limes/signals/measurement_pair_signal.h"
+#include "limes/signals/time_pair_signal.h"
 #include "tests/support/hostile.h"
 
 namespace limes {
@@ -31,15 +30,14 @@ const auto kRead = [](CSigPairs& run, CFileStream& file) {
 
 TEST(PairRecord, GoldenFiles) {
   for (const unsigned version : {1U, 2U}) {
-    std::ifstream stream(
-        std::string(LIMES_TEST_DATA) + "/pair_record_v" + std::to_string(version) + ".bin",
-        std::ios::binary);
-    const test::Bytes golden{std::istreambuf_iterator<char>(stream), {}};
+    const test::Bytes golden = test::Golden("pair_record_v" + std::to_string(version) + ".bin");
     EXPECT_EQ(golden.size(), 76U + 80U + 32U);
-    EXPECT_EQ(
-        test::Written(Sample(), [=](const CSigPairs& run,
-                                    CFileStream& file) { return run.WriteToFile(file, version); }),
-        golden);
+    const auto write = [=](const CSigPairs& run, CFileStream& file) {
+      return run.WriteToFile(file, version);
+    };
+    EXPECT_EQ(test::Written(Sample(), write), golden);
+    EXPECT_EQ(test::Written(CSigPairsTm(Sample()), write), golden) << "nothing of its own";
+    EXPECT_EQ(test::Written(CSigPairsVM(Sample()), write), golden) << "nothing of its own";
     CMemoryStream file(golden);
     CSigPairs back;
     ASSERT_TRUE(back.ReadFromFile(file, version));

@@ -70,14 +70,18 @@ TEST(SignalLists, SortFindAndHandOver) {
   EXPECT_EQ(pairs.FindNummer(7), 1);
 }
 
+const auto kWrite = [](const auto& list, CFileStream& file) { return list.WriteToFile(file); };
+
 TEST(SignalLists, RecordsSurviveHostileBytes) {
   CSigCurveList curves;
   curves.Add(std::make_unique<CSigCurveExt>(test::MakeCurve<CSigCurveExt>({1, 1}, 2, 4)));
   curves.Add(Named<CSigCurveExt>(u"second"));
   test::ExpectHostileSafe(curves);
+  EXPECT_EQ(test::Written(curves, kWrite), test::Golden("curve_list_v2.bin"));
   CSigPairsList pairs;
   pairs.Add(Named<CSigPairs>(u"run"))->NeuesPaar(1, 2);
-  test::ExpectHostileSafe(pairs, {.keepsState = false});
+  test::ExpectHostileSafe(pairs);
+  EXPECT_EQ(test::Written(pairs, kWrite), test::Golden("pairs_list_v2.bin"));
 }
 
 TEST(SignalLists, CollectionByKeyAndName) {

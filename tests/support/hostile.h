@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <string>
@@ -14,6 +16,12 @@
 namespace limes::test {
 
 using Bytes = std::vector<std::uint8_t>;
+
+/// A stored record that must be readable for ever.
+inline Bytes Golden(const std::string& name) {
+  std::ifstream in(LIMES_TEST_DATA "/" + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
 
 /// What write(object, stream) puts out.
 template <class Object, class Write>
