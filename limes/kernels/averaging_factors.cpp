@@ -4,12 +4,6 @@
 #include <limits>
 
 namespace limes {
-namespace {
-
-/// Time scales after which e^(-n/T) is dropped.
-constexpr int kSaturated = 45;
-
-}  // namespace
 
 CExpAverFacGenerator::CExpAverFacGenerator(std::int32_t time, std::int32_t timeScale) {
   SetTime(time);

@@ -15,6 +15,9 @@ class LIMES_EXPORT CExpAverFacGenerator {
   /// Time scale from which nothing is forgotten; the default.
   static constexpr std::int32_t kNoForgetting = 10000;
 
+  /// Time scales to which steps are counted; a time set beyond forgets whatever the time scale.
+  static constexpr std::int32_t kSaturated = 45;
+
   /// Step 1, no forgetting.
   CExpAverFacGenerator() = default;
 

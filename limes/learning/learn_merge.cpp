@@ -41,7 +41,9 @@ double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale) {
   }
   const auto earlier = static_cast<double>(n1);
   const auto later = static_cast<double>(n2);
-  if (timeScale >= CExpAverFacGenerator::kNoForgetting) {
+  using Generator = CExpAverFacGenerator;
+  if (timeScale >= Generator::kNoForgetting &&
+      n1 <= Generator::kSaturated * std::int64_t{timeScale}) {
     return earlier / (earlier + later);
   }
   const double scale = timeScale;
@@ -51,8 +53,8 @@ double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale) {
 
 std::int32_t JointTime(std::int32_t n1, std::int32_t n2, std::int32_t timeScale) {
   // What the generator counts to by itself, unless a state stands beyond that already.
-  const std::int64_t end =
-      std::max({std::int64_t{45} * timeScale, std::int64_t{n1}, std::int64_t{n2}});
+  const std::int64_t end = std::max({std::int64_t{CExpAverFacGenerator::kSaturated} * timeScale,
+                                     std::int64_t{n1}, std::int64_t{n2}});
   return static_cast<std::int32_t>(std::min(
       {std::int64_t{n1} + n2, end, std::int64_t{std::numeric_limits<std::int32_t>::max()}}));
 }

@@ -25,8 +25,8 @@ LIMES_EXPORT const wide_char* Text(MergeStatus status);
 namespace detail {
 
 /// Share of an earlier mean of n1 steps in the mean of these and n2 later ones: n1 / (n1 + n2)
-/// without forgetting, else q^n2 w(n1) / w(n1 + n2) with the weight sums w(n) = (1 - q^n) / (1 -
-/// q), q = e^(-1/T).
+/// without forgetting (T >= 10000, n1 <= 45 T), else q^n2 w(n1) / w(n1 + n2) with the weight sums
+/// w(n) = (1 - q^n) / (1 - q), q = e^(-1/T).
 double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale);
 
 /// Steps of the joint mean, as far as they are counted.

@@ -62,9 +62,6 @@ double IncompleteBeta(double x, double y, double a, double b) {
                                        : 1.0 - front * BetaFraction(y, b, a) / b;
 }
 
-/// Time scales after which the generator forgets whatever the time scale.
-constexpr std::int64_t kSaturated = 45;
-
 /// Spreads that lie between mean and limit; without spread a positive base is any number of them.
 double Spreads(double base, double factor, double spread) {
   return base == 0.0 ? factor : factor + base / spread;
@@ -134,8 +131,8 @@ double StudentTail(double t, double degrees) {
 }  // namespace detail
 
 double EffectiveParts(std::int32_t n, std::int32_t timeScale) {
-  const bool forgets =
-      timeScale < CExpAverFacGenerator::kNoForgetting || n > kSaturated * std::int64_t{timeScale};
+  const bool forgets = timeScale < CExpAverFacGenerator::kNoForgetting ||
+                       n > CExpAverFacGenerator::kSaturated * std::int64_t{timeScale};
   if (n <= 1 || !forgets) {
     return std::max(n, 0);
   }

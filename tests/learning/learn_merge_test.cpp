@@ -57,6 +57,7 @@ TEST(LearnMerge, OfValuesEqualsLearningOneAfterTheOther) {
     EXPECT_NEAR(first.Grenzwert() / straight.Grenzwert(), 1.0, kRounding);
     EXPECT_EQ(first.LetzteMessung(), straight.LetzteMessung());
   }
+  EXPECT_NEAR(detail::EarlierShare(450001, 1000, 10000), std::exp(-0.1), 1e-9) << "forgets by then";
 }
 
 void ExpectNear(const CSigCurveExt& a, const CSigCurveExt& b) {
