@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <new>
 #include <numeric>
 #include <utility>
@@ -103,10 +104,30 @@ Signal* SignalList<Signal>::Add(std::unique_ptr<Signal> signal, const CClavis& k
   if (signal == nullptr) {
     return nullptr;
   }
-  keys_.reserve(keys_.size() + 1);
-  signals_.push_back(std::move(signal));
   keys_.push_back(key);
+  try {
+    signals_.push_back(std::move(signal));
+  } catch (...) {
+    keys_.pop_back();
+    throw;
+  }
   return signals_.back().get();
+}
+
+template <class Signal>
+void SignalList<Signal>::Append(SignalList&& other) {
+  if (this == &other) {
+    return;
+  }
+  keys_.insert(keys_.end(), other.keys_.begin(), other.keys_.end());
+  try {
+    signals_.insert(signals_.end(), std::make_move_iterator(other.signals_.begin()),
+                    std::make_move_iterator(other.signals_.end()));
+  } catch (...) {
+    keys_.resize(signals_.size());
+    throw;
+  }
+  other.Clear();
 }
 
 template <class Signal>
@@ -258,11 +279,7 @@ void CSigCurveCollection::Merge(CSigCurveCollection&& other) {
     return;
   }
   for (auto& [key, list] : other.lists_) {
-    CSigCurveList& own = lists_[key];
-    while (!list.IsEmpty()) {
-      const CClavis curveKey = list.Key(0);
-      own.Add(list.Detach(0), curveKey);
-    }
+    lists_[key].Append(std::move(list));
   }
   other.lists_.clear();
 }

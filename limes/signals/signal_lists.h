@@ -20,7 +20,7 @@ class CSigPairs;
 namespace detail {
 
 /// Ordered owner of signals, each with a key of integers. No slot is empty. Memory that is short
-/// while a list grows or is copied throws std::bad_alloc.
+/// while a list grows, is copied or sorted throws std::bad_alloc.
 template <class Signal>
 class LIMES_EXPORT SignalList {
  public:
@@ -31,8 +31,11 @@ class LIMES_EXPORT SignalList {
   SignalList& operator=(SignalList&& other) noexcept;
   ~SignalList();
 
-  /// Takes the signal to the end of the list: it, or null for null.
+  /// Takes the signal to the end of the list: it, or null for null. O(1) on average.
   Signal* Add(std::unique_ptr<Signal> signal, const CClavis& key = {});
+
+  /// Moves the other's signals and keys to the end of the list; the other is empty then. O(n).
+  void Append(SignalList&& other);
 
   /// Hands signal i over to the caller, those behind it move up; null when there is none. O(n).
   std::unique_ptr<Signal> Detach(int i);
@@ -142,6 +145,7 @@ class LIMES_EXPORT CSigCurveCollection {
   std::vector<const CSigCurveExt*> Find(const CQuinterMFC& pattern) const;
 
   /// Moves the other's curves behind this collection's of the same key; the other is empty then.
+  /// O(curves). Each curve stays in one of them when memory is short.
   void Merge(CSigCurveCollection&& other);
 
   /// Deletes all curves.
