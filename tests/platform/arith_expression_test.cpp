@@ -43,7 +43,6 @@ TEST(ArithExpression, TokensAndInfix) {
       {u"m²³", "m 2 ^ 3 ^ ", "m^2³"},
   };
   for (const auto& c : kCases) {
-    SCOPED_TRACE(WideToUtf8(c.text));
     CArithExpression expression;
     expression.Process(c.text);
     EXPECT_EQ(Postfix(expression), c.postfix);
@@ -54,17 +53,21 @@ TEST(ArithExpression, TokensAndInfix) {
 TEST(ArithExpression, RefusesWhatIsNone) {
   CArithExpression expression;
   expression.Process(u"a");
-  for (const std::u16string& text :
-       {std::u16string(u"a+"), std::u16string(u"²"), std::u16string(u"(a"), std::u16string(u"a)"),
-        std::u16string(u"  "), std::u16string(1000000, u'('), std::u16string(65, u'(') + u"a",
-        std::u16string(300, u'a')}) {
+  const std::u16string texts[] = {u"a+",
+                                  u"²",
+                                  u"(a",
+                                  u"a)",
+                                  u"  ",
+                                  std::u16string(1000000, u'('),
+                                  std::u16string(65, u'(') + u"a",
+                                  std::u16string(300, u'a')};
+  for (const std::u16string& text : texts) {
     EXPECT_THROW(expression.Process(text), std::invalid_argument);
     EXPECT_EQ(Postfix(expression), "a ");
   }
-  using Kind = CExpression::Kind;
-  EXPECT_THROW(expression.SetTokens({{Kind::kOperator, u"+"}}), std::invalid_argument);
-  EXPECT_THROW(expression.SetTokens({{Kind::kOperand, u"a"}, {Kind::kOperand, u"b"}}),
-               std::invalid_argument);
+  const CExpression::Token operand = {CExpression::Kind::kOperand, u"a"};
+  EXPECT_THROW(expression.SetTokens({{CExpression::Kind::kOperator, u"+"}}), std::invalid_argument);
+  EXPECT_THROW(expression.SetTokens({operand, operand}), std::invalid_argument);
   EXPECT_EQ(Postfix(expression), "a ");
 }
 

@@ -1,14 +1,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "limes/platform/file_stream.h"
 #include "limes/platform/module.h"
 #include "limes/platform/resource_sea.h"
 #include "limes/platform/string_table.h"
 #include "limes/version.h"
 #include "tests/support/hostile.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {
@@ -31,20 +30,13 @@ TEST(ResourceSea, ReadsListsInOrder) {
       "\xEF\xBB\xBF# limits\r\n[Grenzen ä]\r\n0 10 1\r\n\r\n10 20.5 2\n# note\n[leer]\n"
       "[Grenzen ä]\n \\x\n\\[y\n\\");
   ASSERT_TRUE(sea.Load(file));
-  EXPECT_EQ(sea.Lists().size(), 2U);
-  EXPECT_TRUE(sea.List(u"leer")->IsEmpty());
+  EXPECT_EQ(Saved(sea), "[Grenzen ä]\n0 10 1\n10 20.5 2\n \\x\n\\[y\n\\\n[leer]\n");
   EXPECT_FALSE(sea.HasList(u"grenzen ä"));
-  const CResourceList& list = *sea.List(u"Grenzen ä");
-  ASSERT_EQ(list.Size(), 5U);
-  EXPECT_EQ(list[2].Text(), u" \\x");
-  EXPECT_EQ(list[3].Text(), u"[y");
-  EXPECT_EQ(list[4].Text(), u"");
   float from = 0;
   float to = 0;
   std::int32_t code = 0;
-  EXPECT_EQ(list[1].Scan(u"%f %f %d", &from, &to, &code), 3);
-  EXPECT_EQ(to, 20.5F);
-  EXPECT_EQ(code, 2);
+  (*sea.List(u"Grenzen ä"))[1].Scan(u"%f %f %d", &from, &to, &code);
+  EXPECT_SHOWN("10 20.5 2", from, to, code);
 }
 
 TEST(ResourceSea, WritesWhatItReads) {
@@ -69,20 +61,15 @@ TEST(ResourceSea, WritesWhatItReads) {
 
 TEST(ResourceSea, ColumnsAreNumbers) {
   CResourceEntry entry(u"  1.5\t x  -3e2 ");
-  EXPECT_EQ(entry.Float(0), 1.5F);
-  EXPECT_EQ(entry.Float(1), 0.0F) << "text";
-  EXPECT_EQ(entry.Float(2), -300.0F);
-  EXPECT_EQ(entry.Float(3), 0.0F) << "missing";
+  EXPECT_SHOWN("1.5 0 -300 0", entry.Float(0), entry.Float(1), entry.Float(2), entry.Float(3));
   entry.SetFloat(1, 0.1F);
-  EXPECT_EQ(entry.Text(), u"  1.5\t 0.1  -3e2 ");
   CResourceEntry row;
   row.SetFloat(2, 7.0F);
   row.SetFloat(1000, 1.0F);
-  EXPECT_EQ(row.Text(), u"0 0 7");
   CResourceEntry ends(u"1 ");
   ends.SetFloat(1, -1e-30F);
-  EXPECT_EQ(ends.Text(), u"1 -1e-30");
-  EXPECT_EQ(ends.Float(1), -1e-30F);
+  EXPECT_SHOWN("{  1.5\t 0.1  -3e2  0 0 7 1 -1e-30} -1e-30",
+               (std::vector{entry.Text(), row.Text(), ends.Text()}), ends.Float(1));
 }
 
 TEST(ResourceSea, HostileTextKeepsTheStore) {
@@ -101,7 +88,7 @@ TEST(ResourceSea, HostileTextKeepsTheStore) {
 }
 
 TEST(StringTable, EveryIdInEveryLanguage) {
-  const std::set<unsigned> gaps = {9, 10, 19, 24, 49, 80, 0};
+  std::vector<std::u16string> steps;
   for (unsigned l = 0; l < platform::kLanguages; ++l) {
     platform::SetLanguage(static_cast<Language>(l));
     for (unsigned id = 0; id <= 81; ++id) {
@@ -109,28 +96,18 @@ TEST(StringTable, EveryIdInEveryLanguage) {
                            (id >= 20 && id <= 23) || (id >= 50 && id <= 79);
       EXPECT_EQ(!LoadString(id).empty(), present) << l << " " << id;
     }
+    steps.push_back(LoadString(1) + u"," + LoadString(65));
   }
-  const struct {
-    Language language;
-    unsigned id;
-    std::u16string text;
-  } kTexts[] = {
-      {Language::kEnglish, 1, u"Test step"},    {Language::kEnglish, 18, u"Benches"},
-      {Language::kEnglish, 20, u"rpm"},         {Language::kEnglish, 50, u"-"},
-      {Language::kEnglish, 51, u"№"},           {Language::kEnglish, 79, u"Date-Time"},
-      {Language::kGerman, 1, u"Prüfzustand"},   {Language::kGerman, 4, u"Objekt"},
-      {Language::kKorean, 8, u"시험대"},        {Language::kKorean, 18, u"시험대"},
-      {Language::kCzech, 23, u"(vše)"},         {Language::kPortuguese, 14, u"Locais"},
-      {Language::kSpanish, 65, u"Temperatura"}, {Language::kItalian, 21, u"giri"},
-      {Language::kChinese, 57, u"时间"},
-  };
-  for (const auto& c : kTexts) {
-    platform::SetLanguage(c.language);
-    EXPECT_EQ(LoadString(c.id), c.text);
-  }
+  EXPECT_SHOWN(
+      "{Test step,Temperature Prüfzustand,Temperatur Paso de prueba,Temperatura "
+      "Passo di prova,Temperatura Passo de teste,Temperatura Krok zkoušky,Teplota "
+      "시험 단계,온도 测试步骤,温度}",
+      steps);
   platform::SetLanguage(static_cast<Language>(200));
   EXPECT_EQ(LoadString(1), u"");
   platform::SetLanguage(Language::kEnglish);
+  EXPECT_SHOWN("Benches rpm - № Date-Time", LoadString(18), LoadString(20), LoadString(50),
+               LoadString(51), LoadString(79));
 }
 
 const char16_t* HostText(unsigned id, Language /*language*/) {
@@ -139,19 +116,22 @@ const char16_t* HostText(unsigned id, Language /*language*/) {
 
 TEST(Module, ChainAndResourceSource) {
   static constexpr SModule kHost = {"host", "2.0", HostText};
-  ASSERT_EQ(ModuleRegistry::Modules().size(), 1U);
-  EXPECT_EQ(ModuleRegistry::Modules()[0].name, "limes");
-  EXPECT_EQ(ModuleRegistry::Modules()[0].version, LIMES_VERSION_STRING);
+  const auto names = [] {
+    std::string text;
+    for (const auto& module : ModuleRegistry::Modules()) {
+      text += test::Shown{module.name, module.version, ""}.text;
+    }
+    return text;
+  };
+  const std::string alone = "limes " LIMES_VERSION_STRING " ";
+  EXPECT_EQ(names(), alone);
   {
     const CModuleRegistration registration(&kHost);
-    ASSERT_EQ(limes_module_count(), 2U);
-    EXPECT_EQ(ModuleRegistry::Modules()[1].name, "host");
-    EXPECT_EQ(LoadString(1), u"Test step") << "first of the chain";
-    EXPECT_EQ(LoadString(1000), u"host's 1000");
+    EXPECT_EQ(names(), alone + "host 2.0 ");
+    EXPECT_SHOWN("Test step, host's 1000", LoadString(1) + u",", LoadString(1000));
     {
       const ResourceSourceScope scope(&kHost);
-      EXPECT_EQ(LoadString(1), u"host's 1");
-      EXPECT_EQ(LoadString(2), u"Instrument") << "then the chain";
+      EXPECT_SHOWN("host's 1, Instrument", LoadString(1) + u",", LoadString(2));
       const ResourceSourceScope inner(ModuleRegistry::Library());
       EXPECT_EQ(LoadString(1), u"Test step");
     }
@@ -159,7 +139,7 @@ TEST(Module, ChainAndResourceSource) {
     ModuleRegistry::SetResourceSource(&kHost);
   }
   EXPECT_EQ(ModuleRegistry::SetResourceSource(nullptr), nullptr) << "gone with its module";
-  EXPECT_EQ(limes_module_count(), 1U);
+  EXPECT_EQ(names(), alone);
   EXPECT_EQ(LoadString(1000), u"");
 }
 
