@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Runs every block of code of the guide, and the Python of the README: C++ is compiled against the
+# build, shell finds the program in its path. A block of text is what the block before it prints.
+# The blocks of a page share a folder. The C++ of the README is examples/first_limit.cpp.
+# usage: pages_test.sh SOURCE_DIR BUILD_DIR CXX [PYTHON]   (PYTHON: when the package is built)
+set -eu
+source=$1 build=$2 cxx=$3 python=${4:-}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export PATH="$build/apps/limes:$PATH" PYTHONPATH="$build/python" PYTHONDONTWRITEBYTECODE=1
+cd "$source"
+diff <(awk '/^```cpp$/ { on = 1; next } /^```$/ { on = 0 } on' README.md) examples/first_limit.cpp
+
+fail() { echo "$page: block $block: $1" >&2; exit 1; }
+
+compile() {
+  "$cxx" -std=c++20 -Wall -Wextra -Werror -DLIMES_STATIC_DEFINE -I"$source" -I"$build/generated" \
+    "$1" "$build/limes/liblimes.a" -o "$1.run"
+}
+
+run() {
+  case $block in
+    *.cpp) "$block.run" ;;
+    *.sh) [ -x "$build/apps/limes/limes" ] || return 0; bash -eu "$block" ;;
+    *.python) [ -n "$python" ] || return 0; "$python" "$block" ;;
+    *) echo "a block of this kind cannot be run"; return 1 ;;
+  esac
+}
+
+for page in README.md docs/guide/*.md; do
+  folder=$work/${page//\//_}
+  mkdir -p "$folder/blocks"
+  awk -v to="$folder/blocks/" '
+    /^```./ { file = sprintf("%s%02d.%s", to, ++n, substr($0, 4)); printf "" > file; next }
+    /^```$/ { close(file); file = ""; next }
+    file != "" { print > file }' "$page"
+  [ "$page" != README.md ] || find "$folder" -type f ! -name '*.python' -delete
+done
+export -f compile
+export cxx source build
+find "$work" -name '*.cpp' -print0 | xargs -0 -r -P 2 -I{} bash -euc 'compile {}'
+
+for folder in "$work"/*; do
+  page=${folder##*/} printed=
+  cd "$folder"
+  for block in blocks/*.*; do
+    case $block in
+      *.run | *"*"*) ;;
+      *.text) [ ! -s "$printed" ] || diff "$printed" "$block" || fail "prints something else" ;;
+      *) printed=${block##*/}.out; run >"$printed" 2>&1 || { cat "$printed"; fail "fails"; } ;;
+    esac
+  done
+done
