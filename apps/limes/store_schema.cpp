@@ -101,8 +101,10 @@ void SwitchToWal(CDatabase& database) {
 std::int64_t SchemaVersion(CDatabase& database, const std::string& path) {
   std::int64_t application = 0;
   try {
+    // Tables first: another process may make the store between the two questions.
+    const std::int64_t tables = database.QueryInt("SELECT count(*) FROM sqlite_master");
     application = database.QueryInt("PRAGMA application_id");
-    if (application == 0 && database.QueryInt("SELECT count(*) FROM sqlite_master") == 0) {
+    if (application == 0 && tables == 0) {
       return 0;
     }
   } catch (const CStoreError& e) {

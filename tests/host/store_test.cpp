@@ -43,6 +43,7 @@ class Store : public test::HostTest {
       SConsole console{results, messages};
       const int code = RunHost(words, console);
       results.flush();
+      messages.flush();
       _exit(code);
     }
     return child;
