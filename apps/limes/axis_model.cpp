@@ -9,11 +9,13 @@
 #include "apps/limes/defects.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/free_steps.h"
+#include "limes/kernels/averaging_factors.h"
 #include "limes/results/defect_report.h"
 
 namespace limes::host {
 namespace {
 
+constexpr std::int64_t kNoForgetting = CExpAverFacGenerator::kNoForgetting;
 constexpr double kStepTolerance = 1e-4;    ///< relative; other steps are another quantity
 constexpr double kPlaceTolerance = 0.01;   ///< of a step; closer grids are the same
 constexpr std::size_t kMostDefects = 100;  ///< per quantity and side, the worst ones
@@ -220,25 +222,35 @@ SLearntSummary CAxisModel::Summary(Side side) {
   return summary;
 }
 
-/// Mean and mean square are held in single precision: a spread far below the mean drowns in their
-/// rounding.
+/// Mean and mean square are held in single precision and rounded with each part: a spread far below
+/// the mean drowns in that, the sooner the more parts count.
 std::string CAxisModel::Warning() {
   Update();
   const SCurves learnt = Curves(sides_[0]);
   const CSigCurveExt& grid = learnt.mean;
+  const std::int64_t scale = settings_.timeScale.value_or(kNoForgetting);
+  const std::int64_t memory = scale < kNoForgetting ? scale : 45 * scale;
   std::int32_t coarse = 0;
+  double most = 64.0;  // roundings that add up, at least
   for (std::int32_t i = grid.IMin(); i <= grid.IMax(); ++i) {
     const double spread = learnt.spread[i];
     const double square = learnt.meanSquare[i];
-    coarse += LearntAt(i) > 1 && spread * spread < 64.0 / (1 << 24) * square ? 1 : 0;
+    const std::int64_t parts = LearntAt(i);
+    const double roundings = std::max(64.0, static_cast<double>(std::min(parts, memory)));
+    if (parts > 1 && spread * spread < roundings / (1 << 24) * square) {
+      ++coarse;
+      most = std::max(most, roundings);
+    }
   }
   if (coarse == 0) {
     return "";
   }
   return "quantity " + Quoted(name_) + ": at " + std::to_string(coarse) + " of " +
-         std::to_string(grid.ILen()) +
-         " points the mean is more than 512 times the spread, which single precision cannot "
-         "tell from rounding; take an offset off (--detrend) or give a --base";
+         std::to_string(grid.ILen()) + " points the mean is more than " +
+         std::to_string(std::lround(std::sqrt((1 << 24) / most))) +
+         " times the spread, which single precision cannot "
+         "tell from rounding; take an offset off (--detrend) or give a --base" +
+         (most > 64.0 ? ", or a --time-scale" : "");
 }
 
 }  // namespace limes::host

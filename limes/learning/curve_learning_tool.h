@@ -23,7 +23,9 @@ class CSigCurveExt;
 /// point by point, optionally widened along x by a running maximum.
 ///
 /// M and Q are weighted running means of the curves and their squares, held in float;
-/// S = sqrt(Q - M^2) with the divisor n. So S is sure only while |M| / S stays below about 300.
+/// S = sqrt(Q - M^2) with the divisor n. Each curve learnt rounds both, so S is sure to about a
+/// tenth only while |M| / S stays below 300 and 4000 / sqrt(N), with the N curves that count: the
+/// time scale, or without forgetting all that are learnt, at most 450000 (where that makes 6).
 /// Call Vorlage, then Neustart, then NeueMessung with curves fitted to the grid of Mittelwert()
 /// (see CSigCurveAssistent::AnpassenAn). The valid range narrows to what all learnt curves cover;
 /// only Vorlage widens it again. A lower limit is learnt on mirrored curves. Copies share the
