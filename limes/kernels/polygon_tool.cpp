@@ -73,7 +73,7 @@ int CPolygonTool::Index(float x, float x0, float dx) {
 }
 
 int CPolygonTool::UIndex(float x, float x0, float dx, int n) {
-  return std::max(std::min(Index(x, x0, dx), n - 1), 0);
+  return n <= 0 ? 0 : std::clamp(Index(x, x0, dx), 0, n - 1);
 }
 
 float CPolygonTool::Interpolieren(float xa, float ya, float xb, float yb, float x) {

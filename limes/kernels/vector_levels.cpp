@@ -85,6 +85,9 @@ class ExpSum {
   float row_[kRow];
 };
 
+/// Natural logarithm, rounded once: libraries differ in the last bit of that of floats.
+inline float LogOf(float x) { return static_cast<float>(std::log(double{x})); }
+
 constexpr float kPerDecibel = 0.230258509516716F;  // ln 10 / 10
 
 /// Level of the sum of the powers, divided by over, of n > 1 levels.
@@ -97,7 +100,7 @@ float LevelOf(const float* p, std::uint32_t n, std::uint32_t inc, float over) {
   if (!(total > kLeast)) {
     return 0.0F;
   }
-  return std::log(total / over * reference) / kPerDecibel;
+  return LogOf(total / over * reference) / kPerDecibel;
 }
 
 }  // namespace
@@ -138,15 +141,15 @@ bool MatrixElementLogStats(const float* data, std::uint32_t pitch, std::uint32_t
   }
   const float total = sum.Total();
   const auto k = static_cast<float>(elements);
-  const float blockMean = std::log(total / k * kE) / g;
+  const float blockMean = LogOf(total / k * kE) / g;
   if (reset) {
-    logMean = std::log(total * kE) / g;
+    logMean = LogOf(total * kE) / g;
     meanOfLogMeans = blockMean;
     count = static_cast<std::uint32_t>(elements);
     return true;
   }
   const auto before = static_cast<float>(count);
-  logMean = std::log((total + detail::FixedExp(g * logMean) * kOverE) * kE) / g;
+  logMean = LogOf((total + detail::FixedExp(g * logMean) * kOverE) * kE) / g;
   meanOfLogMeans = (before * meanOfLogMeans + k * blockMean) / (before + k);
   ++count;  // kept: by one, although the weights are elements
   return true;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "limes/kernels/polygon_tool.h"
 #include "limes/platform/print_window.h"
 #include "limes/platform/resource_sea.h"
@@ -135,6 +137,7 @@ TEST(Polygon, ListsListingAndTool) {
   PrWin::SetSink(old);
   EXPECT_EQ(text, u"\t 1.00 \t 2.00\n\t 3.00 \t 1.50\n\n\t(keine Punkte)\n\n");
 
+  EXPECT_EQ(CPolygonTool::UIndex(9, 0, 1, 5) + CPolygonTool::UIndex(9, 0, 1, INT_MIN), 4);
   Floats v(5, 0.0F);
   float lo = 0;
   float hi = 0;

@@ -123,13 +123,6 @@ TEST(VectorReductions, KeepsStatedResults) {
     DVL::Resamling(c.flags, ramp, c.nIn, c.inc, out.data(), 4, 1.0F);
     EXPECT_EQ(out, c.expected) << c.nIn << ' ' << c.inc << ' ' << c.flags;
   }
-  std::array<float, 9> nine{};
-  DVL::Resamling(0, ramp, 3, 1, nine.data(), 9, 0.5F);
-  EXPECT_EQ(nine, (std::array{0.0F, 0.0F, 0.0F, 5.0F, 5.0F, 5.0F, 5.0F, 10.0F, 10.0F}));
-  DVL::Resamling(4, ramp, 3, 2, nine.data(), 9, 0.5F);
-  EXPECT_EQ(nine, (std::array{0.0F, 2.5F, 5.0F, 7.5F, 10.0F, 12.0F, 14.0F, 16.0F, 18.0F}));
-  DVL::Resamling(4, ramp + 1, 1, 1, nine.data(), 9, 0.5F);
-  EXPECT_EQ(std::count(nine.begin(), nine.end(), 5.0F), 9);
   std::array<float, 3> three{};
   DVL::DownsamlingMinMax(ramp, 10, 1, three.data(), 3, 2.0F);
   EXPECT_EQ(three, (std::array{0.0F, 180.0F, 180.0F}));

@@ -50,6 +50,8 @@ inline void PlainLocal(const Buffers& r, std::uint32_t start) {
   Store(r, end, pos, static_cast<float>(pos != 65535 && start < r.n));
 }
 
+inline float Log(float x) { return static_cast<float>(std::log(double{x})); }
+
 inline float PlainLevel(const Buffers& r, float over) {
   constexpr float kPerDecibel = 0.230258509516716F;
   if (r.n < 2) {
@@ -58,7 +60,7 @@ inline float PlainLevel(const Buffers& r, float over) {
   const float reference = detail::FixedExp(r.s[0] * kPerDecibel);
   const float sum = Total(
       r, [k = 1.0F / reference](float x, float) { return detail::FixedExp(x * kPerDecibel) * k; });
-  return sum > 1e-9F ? std::log(sum / over * reference) / kPerDecibel : 0.0F;
+  return sum > 1e-9F ? Log(sum / over * reference) / kPerDecibel : 0.0F;
 }
 
 /// Two calls for a matrix of about n elements in s, whose five results and count are stored in d.
@@ -92,8 +94,8 @@ inline void PlainMatrix(const Buffers& r, std::uint32_t pitch, std::uint32_t w, 
     const float g = 1.0F / all[0];
     const auto term = [g](float x, float) { return detail::FixedExp(x * g) * 0.3678794503211975F; };
     const float sum = Total(v, term);
-    const float mean = std::log(sum / k * kE) / g;
-    o[0] = std::log((reset ? sum : sum + term(o[0], 0.0F)) * kE) / g;
+    const float mean = Log(sum / k * kE) / g;
+    o[0] = Log((reset ? sum : sum + term(o[0], 0.0F)) * kE) / g;
     o[1] = reset ? mean : (c * o[1] + k * mean) / (c + k);
     count = reset ? v.n : count + 1;
     return;
@@ -172,6 +174,33 @@ inline void PlainDownsampling(const Buffers& r, Bin bin, float factor) {
   }
 }
 
+inline void PlainResampling(const Buffers& r, unsigned flags, float factor) {
+  const std::uint32_t nOut = OutCount(r);
+  if (r.n == 0 || r.n >= nOut) {
+    PlainDownsampling(r, (flags & DVL::kResampleMean) != 0 ? Bin::kMean : Bin::kMax, factor);
+    return;
+  }
+  const auto x = Elements(r);
+  std::vector<float> out(r.n == 1 ? nOut : 0, x(0));
+  for (std::uint32_t i = 0; r.n == 2 && i < nOut; ++i) {
+    const float step = (r.s[1] - x(0)) / static_cast<float>(nOut + 1);
+    out.push_back(static_cast<float>(i) * step + x(0));
+  }
+  float acc = 0.0F;
+  for (std::uint32_t i = 0; r.n > 2 && i + 1 < r.n; ++i) {
+    acc = acc + static_cast<float>(nOut) / static_cast<float>(r.n - 1);
+    const auto k = Nearest(acc, nOut) - static_cast<std::uint32_t>(out.size());
+    float y = x(i);
+    for (std::uint32_t j = 0; j < k; ++j) {
+      out.push_back((flags & DVL::kResampleLinear) != 0 ? y : x(j > k / 2 ? i + 1 : i));
+      y = y + (x(i + 1) - x(i)) / static_cast<float>(k);
+    }
+  }
+  for (std::size_t j = 0; j < nOut; ++j) {
+    r.d[j] = factor * (j < out.size() ? out[j] : out.back());
+  }
+}
+
 // A call that stores what it finds, maybe by way of x, y, i or k, in d; and its plain loop.
 #define LIMES_BOTH(name, fast, plain)                       \
   MakeCase(                                                 \
@@ -233,7 +262,7 @@ inline std::vector<KernelCase> LevelCases() {
   return cases;
 }
 
-inline std::vector<KernelCase> DownsamplingCases() {
+inline std::vector<KernelCase> ResamplingCases() {
   std::vector<KernelCase> cases;
   for (const float factor : {1.0F, 0.7F}) {
     cases.push_back(LIMES_BOTH("Mean", DVL::DownsamlingMean(s, n, si, d, OutCount(r), factor),
@@ -242,6 +271,11 @@ inline std::vector<KernelCase> DownsamplingCases() {
                                PlainDownsampling(r, Bin::kMax, factor)));
     cases.push_back(LIMES_BOTH("MinMax", DVL::DownsamlingMinMax(s, n, si, d, OutCount(r), factor),
                                PlainDownsampling(r, Bin::kMinMax, factor)));
+    for (const unsigned flags : {DVL::kResampleMean, DVL::kResampleLinear}) {
+      cases.push_back(LIMES_BOTH("Resamling",
+                                 DVL::Resamling(flags, s, n, si, d, OutCount(r), factor),
+                                 PlainResampling(r, flags, factor)));
+    }
   }
   return cases;
 }
@@ -249,7 +283,7 @@ inline std::vector<KernelCase> DownsamplingCases() {
 /// Kernels of which d and s must lie apart; a value in front of s is read, too.
 inline std::vector<KernelCase> ApartCases() {
   std::vector<KernelCase> all;
-  for (const auto& cases : {ExtremeCases(), LevelCases(), DownsamplingCases()}) {
+  for (const auto& cases : {ExtremeCases(), LevelCases(), ResamplingCases()}) {
     all.insert(all.end(), cases.begin(), cases.end());
   }
   return all;
