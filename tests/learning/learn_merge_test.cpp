@@ -60,11 +60,14 @@ TEST(LearnMerge, OfValuesEqualsLearningOneAfterTheOther) {
   EXPECT_NEAR(detail::EarlierShare(450001, 1000, 10000), std::exp(-0.1), 1e-9) << "forgets by then";
 }
 
-void ExpectNear(const CSigCurveExt& a, const CSigCurveExt& b) {
-  ASSERT_EQ(a.IMin(), b.IMin());
-  ASSERT_EQ(a.IMax(), b.IMax());
-  for (int i = a.IMin(); i <= a.IMax(); ++i) {
-    EXPECT_NEAR(a[i], b[i], kRounding * std::fabs(b[i])) << i;
+template <class Tool>
+void ExpectNear(const Tool& a, const Tool& b) {
+  for (const auto& [x, y] :
+       {std::pair(a.Mittelwert(), b.Mittelwert()), {a.QuadratMW(), b.QuadratMW()}}) {
+    ASSERT_TRUE(x->IMin() == y->IMin() && x->IMax() == y->IMax());
+    for (int i = x->IMin(); i <= x->IMax(); ++i) {
+      EXPECT_NEAR((*x)[i], (*y)[i], kRounding * std::fabs((*y)[i])) << i;
+    }
   }
 }
 
@@ -87,8 +90,7 @@ TEST(LearnMerge, OfCurvesEqualsLearningOneAfterTheOther) {
     ASSERT_EQ(first.Merge(second), MergeStatus::kOk);
     EXPECT_EQ(first.NrGelernt(), straight.NrGelernt());
     EXPECT_EQ(first.Generator().GetTime(), straight.Generator().GetTime());
-    ExpectNear(*first.Mittelwert(), *straight.Mittelwert());
-    ExpectNear(*first.QuadratMW(), *straight.QuadratMW());
+    ExpectNear(first, straight);
   }
 }
 
@@ -109,8 +111,7 @@ TEST(LearnMerge, OfTracksEqualsLearningOneAfterTheOther) {
     ASSERT_EQ(first.Merge(second), MergeStatus::kOk);
     EXPECT_TRUE(std::equal(straight.Lernzahlen().begin(), straight.Lernzahlen().end(),
                            first.Lernzahlen().begin()));
-    ExpectNear(*first.Mittelwert(), *straight.Mittelwert());
-    ExpectNear(*first.QuadratMW(), *straight.QuadratMW());
+    ExpectNear(first, straight);
   }
 }
 
@@ -121,31 +122,30 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   tool.Vorlage(&curve);
   tool.Neustart(100);
   tool.NeueMessung(&curve);
-  const auto status = [&](auto change) {
+  EXPECT_EQ(tool.Merge(CKurvenLernWerkzeug()), MergeStatus::kGrid);
+  using Tool = CKurvenLernWerkzeug;
+  const struct {
+    MergeStatus status;
+    void (*change)(Tool&, CSigCurveExt&);
+  } cases[] = {
+      {MergeStatus::kGrid, [](Tool&, CSigCurveExt& g) { g.SetXMinMax(0.0F, 11.0F); }},
+      {MergeStatus::kGrid, [](Tool&, CSigCurveExt& g) { static_cast<void>(g.Resize(9U)); }},
+      {MergeStatus::kUnit, [](Tool&, CSigCurveExt& g) { g.SetYUnit(u"V"); }},
+      {MergeStatus::kRule, [](Tool& t, CSigCurveExt&) { t.Bildungsregel(0.0F, 2.0F, 0.0F); }},
+      {MergeStatus::kTimeScale, [](Tool& t, CSigCurveExt&) { t.Zeitskala(50); }},
+      {MergeStatus::kFactor, [](Tool& t, CSigCurveExt&) { t.ExternerLernFaktor(0.5F); }},
+      {MergeStatus::kOk, [](Tool&, CSigCurveExt&) {}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_TRUE(tool.NrGelernt() == 1 && (*tool.Mittelwert())[5] == 5.0F);
     CSigCurveExt grid = curve;
-    CKurvenLernWerkzeug other;
-    change(other, grid);
-    if (other.Mittelwert() == nullptr) {
-      other.Vorlage(&grid);
-    }
+    Tool other;
+    c.change(other, grid);
+    other.Vorlage(&grid);
     other.Neustart(other.Generator().GetTimeScale() == 50 ? 50 : 100);
     other.NeueMessung(&grid);
-    return tool.Merge(other);
-  };
-  using Tool = CKurvenLernWerkzeug;
-  const auto refused = [&](MergeStatus expected, void (*change)(Tool&, CSigCurveExt&)) {
-    EXPECT_EQ(status(change), expected) << WideToUtf8(Text(expected));
-    EXPECT_EQ(tool.NrGelernt(), 1);
-    EXPECT_EQ((*tool.Mittelwert())[5], 5.0F);
-  };
-  refused(MergeStatus::kGrid, [](Tool&, CSigCurveExt& g) { g.SetXMinMax(0.0F, 11.0F); });
-  refused(MergeStatus::kGrid, [](Tool&, CSigCurveExt& g) { static_cast<void>(g.Resize(9U)); });
-  refused(MergeStatus::kUnit, [](Tool&, CSigCurveExt& g) { g.SetYUnit(u"V"); });
-  refused(MergeStatus::kRule, [](Tool& t, CSigCurveExt&) { t.Bildungsregel(0.0F, 2.0F, 0.0F); });
-  refused(MergeStatus::kTimeScale, [](Tool& t, CSigCurveExt&) { t.Zeitskala(50); });
-  refused(MergeStatus::kFactor, [](Tool& t, CSigCurveExt&) { t.ExternerLernFaktor(0.5F); });
-  EXPECT_EQ(tool.Merge(CKurvenLernWerkzeug()), MergeStatus::kGrid);
-  EXPECT_EQ(status([](Tool&, CSigCurveExt&) {}), MergeStatus::kOk);
+    EXPECT_EQ(tool.Merge(other), c.status) << WideToUtf8(Text(c.status));
+  }
   EXPECT_EQ(tool.NrGelernt(), 2);
 
   CSigCurveExt low = curve;

@@ -7,9 +7,12 @@
 #include <vector>
 
 #include "limes/core/object_archive.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
+
+using test::Shown;
 
 CLernenderGrenzwert Learnt(const std::vector<float>& values, std::int32_t timeScale = 10000) {
   CLernenderGrenzwert limit;
@@ -21,16 +24,12 @@ CLernenderGrenzwert Learnt(const std::vector<float>& values, std::int32_t timeSc
 }
 
 TEST(LearningLimitValue, LearnsMeanSpreadAndLimit) {
-  const CLernenderGrenzwert limit = Learnt({1.0F, 2.0F, 3.0F});
-  EXPECT_FLOAT_EQ(limit.Mittelwert(), 2.0F);
-  EXPECT_FLOAT_EQ(limit.QMittelwert(), 14.0F / 3.0F);
-  EXPECT_FLOAT_EQ(limit.Grenzwert(), 5.0F + 2.0F + 3.0F * std::sqrt(2.0F / 3.0F));
-  EXPECT_EQ(limit.LetzteMessung(), 3.0F);
-  EXPECT_FLOAT_EQ(Learnt({4.0F}).Grenzwert(), 9.0F);
-  // A variance factor, as of a bias correction, scales before the root.
-  CLernenderGrenzwert corrected = limit;
-  corrected.GrenzwertErneuern(1.5F);
-  EXPECT_FLOAT_EQ(corrected.Grenzwert(), 5.0F + 2.0F + 3.0F);
+  CLernenderGrenzwert limit = Learnt({1.0F, 2.0F, 3.0F});
+  EXPECT_EQ(Shown(limit.Mittelwert(), limit.QMittelwert(), limit.Grenzwert(), limit.LetzteMessung(),
+                  Learnt({4.0F}).Grenzwert()),
+            "2 4.66667 9.44949 3 9");
+  limit.GrenzwertErneuern(1.5F);  // a factor of the variance, as of a bias correction
+  EXPECT_FLOAT_EQ(limit.Grenzwert(), 5.0F + 2.0F + 3.0F);
   // Weights q^(n - k) with q = e^(-1/2).
   const double q = std::exp(-0.5);
   EXPECT_FLOAT_EQ(Learnt({1.0F, 5.0F}, 2).Mittelwert(), static_cast<float>((q + 5.0) / (q + 1.0)));
@@ -42,11 +41,8 @@ TEST(LearningLimitValue, RuleBandAndFixedLimit) {
     float base, factor, lower, upper;
     bool bounded;
     float expected;
-  } kCases[] = {
-      {0.0F, 1.0F, 0.0F, 0.0F, false, 3.0F},  {0.0F, 0.0F, 0.0F, 0.0F, false, 2.0F},
-      {0.0F, -2.0F, 0.0F, 0.0F, false, 2.0F}, {0.0F, 1.0F, 4.0F, 9.0F, true, 4.0F},
-      {9.0F, 1.0F, 4.0F, 9.0F, true, 9.0F},   {0.0F, 1.0F, 10.0F, 8.0F, true, 8.0F},
-  };
+  } kCases[] = {{0, 1, 0, 0, false, 3}, {0, 0, 0, 0, false, 2}, {0, -2, 0, 0, false, 2},
+                {0, 1, 4, 9, true, 4},  {9, 1, 4, 9, true, 9},  {0, 1, 10, 8, true, 8}};
   for (const auto& c : kCases) {
     limit.Bildungsregel(c.base, c.factor);
     limit.GrenzenGrenzen(c.lower, c.upper);
@@ -55,11 +51,9 @@ TEST(LearningLimitValue, RuleBandAndFixedLimit) {
     EXPECT_EQ(limit.Grenzwert(), c.expected);
   }
   limit.FesteOGSetzen(6.5F, true);
-  EXPECT_EQ(limit.Grenzwert(), 8.0F);  // not before the next update
+  EXPECT_EQ(limit.Grenzwert(), 8.0F) << "not before the next update";
   limit.NeueMessung(2.0F);
-  EXPECT_EQ(limit.Grenzwert(), 6.5F);
-  EXPECT_EQ(limit.NrGelernt(), 3);
-  EXPECT_EQ(limit.Mittelwert(), 2.0F);
+  EXPECT_EQ(Shown(limit.Grenzwert(), limit.NrGelernt(), limit.Mittelwert()), "6.5 3 2");
   limit.FesteOGSetzen(6.5F, false);
   limit.BasislernenGrenze();
   EXPECT_EQ(limit.Grenzwert(), 8.0F);
@@ -67,6 +61,7 @@ TEST(LearningLimitValue, RuleBandAndFixedLimit) {
 
 TEST(LearningLimitValue, SettersCorrectAndRestart) {
   CLernenderGrenzwert limit = Learnt({1.0F, 2.0F}, -5);
+  const auto counts = [&] { return Shown(limit.NrGelernt(), limit.Generator().GetTime()); };
   EXPECT_EQ(limit.Generator().GetTimeScale(), 10000);
   limit.Zeitskala(0);
   limit.NeueMessung(7.0F);
@@ -74,53 +69,46 @@ TEST(LearningLimitValue, SettersCorrectAndRestart) {
   limit.ExternerLernFaktor(0.5F);
   limit.NeueMessung(9.0F);
   EXPECT_EQ(limit.Mittelwert(), 8.0F);
-  limit.ExternerLernFaktor(std::nanf(""));
+  limit.ExternerLernFaktor(NAN);
   limit.ExterneLernzahl(-3);
-  EXPECT_EQ(limit.NrGelernt(), -3);
-  EXPECT_EQ(limit.Generator().GetTime(), 0);
+  EXPECT_EQ(counts(), "-3 0");
   limit.ExterneLernzahl(std::numeric_limits<std::int32_t>::max());
   limit.NeueMessung(1.0F);
-  EXPECT_EQ(limit.NrGelernt(), std::numeric_limits<std::int32_t>::max());
   limit.NameIst(std::u16string(100, u'n'));
   EXPECT_EQ(std::u16string_view(limit.Name()).size(), 79U);
-  const std::int32_t time = limit.Generator().GetTime();
+  EXPECT_EQ(counts(), "2147483647 2147483647");
   limit.Reset();
-  EXPECT_EQ(limit.Sockel(), 5.0F);
-  EXPECT_EQ(limit.Faktor(), 3.0F);
-  EXPECT_EQ(limit.Name()[0], 0);
-  EXPECT_EQ(limit.Generator().GetTime(), time);
+  EXPECT_EQ(Shown(counts(), limit.Sockel(), limit.Faktor(), limit.Name()), "0 2147483647 5 3 ");
 }
 
 TEST(LearningLimitValue, ComparesAndJudges) {
   CLernenderGrenzwert limit;
   EXPECT_FALSE(limit.GrenzeVorhanden());
+  const auto judged = [&](float x) {
+    return Shown(limit > x, limit < x, limit.Beurteilen(x).verdict, limit.Beurteilen(x).deviation);
+  };
   EXPECT_EQ(limit.Beurteilen(1.0F).verdict, Verdict::kNotJudged);
-  limit.GrenzwertSetzen(2.0);
-  EXPECT_TRUE(limit > 1.0F);
-  EXPECT_TRUE(limit < 3.0F);
-  EXPECT_FALSE(limit > 2.0F || limit < 2.0F || limit < std::nanf("") || limit > std::nanf(""));
-  EXPECT_EQ(limit.Beurteilen(2.0F).verdict, Verdict::kPass);
-  EXPECT_EQ(limit.Beurteilen(2.5F).verdict, Verdict::kFail);
-  EXPECT_EQ(limit.Beurteilen(2.5F).deviation, 0.5F);
-  EXPECT_EQ(limit.Beurteilen(std::nanf("")).verdict, Verdict::kNotJudged);
-  limit.GrenzwertSetzen(std::nan(""));
-  EXPECT_TRUE(limit.GrenzeVorhanden());
-  EXPECT_EQ(limit.Beurteilen(2.0F).verdict, Verdict::kNotJudged);
-  limit.GrenzwertSetzen(-0.0001);
-  EXPECT_TRUE(limit.GrenzeVorhanden());
+  const struct {
+    double limit;
+    float x;
+    const char* judged;  ///< above and below x, verdict and deviation
+  } cases[] = {{2.0, 1.0F, "1 0 pass -1"},      {2.0, 2.0F, "0 0 pass 0"},
+               {2.0, 2.5F, "0 1 fail 0.5"},     {2.0, NAN, "0 0 not judged 0"},
+               {NAN, 2.0F, "0 0 not judged 0"}, {-0.0001, 0.0F, "0 1 fail 0.0001"}};
+  for (const auto& c : cases) {
+    limit.GrenzwertSetzen(c.limit);
+    EXPECT_TRUE(limit.GrenzeVorhanden());
+    EXPECT_EQ(judged(c.x), c.judged) << c.limit;
+  }
 }
 
-TEST(LearningLimitValue, KeepsFirstValueTwiceWithoutRestart) {
+TEST(LearningLimitValue, KeepsWhatHostsRelyOn) {
   CLernenderGrenzwert limit;
   limit.NeueMessung(1.0F);
   limit.NeueMessung(2.0F);
-  EXPECT_FLOAT_EQ(limit.Mittelwert(), 4.0F / 3.0F);
-}
-
-TEST(LearningLimitValue, KeepsSpreadOfMagnitudeOutsideTheLimit) {
-  CLernenderGrenzwert limit;
+  EXPECT_FLOAT_EQ(limit.Mittelwert(), 4.0F / 3.0F) << "the first value twice without a restart";
   limit.ExterneVorgaben(3.0F, 5.0F);
-  EXPECT_EQ(limit.StdDev(), 2.0F);
+  EXPECT_EQ(limit.StdDev(), 2.0F) << "the spread of the magnitude, outside of the limit";
   limit.GrenzwertErneuern(1.0F);
   EXPECT_EQ(limit.Grenzwert(), 8.0F);
 }
@@ -132,34 +120,25 @@ TEST(LearningLimitValueArchive, StoresAndLoadsItsWords) {
   std::vector<std::uint32_t> words(42 + 31);
   CSerializer archive(words.data(), 42 + 31, 0);
   EXPECT_TRUE(limit.InArchivSchreiben(&archive));
-  EXPECT_EQ(archive.GetPosition(), 31U);
-  EXPECT_EQ(words[42], 0x006E006EU);
-  EXPECT_EQ(words[42 + 20], 3U);
-  EXPECT_EQ(words[42 + 21], 50U);
-
+  EXPECT_EQ(Shown(archive.GetPosition(), words[42] == 0x006E006EU, words[42 + 20], words[42 + 21]),
+            "31 1 3 50");
   CLernenderGrenzwert back;
   CSerializer in(words.data(), 42 + 31, 1);
   EXPECT_TRUE(back.AusArchivLaden(&in));
   EXPECT_EQ(back.Name(), std::u16string(40, u'n'));
-  EXPECT_EQ(back.Generator().GetTime(), 3);
-  EXPECT_EQ(back.Grenzwert(), limit.Grenzwert());
-  EXPECT_EQ(back.ObGrenze(), 20.0F);
-  EXPECT_TRUE(back.MitGrenzenGrenzen());
+  EXPECT_EQ(Shown(back.Generator().GetTime(), back.ObGrenze(), back.MitGrenzenGrenzen(),
+                  back.Grenzwert()),
+            Shown(3, 20, 1, limit.Grenzwert()));
 
   // Cut short: what was complete before stays applied, the short block does not.
-  const struct {
-    unsigned words;
-    bool name, counts;
-  } cuts[] = {
-      {19, false, false}, {20, true, false}, {22, true, false}, {23, true, true}, {30, true, true}};
-  for (const auto& cut : cuts) {
+  const std::pair<unsigned, const char*> cuts[] = {
+      {19, "0 0 0"}, {20, "1 0 0"}, {22, "1 0 0"}, {23, "1 3 0"}, {30, "1 3 0"}};
+  for (const auto& [n, expected] : cuts) {
     CLernenderGrenzwert part;
-    CSerializer cutIn(words.data(), 42 + cut.words, 1);
+    CSerializer cutIn(words.data(), 42 + n, 1);
     EXPECT_FALSE(part.AusArchivLaden(&cutIn));
-    EXPECT_EQ(part.Name()[0] != 0, cut.name);
-    EXPECT_EQ(part.NrGelernt(), cut.counts ? 3 : 0);
-    EXPECT_EQ(part.Mittelwert(), 0.0F);
-    CSerializer cutOut(words.data(), 42 + cut.words, 0);
+    EXPECT_EQ(Shown(part.Name()[0] != 0, part.NrGelernt(), part.Mittelwert()), expected) << n;
+    CSerializer cutOut(words.data(), 42 + n, 0);
     EXPECT_FALSE(limit.InArchivSchreiben(&cutOut));
   }
   EXPECT_FALSE(limit.InArchivSchreiben(nullptr));

@@ -47,18 +47,6 @@ TEST(LimitSureness, EffectivePartsFollowTheCorrectionFactor) {
   }
 }
 
-/// Share of simulated good parts beyond the limit of simulated learners.
-template <class Learn>
-double Simulated(int rounds, unsigned seed, Learn exceeds) {
-  std::mt19937 random(seed);
-  std::normal_distribution<float> normal(10.0F, 2.0F);
-  int rejected = 0;
-  for (int i = 0; i < rounds; ++i) {
-    rejected += exceeds([&] { return normal(random); }) ? 1 : 0;
-  }
-  return rejected / static_cast<double>(rounds);
-}
-
 TEST(LimitSureness, EqualsWhatSimulatedPartsShow) {
   constexpr int kRounds = 20000;
   const struct {
@@ -67,22 +55,26 @@ TEST(LimitSureness, EqualsWhatSimulatedPartsShow) {
     float factor;
   } cases[] = {{5, 10000, 1.5F}, {5, 10000, 3.0F}, {20, 10000, 2.0F}, {60, 8, 2.0F}};
   for (const auto& c : cases) {
+    std::mt19937 random(11);
+    std::normal_distribution<float> normal(10.0F, 2.0F);
     SLimitSureness sureness;
-    const double share = Simulated(kRounds, 11, [&](auto measure) {
+    int rejected = 0;
+    for (int round = 0; round < kRounds; ++round) {
       CLernenderGrenzwert limit;
       limit.Neustart(c.timeScale);
       limit.Bildungsregel(0.0F, c.factor);
       for (int i = 0; i < c.n; ++i) {
-        limit.NeueMessung(measure());
+        limit.NeueMessung(normal(random));
       }
       sureness = SurenessOf(limit);
-      return measure() > limit.Grenzwert();
-    });
+      rejected += normal(random) > limit.Grenzwert() ? 1 : 0;
+    }
     EXPECT_EQ(sureness.parts, c.n);
     const double expected = sureness.rejectedPerPoint;
     const double noise = 4.0 * std::sqrt(expected * (1.0 - expected) / kRounds);
     // With forgetting the degrees of freedom are a little more than effective parts - 1.
-    EXPECT_NEAR(share, expected, noise + (c.timeScale < 10000 ? 0.1 * expected : 0.0))
+    EXPECT_NEAR(rejected / double{kRounds}, expected,
+                noise + (c.timeScale < 10000 ? 0.1 * expected : 0.0))
         << c.n << ", " << c.factor;
     EXPECT_EQ(sureness.rejectedBound, expected);
   }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace limes::test {
@@ -18,6 +21,16 @@ inline bool Same(float a, float b) {
 inline bool Same(double a, double b) {
   return (std::isnan(a) && std::isnan(b)) ||
          std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+/// Where two rows of floats differ; empty when their bits are the same.
+inline std::string Difference(std::span<const float> a, std::span<const float> b) {
+  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+    if (!Same(a[i], b[i])) {
+      return std::to_string(a[i]) + " and " + std::to_string(b[i]) + " at " + std::to_string(i);
+    }
+  }
+  return a.size() == b.size() ? "" : "other lengths";
 }
 
 /// Floats from raw generator bits, so that a failure repeats on every system. Kinds: 0 moderate

@@ -23,6 +23,11 @@ Curve MakeCurve(const std::vector<float>& values, float xMin = 0.0F, float xMax 
   return curve;
 }
 
+/// Extended curve of these values from x0 on, all valid.
+inline CSigCurveExt MakeExt(const std::vector<float>& values, float x0 = 0.0F, float step = 1.0F) {
+  return MakeCurve<CSigCurveExt>(values, x0, x0 + step * static_cast<float>(values.size()));
+}
+
 /// Curve 0, 1, 2, ... with step 1 from x = 0 on.
 template <class Curve = CSigCurve>
 Curve MakeRamp(int n) {
