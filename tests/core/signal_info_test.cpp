@@ -4,18 +4,10 @@
 
 #include <utility>
 
+#include "tests/support/show.h"
+
 namespace limes {
 namespace {
-
-TEST(SignalInfo, NewInfoIsEmptyWithUnitsShownAsNone) {
-  const CSignalInfo info;
-  EXPECT_EQ(info.X1Unit().prefixunit(), u"-");
-  EXPECT_EQ(info.YUnit().prefixunit(), u"-");
-  EXPECT_EQ(info.X1Unit(), CMeasuringUnit());
-  EXPECT_EQ(info.X1Len() + info.SigType(), 0U);
-  EXPECT_TRUE(info.Name().empty() && info.X1Name().empty() && info.YName().empty());
-  EXPECT_EQ(CSignalInfo::Version(), 1U);
-}
 
 /// Sets every member to something else than its default.
 template <class Info>
@@ -30,23 +22,26 @@ void Fill(Info& info) {
 }
 
 template <class Info>
-void ExpectFilled(const Info& info) {
-  EXPECT_EQ(info.X1Len(), 5U);
-  EXPECT_EQ(info.Name(), u"name");
-  EXPECT_EQ(info.X1Unit(), CMeasuringUnit(u"Hz"));
-  EXPECT_EQ(info.X1Name(), u"x");
-  EXPECT_EQ(info.YUnit(), CMeasuringUnit(u"Pa"));
-  EXPECT_EQ(info.YName(), u"y");
-  EXPECT_EQ(info.SigType(), 102U);
+std::string State(const Info& info) {
+  return test::Shown{info.X1Len(),
+                     info.Name(),
+                     info.X1Unit().prefixunit(),
+                     info.X1Name(),
+                     info.YUnit().prefixunit(),
+                     info.YName(),
+                     info.SigType()}
+      .text;
 }
+constexpr const char* kFilled = "5 name Hz x Pa y 102";
 
 TEST(SignalInfo, CloneCopiesAllMembersAndNodes) {
   CSignalInfo info;
   Fill(info);
   info.Node(siginfo::FftTypeKey).Set(u"log");
+  EXPECT_EQ(State(CSignalInfo()), "0  -  -  0");
   const std::unique_ptr<CInfoObject> copy(static_cast<CInfoObject&>(info).clone(true));
   const auto& same = dynamic_cast<const CSignalInfo&>(*copy);
-  ExpectFilled(same);
+  EXPECT_EQ(State(same), kFilled);
   EXPECT_EQ(same.Find(u"FftType")->AsText(), u"log");
   EXPECT_NE(same.Id(), info.Id());
 }
@@ -55,11 +50,6 @@ TEST(SignalInfo, ChangeThroughAHandleReachesNoOther) {
   CInfoObjectServer<CSignalInfo> server;
   CSignalInfoHandle first(server);
   Fill(first);
-  ExpectFilled(std::as_const(first));
-  CSignalInfoHandle shared(first, false);
-  const CSignalInfoHandle own(first, true);
-  EXPECT_EQ(&std::as_const(shared).Rep(), &std::as_const(first).Rep());
-  EXPECT_NE(&own.Rep(), &std::as_const(first).Rep());
   void (*const kSetters[])(CSignalInfoHandle&) = {
       [](CSignalInfoHandle& h) { h.X1Len(6); },
       [](CSignalInfoHandle& h) { h.Name(u""); },
@@ -70,25 +60,23 @@ TEST(SignalInfo, ChangeThroughAHandleReachesNoOther) {
       [](CSignalInfoHandle& h) { h.SigType(0); },
   };
   for (const auto set : kSetters) {
-    shared.copy(first, false);
+    CSignalInfoHandle shared(first, false);
+    EXPECT_EQ(&std::as_const(shared).Rep(), &std::as_const(first).Rep());
     set(shared);
-    ExpectFilled(std::as_const(first));
-    ExpectFilled(own);
-    EXPECT_NE(&std::as_const(shared).Rep(), &std::as_const(first).Rep());
+    EXPECT_EQ(State(std::as_const(first)), kFilled);
+    EXPECT_NE(State(std::as_const(shared)), kFilled);
   }
 }
 
 TEST(SignalInfo, IndexTable) {
-  EXPECT_EQ(siginfo::Index(u"Power", siginfo::FftTypes, 3), -1) << "case matters";
-  EXPECT_EQ(siginfo::Index(u"log", siginfo::FftTypes, 3), 2);
-  EXPECT_EQ(siginfo::Index(u"log", siginfo::FftTypes, 2), -1);
-  EXPECT_EQ(siginfo::Index(u"Sync", siginfo::ResampTypes, 2), 1);
-  EXPECT_EQ(siginfo::Index(u"peak", siginfo::FftGaugeTypes, 2), 0);
-  EXPECT_EQ(siginfo::Index(u"pea", siginfo::FftGaugeTypes, 2), -1);
-  EXPECT_EQ(siginfo::Index(u"peak", siginfo::FftGaugeTypes, 0), -1);
-  EXPECT_EQ(siginfo::Index(u"peak", nullptr, 2), -1);
   const wide_char* const kTwice[] = {nullptr, u"a", u"a"};
-  EXPECT_EQ(siginfo::Index(u"a", kTwice, 3), 1) << "the first";
+  EXPECT_SHOWN("-1 2 -1 1 0", siginfo::Index(u"Power", siginfo::FftTypes, 3),
+               siginfo::Index(u"log", siginfo::FftTypes, 3),
+               siginfo::Index(u"log", siginfo::FftTypes, 2),
+               siginfo::Index(u"Sync", siginfo::ResampTypes, 2),
+               siginfo::Index(u"peak", siginfo::FftGaugeTypes, 2));
+  EXPECT_SHOWN("-1 -1 1", siginfo::Index(u"pea", siginfo::FftGaugeTypes, 2),
+               siginfo::Index(u"peak", nullptr, 2), siginfo::Index(u"a", kTwice, 3));
 }
 
 TEST(SignalInfo, KeepsTheTextOfTheRepartKey) {

@@ -2,63 +2,74 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "limes/platform/string_table.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {
 
 using Name = CQuinterMFC;
 
+const Name kFull(u"m", u"c", u"l", u"i", u"p", u"s");
+
+/// The six fields in their order.
+std::string Fields(const Name& name) {
+  std::string text;
+  for (unsigned i = 0; i < 6; ++i) {
+    text += WideToUtf8(name.Field(i)) + "|";
+  }
+  return text;
+}
+
 TEST(Clavis, PositionsAndNames) {
-  CClavis key(1, 2, 3, 4, 5, 6);
-  EXPECT_EQ(key.Mode() * 100000 + key.Instrument() * 10000 + key.Channel() * 1000 +
-                key.Location() * 100 + key.Parameter() * 10 + key.Sensor(),
-            123456);
-  EXPECT_EQ(key.InstrParam(), 5);
-  EXPECT_EQ(key.ApplicationSignal(), 6);
+  CClavis key;
   key.Mode(10);
   key.Instrument(11);
   key.Channel(12);
   key.Location(13);
   key.InstrParam(14);
   key.ApplicationSignal(15);
-  for (unsigned i = 0; i < 6; ++i) {
-    EXPECT_EQ(key[i], 10 + static_cast<int>(i));
-  }
+  EXPECT_EQ(key, CClavis(10, 11, 12, 13, 14, 15));
+  EXPECT_SHOWN("10 11 12 13 14 15 14 15 10,11,12,13,14,15", key.Mode(), key.Instrument(),
+               key.Channel(), key.Location(), key.Parameter(), key.Sensor(), key.InstrParam(),
+               key.ApplicationSignal(), key.Base().value);
   key[0] = 7;
-  EXPECT_EQ(key.Base().value[0], 7);
-  key.clear();
-  EXPECT_EQ(key, CClavis());
-  EXPECT_EQ(key[5], -1);
-  SClavis record = CClavis(1, 2, 3, 4, 5, 6).Base();
-  key = record;
-  EXPECT_EQ(key, CClavis(record));
+  SClavis record = key.Base();
+  EXPECT_EQ(CClavis(record)[0], 7);
   Clavis::SClavisClear(record);
-  EXPECT_EQ(CClavis(record), CClavis());
+  key.clear();
+  EXPECT_EQ(key, CClavis(record));
+  EXPECT_EQ(key, CClavis(-1, -1, -1, -1, -1, -1));
+}
+
+/// Every comparison of elements that are given in their order.
+template <class T>
+void ExpectOrder(const std::vector<T>& sorted) {
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
+    for (std::size_t j = 0; j < sorted.size(); ++j) {
+      const T& a = sorted[i];
+      const T& b = sorted[j];
+      EXPECT_EQ(test::Shown(a<b, a> b, a <= b, a >= b, a == b, a != b).text,
+                test::Shown(i<j, i> j, i <= j, i >= j, i == j, i != j).text)
+          << i << " " << j;
+    }
+  }
 }
 
 TEST(Clavis, OrderIsLexicographicAndSigned) {
-  const std::vector<CClavis> kSorted = {
-      {-2, 9, 9, 9, 9, 9}, {-1, -1, -1, -1, -1, -1}, {0, -1, -1, -1, -1, -1},
-      {0, 0, 9, 9, 9, 9},  {0, 1, 0, 9, 9, 9},       {0, 1, 1, 0, 9, 9},
-      {0, 1, 1, 1, 0, 9},  {0, 1, 1, 1, 1, 0},       {0, 1, 1, 1, 1, 1}};
-  for (std::size_t i = 0; i < kSorted.size(); ++i) {
-    for (std::size_t j = 0; j < kSorted.size(); ++j) {
-      const CClavis& a = kSorted[i];
-      const CClavis& b = kSorted[j];
-      EXPECT_EQ(a < b, i < j);
-      EXPECT_EQ(a > b, i > j);
-      EXPECT_EQ(a <= b, i <= j);
-      EXPECT_EQ(a >= b, i >= j);
-      EXPECT_EQ(a == b, i == j);
-      EXPECT_EQ(a != b, i != j);
-    }
-  }
+  ExpectOrder<CClavis>({{-2, 9, 9, 9, 9, 9},
+                        {-1, -1, -1, -1, -1, -1},
+                        {0, -1, -1, -1, -1, -1},
+                        {0, 0, 9, 9, 9, 9},
+                        {0, 1, 0, 9, 9, 9},
+                        {0, 1, 1, 0, 9, 9},
+                        {0, 1, 1, 1, 0, 9},
+                        {0, 1, 1, 1, 1, 0},
+                        {0, 1, 1, 1, 1, 1}});
 }
 
 TEST(Quinter, KeepsTheOrderOfPositions) {
@@ -72,14 +83,11 @@ TEST(Quinter, KeepsTheOrderOfPositions) {
   }
   SQuinter copy;
   Quinter::SQuinterCopy(copy, kSorted[4]);
-  EXPECT_TRUE(Quinter::SQuinterEquals(copy, kSorted[4]));
-  EXPECT_FALSE(Quinter::SQuinterIsEmpty(copy));
+  EXPECT_SHOWN("0,1,1,1,0 0", copy.value, Quinter::SQuinterIsEmpty(copy));
   Quinter::SQuinterClear(copy);
-  EXPECT_TRUE(Quinter::SQuinterIsEmpty(copy));
   RQuinter other{{1, 2, 3, 4, 5}};
   Clavis::RQuinterClear(other);
-  EXPECT_EQ(other.value, RQuinter().value);
-  EXPECT_EQ(other.value[4], -1);
+  EXPECT_SHOWN("1 -1,-1,-1,-1,-1", Quinter::SQuinterIsEmpty(copy), other.value);
 }
 
 TEST(Quinter, DisplayNamesStayForTheProcess) {
@@ -88,49 +96,42 @@ TEST(Quinter, DisplayNamesStayForTheProcess) {
   EXPECT_EQ(Quinter::ModeName(), u"Test step");
   EXPECT_EQ(Quinter::LocationName(), u"Objekt") << "first call in German";
   platform::SetLanguage(platform::Language::kEnglish);
-  EXPECT_EQ(Quinter::InstrumentName(), u"Instrument");
-  EXPECT_EQ(Quinter::ChannelName(), u"Channel");
-  EXPECT_EQ(Quinter::ParameterName(), u"Parameter");
-  EXPECT_EQ(Quinter::SensorName(), u"Sensor");
+  EXPECT_SHOWN("Instrument Channel Parameter Sensor", Quinter::InstrumentName(),
+               Quinter::ChannelName(), Quinter::ParameterName(), Quinter::SensorName());
 }
 
 TEST(SignalName, FieldsByNameAndPosition) {
-  Name name(u"m", u"c", u"l", u"i", u"p", u"s");
-  const wide_string* const fields[] = {&name.Mode(),       &name.Channel(),   &name.Location(),
-                                       &name.Instrument(), &name.Parameter(), &name.Sensor()};
-  for (unsigned i = 0; i < 6; ++i) {
-    EXPECT_EQ(*fields[i], name.Field(i));
-    EXPECT_EQ(name.Field(i), wide_string(1, u"mclips"[i]));
-  }
-  name.Mode(u"M");
-  name.Channel(u"C");
-  name.Location(u"L");
-  name.Instrument(u"I");
-  name.Parameter(u"P");
-  name.Sensor(u"S");
-  EXPECT_EQ(name, Name(u"M", u"C", u"L", u"I", u"P", u"S"));
+  Name name;
+  name.Mode(u"m");
+  name.Channel(u"c");
+  name.Location(u"l");
+  name.Instrument(u"i");
+  name.Parameter(u"p");
+  name.Sensor(u"s");
+  EXPECT_EQ(name, kFull);
+  EXPECT_EQ(Fields(name), "m|c|l|i|p|s|");
+  EXPECT_SHOWN("m c l i p s", name.Mode(), name.Channel(), name.Location(), name.Instrument(),
+               name.Parameter(), name.Sensor());
   name.clear();
-  EXPECT_EQ(name, Name());
-  EXPECT_EQ(Name(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), Name());
+  EXPECT_EQ(name, Name(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
 TEST(SignalName, ChannelAndSensorTable) {
   const struct {
-    const char16_t *text, *channel, *sensor, *back;
+    const char16_t* text;
+    const char16_t* shown;  ///< channel, sensor, both
   } kCases[] = {
-      {u"Vib,X", u"Vib", u"X", u"Vib,X"},
-      {u"Vib", u"Vib", u"", u"Vib"},
-      {u",X", u",X", u"", u",X"},
-      {u",a,b", u",a,b", u"", u",a,b"},
-      {u"a,b,c", u"a", u"b,c", u"a,b,c"},
-      {u"a,", u"a", u"", u"a"},
-      {u"", u"", u"", u""},
+      {u"Vib,X", u"Vib|X|Vib,X"},
+      {u"Vib", u"Vib||Vib"},
+      {u",X", u",X||,X"},
+      {u",a,b", u",a,b||,a,b"},
+      {u"a,b,c", u"a|b,c|a,b,c"},
+      {u"a,", u"a||a"},
+      {u"", u"||"},
   };
   for (const auto& c : kCases) {
     Name name(u"m", c.text, u"l", u"i", u"p", u"");
-    EXPECT_EQ(name.Channel(), c.channel);
-    EXPECT_EQ(name.Sensor(), c.sensor);
-    EXPECT_EQ(name.GetChanPlusSensor(), c.back);
+    EXPECT_EQ(name.Channel() + u"|" + name.Sensor() + u"|" + name.GetChanPlusSensor(), c.shown);
   }
   Name name(u"m", u"a,b", u"l", u"i", u"p", u"s");
   EXPECT_EQ(name.Channel(), u"a,b") << "a sensor is given";
@@ -144,9 +145,8 @@ TEST(SignalName, ChannelAndSensorTable) {
 }
 
 TEST(SignalName, IdentificationRoundTrip) {
-  const Name kNames[] = {Name(), Name(u"m", u"c", u"l", u"i", u"p", u"s"),
-                         Name(u"", u"", u"l", u"", u"", u"s"), Name::TheAsterisks()};
-  for (const Name& name : kNames) {
+  for (const Name& name :
+       {Name(), kFull, Name(u"", u"", u"l", u"", u"", u"s"), Name::TheAsterisks()}) {
     wide_char buffer[100];
     ASSERT_TRUE(name.BuildIdentificationString(buffer, 100));
     Name back(u"x", u"x", u"x", u"x", u"x", u"x");
@@ -182,51 +182,36 @@ TEST(SignalName, IdentificationLimits) {
 }
 
 TEST(SignalName, Patterns) {
-  const Name full(u"m", u"c", u"l", u"i", u"p", u"s");
-  Name part = full;
-  part.Location(u"*");
-  EXPECT_TRUE(full.matchesPattern(part));
-  EXPECT_FALSE(part.matchesPattern(full));
-  EXPECT_TRUE(Name().matchesPattern(Name::TheAsterisks()));
-  EXPECT_FALSE(full.matchesPattern(Name(u"M", u"*", u"*", u"*", u"*", u"*"))) << "case";
-  EXPECT_TRUE(Name::TheAsterisks().isTotalPattern());
-  EXPECT_FALSE(part.isTotalPattern());
-  EXPECT_TRUE(part.hasWildcard());
-  EXPECT_FALSE(full.hasWildcard());
-  EXPECT_EQ(Name::Asterisk(), u"*");
-  EXPECT_TRUE(Name().IsEmpty());
-  EXPECT_TRUE(Name(u"*", u"", u"*", u"", u"", u"").IsEmpty());
-  EXPECT_FALSE(full.IsEmpty());
-}
-
-TEST(SignalName, OverlayFillsWildcards) {
-  const Name full(u"m", u"c", u"l", u"i", u"p", u"s");
+  const Name stars = Name::TheAsterisks();
+  Name part = kFull;
+  part.Location(Name::Asterisk());
+  const struct {
+    Name name, pattern;
+    const char* shown;  ///< name matches; pattern has a wildcard, is total, is empty
+  } kCases[] = {
+      {kFull, part, "1 1 0 0"},   {part, kFull, "0 0 0 0"},
+      {Name(), stars, "1 1 1 1"}, {kFull, Name(u"M", u"*", u"*", u"*", u"*", u"*"), "0 1 0 0"},
+      {kFull, Name(), "0 0 0 1"}, {kFull, Name(u"*", u"", u"*", u"", u"", u""), "0 1 0 1"}};
+  for (const auto& c : kCases) {
+    EXPECT_SHOWN(c.shown, c.name.matchesPattern(c.pattern), c.pattern.hasWildcard(),
+                 c.pattern.isTotalPattern(), c.pattern.IsEmpty());
+  }
   Name name(u"*", u"x", u"*", u"*", u"*", u"*");
-  EXPECT_FALSE(name.Overlay(full));
-  EXPECT_EQ(name, Name(u"m", u"x", u"l", u"i", u"p", u"s"));
+  EXPECT_FALSE(name.Overlay(kFull));
+  EXPECT_EQ(Fields(name), "m|x|l|i|p|s|");
   name.Sensor(u"*");
-  EXPECT_TRUE(name.Overlay(Name::TheAsterisks())) << "one stays";
-  name = Name::TheAsterisks();
-  EXPECT_TRUE(name.Overlay(Name::TheAsterisks()));
+  EXPECT_TRUE(name.Overlay(stars)) << "one stays";
+  name = stars;
+  EXPECT_TRUE(name.Overlay(stars));
   EXPECT_FALSE(name.Overlay(Name())) << "an empty field replaces it";
   EXPECT_EQ(name, Name());
 }
 
 TEST(SignalName, OrderOfTexts) {
-  const std::vector<Name> kSorted = {Name(),
-                                     Name(u"A", u"z", u"z", u"z", u"z", u"z"),
-                                     Name(u"a", u"", u"", u"", u"", u"b"),
-                                     Name(u"a", u"B", u"z", u"z", u"z", u"z"),
-                                     Name(u"a", u"b", u"a", u"a", u"a", u"a"),
-                                     Name(u"a", u"b", u"a", u"a", u"a", u"b"),
-                                     Name(u"aa", u"", u"", u"", u"", u"b")};
-  for (std::size_t i = 0; i < kSorted.size(); ++i) {
-    for (std::size_t j = 0; j < kSorted.size(); ++j) {
-      EXPECT_EQ(kSorted[i] < kSorted[j], i < j) << i << " " << j;
-      EXPECT_EQ(kSorted[i] >= kSorted[j], i >= j);
-      EXPECT_EQ(kSorted[i] == kSorted[j], i == j);
-    }
-  }
+  ExpectOrder<Name>(
+      {Name(), Name(u"A", u"z", u"z", u"z", u"z", u"z"), Name(u"a", u"", u"", u"", u"", u"b"),
+       Name(u"a", u"B", u"z", u"z", u"z", u"z"), Name(u"a", u"b", u"a", u"a", u"a", u"a"),
+       Name(u"a", u"b", u"a", u"a", u"a", u"b"), Name(u"aa", u"", u"", u"", u"", u"b")});
 }
 
 TEST(SignalName, KeepsRaisingOnTheSixthField) {
