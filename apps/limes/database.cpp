@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "apps/limes/checked_pages.h"
 #include "apps/limes/errors.h"
 
 namespace limes::host {
@@ -41,7 +42,7 @@ CStatement::~CStatement() { sqlite3_finalize(statement_); }
 
 void CStatement::Check(int code) const {
   if (code != SQLITE_OK) {
-    throw CStoreError(std::string("store: ") + sqlite3_errmsg(database_));
+    throw CStoreError(std::string("store: ") + ReasonOf(database_));
   }
 }
 
@@ -79,7 +80,7 @@ CStatement& CStatement::Bind(std::span<const std::uint8_t> bytes) {
 bool CStatement::Step() {
   const int code = sqlite3_step(statement_);
   if (code != SQLITE_ROW && code != SQLITE_DONE) {
-    const std::string message = std::string("store: ") + sqlite3_errmsg(database_);
+    const std::string message = std::string("store: ") + ReasonOf(database_);
     Reset();
     throw CStoreError(message);
   }
@@ -140,7 +141,8 @@ CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
 }
 
 void CDatabase::Open(const std::string& name, int flags) {
-  const int code = sqlite3_open_v2(name.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int code =
+      sqlite3_open_v2(name.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, CheckedPages());
   if (code != SQLITE_OK) {
     const std::string reason = database_ != nullptr ? sqlite3_errmsg(database_) : "no memory";
     sqlite3_close(database_);
@@ -148,6 +150,7 @@ void CDatabase::Open(const std::string& name, int flags) {
     throw CStoreError(path_ + ": the store cannot be opened: " + reason);
   }
   sqlite3_busy_handler(database_, WaitForOthers, nullptr);
+  ReserveChecks(database_);
 }
 
 /// Whether reading fails because -wal and -shm cannot be made.
@@ -161,7 +164,7 @@ CDatabase::~CDatabase() { sqlite3_close(database_); }
 
 void CDatabase::Execute(const char* sql) {
   if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-    throw CStoreError(path_ + ": " + sqlite3_errmsg(database_));
+    throw CStoreError(path_ + ": " + ReasonOf(database_));
   }
 }
 

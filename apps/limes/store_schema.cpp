@@ -8,8 +8,6 @@
 namespace limes::host {
 namespace {
 
-constexpr std::int64_t kApplicationId = 0x4C494D45;  // "LIME"
-
 /// Tables of version 1.
 constexpr const char* kVersion1 = R"sql(
 CREATE TABLE store(
@@ -78,6 +76,10 @@ ALTER TABLE defect ADD COLUMN x_to REAL;
 PRAGMA user_version = 2;
 )sql";
 
+/// Every page carries a check (checked_pages.h).
+constexpr const char* kVersion3 = "PRAGMA user_version = 3";
+static_assert(kCheckedSince == 3);
+
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
   constexpr int kTries = 5000;
@@ -125,6 +127,10 @@ void MakeSchema(CDatabase& database, const std::string& path) {
   if (SchemaVersion(database, path) == 0) {
     SwitchToWal(database);
   }
+  const std::int64_t found = SchemaVersion(database, path);
+  if (found > 0 && found < kCheckedSince) {
+    database.Execute("VACUUM");  // writes all pages anew, with their checks
+  }
   database.Execute("BEGIN IMMEDIATE");
   try {
     const std::int64_t version = SchemaVersion(database, path);  // others may have been first
@@ -133,6 +139,9 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     }
     if (version < 2) {
       database.Execute(kVersion2);
+    }
+    if (version < 3) {
+      database.Execute(kVersion3);
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");
