@@ -30,7 +30,7 @@ struct SReadContext {
   const SSettings* settings = nullptr;
   const std::vector<SCondition>* where = nullptr;
   bool goodOnly = false;       ///< leave out parts with another label than the good one
-  bool labelOptional = false;  ///< a table without the label column is no error
+  bool labelOptional = false;  ///< a table without the label column is no error, unless goodOnly
 };
 
 /// Reader for a file of this kind; the stream must outlive it. Throws CInputError.

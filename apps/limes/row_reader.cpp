@@ -21,8 +21,9 @@ class CRowReader : public CPartReader {
     const auto find = [this](const std::optional<std::string>& name) {
       return name ? std::optional(table_.Find(*name)) : std::nullopt;
     };
-    label_ = context.labelOptional && settings_.labelColumn ? table_.TryFind(*settings_.labelColumn)
-                                                            : find(settings_.labelColumn);
+    const bool mayLackLabel = context.labelOptional && !goodOnly_;
+    label_ = mayLackLabel && settings_.labelColumn ? table_.TryFind(*settings_.labelColumn)
+                                                   : find(settings_.labelColumn);
     part_ = find(settings_.partColumn);
     quantity_ = find(settings_.quantityColumn);
     ChooseColumns();
