@@ -91,6 +91,7 @@ void SetDefaults(SSettings& s) {
 }
 
 SSettings Resolve(const SSettings& given, const SSettings& stored, bool learning) {
+  ValidateNumbers(given);
   SSettings result = stored;
   VisitSettings(
       [&](const char* option, Policy policy, auto& target, const auto& wish) {

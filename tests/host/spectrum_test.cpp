@@ -58,21 +58,6 @@ TEST(LevelSpectrum, IsTheFormula) {
   }
 }
 
-TEST(LevelSpectrum, ShowsTheRmsAmplitudeOfASine) {
-  std::vector<float> signal(4096);
-  for (std::size_t i = 0; i < signal.size(); ++i) {
-    signal[i] = static_cast<float>(10.0 * std::sqrt(2.0) *
-                                   std::sin(kTwoPi * 32.0 * static_cast<double>(i) / 256.0));
-  }
-  CLevelSpectrum spectrum(256, 1.0);
-  std::vector<float> levels;
-  spectrum.Form(signal, levels);
-  ASSERT_EQ(levels.size(), 127U);
-  EXPECT_NEAR(levels[31], 20.0F, 1e-3F);
-  EXPECT_NEAR(levels[30], 20.0F - 6.0206F, 1e-3F);
-  EXPECT_LT(levels[40], -90.0F);
-}
-
 TEST(LevelSpectrum, HasAFloorAndNeedsOneSegment) {
   CLevelSpectrum spectrum(16, 1.0);
   std::vector<float> levels;

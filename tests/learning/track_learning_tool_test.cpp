@@ -179,12 +179,12 @@ TEST(TrackLearningTool, GrowsItsGridRoundWhatIsLearnt) {
   EXPECT_FALSE(CTrackLernWerkzeug().RasterErweitern(1, 1));
   tool.NeueMessung(&k);
   EXPECT_FALSE(tool.RasterErweitern(1U << 31, 0));
-  ASSERT_TRUE(tool.RasterErweitern(2, 3) && tool.GrenzeBilden());
+  ASSERT_TRUE(tool.RasterErweitern(5, 3) && tool.GrenzeBilden());
   const CSigCurveExt& limit = *tool.Grenzkurve();
-  EXPECT_EQ(Shown(tool.Lernzahlen()), "0 0 0 0 0 1 1 1 1 0 0 0 0 0 0");
-  EXPECT_EQ(Shown(limit), "1 1 1 1 1 6 6 6 6 1 1 1 1 1 1");
+  EXPECT_EQ(Shown(tool.Lernzahlen()), "0 0 0 0 0 0 0 0 1 1 1 1 0 0 0 0 0 0");
+  EXPECT_EQ(Shown(limit), "1 1 1 1 1 1 1 1 6 6 6 6 1 1 1 1 1 1");
   EXPECT_EQ(Shown(limit.XMin(), limit.XMax(), limit.VMin(), tool.Mittelwert()->VMax()),
-            "-2 13 3 7");
+            "-5 13 3 7");
 }
 
 TEST(TrackLearningTool, KeepsWhatHostsRelyOn) {
