@@ -62,14 +62,12 @@ TEST(CurveArray, SlotsGrowAndHandOver) {
   array.TPos(3, 9.0F);
   array.AttachOperationComplete();
   EXPECT_EQ(State(array), "4:0 0:0 - 9:0 T 4 9 1.25 x 0 1");
-  EXPECT_TRUE(array.Expandieren(2));
-  EXPECT_EQ(array.Kapazitaet(), 4) << "never shrinks";
+  EXPECT_SHOWN("1 4", array.Expandieren(2), array.Kapazitaet()) << "never shrinks";
   EXPECT_EQ(array.Detach(3), nullptr);
   const std::unique_ptr<Ext> detached(array.Detach(0));
   EXPECT_EQ(detached.get(), first);
-  EXPECT_TRUE(array.AlleKurvenAusstatten(7));
-  EXPECT_EQ(array[0]->DLen() + array[1]->DLen(), 14U);
-  EXPECT_TRUE(array.KurveAusstatten(2, 5)) << "within the capacity";
+  EXPECT_SHOWN("1 7 7 1", array.AlleKurvenAusstatten(7), array[0]->DLen(), array[1]->DLen(),
+               array.KurveAusstatten(2, 5));
   const std::unique_ptr<Ext> former(array[0]);
   EXPECT_TRUE(array.Attach(0, new Ext(1), false));
   array.KurvenFreigeben();
@@ -86,19 +84,16 @@ TEST(CurveArray, FillsSortsAndAppends) {
   plain.SetXUnit(u"Hz");
   Ext dated = MakeCurve<Ext>({3, 4});
   dated.Date(8.0F);
-  EXPECT_EQ(array.ErsteKurve(plain), 0);
+  EXPECT_SHOWN("0 1 2", array.ErsteKurve(plain), array.WeitereKurve(plain),
+               array.WeitereKurve(plain, 3.5F));
   EXPECT_EQ(array.XUnit(), plain.XUnit());
-  EXPECT_EQ(array.WeitereKurve(plain), 1);
-  EXPECT_EQ(array.WeitereKurve(plain, 3.5F), 2);
   for (int i = 3; i < 20; ++i) {
     EXPECT_EQ(array.WeitereKurve(dated), i);
   }
   array.KurvenKomplett(4);
   EXPECT_EQ(State(array), "0:1 1:1 3.5:1 8:3 T 0 8 2 x 10 30");
-  EXPECT_EQ(array.KurveSetzen(0, dated), 0);
-  EXPECT_EQ(array.KurveSetzen(1, *array[1], 6.0F), 1);  // itself
-  EXPECT_EQ(array.KurveSetzen(3, plain), 3);
-  EXPECT_EQ(array.KurveSetzen(4, plain), -1);
+  EXPECT_SHOWN("0 1 3 -1", array.KurveSetzen(0, dated), array.KurveSetzen(1, *array[1], 6.0F),
+               array.KurveSetzen(3, plain), array.KurveSetzen(4, plain));
   array.WertSetzen(2, 0, 9.0F);
   array.WertSetzen(9, 9, 9.0F);
   EXPECT_EQ(State(array), "8:3 6:1 3.5:9 8:1 T 0 8 2 x 10 30");
@@ -116,12 +111,10 @@ TEST(CurveArray, FillsSortsAndAppends) {
   array = AtPositions({1, kNaN, 3});
   array.SetName(u"run-up");
   const std::unique_ptr<CSigCurveArray> clone(array.Clone(true));
-  EXPECT_EQ(State(*clone), State(array));
-  EXPECT_EQ(clone->Name(), u"run-up");
-  EXPECT_TRUE(array.Append(array));
+  EXPECT_EQ(WideToUtf8(clone->Name()) + State(*clone), "run-up" + State(array));
   CSigCurveList list;
   list.Add(std::make_unique<Ext>(dated));
-  EXPECT_TRUE(array.Append(list) && array.Append(CSigCurveArray()));
+  EXPECT_TRUE(array.Append(array) && array.Append(list) && array.Append(CSigCurveArray()));
   EXPECT_EQ(State(array), "1:0 - 3:2 1:0 - 3:2 8:3 T 1 8 1 x 0 2");
 }
 
@@ -138,16 +131,13 @@ TEST(CurveArray, TimeSeriesScalesToTheNumberOfCurves) {
     array.KurvenKomplett();
     EXPECT_EQ(State(array), "0:1 2:1 3.6:1 4:1 T 0 4 1 x 0 1");
   }
-  EXPECT_EQ(array.ZeitPos(1), 1050);
-  EXPECT_TRUE(array.ZeitImBereich(1100) && !array.ZeitImBereich(1101));
-  EXPECT_EQ(array.KurveBei(1060), 1);
+  EXPECT_SHOWN("1050 1 0 1", array.ZeitPos(1), array.ZeitImBereich(1100), array.ZeitImBereich(1101),
+               array.KurveBei(1060));
   array.ZeitraumAendern(900, 1100);  // times are whole seconds, so the third curve loses one
   EXPECT_EQ(State(array), "2:1 3:1 3.78:1 4:1 T 0 4 1 x 0 1");
   CSigCurveArray later;
   later.ErsteKurve(curve, 1100, 1300, 1200);
-  EXPECT_TRUE(array.Append(later));
-  EXPECT_EQ(array.ZeitPos(4), 1200);
-  EXPECT_EQ(array.TMax(), 5.0F);
+  EXPECT_SHOWN("1 1200 5", array.Append(later), array.ZeitPos(4), array.TMax());
   array.ZeitraumAendern(std::numeric_limits<std::int64_t>::max(),
                         std::numeric_limits<std::int64_t>::min());
   array.ZeitraumAendern(7, 7);
@@ -161,8 +151,7 @@ TEST(CurveArray, RangesAndSearch) {
   EXPECT_EQ(array.TMax(), 1.0F);
   array.TBereich(1, 8, 0.5F);
   array.TVBereich(-5, 4);
-  EXPECT_EQ(array.TVMin(), 1.0F);
-  EXPECT_EQ(array.TVMax(), 4.0F);
+  EXPECT_SHOWN("1 4", array.TVMin(), array.TVMax());
   array.XVBereich(0.5F, 7);
   EXPECT_EQ(State(array), "1:0 3:1 3:2 - 8:4 T 1 8 0.5 x 0.5 2");
   const std::tuple<float, int, int, int> cases[] = {
@@ -170,12 +159,12 @@ TEST(CurveArray, RangesAndSearch) {
       {0, 0, 0, 0}, {1, 0, 0, 0},  {2, 0, 0, 1}, {3, 0, 3, 1},   {3, 2, 3, 2},
       {8, 0, 4, 4}, {9, -7, 4, 5}, {0, 4, 4, 4}, {0, 99, 4, 99}, {kNaN, 0, 4, 5}};
   for (const auto& [t, start, at, behind] : cases) {
-    EXPECT_EQ(array.FindeKurveZu(t, start), at) << t << " from " << start;
-    EXPECT_EQ(array.FindeKurveHinter(t, start), behind) << t << " from " << start;
+    EXPECT_EQ(std::pair(array.FindeKurveZu(t, start), array.FindeKurveHinter(t, start)),
+              std::pair(at, behind))
+        << t << " from " << start;
   }
   array.AlleKurvenBereich(5, 15, CMeasuringUnit(), CMeasuringUnit());
-  EXPECT_EQ(array[4]->VMax(), 15.0F);
-  EXPECT_EQ(array.XDelta(), 5.0F);
+  EXPECT_SHOWN("15 5", array[4]->VMax(), array.XDelta());
 }
 
 TEST(CurveArray, ArithmeticIsThatOfTheCurves) {
@@ -183,21 +172,15 @@ TEST(CurveArray, ArithmeticIsThatOfTheCurves) {
   const CSigCurveArray b = AtPositions({1, kNaN, 3});
   a[0]->SetVIMinMax(1, 1);
   ((a += 2.0F) *= 2.0F) += b;
-  EXPECT_EQ(ValuesOf(*a[0]), (Floats{0, 19}));
-  EXPECT_EQ(ValuesOf(*a[1]), (Floats{6, 14}));
+  EXPECT_SHOWN("{0 19} {6 14}", ValuesOf(*a[0]), ValuesOf(*a[1]));
   a[0]->ResetVMinMax();
   a.QuadratAddieren(b, 2.0F);
-  EXPECT_EQ(ValuesOf(*a[0]), (Floats{0, 19 + 2 * 25}));
-  EXPECT_TRUE(a.FitTogether(a));
-  EXPECT_FALSE(a.FitTogether(b));
+  EXPECT_SHOWN("{0 69} 1 0", ValuesOf(*a[0]), a.FitTogether(a), a.FitTogether(b));
   float low = 77;
   float high = 77;
-  EXPECT_FALSE(CSigCurveArray(3).GlobalesMinMax(low, high));
+  EXPECT_SHOWN("0 77", CSigCurveArray(3).GlobalesMinMax(low, high), low);
   a.WertSetzen(1, 0, kNaN);
-  EXPECT_EQ(low, 77.0F);
-  EXPECT_TRUE(a.GlobalesMinMax(low, high));
-  EXPECT_EQ(low, 0.0F);
-  EXPECT_EQ(high, 69.0F);
+  EXPECT_SHOWN("1 0 69", a.GlobalesMinMax(low, high), low, high);
 }
 
 // ---- Reductions against the operations of curves, one after the other.
@@ -227,9 +210,8 @@ CSigCurveArray RandomArray(std::mt19937& random, int kind, bool alike) {
 }
 
 void ExpectSame(const Ext& actual, const Ext& expected) {
-  EXPECT_EQ(std::tuple(actual.DLen(), actual.IMin(), actual.IMax(), actual.VMin(), actual.VMax()),
-            std::tuple(expected.DLen(), expected.IMin(), expected.IMax(), expected.VMin(),
-                       expected.VMax()));
+  EXPECT_SHOWN(test::Shown(actual.DLen(), test::ValidOf(actual)).text, expected.DLen(),
+               test::ValidOf(expected));
   for (unsigned i = 0; i < std::min(actual.DLen(), expected.DLen()); ++i) {
     ASSERT_TRUE(test::Same(actual.ValArray()[i], expected.ValArray()[i])) << "at " << i;
   }
@@ -329,25 +311,18 @@ TEST(CurveArray, SectionsAcrossTheCurves) {
   array[1]->Malloc(1);
   array[1]->SetAt(0, 3);
   CSigPairs pairs;
-  EXPECT_EQ(array.Querschnitt(1, &pairs), 2);
-  EXPECT_EQ(pairs.Point(1), (std::pair{8.0F, 5.0F}));
-  EXPECT_EQ(array.Querschnitt(0.5F, &pairs), 3);
-  EXPECT_EQ(pairs.Wert(2), 4.0F);
-  EXPECT_EQ(array.Querschnitt(5.0F, &pairs) + array.Querschnitt(-1, &pairs), 0);
-  array.Querschnitt(0, &pairs);
-  EXPECT_EQ(CSigCurveArray().Querschnitt(0, &pairs) + static_cast<int>(pairs.NPaare()), 0);
+  EXPECT_SHOWN("2 8,5", array.Querschnitt(1, &pairs), pairs.Point(1));
+  EXPECT_SHOWN("3 4", array.Querschnitt(0.5F, &pairs), pairs.Wert(2));
+  EXPECT_SHOWN("0 0 3 0 0", array.Querschnitt(5.0F, &pairs), array.Querschnitt(-1, &pairs),
+               array.Querschnitt(0, &pairs), CSigCurveArray().Querschnitt(0, &pairs),
+               pairs.NPaare());
   Ext curve;
-  EXPECT_EQ(array.Querschnitt(0, &curve), 3);
-  EXPECT_EQ(ValuesOf(curve), (Floats{0, 3, 0, 3}));
-  EXPECT_EQ(curve.XMin(), 2.0F);
-  EXPECT_EQ(curve.XMax(), 10.0F);
+  EXPECT_SHOWN("3 {0 3 0 3} 2 10", array.Querschnitt(0, &curve), ValuesOf(curve), curve.XMin(),
+               curve.XMax());
   delete array.Detach(3);
-  EXPECT_EQ(array.Querschnitt(0, &curve), 2);
-  EXPECT_EQ(curve.IMax(), 1);
-  EXPECT_EQ(array.FlaechenKurveBilden(&curve, 0, 2, false), 2);
-  EXPECT_EQ(ValuesOf(curve), (Floats{5, 3, 0, 0}));
-  EXPECT_EQ(array.Querschnitt(9, &curve), 0);
-  EXPECT_FALSE(curve.IsValid());
+  EXPECT_SHOWN("2 1", array.Querschnitt(0, &curve), curve.IMax());
+  EXPECT_SHOWN("2 {5 3 0 0}", array.FlaechenKurveBilden(&curve, 0, 2, false), ValuesOf(curve));
+  EXPECT_SHOWN("0 0", array.Querschnitt(9, &curve), curve.IsValid());
 }
 
 TEST(CurveArray, KeepsTheLastPositionWithoutItsStart) {
@@ -367,9 +342,9 @@ TEST(CurveArray, KeepsTheIndexBeforeTheExtensionData) {
     array[i]->AttachExtData(i == 0 ? static_cast<CObject*>(&array) : &data);
     array[i]->AttachExtData(false);
   }
-  EXPECT_EQ(array.FindeKurveZuExtData(&data), 2);
-  EXPECT_EQ(array.FindeKurveZuExtData(&data, 3), -1);
-  EXPECT_EQ(array.FindeKurveZuExtData(&array, -5), -1) << "curve 0 is never looked at";
+  EXPECT_SHOWN("2 -1 -1", array.FindeKurveZuExtData(&data), array.FindeKurveZuExtData(&data, 3),
+               array.FindeKurveZuExtData(&array, -5))
+      << "curve 0 is never looked at";
 }
 
 // ---- File record
@@ -412,9 +387,8 @@ TEST(CurveArrayRecord, EveryVersionReadsTheSame) {
     CSigCurveArray array;
     EXPECT_TRUE(test::ReadBlock(array, golden, kRead)) << version;
     EXPECT_EQ(test::Written(array, kWrite), record);
-    EXPECT_EQ(array.XUnit().mainunit(), u"Hz");
-    EXPECT_EQ(array.YUnit().mainunit(), u"Pa");
-    EXPECT_EQ(array.VBereich().max, 40.0F);
+    EXPECT_SHOWN("Hz Pa 40", array.XUnit().mainunit(), array.YUnit().mainunit(),
+                 array.VBereich().max);
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
+#include "tests/support/show.h"
 
 /// An operation on a curve c, as a case of a table.
 #define LIMES_DO(...) [&](auto& c) { __VA_ARGS__; }
@@ -40,6 +41,18 @@ Curve MakeRamp(int n) {
 
 inline std::vector<float> ValuesOf(const CSigCurve& curve) {
   return {curve.ValArray(), curve.ValArray() + curve.DLen()};
+}
+
+/// Valid range in x and in indices.
+inline std::string ValidOf(const CSigCurveExt& curve) {
+  return Shown{curve.VMin(), curve.VMax(), curve.IMin(), curve.IMax()}.text;
+}
+
+/// Values, x range and x length; of an extended curve the valid x and indices, too.
+inline std::string State(const CSigCurve& curve) {
+  const Shown state{ValuesOf(curve), curve.XMin(), curve.XMax(), curve.XLen()};
+  const auto* const extended = dynamic_cast<const CSigCurveExt*>(&curve);
+  return extended == nullptr ? state.text : state.text + ", valid " + ValidOf(*extended);
 }
 
 }  // namespace limes::test
