@@ -45,8 +45,8 @@ void ExpandString(std::string_view text, std::uint32_t* words, std::size_t n) {
 /// The low byte of each word up to the first 0; words without one need no terminator.
 std::string CondenseString(const std::uint32_t* words, std::size_t n) {
   std::string text;
-  for (std::size_t i = 0; i < n && static_cast<char>(words[i] & 0xFF) != '\0'; ++i) {
-    text.push_back(static_cast<char>(words[i] & 0xFF));
+  for (std::size_t i = 0; i < n && static_cast<char>(words[i]) != '\0'; ++i) {
+    text.push_back(static_cast<char>(words[i]));
   }
   return text;
 }

@@ -33,7 +33,7 @@ bool IsSimple(const Unit& unit) { return !unit.empty() && !unit.is_log() && unit
 
 /// Unit of y * x (sign 1) or y / x (sign -1); none where no unit of the table says it.
 Unit Combined(const Unit& y, const Unit& x, int sign) {
-  if (y.empty() || x.empty() || y.is_log() || x.is_log()) {
+  if (y.empty() || y.is_log() || x.is_log()) {
     return Unit();
   }
   const short exponent = Narrow(y.Exponent() + sign * x.Exponent());

@@ -56,7 +56,7 @@ bool CLernenderGrenzwert::AusArchivLaden(CSerializer* archive) {
     return false;
   }
   for (std::size_t i = 0; i < kNameWords; ++i) {
-    name_[2 * i] = static_cast<wide_char>(name[i] & 0xFFFFU);
+    name_[2 * i] = static_cast<wide_char>(name[i]);
     name_[2 * i + 1] = static_cast<wide_char>(name[i] >> 16);
   }
   Words<3> counts{};

@@ -57,6 +57,7 @@ TEST(MeasuringUnit, ParsesAndShowsTexts) {
       {u"kkm/h", "21 3 1 0 kkm/h"},
       {u"Hz^(1/2)", "0 0 1 0 -"},
       {u"Hz^1001", "0 0 1 0 -"},
+      {u"Hz^f(2)", "0 0 1 0 -"},
       {u"((((", "0 0 1 0 -"},
   };
   const test::Messages messages;
@@ -259,9 +260,14 @@ TEST(UnitStrings, RejectsOrRegistersUnknownTexts) {
 }
 
 TEST(UnitStrings, KeepsReciprocalOfTheRowBehindForTexts) {
-  EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(7U), 8U);
   EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"s"), 7U);
   EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"W"), 0U);
+  wide_string all;
+  for (unsigned unit = 0; unit <= CMeasuringUnit::kBuiltInUnits; ++unit) {
+    all += Format(u"%u ", CMeasuringUnit::UnitStrings::inverseIndex(unit));
+  }
+  EXPECT_EQ(WideToUtf8(all),
+            "0 27 0 0 0 0 0 8 7 0 11 10 0 0 0 0 0 0 0 11 11 0 0 0 0 0 0 1 0 0 0 0 ");
 }
 
 TEST(UnitStringsDeathTest, RejectWhatIsBeyondTheLargestTable) {

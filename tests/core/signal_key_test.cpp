@@ -153,11 +153,12 @@ TEST(SignalName, IdentificationRoundTrip) {
     EXPECT_TRUE(back.ReadIdentificationString(buffer));
     EXPECT_EQ(back, name);
   }
-  wide_char six[7] = u"zzzzzz";
+  wide_char six[8] = u"zzzzzzz";
   EXPECT_FALSE(Name().BuildIdentificationString(six, 5));
   EXPECT_EQ(six[0], u'z');
   EXPECT_TRUE(Name().BuildIdentificationString(six, 6));
   EXPECT_EQ(std::u16string(six), u"¦¦¦¦¦");
+  EXPECT_EQ(six[6], u'z');
   EXPECT_FALSE(Name().BuildIdentificationString(nullptr, 100));
 }
 

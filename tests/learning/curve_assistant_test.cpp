@@ -40,6 +40,21 @@ TEST(CurveAssistant, RegionsOfExcess) {
   EXPECT_TRUE(regions.empty());
 }
 
+TEST(CurveAssistant, LargestDeviationInBothValidRanges) {
+  CSigCurveExt k = MakeExt({9, 8, 2, 4});
+  CSigCurveExt r = MakeExt(Floats(4, 1.0F));
+  Floats at(3);
+  EXPECT_EQ(Assistant::MaxAbweichung(k, r, at.data()), 8.0F);
+  EXPECT_EQ(at, (Floats{0, 9, 1}));
+  k.SetVIMinMax(2, 3);
+  EXPECT_EQ(Assistant::MaxAbweichung(k, r, at.data()), 3.0F);
+  EXPECT_EQ(at, (Floats{3, 4, 1}));
+  r.SetVIMinMax(0, 2);
+  EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), 1.0F);
+  r.SetVIMinMax(0, 1);
+  EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), 0.0F) << "apart";
+}
+
 TEST(CurveAssistant, RegionsOfALearntLimit) {
   CKurvenLernWerkzeug tool;
   tool.Bildungsregel(0.0F, 2.0F, 0.0F);

@@ -60,6 +60,8 @@ TEST(CurveLearningTool, DeviationsTakeOppositeReferences) {
   EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 8, 8, 8, 8, 8})), "-7 -2 at 0 8 10 rms 0 0");
   EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 13, 8, 13, 8, 8})), "-2 3 at 4 13 10 rms 1.41421 0");
   CSigCurveExt part = MakeExt({8, 8, 8, 8, 13, 8, 8, 8, 8});
+  EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 10.75F, 8, 8, 8, 8})),
+            "-4.25 0.75 at 4 10.75 10 rms 0.25 0");
   part.SetVMinMax(3.0F, 5.0F);
   EXPECT_EQ(largest(part), "-2 3 at 4 13 10 rms 1.73205 0");
   EXPECT_EQ(largest(MakeExt({99, 99}, 20.0F)), "0 0 at 4 13 10 rms 0 0") << "beside";
@@ -126,6 +128,7 @@ TEST(CurveLearningTool, KeepsWhatHostsRelyOn) {
     Learn(fresh, k);
   }
   EXPECT_EQ(Shown(*fresh.Mittelwert()), "19") << "the template is in the mean without a restart";
+  EXPECT_EQ(fresh.MaxAbweichung(&k, nullptr, 0), 10.0F - (*fresh.Mittelwert())[0]);
 
   CKurvenLernWerkzeug copy = fresh = Tool(k, 0.0F, 1.0F);
   Learn(copy, k);
@@ -157,6 +160,10 @@ TEST(CurveLearningTool, KeepsMisalignedAdditionOfUnfittedCurves) {
   ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(second, *tool.Mittelwert(), fitted));
   Learn(tool, fitted);
   EXPECT_FLOAT_EQ((*tool.Mittelwert())[8], 2.5F * 2.0F / 3.0F + 8.0F / 3.0F);
+  // Of another step: point after point of the mean takes what the curve has one of its steps on.
+  tool = Tool(MakeExt({0, 0, 0, 0}), 0.0F, 1.0F);
+  Learn(tool, MakeExt({0, 1, 2, 3, 4, 5, 6, 7}, 0.0F, 0.5F));
+  EXPECT_EQ(Shown(*tool.Mittelwert(), *tool.QuadratMW()), "0 1 2 3 0 1 4 9");
 }
 
 /// One curve learnt by the separate steps.
@@ -196,8 +203,10 @@ TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
                 Shown(mean.IMin(), mean.IMax()));
     }
     // The mean itself learnt, as a curve.
+    tool.ExternerLernFaktor(0.25F);
     tool.NeueMessung(tool.Mittelwert());
-    LearnInSteps(mean, meanSquare, mean, 1.0F);
+    LearnInSteps(mean, meanSquare, mean, 0.25F);
+    EXPECT_EQ(Difference(tool.Mittelwert()->Values(), mean.Values()), "");
     EXPECT_EQ(Difference(tool.QuadratMW()->Values(), meanSquare.Values()), "");
 
     tool.Bildungsregel(0.5F, 3.0F, 0.0F);

@@ -172,6 +172,10 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   otherValue.FesteOGSetzen(0.0F, false);
   otherValue.Zeitskala(3);
   EXPECT_EQ(value.Merge(otherValue), MergeStatus::kTimeScale);
+  otherValue.Zeitskala(10000);
+  otherValue.ExternerLernFaktor(0.5F);
+  EXPECT_EQ(value.Merge(otherValue), MergeStatus::kFactor);
+  EXPECT_EQ(otherValue.Merge(value), MergeStatus::kFactor);
 }
 
 }  // namespace

@@ -86,6 +86,7 @@ TYPED_TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
         EXPECT_EQ(tool.Mittelwert(), nullptr);
       } else {
         CSigCurveExt probe = *tool.Mittelwert();
+        EXPECT_LT(probe.IMin(), std::int64_t{probe.DLen()});
         probe.ResetVMinMax();
         tool.GrenzeBilden();
         tool.Beurteilen(probe);
@@ -119,8 +120,9 @@ TEST(LearnStateStatus, SaysWhyItFailed) {
 
 TEST(LearnState, LearningGoesOnAsIfNothingHadHappened) {
   CKurvenLernWerkzeug straight, resumed;
-  const test::Bytes golden = test::Golden("curve_state_v1.bin");
-  ASSERT_TRUE(test::ReadBlock(straight, golden, kRead));
+  ASSERT_TRUE(test::ReadBlock(straight, test::Golden("curve_state_v1.bin"), kRead));
+  straight.ExternerLernFaktor(0.25F);
+  const test::Bytes golden = test::Written(straight, kWrite);
   CSigCurveExt k = *straight.Mittelwert();
   for (const float y : {3.0F, 5.0F, 7.0F}) {
     k = y;
@@ -134,6 +136,19 @@ TEST(LearnState, LearningGoesOnAsIfNothingHadHappened) {
   EXPECT_EQ(test::Written(straight, kWrite), test::Written(resumed, kWrite));
   EXPECT_EQ(test::Difference(straight.Grenzkurve()->Values(), resumed.Grenzkurve()->Values()), "");
   EXPECT_EQ(resumed.Grenzkurve()->YUnit(), u"dB(Pa)");
+}
+
+TEST(LearnState, ResetAndRestartLeaveNothingOfAValue) {
+  CLernenderGrenzwert limit, back, fresh;
+  Fill(limit);
+  limit.FesteUGSetzen(1.0F, true);
+  ASSERT_TRUE(test::ReadBlock(back, test::Written(limit, kWrite), kRead));
+  EXPECT_EQ(back.FixUntGrenze(), 1.0F);
+  limit.Reset();
+  limit.Neustart(7);
+  fresh.Neustart(7);
+  EXPECT_EQ(test::Written(limit, kWrite), test::Written(fresh, kWrite));
+  EXPECT_TRUE(test::ReadBlock(back, test::Written(fresh, kWrite), kRead)) << "nothing learnt";
 }
 
 TEST(LearnState, CarriesRegisteredUnitsByTheirText) {

@@ -33,6 +33,7 @@ TEST(LimitSureness, StudentTailAgainstTables) {
 }
 
 TEST(LimitSureness, EffectivePartsFollowTheCorrectionFactor) {
+  EXPECT_EQ(ChanceRejection(1.0, 3.0), 0.5);
   EXPECT_EQ(EffectiveParts(0, 50), 0.0);
   EXPECT_EQ(EffectiveParts(1, 50), 1.0);
   EXPECT_EQ(EffectiveParts(40, 10000), 40.0);
@@ -115,7 +116,8 @@ TEST(LimitSureness, OfCurvesAndTracks) {
 
   const SLimitSureness track = SurenessOf(tracks);
   EXPECT_EQ(track.parts, 8) << "points learnt twice are not judged";
-  EXPECT_LT(track.rejectedPerPoint, perPoint) << "its spread is without bias";
+  EXPECT_NEAR(track.rejectedPerPoint / ChanceRejection(8.0, 3.0 * std::sqrt(8.0 / 7.0)), 1.0, 0.01)
+      << "its spread is without bias";
   EXPECT_NEAR(track.rejectedBound, 19.0 * track.rejectedPerPoint, 1e-12) << "1 to 19";
   tracks.BasisLernenAnzahl(1);
   EXPECT_EQ(SurenessOf(tracks).parts, 2);
