@@ -22,6 +22,7 @@ void BindCurves(py::module_& module);
 void BindLearners(py::module_& module);
 void BindDefects(py::module_& module);
 void BindPairs(py::module_& module);
+void BindPairVariants(py::module_& module);
 void BindCurveArray(py::module_& module);
 void BindKernels(py::module_& module);
 
@@ -53,6 +54,24 @@ py::array_t<float> ValuesView(py::object owner, CSigRaw& signal, std::size_t n);
 /// One-dimensional values of an object: itself when it is a plain writable float array, else a
 /// copy as one.
 py::array_t<float> FloatArray(py::object values);
+
+/// Pairs of two equally long columns, in their order.
+template <class Pairs>
+std::unique_ptr<Pairs> FromColumns(const py::object& x, const py::object& y) {
+  const py::array_t<float> xs = FloatArray(x);
+  const py::array_t<float> ys = FloatArray(y);
+  if (xs.size() != ys.size()) {
+    throw py::value_error("x and y must be equally long");
+  }
+  auto pairs = std::make_unique<Pairs>();
+  if (xs.size() > 0 && !pairs->NeueGroesse(static_cast<unsigned>(xs.size()))) {
+    throw std::bad_alloc();
+  }
+  for (py::ssize_t i = 0; i < xs.size(); ++i) {
+    pairs->CSigPairs::NeuesPaar(xs.at(i), ys.at(i));
+  }
+  return pairs;
+}
 
 /// The curve on the grid of another one; throws ValueError when they have nothing in common.
 std::unique_ptr<CSigCurveExt> Fitted(const CSigCurveExt& curve, const CSigCurveExt& grid,
@@ -91,6 +110,28 @@ py::bytes WrittenBytes(F write) {
   }
   const auto bytes = file.Bytes();
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// Name and units of a signal, and its plot in notebooks.
+template <class Signal>
+void BindHeading(py::class_<Signal>& signal) {
+  signal
+      .def_property(
+          "name", [](const Signal& s) { return wide_string(s.Name()); },
+          [](Signal& s, const wide_string& name) {
+            if (!s.SetName(name)) {
+              throw std::bad_alloc();
+            }
+          })
+      .def_property(
+          "x_unit", [](const Signal& s) { return s.XUnit(); },
+          [](Signal& s, const CMeasuringUnit& unit) { s.SetXUnit(unit); })
+      .def_property(
+          "y_unit", [](const Signal& s) { return s.YUnit(); },
+          [](Signal& s, const CMeasuringUnit& unit) { s.SetYUnit(unit); })
+      .def("_repr_html_", [](const py::object& self) {
+        return py::module_::import("limes.plots").attr("signal_plot")(self);
+      });
 }
 
 /// A stream over the bytes of a Python object, which must outlive it.

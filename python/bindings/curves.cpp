@@ -66,16 +66,8 @@ std::string Represent(const CSigCurveExt& curve) {
 }
 
 void BindHeader(py::class_<CSigCurveExt>& curve) {
+  BindHeading(curve);
   curve
-      .def_property(
-          "name", [](const CSigCurveExt& c) { return wide_string(c.Name()); },
-          [](CSigCurveExt& c, const wide_string& name) { c.SetName(name); })
-      .def_property(
-          "x_unit", [](const CSigCurveExt& c) { return c.XUnit(); },
-          [](CSigCurveExt& c, const CMeasuringUnit& unit) { c.SetXUnit(unit); })
-      .def_property(
-          "y_unit", [](const CSigCurveExt& c) { return c.YUnit(); },
-          [](CSigCurveExt& c, const CMeasuringUnit& unit) { c.SetYUnit(unit); })
       .def_property(
           "date", [](const CSigCurveExt& c) { return c.Date(); },
           [](CSigCurveExt& c, float date) { c.Date(date); })

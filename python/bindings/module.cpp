@@ -9,6 +9,7 @@ PYBIND11_MODULE(_limes, module) {
   limes::python::BindLearners(module);
   limes::python::BindDefects(module);
   limes::python::BindPairs(module);
+  limes::python::BindPairVariants(module);
   limes::python::BindCurveArray(module);
   limes::python::BindKernels(module);
 }

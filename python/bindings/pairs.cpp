@@ -19,22 +19,6 @@ py::array_t<float> ColumnView(const py::object& self, std::ptrdiff_t first) {
   return view;
 }
 
-std::unique_ptr<CSigPairs> FromColumns(const py::object& x, const py::object& y) {
-  const py::array_t<float> xs = FloatArray(x);
-  const py::array_t<float> ys = FloatArray(y);
-  if (xs.size() != ys.size()) {
-    throw py::value_error("x and y must be equally long");
-  }
-  auto pairs = std::make_unique<CSigPairs>();
-  if (xs.size() > 0 && !pairs->NeueGroesse(static_cast<unsigned>(xs.size()))) {
-    throw std::bad_alloc();
-  }
-  for (py::ssize_t i = 0; i < xs.size(); ++i) {
-    pairs->NeuesPaar(xs.at(i), ys.at(i));
-  }
-  return pairs;
-}
-
 /// Runs an operation that may move the pairs.
 template <class Operation>
 CSigPairs& Changed(CSigPairs& pairs, Operation operation) {
@@ -114,7 +98,7 @@ void BindChanges(py::class_<CSigPairs>& pairs) {
 void BindPairs(py::module_& module) {
   using Pairs = CSigPairs;
   py::class_<Pairs> pairs(module, "CSigPairs", "Signal of freely spaced points (x, y).");
-  pairs.def(py::init(&FromColumns), py::arg("x"), py::arg("y"))
+  pairs.def(py::init(&FromColumns<Pairs>), py::arg("x"), py::arg("y"))
       .def(py::init<const CSigCurveExt&>(), py::arg("curve"), "The valid points of a curve.")
       .def_property_readonly(
           "x", [](const py::object& self) { return ColumnView(self, 0); },
@@ -122,15 +106,6 @@ void BindPairs(py::module_& module) {
       .def_property_readonly(
           "y", [](const py::object& self) { return ColumnView(self, 1); },
           "The y values as a read-only array without a copy.")
-      .def_property(
-          "name", [](const Pairs& p) { return wide_string(p.Name()); },
-          [](Pairs& p, const wide_string& name) { p.SetName(name); })
-      .def_property(
-          "x_unit", [](const Pairs& p) { return p.XUnit(); },
-          [](Pairs& p, const CMeasuringUnit& unit) { p.SetXUnit(unit); })
-      .def_property(
-          "y_unit", [](const Pairs& p) { return p.YUnit(); },
-          [](Pairs& p, const CMeasuringUnit& unit) { p.SetYUnit(unit); })
       .def("__len__", &Pairs::NPaare)
       .def("__getitem__", [](const Pairs& p, py::ssize_t i) { return p.Point(IndexIn(p, i)); })
       .def("WertBei", &Pairs::WertBei, py::arg("x"), "y at x, linear between pairs.")
@@ -176,6 +151,7 @@ void BindPairs(py::module_& module) {
         return py::str("CSigPairs('{}', {} pairs, x in {}, y in {})")
             .format(p.Name(), p.NPaare(), p.XUnit().prefixunit(), p.YUnit().prefixunit());
       });
+  BindHeading(pairs);
   BindChanges(pairs);
 }
 

@@ -5,41 +5,63 @@ from __future__ import annotations
 import html
 
 import numpy as np
+import numpy.typing as npt
 
 from . import _limes
 
 _WIDTH, _HEIGHT, _MARGIN = 560, 180, 44
+_COLUMNS = _WIDTH - 2 * _MARGIN
+
+_Signal = _limes.CSigCurveExt | _limes.CSigPairs
+_Line = tuple[npt.NDArray[np.float64], npt.NDArray[np.float64], str, str]
 
 
 def limit_plot(mean: _limes.CSigCurveExt, limit: _limes.CSigCurveExt | None, note: str) -> str:
     """The mean and, when there is one, the limit over x."""
-    drawn = [(mean, "#0072b2", "mean")]
+    lines = [_line(mean, "#0072b2", "mean")]
     if limit is not None:
-        drawn.append((limit, "#d55e00", "limit"))
-    return _plot(drawn, f"{mean.name}: {note}" if mean.name else note)
+        lines.append(_line(limit, "#d55e00", "limit"))
+    return _plot(mean, lines, f"{mean.name}: {note}" if mean.name else note)
 
 
-def curve_plot(curve: _limes.CSigCurveExt) -> str:
-    return _plot([(curve, "#0072b2", "")], curve.name)
+def signal_plot(signal: _Signal) -> str:
+    """A curve where it is valid, or pairs in their order."""
+    return _plot(signal, [_line(signal, "#0072b2", "")], signal.name)
 
 
-def _plot(drawn: list[tuple[_limes.CSigCurveExt, str, str]], title: str) -> str:
-    first = drawn[0][0]
-    x0, x1 = first.XMin(), first.XMax()
-    finite = [c.values[np.isfinite(c.values)] for c, _, _ in drawn]
-    kept = [values for values in finite if len(values)]
-    y0 = min((float(values.min()) for values in kept), default=0.0)
-    y1 = max((float(values.max()) for values in kept), default=1.0)
-    if y1 <= y0:
-        y0, y1 = y0 - 0.5, y0 + 0.5
-    lines = []
-    for c, colour, label in drawn:
-        points = " ".join(_points(c, x0, x1, y0, y1))
-        lines.append(
+def _line(signal: _Signal, colour: str, label: str) -> _Line:
+    if isinstance(signal, _limes.CSigPairs):
+        x, y = signal.x, signal.y
+    else:
+        valid = slice(max(signal.IMin(), 0), signal.IMax() + 1 if signal.IsValid() else 0)
+        x, y = signal.x[valid], signal.values[valid]
+    finite = np.isfinite(x) & np.isfinite(y)
+    return x[finite].astype(float), y[finite].astype(float), colour, label
+
+
+def _span(parts: list[npt.NDArray[np.float64]]) -> tuple[float, float]:
+    values = np.concatenate(parts)
+    low, high = (values.min(), values.max()) if len(values) else (0.0, 1.0)
+    return (low, high) if high > low else (low - 0.5, low + 0.5)
+
+
+def _plot(signal: _Signal, lines: list[_Line], title: str) -> str:
+    if isinstance(signal, _limes.CSigPairs):
+        x0, x1 = _span([x for x, _, _, _ in lines])
+    else:
+        x0, x1 = signal.XMin(), signal.XMax()
+    y0, y1 = _span([y for _, y, _, _ in lines])
+    drawn = []
+    for x, y, colour, label in lines:
+        kept = _extremes(y)
+        px = _MARGIN + (x[kept] - x0) / (x1 - x0) * _COLUMNS
+        py = 20 + (y1 - y[kept]) / (y1 - y0) * (_HEIGHT - _MARGIN - 20)
+        points = " ".join(f"{a:.1f},{b:.1f}" for a, b in zip(px, py))
+        drawn.append(
             f'<polyline fill="none" stroke="{colour}" points="{points}">'
             f"<title>{html.escape(label)}</title></polyline>"
         )
-    x_axis, y_axis = html.escape(str(first.x_unit)), html.escape(str(first.y_unit))
+    x_axis, y_axis = html.escape(str(signal.x_unit)), html.escape(str(signal.y_unit))
     bottom, right = _HEIGHT - _MARGIN, _WIDTH - _MARGIN
     return (
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {_WIDTH} {_HEIGHT}" '
@@ -50,24 +72,17 @@ def _plot(drawn: list[tuple[_limes.CSigCurveExt, str, str]], title: str) -> str:
         f'<text x="2" y="{_HEIGHT / 2}">{y_axis}</text>'
         f'<text x="{_MARGIN}" y="{bottom + 16}">{x0:.4g}</text>'
         f'<text x="{right}" y="{bottom + 16}" text-anchor="end">{x1:.4g} {x_axis}</text>'
-        + "".join(lines)
+        + "".join(drawn)
         + "</svg>"
     )
 
 
-def _points(c: _limes.CSigCurveExt, x0: float, x1: float, y0: float, y1: float) -> list[str]:
-    """Smallest and largest value per pixel column, so that no peak is lost."""
-    if not c.IsValid():
-        return []
-    begin, end = max(c.IMin(), 0), min(c.IMax(), len(c) - 1) + 1
-    values = c.values[begin:end]
-    x = c.x[begin:end]
-    columns = _WIDTH - 2 * _MARGIN
-    if len(values) > 2 * columns:
-        kept = []
-        for part in np.array_split(np.arange(len(values)), columns):
-            kept.extend(sorted({part[np.argmin(values[part])], part[np.argmax(values[part])]}))
-        values, x = values[kept], x[kept]
-    px = _MARGIN + (x - x0) / (x1 - x0) * columns
-    py = 20 + (y1 - values) / (y1 - y0) * (_HEIGHT - _MARGIN - 20)
-    return [f"{a:.1f},{b:.1f}" for a, b in zip(px, py) if np.isfinite(b)]
+def _extremes(y: npt.NDArray[np.float64]) -> npt.NDArray[np.intp]:
+    """Places of the smallest and the largest value of each column, so that no peak is lost."""
+    every = np.arange(len(y))
+    if len(y) <= 2 * _COLUMNS:
+        return every
+    parts = np.array_split(every, _COLUMNS)
+    low = [part[np.argmin(y[part])] for part in parts]
+    high = [part[np.argmax(y[part])] for part in parts]
+    return np.unique(np.concatenate([low, high]))

@@ -1,6 +1,7 @@
 """What scripts rely on: arrays without copies, learning and judging, states, misuse."""
 
 import copy
+import datetime
 import pickle
 import threading
 
@@ -153,6 +154,27 @@ def test_pairs():
         a[9]
 
 
+def test_pair_variants():
+    day = limes.CSigPairsTm("2026-01-01", "2026-01-02")
+    noon = datetime.datetime(2026, 1, 1, 13, tzinfo=datetime.timezone(datetime.timedelta(hours=1)))
+    assert (day.NeuesPaar("2026-01-01T18:00", 3), day.NeuesPaar(noon, 1)) == (0, 0)
+    assert list(day.times) == [np.datetime64("2026-01-01T12"), np.datetime64("2026-01-01T18")]
+    assert list(day.WertBei(day.times)) == [1, 3]
+    assert day.WertBei("2026-01-01T15:00") == 2
+    assert day.HatWertBei("2026-01-01T18:01", 120)
+    day.ZeitraumAendern("2026-01-01", "2026-01-03")
+    assert (list(day.x), day.end) == ([0.25, 0.375], np.datetime64("2026-01-03"))
+    assert (type(copy.copy(day)), len(day)) == (limes.CSigPairsTm, 2)
+    for start, end in (("2026-01-02", "2026-01-01"), ("NaT", "2026-01-01"), ("soon", "later")):
+        with pytest.raises(ValueError):
+            limes.CSigPairsTm(start, end)
+    run = limes.CSigPairsVM([0, 1], [2, 3])
+    run.SetSpecification("run-up", "Mic 1", parameter="level")
+    assert run.specification == ("run-up", "Mic 1", "", "", "level", "")
+    run.SetzeTriggerStartStop(1, 9)
+    assert (run.TriggerStop(), copy.copy(run).specification[0], run.WertBei(0.5)) == (9, "run-up", 2.5)
+
+
 def test_curve_arrays():
     curves = [limes.curve([i, 2 * i, 3], 0, 3) for i in range(4)]
     array = limes.CSigCurveArray(curves, [0, 1, 2, 3])
@@ -210,6 +232,11 @@ def test_threads_share_a_learner():
     assert tool.NrGelernt() == 81
 
 
-def test_plot_escapes_names():
-    limit = limes.learn([part(name="<script>alert(1)</script>")])
-    assert "<script>" not in limit._repr_html_()
+def test_plots():
+    hostile = part(name="<script>alert(1)</script>", n=5000)
+    hostile[1234] = 500
+    for shown in (limes.learn([hostile]), hostile, limes.CSigPairs(hostile), limes.CSigPairs([], [])):
+        html = shown._repr_html_()
+        assert html.startswith("<svg") and "<script>" not in html
+        assert len(html) < 30000
+    assert ",20.0 " in hostile._repr_html_()  # the peak, at the top
