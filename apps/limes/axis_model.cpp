@@ -16,6 +16,7 @@ namespace limes::host {
 namespace {
 
 constexpr std::int64_t kNoForgetting = CExpAverFacGenerator::kNoForgetting;
+constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
 constexpr double kStepTolerance = 1e-4;    ///< relative; other steps are another quantity
 constexpr double kPlaceTolerance = 0.01;   ///< of a step; closer grids are the same
 constexpr std::size_t kMostDefects = 100;  ///< per quantity and side, the worst ones
@@ -196,18 +197,33 @@ void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& 
   AddItem(items, item, verdict, verdict.excessInS);
 }
 
-SLearntSummary CAxisModel::Summary(Side side) {
-  constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
-  Update();
-  SLearntSummary summary;
-  const SCurves learnt = Curves(side);
-  const CSigCurveExt& grid = learnt.mean;
+std::pair<std::int32_t, std::int32_t> CAxisModel::LearntRange() const {
+  const CSigCurveExt& grid = Curves(sides_[0]).mean;
   std::int32_t first = grid.IMin();
   std::int32_t last = grid.IMax();
   for (; first < last && LearntAt(first) == 0; ++first) {
   }
   for (; last > first && LearntAt(last) == 0; --last) {
   }
+  return {first, last};
+}
+
+std::vector<float> CAxisModel::Judged() {
+  std::vector<float> values;
+  const CSigCurveExt& curve = Fitted(Side::kUpper);
+  const auto [first, last] = LearntRange();
+  for (std::int32_t i = first; i <= last; ++i) {
+    values.push_back(i >= curve.IMin() && i <= curve.IMax() ? curve[i] : kNone);
+  }
+  return values;
+}
+
+SLearntSummary CAxisModel::Summary(Side side) {
+  Update();
+  SLearntSummary summary;
+  const SCurves learnt = Curves(side);
+  const CSigCurveExt& grid = learnt.mean;
+  const auto [first, last] = LearntRange();
   summary.points = static_cast<std::size_t>(std::max(last - first + 1, 0));
   summary.step = Shown(grid.XDelta());
   summary.xFirst = Shown(grid.GetPoint(first));

@@ -3,6 +3,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/limes/quantity_model.h"
@@ -16,6 +17,7 @@ class CAxisModel : public CQuantityModel {
  public:
   void Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) override;
   SLearntSummary Summary(Side side) override;
+  std::vector<float> Judged() override;
   std::string Warning() override;
   SLimitSureness Sureness(Side side) override;
 
@@ -86,6 +88,8 @@ class CAxisModel : public CQuantityModel {
   float fittedSign_ = 1.0F;
 
  private:
+  /// First and last point that has learnt.
+  std::pair<std::int32_t, std::int32_t> LearntRange() const;
   std::vector<SCurveExcess> Regions(Side side);
   void AddRegions(const std::vector<SCurveExcess>& regions, const SQuantityVerdict& verdict,
                   CProtocolItemList& items) const;

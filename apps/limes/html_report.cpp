@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "apps/limes/model.h"
+#include "apps/limes/page_files.h"
 
 namespace limes::host {
 namespace {
@@ -20,48 +21,14 @@ constexpr std::size_t kMostRuns = 100;
 constexpr std::size_t kWorstParts = 5;        ///< drawn per quantity
 constexpr std::size_t kMostMarks = 1000;      ///< on all plots
 constexpr std::size_t kCurveBytes = 900'000;  ///< of all plots
-constexpr std::size_t kColumnBytes = 112;     ///< of a column of a plot: mean, band, two limits
+constexpr std::size_t kColumnBytes = 120;     ///< of a column of a plot: mean, band, two limits
+constexpr std::size_t kPartBytes = 30;        ///< of a column of the curve of a part
 constexpr int kSections = 16;                 ///< of an axis, in which defects are counted
 
 constexpr const char* kHead = R"html(<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8">
 <meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; script-src 'unsafe-inline'"/>
 <meta name="viewport" content="width=device-width, initial-scale=1"/>
-<style>
-body{font:16px/1.4 system-ui,sans-serif;color:#222;max-width:60rem;margin:0 auto;padding:.5rem}
-svg{width:100%;height:auto;max-width:46rem}
-div{overflow-x:auto}
-table{border-collapse:collapse;font-size:.9rem}
-td,th{padding:.2rem .6rem;border-bottom:1px solid #ddd;text-align:left;overflow-wrap:anywhere}
-th{overflow-wrap:normal}
-td.n,th.n{text-align:right;white-space:nowrap}
-.NOK{color:#a33c00;font-weight:bold}
-.note{color:#555;font-size:.9rem}
-section{break-inside:avoid}
-@media print{body{max-width:none;font-size:11pt}div{overflow:visible}.hover{display:none}}
-</style>
-)html";
-
-/// Reads the values of the lines at the pointer off the drawing itself.
-constexpr const char* kScript = R"html(<script>
-document.querySelectorAll("section svg").forEach(svg => {
-  const out = svg.parentNode.querySelector(".hover");
-  const [x, y] = [svg.dataset.x, svg.dataset.y].map(t => t.split(" ").map(Number));
-  const value = (a, p) => a[0] + (p - a[2]) / (a[3] - a[2]) * (a[1] - a[0]);
-  const lines = [...svg.querySelectorAll(".line")].map(line => [line.dataset.name,
-    [...line.getAttribute("d").matchAll(/[ML]([-\d.]+),([-\d.]+)/g)].map(m => [+m[1], +m[2]])]);
-  svg.addEventListener("pointermove", event => {
-    const box = svg.getBoundingClientRect();
-    const at = (event.clientX - box.left) / box.width * svg.viewBox.baseVal.width;
-    const shown = lines.filter(line => line[1].length).map(([name, points]) => {
-      const p = points.reduce((a, b) => Math.abs(b[0] - at) < Math.abs(a[0] - at) ? b : a);
-      return [value(x, p[0]), name + " " + value(y, p[1]).toPrecision(4)];
-    });
-    out.textContent = (svg.dataset.single ? "" : "x " + (shown[0]?.[0] ?? NaN).toPrecision(5) + ": ")
-      + shown.map(s => s[1]).join(", ");
-  });
-});
-</script>
 )html";
 
 /// Keeps the items with the largest keys; of equal ones the first.
@@ -79,6 +46,9 @@ class CTop {
 
   std::size_t Count() const { return count_; }
 
+  /// Whether an item of this key may be kept.
+  bool Takes(double key) const { return items_.size() < most_ || key > least_; }
+
   /// The largest first.
   const std::vector<std::tuple<double, std::size_t, T>>& Items() {
     Cut();
@@ -91,13 +61,15 @@ class CTop {
       return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) > std::get<0>(b)
                                               : std::get<1>(a) < std::get<1>(b);
     });
-    if (items_.size() > most_) {
+    if (items_.size() >= most_) {
       items_.resize(most_);
+      least_ = items_.empty() ? least_ : std::get<0>(items_.back());
     }
   }
 
   std::size_t most_;
   std::size_t count_ = 0;
+  double least_ = -std::numeric_limits<double>::infinity();  ///< of those kept for sure
   std::vector<std::tuple<double, std::size_t, T>> items_;
 };
 
@@ -111,7 +83,7 @@ struct SPartLine {
 /// What the judged parts say of a quantity.
 struct SJudged {
   std::vector<const SLearntSummary*> sides;
-  CTop<std::vector<SPlotMark>> worst{kWorstParts};
+  CTop<SPlotPart> worst{kWorstParts};
   std::size_t nok = 0;
   std::optional<SQuantityVerdict> first;  ///< of the upper side, or the only one
   std::optional<SQuantityVerdict> last;
@@ -136,6 +108,8 @@ std::string Cell(const std::string& escaped, const char* type = "") {
   return std::string("<td") + type + ">" + escaped + "</td>";
 }
 
+std::string TextCell(const std::string& text) { return Cell(Escaped(text, 240), " class=\"t\""); }
+
 std::string CountCell(std::int64_t count) { return Cell(std::to_string(count), " class=\"n\""); }
 
 std::string VerdictCell(Verdict verdict) {
@@ -156,71 +130,75 @@ std::string ClosestText(const SQuantityVerdict& q) {
          (q.x ? " at " + WithUnit(*q.x, q.xUnit) : "");
 }
 
-class CPage {
+}  // namespace
+
+class CHtmlReport::CContent {
  public:
-  explicit CPage(CStore& store) : name_(store.Path()) {
-    store.BeginReading();
-    const SSettings settings = store.Settings().value_or(SSettings());
-    CModel model(settings);
-    model.Load(store);
-    learnt_ = store.CountParts(true);
-    runs_ = store.Runs();
-    summaries_ = model.Summaries();
+  CContent(const SSettings& settings, std::vector<SLearntSummary> summaries)
+      : summaries_(std::move(summaries)), good_(settings.good.value_or("good")) {
     for (const SLearntSummary& summary : summaries_) {
       if (judged_.try_emplace(summary.name).second) {
         names_.push_back(summary.name);
       }
       judged_.at(summary.name).sides.push_back(&summary);
     }
-    marksPerPart_ = std::clamp<std::size_t>(
-        kMostMarks / kWorstParts / std::max<std::size_t>(names_.size(), 1), 1, 12);
-    const std::string good = settings.good.value_or("good");
-    store.ForEachJudged([&](const SPartVerdict& verdict) {
-      counts_.Add(verdict, good);
-      Take(verdict);
-    });
-    store.Rollback();
+    const std::size_t plots = std::clamp<std::size_t>(names_.size(), 1, kMostPlots);
+    marksPerPart_ = std::clamp<std::size_t>(kMostMarks / kWorstParts / plots, 1, 12);
+    SetColumns(kColumnBytes);
   }
 
-  std::string Write() {
+  /// Columns that fit the page when each takes as many bytes.
+  void SetColumns(std::size_t bytes) {
+    const std::size_t plots = std::clamp<std::size_t>(names_.size(), 1, kMostPlots);
+    columns_ = std::clamp<std::size_t>(kCurveBytes / bytes / plots, 24, SPlot::kMostColumns);
+  }
+
+  std::string Write(CStore& store) {
+    const std::string name = Escaped(store.Path());
+    learnt_ = store.CountParts(true);
+    runs_ = store.Runs();
     out_ = kHead;
-    out_ += "<title>" + Escaped(name_) + "</title></head><body>\n<h1>" + Escaped(name_) + "</h1>\n";
+    out_.append("<style>\n").append(kReportStyle).append(kChartStyle).append("</style>\n");
+    out_ += "<title>" + name + "</title></head><body>\n<h1>" + name + "</h1>\n";
     WriteCounts();
     WriteFrequent();
     WriteQuantities();
     WriteDefects();
     WriteParts();
     WriteRuns();
-    return out_ + kScript + "</body></html>\n";
+    if (!kChartScript.empty()) {
+      out_.append("<script>\n/*").append(kChartLicence).append("*/\n");
+      out_.append(kChartScript).append("</script>\n");
+    }
+    out_.append("<script>\n").append(kReportScript).append("</script>\n</body></html>\n");
+    return std::move(out_);
   }
 
- private:
-  void Take(const SPartVerdict& verdict) {
+  void Take(const SPartVerdict& verdict, const CurveOf& curveOf) {
+    counts_.Add(verdict, good_);
+    if (curveOf && !curves_) {
+      curves_ = true;
+      SetColumns(kColumnBytes + kWorstParts * kPartBytes);
+      marksPerPart_ = std::min<std::size_t>(marksPerPart_, 3);  // the curve itself shows the others
+    }
     const SQuantityVerdict* worst = nullptr;
-    std::map<std::string, double> beyond;
+    std::map<std::string, std::pair<double, bool>> excesses;  ///< and whether it is beyond
     for (const SQuantityVerdict& q : verdict.quantities) {
-      if (q.maxDeviation && (worst == nullptr || Excess(q) > Excess(*worst))) {
-        worst = &q;
-      }
       const auto judged = judged_.find(q.name);
-      if (judged == judged_.end()) {
+      if (!q.maxDeviation || judged == judged_.end()) {
         continue;
       }
-      if (q.maxDeviation && q.side == judged->second.sides[0]->side) {
+      worst = worst == nullptr || Excess(q) > Excess(*worst) ? &q : worst;
+      if (q.side == judged->second.sides[0]->side) {
         judged->second.first = judged->second.first ? judged->second.first : q;
         judged->second.last = q;
       }
-      if (q.verdict == Verdict::kFail) {
-        const auto [entry, isNew] = beyond.try_emplace(q.name, Excess(q));
-        entry->second = std::max(entry->second, Excess(q));
-      }
+      const auto [entry, isNew] = excesses.try_emplace(q.name, Excess(q), false);
+      entry->second.first = std::max(entry->second.first, Excess(q));
+      entry->second.second |= q.verdict == Verdict::kFail;
     }
-    for (const auto& [name, excess] : beyond) {
-      SJudged& judged = judged_.at(name);
-      ++judged.nok;
-      std::vector<SPlotMark> marks = MarksOfPart(verdict, name);
-      marks.resize(std::min(marks.size(), marksPerPart_));
-      judged.worst.Add(excess, std::move(marks));
+    for (const auto& [name, excess] : excesses) {
+      TakeQuantity(verdict, name, excess.first, excess.second, curveOf);
     }
     TakeDefects(verdict);
     const double rank = verdict.verdict == Verdict::kFail   ? 2e300
@@ -229,6 +207,22 @@ class CPage {
     parts_.Add(rank + std::clamp(worst != nullptr ? Excess(*worst) : 0.0, -4e299, 4e299),
                {verdict.part, verdict.label.value_or(""), verdict.verdict,
                 worst == nullptr ? "" : worst->name + ": " + ClosestText(*worst)});
+  }
+
+ private:
+  void TakeQuantity(const SPartVerdict& verdict, const std::string& name, double excess,
+                    bool beyond, const CurveOf& curveOf) {
+    SJudged& judged = judged_.at(name);
+    judged.nok += beyond ? 1 : 0;
+    if (!judged.worst.Takes(excess)) {
+      return;
+    }
+    SPlotPart part{verdict.part, MarksOfPart(verdict, name), {}};
+    part.marks.resize(std::min(part.marks.size(), marksPerPart_));
+    if (curveOf) {
+      part.curve = Thinned(curveOf(name), columns_);
+    }
+    judged.worst.Add(excess, std::move(part));
   }
 
   void TakeDefects(const SPartVerdict& verdict) {
@@ -288,8 +282,8 @@ class CPage {
       if (f.low <= f.high) {
         place = (f.low < f.high ? PlotNumber(f.low) + " … " : "") + WithUnit(f.high, learnt.xUnit);
       }
-      Row(CountCell(static_cast<std::int64_t>(f.parts)) + Cell(Escaped(std::get<0>(kind->first))) +
-          Cell(SideText(std::get<1>(kind->first))) + Cell(Escaped(place)) + CountCell(f.priority));
+      Row(CountCell(static_cast<std::int64_t>(f.parts)) + TextCell(std::get<0>(kind->first)) +
+          Cell(SideText(std::get<1>(kind->first))) + TextCell(place) + CountCell(f.priority));
     }
     EndTable();
   }
@@ -301,14 +295,15 @@ class CPage {
     }
     out_ += "<h2>Quantities</h2>\n";
     Note(names_.size(), kMostPlots, "quantities, those with the most NOK parts first");
-    const std::size_t plots = std::max<std::size_t>(order.Items().size(), 1);
-    const std::size_t columns =
-        std::clamp<std::size_t>(kCurveBytes / kColumnBytes / plots, 24, SPlot::kMostColumns);
     for (const auto& [nok, number, name] : order.Items()) {
       SJudged& judged = judged_.at(name);
-      SPlot plot{judged.sides, {}, columns};
-      for (const auto& [excess, place, marks] : judged.worst.Items()) {
-        plot.marks.insert(plot.marks.end(), marks.begin(), marks.end());
+      SPlot plot{judged.sides, {}, columns_};
+      // Where no part is beyond the limit, the one that comes closest is shown.
+      const std::size_t shown = std::max<std::size_t>(judged.nok, 1);
+      for (const auto& [excess, place, part] : judged.worst.Items()) {
+        if (plot.parts.size() < shown) {
+          plot.parts.push_back(part);
+        }
       }
       out_ += "<section><h3>" + Escaped(name) + "</h3>\n" + DrawPlot(plot) +
               "<p class=\"hover note\"></p>\n<p class=\"note\">" + Learnt(judged) +
@@ -325,7 +320,7 @@ class CPage {
                        std::to_string(judged.nok) +
                        (judged.nok == 1 ? " judged part NOK" : " judged parts NOK");
     if (judged.nok > kWorstParts) {
-      text += ", the worst " + std::to_string(kWorstParts) + " are marked";
+      text += ", the worst " + std::to_string(kWorstParts) + " are drawn";
     }
     if (judged.first && judged.first->sureness && judged.last->sureness &&
         judged.first->sureness->parts != judged.last->sureness->parts) {
@@ -351,8 +346,7 @@ class CPage {
     Note(defects_.Count(), kMostDefects, "defects");
     Table("<th class=\"n\">priority</th><th>part</th><th>defect</th>");
     for (const auto& [key, number, found] : defects_.Items()) {
-      Row(CountCell(found.second.priority) + Cell(Escaped(found.first)) +
-          Cell(Escaped(found.second.text, 300)));
+      Row(CountCell(found.second.priority) + TextCell(found.first) + TextCell(found.second.text));
     }
     EndTable();
   }
@@ -365,8 +359,8 @@ class CPage {
     Note(parts_.Count(), kMostParts, "parts, the worst first");
     Table("<th>verdict</th><th>part</th><th>label</th><th>largest deviation</th>");
     for (const auto& [key, number, line] : parts_.Items()) {
-      Row(VerdictCell(line.verdict) + Cell(Escaped(line.part)) + Cell(Escaped(line.label, 60)) +
-          Cell(Escaped(line.worst, 300)));
+      Row(VerdictCell(line.verdict) + TextCell(line.part) + Cell(Escaped(line.label, 60)) +
+          TextCell(line.worst));
     }
     EndTable();
   }
@@ -399,12 +393,12 @@ class CPage {
   }
 
   void Table(const char* heads) {
-    out_ += std::string("<div><table><thead><tr>") + heads + "</tr></thead><tbody>\n";
+    out_ +=
+        std::string("<div class=\"table\"><table><thead><tr>") + heads + "</tr></thead><tbody>\n";
   }
   void Row(const std::string& cells) { out_ += "<tr>" + cells + "</tr>\n"; }
   void EndTable() { out_ += "</tbody></table></div>\n"; }
 
-  std::string name_;
   std::int64_t learnt_ = 0;
   std::vector<SRun> runs_;
   std::vector<SLearntSummary> summaries_;
@@ -414,28 +408,50 @@ class CPage {
   CTop<std::pair<std::string, SDefect>> defects_{kMostDefects};
   CTop<SPartLine> parts_{kMostParts};
   std::size_t marksPerPart_ = 1;
+  std::size_t columns_ = SPlot::kMostColumns;
+  bool curves_ = false;
   SCounts counts_;
+  std::string good_;  ///< label
   std::string out_;
 };
-
-}  // namespace
 
 std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const std::string& quantity) {
   std::vector<SPlotMark> marks;
   for (const SDefect& d : verdict.defects) {
     if (d.quantity == quantity) {
-      marks.push_back({verdict.part, d.place, d.value, d.from, d.to, true, d.text});
+      marks.push_back({d.place, d.value, d.from, d.to, true, d.text});
     }
   }
   for (const SQuantityVerdict& q : verdict.quantities) {
     if (marks.empty() && q.name == quantity && q.value && q.maxDeviation) {
-      marks.push_back({verdict.part, q.x.value_or(0.0), *q.value, std::nullopt, std::nullopt,
+      marks.push_back({q.x.value_or(0.0), *q.value, std::nullopt, std::nullopt,
                        *q.maxDeviation > 0.0, ClosestText(q)});
     }
   }
   return marks;
 }
 
-std::string HtmlReport(CStore& store) { return CPage(store).Write(); }
+CHtmlReport::CHtmlReport(const SSettings& settings, std::vector<SLearntSummary> summaries)
+    : content_(std::make_unique<CContent>(settings, std::move(summaries))) {}
+
+CHtmlReport::~CHtmlReport() = default;
+
+void CHtmlReport::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
+  content_->Take(verdict, curveOf);
+}
+
+std::string CHtmlReport::Page(CStore& store) { return content_->Write(store); }
+
+std::string HtmlReport(CStore& store) {
+  store.BeginReading();
+  const SSettings settings = store.Settings().value_or(SSettings());
+  CModel model(settings);
+  model.Load(store);
+  CHtmlReport report(settings, model.Summaries());
+  store.ForEachJudged([&](const SPartVerdict& verdict) { report.Add(verdict); });
+  std::string page = report.Page(store);
+  store.Rollback();
+  return page;
+}
 
 }  // namespace limes::host

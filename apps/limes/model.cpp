@@ -218,6 +218,12 @@ SPartVerdict CModel::Judge(const SPart& part) {
   return verdict;
 }
 
+std::vector<float> CModel::Judged(const std::string& quantity) {
+  const auto found = std::find_if(quantities_.begin(), quantities_.end(),
+                                  [&](const auto& model) { return model->Name() == quantity; });
+  return found == quantities_.end() ? std::vector<float>() : (*found)->Judged();
+}
+
 void CModel::Save(CStore& store) {
   for (const auto& model : quantities_) {
     if (model->id == 0) {

@@ -43,6 +43,10 @@ class CModel {
   /// Judges one part. Throws CInputError when it does not fit what was learnt.
   SPartVerdict Judge(const SPart& part);
 
+  /// The part judged last: the values of a quantity at the points of its summary, NaN where it has
+  /// none; empty for a single value.
+  std::vector<float> Judged(const std::string& quantity);
+
   /// The store's id of each entry of a verdict's quantities.
   const std::vector<std::int64_t>& Ids() const { return ids_; }
 

@@ -204,6 +204,14 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
   return command;
 }
 
+CLI::App* AddTest(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddRun(app, o, "test", "judge every part in the files");
+  AddText(
+      *command, "--report", [&o](const std::string& t) { o.output = t; },
+      "write a page with plots of the worst parts, too", "FILE");
+  return command;
+}
+
 CLI::App* AddPlot(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("plot", "draw a learnt quantity as SVG");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -256,7 +264,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
   CLI::App* demo = nullptr;
   const std::pair<CLI::App*, Command> commands[] = {
       {AddRun(app, o, "learn", "learn every part in the files as good"), Command::kLearn},
-      {AddRun(app, o, "test", "judge every part in the files"), Command::kTest},
+      {AddTest(app, o), Command::kTest},
       {AddList(app, o, "show", "list the learnt quantities"), Command::kShow},
       {AddReport(app, o), Command::kReport},
       {AddMerge(app, o), Command::kMerge},

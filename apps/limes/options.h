@@ -21,7 +21,7 @@ struct SOptions {
   SSelection selection;
   std::vector<SCondition> where;
   bool json = false;
-  std::string output;                 ///< file of a conversion, plot or HTML report; empty: none
+  std::string output;                 ///< file of a conversion, plot or page; empty: none
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one
 };

@@ -47,13 +47,24 @@ void COutputFile::Fail(const std::string& reason) const {
   throw CHostError(ExitCode::kStore, path_ + ": " + reason);
 }
 
+void COutputFile::Write(const std::string& text) {
+  try {
+    stream_.Write(text.data(), text.size());
+  } catch (const CStorable::failure&) {
+    Fail("cannot be written");
+  }
+}
+
+void RefuseStore(const std::string& output, const std::string& store) {
+  std::error_code error;
+  if (std::filesystem::equivalent(output, store, error)) {
+    throw CUsageError(output + " is the store itself and would be overwritten");
+  }
+}
+
 void WriteOutput(const std::string& path, const std::string& text) {
   COutputFile file(path);
-  try {
-    file.Stream().Write(text.data(), text.size());
-  } catch (const CStorable::failure&) {
-    file.Fail("cannot be written");
-  }
+  file.Write(text);
   file.Finish();
 }
 

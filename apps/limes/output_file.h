@@ -17,6 +17,8 @@ class COutputFile {
 
   CFileStream& Stream() { return stream_; }
 
+  void Write(const std::string& text);
+
   void Finish();
 
   [[noreturn]] void Fail(const std::string& reason) const;
@@ -29,6 +31,9 @@ class COutputFile {
   bool direct_ = false;
   bool done_ = false;
 };
+
+/// Throws CUsageError when the output would replace the store.
+void RefuseStore(const std::string& output, const std::string& store);
 
 /// Writes a whole text.
 void WriteOutput(const std::string& path, const std::string& text);

@@ -48,6 +48,9 @@ class CQuantityModel {
 
   virtual SLearntSummary Summary(Side side) = 0;
 
+  /// The part judged last at the points of Summary, NaN where it has none; empty for a value.
+  virtual std::vector<float> Judged() { return {}; }
+
   /// How sure a side's limit is.
   virtual SLimitSureness Sureness(Side side) = 0;
 

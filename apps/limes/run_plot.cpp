@@ -18,29 +18,25 @@ bool IsCalled(const std::string& part, const std::string& name) {
                           part[part.size() - name.size() - 1] == '/');
 }
 
-/// The marks of the named parts in the order of the names; of a part judged twice the later ones.
-std::vector<SPlotMark> MarksOf(CStore& store, const std::vector<std::string>& names,
+/// The named parts in the order of the names; of one judged twice the later verdict.
+std::vector<SPlotPart> PartsOf(CStore& store, const std::vector<std::string>& names,
                                const std::string& quantity) {
-  std::vector<std::vector<SPlotMark>> marks(names.size());
-  std::vector<bool> found(names.size(), false);
+  std::vector<SPlotPart> parts(names.size());
   if (!names.empty()) {
     store.ForEachJudged([&](const SPartVerdict& verdict) {
       for (std::size_t i = 0; i < names.size(); ++i) {
         if (IsCalled(verdict.part, names[i])) {
-          marks[i] = MarksOfPart(verdict, quantity);
-          found[i] = true;
+          parts[i] = {verdict.part, MarksOfPart(verdict, quantity), {}};
         }
       }
     });
   }
-  std::vector<SPlotMark> all;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    if (!found[i]) {
+    if (parts[i].name.empty()) {
       throw CUsageError("no part " + Quoted(names[i]) + " was judged in this store");
     }
-    all.insert(all.end(), marks[i].begin(), marks[i].end());
   }
-  return all;
+  return parts;
 }
 
 }  // namespace
@@ -63,12 +59,13 @@ int RunPlot(const SOptions& options, SConsole& console) {
     throw CUsageError("no quantity " + Quoted(options.quantity) + " in " + options.store +
                       "; there is " + (known.empty() ? "none" : known));
   }
-  plot.marks = MarksOf(store, options.files, options.quantity);
+  plot.parts = PartsOf(store, options.files, options.quantity);
   store.Rollback();
   const std::string svg = DrawPlot(plot);
   if (options.output.empty()) {
     console.out << svg;
   } else {
+    RefuseStore(options.output, options.store);
     WriteOutput(options.output, svg);
   }
   return static_cast<int>(ExitCode::kAllGood);
@@ -79,6 +76,7 @@ int RunHtmlReport(const SOptions& options, SConsole& console) {
     throw CUsageError("--json and --html exclude each other");
   }
   CStore store(options.store, CStore::Mode::kReading);
+  RefuseStore(options.output, options.store);
   WriteOutput(options.output, HtmlReport(store));
   console.out << "wrote " << options.output << '\n';
   return static_cast<int>(ExitCode::kAllGood);

@@ -1,9 +1,12 @@
 #include <chrono>
+#include <memory>
 #include <ostream>
 
 #include "apps/limes/commands.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/html_report.h"
 #include "apps/limes/model.h"
+#include "apps/limes/output_file.h"
 #include "apps/limes/part_source.h"
 #include "apps/limes/report.h"
 #include "apps/limes/store.h"
@@ -26,6 +29,11 @@ class CTestRun {
     source_.CheckFiles();
     model_.Load(store_);
     store_.Rollback();
+    if (!options.output.empty()) {
+      RefuseStore(options.output, options.store);
+      reportFile_ = std::make_unique<COutputFile>(options.output);
+      report_ = std::make_unique<CHtmlReport>(settings_, model_.Summaries());
+    }
   }
 
   int Run() {
@@ -42,6 +50,7 @@ class CTestRun {
     if (!options_.json) {
       PrintSureness(console_.out, last_);
     }
+    WriteReport();
     return static_cast<int>(counts_.ok == counts_.parts ? ExitCode::kAllGood : ExitCode::kNotGood);
   }
 
@@ -70,6 +79,10 @@ class CTestRun {
       SPart part;
       while (source_.Next(part)) {
         pending_.push_back({model_.Judge(part), model_.Ids()});
+        if (report_) {
+          report_->Add(pending_.back().verdict,
+                       [&](const std::string& name) { return model_.Judged(name); });
+        }
         if (bar.IsDue()) {
           bar.Show(source_.Progress());
         }
@@ -113,12 +126,26 @@ class CTestRun {
     pending_.clear();
   }
 
+  /// A page is written when all files could be read.
+  void WriteReport() {
+    if (report_) {
+      store_.BeginReading();
+      const std::string page = report_->Page(store_);
+      store_.Rollback();
+      reportFile_->Write(page);
+      reportFile_->Finish();
+      (options_.json ? console_.err : console_.out) << "wrote " << options_.output << '\n';
+    }
+  }
+
   const SOptions& options_;
   SConsole& console_;
   CStore store_;
   SSettings settings_;
   CModel model_;
   CPartSource source_;
+  std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
+  std::unique_ptr<CHtmlReport> report_;
   std::vector<SPending> pending_;  ///< judged, not yet stored
   SPartVerdict last_;              ///< all parts of a run are judged by the same limits
   SCounts counts_;

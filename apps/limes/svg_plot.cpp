@@ -23,7 +23,7 @@ constexpr double kRow = 20.0;
 constexpr const char* kMeanColour = "#0072B2";
 constexpr const char* kBandColour = "#56B4E9";
 constexpr const char* kLimitColour = "#D55E00";
-constexpr const char* kPartColours[] = {"#000000", "#CC79A7", "#009E73", "#E69F00"};
+constexpr const char* kPartColours[] = {"#000000", "#CC79A7", "#009E73", "#E69F00", "#808080"};
 
 struct SRange {
   double low = std::numeric_limits<double>::infinity();
@@ -51,24 +51,25 @@ struct SRange {
 /// A curve in a column of x.
 struct SColumn {
   double x = 0.0;
-  float low = 0.0F;
-  float high = 0.0F;
+  SExtremes y;
 };
 
 using Run = std::vector<SColumn>;
 
-std::string Coordinate(double value) {
+std::string Coordinate(double value, int digits = 2) {
   char text[32];
   const double shown = std::isfinite(value) ? std::clamp(value, -9999.0, 9999.0) : 0.0;
-  return {text, std::to_chars(text, text + sizeof(text), shown, std::chars_format::fixed, 2).ptr};
+  return {text,
+          std::to_chars(text, text + sizeof(text), shown, std::chars_format::fixed, digits).ptr};
 }
 
-/// A step of a path, to move ('M') or to draw ('L').
+/// A step of a path, to move ('M') or to draw ('L'). The script of a page reads the values of a
+/// line off it, so y is finer than any eye.
 std::string Step(char kind, double x, double y) {
   std::string step(1, kind);
   step += Coordinate(x);
   step += ',';
-  step += Coordinate(y);
+  step += Coordinate(y, 3);
   return step;
 }
 
@@ -96,30 +97,36 @@ class CDrawing {
   }
 
   std::string Draw() {
-    const double height = kLegendTop + kRow * static_cast<double>(LegendRows()) + 8.0;
+    const double height = kLegendTop + kRow * (static_cast<double>(plot_.parts.size()) + 1.0) + 8.0;
     const std::string name = Escaped(Labelled(learnt_.name, learnt_.unit));
     out_ = std::string("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 560 ") +
            Coordinate(height) + "\" width=\"560\" height=\"" + Coordinate(height) +
            "\" role=\"img\" font-family=\"sans-serif\" font-size=\"14\" fill=\"#222\" " +
            std::string(single_ ? "data-single=\"1\" " : "") + "data-x=\"" +
-           Numbers(x_, kLeft, kRight) + "\" data-y=\"" + Numbers(y_, kBottom, kTop) + "\"><title>" +
-           name +
+           Numbers(x_, kLeft, kRight) + "\" data-y=\"" + Numbers(y_, kBottom, kTop) +
+           "\" data-x-name=\"" + XName() + "\" data-y-name=\"" + name + "\"><title>" + name +
            "</title>"
            "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>";
     DrawAxes(name);
     DrawRegions();
     DrawBand();
-    DrawLine(learnt_.mean, "mean", kMeanColour, "1.5", "");
+    DrawLine(Runs(learnt_.mean), "mean", kMeanColour, "1.5", "");
     for (const SLearntSummary* side : plot_.sides) {
-      DrawLine(side->limit, std::string(SideText(side->side)) + " limit", kLimitColour, "2",
+      DrawLine(Runs(side->limit), std::string(SideText(side->side)) + " limit", kLimitColour, "2",
                " stroke-dasharray=\"7 3\"");
     }
-    DrawMarks();
+    for (std::size_t i = 0; i < plot_.parts.size(); ++i) {
+      DrawPart(i);
+    }
     DrawLegend();
     return out_ + "</svg>\n";
   }
 
  private:
+  std::string XName() const {
+    return single_ ? "parts" : Escaped(Labelled("x", learnt_.xUnit), 60);
+  }
+
   /// Two values and where they are drawn, for a script that turns places into values.
   static std::string Numbers(const SRange& range, double first, double last) {
     return PlotNumber(range.low) + " " + PlotNumber(range.high) + " " + PlotNumber(first) + " " +
@@ -131,15 +138,10 @@ class CDrawing {
     return kBottom - (y - y_.low) / (y_.high - y_.low) * (kBottom - kTop);
   }
 
-  /// Single values are drawn side by side.
-  double MarkX(std::size_t i) const {
-    return single_ ? static_cast<double>(i) + 1.0 : plot_.marks[i].x;
-  }
-
   void FindRanges() {
     if (single_) {
       x_.Add(0.0);
-      x_.Add(static_cast<double>(plot_.marks.size()) + 1.0);
+      x_.Add(static_cast<double>(plot_.parts.size()) + 1.0);
     } else {
       x_.Add(learnt_.xFirst);
       x_.Add(learnt_.xLast);
@@ -156,8 +158,14 @@ class CDrawing {
         y_.Add(limit);
       }
     }
-    for (const SPlotMark& mark : plot_.marks) {
-      y_.Add(mark.value);
+    for (const SPlotPart& part : plot_.parts) {
+      for (const SPlotMark& mark : part.marks) {
+        y_.Add(mark.value);
+      }
+      for (const SExtremes& column : part.curve) {
+        y_.Add(column.low);
+        y_.Add(column.high);
+      }
     }
     y_.Widen(0.05);
   }
@@ -168,38 +176,29 @@ class CDrawing {
                             (learnt_.xLast - learnt_.xFirst) * i / static_cast<double>(points - 1);
   }
 
-  /// The curve where it has values, thinned to the columns when it has more points.
-  std::vector<Run> Thinned(const std::vector<float>& values) const {
+  /// Where the columns have values.
+  std::vector<Run> Runs(const std::vector<SExtremes>& columns) const {
     std::vector<Run> runs(1);
-    if (values.size() == 1 && std::isfinite(values[0])) {
-      runs[0] = {{x_.low, values[0], values[0]}, {x_.high, values[0], values[0]}};
+    if (single_ && columns.size() == 1 && std::isfinite(columns[0].low)) {
+      runs[0] = {{x_.low, columns[0]}, {x_.high, columns[0]}};
       return runs;
     }
-    const std::size_t n = values.size();
-    const std::size_t columns = std::min(n, std::max<std::size_t>(plot_.columns, 2));
-    std::vector<float> kept;
-    for (std::size_t c = 0; c < columns; ++c) {
-      const std::size_t first = c * n / columns;
-      const std::size_t last = (c + 1) * n / columns;
-      kept.clear();
-      std::copy_if(values.begin() + static_cast<std::ptrdiff_t>(first),
-                   values.begin() + static_cast<std::ptrdiff_t>(last), std::back_inserter(kept),
-                   [](float value) { return std::isfinite(value); });
-      if (kept.empty()) {
-        if (!runs.back().empty()) {
-          runs.emplace_back();
-        }
-        continue;
+    const std::size_t n = learnt_.mean.size();
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      if (std::isfinite(columns[c].low)) {
+        const std::size_t first = c * n / columns.size();
+        const std::size_t last = (c + 1) * n / columns.size();
+        const double middle = (static_cast<double>(first) + static_cast<double>(last) - 1.0) / 2.0;
+        runs.back().push_back({PointX(middle, n), columns[c]});
+      } else if (!runs.back().empty()) {
+        runs.emplace_back();
       }
-      float extremes[2] = {kept[0], kept[0]};
-      if (kept.size() > 1) {
-        DVL::DownsamlingMinMax(kept.data(), static_cast<std::uint32_t>(kept.size()), 1, extremes, 2,
-                               1.0F);
-      }
-      const double middle = (static_cast<double>(first) + static_cast<double>(last - 1)) / 2.0;
-      runs.back().push_back({PointX(middle, n), extremes[0], extremes[1]});
     }
     return runs;
+  }
+
+  std::vector<Run> Runs(const std::vector<float>& values) const {
+    return Runs(Thinned(values, plot_.columns));
   }
 
   void DrawAxes(const std::string& name) {
@@ -228,8 +227,7 @@ class CDrawing {
             "<rect x=\"70\" y=\"28\" width=\"478\" height=\"240\" fill=\"none\" "
             "stroke=\"#555\"/>";
     out_ += Text(kLeft, kTop - 10.0, "start", name);
-    out_ += Text(kRight, kBottom + 40.0, "end",
-                 single_ ? "parts" : Escaped(Labelled("x", learnt_.xUnit), 60));
+    out_ += Text(kRight, kBottom + 40.0, "end", XName());
   }
 
   static std::string Line(double x0, double y0, double x1, double y1) {
@@ -242,14 +240,20 @@ class CDrawing {
   }
 
   void DrawRegions() {
-    for (const SPlotMark& mark : plot_.marks) {
-      if (mark.from && mark.to && !single_) {
-        const double left = std::clamp(X(std::min(*mark.from, *mark.to)), kLeft, kRight);
-        const double right = std::clamp(X(std::max(*mark.from, *mark.to)), kLeft, kRight);
-        out_ += std::string("<rect class=\"excess\" x=\"") + Coordinate(left - 0.75) +
-                "\" y=\"28\" width=\"" + Coordinate(right - left + 1.5) +
-                "\" height=\"240\" fill=\"" + kLimitColour + "\" opacity=\".1\"/>";
+    for (const SPlotPart& part : plot_.parts) {
+      for (const SPlotMark& mark : part.marks) {
+        DrawRegion(mark);
       }
+    }
+  }
+
+  void DrawRegion(const SPlotMark& mark) {
+    if (mark.from && mark.to && !single_) {
+      const double left = std::clamp(X(std::min(*mark.from, *mark.to)), kLeft, kRight);
+      const double right = std::clamp(X(std::max(*mark.from, *mark.to)), kLeft, kRight);
+      out_ += std::string("<rect class=\"excess\" x=\"") + Coordinate(left - 0.75) +
+              "\" y=\"28\" width=\"" + Coordinate(right - left + 1.5) +
+              "\" height=\"240\" fill=\"" + kLimitColour + "\" opacity=\".1\"/>";
     }
   }
 
@@ -260,34 +264,34 @@ class CDrawing {
       low[i] = learnt_.mean[i] - learnt_.spread[i];
       high[i] = learnt_.mean[i] + learnt_.spread[i];
     }
-    const std::vector<Run> lows = Thinned(low);
-    const std::vector<Run> highs = Thinned(high);
+    const std::vector<Run> lows = Runs(low);
+    const std::vector<Run> highs = Runs(high);
     std::string path;
     for (std::size_t r = 0; r < std::min(lows.size(), highs.size()); ++r) {
       for (std::size_t i = 0; i < highs[r].size(); ++i) {
-        path += Step(i == 0 ? 'M' : 'L', X(highs[r][i].x), Y(highs[r][i].high));
+        path += Step(i == 0 ? 'M' : 'L', X(highs[r][i].x), Y(highs[r][i].y.high));
       }
       for (std::size_t i = lows[r].size(); i-- > 0;) {
-        path += Step('L', X(lows[r][i].x), Y(lows[r][i].low));
+        path += Step('L', X(lows[r][i].x), Y(lows[r][i].y.low));
       }
     }
     out_ += std::string("<path class=\"band\" d=\"") + path + "\" fill=\"" + kBandColour +
             "\" opacity=\".4\"/>";
   }
 
-  void DrawLine(const std::vector<float>& values, const std::string& what, const char* colour,
+  void DrawLine(const std::vector<Run>& runs, const std::string& what, const char* colour,
                 const char* width, const char* dashes) {
     std::string path;
     double before = 0.0;
-    for (const Run& run : Thinned(values)) {
+    for (const Run& run : runs) {
       for (std::size_t i = 0; i < run.size(); ++i) {
-        const SColumn& c = run[i];
+        const auto [low, high] = run[i].y;
         // The end nearer to the line so far comes first, so that it does not run to and fro.
-        const bool lowFirst = std::fabs(c.low - before) <= std::fabs(c.high - before);
-        const float ends[] = {lowFirst ? c.low : c.high, lowFirst ? c.high : c.low};
-        path += Step(i == 0 ? 'M' : 'L', X(c.x), Y(ends[0]));
-        if (c.low != c.high) {
-          path += Step('L', X(c.x), Y(ends[1]));
+        const bool lowFirst = std::fabs(low - before) <= std::fabs(high - before);
+        const float ends[] = {lowFirst ? low : high, lowFirst ? high : low};
+        path += Step(i == 0 ? 'M' : 'L', X(run[i].x), Y(ends[0]));
+        if (low != high) {
+          path += Step('L', X(run[i].x), Y(ends[1]));
         }
         before = ends[1];
       }
@@ -317,37 +321,36 @@ class CDrawing {
     return std::string("<path d=\"") + path + "\"" + attributes;
   }
 
+  static const char* Colour(std::size_t part) { return kPartColours[part % 5]; }
+
   static std::string Paint(std::size_t part, bool filled) {
-    const char* colour = kPartColours[part / 4 % 2 == 0 ? part % 4 : (part + 1) % 4];
-    return std::string(" fill=\"") + (filled ? colour : "#fff") + "\" stroke=\"" + colour + "\"";
+    return std::string(" fill=\"") + (filled ? Colour(part) : "#fff") + "\" stroke=\"" +
+           Colour(part) + "\"";
   }
 
-  void DrawMarks() {
-    std::size_t part = 0;
-    for (std::size_t i = 0; i < plot_.marks.size(); ++i) {
-      const SPlotMark& mark = plot_.marks[i];
-      part += i > 0 && mark.part != plot_.marks[i - 1].part ? 1 : 0;
-      const double x = X(MarkX(i));
+  void DrawPart(std::size_t i) {
+    const SPlotPart& part = plot_.parts[i];
+    if (!part.curve.empty() && !single_) {
+      DrawLine(Runs(part.curve), Escaped(part.name, 80), Colour(i), "1.2", "");
+    }
+    for (const SPlotMark& mark : part.marks) {
+      // Single values are drawn side by side.
+      const double x = X(single_ ? static_cast<double>(i) + 1.0 : mark.x);
       if (!std::isfinite(mark.value) || !std::isfinite(x) || x < kLeft - 1 || x > kRight + 1) {
         continue;
       }
-      out_ += Shape(part, x, Y(mark.value), " class=\"mark\"" + Paint(part, mark.beyond) + ">");
+      const double y = Y(mark.value);
       out_ +=
-          std::string("<title>") + Escaped(mark.part, 80) + ": " + Escaped(mark.text) + "</title>";
-      out_ += part % 4 == 0 ? "</circle>" : "</path>";
+          Shape(i, x, y,
+                " class=\"mark\" data-shape=\"" + std::to_string(i % 4) + "\" data-at=\"" +
+                    Coordinate(x) + " " + Coordinate(y, 3) + "\"" + Paint(i, mark.beyond) + ">");
+      out_ += "<title>" + Escaped(part.name, 80) + ": " + Escaped(mark.text) + "</title>";
+      out_ += i % 4 == 0 ? "</circle>" : "</path>";
     }
-  }
-
-  std::size_t LegendRows() const {
-    std::size_t rows = 1;
-    for (std::size_t i = 0; i < plot_.marks.size(); ++i) {
-      rows += i == 0 || plot_.marks[i].part != plot_.marks[i - 1].part ? 1 : 0;
-    }
-    return rows;
   }
 
   void DrawLegend() {
-    const double y = kLegendTop;
+    double y = kLegendTop;
     const auto sample = [&](double x, const char* colour, const char* more, const char* text) {
       out_ += std::string("<path d=\"") + Step('M', x, y - 5) + "h28\" stroke=\"" + colour + "\"" +
               more + "/>" + Text(x + 36, y, "start", text);
@@ -355,15 +358,15 @@ class CDrawing {
     sample(kLeft, kMeanColour, " stroke-width=\"1.5\"", "mean");
     sample(kLeft + 110, kBandColour, " stroke-width=\"12\" opacity=\".4\"", "± spread");
     sample(kLeft + 250, kLimitColour, " stroke-width=\"2\" stroke-dasharray=\"7 3\"", "limit");
-    std::size_t part = 0;
-    for (std::size_t i = 0; i < plot_.marks.size(); ++i) {
-      if (i > 0 && plot_.marks[i].part == plot_.marks[i - 1].part) {
-        continue;
+    for (std::size_t i = 0; i < plot_.parts.size(); ++i) {
+      const SPlotPart& part = plot_.parts[i];
+      y += kRow;
+      if (!part.curve.empty() && !single_) {
+        sample(kLeft, Colour(i), " stroke-width=\"1.2\"", "");
       }
-      const double row = y + kRow * static_cast<double>(part + 1);
-      out_ += Shape(part, kLeft + 14, row - 5, Paint(part, plot_.marks[i].beyond) + "/>");
-      out_ += Text(kLeft + 36, row, "start", Escaped(Ending(plot_.marks[i].part, 56)));
-      ++part;
+      const bool beyond = !part.marks.empty() && part.marks[0].beyond;
+      out_ += Shape(i, kLeft + 14, y - 5, Paint(i, beyond) + "/>");
+      out_ += Text(kLeft + 36, y, "start", Escaped(Ending(part.name, 56)));
     }
   }
 
@@ -421,6 +424,29 @@ std::string PlotNumber(double value) {
   // A step of an axis that ends at zero may miss it by a rounding.
   const double shown = std::fabs(value) < 1e-300 ? 0.0 : value;
   return {text, std::to_chars(text, text + sizeof(text), shown, std::chars_format::general, 6).ptr};
+}
+
+std::vector<SExtremes> Thinned(const std::vector<float>& values, std::size_t columns) {
+  const std::size_t n = values.size();
+  std::vector<SExtremes> extremes(std::min(n, std::max<std::size_t>(columns, 2)));
+  std::vector<float> kept;
+  for (std::size_t c = 0; c < extremes.size(); ++c) {
+    const auto at = [&](std::size_t column) {
+      return values.begin() + static_cast<std::ptrdiff_t>(column * n / extremes.size());
+    };
+    kept.clear();
+    std::copy_if(at(c), at(c + 1), std::back_inserter(kept),
+                 [](float value) { return std::isfinite(value); });
+    float ends[2] = {std::nanf(""), std::nanf("")};
+    if (kept.size() == 1) {
+      ends[0] = ends[1] = kept[0];
+    } else if (!kept.empty()) {
+      DVL::DownsamlingMinMax(kept.data(), static_cast<std::uint32_t>(kept.size()), 1, ends, 2,
+                             1.0F);
+    }
+    extremes[c] = {ends[0], ends[1]};
+  }
+  return extremes;
 }
 
 std::string DrawPlot(const SPlot& plot) { return CDrawing(plot).Draw(); }

@@ -18,7 +18,6 @@ std::string PlotNumber(double value);
 
 /// Where a part lies beyond a limit, or came closest to it.
 struct SPlotMark {
-  std::string part;
   double x = 0.0;  ///< ignored for a single value
   double value = 0.0;
   std::optional<double> from;  ///< region beyond the limit
@@ -27,16 +26,32 @@ struct SPlotMark {
   std::string text;  ///< what hovering shows
 };
 
-/// A learnt quantity as it is drawn. Marks of one part share colour and shape.
+/// Smallest and largest value of a stretch of a curve; NaN where there is none.
+struct SExtremes {
+  float low = 0.0F;
+  float high = 0.0F;
+};
+
+/// A judged part as it is drawn; marks and curve share colour and shape.
+struct SPlotPart {
+  std::string name;
+  std::vector<SPlotMark> marks;
+  std::vector<SExtremes> curve;  ///< as many columns as the learnt curves are drawn in, or none
+};
+
+/// A learnt quantity as it is drawn.
 struct SPlot {
   static constexpr std::size_t kMostColumns = 480;
 
   std::vector<const SLearntSummary*> sides;  ///< of one quantity; at least one
-  std::vector<SPlotMark> marks;              ///< those of a part in one run
-  std::size_t columns = kMostColumns;        ///< along x; curves with more points are thinned
+  std::vector<SPlotPart> parts;
+  std::size_t columns = kMostColumns;  ///< along x; curves with more points are thinned
 };
 
-/// The plot as one svg element: mean, spread band, limits, marks, axes with name and unit, legend.
+/// A curve in at most as many stretches, at least two. O(points).
+std::vector<SExtremes> Thinned(const std::vector<float>& values, std::size_t columns);
+
+/// The plot as one svg element: mean, spread band, limits, parts, axes with name and unit, legend.
 /// A column of x keeps its smallest and largest value. O(points).
 std::string DrawPlot(const SPlot& plot);
 

@@ -70,7 +70,7 @@ class Plot : public test::HostTest {
     std::vector<std::string> words = {"learn", store_, Write("learn.csv", learn)};
     words.insert(words.end(), how.begin(), how.end());
     ASSERT_EQ(RunLimes(words).code, 0);
-    ASSERT_EQ(RunLimes({"test", store_, Write(name, test)}).code, 1);
+    ASSERT_EQ(RunLimes({"test", store_, Write(name, test), "--report", File("t.html")}).code, 1);
   }
 };
 
@@ -90,6 +90,7 @@ TEST_F(Plot, EscapesWhatFilesHold) {
   EXPECT_THAT(page, Not(HasSubstr("<script>alert")));
   EXPECT_THAT(page, Not(HasSubstr("http://www.w3.org/1999")));
   EXPECT_EQ(Unbalanced(page), "");
+  EXPECT_EQ(Unbalanced(Read(File("t.html"))), "");
   EXPECT_EQ(Unbalanced(RunLimes({"plot", store_, "noise"}).out), "");
 }
 
@@ -123,6 +124,7 @@ TEST_F(Plot, DrawsCurvesAndMarksAtTheirPlaces) {
   EXPECT_THAT(svg, HasSubstr("noise [mm&lt;s]"));
   EXPECT_EQ(RunLimes({"plot", store_, "noise", "none"}).code, 2);
   EXPECT_EQ(RunLimes({"plot", store_, "other"}).code, 2);
+  EXPECT_EQ(RunLimes({"report", store_, "--html", store_}).code, 2);  // would be overwritten
   SLearntSummary gap;
   gap.xLast = 1.0;
   for (int k = 0; k < 100000; ++k) {
@@ -131,15 +133,16 @@ TEST_F(Plot, DrawsCurvesAndMarksAtTheirPlaces) {
   gap.spread = gap.limit = gap.mean;
   const std::string thin = DrawPlot({{&gap}, {}, 100});
   EXPECT_LT(thin.size(), 16000U);
-  EXPECT_THAT(thin, HasSubstr(",148.00L"));  // the one peak, in the middle of y, is kept
+  EXPECT_THAT(thin, HasSubstr(",148.000L"));  // the one peak, in the middle of y, is kept
 }
 
 TEST_F(Plot, ThousandsOfPartsStayBelowTwoMegabytes) {
   Fill(300, 3000, std::string(200, '\'') + ".csv");
   ASSERT_EQ(RunLimes({"report", store_, "--html", File("r.html")}).code, 0);
-  const std::string page = Read(File("r.html"));
-  EXPECT_LT(page.size(), 2'000'000U);
-  EXPECT_THAT(page, HasSubstr("200 of 3000 defects"));
+  for (const std::string& page : {Read(File("r.html")), Read(File("t.html"))}) {
+    EXPECT_LT(page.size(), 2'000'000U);
+    EXPECT_THAT(page, HasSubstr("200 of 3000 defects"));
+  }
 }
 
 }  // namespace
