@@ -2,27 +2,31 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "limes/platform/file_stream.h"
-#include "limes/platform/print_window.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/pair_signal.h"
 #include "tests/support/curves.h"
 #include "tests/support/hostile.h"
+#include "tests/support/messages.h"
 
 namespace limes {
 namespace {
 
 using Floats = std::vector<float>;
 
-Floats RowOf(const CSigNDBase& table, std::uint32_t i) {
-  return {table[i].begin(), table[i].end()};
+std::string Rows(const CSigNDBase& table) {
+  std::string text;
+  for (std::uint32_t i = 0; i < table.xdim(); ++i) {
+    text += i == 0 ? "" : " ";
+    text += test::Shown{table[i]}.text;
+  }
+  return text;
 }
 
 CSigNDBase Table() {
@@ -44,53 +48,41 @@ TEST(NDSignal, DescriptionsCompareExactly) {
 
 TEST(NDSignal, ValuesInsideAndOutside) {
   CSigNDBase table = Table();
-  EXPECT_EQ(table.getVal(1, 2), -6.0F);
-  EXPECT_TRUE(std::isnan(table.getVal(2, 0)) && std::isnan(table.getVal(0, 3)));
-  EXPECT_FALSE(table.setVal(0, 3, 1.0F));
-  EXPECT_FALSE(table.setRow(0, Floats{1, 2}) || table.setCol(3, Floats{1, 2}));
-  EXPECT_TRUE(table.setCol(0, Floats{7, 8}));
-  EXPECT_EQ(table.col(0), (Floats{7, 8}));
-  EXPECT_TRUE(table.col(9).empty());
+  EXPECT_SHOWN("-6 nan nan 0 0 0 1", table.getVal(1, 2), table.getVal(2, 0), table.getVal(0, 3),
+               table.setVal(0, 3, 1.0F), table.setRow(0, Floats{1, 2}),
+               table.setCol(3, Floats{1, 2}), table.setCol(0, Floats{7, 8}));
+  EXPECT_EQ(Rows(table), "{7 2 3} {8 nan -6}");
+  EXPECT_SHOWN("{7 8} {}", table.col(0), table.col(9));
   EXPECT_NE(table, table) << "a NaN is equal to nothing";
 
   float lo = 99.0F;
   float hi = 99.0F;
-  EXPECT_FALSE(table.range(2, lo, hi) || table.defRange(0, lo, hi));
-  EXPECT_EQ(lo, 99.0F);
-  EXPECT_TRUE(table.range(1, lo, hi));
-  EXPECT_EQ(lo, -6.0F);
-  EXPECT_EQ(hi, 8.0F);
+  EXPECT_SHOWN("0 0 99", table.range(2, lo, hi), table.defRange(0, lo, hi), lo);
+  EXPECT_SHOWN("1 -6 8", table.range(1, lo, hi), lo, hi);
   table.describe(0, kHertz);
-  EXPECT_TRUE(table.defRange(0, lo, hi));
-  EXPECT_EQ(hi, 3.0F);
-  EXPECT_EQ(table.step(0) - table.step(1), 1.0F);
+  EXPECT_SHOWN("1 3 1", table.defRange(0, lo, hi), hi, table.step(0) - table.step(1));
   EXPECT_TRUE(CSigNDBase(65536, 65536).empty()) << "more values than can be counted";
 }
 
 TEST(NDSignal, JoinsAndSlices) {
   CSigNDBase table = Table();
-  EXPECT_FALSE(table.append(Floats{1, 2}));
-  EXPECT_FALSE(table.append(Floats{}));
-  EXPECT_TRUE(table.append(Floats{7, 8, 9}, kHertz));
+  EXPECT_SHOWN("0 0 1", table.append(Floats{1, 2}), table.append(Floats{}),
+               table.append(Floats{7, 8, 9}, kHertz));
   EXPECT_EQ(table.describe(2), kHertz);
   EXPECT_EQ(table.describe(0), CDimDescription());
   const CSigNDBase part = table.slice({2, 0, 2});
-  EXPECT_EQ(part.xdim(), 3U);
-  EXPECT_EQ(RowOf(part, 1), (Floats{1, 2, 3}));
+  EXPECT_EQ(Rows(part), "{7 8 9} {1 2 3} {7 8 9}");
   EXPECT_EQ(part.describe(0), kHertz);
   EXPECT_TRUE(table.slice({0, 3}).empty());
 
   CSigNDBase other = Table();
   EXPECT_FALSE(other.append(table)) << "other rows";
-  EXPECT_TRUE(other.append(Table()));
-  EXPECT_EQ(RowOf(other, 0), (Floats{1, 2, 3, 1, 2, 3}));
-  EXPECT_TRUE(other.append(other));
-  EXPECT_EQ(other.ydim(), 12U);
+  EXPECT_TRUE(other.append(Table()) && other.append(other));
+  EXPECT_EQ(Rows(other), "{1 2 3 1 2 3 1 2 3 1 2 3} {4 nan -6 4 nan -6 4 nan -6 4 nan -6}");
   other.describe(0, kHertz);
   EXPECT_FALSE(other.append(Table())) << "other descriptions";
   CSigNDBase empty;
-  EXPECT_TRUE(empty.append(Floats{1, 2}));
-  EXPECT_EQ(empty.ydim(), 2U);
+  EXPECT_SHOWN("1 2", empty.append(Floats{1, 2}), empty.ydim());
 }
 
 // ---- Signals
@@ -103,48 +95,38 @@ TEST(NDSignal, OfCurvesAndBack) {
   const auto b = test::MakeCurve<CSigCurveExt>({5, 6, 7}, 10, 16);
   const std::vector<const CSigCurve*> curves{&a, nullptr, &b};
   CSigND table(curves);
-  ASSERT_EQ(table.xdim(), 3U);
-  EXPECT_EQ(RowOf(table, 0), (Floats{10, 12, 14}));
-  EXPECT_EQ(RowOf(table, 1), (Floats{1, 2, 3})) << "as long as the shortest";
-  EXPECT_EQ(table.describe(0).Unit(), a.XUnit());
-  EXPECT_EQ(table.describe(1).Unit(), a.YUnit());
+  EXPECT_EQ(Rows(table), "{10 12 14} {1 2 3} {5 6 7}") << "as long as the shortest";
+  EXPECT_SHOWN("Hz Pa", table.describe(0).Unit().mainunit(), table.describe(1).Unit().mainunit());
 
   const CSigCurveArray array = table.SigCurveArray();
   ASSERT_EQ(array.Anzahl(), 2);
+  EXPECT_EQ(test::State(*array[1]), "{5 6 7} 10 16 3, valid 10 16 0 2");
   EXPECT_EQ(array.TPos(1), 1.0F);
-  EXPECT_EQ(array.Wert(1, 2), 7.0F);
-  EXPECT_EQ(array[0]->XMax(), 16.0F);
   const CSigPairs pairs = table.SigPairs(0, 2);
-  ASSERT_EQ(pairs.NPaare(), 3U);
-  EXPECT_EQ(pairs.Punkt(1), 12.0F);
-  EXPECT_EQ(pairs.Wert(1), 6.0F);
-  EXPECT_EQ(table.SigPairs(0, 9).NPaare(), 0U);
-  EXPECT_TRUE(table.setRow(2, pairs.Punkte()) && !table.setRow(3, pairs.Werte()));
-  EXPECT_EQ(RowOf(table, 2), (Floats{10, 12, 14}));
+  EXPECT_SHOWN("{10 12 14} {5 6 7} 0", Floats(pairs.Punkte(), pairs.PunkteEnd()),
+               Floats(pairs.Werte(), pairs.WerteEnd()), table.SigPairs(0, 9).NPaare());
+  EXPECT_SHOWN("1 0", table.setRow(2, pairs.Punkte()), table.setRow(3, pairs.Werte()));
+  EXPECT_EQ(Rows(table), "{10 12 14} {1 2 3} {10 12 14}");
 
   const std::vector<const CSigPairs*> signals{&pairs};
-  EXPECT_EQ(RowOf(CSigND(signals), 1), (Floats{5, 6, 7}));
+  EXPECT_EQ(Rows(CSigND(signals)), "{10 12 14} {5 6 7}");
   table.setVal(0, 1, 12.1F);
   EXPECT_EQ(table.SigCurveArray().Anzahl(), 0) << "no equal steps";
 }
 
 TEST(NDSignal, DifferingAxesAreTold) {
-  int lines = 0;
-  const auto former =
-      PrWin::SetSink([&lines](int, int, std::u16string_view text) { lines += !text.empty(); });
+  const test::Messages messages;
   const auto a = test::MakeRamp(4);
   const auto b = test::MakeRamp(5);
   const std::vector<const CSigCurve*> curves{&a, &b, &a};
   EXPECT_EQ(CDimDescriptionVec(curves).size(), 3U);
-  EXPECT_EQ(lines, 1);
   CSigPairs short1;
   short1.NeuesPaar(0, 1);
   CSigPairs short2;
   short2.NeuesPaar(1, 1);
   const std::vector<const CSigPairs*> pairs{&short1, &short2, &short1};
   EXPECT_EQ(CDimDescriptionVec(pairs).size(), 3U);
-  EXPECT_EQ(lines, 2);
-  PrWin::SetSink(former);
+  EXPECT_EQ(std::count(messages.printed.begin(), messages.printed.end(), '\n'), 2);
   EXPECT_TRUE(CDimDescriptionVec(std::span<const CSigCurve* const>()).empty());
 }
 
@@ -155,16 +137,11 @@ constexpr auto kWrite = [](const auto& object, CFileStream& file) {
 };
 constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };
 
-test::Bytes Golden(const char* name) {
-  std::ifstream in(std::string(LIMES_TEST_DATA "/") + name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 TEST(NDSignalRecord, OfATableWithoutDescriptions) {
   CSigNDBase table(2, 2);
   table.setRow(1, Floats{1, -2});
   const test::Bytes record = test::Written(table, kWrite);
-  EXPECT_EQ(record, Golden("nd_table_v0.bin"));
+  EXPECT_EQ(record, test::Golden("nd_table_v0.bin"));
   CSigNDBase read;
   EXPECT_TRUE(test::ReadBlock(read, record, kRead));
   EXPECT_EQ(read, table);
@@ -190,7 +167,8 @@ TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
   table.append(Floats{1, 2}, kHertz);
   CMemoryStream file;
   EXPECT_FALSE(table.WriteToFile(file));
-  EXPECT_EQ(test::Written(table, kWrite), Golden("nd_described_v0.bin")) << "no count, but values";
+  EXPECT_EQ(test::Written(table, kWrite), test::Golden("nd_described_v0.bin"))
+      << "no count, but values";
   CSigND plain;
   plain.append(Floats{1, 2});
   CMemoryStream texts;
@@ -203,8 +181,8 @@ TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
   CSightSeeing settings;
   settings.SetDims({1, 2, 3});
   CSightSeeing again;
-  EXPECT_EQ(test::Written(settings, kWrite), Golden("nd_settings_v0.bin"));
-  EXPECT_TRUE(test::ReadBlock(again, Golden("nd_settings_v0.bin"), kRead));
+  EXPECT_EQ(test::Written(settings, kWrite), test::Golden("nd_settings_v0.bin"));
+  EXPECT_TRUE(test::ReadBlock(again, test::Golden("nd_settings_v0.bin"), kRead));
   EXPECT_EQ(again, settings);
 }
 

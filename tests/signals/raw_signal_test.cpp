@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "limes/platform/aligned_memory.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {
@@ -24,64 +25,44 @@ CSigRaw Counting(int n) {
 
 TEST(RawSignal, StartsEmptyAndZeroed) {
   CSigRaw empty;
-  EXPECT_EQ(empty.TypeCode(), 101U);
-  EXPECT_EQ(empty.DLen(), 0U);
-  EXPECT_EQ(empty.SigId(), 1);
-  EXPECT_EQ(empty.Data(), nullptr);
-  EXPECT_TRUE(empty.DoCopyData());
-  EXPECT_STREQ(empty.GetRuntimeClass()->name, "CSigRaw");
-  EXPECT_TRUE(empty.IsKindOf(CSObject::GetThisClass()));
-  EXPECT_EQ(CSigRaw(-5).DLen(), 0U);
+  EXPECT_SHOWN("101 0 1 1 1 CSigRaw 0", empty.TypeCode(), empty.DLen(), empty.SigId(),
+               empty.Data() == nullptr, empty.DoCopyData(), empty.GetRuntimeClass()->name,
+               CSigRaw(-5).DLen());
   const CSigRaw five(5);
-  EXPECT_EQ(WordsOf(five), Words(5, 0U));
-  EXPECT_EQ(five.Size(), 20U);
-  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(five.Data()) % kSignalAlignment, 0U);
+  EXPECT_SHOWN("{0 0 0 0 0} 20 0", WordsOf(five), five.Size(),
+               reinterpret_cast<std::uintptr_t>(five.Data()) % kSignalAlignment);
 }
 
 TEST(RawSignal, ShiftTable) {
   constexpr int kMin = std::numeric_limits<int>::min();
-  const struct {
-    int k;
-    Words expected;
-  } kCases[] = {{0, {1, 2, 3, 4, 5}},    {3, {0, 0, 0, 1, 2}},  {-2, {3, 4, 5, 0, 0}},
-                {5, {0, 0, 0, 0, 0}},    {-5, {0, 0, 0, 0, 0}}, {99, {0, 0, 0, 0, 0}},
-                {kMin, {0, 0, 0, 0, 0}}, {4, {0, 0, 0, 0, 1}}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.k);
+  const std::pair<int, const char*> kCases[] = {
+      {0, "{1 2 3 4 5}"},  {3, "{0 0 0 1 2}"},  {-2, "{3 4 5 0 0}"},   {5, "{0 0 0 0 0}"},
+      {-5, "{0 0 0 0 0}"}, {99, "{0 0 0 0 0}"}, {kMin, "{0 0 0 0 0}"}, {4, "{0 0 0 0 1}"}};
+  for (const auto& [k, words] : kCases) {
     CSigRaw raw = Counting(5);
-    raw.ShiftData(c.k);
-    EXPECT_EQ(WordsOf(raw), c.expected);
+    raw.ShiftData(k);
+    EXPECT_SHOWN(words, WordsOf(raw)) << k;
   }
 }
 
 TEST(RawSignal, ResizeKeepsWordsAndAddsZeros) {
   CSigRaw raw = Counting(4);
-  ASSERT_TRUE(raw.Resize(2));
-  EXPECT_EQ(raw.Capacity(), 4U);
-  ASSERT_TRUE(raw.Resize(4));
-  EXPECT_EQ(WordsOf(raw), (Words{1, 2, 0, 0}));
-  ASSERT_TRUE(raw.Resize(6));
-  EXPECT_EQ(WordsOf(raw), (Words{1, 2, 0, 0, 0, 0}));
+  EXPECT_SHOWN("1 4", raw.Resize(2), raw.Capacity());
+  EXPECT_SHOWN("1 {1 2 0 0}", raw.Resize(4), WordsOf(raw));
+  EXPECT_SHOWN("1 {1 2 0 0 0 0}", raw.Resize(6), WordsOf(raw));
   ASSERT_NE(raw.Malloc(3), nullptr);
-  EXPECT_EQ(WordsOf(raw), Words(3, 0U));
-  EXPECT_EQ(raw.Capacity(), 6U);
-  EXPECT_FALSE(raw.Resize(0x80000000U)) << "beyond signed indices";
-  EXPECT_EQ(raw.DLen(), 3U);
-  EXPECT_EQ(raw.Malloc(0xFFFFFFFFU), nullptr);
-  EXPECT_EQ(raw.DLen() + raw.Capacity(), 0U);
+  EXPECT_SHOWN("{0 0 0} 6", WordsOf(raw), raw.Capacity());
+  EXPECT_SHOWN("0 3", raw.Resize(0x80000000U), raw.DLen()) << "beyond signed indices";
+  EXPECT_SHOWN("1 0 0", raw.Malloc(0xFFFFFFFFU) == nullptr, raw.DLen(), raw.Capacity());
 }
 
 TEST(RawSignal, ForeignWordsStayTheCallers) {
   Words words = {1, 2, 3, 4};
   CSigRaw raw(8);
   raw.SetBuffer(words.data(), 4);
-  EXPECT_FALSE(raw.OwnsData());
-  EXPECT_FALSE(raw.Resize(5));
-  EXPECT_TRUE(raw.Resize(3));
+  EXPECT_SHOWN("0 0 1", raw.OwnsData(), raw.Resize(5), raw.Resize(3));
   const CSigRaw copy(raw);
-  EXPECT_TRUE(copy.OwnsData());
-  EXPECT_EQ(WordsOf(copy), (Words{1, 2, 3}));
-  EXPECT_TRUE(raw.CopyToRealData());
+  EXPECT_SHOWN("1 {1 2 3} 1", copy.OwnsData(), WordsOf(copy), raw.CopyToRealData());
   raw.Nullsetzen();
   raw.SetBuffer(words.data(), 4);
   ASSERT_NE(raw.Malloc(2), nullptr);
@@ -121,41 +102,35 @@ TEST(RawSignal, ArchiveRecordRoundTrip) {
 
 TEST(RawSignal, ArchiveLoadTable) {
   const struct {
-    const char* name;
     Words record;
-    int result;
-    std::uint32_t length;  ///< of a block that held 2 words before
+    const char* shown;  ///< result; length of a block that held 2 words before
   } kCases[] = {
-      {"nothing", {}, 0, 2},
-      {"head cut", {101, 1, 0, 1}, 0, 2},
-      {"no data", {101, 0, 5, 1, 0}, 1, 0},
-      {"extension", {101, 1, 0, 1, 1, 9, 9, 9, 9, 9, 42}, 1, 1},
-      {"extension cut", {101, 1, 0, 1, 1, 9, 9, 9, 9}, 0, 2},
-      {"data cut", {101, 2, 0, 1, 0, 7}, 0, 0},
-      {"length beyond all memory", {101, 0xFFFFFFFF, 0, 1, 0, 7}, 0, 0},
-      {"length one too many", {101, 0x80000000, 0, 1, 0, 7}, 0, 0},
+      {{}, "0 2"},
+      {{101, 1, 0, 1}, "0 2"},                        // head cut
+      {{101, 0, 5, 1, 0}, "1 0"},                     // no data
+      {{101, 1, 0, 1, 1, 9, 9, 9, 9, 9, 42}, "1 1"},  // extension
+      {{101, 1, 0, 1, 1, 9, 9, 9, 9}, "0 2"},         // extension cut
+      {{101, 2, 0, 1, 0, 7}, "0 0"},                  // data cut
+      {{101, 0xFFFFFFFF, 0, 1, 0, 7}, "0 0"},
+      {{101, 0x80000000, 0, 1, 0, 7}, "0 0"},
   };
   for (const auto& c : kCases) {
     for (const int copy : {0, 1}) {
-      SCOPED_TRACE(c.name);
       CSigRaw raw(2);
       raw.DoCopyData(copy);
       Words archive;
-      EXPECT_EQ(Load(raw, archive, c.record), c.result);
-      EXPECT_EQ(raw.DLen(), c.length);
+      EXPECT_SHOWN(c.shown, Load(raw, archive, c.record), raw.DLen());
     }
   }
-  CSigRaw raw = Counting(3);
-  EXPECT_EQ(raw.Serialize(nullptr), 0);
 }
 
 TEST(RawSignal, StoringFailsWhenHeadOrDataDoNotFit) {
+  CSigRaw raw = Counting(3);
+  EXPECT_EQ(raw.Serialize(nullptr), 0);
   for (const unsigned room : {0U, 1U, 5U, 7U, 8U}) {
-    SCOPED_TRACE(room);
     Words archive(42 + room);
     CSerializer out(archive.data(), 42 + room, 0);
-    CSigRaw raw = Counting(3);
-    EXPECT_EQ(raw.Serialize(&out), room == 8 ? 1 : 0);
+    EXPECT_EQ(raw.Serialize(&out), room == 8 ? 1 : 0) << room;
   }
 }
 

@@ -41,26 +41,18 @@ std::vector<int> Order(const CSigCurveList& list) {
 
 TEST(SignalLists, SortFindAndHandOver) {
   CSigCurveList list = SampleList();
-  EXPECT_EQ(list.Find(u"b"), 1);
-  EXPECT_EQ(list.Find(u"b", 2), 3);
-  EXPECT_EQ(list.Find(u"B"), -1);
-  EXPECT_EQ(list.FindKey(Key(1, -1)), 2);
-  EXPECT_EQ(list.FindKey(Key(-1, 2), -9), 3);
-  EXPECT_EQ(list.FindKey(Key(0, 2)), -1);
+  EXPECT_SHOWN("1 3 -1", list.Find(u"b"), list.Find(u"b", 2), list.Find(u"B"));
+  EXPECT_SHOWN("2 3 -1", list.FindKey(Key(1, -1)), list.FindKey(Key(-1, 2), -9),
+               list.FindKey(Key(0, 2)));
   list.SortByName();
-  EXPECT_EQ(Order(list), (std::vector{2, 1, 3, 0}));
-  EXPECT_EQ(list.Key(0), Key(1, 3));
+  EXPECT_SHOWN("{2 1 3 0} 1,3,-1,-1,-1,-1", Order(list), list.Key(0).Base().value);
   list.SortByDate();
-  EXPECT_EQ(Order(list), (std::vector{2, 3, 0, 1})) << "NaN last, equal ones in order";
+  EXPECT_SHOWN("{2 3 0 1}", Order(list)) << "NaN last, equal ones in order";
   list.SortByKey();
-  EXPECT_EQ(Order(list), (std::vector{1, 0, 3, 2}));
-  EXPECT_EQ(list.Add(nullptr), nullptr);
-  EXPECT_EQ(list.Detach(4), nullptr);
-  EXPECT_EQ(list[-1], nullptr);
+  EXPECT_SHOWN("{1 0 3 2} 1 1 1", Order(list), list.Add(nullptr) == nullptr,
+               list.Detach(4) == nullptr, list[-1] == nullptr);
   const CSigCurveList copy = list;
-  EXPECT_EQ(list.Detach(1)->CurveId(), 0);
-  EXPECT_EQ(Order(list), (std::vector{1, 3, 2}));
-  EXPECT_EQ(Order(copy), (std::vector{1, 0, 3, 2}));
+  EXPECT_SHOWN("0 {1 3 2} {1 0 3 2}", list.Detach(1)->CurveId(), Order(list), Order(copy));
 
   CSigPairsList pairs;
   pairs.Add(Named<CSigPairs>(u"x"))->Nummer() = 7;
@@ -93,11 +85,9 @@ TEST(SignalLists, CollectionByKeyAndName) {
   CSigCurveCollection other;
   other.List(Key(1, 3)).Add(Named<CSigCurveExt>(u"merged"), Key(9, 9));
   part.Merge(std::move(other));
-  EXPECT_EQ(part.Anzahl(), 3);
-  EXPECT_EQ(part.FindList(Key(1, 3))->FindKey(Key(9, -1)), 1);
-  EXPECT_EQ(part.FindList(Key(1, -1)), nullptr);
-  EXPECT_EQ(part.Find(Key(1, -1)).size(), 2U);
-  EXPECT_EQ(part.Find(Key(-1, 3)).size(), 1U);
+  EXPECT_SHOWN("3 1 1", part.Anzahl(), part.FindList(Key(1, 3))->FindKey(Key(9, -1)),
+               part.FindList(Key(1, -1)) == nullptr);
+  EXPECT_SHOWN("2 1", part.Find(Key(1, -1)).size(), part.Find(Key(-1, 3)).size());
   ASSERT_EQ(part.Find(names).size(), 1U);
   EXPECT_EQ(part.Find(names)[0], (*part.FindList(Key(1, 3)))[0]);
 }

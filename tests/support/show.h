@@ -49,8 +49,8 @@ struct Shown {
     } else if constexpr (requires { std::tuple_size<T>::value; }) {
       std::apply(
           [this](const auto& first, const auto&... more) {
-            Put(first);
-            (Next(more, ','), ...);
+            this->Put(first);
+            (this->Next(more, ','), ...);
           },
           value);
     } else {
