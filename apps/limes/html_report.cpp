@@ -6,6 +6,7 @@
 #include <map>
 #include <tuple>
 
+#include "apps/limes/history_table.h"
 #include "apps/limes/model.h"
 #include "apps/limes/page_files.h"
 
@@ -165,6 +166,7 @@ class CHtmlReport::CContent {
     WriteQuantities();
     WriteDefects();
     WriteParts();
+    out_ += HistoryTable(store.History());
     WriteRuns();
     if (!kChartScript.empty()) {
       out_.append("<script>\n/*").append(kChartLicence).append("*/\n");
@@ -366,7 +368,7 @@ class CHtmlReport::CContent {
   }
 
   void WriteRuns() {
-    out_ += "<h2>History</h2>\n";
+    out_ += "<h2>Runs</h2>\n";
     const std::size_t first = runs_.size() - std::min(runs_.size(), kMostRuns);
     Note(runs_.size(), kMostRuns, "runs, the last ones");
     Table(

@@ -29,6 +29,17 @@ void CheckNames(const SPart& part) {
   }
 }
 
+/// Of the values that are numbers.
+std::optional<double> Average(const std::vector<float>& values) {
+  double sum = 0.0;
+  double count = 0.0;
+  for (const float value : values) {
+    sum += std::isfinite(value) ? double{value} : 0.0;
+    count += std::isfinite(value) ? 1.0 : 0.0;
+  }
+  return count > 0.0 ? std::optional(sum / count) : std::nullopt;
+}
+
 }  // namespace
 
 CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit,
@@ -224,7 +235,7 @@ std::vector<float> CModel::Judged(const std::string& quantity) {
   return found == quantities_.end() ? std::vector<float>() : (*found)->Judged();
 }
 
-void CModel::Save(CStore& store) {
+void CModel::Save(CStore& store, std::int64_t run) {
   for (const auto& model : quantities_) {
     if (model->id == 0) {
       model->id = store.AddQuantity(
@@ -232,6 +243,10 @@ void CModel::Save(CStore& store) {
     }
     for (const Side side : model->Sides()) {
       store.SetState(model->id, side, model->Learnt(), model->State(side));
+      const SLearntSummary summary = model->Summary(side);
+      store.SetHistory(
+          run, model->id,
+          {"", side, "", model->Learnt(), Average(summary.mean), Average(summary.limit)});
     }
   }
 }

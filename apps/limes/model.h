@@ -50,8 +50,8 @@ class CModel {
   /// The store's id of each entry of a verdict's quantities.
   const std::vector<std::int64_t>& Ids() const { return ids_; }
 
-  /// Writes what was learnt since Load into the open transaction.
-  void Save(CStore& store);
+  /// Writes what was learnt since Load, in a run, into the open transaction.
+  void Save(CStore& store, std::int64_t run);
 
   std::vector<SLearntSummary> Summaries();
 

@@ -147,7 +147,7 @@ class CLearnRun {
     for (const SLearntPart& learnt : pending_) {
       store_->AddLearnt(run_, learnt);
     }
-    model_->Save(*store_);
+    model_->Save(*store_, run_);
     store_->NextStateVersion();
     stateVersion_ = store_->StateVersion();
     store_->Commit();

@@ -112,7 +112,7 @@ class CMergeRun {
         twice_ += names.insert(part.name).second ? 0 : 1;
       }
     }
-    model_->Save(*store_);
+    model_->Save(*store_, run);
     store_->NextStateVersion();
     store_->Commit();
   }

@@ -189,6 +189,33 @@ std::vector<SRun> CStore::Runs() {
   return result;
 }
 
+void CStore::SetHistory(std::int64_t run, std::int64_t quantity, const SHistory& history) {
+  CStatement(database_->Handle(), "INSERT OR REPLACE INTO history VALUES(?, ?, ?, ?, ?, ?)")
+      .Bind(run)
+      .Bind(quantity)
+      .Bind(SideText(history.side))
+      .Bind(history.learnt)
+      .Bind(history.mean)
+      .Bind(history.limit)
+      .Run();
+}
+
+std::vector<SHistory> CStore::History() {
+  std::vector<SHistory> result;
+  if (version_ < 4) {
+    return result;
+  }
+  CStatement list(database_->Handle(),
+                  "SELECT name, side, started, learnt, mean, limit_value FROM history "
+                  "JOIN run ON run.id = run JOIN quantity ON quantity.id = quantity "
+                  "ORDER BY quantity, run, side DESC");
+  while (list.Step()) {
+    result.push_back({list.Text(0), SideFromText(list.Text(1)), list.Text(2), list.Int(3),
+                      list.Real(4), list.Real(5)});
+  }
+  return result;
+}
+
 void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
                        const std::vector<std::int64_t>& ids) {
   statements_->addPart.Bind(run)

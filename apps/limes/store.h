@@ -36,6 +36,16 @@ struct SLearntPart {
   std::optional<std::string> label;
 };
 
+/// What a run left behind of a quantity and side; of curves the averages over x.
+struct SHistory {
+  std::string quantity;
+  Side side = Side::kUpper;
+  std::string started;  ///< of the run, UTC
+  std::int64_t learnt = 0;
+  std::optional<double> mean;
+  std::optional<double> limit;
+};
+
 /// A command that stored something.
 struct SRun {
   std::string command;
@@ -51,6 +61,7 @@ struct SRun {
 ///   quantity  what is measured: name, kind, units
 ///   state     learn state per quantity and side, the library's record
 ///   run       one row per learn or test command that stored something
+///   history   parts, mean and limit of each quantity and side after each run that learnt
 ///   part      every part: name, label, "learnt" or its verdict
 ///   verdict   numbers per judged part, quantity and side
 ///   defect    report lines per judged part, most important first
@@ -90,6 +101,12 @@ class CStore {
   void AddLearnt(std::int64_t run, const SLearntPart& part);
   std::vector<SLearntPart> LearntParts();
   std::vector<SRun> Runs();
+
+  /// Replaces what the run has left behind so far.
+  void SetHistory(std::int64_t run, std::int64_t quantity, const SHistory& history);
+
+  /// Of all quantities, each in order of the runs, the upper side first.
+  std::vector<SHistory> History();
 
   /// ids: the quantity's id per entry of verdict.quantities.
   void AddJudged(std::int64_t run, const SPartVerdict& verdict,

@@ -78,6 +78,18 @@ PRAGMA user_version = 2;
 
 /// Every page carries a check (checked_pages.h).
 constexpr const char* kVersion3 = "PRAGMA user_version = 3";
+
+/// How mean and limit moved from run to run.
+constexpr const char* kVersion4 = R"sql(
+CREATE TABLE history(
+  run         INTEGER NOT NULL REFERENCES run(id),
+  quantity    INTEGER NOT NULL REFERENCES quantity(id),
+  side        TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
+  learnt      INTEGER NOT NULL,
+  mean        REAL, limit_value REAL,
+  PRIMARY KEY(run, quantity, side)) WITHOUT ROWID;
+PRAGMA user_version = 4;
+)sql";
 static_assert(kCheckedSince == 3);
 
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
@@ -142,6 +154,9 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     }
     if (version < 3) {
       database.Execute(kVersion3);
+    }
+    if (version < 4) {
+      database.Execute(kVersion4);
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");

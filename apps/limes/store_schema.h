@@ -8,7 +8,7 @@
 namespace limes::host {
 
 /// Version of the tables that this program makes; docs/store.md describes them.
-inline constexpr std::int64_t kSchemaVersion = 3;
+inline constexpr std::int64_t kSchemaVersion = 4;
 
 /// Version since which every page carries a check.
 inline constexpr std::int64_t kCheckedSince = 3;
