@@ -84,6 +84,7 @@ TEST(ProtocolItemList, JudgesThePart) {
   EXPECT_EQ(list.Urteil(), Verdict::kFail);
   EXPECT_EQ(list.Worst(), &list[3]);
   const CQuinterMFC any(u"*", u"1", u"*", u"*", u"*", u"*");
+  EXPECT_EQ(list.FindFirst(any, -9), 0);
   EXPECT_EQ(list.FindFirst(any, 2), 2);
   const CQuinterMFC d(u"d", u"*", u"*", u"*", u"*", u"*");
   EXPECT_EQ(list.FindFirst(d), 3);
