@@ -19,7 +19,7 @@ namespace {
 
 /// Unit, exponent, power, whether it is a level, and the text shown.
 std::string State(const CMeasuringUnit& unit) {
-  return test::Shown{unit.Unit_e(), unit.Exponent(), unit.Power(), unit.is_log(), unit.prefixunit()}
+  return test::Exact{unit.Unit_e(), unit.Exponent(), unit.Power(), unit.is_log(), unit.prefixunit()}
       .text;
 }
 

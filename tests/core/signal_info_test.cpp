@@ -23,7 +23,7 @@ void Fill(Info& info) {
 
 template <class Info>
 std::string State(const Info& info) {
-  return test::Shown{info.X1Len(),
+  return test::Exact{info.X1Len(),
                      info.Name(),
                      info.X1Unit().prefixunit(),
                      info.X1Name(),

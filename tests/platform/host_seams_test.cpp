@@ -95,7 +95,7 @@ TEST(InfoObject, HandlesCopyOnWrite) {
   Handle shared(a, false);
   const Handle deep(a, true);
   const auto state = [&](const Handle& h) {  // value, is shared, is the same as of a
-    return test::Shown{h.Rep().Find(u"key")->AsInt(), h.IsShared(),
+    return test::Exact{h.Rep().Find(u"key")->AsInt(), h.IsShared(),
                        &h.Rep() == &std::as_const(a).Rep()}
         .text;
   };

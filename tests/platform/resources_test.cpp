@@ -119,7 +119,7 @@ TEST(Module, ChainAndResourceSource) {
   const auto names = [] {
     std::string text;
     for (const auto& module : ModuleRegistry::Modules()) {
-      text += test::Shown{module.name, module.version, ""}.text;
+      text += test::Exact{module.name, module.version, ""}.text;
     }
     return text;
   };

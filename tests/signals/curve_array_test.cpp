@@ -210,7 +210,7 @@ CSigCurveArray RandomArray(std::mt19937& random, int kind, bool alike) {
 }
 
 void ExpectSame(const Ext& actual, const Ext& expected) {
-  EXPECT_SHOWN(test::Shown(actual.DLen(), test::ValidOf(actual)).text, expected.DLen(),
+  EXPECT_SHOWN(test::Exact(actual.DLen(), test::ValidOf(actual)).text, expected.DLen(),
                test::ValidOf(expected));
   for (unsigned i = 0; i < std::min(actual.DLen(), expected.DLen()); ++i) {
     ASSERT_TRUE(test::Same(actual.ValArray()[i], expected.ValArray()[i])) << "at " << i;

@@ -161,6 +161,10 @@ TEST(Curve, CutTable) {
     c.operation(curve);
     EXPECT_EQ(State(curve), c.state);
   }
+  CSigCurve tenths = MakeCurve(std::vector<float>(8), 0.1F, 0.8F);
+  const float step = tenths.XDelta();
+  EXPECT_TRUE(tenths.CutToGrid(tenths.GetPoint(1), tenths.GetPoint(6)));
+  EXPECT_EQ(tenths.XDelta(), step) << "to the bit";
 }
 
 TEST(Curve, ResizeTable) {
@@ -181,7 +185,7 @@ TEST(Curve, ResizeTable) {
     float a = c.a;
     float b = c.b;
     const int result = curve.Resize(a, b);
-    EXPECT_EQ(test::Shown(result, a, b).text + ", " + State(curve), c.shown);
+    EXPECT_EQ(test::Exact(result, a, b).text + ", " + State(curve), c.shown);
   }
   CSigCurve empty;
   empty.SetXMinMax(3, 3);

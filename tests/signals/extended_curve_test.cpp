@@ -86,7 +86,7 @@ TEST(ExtendedCurve, CopyTable) {
   source.CurveId(8);
   source.Date(2.5F);
   const auto all = [](const CSigCurveExt& c) {
-    return test::Shown(State(c), c.CurveId(), c.Date()).text;
+    return test::Exact(State(c), c.CurveId(), c.Date()).text;
   };
   CSigCurveExt target(2);
   target = source;

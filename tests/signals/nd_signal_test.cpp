@@ -24,7 +24,7 @@ std::string Rows(const CSigNDBase& table) {
   std::string text;
   for (std::uint32_t i = 0; i < table.xdim(); ++i) {
     text += i == 0 ? "" : " ";
-    text += test::Shown{table[i]}.text;
+    text += test::Exact{table[i]}.text;
   }
   return text;
 }

@@ -42,7 +42,7 @@ TEST(Signal, NameTable) {
     CSigCurve curve;
     EXPECT_TRUE(curve.SetName(c.utf8));
     EXPECT_EQ(WideToUtf8(curve.Name()), c.expected);
-    EXPECT_SHOWN(test::Shown(c.capacity, "1 x", c.capacity).text, curve.NameCapacity(),
+    EXPECT_SHOWN(test::Exact(c.capacity, "1 x", c.capacity).text, curve.NameCapacity(),
                  curve.SetName(u"x"), curve.Name(), curve.NameCapacity())
         << "never shrinks";
   }
@@ -80,7 +80,7 @@ TEST(Signal, CopyTakesAllButExtensionData) {
   source.SetYUnit(u"V");
   source.SetSigId(4);
   const auto all = [](const CSigCurve& c) {
-    return test::Shown(c.Name(), c.ExtName(), c.Timestamp(), c.YUnit().prefixunit(), c.SigId(),
+    return test::Exact(c.Name(), c.ExtName(), c.Timestamp(), c.YUnit().prefixunit(), c.SigId(),
                        test::State(c))
         .text;
   };

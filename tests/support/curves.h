@@ -45,12 +45,12 @@ inline std::vector<float> ValuesOf(const CSigCurve& curve) {
 
 /// Valid range in x and in indices.
 inline std::string ValidOf(const CSigCurveExt& curve) {
-  return Shown{curve.VMin(), curve.VMax(), curve.IMin(), curve.IMax()}.text;
+  return Exact{curve.VMin(), curve.VMax(), curve.IMin(), curve.IMax()}.text;
 }
 
 /// Values, x range and x length; of an extended curve the valid x and indices, too.
 inline std::string State(const CSigCurve& curve) {
-  const Shown state{ValuesOf(curve), curve.XMin(), curve.XMax(), curve.XLen()};
+  const Exact state{ValuesOf(curve), curve.XMin(), curve.XMax(), curve.XLen()};
   const auto* const extended = dynamic_cast<const CSigCurveExt*>(&curve);
   return extended == nullptr ? state.text : state.text + ", valid " + ValidOf(*extended);
 }

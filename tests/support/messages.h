@@ -15,7 +15,7 @@ class Messages {
  public:
   Messages()
       : sink_(PrWin::SetSink([this](int category, int style, std::u16string_view text) {
-          printed += Shown{category, style, text}.text;
+          printed += Exact{category, style, text}.text;
         })),
         handler_(MessageBoxes::SetHandler([this](std::u16string_view text) {
           boxes += WideToUtf8(text) + "|";

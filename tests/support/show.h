@@ -11,15 +11,16 @@
 #include "limes/platform/text.h"
 
 /// Compares values, evaluated in order, with their text: "1 0.5 {2 3} name".
-#define EXPECT_SHOWN(expected, ...) EXPECT_EQ((::limes::test::Shown{__VA_ARGS__}.text), expected)
+#define EXPECT_SHOWN(expected, ...) EXPECT_EQ((::limes::test::Exact{__VA_ARGS__}.text), expected)
 
 namespace limes::test {
 
 /// Values as one text, apart by blanks, so that one comparison covers a whole state. Numbers have
-/// all their digits, bool is 0 or 1, every NaN is "nan"; pairs are 1,2 and ranges {1 2}.
-struct Shown {
+/// all their digits (those of shown.h are rounded), bool is 0 or 1, every NaN is "nan"; pairs are
+/// 1,2 and ranges {1 2}.
+struct Exact {
   template <class... T>
-  explicit Shown(const T&... values) {
+  explicit Exact(const T&... values) {
     (Next(values, ' '), ...);
   }
 
