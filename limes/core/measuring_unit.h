@@ -17,6 +17,7 @@ class CFileStream;
 class CMeasuringUnit;
 
 /// The fields of a unit without its text: 16 bytes, for the fixed records of other classes.
+/// One thread at a time.
 struct LIMES_EXPORT SMeasuringUnitPOD {
   SMeasuringUnitPOD() = default;
   explicit SMeasuringUnitPOD(const CMeasuringUnit& unit);

@@ -13,7 +13,7 @@ namespace limes {
 class CFileStream;
 class CSerializer;
 
-/// Base of the classes that an object archive stores and creates.
+/// Base of the classes that an object archive stores and creates. One thread at a time.
 class LIMES_EXPORT CSObject : public CObject {
  public:
   using CObject::Serialize;
@@ -32,6 +32,7 @@ class LIMES_EXPORT CSObject : public CObject {
 /// Words: 0 marker, 1 count of words in use (these 42 included), 2..41 the archive's name, one
 /// sign-extended character per word, then the data in the order stored. An object is 40 words with
 /// its class name, then its fields. No operation throws; failures are 0 or null.
+/// One thread at a time.
 class LIMES_EXPORT CSerializer : public CObject {
  public:
   static constexpr std::uint32_t kHeaderWords = 42;
@@ -149,7 +150,7 @@ class LIMES_EXPORT CSerializer : public CObject {
 /// Entry of the process-wide list of classes that the archive creates by name.
 ///
 /// Entries are static objects made while the library (or a host's module) is loaded; the list
-/// never shrinks.
+/// never shrinks. Any thread may look up; no code is to be loaded meanwhile.
 class LIMES_EXPORT CSObjectRegister : public CObject {
  public:
   /// An empty entry outside the list.

@@ -11,6 +11,7 @@
 namespace limes {
 
 /// What describes a signal: x length, names, units, type number; with a node store for the host.
+/// One thread at a time.
 class LIMES_EXPORT CSignalInfo : public CInfoObject {
  public:
   static constexpr unsigned version = 1;
@@ -46,7 +47,7 @@ class LIMES_EXPORT CSignalInfo : public CInfoObject {
 };
 
 /// Handle on a shared signal info. Every setter makes the info private to this handle first, so no
-/// other signal sees the change.
+/// other signal sees the change. One thread at a time.
 template <>
 class LIMES_EXPORT CInfoHandle<CSignalInfo> : public CInfoHandleBase {
  public:

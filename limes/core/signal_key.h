@@ -60,7 +60,7 @@ LIMES_EXPORT const wide_string& SensorName();
 }  // namespace Quinter
 
 /// Sort and search key of a signal: six integers, compared in the order test step, instrument,
-/// channel, location, parameter, sensor.
+/// channel, location, parameter, sensor. One thread at a time.
 class LIMES_EXPORT CClavis {
  public:
   CClavis() = default;
@@ -110,7 +110,7 @@ class LIMES_EXPORT CClavis {
 };
 
 /// The six coordinates of a signal as texts, "*" = any; in another order than CClavis: test step,
-/// channel, location, instrument, parameter, sensor.
+/// channel, location, instrument, parameter, sensor. One thread at a time.
 class LIMES_EXPORT CQuinterMFC {
  public:
   static constexpr unsigned kFields = 6;

@@ -13,7 +13,7 @@ namespace limes {
 /// and treat samples with the polyline's value at their x. They return true, and in lo and hi the
 /// smallest and largest of the samples treated as they are then (NaN passed over, two NaN when all
 /// are). False, with nothing changed, when the list is missing or empty, when no sample is treated,
-/// or without a vector. O((lines + n) log(lines)).
+/// or without a vector. O((lines + n) log(lines)). One thread at a time.
 class LIMES_EXPORT CPolygonTool {
  public:
   /// Index of the sample nearest to x, not clamped: trunc((x - x0) / dx + 0.5); 0 for dx = 0. NaN

@@ -204,7 +204,7 @@ LIMES_EXPORT float VectorLogMean(const float* p, std::uint32_t n, std::uint32_t 
 /// constant one. Sums in four lanes from element 0 on, wherever the buffer lies.
 LIMES_EXPORT float Kurtosis(const float* p, std::uint32_t n);
 
-/// What VectorStatistics gathers.
+/// What VectorStatistics gathers. One thread at a time.
 struct LIMES_EXPORT StatisticsData_t {
   float min = 0.0F;
   float max = 0.0F;

@@ -31,6 +31,7 @@ LIMES_EXPORT const wide_char* Text(CurveTextStatus status);
 /// Operations over curves for hosts and learners. Stateless; results go into the caller's curves,
 /// which may be the given ones. Where nothing else is said they work on the valid range, compute in
 /// double, round once to float, and are false with nothing changed when memory is short.
+/// All functions are static: any thread, each with objects of its own.
 class LIMES_EXPORT CSigCurveAssistent {
  public:
   /// How several values of a finer curve become one.

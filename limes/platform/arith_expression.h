@@ -8,7 +8,7 @@
 
 namespace limes {
 
-/// An expression as tokens in postfix order.
+/// An expression as tokens in postfix order. One thread at a time.
 class LIMES_EXPORT CExpression {
  public:
   enum class Kind {
@@ -44,7 +44,7 @@ class LIMES_EXPORT CExpression {
 /// expr := term {(+|-) term}; term := power {(*|/) power}; power := primary {^ exponent | ² | ³};
 /// exponent := [+|-] primary; primary := name ['(' expr ')'] | '(' [+|-] expr ')'. A name is the
 /// longest run of other characters, blanks inside kept, outside dropped. All operators group from
-/// the left. At most 256 characters and 64 nested parentheses.
+/// the left. At most 256 characters and 64 nested parentheses. One thread at a time.
 class LIMES_EXPORT CArithExpression : public CExpression {
  public:
   /// Parses a text; an empty one has no tokens. Throws std::invalid_argument, with the tokens as

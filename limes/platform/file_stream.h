@@ -13,6 +13,7 @@
 namespace limes {
 
 /// A file that records are read from and written to. A host may derive its own.
+/// One thread at a time.
 class LIMES_EXPORT CFileStream {
  public:
   CFileStream() = default;
@@ -37,6 +38,7 @@ class LIMES_EXPORT CFileStream {
 };
 
 /// A file in memory: grows by writing, or reads bytes that belong to someone else.
+/// One thread at a time.
 class LIMES_EXPORT CMemoryStream : public CFileStream {
  public:
   /// Empty, for writing and reading back.
@@ -64,7 +66,7 @@ class LIMES_EXPORT CMemoryStream : public CFileStream {
   bool foreign_ = false;
 };
 
-/// A file on disk, buffered.
+/// A file on disk, buffered. One thread at a time.
 class LIMES_EXPORT CDiskStream : public CFileStream {
  public:
   enum class Mode {

@@ -12,7 +12,7 @@
 
 namespace limes {
 
-/// A value of an info object: nothing, an integer, a number or a text.
+/// A value of an info object: nothing, an integer, a number or a text. One thread at a time.
 class LIMES_EXPORT CInfoNode {
  public:
   CInfoNode() = default;
@@ -44,6 +44,7 @@ class LIMES_EXPORT CInfoNode {
 };
 
 /// A record of nodes by text key, shared by handles until one of them changes it.
+/// One thread at a time.
 class LIMES_EXPORT CInfoObject {
  public:
   CInfoObject();
@@ -77,7 +78,7 @@ class LIMES_EXPORT CInfoObject {
   std::map<wide_string, CInfoNode, std::less<>> nodes_;
 };
 
-/// Makes info objects.
+/// Makes info objects. One thread at a time.
 class LIMES_EXPORT CInfoObjectServerBase {
  public:
   virtual ~CInfoObjectServerBase();

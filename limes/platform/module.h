@@ -18,6 +18,7 @@ struct SModule {
 };
 
 /// Registers a module while it lives; a static object stands for "while the code is loaded".
+/// Any thread.
 class LIMES_EXPORT CModuleRegistration {
  public:
   explicit CModuleRegistration(const SModule* module);

@@ -30,7 +30,7 @@ namespace detail {
 extern const CRuntimeClass kObjectClass;  ///< CObject
 }
 
-/// Root of all classes with virtual operations.
+/// Root of all classes with virtual operations. One thread at a time.
 class LIMES_EXPORT CObject {
  public:
   virtual const CRuntimeClass* GetRuntimeClass() const;
@@ -52,7 +52,7 @@ class LIMES_EXPORT CObject {
   CObject& operator=(const CObject&) = default;
 };
 
-/// Objects that copy themselves behind a base pointer.
+/// Objects that copy themselves behind a base pointer. One thread at a time.
 class LIMES_EXPORT CClonable {
  public:
   /// A new object equal to this one, owned by the caller; deep: shared parts are copied too. Null
@@ -69,7 +69,7 @@ class LIMES_EXPORT CClonable {
   CClonable& operator=(const CClonable&) = default;
 };
 
-/// Objects that a host shows in its views.
+/// Objects that a host shows in its views. One thread at a time.
 class LIMES_EXPORT CViewable {
  public:
   virtual ~CViewable();

@@ -66,6 +66,7 @@ struct FieldSize<std::array<T, n>> : std::integral_constant<std::size_t, n * Fie
 ///
 /// A record lists its fields, numbers or std::arrays of numbers, in file order:
 /// `static constexpr auto Fields(auto& r) { return std::tie(r.version, r.count); }`
+/// One thread at a time.
 class LIMES_EXPORT RecordReader {
  public:
   explicit RecordReader(CFileStream& file) : file_(file) {}
@@ -179,7 +180,7 @@ class LIMES_EXPORT RecordReader {
   bool ok_ = true;
 };
 
-/// Collects a little-endian record in memory and writes it in one piece.
+/// Collects a little-endian record in memory and writes it in one piece. One thread at a time.
 class LIMES_EXPORT RecordWriter {
  public:
   /// Makes room for n bytes in all, so that a long record does not move as it grows.

@@ -13,7 +13,7 @@ namespace limes {
 
 class CFileStream;
 
-/// One line of a resource list: columns separated by blanks.
+/// One line of a resource list: columns separated by blanks. One thread at a time.
 class LIMES_EXPORT CResourceEntry {
  public:
   CResourceEntry() = default;
@@ -38,7 +38,7 @@ class LIMES_EXPORT CResourceEntry {
   wide_string text_;
 };
 
-/// An ordered list of lines.
+/// An ordered list of lines. One thread at a time.
 class LIMES_EXPORT CResourceList {
  public:
   std::size_t Size() const { return entries_.size(); }
@@ -56,7 +56,7 @@ class LIMES_EXPORT CResourceList {
   std::vector<CResourceEntry> entries_;
 };
 
-/// Store of named lists, as a host keeps them in its resource files.
+/// Store of named lists, as a host keeps them in its resource files. One thread at a time.
 class LIMES_EXPORT CResourceSea {
  public:
   bool HasList(std::u16string_view name) const { return List(name) != nullptr; }

@@ -12,6 +12,7 @@ class CFileStream;
 /// Base of the objects that write themselves to a file stream and read themselves back.
 ///
 /// Its record is a header of one little-endian 32-bit word, the object's version.
+/// One thread at a time.
 class LIMES_EXPORT CStorable {
  public:
   /// What a file stream throws when it cannot write or seek.

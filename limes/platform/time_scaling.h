@@ -7,7 +7,7 @@
 namespace limes {
 
 /// Maps the times of an interval to fractions 0..1 of it and back. Times are whole seconds since
-/// 1970-01-01 UTC; any values are allowed, differences saturate.
+/// 1970-01-01 UTC; any values are allowed, differences saturate. One thread at a time.
 class LIMES_EXPORT CTimeFloatScaling {
  public:
   /// An interval of length 0 at time 0.

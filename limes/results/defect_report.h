@@ -16,7 +16,7 @@ class CProtocolItem;
 
 /// One finding of a test: which quantity broke which limit, where and by how much, with one line of
 /// text for the operator's list. A value; comparisons look at the priority only. Copying, setting
-/// and formatting texts throw std::bad_alloc when memory is short.
+/// and formatting texts throw std::bad_alloc when memory is short. One thread at a time.
 class LIMES_EXPORT CDefectReport {
  public:
   static constexpr unsigned kNames = 6;

@@ -12,7 +12,7 @@ namespace limes {
 class CLernenderGrenzwert;
 
 /// One tested quantity of a part in a test protocol: what was measured, which limit held, and what
-/// came of it. A value.
+/// came of it. A value. One thread at a time.
 class LIMES_EXPORT CProtocolItem {
  public:
   /// Judges a value by a limit: sets value, limit, average and state. Not judged without a limit
@@ -47,7 +47,7 @@ class LIMES_EXPORT CProtocolItem {
 };
 
 /// The numbers of a protocol item in 16 bytes, for long histories. Names, unit and texts are the
-/// host's to keep once.
+/// host's to keep once. One thread at a time.
 struct LIMES_EXPORT CMiniProtocolItem {
   CMiniProtocolItem() = default;
   explicit CMiniProtocolItem(const CProtocolItem& item);

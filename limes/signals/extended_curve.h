@@ -19,7 +19,7 @@ namespace limes {
 ///
 /// File record: the curve's, followed from version 2 on by date, VMin and VMax; number and indices
 /// are in no record. Below version 2, and when these are cut short, all values are valid, date 0;
-/// the latter is a failure.
+/// the latter is a failure. One thread at a time.
 class LIMES_EXPORT CSigCurveExt : public CSigCurve {
  public:
   /// No values; VMin 0, VMax 1, IMin 0, IMax -1, date and number 0.

@@ -14,7 +14,7 @@ namespace limes {
 ///
 /// A copy with true takes the first five texts only: the sensor is empty in a new signal and stays
 /// as it was in an old one. Copies with false, and those by C++ (constructor, assignment), take all
-/// six.
+/// six. One thread at a time.
 class LIMES_EXPORT CSigPairsVM : public CSigPairs {
  public:
   /// No pairs, texts empty, settings 0.

@@ -20,7 +20,7 @@ class CSigCurve;
 class CSigCurveArray;
 class CSigPairs;
 
-/// One dimension of a table of values: unit, name and range.
+/// One dimension of a table of values: unit, name and range. One thread at a time.
 class LIMES_EXPORT CDimDescription : public CStorable {
  public:
   CDimDescription() = default;
@@ -58,7 +58,7 @@ class LIMES_EXPORT CDimDescription : public CStorable {
   float step_ = 0.0F;
 };
 
-/// The descriptions of several dimensions.
+/// The descriptions of several dimensions. One thread at a time.
 class LIMES_EXPORT CDimDescriptionVec : public CStorable {
  public:
   CDimDescriptionVec() = default;
@@ -104,6 +104,7 @@ class LIMES_EXPORT CDimDescriptionVec : public CStorable {
 /// (i, j) is that of dimension i at point j. The rows may have descriptions; only a table without
 /// any has a complete file record. At most 2^32 - 1 values; rows without values do not exist.
 /// Access to a value or a row takes O(1), what copies or stores the table O(values).
+/// One thread at a time.
 class LIMES_EXPORT CSigNDBase : public CStorable {
  public:
   CSigNDBase() = default;
@@ -222,7 +223,7 @@ struct SFancyDims {
   bool operator==(const SFancyDims&) const = default;
 };
 
-/// Display settings of a table.
+/// Display settings of a table. One thread at a time.
 class LIMES_EXPORT CSightSeeing : public CStorable {
  public:
   const SFancyDims& Dims() const { return dims_; }
@@ -239,7 +240,7 @@ class LIMES_EXPORT CSightSeeing : public CStorable {
 };
 
 /// Table of values with descriptive texts and display settings. Row 0 holds the x values, every
-/// further row the y values of one signal.
+/// further row the y values of one signal. One thread at a time.
 class LIMES_EXPORT CSigND : public CSigNDBase {
  public:
   CSigND() = default;

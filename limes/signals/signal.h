@@ -25,6 +25,7 @@ class CFileStream;
 ///
 /// File record, shared by all signals: the name (UTF-8, 40 bytes) and the two units. Everything
 /// else (extension name, six-part name, time stamp, info nodes) is in no file record.
+/// One thread at a time.
 class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable {
  public:
   /// Two points: (x, y) or the lower bounds first, then those of the upper end.

@@ -20,7 +20,7 @@ class CSigPairs;
 namespace detail {
 
 /// Ordered owner of signals, each with a key of integers. No slot is empty. Memory that is short
-/// while a list grows, is copied or sorted throws std::bad_alloc.
+/// while a list grows, is copied or sorted throws std::bad_alloc. One thread at a time.
 template <class Signal>
 class LIMES_EXPORT SignalList {
  public:
@@ -111,14 +111,14 @@ extern template class SignalList<CSigPairs>;
 
 }  // namespace detail
 
-/// Ordered owner of extended curves, each with an optional key.
+/// Ordered owner of extended curves, each with an optional key. One thread at a time.
 class LIMES_EXPORT CSigCurveList : public detail::SignalList<CSigCurveExt> {
  public:
   /// Sorts by date; equal ones keep their order, NaN come last. O(n log n).
   void SortByDate();
 };
 
-/// Ordered owner of pair signals, each with an optional key.
+/// Ordered owner of pair signals, each with an optional key. One thread at a time.
 class LIMES_EXPORT CSigPairsList : public detail::SignalList<CSigPairs> {
  public:
   /// Index of the first signal of that number from start on, -1 when there is none. O(n).
@@ -128,7 +128,7 @@ class LIMES_EXPORT CSigPairsList : public detail::SignalList<CSigPairs> {
   void SortByNummer();
 };
 
-/// The curves of one tested part, in lists by key.
+/// The curves of one tested part, in lists by key. One thread at a time.
 class LIMES_EXPORT CSigCurveCollection {
  public:
   /// The list of exactly that key; made when there is none. O(log n).

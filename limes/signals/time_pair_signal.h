@@ -15,7 +15,7 @@ namespace limes {
 ///
 /// Set the interval with Neustart(start, end) before adding points: a float x resolves about a
 /// 10^7th of it, the first interval begins at 1970, and each time a point widens it all others are
-/// truncated to whole seconds again. The interval is in no file record.
+/// truncated to whole seconds again. The interval is in no file record. One thread at a time.
 class LIMES_EXPORT CSigPairsTm : public CSigPairs {
  public:
   using Time = std::chrono::sys_seconds;

@@ -2,24 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/bits.h"
+#include "tests/support/loop_cases.h"
 
 namespace limes {
 namespace {
 
-struct SPoint {
-  float x;
-  float y;
-};
-
-void ExpectAsPlain(std::vector<SPoint> points) {
-  std::vector<SPoint> plain = points;
-  detail::PlainExchangeSort(std::span<SPoint>(plain));
-  detail::ExchangeSort(std::span<SPoint>(points));
-  if (!points.empty()) {
-    ASSERT_EQ(std::memcmp(points.data(), plain.data(), points.size() * sizeof(SPoint)), 0);
-  }
-}
+using SPoint = test::SXy;
 
 TEST(ExactSort, AllShortRuns) {
   constexpr float kValues[] = {0.0F, 1.0F, -0.0F, NAN, 2.0F};
@@ -30,7 +18,7 @@ TEST(ExactSort, AllShortRuns) {
       point = {kValues[digits % 5], static_cast<float>(digits)};
       digits /= 5;
     }
-    ExpectAsPlain(points);
+    ASSERT_TRUE(test::SortIsPlain(points)) << run;
   }
 }
 
@@ -47,7 +35,7 @@ TEST(ExactSort, LongRuns) {
       std::sort(points.begin(), points.end(),
                 [](auto& a, auto& b) { return detail::OrderKey(b.x) < detail::OrderKey(a.x); });
     }
-    ExpectAsPlain(points);
+    ASSERT_TRUE(test::SortIsPlain(points)) << run;
   }
 }
 

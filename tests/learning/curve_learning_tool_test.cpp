@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "limes/core/object_archive.h"
-#include "limes/learning/learning_loops.h"
 #include "limes/signals/extended_curve.h"
-#include "tests/support/bits.h"
 #include "tests/support/curves.h"
+#include "tests/support/loop_cases.h"
 #include "tests/support/shown.h"
 
 namespace limes {
@@ -228,19 +227,8 @@ TEST(LearningLoops, WideningGivesTheBitsOfThePlainLoop) {
   for (const std::size_t n : {1U, 2U, 5U, 31U, 62U, 63U, 100U, 2047U, 2048U, 2049U, 2080U, 4500U}) {
     for (std::size_t w = 1; w <= 31; ++w) {
       for (int kind = 0; kind < 3; ++kind) {
-        const std::vector<float> old = test::RandomFloats(random, n, kind);
-        std::vector<float> wide = old;
-        detail::WidenValues(wide.data(), n, w);
-        for (std::size_t i = 0; i < n; ++i) {
-          float largest = std::nanf("");
-          for (std::size_t j = i - std::min(w, i); j <= std::min(i + w - 1, n - 1); ++j) {
-            if (old[j] > largest || (std::isnan(largest) && !std::isnan(old[j]))) {
-              largest = old[j];
-            }
-          }
-          ASSERT_TRUE(test::Same(wide[i], std::isnan(largest) ? old[i] : largest))
-              << n << ' ' << w << ' ' << kind << ' ' << i;
-        }
+        ASSERT_TRUE(test::WideningIsPlain(test::RandomFloats(random, n, kind), w))
+            << n << ' ' << w << ' ' << kind;
       }
     }
   }
@@ -273,22 +261,7 @@ TEST(LearningLoops, LargestDifferenceIsThatOfThePlainLoop) {
     if (round % 7 == 0) {
       std::fill(k.begin(), k.end(), round % 2 == 0 ? NAN : -INFINITY);
     }
-    detail::SLargest plain{0, std::nanf("")};
-    double sum = 0.0;
-    bool finite = true;
-    for (std::size_t i = 0; i < n; ++i) {
-      const float d = k[i] - r[i];
-      if (d > plain.difference || (std::isnan(plain.difference) && !std::isnan(d))) {
-        plain = {i, d};
-      }
-      sum += k[i] > r[i] ? double{d} * double{d} : 0.0;
-      finite = finite && std::isfinite(k[i]) && std::isfinite(r[i]);
-    }
-    const detail::SLargest fast = detail::LargestDifference(k.data(), r.data(), n);
-    EXPECT_EQ(fast.index, plain.index);
-    EXPECT_TRUE(test::Same(fast.difference, plain.difference));
-    EXPECT_TRUE(test::Same(detail::AddSquaredExcess(0.0, k.data(), r.data(), n), sum));
-    EXPECT_EQ(detail::AreFinite(k.data(), r.data(), n), finite);
+    ASSERT_TRUE(test::JudgingIsPlain(k, r)) << round;
   }
 }
 

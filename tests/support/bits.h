@@ -36,7 +36,7 @@ inline std::string Difference(std::span<const float> a, std::span<const float> b
 /// Floats from raw generator bits, so that a failure repeats on every system. Kinds: 0 moderate
 /// values, 1 any bit pattern (NaN, infinities, denormals), 2 few distinct values (ties, signed
 /// zeros).
-inline float RandomFloat(std::mt19937& random, int kind) {
+float RandomFloat(auto& random, int kind) {
   const auto bits = static_cast<std::uint32_t>(random());
   switch (kind) {
     case 1:

@@ -25,7 +25,7 @@ struct Heap {
   std::size_t bytes = 0;  ///< asked for while armed
   long live = 0;
 };
-Heap g_heap;
+constinit thread_local Heap g_heap;
 
 void* Allocate(std::size_t size, std::size_t alignment) {
   if (g_heap.armed) {
@@ -193,10 +193,12 @@ TEST(FailingStreams, ReadersAndWritersReportIt) {
   }
 }
 
+// As many bytes as were given, and what readers take always: texts are read in pieces of 64 KiB.
+constexpr std::size_t kTimes = 16;
+constexpr std::size_t kAlways = 200000;
+
 TEST(HostileBytes, AskForNoMoreMemoryThanASmallMultipleOfThem) {
-  constexpr std::size_t kTimes = 16;
-  constexpr std::size_t kAlways = 200000;  // texts are read in pieces of 64 KiB
-  const Messages messages;                 // of units that damaged records register
+  const Messages messages;  // of units that damaged records register
   std::mt19937 random(21);
   for (const Operation& operation : AllOperations()) {
     if (operation.read == nullptr) {
@@ -227,6 +229,54 @@ TEST(HostileBytes, AskForNoMoreMemoryThanASmallMultipleOfThem) {
       });
       EXPECT_FALSE(outcome.threw);
       ASSERT_LE(g_heap.bytes, kTimes * bytes.size() + kAlways) << i;
+    }
+  }
+}
+
+template <class Object>
+void ReadAs(std::span<const std::uint8_t> bytes) {
+  CMemoryStream file(bytes);
+  Object object;
+  g_heap = {.armed = true, .live = g_heap.live};
+  if constexpr (requires { object.ReadState(file); }) {
+    EXPECT_NE(object.ReadState(file), LearnStateStatus::kOk);  // they carry a check sum
+  } else if constexpr (int status = 0; requires { object.DateiImport(file, status); }) {
+    static_cast<void>(object.DateiImport(file, status));
+  } else if constexpr (requires { object.DateiImport(file); }) {
+    static_cast<void>(object.DateiImport(file));
+  } else {
+    static_cast<void>(object.ReadFromFile(file));
+  }
+  g_heap.armed = false;
+}
+
+TEST(HostileBytes, StoredRecordsWithAnyBitFlippedOrCutAnywhere) {
+  const Messages messages;
+  const std::pair<const char*, void (*)(std::span<const std::uint8_t>)> records[] = {
+      {"curve_array_v0", ReadAs<CSigCurveArray>},
+      {"curve_array_v1", ReadAs<CSigCurveArray>},
+      {"curve_array_v2", ReadAs<CSigCurveArray>},
+      {"curve_list_v2", ReadAs<CSigCurveList>},
+      {"pairs_list_v2", ReadAs<CSigPairsList>},
+      {"nd_described_v0", ReadAs<CSigND>},
+      {"nd_settings_v0", ReadAs<CSightSeeing>},
+      {"nd_table_v0", ReadAs<CSigNDBase>},
+      {"pair_record_v1", ReadAs<CSigPairs>},
+      {"pair_record_v2", ReadAs<CSigPairs>},
+      {"curve_state_v1", ReadAs<CKurvenLernWerkzeug>},
+      {"limit_value_state_v1", ReadAs<CLernenderGrenzwert>},
+      {"track_state_v1", ReadAs<CTrackLernWerkzeug>}};
+  for (const auto& [name, read] : records) {
+    Bytes bytes = Golden(name + std::string(".bin"));
+    ASSERT_FALSE(bytes.empty()) << name;
+    for (std::size_t bit = 0; bit < 9 * bytes.size(); ++bit) {
+      const bool cut = bit / 8 >= bytes.size();
+      const std::size_t size = cut ? bit - 8 * bytes.size() : bytes.size();
+      const auto flip = static_cast<std::uint8_t>(cut ? 0 : 1 << bit % 8);
+      bytes[bit / 8 % bytes.size()] ^= flip;
+      read(std::span(bytes).first(size));
+      bytes[bit / 8 % bytes.size()] ^= flip;
+      ASSERT_LE(g_heap.bytes, kTimes * size + kAlways) << name << ' ' << bit;
     }
   }
 }

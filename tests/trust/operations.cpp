@@ -26,7 +26,7 @@ Curve Noise(unsigned seed, int kind = 0, std::size_t n = 301) {
 /// The same, made once: operations allocate nothing for their arguments.
 template <class Curve = Ext>
 const Curve& Fixed(unsigned seed, int kind = 0, std::size_t n = 301) {
-  static std::map<std::tuple<unsigned, int, std::size_t>, Curve> made;
+  thread_local std::map<std::tuple<unsigned, int, std::size_t>, Curve> made;
   const auto key = std::make_tuple(seed, kind, n);
   const auto found = made.find(key);
   return found != made.end() ? found->second
@@ -34,7 +34,7 @@ const Curve& Fixed(unsigned seed, int kind = 0, std::size_t n = 301) {
 }
 
 const CSigPairs& Run(unsigned seed, int n = 200) {
-  static std::map<std::pair<unsigned, int>, CSigPairs> made;
+  thread_local std::map<std::pair<unsigned, int>, CSigPairs> made;
   const auto found = made.find({seed, n});
   if (found != made.end()) {
     return found->second;
@@ -48,7 +48,7 @@ const CSigPairs& Run(unsigned seed, int n = 200) {
 }
 
 const CSigCurveArray& Curves(int count = 9) {
-  static std::map<int, CSigCurveArray> made;
+  thread_local std::map<int, CSigCurveArray> made;
   const auto found = made.find(count);
   if (found != made.end()) {
     return found->second;
@@ -122,7 +122,7 @@ T Sample() {
 
 template <class T>
 const T& FixedSample() {
-  static const T kMade = Sample<T>();
+  thread_local const T kMade = Sample<T>();
   return kMade;
 }
 
@@ -352,7 +352,7 @@ void AddLearning(std::vector<Operation>& all) {
     const Ext& a = Fixed(9);
     const Ext& b = Fixed(10);
     const Ext* const curves[] = {&a, &b};
-    static Ext spread;
+    thread_local Ext spread;
     const bool ok = CSigCurveAssistent::MittelUndStreuung(curves, o, spread);
     if (ok) {
       out << spread;
@@ -376,7 +376,7 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
                                 [=](CSigPairs& o, Sink&) { o.Verrechnen(Run(9, 150), code); }));
   }
   LIMES_OP(CSigPairs, "Verrechnen itself", { o.Verrechnen(o, 2); });
-  static CSigPairsVM described(Run(9));
+  thread_local CSigPairsVM described(Run(9));
   described.SetDataName(u"A text longer than any buffer inside of texts");
   LIMES_OP(CSigPairsVM, "Copy", { return o.Copy(described, true); });
   LIMES_OP(CSigPairs, "values", {
@@ -397,7 +397,7 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   LIMES_OP(CSigPairs, "DatenSortieren",
            { o.DatenWenden(), o.DatenSpiegeln(), o.DatenSortieren(true); });
   LIMES_OP(CSigPairs, "KurveBilden", {
-    static Ext c;  // its own memory is not what fails
+    thread_local Ext c;  // its own memory is not what fails
     o.KurveBilden(&c, true);
     out << c;
   });
@@ -414,7 +414,7 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   const auto reduce = [&](const char* name, auto call) {
     all.push_back(On<CSigCurveArray>(std::string("CSigCurveArray ") + name,
                                      [=](CSigCurveArray& o, Sink& out) -> bool {
-                                       static Ext target;
+                                       thread_local Ext target;
                                        const bool ok = call(o, target);
                                        if (ok) {
                                          out << target;
@@ -447,7 +447,7 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   });
   for (const CResampleTool::InterpOpts opts : {0, 1, 2, 3, 4, 5, 19}) {
     all.push_back(On<Ext>("CResampleTool 1d " + std::to_string(opts), [=](Ext& o, Sink& out) {
-      static std::vector<float> line(1000);
+      thread_local std::vector<float> line(1000);
       for (const int n : {70, 301, 1000}) {
         CResampleTool::Resample1d(o.ValArray(), 301, line.data(), n, opts);
         out << line;
@@ -478,7 +478,7 @@ void AddTexts(std::vector<Operation>& all) {
   for (const int mode : {0, 1, 2, 3, 4, 5}) {
     all.push_back(On<CPolygonCodierung>(
         "CPolygonCodierung mode " + std::to_string(mode), [=](CPolygonCodierung& o, Sink& out) {
-          static Ext c;
+          thread_local Ext c;
           c = Fixed(9);
           float at = 0.0F;
           out << o.MaxKurvenAbstand(c, &at, mode) << at << o.IntegralAbstand(c, mode);

@@ -1,0 +1,53 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "limes/core/object_archive.h"
+#include "limes/platform/module.h"
+#include "limes/platform/string_table.h"
+#include "tests/support/messages.h"
+#include "tests/trust/operations.h"
+
+namespace limes::test {
+namespace {
+
+/// Everything that belongs to the process and not to an object.
+void UseWhatIsShared(unsigned thread) {
+  platform::SetLanguage(static_cast<platform::Language>(thread % 2));
+  CMeasuringUnit::SetGlobalFlag(7, thread % 2 == 0);
+  EXPECT_NE(LoadString(50 + thread), u"");
+  EXPECT_GE(ModuleRegistry::Modules().size(), 1U);
+  EXPECT_NE(ModuleRegistry::FindText(1, platform::CurrentLanguage()), nullptr);
+  EXPECT_EQ(CSObjectRegister::ObjektSuchen("none such"), nullptr);
+  PrWin::Output(0, 0, u"line");
+  EXPECT_EQ(MessageBoxes::Warning(u"box"), 2);
+  EXPECT_EQ(CMeasuringUnit(u"dB(m/s²)"), u"dB(m/s²)");
+}
+
+TEST(Threads, EachRunsAllOperationsWithTheBitsOfOneAlone) {
+  const Messages messages;
+  MessageBoxes::SetHandler([](std::u16string_view) { return 2; });  // called by many at once
+  std::vector<Outcome> alone;
+  for (const Operation& operation : AllOperations()) {
+    alone.push_back(operation.run([](bool) {}));
+  }
+  std::vector<std::thread> threads;
+  for (unsigned t = 0; t < 8; ++t) {
+    threads.emplace_back([&alone, t] {
+      const std::vector<Operation> all = AllOperations();
+      for (std::size_t k = 0; k < all.size(); ++k) {
+        const std::size_t i = (k + t * all.size() / 8) % all.size();
+        const Outcome outcome = all[i].run([](bool) {});
+        EXPECT_EQ(outcome.after, alone[i].after) << all[i].name;
+        EXPECT_EQ(outcome.results, alone[i].results) << all[i].name;
+        UseWhatIsShared(t);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+}  // namespace
+}  // namespace limes::test
