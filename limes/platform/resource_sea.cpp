@@ -36,12 +36,12 @@ Place FindColumn(std::u16string_view text, unsigned column) {
   }
 }
 
-/// Text without line ends and other controls, which would break the lines of a file.
-std::string OneLine(std::u16string_view text) {
-  wide_string line(text);
+/// Text with blanks for line ends, which would break the lines of a file. Also what is read is made
+/// so, else names that differ in them would be one when they are written.
+wide_string OneLine(wide_string text) {
   std::replace_if(
-      line.begin(), line.end(), [](char16_t c) { return c == u'\n' || c == u'\r'; }, u' ');
-  return WideToUtf8(line);
+      text.begin(), text.end(), [](char16_t c) { return c == u'\n' || c == u'\r'; }, u' ');
+  return text;
 }
 
 /// Reads the stream to its end in pieces; false when it fails or memory is short.
@@ -89,7 +89,7 @@ bool Parse(std::string_view text, std::map<wide_string, CResourceList, std::less
       if (close == 0 || line[close] != ']') {
         return false;
       }
-      list = &lists[Utf8ToWide(line.substr(1, close - 1))];
+      list = &lists[OneLine(Utf8ToWide(line.substr(1, close - 1)))];
       continue;
     }
     if (list == nullptr) {
@@ -98,7 +98,7 @@ bool Parse(std::string_view text, std::map<wide_string, CResourceList, std::less
     if (line[0] == '\\') {
       line.remove_prefix(1);
     }
-    list->Append(Utf8ToWide(line));
+    list->Append(OneLine(Utf8ToWide(line)));
   }
   return true;
 }
@@ -168,9 +168,9 @@ bool CResourceSea::Save(CFileStream& file) const {
   try {
     std::string text;
     for (const auto& [name, list] : lists_) {
-      text += '[' + OneLine(name) + "]\n";
+      text += '[' + WideToUtf8(OneLine(name)) + "]\n";
       for (const CResourceEntry& entry : list) {
-        const std::string line = OneLine(entry.Text());
+        const std::string line = WideToUtf8(OneLine(entry.Text()));
         // A line that would read as something else is marked as an entry.
         const bool mark = line.find_first_not_of(" \t\v\f") == line.npos || line[0] == '#' ||
                           line[0] == '[' || line[0] == '\\';
