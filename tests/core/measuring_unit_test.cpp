@@ -261,6 +261,7 @@ TEST(UnitStrings, RejectsOrRegistersUnknownTexts) {
 
 TEST(UnitStrings, KeepsReciprocalOfTheRowBehindForTexts) {
   EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"s"), 7U);
+  EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"-"), 27U);
   EXPECT_EQ(CMeasuringUnit::UnitStrings::inverseIndex(u"W"), 0U);
   wide_string all;
   for (unsigned unit = 0; unit <= CMeasuringUnit::kBuiltInUnits; ++unit) {
