@@ -29,8 +29,9 @@
 
 /// LIMES_WIDE before a function written with AVX2 intrinsics, called only where HasWide() says so;
 /// for the few loops that compilers do not turn into vectors by themselves. LIMES_HAS_WIDE tells
-/// whether there are any.
-#if defined(__x86_64__) && defined(__GNUC__)
+/// whether there are any: none on Windows, where g++ keeps wide vectors on a stack that is aligned
+/// to 16 bytes only (GCC bug 54412).
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(_WIN32)
 #define LIMES_HAS_WIDE
 #define LIMES_WIDE __attribute__((target("avx2")))
 

@@ -15,8 +15,13 @@ const char16_t* LibraryText(unsigned id, Language language);  // string_table.cp
 
 namespace {
 
-// Constant-initialised, so that registrations from any file find them ready.
-constinit std::mutex gMutex;
+/// Made at its first use, so that registrations from any file find it ready.
+std::mutex& Mutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+// Constant-initialised for the same reason.
 constinit CModuleRegistration* gFirst = nullptr;
 constinit const SModule* gSource = nullptr;
 constinit limes_module_observer gObserver = nullptr;
@@ -31,7 +36,7 @@ void Tell(const SModule& module, int joined) {
   limes_module_observer observer = nullptr;
   void* context = nullptr;
   {
-    const std::scoped_lock lock(gMutex);
+    const std::scoped_lock lock(Mutex());
     observer = gObserver;
     context = gContext;
   }
@@ -44,7 +49,7 @@ void Tell(const SModule& module, int joined) {
 
 CModuleRegistration::CModuleRegistration(const SModule* module) : module_(module) {
   {
-    const std::scoped_lock lock(gMutex);
+    const std::scoped_lock lock(Mutex());
     CModuleRegistration** end = &gFirst;
     while (*end != nullptr) {
       end = &(*end)->next_;
@@ -56,7 +61,7 @@ CModuleRegistration::CModuleRegistration(const SModule* module) : module_(module
 
 CModuleRegistration::~CModuleRegistration() {
   {
-    const std::scoped_lock lock(gMutex);
+    const std::scoped_lock lock(Mutex());
     CModuleRegistration** at = &gFirst;
     while (*at != nullptr && *at != this) {
       at = &(*at)->next_;
@@ -72,7 +77,7 @@ CModuleRegistration::~CModuleRegistration() {
 }
 
 std::vector<ModuleRegistry::Entry> ModuleRegistry::Modules() {
-  const std::scoped_lock lock(gMutex);
+  const std::scoped_lock lock(Mutex());
   std::vector<Entry> entries;
   for (const CModuleRegistration* at = gFirst; at != nullptr; at = at->next_) {
     entries.push_back({at->module_->name, at->module_->version});
@@ -83,12 +88,12 @@ std::vector<ModuleRegistry::Entry> ModuleRegistry::Modules() {
 const SModule* ModuleRegistry::Library() { return &kLibrary; }
 
 const SModule* ModuleRegistry::SetResourceSource(const SModule* module) {
-  const std::scoped_lock lock(gMutex);
+  const std::scoped_lock lock(Mutex());
   return std::exchange(gSource, module);
 }
 
 const char16_t* ModuleRegistry::FindText(unsigned id, platform::Language language) {
-  const std::scoped_lock lock(gMutex);
+  const std::scoped_lock lock(Mutex());
   const auto find = [=](const SModule* module) {
     return module == nullptr || module->text == nullptr ? nullptr : module->text(id, language);
   };
@@ -103,7 +108,7 @@ const char16_t* ModuleRegistry::FindText(unsigned id, platform::Language languag
 
 void limes_observe_modules(limes_module_observer observer, void* context) {
   {
-    const std::scoped_lock lock(limes::gMutex);
+    const std::scoped_lock lock(limes::Mutex());
     limes::gObserver = observer;
     limes::gContext = context;
   }

@@ -1,4 +1,6 @@
+#if defined(__unix__)
 #include <dlfcn.h>
+#endif
 #include <gtest/gtest.h>
 
 #include "limes/platform/file_stream.h"
@@ -143,6 +145,7 @@ TEST(Module, ChainAndResourceSource) {
   EXPECT_EQ(LoadString(1000), u"");
 }
 
+#if defined(__unix__)
 TEST(Module, LoadedLibraryRegistersAndLeaves) {
   using Log = std::vector<std::pair<std::string, int>>;
   for (int round = 0; round < 2; ++round) {
@@ -166,6 +169,7 @@ TEST(Module, LoadedLibraryRegistersAndLeaves) {
     EXPECT_EQ(limes_module_count(), 1U) << "this program's own library is another one";
   }
 }
+#endif
 
 }  // namespace
 }  // namespace limes
