@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -11,40 +10,27 @@
 #include "limes/platform/resource_sea.h"
 #include "tests/support/bits.h"
 #include "tests/support/hostile.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
 
-constexpr float kInf = std::numeric_limits<float>::infinity();
-
-std::vector<float> Decoded(const CCompressedVector& vector) {
-  std::vector<float> values(vector.ValueCount());
-  EXPECT_EQ(vector.Dekomprimieren(values.data()), vector.DataBytes());
-  return values;
-}
+using test::Shown;
 
 TEST(CompressedVector, CodesOverTheRangeOfTheValues) {
   const struct {
     std::vector<float> values;
-    std::vector<float> decoded;
-  } cases[] = {
-      {{1.0F, 2.0F, 3.0F}, {1.0F, 128.0F / 255.0F * 2.0F + 1.0F, 3.0F}},
-      {{5.0F, 5.0F}, {5.0F, 5.0F}},
-      {{}, {}},
-      {{0.0F, std::nanf(""), 2.0F}, {0.0F, 0.0F, 2.0F}},
-      {{std::nanf(""), 1.0F}, {std::nanf(""), std::nanf("")}},
-      {{1.0F, kInf}, {std::nanf(""), std::nanf("")}},
-  };
+    const char* decoded;
+  } cases[] = {{{1, 2, 3}, "1 2.00392 3"}, {{5, 5}, "5 5"},       {{}, ""},
+               {{0, NAN, 2}, "0 0 2"},     {{NAN, 1}, "nan nan"}, {{1, INFINITY}, "nan nan"}};
   for (const auto& c : cases) {
     for (const int method : {1, 2}) {
       CCompressedVector vector;
       const int n = static_cast<int>(c.values.size());
       EXPECT_EQ(vector.Komprimieren(c.values.data(), n, -1.0F, 1.0F, method), n + 28);
-      const std::vector<float> decoded = Decoded(vector);
-      ASSERT_EQ(decoded.size(), c.decoded.size());
-      for (std::size_t i = 0; i < decoded.size(); ++i) {
-        EXPECT_TRUE(test::Same(decoded[i], c.decoded[i])) << i;
-      }
+      std::vector<float> decoded(vector.ValueCount());
+      EXPECT_EQ(vector.Dekomprimieren(decoded.data()), vector.DataBytes());
+      EXPECT_EQ(Shown(decoded), c.decoded);
     }
   }
   CCompressedVector vector;
@@ -52,13 +38,12 @@ TEST(CompressedVector, CodesOverTheRangeOfTheValues) {
 }
 
 TEST(CompressedVector, KeepsRawValuesWhateverTheMethodNumber) {
-  const std::vector<float> values = {1.5F, -0.0F, kInf};
+  const std::vector<float> values = {1.5F, -0.0F, INFINITY};
   CCompressedVector vector;
   EXPECT_EQ(vector.Komprimieren(values.data(), 3, 0.0F, 3.0F, 77), 4 * 3 + 28);
-  const std::vector<float> decoded = Decoded(vector);
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_TRUE(test::Same(decoded[i], values[i]));
-  }
+  std::vector<float> decoded(3);
+  EXPECT_EQ(vector.Dekomprimieren(decoded.data()), vector.DataBytes());
+  EXPECT_EQ(test::Difference(decoded, values), "");
 }
 
 TEST(CompressedVector, RecordIsPinnedAndHostileSafe) {
@@ -83,31 +68,25 @@ TEST(IntervalCoding, LastMatchingIntervalWins) {
   coding.WeiteresIntervall(5.0F, 20.0F, 2);
   coding.WeiteresIntervall(3.0F, 2.0F, 9);
   coding.WeiteresIntervall(30.0F, 30.0F, 3);
-  constexpr struct {
-    float x;
-    int code;
-  } kCases[] = {{7.0F, 2}, {3.0F, 1}, {25.0F, 0}, {10.0F, 2}, {20.0F, 2}, {30.0F, 3}, {-0.0F, 1}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(coding[c.x], c.code) << c.x;
+  std::vector<int> codes;
+  for (const float x : {7.0F, 3.0F, 25.0F, 10.0F, 20.0F, 30.0F, -0.0F, NAN}) {
+    codes.push_back(coding[x]);
   }
-  EXPECT_EQ(coding[std::nanf("")], 0);
-  EXPECT_EQ(coding.Anzahl(), 3);
-  EXPECT_EQ(coding.Von(1), 5.0F);
-  EXPECT_EQ(coding.Code(-1) + coding.Code(3), 0);
+  EXPECT_EQ(Shown(codes), "2 1 0 2 2 3 1 0");
+  EXPECT_EQ(Shown(coding.Anzahl(), coding.Von(1), coding.Code(-1), coding.Code(3)), "3 5 0 0");
   const CIntervallCodierung copy = coding;
   coding.Neubeginn(4);
-  EXPECT_EQ(copy[7.0F], 2);
-  EXPECT_EQ(coding[7.0F], 4);
+  EXPECT_EQ(Shown(copy[7.0F], coding[7.0F]), "2 4");
 }
 
 TEST(IntervalCoding, ReadsTextsAndLists) {
   CIntervallCodierung coding;
-  EXPECT_EQ(coding.AusTextLesen(u" 17 rest"), 17);
-  EXPECT_EQ(coding.DefaultCode(), 17);
-  EXPECT_EQ(coding.AusTextLesen(u"-3"), -3);
-  EXPECT_EQ(coding.AusTextLesen(u"none"), -1);
-  EXPECT_EQ(coding.DefaultCode(), 17);
-
+  const std::pair<const char16_t*, const char*> texts[] = {
+      {u" 17 rest", "17 17"}, {u"-3", "-3 17"}, {u"none", "-1 17"}};
+  for (const auto& [text, expected] : texts) {
+    const int read = coding.AusTextLesen(text);
+    EXPECT_EQ(Shown(read, coding.DefaultCode()), expected);
+  }
   CResourceSea store;
   EXPECT_EQ(coding.AusResListeLesen(store, u"gears", 1), 0);
   EXPECT_EQ(coding.DefaultCode(), 9999);
@@ -116,9 +95,8 @@ TEST(IntervalCoding, ReadsTextsAndLists) {
     list.Append(line);
   }
   EXPECT_EQ(coding.AusResListeLesen(store, u"gears", 1), 3);
-  EXPECT_EQ(coding[25.0F], 9999);
-  EXPECT_EQ(coding[100.0F], 4);
-  EXPECT_EQ(coding[0.0F], 9999);  // the blank line's interval from 0 to 0
+  EXPECT_EQ(Shown(coding[25.0F], coding[100.0F], coding[0.0F]), "9999 4 9999")
+      << "the blank line's interval is from 0 to 0";
 }
 
 }  // namespace

@@ -8,21 +8,16 @@
 #include "limes/signals/curve_array.h"
 #include "tests/support/bits.h"
 #include "tests/support/curves.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
 
+using test::Shown;
 using Tool = CResampleTool;
 using Values = std::vector<float>;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-
-void ExpectSame(const Values& actual, const Values& expected) {
-  ASSERT_EQ(actual.size(), expected.size());
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    ASSERT_TRUE(test::Same(actual[i], expected[i])) << i << ": " << actual[i] << expected[i];
-  }
-}
 
 Values Resampled(const Values& src, std::size_t n, int opts) {
   Values dst(n + 1, 77.0F);
@@ -157,13 +152,13 @@ TEST(Resample, EqualsThePlainLoops) {
     const std::size_t n = random() % 300 + 1;
     for (const int opts : {0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 18, 19, 20, 21}) {
       SCOPED_TRACE(testing::Message() << src.size() << " to " << n << ", option " << opts);
-      ExpectSame(Resampled(src, n, opts), Plain(src, n, opts, last));
+      ASSERT_EQ(test::Difference(Resampled(src, n, opts), Plain(src, n, opts, last)), "");
       last = n > src.size() && opts != 5 ? src.back() : last;
     }
   }
-  ExpectSame(Resampled({0, 4}, 4, 0), {0, 4, 4, 4});
-  ExpectSame(Resampled({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 2, 3), {1, 5});
-  ExpectSame(Resampled({1, kNaN, 2}, 1, 2), {1});
+  EXPECT_EQ(Shown(Resampled({0, 4}, 4, 0)), "0 4 4 4");
+  EXPECT_EQ(Shown(Resampled({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 2, 3)), "1 5");
+  EXPECT_EQ(Shown(Resampled({1, kNaN, 2}, 1, 2)), "1");
 }
 
 TEST(Resample, StaysInBounds) {
@@ -189,27 +184,26 @@ TEST(Resample, CurvesAndIntegers) {
   source.SetVIMinMax(1, 4);
   CSigCurve target(2);
   Tool::Resample1d(&source, &target, Tool::kMaximum);
-  ExpectSame(test::ValuesOf(target), {1, 3});
+  EXPECT_EQ(Shown(target), "1 3");
   source.Malloc(2);  // its indices are no longer true
   Tool::Resample1d(&source, &target, 0);
   Tool::Resample1d(nullptr, &target, 0);
 
-  using Integers = std::vector<std::int32_t>;
-  Integers levels(4);
+  std::vector<std::int32_t> levels(4);
   Tool tool;
   EXPECT_TRUE(tool.Resample1d(&target, levels.data(), 4, 30, Tool::kFirst));
   EXPECT_FALSE(tool.Resample1d(&target, levels.data(), 0, 30, Tool::kFirst));
   const auto integers = [](float lo, float hi, int max) {
     const float src[] = {-1.0F, 0.0F, 0.2F, 0.5F, 1.0F, 9.0F, kNaN, -INFINITY, INFINITY};
-    Integers dst(std::size(src));
+    std::vector<std::int32_t> dst(std::size(src));
     Tool::IntConversion(src, static_cast<unsigned>(dst.size()), lo, hi, dst.data(), max);
-    return dst;
+    return Shown(dst);
   };
-  constexpr int kMax = std::numeric_limits<int>::max();
-  EXPECT_EQ(integers(0, 1, 10), (Integers{0, 0, 2, 5, 10, 10, 0, 0, 10}));
-  EXPECT_EQ(integers(0, 0, 10), integers(0, 1, 10)) << "the scale is the largest value";
-  EXPECT_EQ(integers(1, 0, 4), (Integers{4, 4, 3, 2, 0, 0, 0, 4, 0}));
-  EXPECT_EQ(integers(0, 1, kMax)[5], kMax);
+  EXPECT_EQ(integers(0, 1, 10), "0 0 2 5 10 10 0 0 10");
+  EXPECT_EQ(integers(0, 0, 10), "0 0 2 5 10 10 0 0 10") << "the scale is the largest value";
+  EXPECT_EQ(integers(1, 0, 4), "4 4 3 2 0 0 0 4 0");
+  EXPECT_EQ(integers(0, 1, std::numeric_limits<int>::max()).substr(25),
+            "2147483647 2147483647 0 0 2147483647");
 }
 
 TEST(Resample, GridEqualsThePlainLoops) {
@@ -228,7 +222,8 @@ TEST(Resample, GridEqualsThePlainLoops) {
     if (array.TMin() < array.TMax()) {
       const auto i0 = static_cast<std::size_t>(section ? array[0]->GetIndex(0.2F) : 0);
       const auto i1 = section ? static_cast<std::size_t>(array[0]->GetIndex(0.7F)) : n - 1;
-      ExpectSame(GridOf(tool), PlainGrid(array, width, height, from, to, i0, i1));
+      ASSERT_EQ(test::Difference(GridOf(tool), PlainGrid(array, width, height, from, to, i0, i1)),
+                "");
     }
   }
 }
@@ -253,7 +248,7 @@ TEST(Resample, GridRefusesWhatItCannotShow) {
   tool.Setze2dAusschnitt(false, 0, 1, 0, 1);
   delete array.Detach(0);
   EXPECT_FALSE(tool.Resample2d(&array, 4, 3));
-  ExpectSame(GridOf(tool), GridOf(before));
+  ASSERT_EQ(test::Difference(GridOf(tool), GridOf(before)), "");
   EXPECT_NE(tool.PPunkt(3, 2), before.PPunkt(3, 2)) << "copies are deep";
   EXPECT_EQ(tool.PPunkt(4, 0), nullptr);
   ASSERT_TRUE(tool.Adjust1dPuffer(100));
@@ -262,18 +257,15 @@ TEST(Resample, GridRefusesWhatItCannotShow) {
   EXPECT_EQ(tool.Zeilenpuffer(), line) << "twice was taken";
 }
 
-TEST(Resample, KeepsOneStepBetweenFilledRows) {
+TEST(Resample, KeepsOneStepBetweenFilledRowsAndTheLastSamplesUnseen) {
   Tool tool;
   ASSERT_TRUE(tool.Adjust2dPuffer(1, 5));
   *tool.PPunkt(0, 0) = 4.0F;
   *tool.PPunkt(0, 4) = 8.0F;
   for (const auto& [r0, r1] : {std::pair{0U, 4U}, {0U, 9U}, {3U, 2U}}) {
     tool.Interpol2dy(r0, r1);
-    ExpectSame(GridOf(tool), {4.0F, 5.0F, 5.0F, 5.0F, 8.0F});
+    EXPECT_EQ(Shown(GridOf(tool)), "4 5 5 5 8");
   }
-}
-
-TEST(Resample, KeepsTheLastSamplesUnseen) {
   Values src(100);
   src[99] = 1.0F;
   EXPECT_EQ(Resampled(src, 7, Tool::kMaximum), Values(7));

@@ -7,13 +7,14 @@
 #include <string>
 
 #include "tests/support/kernel_cases.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
 
 using test::Buffers;
+using test::Shown;
 
-constexpr float kInf = std::numeric_limits<float>::infinity();
 const float kNaN = std::nanf("");
 
 /// Both forms on floats of each kind, counts 0 to 130, increments 1 to 5, all alignments, apart and
@@ -35,31 +36,29 @@ void ExpectSameBits(const test::KernelCase& c) {
   }
 }
 
-TEST(VectorKernels, ElementsHaveTheBitsOfThePlainLoop) {
-  for (const auto& c : test::ElementCases()) {
-    ExpectSameBits(c);
-  }
-}
-
-TEST(VectorKernels, ReductionsHaveTheBitsOfThePlainLoop) {
-  for (const auto& c : test::ReductionCases()) {
-    ExpectSameBits(c);
+TEST(VectorKernels, HaveTheBitsOfThePlainLoop) {
+  for (const auto& cases : {test::ElementCases(), test::ReductionCases()}) {
+    for (const auto& c : cases) {
+      ExpectSameBits(c);
+    }
   }
 }
 
 TEST(VectorKernels, StatisticsJoinBlocks) {
   const float values[] = {1.0F, 2.0F, 3.0F, 4.0F, 5.0F};
+  const float equal[] = {3.0F, 3.0F, 3.0F};
   DVL::StatisticsData_t s;
+  const auto shown = [&s] {
+    return Shown(s.valid(), s.min, s.max, s.count, s.mean, s.meanSquare, s.stdDev);
+  };
   DVL::VectorStatistics(values, 2, 1, s);
   DVL::VectorStatistics(values + 2, 3, 1, s);
   DVL::VectorStatistics(values, 0, 1, s);
   s.calc_stddev();
-  EXPECT_TRUE(s.valid() && s.min == 1.0F && s.max == 5.0F && s.count == 5);
-  EXPECT_TRUE(s.mean == 3.0F && s.meanSquare == 11.0F && s.stdDev == std::sqrt(2.0F));
+  EXPECT_EQ(shown(), "1 1 5 5 3 11 1.41421");
   s.reset();
-  const float equal[] = {3.0F, 3.0F, 3.0F};
   DVL::VectorStatistics(equal, 3, 1, s);
-  EXPECT_TRUE(!s.valid() && s.mean == 3.0F && s.count == 3);  // kept: equal samples are not valid
+  EXPECT_EQ(shown(), "0 3 3 3 3 9 0");  // kept: equal samples are not valid
   s.meanSquare = 8.0F;
   s.calc_stddev();
   EXPECT_TRUE(std::isnan(s.stdDev));
@@ -74,9 +73,9 @@ TEST(VectorKernels, StatisticsJoinBlocks) {
   float mean[] = {7.0F, 7.0F};
   EXPECT_EQ(DVL::VectorVarianz(values, 0, 1, mean), 0.0F);
   EXPECT_EQ(DVL::VectorStdDev(values, 3, 2, mean + 1), std::sqrt(8.0F / 3.0F));
-  EXPECT_EQ(mean[0] + mean[1], 10.0F);
+  EXPECT_EQ(Shown(mean), "7 3");
   EXPECT_EQ(DVL::VectorKovarianz(values, 2, equal, 1, 3, mean), 0.0F);
-  EXPECT_EQ(mean[0], 3.0F);
+  EXPECT_EQ(Shown(mean), "3 3");
   EXPECT_TRUE(std::isnan(DVL::Kurtosis(equal, 3)));
 }
 
@@ -166,42 +165,43 @@ TEST(VectorKernels, KeepsBuffersUntouchedByAnIdentity) {
 TEST(VectorKernels, KeepsStatedResults) {
   std::array<float, 4> v = {-4.0F, 4.0F, kNaN, 2.0F};
   DVL::SquareRootIp(v.data(), 3, 1);
-  EXPECT_EQ(v, (std::array{0.0F, 2.0F, 0.0F, 2.0F}));
-  DVL::ReciprocalIp(v.data(), 3, 1);  // nothing to repeat at first
-  EXPECT_EQ(v, (std::array{0.0F, 0.5F, 0.5F, 2.0F}));
+  EXPECT_EQ(Shown(v), "0 2 0 2");
+  DVL::ReciprocalIp(v.data(), 3, 1);
+  EXPECT_EQ(Shown(v), "0 0.5 0.5 2") << "nothing to repeat at first";
   DVL::ClipVectorIp(v.data(), 4, 1, 5.0F, 1.0F);
-  EXPECT_EQ(v, (std::array{1.0F, 1.0F, 1.0F, 1.0F}));
+  EXPECT_EQ(Shown(v), "1 1 1 1");
 
-  const float in[] = {2.5F, 3.5F, -2.5F, 3e9F, -kInf, kNaN};
-  std::array<std::int32_t, 6> rounded{};
-  DVL::FloatToInt32(rounded.data(), 1, in, 1, 6, 1.0F);
-  EXPECT_EQ(rounded, (std::array{2, 4, -2, 2147483647, -2147483647 - 1, -2147483647 - 1}));
-  const float wide[] = {2.7F, -2.7F, 40000.0F, 4294968320.0F, kInf, kNaN};
-  std::array<std::int16_t, 6> wrapped{};
-  DVL::FloatToInt16(wrapped.data(), 1, wide, 1, 6, 1.0F);
-  EXPECT_EQ(wrapped, (std::array<std::int16_t, 6>{2, -2, 40000 - 65536, 1024, 0, 0}));
+  const float in[] = {2.5F, 3.5F, -2.5F, 3e9F, -INFINITY, kNaN};
+  std::int32_t rounded[6];
+  DVL::FloatToInt32(rounded, 1, in, 1, 6, 1.0F);
+  EXPECT_EQ(Shown(rounded), "2 4 -2 2147483647 -2147483648 -2147483648");
+  const float wide[] = {2.7F, -2.7F, 40000.0F, 4294968320.0F, INFINITY, kNaN};
+  std::int16_t wrapped[6];
+  DVL::FloatToInt16(wrapped, 1, wide, 1, 6, 1.0F);
+  EXPECT_EQ(Shown(wrapped), "2 -2 -25536 1024 0 0");
 
-  std::array<std::uint8_t, 6> bytes = {9, 9, 9, 9, 9, 9};
-  DVL::Float2ByteVector(in, 3, 2.0F, 2.0F, bytes.data(), 10, 1, 2);  // side by side all the same
-  DVL::Float2ByteVector(in, 3, 0.0F, 2.0F, bytes.data(), 0, 1, 1);
-  EXPECT_EQ(bytes, (std::array<std::uint8_t, 6>{0, 0, 0, 9, 9, 9}));
-  DVL::Float2ByteVector(in, 3, kNaN, 2.0F, bytes.data(), 10, 1, 2);
-  EXPECT_EQ(bytes, (std::array<std::uint8_t, 6>{0, 0, 0, 9, 0, 9}));
+  std::uint8_t bytes[] = {9, 9, 9, 9, 9, 9};
+  DVL::Float2ByteVector(in, 3, 2.0F, 2.0F, bytes, 10, 1, 2);  // side by side all the same
+  DVL::Float2ByteVector(in, 3, 0.0F, 2.0F, bytes, 0, 1, 1);
+  EXPECT_EQ(Shown(bytes), "0 0 0 9 9 9");
+  DVL::Float2ByteVector(in, 3, kNaN, 2.0F, bytes, 10, 1, 2);
+  EXPECT_EQ(Shown(bytes), "0 0 0 9 0 9");
 
   const std::uint32_t palette[] = {10, 11, 12, 13};
   const struct {
     float hi;
-    std::uint32_t count, colour;
-  } colours[] = {{2.0F, 4, 12}, {0.1F, 4, 13}, {0.0F, 4, 10},
-                 {2.0F, 1, 10}, {kNaN, 4, 10}, {2.0F, 0, 7}};
-  for (const auto& c : colours) {
-    std::array<std::uint32_t, 2> out = {7, 7};
-    DVL::Float2ColorVector(in, 2, 0.0F, c.hi, out.data(), palette, c.count, 1);
-    EXPECT_EQ(out, (std::array{c.colour, c.colour})) << c.hi << ' ' << c.count;
+    std::uint32_t count;
+    const char* colours;
+  } cases[] = {{2.0F, 4, "12 12"}, {0.1F, 4, "13 13"}, {0.0F, 4, "10 10"},
+               {2.0F, 1, "10 10"}, {kNaN, 4, "10 10"}, {2.0F, 0, "7 7"}};
+  for (const auto& c : cases) {
+    std::uint32_t out[] = {7, 7};
+    DVL::Float2ColorVector(in, 2, 0.0F, c.hi, out, palette, c.count, 1);
+    EXPECT_EQ(Shown(out), c.colours) << c.hi << ' ' << c.count;
   }
-  std::array<double, 3> doubles = {1.0, 1.0, 1.0};
-  DVL::SetConstant(doubles.data(), 2, 2, 0.1);
-  EXPECT_EQ(doubles, (std::array{0.1, 1.0, 0.1}));
+  double doubles[] = {1.0, 1.0, 1.0};
+  DVL::SetConstant(doubles, 2, 2, 0.1);
+  EXPECT_EQ(Shown(doubles), "0.1 1 0.1");
 
   float* block = DVL::NewAlignedFloat(5);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0U);

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "tests/support/reduction_cases.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
@@ -113,19 +114,27 @@ TEST(VectorReductions, KeepsStatedResults) {
   const struct {
     std::uint32_t nIn, inc;
     unsigned flags;
-    std::array<float, 4> expected;
-  } cases[] = {{10, 1, 2, {5.0F, 30.0F, 60.0F, 85.0F}}, {10, 1, 0, {10.0F, 40.0F, 70.0F, 90.0F}},
-               {2, 1, 0, {0.0F, 2.0F, 4.0F, 6.0F}},     {2, 3, 4, {0.0F, 2.0F, 4.0F, 6.0F}},
-               {3, 1, 0, {0.0F, 0.0F, 10.0F, 10.0F}},   {3, 1, 4, {0.0F, 5.0F, 10.0F, 15.0F}},
-               {4, 2, 0, {0.0F, 20.0F, 40.0F, 60.0F}}};
+    std::uint32_t nOut;
+    float factor;
+    const char* expected;
+  } cases[] = {{10, 1, 2, 4, 1.0F, "5 30 60 85"},
+               {10, 1, 0, 4, 1.0F, "10 40 70 90"},
+               {2, 1, 0, 4, 1.0F, "0 2 4 6"},
+               {2, 3, 4, 4, 1.0F, "0 2 4 6"},
+               {3, 1, 0, 4, 1.0F, "0 0 10 10"},
+               {3, 1, 4, 4, 1.0F, "0 5 10 15"},
+               {4, 2, 0, 4, 1.0F, "0 20 40 60"},
+               {3, 1, 0, 9, 0.5F, "0 0 0 5 5 5 5 10 10"},
+               {3, 2, 4, 9, 0.5F, "0 2.5 5 7.5 10 12 14 16 18"},
+               {1, 1, 4, 3, 2.0F, "0 0 0"}};
   for (const auto& c : cases) {
-    std::array<float, 4> out{};
-    DVL::Resamling(c.flags, ramp, c.nIn, c.inc, out.data(), 4, 1.0F);
-    EXPECT_EQ(out, c.expected) << c.nIn << ' ' << c.inc << ' ' << c.flags;
+    std::vector<float> out(c.nOut, 7.0F);
+    DVL::Resamling(c.flags, ramp, c.nIn, c.inc, out.data(), c.nOut, c.factor);
+    EXPECT_EQ(test::Shown(out), c.expected) << c.nIn << ' ' << c.inc << ' ' << c.flags;
   }
-  std::array<float, 3> three{};
-  DVL::DownsamlingMinMax(ramp, 10, 1, three.data(), 3, 2.0F);
-  EXPECT_EQ(three, (std::array{0.0F, 180.0F, 180.0F}));
+  float three[3];
+  DVL::DownsamlingMinMax(ramp, 10, 1, three, 3, 2.0F);
+  EXPECT_EQ(test::Shown(three), "0 180 180");
 }
 
 }  // namespace

@@ -9,9 +9,12 @@
 #include "limes/platform/print_window.h"
 #include "limes/results/defect_report_folder.h"
 #include "limes/results/protocol_item.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
+
+using test::Shown;
 
 CDefectReport Sample(std::uint32_t type) {
   CDefectReport report;
@@ -19,14 +22,8 @@ CDefectReport Sample(std::uint32_t type) {
   for (unsigned i = 0; i < CDefectReport::kNames; ++i) {
     report.NameAt(i, names[i]);
   }
-  report.Number(7);
-  report.Name(u"Gear noise");
-  report.Type(type);
-  report.Code(12);
-  report.Value(12.0F);
-  report.Limit(10.0F);
-  report.Average(8.25F);
-  report.Place(440.5F);
+  report.Number(7), report.Name(u"Gear noise"), report.Type(type), report.Code(12);
+  report.Value(12.0F), report.Limit(10.0F), report.Average(8.25F), report.Place(440.5F);
   report.Unit(u"dB(Pa)");
   return report;
 }
@@ -39,10 +36,7 @@ std::string Line(CDefectReport report) {
 
 TEST(DefectReport, LayoutTable) {
   const std::string head = "  7  Gear noise                              T1";
-  const struct {
-    std::uint32_t type;
-    std::string line;
-  } cases[] = {
+  const std::pair<std::uint32_t, std::string> cases[] = {
       {0, head + "  12.0/ 10.0"},
       {1, head + "  12.0/ 10.0/  8.2 dB(Pa)  440.50 par  loc (chan)"},
       {2, head + "  12.0/ 10.0/  8.2 dB(Pa)  instr par  loc (chan)"},
@@ -56,8 +50,8 @@ TEST(DefectReport, LayoutTable) {
       {101, head + "  12.0/ 10.0"},
       {std::numeric_limits<std::uint32_t>::max(), head + "  12.0/ 10.0"},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Line(Sample(c.type)), c.line) << c.type;
+  for (const auto& [type, line] : cases) {
+    EXPECT_EQ(Line(Sample(type)), line) << type;
   }
 }
 
@@ -89,39 +83,32 @@ TEST(DefectReportFolder, HandsOutOrdersAndRemoves) {
   CDefectReportOrdner folder(4);
   folder.Neu();
   EXPECT_TRUE(folder.BerichtOffen());
-  const struct {
-    const char16_t* mode;
-    int group, priority;
-  } reports[] = {{u"AB", 1, 5}, {u"ABC", 2, 9}, {u"B", 1, 5}, {u"*", 1, 7}};
-  for (const auto& r : reports) {
+  const std::tuple<const char16_t*, int, int> reports[] = {
+      {u"AB", 1, 5}, {u"ABC", 2, 9}, {u"B", 1, 5}, {u"*", 1, 7}};
+  for (const auto& [mode, group, priority] : reports) {
     CDefectReport* const report = folder.Naechster();
     ASSERT_NE(report, nullptr);
-    report->NameAt(0, r.mode);
-    report->Gruppe(r.group);
-    report->PrioritaetSetzen(r.priority);
+    report->NameAt(0, mode);
+    report->Gruppe(group);
+    report->PrioritaetSetzen(priority);
   }
   EXPECT_EQ(folder.Naechster(), nullptr);
-  EXPECT_EQ(folder.Anzahl(nullptr), 4);
-  EXPECT_EQ(folder.Anzahl(u""), 0);
-  EXPECT_EQ(folder.Anzahl(u"AB"), 2);
+  EXPECT_EQ(Shown(folder.Anzahl(nullptr), folder.Anzahl(u""), folder.Anzahl(u"AB")), "4 0 2");
 
   folder.Ordnen();
-  const int expected[] = {9, 7, 5, 5};
+  std::vector<int> order;
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(folder.Geordnet(i)->Prioritaet(), expected[i]);
+    order.push_back(folder.Geordnet(i)->Prioritaet());
   }
-  EXPECT_EQ(folder[0].Prioritaet(), 5);  // storage order stays
+  EXPECT_EQ(Shown(order, folder[0].Prioritaet()), "9 7 5 5 5") << "storage order stays";
   EXPECT_EQ(folder.Geordnet(2), &folder[0]) << "of equal ones the first";
-  EXPECT_EQ(folder.Geordnet(4), nullptr);
-  EXPECT_EQ(folder.Geordnet(-1), nullptr);
+  EXPECT_TRUE(folder.Geordnet(4) == nullptr && folder.Geordnet(-1) == nullptr);
 
   folder.ModeLoeschen(u"");
   folder.ModeLoeschen(u"AB");
   EXPECT_EQ(folder.Anzahl(), 2) << "of any mode, too";
   folder.GruppeLoeschen(1);
-  EXPECT_EQ(folder.Anzahl(), 1);
-  EXPECT_EQ(folder.Geordnet(0)->Prioritaet(), 9);
-  EXPECT_EQ(folder[1].NameAt(0), u"");
+  EXPECT_EQ(Shown(folder.Anzahl(), folder.Geordnet(0)->Prioritaet(), folder[1].NameAt(0)), "1 9 ");
   EXPECT_NE(folder.Naechster(), nullptr);
   EXPECT_EQ(CDefectReportOrdner(-5).Naechster(), nullptr);
 }

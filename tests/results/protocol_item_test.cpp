@@ -5,9 +5,12 @@
 #include "limes/learning/learning_limit_value.h"
 #include "limes/results/defect_report_folder.h"
 #include "limes/results/protocol_item_list.h"
+#include "tests/support/shown.h"
 
 namespace limes {
 namespace {
+
+using test::Shown;
 
 CProtocolItem Item(std::u16string_view name, Verdict state, std::int32_t priority) {
   CProtocolItem item;
@@ -17,17 +20,10 @@ CProtocolItem Item(std::u16string_view name, Verdict state, std::int32_t priorit
   item.name += name;
   item.unit = u"dB(rounds per minute)";
   item.text = u"120 to 180 Hz";
-  item.code = 4;
-  item.type = CDefectReport::kWithPlace;
-  item.value = 72.0F;
-  item.limit = -0.0F;
-  item.average = 60.0F;
-  item.place = 150.0F;
-  item.from = 120.0F;
-  item.to = 180.0F;
-  item.priority = priority;
-  item.group = 3;
-  item.timeStamp = 77;
+  item.code = 4, item.type = CDefectReport::kWithPlace;
+  item.value = 72.0F, item.limit = -0.0F, item.average = 60.0F;
+  item.place = 150.0F, item.from = 120.0F, item.to = 180.0F;
+  item.priority = priority, item.group = 3, item.timeStamp = 77;
   item.state = state;
   return item;
 }
@@ -36,59 +32,54 @@ TEST(ProtocolItem, JudgesValuesAndTakesOverCurves) {
   CLernenderGrenzwert limit;
   limit.Neustart(10000);
   CProtocolItem item;
-  item.Beurteilen(limit, 3.0F);
-  EXPECT_EQ(item.state, Verdict::kNotJudged) << "nothing learnt";
+  const auto judged = [&](float x) {
+    item.Beurteilen(limit, x);
+    return Shown(item.state, item.limit);
+  };
+  EXPECT_EQ(judged(3.0F), "not judged 0") << "nothing learnt";
   limit.NeueMessung(1.0F);
-  const struct {
-    float x;
-    Verdict state;
-  } cases[] = {{7.0F, Verdict::kFail}, {6.0F, Verdict::kPass}, {NAN, Verdict::kNotJudged}};
-  for (const auto& c : cases) {
-    item.Beurteilen(limit, c.x);
-    EXPECT_EQ(item.state, c.state) << c.x;
-    EXPECT_EQ(item.limit, 6.0F);
-  }
-  SCurveExcess region;
-  region.x0 = 10.0F;
-  region.x1 = 20.0F;
-  region.x = 15.0F;
-  region.value = 5.0F;
-  region.limit = 4.0F;
-  item.Uebernehmen(region);
-  EXPECT_EQ(item.state, Verdict::kFail);
-  EXPECT_EQ(item.to, 20.0F);
-  SCurveJudgement judgement;
-  item.Uebernehmen(judgement);
+  EXPECT_EQ(judged(7.0F), "fail 6");
+  EXPECT_EQ(judged(6.0F), "pass 6");
+  EXPECT_EQ(judged(NAN), "not judged 6");
+  item.Uebernehmen(
+      SCurveExcess{.x0 = 10.0F, .x1 = 20.0F, .x = 15.0F, .value = 5.0F, .limit = 4.0F});
+  EXPECT_EQ(Shown(item.state, item.from, item.to, item.place, item.value, item.limit),
+            "fail 10 20 15 5 4");
+  item.Uebernehmen(SCurveJudgement());
   EXPECT_EQ(item.state, Verdict::kNotJudged);
 
   const CProtocolItem full = Item(u"up", Verdict::kPass, 1);
-  const CMiniProtocolItem mini(full);
   CProtocolItem back = Item(u"up", Verdict::kFail, 1);
   back.value = back.limit = 0.0F;
-  mini.Into(back);
+  CMiniProtocolItem(full).Into(back);
   EXPECT_EQ(back, full);
 }
 
 TEST(ProtocolItemList, JudgesThePart) {
   CProtocolItemList list;
-  EXPECT_FALSE(list.AllOk()) << "nothing was judged";
-  EXPECT_EQ(list.Worst(), nullptr);
-  list.Add(Item(u"a", Verdict::kPass, 9));
-  EXPECT_TRUE(list.AllOk());
-  list.Add(Item(u"b", Verdict::kNotJudged, 0));
-  EXPECT_EQ(list.Urteil(), Verdict::kNotJudged);
-  EXPECT_EQ(list.Worst(), &list[1]);
-  list.Add(Item(u"c", Verdict::kFail, 1));
-  list.Add(Item(u"d", Verdict::kFail, 2));
-  list.Add(Item(u"e", Verdict::kFail, 2));
-  EXPECT_EQ(list.Urteil(), Verdict::kFail);
-  EXPECT_EQ(list.Worst(), &list[3]);
+  EXPECT_TRUE(!list.AllOk() && list.Worst() == nullptr) << "nothing was judged";
+  const struct {
+    Verdict state;
+    std::int32_t priority;
+    Verdict part;
+    int worst;
+  } items[] = {{Verdict::kPass, 9, Verdict::kPass, -1},
+               {Verdict::kNotJudged, 0, Verdict::kNotJudged, 1},
+               {Verdict::kFail, 1, Verdict::kFail, 2},
+               {Verdict::kFail, 2, Verdict::kFail, 3},
+               {Verdict::kFail, 2, Verdict::kFail, 3}};
+  char16_t name = u'a';
+  for (const auto& i : items) {
+    list.Add(Item(std::u16string(1, name++), i.state, i.priority));
+    EXPECT_EQ(list.Urteil(), i.part);
+    EXPECT_EQ(list.AllOk(), i.part == Verdict::kPass);
+    EXPECT_EQ(list.Worst(), i.worst < 0 ? nullptr : &list[i.worst]);
+  }
   const CQuinterMFC any(u"*", u"1", u"*", u"*", u"*", u"*");
-  EXPECT_EQ(list.FindFirst(any, -9), 0);
-  EXPECT_EQ(list.FindFirst(any, 2), 2);
   const CQuinterMFC d(u"d", u"*", u"*", u"*", u"*", u"*");
-  EXPECT_EQ(list.FindFirst(d), 3);
-  EXPECT_EQ(list.FindFirst(d, 4), -1);
+  EXPECT_EQ(Shown(list.FindFirst(any, -9), list.FindFirst(any, 2), list.FindFirst(d),
+                  list.FindFirst(d, 4)),
+            "0 2 3 -1");
 }
 
 TEST(ProtocolItemList, BecomesReportsInOrderAndComesBackWhole) {
@@ -99,16 +90,11 @@ TEST(ProtocolItemList, BecomesReportsInOrderAndComesBackWhole) {
   list.Add(Item(u"d", Verdict::kFail, 1));
   CDefectReportOrdner folder(3);
   ASSERT_TRUE(list.ToFolder(folder));
-  EXPECT_EQ(folder[0].NameAt(0), u"c");
-  EXPECT_EQ(folder[0].Number(), 1);
-  EXPECT_EQ(std::u16string(folder[0].Unit()), u"dB(rounds p");
-  EXPECT_EQ(std::u16string(folder[0].Name()).size(), 79U);
+  EXPECT_EQ(Shown(folder[0].NameAt(0), folder[0].Number(), folder[0].Unit()), "c 1 dB(rounds p");
+  EXPECT_EQ(std::u16string_view(folder[0].Name()).size(), 79U);
   CProtocolItemList back;
-  ASSERT_TRUE(back.FromFolder(folder));
-  ASSERT_EQ(back.Anzahl(), 3);
-  EXPECT_EQ(back[0], list[2]);
-  EXPECT_EQ(back[1], list[0]);
-  EXPECT_EQ(back[2], list[3]);
+  ASSERT_TRUE(back.FromFolder(folder) && back.Anzahl() == 3);
+  EXPECT_TRUE(back[0] == list[2] && back[1] == list[0] && back[2] == list[3]);
   folder[0].Unit(u"g");
   CProtocolItem changed;
   folder[0].InProtokollWandeln(changed);
