@@ -448,6 +448,7 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   for (const CResampleTool::InterpOpts opts : {0, 1, 2, 3, 4, 5, 19}) {
     all.push_back(On<Ext>("CResampleTool 1d " + std::to_string(opts), [=](Ext& o, Sink& out) {
       thread_local std::vector<float> line(1000);
+      std::fill(line.begin(), line.end(), 0.0F);
       for (const int n : {70, 301, 1000}) {
         CResampleTool::Resample1d(o.ValArray(), 301, line.data(), n, opts);
         out << line;
