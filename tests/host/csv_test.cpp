@@ -99,8 +99,20 @@ TEST(CsvNumbers, AreFiniteAndWhole) {
   for (const auto& [text, expected] : good) {
     EXPECT_TRUE(ParseNumber(text, value) && value == expected) << text.substr(0, 20);
   }
-  for (const std::string text : {"3.5e38", "", "nan", "inf", "-Infinity", "1,5", "1 2", "0x10",
-                                 "+-1", "1e", "--1", "1.2.3", std::string(100000, '9').c_str()}) {
+  const std::string bad[] = {"3.5e38",
+                             "",
+                             "nan",
+                             "inf",
+                             "-Infinity",
+                             "1,5",
+                             "1 2",
+                             "0x10",
+                             "+-1",
+                             "1e",
+                             "--1",
+                             "1.2.3",
+                             std::string(100000, '9')};
+  for (const std::string& text : bad) {
     EXPECT_FALSE(ParseNumber(text, value)) << text.substr(0, 20);
   }
 }
