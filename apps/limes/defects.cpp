@@ -6,6 +6,7 @@
 #include <new>
 
 #include "apps/limes/measurement.h"
+#include "apps/limes/svg_plot.h"
 #include "limes/platform/text.h"
 #include "limes/results/defect_report_folder.h"
 
@@ -52,11 +53,12 @@ void AddItem(CProtocolItemList& items, CProtocolItem item, const SQuantityVerdic
   item.name = Utf8ToWide(verdict.name);
   item.unit = Utf8ToWide(verdict.unit);
   item.priority = Priority(excessInS);
-  item.names.Channel(verdict.side == Side::kUpper ? u"above upper limit" : u"below lower limit");
+  // Few characters and digits: a line of a report holds 119 characters.
+  item.names.Channel(verdict.side == Side::kUpper ? u"above limit" : u"below limit");
   item.names.Parameter(Utf8ToWide(verdict.xUnit));
   if (item.from != item.to) {
     item.names.Location(
-        Utf8ToWide(NumberText(Shown(item.from)) + " .. " + NumberText(Shown(item.to))));
+        Utf8ToWide(PlotNumber(Shown(item.from)) + " .. " + PlotNumber(Shown(item.to))));
   }
   if (verdict.side == Side::kLower) {  // learnt from the values with their sign changed
     item.value = -item.value;
