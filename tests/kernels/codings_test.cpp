@@ -10,7 +10,7 @@
 #include "limes/platform/resource_sea.h"
 #include "tests/support/bits.h"
 #include "tests/support/hostile.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

@@ -8,7 +8,7 @@
 #include "limes/signals/curve_array.h"
 #include "tests/support/bits.h"
 #include "tests/support/curves.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "tests/support/kernel_cases.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "tests/support/reduction_cases.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

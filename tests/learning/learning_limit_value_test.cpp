@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "limes/core/object_archive.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

@@ -13,7 +13,7 @@
 #include "limes/signals/extended_curve.h"
 #include "tests/support/bits.h"
 #include "tests/support/curves.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

@@ -9,7 +9,7 @@
 #include "limes/platform/print_window.h"
 #include "limes/results/defect_report_folder.h"
 #include "limes/results/protocol_item.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

@@ -5,7 +5,7 @@
 #include "limes/learning/learning_limit_value.h"
 #include "limes/results/defect_report_folder.h"
 #include "limes/results/protocol_item_list.h"
-#include "tests/support/shown.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {

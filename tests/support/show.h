@@ -8,6 +8,7 @@
 #include <tuple>
 #include <type_traits>
 
+#include "limes/learning/judgement.h"
 #include "limes/platform/text.h"
 
 /// Compares values, evaluated in order, with their text: "1 0.5 {2 3} name".
@@ -15,55 +16,87 @@
 
 namespace limes::test {
 
-/// Values as one text, apart by blanks, so that one comparison covers a whole state. Numbers have
-/// all their digits (those of shown.h are rounded), bool is 0 or 1, every NaN is "nan"; pairs are
-/// 1,2 and ranges {1 2}.
-struct Exact {
+/// Values as one text, apart by blanks, so that one comparison covers a whole state: numbers with
+/// all their digits or rounded to six, bool is 0 or 1, enumerations their numbers, every NaN "nan".
+/// Pairs are 1,2 and ranges {1 2}; of rounded ranges and curves the values follow without braces,
+/// and verdicts have their names.
+template <bool kRounded>
+struct SShow {
   template <class... T>
-  explicit Exact(const T&... values) {
+  explicit SShow(const T&... values) {
+    Fields(values...);
+  }
+
+  template <class... T>
+  void Fields(const T&... values) {
     (Next(values, ' '), ...);
   }
 
   template <class T>
   void Next(const T& value, char apart) {
-    if (!text.empty() && text.back() != '{') {
+    if (!text.empty() && text.back() != (kRounded ? ' ' : '{')) {
       text += apart;
     }
     Put(value);
   }
 
   template <class T>
-  void Put(const T& value) {
-    if constexpr (std::is_enum_v<T>) {
-      Put(static_cast<std::underlying_type_t<T>>(value));
+  void Put(const T& v) {
+    if constexpr (kRounded && std::is_same_v<T, Verdict>) {
+      text += WideToUtf8(limes::Text(v));
+    } else if constexpr (std::is_same_v<T, SCurveJudgement>) {
+      Fields(v.verdict, v.share, v.x0, v.x1, "at", v.x, v.deviation, v.rms, v.value, v.limit,
+             v.mean, v.spread);
+    } else if constexpr (std::is_same_v<T, SCurveExcess>) {
+      Fields(v.x0, v.x1, v.points, "at", v.x, v.index, v.excess, v.value, v.limit, v.mean,
+             v.spread);
+    } else if constexpr (std::is_same_v<T, SValueJudgement>) {
+      Fields(v.verdict, v.value, v.limit, v.mean, v.spread, v.deviation);
+    } else if constexpr (std::is_enum_v<T>) {
+      Put(static_cast<std::underlying_type_t<T>>(v));
     } else if constexpr (std::is_same_v<T, bool>) {
-      text += value ? '1' : '0';
+      text += v ? '1' : '0';
+    } else if constexpr (kRounded && std::is_floating_point_v<T>) {
+      PutNumber(v, std::chars_format::general, 6);
     } else if constexpr (std::is_arithmetic_v<T>) {
-      char digits[40];
-      text += value != value
-                  ? "nan"
-                  : std::string_view(digits, std::to_chars(digits, digits + 40, value).ptr);
+      PutNumber(v);
     } else if constexpr (std::is_convertible_v<const T&, std::u16string_view>) {
-      text += WideToUtf8(value);
+      text += WideToUtf8(v);
     } else if constexpr (std::is_convertible_v<const T&, std::string_view>) {
-      text += value;
-    } else if constexpr (requires { std::tuple_size<T>::value; }) {
+      text += v;
+    } else if constexpr (
+        requires { std::tuple_size<T>::value; } && !requires { v.begin(); }) {
       std::apply(
           [this](const auto& first, const auto&... more) {
             this->Put(first);
             (this->Next(more, ','), ...);
           },
-          value);
+          v);
+    } else if constexpr (requires { v.Values(); }) {
+      Put(v.Values());
     } else {
-      text += '{';
-      for (const auto& element : value) {
+      text += kRounded ? "" : "{";
+      for (const auto& element : v) {
         Next(element, ' ');
       }
-      text += '}';
+      text += kRounded ? "" : "}";
     }
+  }
+
+  template <class T, class... Format>
+  void PutNumber(T value, Format... format) {
+    char digits[40];
+    const char* const end = std::to_chars(digits, digits + 40, value, format...).ptr;
+    text += value != value ? "nan" : std::string_view(digits, end);
   }
 
   std::string text;
 };
+using Exact = SShow<false>;
+
+template <class... T>
+std::string Shown(const T&... values) {
+  return SShow<true>(values...).text;
+}
 
 }  // namespace limes::test
