@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 
 #include "limes/learning/curve_overlap.h"
 #include "limes/platform/conversions.h"
@@ -179,32 +178,7 @@ void CSigCurveAssistent::AddierenMitQuadrat(CSigCurveExt& mean, CSigCurveExt& me
 
 float CSigCurveAssistent::MaxAbweichung(const CSigCurveExt& k, const CSigCurveExt& r,
                                         float* result) {
-  const float lo = k.VMin() > r.VMin() ? k.VMin() : r.VMin();
-  const float hi = k.VMax() < r.VMax() ? k.VMax() : r.VMax();
-  if (k.DLen() == 0 || r.DLen() == 0 || !(lo <= hi)) {
-    return 0.0F;
-  }
-  const int i0 = r.GetIndex(lo);
-  const int i1 = r.GetIndex(hi);
-  if (i0 > i1) {
-    return 0.0F;
-  }
-  int best = -1;
-  float largest = std::numeric_limits<float>::quiet_NaN();
-  for (int i = i0; i <= i1; ++i) {
-    const auto d = static_cast<float>(double{k[k.GetIndex(r.GetPoint(i))]} - double{r[i]});
-    if (d > largest || (best < 0 && !std::isnan(d))) {
-      largest = d;
-      best = i;
-    }
-  }
-  if (result != nullptr) {
-    const int at = best < 0 ? i0 : best;
-    result[0] = r.GetPoint(at);
-    result[1] = k[k.GetIndex(r.GetPoint(at))];
-    result[2] = r[at];
-  }
-  return largest;
+  return detail::MaxDeviation(detail::CurveOverlap(&k, &r), result);
 }
 
 bool CSigCurveAssistent::Ueberschreitungen(const CSigCurve& k, const CSigCurveExt& limit,

@@ -17,17 +17,7 @@ float CKurvenLernWerkzeug::RmsAbweichung(const CSigCurve* k, int reference) cons
 }
 
 float CKurvenLernWerkzeug::MaxAbweichung(const CSigCurve* k, float* result, int reference) const {
-  const detail::CurveOverlap overlap(k, Reference(reference != 0));
-  if (overlap.IsEmpty()) {
-    return 0.0F;
-  }
-  const detail::SComparison best = detail::CompareLargest(overlap);
-  if (result != nullptr) {
-    result[0] = overlap.X(best.index);
-    result[1] = overlap.Measured(best.index);
-    result[2] = overlap.Reference(best.index);
-  }
-  return best.largest;
+  return detail::MaxDeviation(detail::CurveOverlap(k, Reference(reference != 0)), result);
 }
 
 SCurveJudgement CKurvenLernWerkzeug::Beurteilen(const CSigCurve& k) const {

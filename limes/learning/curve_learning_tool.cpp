@@ -130,9 +130,12 @@ bool CKurvenLernWerkzeug::MakeCurves(int n) {
 }
 
 template <class Set>
-void CKurvenLernWerkzeug::SetCurves(int n, Set set) {
+void CKurvenLernWerkzeug::SetCurves(int n, const wide_char* name, Set set) {
   bool ok = false;
   try {
+    if (name != nullptr) {
+      name_ = wide_string(name);  // once, as it may be the text of a curve that is named below
+    }
     ok = MakeCurves(n) && set(*mean_, kMeanSuffix) && set(*meanSquare_, kMeanSquareSuffix) &&
          set(*spread_, kSpreadSuffix) && set(*limit_, kLimitSuffix);
   } catch (const std::bad_alloc&) {
@@ -150,9 +153,8 @@ void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
     return;
   }
   const CSigCurveExt* const extended = AsExtended(vorlage);
-  SetCurves(static_cast<int>(vorlage->DLen()),
+  SetCurves(static_cast<int>(vorlage->DLen()), vorlage->Name(),
             [&](CSigCurveExt& curve, std::u16string_view suffix) {
-              name_ = vorlage->Name();
               if (extended != nullptr) {
                 curve = *extended;
               } else {
@@ -163,8 +165,7 @@ void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
 }
 
 void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, const wide_char* name) {
-  SetCurves(n, [&](CSigCurveExt& curve, std::u16string_view suffix) {
-    name_ = name != nullptr ? wide_string(name) : name_;
+  SetCurves(n, name, [&](CSigCurveExt& curve, std::u16string_view suffix) {
     curve.SetXMinMax(x0, x1);
     curve.ResetVMinMax();
     return curve.SetName(Joined(curve.Name(), suffix));
@@ -291,8 +292,12 @@ int CKurvenLernWerkzeug::GrenzeBilden() {
   if (!HasLearnt() || !MakeLimit(0)) {
     return 0;
   }
-  name_.append(kLimitSuffix);
-  limit_->SetName(name_);
+  try {
+    name_.append(kLimitSuffix);
+    limit_->SetName(name_);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
   return FormLimit() ? 1 : 0;
 }
 

@@ -150,7 +150,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   bool MakeLimit(int n);
   bool MakeCurves(int n);
   template <class Set>
-  void SetCurves(int n, Set set);
+  void SetCurves(int n, const wide_char* name, Set set);
   bool HasLearnt() const { return count_ != 0 && mean_ != nullptr && meanSquare_ != nullptr; }
   bool FormLimit();
   void Widen();

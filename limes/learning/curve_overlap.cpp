@@ -84,14 +84,22 @@ SComparison Compare(const CurveOverlap& overlap, PointMask mask) {
   return result;
 }
 
-SComparison CompareLargest(const CurveOverlap& overlap) {
+float MaxDeviation(const CurveOverlap& overlap, float* result) {
+  if (overlap.IsEmpty()) {
+    return 0.0F;
+  }
   SComparison best;
   best.index = overlap.First();
   best.largest = std::nanf("");
   overlap.ForEachPiece([&best](std::int64_t i, const float* k, const float* r, std::size_t n) {
     TakeLargest(best, i, k, r, n);
   });
-  return best;
+  if (result != nullptr) {
+    result[0] = overlap.X(best.index);
+    result[1] = overlap.Measured(best.index);
+    result[2] = overlap.Reference(best.index);
+  }
+  return best.largest;
 }
 
 float RmsExcess(const CurveOverlap& overlap) {

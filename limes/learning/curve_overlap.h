@@ -86,8 +86,9 @@ struct SComparison {
 /// Compares point by point; no points when the overlap is empty or none of it counts. O(n).
 SComparison Compare(const CurveOverlap& overlap, PointMask mask = {});
 
-/// The largest k - r alone, as in SComparison. The overlap must not be empty.
-SComparison CompareLargest(const CurveOverlap& overlap);
+/// The largest k - r alone, as in SComparison, with x, k and r there in result unless it is null;
+/// 0.0, with result untouched, when the overlap is empty.
+float MaxDeviation(const CurveOverlap& overlap, float* result);
 
 /// RMS of the excess alone. The overlap must not be empty.
 float RmsExcess(const CurveOverlap& overlap);

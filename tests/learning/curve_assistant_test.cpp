@@ -51,6 +51,12 @@ TEST(CurveAssistant, LargestDeviationInBothValidRanges) {
   EXPECT_EQ(at, (Floats{3, 4, 1}));
   r.SetVIMinMax(0, 2);
   EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), 1.0F);
+  k.SetXMinMax(0.5F, 4.5F);
+  k.SetVIMinMax(0, 3);
+  EXPECT_EQ(Assistant::MaxAbweichung(k, r, at.data()), 8.0F);
+  EXPECT_EQ(at, (Floats{1, 9, 1})) << "by index from the first common point on";
+  k.SetXMinMax(0.0F, 4.0F);
+  k.SetVIMinMax(2, 3);
   r.SetVIMinMax(0, 1);
   EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), 0.0F) << "apart";
 }

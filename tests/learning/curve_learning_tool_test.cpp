@@ -105,6 +105,10 @@ TEST(CurveLearningTool, WithoutTemplateNothingHappens) {
   tool.ExterneLernzahl(5);
   EXPECT_EQ(Shown(tool.NrGelernt(), tool.Mittelwert()->Name(), tool.Mittelwert()->XDelta()),
             "5 -avg 2");
+  const wide_string& name = tool.Name();
+  tool.Vorlage(3, 0.0F, 6.0F, u"A name that is too long to be kept in place");
+  tool.Vorlage(3, 0.0F, 6.0F, name.c_str());
+  EXPECT_EQ(Shown(name), "A name that is too long to be kept in place");
 }
 
 TEST(CurveLearningTool, KeepsWhatHostsRelyOn) {
