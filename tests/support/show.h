@@ -64,8 +64,7 @@ struct SShow {
       text += WideToUtf8(v);
     } else if constexpr (std::is_convertible_v<const T&, std::string_view>) {
       text += v;
-    } else if constexpr (
-        requires { std::tuple_size<T>::value; } && !requires { v.begin(); }) {
+    } else if constexpr (!kRounded && requires { std::tuple_size<T>::value; }) {
       std::apply(
           [this](const auto& first, const auto&... more) {
             this->Put(first);
