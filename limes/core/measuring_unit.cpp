@@ -88,7 +88,7 @@ CMeasuringUnit::CMeasuringUnit(std::u16string_view text, short exponent, short p
   if (exponent == 0 && power == 1) {
     set(text);
   } else {
-    set(UnitStrings::theStrings().FindOrAdd(text), exponent, power, logref);
+    set(UnitStrings::theStrings().FindOrAdd(UpToZero(text)), exponent, power, logref);
   }
 }
 

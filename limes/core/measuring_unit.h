@@ -16,17 +16,17 @@ namespace limes {
 class CFileStream;
 class CMeasuringUnit;
 
-/// The fields of a unit without its text: 16 bytes, for the fixed records of other classes.
-/// One thread at a time.
+/// The fields of a unit without its text: 16 bytes, for the fixed records of other classes. No
+/// field is checked. One thread at a time.
 struct LIMES_EXPORT SMeasuringUnitPOD {
   SMeasuringUnitPOD() = default;
   explicit SMeasuringUnitPOD(const CMeasuringUnit& unit);
 
-  std::uint32_t unit = 0;
-  std::int16_t exponent = 0;
-  std::int16_t power = 0;  // kept: 0 here, unlike the default unit's 1
-  float logref = 0.0F;
-  std::uint32_t flags = 0;
+  std::uint32_t unit = 0;     ///< number in the table of texts
+  std::int16_t exponent = 0;  ///< decimal exponent, of the base unit with its power
+  std::int16_t power = 0;     // kept: 0 here, unlike the default unit's 1
+  float logref = 0.0F;        ///< reference of a level; 0 when linear
+  std::uint32_t flags = 0;    ///< bit 0: level in dB
 };
 
 /// Physical unit of an axis: 10^exponent times a base unit raised to a power, linear or as a level
@@ -84,19 +84,24 @@ class LIMES_EXPORT CMeasuringUnit {
 
   /// No unit: exponent 0, power 1, linear; shows "-".
   CMeasuringUnit();
+
+  /// As set with these fields.
   CMeasuringUnit(commonUnits unit, short exponent = 0, short power = 1, float logref = 0.0F);
 
   /// With exponent 0 and power 1 as set(text), logref not looked at; otherwise the whole text is a
-  /// base unit.
+  /// base unit, looked up as it stands.
   explicit CMeasuringUnit(std::u16string_view text, short exponent = 0, short power = 1,
                           float logref = 0.0F);
   CMeasuringUnit(const CMeasuringUnit& other) = default;
   CMeasuringUnit(CMeasuringUnit&& other) noexcept = default;
+
+  /// A copy, as every other; deep has no effect.
   CMeasuringUnit(const CMeasuringUnit& other, bool deep);
   CMeasuringUnit& operator=(const CMeasuringUnit& other);
   CMeasuringUnit& operator=(CMeasuringUnit&& other) noexcept = default;
   ~CMeasuringUnit() = default;
 
+  /// An assignment; deep has no effect.
   void copy(const CMeasuringUnit& other, bool deep);
 
   /// The default fields with an empty text.
@@ -105,26 +110,31 @@ class LIMES_EXPORT CMeasuringUnit {
   /// False: as clear(). True: rebuilds the text only.
   void _construct(bool keepFields);
 
-  /// Sets all fields; the unit is logarithmic when logref is not 0 (NaN counts so).
+  /// Sets all fields, unchecked; the unit is logarithmic when logref is not 0 (NaN counts so). Of
+  /// a number that the table does not hold, the text is "?".
   void set(std::uint32_t unit, short exponent, short power, float logref);
 
   /// Sets the unit from a text such as "kHz", "m/s²", "dB(Pa)". False for an empty text or an empty
-  /// result. Unknown units become unit 0 with a message, unless the table allows new ones; the
-  /// return value is true all the same. O(length).
+  /// result. Prefixes: f p n u µ m k M G T. The reference of a level is 1, of "dB(Pa)" and "dB(A)"
+  /// 2e-5. Unknown units, and what is no expression or has more than 256 characters or a power
+  /// beyond ±1000, become unit 0 with a message, unless the table allows new ones; the return value
+  /// is true all the same. O(length).
   // kept: a prefix letter is split off before any look-up, so "km/h" is not the built-in km/h;
   // FromText looks first
   bool set(std::u16string_view text);
 
-  /// As set, for a text in code page 1252 of which at most 256 characters count. Null is empty.
+  /// As set, for a text in code page 1252 of which the first 256 characters count. Null is empty.
   bool setA(const char* text);
 
-  /// The n-th power of the unit. Exponents keep 16 bits.
+  /// The n-th power of the unit. Exponent and power keep the low 16 bits.
   CMeasuringUnit& power(short n);
 
-  /// The n-th root. False, with nothing changed, when the power has none.
+  /// The n-th root; a decimal exponent that n does not divide is truncated. False, with nothing
+  /// changed, when n does not divide the power or is 0, and for power 0.
   [[nodiscard]] bool root(short n);
 
-  /// The reciprocal unit (s and Hz, rev and ord, n and pu), else the negated power. Levels stay.
+  /// The reciprocal: of s and Hz, rev and ord, n and pu the other one, of ° and rad ord, each with
+  /// its power; else the negated power. A unit with a reference stays as it is.
   void invert();
 
   /// Sets the reference, and logarithmic when it is not 0.
@@ -135,18 +145,31 @@ class LIMES_EXPORT CMeasuringUnit {
   // kept: the text stays as it was
   void set_log(bool on);
 
+  /// Sets the decimal exponent to 0.
   void clearExponent();
+
+  /// Sets the power to 0: "V^0".
   void clearPower();
 
+  /// Number of the base unit in the table.
   std::uint32_t Unit_e() const { return unit_; }
+
+  /// Decimal exponent of the whole: km² has 6.
   short Exponent() const { return exponent_; }
   short exponent() const { return exponent_; }
+
   short Power() const { return power_; }
   short power() const { return power_; }
+
+  /// Reference of a level, in the unit itself; 0 when linear.
   float Logref() const { return logref_; }
   float logref() const { return logref_; }
+
+  /// Bit 0: level in dB. The others are 0 unless a record brought them.
   std::uint32_t Flags() const { return flags_; }
   bool is_log() const { return (flags_ & kLogarithmic) != 0; }
+
+  /// No unit, whatever its exponent and power.
   bool operator!() const { return unit_ == 0; }
   bool empty() const { return unit_ == 0; }
 
@@ -154,7 +177,8 @@ class LIMES_EXPORT CMeasuringUnit {
   // kept: 10^-1 s shows "ms"; ExactText tells
   wide_string prefixunit() const { return text_; }
 
-  /// The text in code page 1252, at most 255 characters; valid until the thread's next call.
+  /// The text in code page 1252, at most 255 characters, '?' for those it does not hold; valid
+  /// until the thread's next call.
   const char* prefixunitA() const;
 
   /// Text of the base unit alone; valid for the process.
@@ -179,7 +203,8 @@ class LIMES_EXPORT CMeasuringUnit {
   bool operator==(const wide_string& text) const { return text_ == text; }
   bool operator==(const wide_char* text) const { return text != nullptr && text_ == text; }
 
-  /// Process-wide display flags; texts built before a change stay as they are. Any thread.
+  /// Process-wide display flags, 0 at first; a bit is taken modulo 32. Texts built before a change
+  /// stay as they are. Any thread.
   static std::uint32_t GlobalFlags();
   static void SetGlobalFlags(std::uint32_t flags);
   static bool TestGlobalFlag(unsigned bit);
@@ -191,12 +216,13 @@ class LIMES_EXPORT CMeasuringUnit {
 
   /// The same record with the base unit's text, which every reader takes; registered units come
   /// back by it. False, with nothing written, for a text that is no 255 characters of code page
-  /// 1252.
+  /// 1252 or holds a 0.
   [[nodiscard]] bool WriteToFileWithText(CFileStream& file) const;
 
   /// Reads a record of version 0 to 12. False when it is cut short (the fields are then the
-  /// default ones, with an empty text) or its version is unknown (nothing changed). A unit beyond
-  /// the built-in ones is found, or registered, by its text.
+  /// default ones, with no text) or its version is unknown (nothing changed). A unit beyond the
+  /// built-in ones is found by its text, up to a 0 in it, or registered, whether the table allows
+  /// it or not. Reads at most 273 bytes.
   [[nodiscard]] bool ReadFromFile(CFileStream& file);
 
  private:
@@ -205,6 +231,12 @@ class LIMES_EXPORT CMeasuringUnit {
   /// Sets all fields but the unit from a text; base becomes what to look it up by, a part of text
   /// or of infix. The text shown is not built. False when there is nothing to look up.
   bool ParseFields(std::u16string_view text, std::u16string_view& base, wide_string& infix);
+
+  /// What a look-up takes of a text: a 0 ends it, as in texts from buffers of fixed size.
+  static std::u16string_view UpToZero(std::u16string_view text) {
+    return text.substr(0, text.find(u'\0'));
+  }
+
   bool WriteRecord(CFileStream& file, std::string_view text) const;
   void buildstringrep();
   void SetLogarithmic(bool on) { flags_ = (flags_ & ~kLogarithmic) | (on ? kLogarithmic : 0); }
@@ -229,6 +261,7 @@ class LIMES_EXPORT CMeasuringUnit::UnitStrings {
   /// Units the table takes at most; further ones are rejected.
   static constexpr std::size_t kMaxUnits = 65536;
 
+  /// The table, made at the first call, gone at the end of the process.
   static UnitStrings& theStrings();
 
   /// Text of a unit; "?" for a number that the table does not hold.
@@ -238,15 +271,17 @@ class LIMES_EXPORT CMeasuringUnit::UnitStrings {
   int index(const wide_char* text) const { return Find(text == nullptr ? u"" : text); }
 
   /// As above; an unknown text is registered when that is allowed, else rejected with a message: 0.
+  /// A registration is reported when that is set.
   std::uint32_t index(const wide_char* text) { return FindOrAdd(text == nullptr ? u"" : text); }
 
+  /// The two forms of index, for texts that need no 0 at their end.
   int Find(std::u16string_view text) const;
   std::uint32_t FindOrAdd(std::u16string_view text);
 
-  /// Whether unknown texts are registered; the former setting.
+  /// Sets whether unknown texts are registered, at first not; returns the former setting.
   bool allowAddNewUnits(bool allow);
 
-  /// Whether a registration is reported; the former setting.
+  /// Sets whether a registration is reported, at first so; returns the former setting.
   bool complainAddNewUnits(bool complain);
 
   /// Reciprocal of a built-in unit, 0 when it has none.
@@ -259,6 +294,7 @@ class LIMES_EXPORT CMeasuringUnit::UnitStrings {
   /// As FindOrAdd with settings of its own instead of the table's.
   std::uint32_t FindOrAdd(std::u16string_view text, bool allow, bool complain);
 
+  /// The settings.
   bool Allows() const;
   bool Complains() const;
 

@@ -234,7 +234,7 @@ bool CMeasuringUnit::set(std::u16string_view text) {
   if (!ParseFields(text, base, infix)) {
     return false;
   }
-  unit_ = UnitStrings::theStrings().FindOrAdd(base);
+  unit_ = UnitStrings::theStrings().FindOrAdd(UpToZero(base));
   buildstringrep();
   return true;
 }

@@ -32,7 +32,8 @@ bool CMeasuringUnit::WriteToFile(CFileStream& file) const { return WriteRecord(f
 bool CMeasuringUnit::WriteToFileWithText(CFileStream& file) const {
   const wide_string& base = baseunit();
   const std::string text = WideToCp1252(base);
-  return text.size() <= kMaxTextBytes && Cp1252ToWide(text) == base && WriteRecord(file, text);
+  return text.size() <= kMaxTextBytes && UpToZero(Cp1252ToWide(text)) == base &&
+         WriteRecord(file, text);
 }
 
 bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
@@ -47,7 +48,8 @@ bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
   if (!in.Get(length) || !in.GetBytes(bytes, length)) {
     return false;
   }
-  const wide_string text = Cp1252ToWide(std::string_view(bytes, length));
+  const wide_string whole = Cp1252ToWide(std::string_view(bytes, length));
+  const std::u16string_view text = UpToZero(whole);
   UnitStrings& strings = UnitStrings::theStrings();
   CMeasuringUnit read;
   if (version == 0) {

@@ -171,14 +171,14 @@ int CSerializer::StoreBytes(const char* source, int n) {
   if (n <= 0 || (source == nullptr && words_ != nullptr)) {
     return 0;
   }
-  std::uint32_t* const target = words_ == nullptr ? nullptr : words_ + position_;
+  const std::uint64_t first = position_;
   const int stored = Store(nullptr, WordsFor(n));
-  for (int i = 0; target != nullptr && i < stored; ++i) {
+  for (int i = 0; words_ != nullptr && i < stored; ++i) {
     std::uint32_t word = 0;
     for (int k = 0; k < 4 && 4 * std::int64_t{i} + k < n; ++k) {
       word |= std::uint32_t{static_cast<unsigned char>(source[4 * std::int64_t{i} + k])} << 8 * k;
     }
-    target[i] = word;
+    words_[first + static_cast<std::uint64_t>(i)] = word;
   }
   return static_cast<int>(std::min(std::int64_t{stored} * 4, std::int64_t{kMaxInt}));
 }

@@ -59,6 +59,8 @@ class LIMES_EXPORT CSerializer : public CObject {
   /// Keeps the first 40 characters, with a message when there are more, and writes them into the
   /// array. Null is the empty name.
   void SetArchiveName(const char* name);
+
+  /// At most 40 characters; valid until the name changes.
   const char* ArchiveName() const { return name_.data(); }
 
   /// Keeps the marker and writes it into word 0 of an attached array.
@@ -68,12 +70,13 @@ class LIMES_EXPORT CSerializer : public CObject {
   /// Data words stored or loaded so far.
   std::uint32_t GetPosition() const { return static_cast<std::uint32_t>(position_ - kHeaderWords); }
 
-  /// Words in use, header included.
+  /// Size: words in use, header included. Of a counting archive, what a real one needs.
   std::uint32_t Groesse() const { return count_; }
 
   /// Words in use behind the position: what an honest archive can still deliver.
   std::uint32_t DataLeft() const { return WordsTo(count_); }
 
+  /// Not 0 while storing.
   int IsStoring() const { return storing_; }
 
   /// Stores as many of the n words as fit: their number. A null source is stored by a counting
@@ -89,7 +92,7 @@ class LIMES_EXPORT CSerializer : public CObject {
   /// Loads as many of n words as the capacity allows: their number. O(n).
   int LoadData(std::uint32_t* target, int n);
 
-  /// As LoadData, but stays at the position.
+  /// As LoadData, but stays at the position. O(n).
   int LoadDataNoMove(std::uint32_t* target, int n);
 
   /// Loads n bytes and passes over whole words: n, or 0 behind the end. Bytes that a block across
@@ -97,7 +100,7 @@ class LIMES_EXPORT CSerializer : public CObject {
   int LoadBytes(char* target, int n);
 
   /// Passes over n words, at most to the end; where they begin, null at the end or without an
-  /// array. Ask WordsToEnd before for how many lie there.
+  /// array. They are the caller's words. Ask WordsToEnd before for how many lie there.
   std::uint32_t* SkipData(int n);
 
   /// Words between the position and the end of the array.
@@ -162,7 +165,7 @@ class LIMES_EXPORT CSObjectRegister : public CObject {
   const CRuntimeClass* GetRuntimeClass() const override;
   static const CRuntimeClass* GetThisClass();
 
-  /// Class of the first entry of exactly this name; null when there is none. O(n).
+  /// Finds a class: that of the first entry of exactly this name; null when there is none. O(n).
   static const CRuntimeClass* ObjektSuchen(const char* name);
 
   /// Number of entries.

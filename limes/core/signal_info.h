@@ -10,22 +10,29 @@
 
 namespace limes {
 
-/// What describes a signal: x length, names, units, type number; with a node store for the host.
-/// One thread at a time.
+/// What describes a signal: x length, names, units, type number; with a node store for the host. No
+/// field is checked against the signal. Setters of texts and units throw std::bad_alloc when memory
+/// is short, with nothing changed. One thread at a time.
 class LIMES_EXPORT CSignalInfo : public CInfoObject {
  public:
   static constexpr unsigned version = 1;
   static unsigned Version() { return version; }
 
+  /// Length and type 0, empty names, no units ("-").
   CSignalInfo() = default;
+
+  /// A new copy, owned by the caller, with an id of its own; deep or not, all of it is copied.
   CSignalInfo* clone(bool deep) const override;
 
+  /// Number of values along x.
   std::uint32_t X1Len() const { return x1Len_; }
   const wide_string& Name() const { return name_; }
   const CMeasuringUnit& X1Unit() const { return x1Unit_; }
   const wide_string& X1Name() const { return x1Name_; }
   const CMeasuringUnit& YUnit() const { return yUnit_; }
   const wide_string& YName() const { return yName_; }
+
+  /// A number of the host's choice, not the signal's type code.
   std::uint32_t SigType() const { return sigType_; }
 
   void X1Len(std::uint32_t value) { x1Len_ = value; }
@@ -46,8 +53,10 @@ class LIMES_EXPORT CSignalInfo : public CInfoObject {
   std::uint32_t sigType_ = 0;
 };
 
-/// Handle on a shared signal info. Every setter makes the info private to this handle first, so no
-/// other signal sees the change. One thread at a time.
+/// Handle on a shared signal info; a plain copy shares it. Every setter makes the info private to
+/// this handle first, so no other signal sees the change: O(info) the first time, else O(1). The
+/// references that getters return hold until the next change through this handle. One thread at a
+/// time each.
 template <>
 class LIMES_EXPORT CInfoHandle<CSignalInfo> : public CInfoHandleBase {
  public:
@@ -60,7 +69,7 @@ class LIMES_EXPORT CInfoHandle<CSignalInfo> : public CInfoHandleBase {
   /// Deep: an own copy of the other's info; otherwise the same one.
   CInfoHandle(const CInfoHandle& other, bool deep) : CInfoHandleBase(other, deep) {}
 
-  /// The info for reading.
+  /// The info for reading. Ask a const handle: the other form copies a shared info.
   const CSignalInfo& Rep() const { return static_cast<const CSignalInfo&>(*Object()); }
 
   /// The info for changing: private to this handle from now on.
@@ -86,7 +95,7 @@ class LIMES_EXPORT CInfoHandle<CSignalInfo> : public CInfoHandleBase {
 using CSignalInfoHandle = CInfoHandle<CSignalInfo>;
 
 /// Keys of processing parameters that hosts store as nodes of a signal's info, and the values of
-/// the three enumerated ones.
+/// the three enumerated ones. The library defines them and reads none.
 namespace siginfo {
 
 inline constexpr std::u16string_view ResampTypeKey = u"ResampType";
@@ -114,7 +123,8 @@ inline constexpr const wide_char* ResampTypes[] = {u"Fix", u"Sync"};
 inline constexpr const wide_char* FftTypes[] = {u"magnitude", u"power", u"log"};
 inline constexpr const wide_char* FftGaugeTypes[] = {u"peak", u"rms"};
 
-/// Position of the first of n entries that equals the text exactly; -1 when none does.
+/// Position of the first of n entries that equals the text exactly, case included; -1 when none
+/// does. O(n).
 LIMES_EXPORT int Index(std::u16string_view text, const wide_char* const* table, unsigned n);
 
 }  // namespace siginfo

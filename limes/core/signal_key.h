@@ -16,12 +16,12 @@ struct SClavis {
   std::array<std::int32_t, 6> value = {-1, -1, -1, -1, -1, -1};
 };
 
-/// Five integers, cleared to -1.
+/// Five integers of the host's choice, cleared to -1.
 struct RQuinter {
   std::array<std::int32_t, 5> value = {-1, -1, -1, -1, -1};
 };
 
-/// Five integers, cleared to 0.
+/// Five integers of the host's choice, cleared to 0.
 struct SQuinter {
   std::array<std::int32_t, 5> value = {};
 };
@@ -40,16 +40,21 @@ namespace Quinter {
 
 /// Sets all five to 0.
 LIMES_EXPORT void SQuinterClear(SQuinter& key);
+
+/// Copies all five.
 LIMES_EXPORT void SQuinterCopy(SQuinter& target, const SQuinter& source);
 
 /// All five are 0.
 LIMES_EXPORT bool SQuinterIsEmpty(const SQuinter& key);
+
+/// All five are equal.
 LIMES_EXPORT bool SQuinterEquals(const SQuinter& a, const SQuinter& b);
 
-/// Lexicographic in the order of positions 0, 3, 1, 2, 4.
+/// Lexicographic by signed values in the order of positions 0, 3, 1, 2, 4.
 LIMES_EXPORT bool SQuinterLessThan(const SQuinter& a, const SQuinter& b);
 
-/// Names of the coordinates in the language of the first call; they stay for the process.
+/// Names of the coordinates, "Test step" to "Sensor", in the language of the first call of each;
+/// they stay for the process. Any thread.
 LIMES_EXPORT const wide_string& ModeName();
 LIMES_EXPORT const wide_string& InstrumentName();
 LIMES_EXPORT const wide_string& ChannelName();
@@ -63,6 +68,7 @@ LIMES_EXPORT const wide_string& SensorName();
 /// channel, location, parameter, sensor. One thread at a time.
 class LIMES_EXPORT CClavis {
  public:
+  /// Nothing set: all six -1.
   CClavis() = default;
   CClavis(int mode, int instrument, int channel, int location, int parameter, int sensor)
       : key_{{mode, instrument, channel, location, parameter, sensor}} {}
@@ -79,6 +85,8 @@ class LIMES_EXPORT CClavis {
   std::int32_t operator[](unsigned i) const { return key_.value[i]; }
   std::int32_t& operator[](unsigned i) { return key_.value[i]; }
 
+  /// The coordinates by name, Mode is the test step. InstrParam is Parameter, ApplicationSignal is
+  /// Sensor.
   std::int32_t Mode() const { return key_.value[0]; }
   std::int32_t Instrument() const { return key_.value[1]; }
   std::int32_t Channel() const { return key_.value[2]; }
@@ -97,10 +105,12 @@ class LIMES_EXPORT CClavis {
   void Sensor(std::int32_t value) { key_.value[5] = value; }
   void ApplicationSignal(std::int32_t value) { key_.value[5] = value; }
 
+  /// The plain record.
   const SClavis& Base() const { return key_; }
   SClavis& Base() { return key_; }
 
   bool operator==(const CClavis& other) const { return key_.value == other.key_.value; }
+  /// The first position that differs decides, by its signed value.
   std::strong_ordering operator<=>(const CClavis& other) const {
     return key_.value <=> other.key_.value;
   }
@@ -118,6 +128,7 @@ class LIMES_EXPORT CQuinterMFC {
   /// Separates the fields of an identification text.
   static constexpr wide_char kSeparator = u'\u00A6';
 
+  /// Six empty texts.
   CQuinterMFC() = default;
 
   /// Null texts are empty. Without a sensor the channel goes through SetChanPlusSensor.
@@ -127,6 +138,7 @@ class LIMES_EXPORT CQuinterMFC {
   /// Empties all six.
   void clear();
 
+  /// The coordinates by name; Mode is the test step.
   const wide_string& Mode() const { return field_[0]; }
   const wide_string& Channel() const { return field_[1]; }
   const wide_string& Location() const { return field_[2]; }
@@ -172,7 +184,7 @@ class LIMES_EXPORT CQuinterMFC {
   /// Every field is "*".
   bool isTotalPattern() const;
 
-  /// Every field of p is "*" or equals this name's.
+  /// Every field of p is "*" or equals this name's; a "*" here matches a "*" there only.
   bool matchesPattern(const CQuinterMFC& p) const;
 
   /// Fills the fields that are "*" from the other name; true when one stays "*".
@@ -188,6 +200,7 @@ class LIMES_EXPORT CQuinterMFC {
   /// At least one field is "*".
   bool hasWildcard() const;
 
+  /// All six are equal, case included.
   bool operator==(const CQuinterMFC& other) const = default;
 
   /// The first field that differs decides, by its 16-bit characters.

@@ -25,6 +25,7 @@ class LIMES_EXPORT CExpression {
     bool operator==(const Token& other) const = default;
   };
 
+  /// Empty for an empty text; valid until the expression changes.
   const std::vector<Token>& Tokens() const { return tokens_; }
 
   /// Replaces the tokens. Throws std::invalid_argument when they are no expression.
@@ -32,7 +33,7 @@ class LIMES_EXPORT CExpression {
 
   /// The expression as text with the fewest parentheses and no blanks around operators, such that
   /// it parses again; empty without tokens. A power keeps its spelling, but as second character of
-  /// the text ² and ³ become ^2 and ^3. O(n).
+  /// the text ² and ³ become ^2 and ^3. O(n * length).
   wide_string Infix() const;
 
  protected:
