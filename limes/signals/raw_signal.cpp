@@ -4,7 +4,6 @@
 #include <array>
 #include <cstring>
 #include <new>
-#include <utility>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/platform/aligned_memory.h"
@@ -257,18 +256,6 @@ bool CSigRaw::Reserve(unsigned n) {
 }
 
 void CSigRaw::Shorten(unsigned n) { length_ = std::min(length_, n); }
-
-void CSigRaw::TakeData(CSigRaw& other) noexcept {
-  if (this == &other) {
-    return;
-  }
-  Free();
-  length_ = std::exchange(other.length_, 0);
-  data_ = std::exchange(other.data_, nullptr);
-  buffer_ = std::exchange(other.buffer_, nullptr);
-  capacity_ = std::exchange(other.capacity_, 0);
-  owns_ = std::exchange(other.owns_, false);
-}
 
 /// Makes a block with room for words words the own buffer; the words in use keep their number.
 void CSigRaw::TakeBlock(std::uint32_t* block, std::uint32_t words) noexcept {

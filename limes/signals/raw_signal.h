@@ -139,9 +139,6 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// Sets the number of words in use, at most the present one.
   void Shorten(unsigned n);
 
-  /// Takes the other's words and leaves it without. O(1).
-  void TakeData(CSigRaw& other) noexcept;
-
  private:
   bool LoadWords(CSerializer& archive, std::uint32_t n);
   void TakeBlock(std::uint32_t* block, std::uint32_t words) noexcept;

@@ -4,9 +4,13 @@
 
 #include <cmath>
 #include <random>
+#include <set>
+#include <string>
 #include <vector>
 
+#include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/learn_state.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/signals/extended_curve.h"
@@ -176,6 +180,24 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   otherValue.ExternerLernFaktor(0.5F);
   EXPECT_EQ(value.Merge(otherValue), MergeStatus::kFactor);
   EXPECT_EQ(otherValue.Merge(value), MergeStatus::kFactor);
+}
+
+/// The texts of the statuses from 0 to the last.
+template <class Status>
+std::set<std::u16string> Texts(Status last) {
+  std::set<std::u16string> texts;
+  for (int i = 0; i <= static_cast<int>(last); ++i) {
+    texts.insert(Text(static_cast<Status>(i)));
+  }
+  EXPECT_EQ(texts.count(u""), 0U);
+  return texts;
+}
+
+TEST(Statuses, HaveTextsOfTheirOwn) {
+  EXPECT_EQ(Texts(MergeStatus::kMemory).size(), 8U);
+  EXPECT_EQ(Texts(LearnStateStatus::kMemory).size(), 8U);
+  EXPECT_EQ(Texts(CurveTextStatus::kMemory).size(), 6U);
+  EXPECT_EQ(Texts(CurveReadStatus::kMemory).size(), 6U);
 }
 
 }  // namespace

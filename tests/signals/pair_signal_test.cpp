@@ -146,5 +146,44 @@ TEST(PairSignal, CurvesThereAndBack) {
   EXPECT_SHOWN("2 3.5", FlagsOf(run), run.WertBei(1.5F));
 }
 
+#define LIMES_OPERATOR(code, op)                                \
+  {                                                             \
+    code, [](const Run& p, const Run& q) { return p op q; },    \
+        [](Run& p, const Run& q) -> Run& { return p op## = q; } \
+  }
+
+TEST(PairSignal, OperatorsAreCombinations) {
+  using Run = CSigPairs;
+  const Run a = MakeRun({1, 2, 4});
+  const Run b = MakeRun({2, 3});
+  const struct {
+    int code;
+    Run (*made)(const Run&, const Run&);
+    Run& (*applied)(Run&, const Run&);
+  } kOperators[] = {
+      LIMES_OPERATOR(Run::kUnion, |),
+      LIMES_OPERATOR(Run::kIntersection, &),
+      LIMES_OPERATOR(Run::kPlus, +),
+      LIMES_OPERATOR(Run::kMinus, -),
+      LIMES_OPERATOR(Run::kTimes, *),
+      LIMES_OPERATOR(Run::kDivided, /),
+      {Run::kPlusSquare, nullptr, [](Run& p, const Run& q) -> Run& { return p.AddSquared(q); }},
+      {Run::kMinusSquare, nullptr,
+       [](Run& p, const Run& q) -> Run& { return p.SubtractSquared(q); }},
+  };
+  const auto shown = [](const Run& run) {
+    return test::Exact{XOf(run), Floats(run.Werte(), run.WerteEnd())}.text;
+  };
+  for (const auto& op : kOperators) {
+    Run combined = a;
+    combined.Verrechnen(b, op.code);
+    Run applied = a;
+    EXPECT_EQ(shown(op.applied(applied, b)), shown(combined)) << op.code;
+    if (op.made != nullptr) {
+      EXPECT_EQ(shown(op.made(a, b)), shown(combined)) << op.code;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace limes

@@ -1,0 +1,89 @@
+// What the class of a signal decides behind a base pointer: names, creation, copies, appending.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "limes/signals/curve_array.h"
+#include "limes/signals/measurement_pair_signal.h"
+#include "limes/signals/time_pair_signal.h"
+#include "tests/support/curves.h"
+#include "tests/support/hostile.h"
+
+namespace limes {
+namespace {
+
+constexpr auto kWrite = [](const CSignal& signal, CFileStream& file) {
+  return signal.WriteToFile(file, CSignal::CurrentFileVersion());
+};
+
+/// Three values and a name.
+template <class Class>
+Class Sample() {
+  Class signal;
+  if constexpr (std::is_base_of_v<CSigPairs, Class>) {
+    for (const float x : {1.0F, 2.0F, 4.0F}) {
+      signal.CSigPairs::NeuesPaar(x, -x);
+    }
+  } else {
+    signal = test::MakeCurve<Class>({1, -2, 4});
+  }
+  signal.SetName(u"left");
+  return signal;
+}
+
+template <class Class>
+void ExpectClass(const char* name, const CRuntimeClass* base) {
+  SCOPED_TRACE(name);
+  for (CObject* const made : {Class::GetThisClass()->CreateObject(), Class::CreateObject()}) {
+    const std::unique_ptr<CObject> object(made);
+    ASSERT_NE(dynamic_cast<Class*>(made), nullptr);
+    EXPECT_STREQ(made->GetRuntimeClass()->name, name);
+    EXPECT_SHOWN("1 0", made->IsKindOf(base), base->IsDerivedFrom(made->GetRuntimeClass()));
+  }
+  const Class sample = Sample<Class>();
+  const test::Bytes record = test::Written<CSignal>(sample, kWrite);
+  const CSignal& any = sample;
+  const std::unique_ptr<CClonable> clone(any.Clone(true));
+  auto* const copy = dynamic_cast<Class*>(clone.get());
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(test::Written<CSignal>(*copy, kWrite), record);
+  Class assigned;
+  assigned = sample;
+  EXPECT_EQ(test::Written<CSignal>(assigned, kWrite), record);
+  EXPECT_SHOWN("1 6", copy->Append(any), copy->XLen());
+  Class header = sample;
+  header.InitHeader();
+  EXPECT_STREQ(test::Exact{header.Name()}.text.c_str(), "");
+}
+
+TEST(SignalClasses, AreWhatTheirNamesSay) {
+  const CRuntimeClass* const signal = CSignal::GetThisClass();
+  ExpectClass<CSigCurve>("CSigCurve", signal);
+  ExpectClass<CSigCurveExt>("CSigCurveExt", CSigCurve::GetThisClass());
+  ExpectClass<CSigPairs>("CSigPairs", signal);
+  ExpectClass<CSigPairsTm>("CSigPairsTm", CSigPairs::GetThisClass());
+  ExpectClass<CSigPairsVM>("CSigPairsVM", CSigPairs::GetThisClass());
+  EXPECT_STREQ(signal->name, "CSignal");
+  EXPECT_EQ(signal->CreateObject(), nullptr);
+  EXPECT_TRUE(signal->IsDerivedFrom(CSigRaw::GetThisClass()));
+  CSigCurve curve = Sample<CSigCurve>();
+  const CSigPairs pairs = Sample<CSigPairs>();
+  EXPECT_SHOWN("0 3", curve.Append(static_cast<const CSignal&>(pairs)), curve.XLen());
+}
+
+TEST(SignalClasses, ArraysOfCurves) {
+  const std::unique_ptr<CObject> made(CSigCurveArray::CreateObject());
+  EXPECT_STREQ(made->GetRuntimeClass()->name, "CSigCurveArray");
+  CSigCurveArray array;
+  array.ErsteKurve(test::MakeCurve({4, 9}));
+  array.WeitereKurve(test::MakeCurve({16, 25}), 0.5F);
+  CSigCurveArray other;
+  EXPECT_SHOWN("1 0", other.CopyData(array), other.CopyData(other));
+  other.WurzelZiehen();
+  EXPECT_SHOWN("{2 3} {4 5} 0.5 16", *other[0], *other[1], other.TPos(1), (*array[1])[0]);
+}
+
+}  // namespace
+}  // namespace limes
