@@ -20,7 +20,8 @@ class LIMES_EXPORT CSObject : public CObject {
 
   const CRuntimeClass* GetRuntimeClass() const override;
 
-  /// Stores or loads the fields, by the archive's IsStoring: not 0 on success. Here: nothing, 1.
+  /// Stores or loads the fields, by the archive's IsStoring, in one fixed order: not 0 on success.
+  /// Here: nothing, 1.
   virtual int Serialize(CSerializer* archive);
 
   static const CRuntimeClass* GetThisClass();
@@ -127,8 +128,9 @@ class LIMES_EXPORT CSerializer : public CObject {
   int TestReloadObject(const CSObject* object);
 
   /// Reads an archive into the attached array and starts loading: 1, or 0 with the state as it
-  /// was. wordCount: -1 without an array, 0 when the file is too short, else the count that the
-  /// file states, which must not exceed the capacity.
+  /// was; the array may then hold a part. wordCount: -1 without an array, 0 when the file is too
+  /// short, else the count that the file states (at most 2^31 - 1), of which 0 and more than
+  /// the capacity are refused, with the file where it stood. O(words).
   int FetchFromFile(CFileStream& file, int* wordCount = nullptr);
 
  private:

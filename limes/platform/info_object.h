@@ -24,7 +24,8 @@ class LIMES_EXPORT CInfoNode {
   /// same; empty for an empty node.
   wide_string AsText() const;
 
-  /// The value as integer: numbers truncated, texts read as far as they are a number; else 0.
+  /// The value as integer: numbers truncated and held to the range, NaN its smallest value; texts
+  /// read as far as they are an integer that fits; else 0.
   std::int64_t AsInt() const;
 
   /// The value as number, texts read as far as they are one; else 0.0.

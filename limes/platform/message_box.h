@@ -8,7 +8,8 @@
 /// Messages that a host shows in a box which the user must answer.
 namespace limes::MessageBoxes {
 
-/// Shows the text with an exclamation icon and returns the number of the button pressed.
+/// Shows the text with an exclamation icon and returns the number of the button pressed. What it
+/// throws is dropped, and the answer is OK.
 using Handler = std::function<int(std::u16string_view)>;
 
 inline constexpr int kOk = 1;

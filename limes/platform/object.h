@@ -33,6 +33,7 @@ extern const CRuntimeClass kObjectClass;  ///< CObject
 /// Root of all classes with virtual operations. One thread at a time.
 class LIMES_EXPORT CObject {
  public:
+  /// Class of the object itself, behind whatever pointer; never null.
   virtual const CRuntimeClass* GetRuntimeClass() const;
   virtual ~CObject();
 
@@ -42,6 +43,8 @@ class LIMES_EXPORT CObject {
   virtual void Dump() const;
 
   static const CRuntimeClass* GetThisClass();
+
+  /// The object is of that class or of one that derives from it. O(depth).
   bool IsKindOf(const CRuntimeClass* other) const {
     return GetRuntimeClass()->IsDerivedFrom(other);
   }

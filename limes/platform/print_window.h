@@ -20,7 +20,8 @@ inline constexpr int kHeading = 1;   ///< style
 inline constexpr int kEmphasis = 2;  ///< style
 inline constexpr int kAlert = 3;     ///< style
 
-/// Takes category, style and text. Called under a lock, one call at a time.
+/// Takes category, style and text. Called under a lock, one call at a time; it may print itself.
+/// What it throws is dropped with the message.
 using Sink = std::function<void(int, int, std::u16string_view)>;
 
 /// Hands the text as it is to the sink; line ends are part of the text. Any thread.
