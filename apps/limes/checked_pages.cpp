@@ -4,68 +4,24 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdint>
-#include <span>
 
-#include "apps/limes/store_schema.h"
-#include "limes/platform/record_io.h"
+#include "apps/limes/checked_file.h"
+#include "apps/limes/checked_log.h"
+#include "apps/limes/page_check.h"
 
 namespace limes::host {
 namespace {
 
-constexpr int kCheckBytes = 8;
-constexpr int kHeaderBytes = 100;
-constexpr int kLargestPage = 65536;
-
-/// Lies behind the default layer's own file in the memory that SQLite allocates for both.
-struct SState {
-  sqlite3_io_methods methods;      ///< the real ones but for reading and writing
-  const sqlite3_io_methods* real;  ///< of the default layer
-  bool checked;                    ///< pages carry checks
-};
-
 std::size_t StateOffset() {
   static const auto kSize = static_cast<std::size_t>(sqlite3_vfs_find(nullptr)->szOsFile);
-  return (kSize + alignof(SState) - 1) / alignof(SState) * alignof(SState);
+  return (kSize + alignof(SCheckedFile) - 1) / alignof(SCheckedFile) * alignof(SCheckedFile);
 }
 
-SState& StateOf(sqlite3_file* file) {
-  return *reinterpret_cast<SState*>(reinterpret_cast<char*>(file) + StateOffset());
-}
-
-/// Either of two places tells, so that damage to one of them is not the end of checking.
-bool HasChecks(const std::uint8_t* header) {
-  const auto number = [&](int at) {  // SQLite's headers have the most significant byte first
-    return std::uint32_t{header[at]} << 24 | std::uint32_t{header[at + 1]} << 16 |
-           std::uint32_t{header[at + 2]} << 8 | header[at + 3];
-  };
-  constexpr int kReserved = 20;
-  constexpr int kUserVersion = 60;
-  constexpr int kApplicationPlace = 68;
-  return header[kReserved] == kCheckBytes ||
-         (number(kApplicationPlace) == kApplicationId && number(kUserVersion) >= kCheckedSince);
-}
-
-bool IsPage(int size, sqlite3_int64 offset) {
-  return size >= 512 && size <= kLargestPage && std::has_single_bit(static_cast<unsigned>(size)) &&
-         offset % size == 0;
-}
-
-/// Each step maps its words one to one: no change within one word goes unseen. The place counts, so
-/// a page in another's place does not pass.
-std::uint64_t CheckOf(const std::uint8_t* page, int size, sqlite3_int64 offset) {
-  auto check = static_cast<std::uint64_t>(offset) + 0x9E3779B97F4A7C15U;
-  for (int i = 0; i + kCheckBytes < size; i += kCheckBytes) {
-    check =
-        (check ^ limes::detail::FromLittleEndian<std::uint64_t>(page + i)) * 0xFF51AFD7ED558CCDU;
-    check ^= check >> 32;
-  }
-  return check;
-}
+bool IsPage(int size, sqlite3_int64 offset) { return IsPageSize(size) && offset % size == 0; }
 
 int ReadChecked(sqlite3_file* file, void* data, int size, sqlite3_int64 offset) {
-  SState& state = StateOf(file);
+  SCheckedFile& state = CheckedFileOf(file);
   const int code = state.real->xRead(file, data, size, offset);
   if (code == SQLITE_IOERR_SHORT_READ && state.checked && IsPage(size, offset)) {
     sqlite3_int64 end = 0;  // half a page would be filled with zeros
@@ -79,16 +35,14 @@ int ReadChecked(sqlite3_file* file, void* data, int size, sqlite3_int64 offset) 
   if (offset == 0 && size >= kHeaderBytes) {
     state.checked = HasChecks(bytes);
   }
-  if (state.checked && IsPage(size, offset) &&
-      limes::detail::FromLittleEndian<std::uint64_t>(bytes + size - kCheckBytes) !=
-          CheckOf(bytes, size, offset)) {
-    return SQLITE_IOERR_DATA;
-  }
-  return SQLITE_OK;
+  return !state.checked || !IsPage(size, offset) ||
+                 CheckHolds({bytes, static_cast<std::size_t>(size)}, offset)
+             ? SQLITE_OK
+             : SQLITE_IOERR_DATA;
 }
 
 int WriteChecked(sqlite3_file* file, const void* data, int size, sqlite3_int64 offset) {
-  SState& state = StateOf(file);
+  SCheckedFile& state = CheckedFileOf(file);
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   if (offset == 0 && size >= kHeaderBytes) {
     state.checked = HasChecks(bytes);
@@ -101,21 +55,23 @@ int WriteChecked(sqlite3_file* file, const void* data, int size, sqlite3_int64 o
     return state.real->xWrite(file, data, size, offset);
   }
   std::array<std::uint8_t, kLargestPage> page;
-  std::copy_n(bytes, size - kCheckBytes, page.data());
-  limes::detail::ToLittleEndian(CheckOf(bytes, size, offset), page.data() + size - kCheckBytes);
+  std::copy_n(bytes, size, page.data());
+  PutCheck({page.data(), static_cast<std::size_t>(size)}, offset);
   return state.real->xWrite(file, page.data(), size, offset);
 }
 
 int OpenChecked(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
   sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
   const int code = real->xOpen(real, name, file, flags, outFlags);
-  if (code == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_DB) != 0) {
-    SState& state = StateOf(file);
+  const bool isLog = (flags & SQLITE_OPEN_WAL) != 0;
+  if (code == SQLITE_OK && (isLog || (flags & SQLITE_OPEN_MAIN_DB) != 0)) {
+    SCheckedFile& state = CheckedFileOf(file);
     state.real = file->pMethods;
     state.methods = *state.real;
     state.methods.iVersion = std::min(state.methods.iVersion, 2);  // pages are not mapped
-    state.methods.xRead = ReadChecked;
-    state.methods.xWrite = WriteChecked;
+    state.methods.xRead = isLog ? ReadLog : ReadChecked;
+    state.methods.xWrite = isLog ? WriteLog : WriteChecked;
+    state.store = isLog ? &CheckedFileOf(sqlite3_database_file_object(name)) : &state;
     state.checked = false;
     file->pMethods = &state.methods;
   }
@@ -124,10 +80,14 @@ int OpenChecked(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, i
 
 }  // namespace
 
+SCheckedFile& CheckedFileOf(sqlite3_file* file) {
+  return *reinterpret_cast<SCheckedFile*>(reinterpret_cast<char*>(file) + StateOffset());
+}
+
 const char* CheckedPages() {
   static sqlite3_vfs layer = [] {
     sqlite3_vfs made = *sqlite3_vfs_find(nullptr);
-    made.szOsFile = static_cast<int>(StateOffset() + sizeof(SState));
+    made.szOsFile = static_cast<int>(StateOffset() + sizeof(SCheckedFile));
     made.pNext = nullptr;
     made.zName = "limes-checked-pages";
     made.xOpen = OpenChecked;

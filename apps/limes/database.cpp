@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "apps/limes/checked_log.h"
 #include "apps/limes/checked_pages.h"
 #include "apps/limes/errors.h"
 
@@ -129,10 +130,14 @@ CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
   }
   // A name with a colon would be one of SQLite's own, such as :memory:
   const std::string name = path[0] == ':' ? "./" + path : path;
+  std::error_code error;
+  if (std::filesystem::file_size(path, error) > 0 && !error && !LogIsWhole(path)) {
+    throw CStoreError(path + ": the store is damaged: " + path +
+                      "-wal does not hold what was stored last");
+  }
   // A reader opens for writing too, else it would leave -wal and -shm behind; a file that must not
   // be written is then opened for reading.
   Open(name, SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0));
-  std::error_code error;
   if (mode == Mode::kReading && NeedsFiles() && !std::filesystem::exists(path + "-wal", error)) {
     // In a folder that must not be written, and nobody else is writing.
     sqlite3_close(database_);

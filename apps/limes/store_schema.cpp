@@ -141,7 +141,8 @@ void MakeSchema(CDatabase& database, const std::string& path) {
   }
   const std::int64_t found = SchemaVersion(database, path);
   if (found > 0 && found < kCheckedSince) {
-    database.Execute("VACUUM");  // writes all pages anew, with their checks
+    // Writes all pages anew, the header first, which says that all after it have checks.
+    database.Execute("PRAGMA cache_spill = OFF; VACUUM; PRAGMA cache_spill = ON");
   }
   database.Execute("BEGIN IMMEDIATE");
   try {

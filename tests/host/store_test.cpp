@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <iostream>
 #include <random>
@@ -11,6 +13,7 @@
 #include <thread>
 
 #include "apps/limes/checked_pages.h"
+#include "apps/limes/database.h"
 #include "tests/host/host_fixture.h"
 
 namespace limes::host {
@@ -218,37 +221,72 @@ TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
 }
 
 TEST_F(Store, ReportsDamageToAnyOfItsBytes) {
-  EXPECT_EQ(RunLimes(Learn(1, 9)).code, 0);
-  EXPECT_EQ(RunLimes({"test", store_, Table(99)}).code, 1);
-  const auto all = [&] {
-    std::string out;
-    int code = 0;
-    for (const char* command : {"show", "report"}) {
-      const auto result = RunLimes({command, store_, "--json"});
-      out += result.out;
-      code = std::max(code, result.code);
+  constexpr std::array kFiles = {"", "-wal", "-shm"};
+  using TContent = std::array<std::string, kFiles.size()>;
+  const auto restore = [&](const TContent& files) {
+    for (std::size_t i = 0; i < files.size(); ++i) {
+      std::filesystem::remove(store_ + kFiles[i]);
+      if (!files[i].empty()) {
+        Write(std::string("store.limes") + kFiles[i], files[i]);
+      }
     }
-    return std::pair(code, out);
   };
-  const auto whole = all();
-  EXPECT_EQ(whole.first, 0);
-  const std::string bytes = Read(store_);
-  ASSERT_EQ(bytes[20], 8);  // left for the checks
+  const auto all = [&] {  // both must tell: the first may not repair what it reports
+    const auto show = RunLimes({"show", store_, "--json"});
+    const auto report = RunLimes({"report", store_, "--json"});
+    return std::pair(std::max(show.code, report.code), show.out + report.out);
+  };
   std::mt19937 random(Seed());
   int damaged = 0;
   int reported = 0;
-  for (std::size_t at = 0; at < bytes.size(); at += at < 112 ? 1 : 1 + random() % 400) {
-    std::string changed = bytes.substr(0, at % 5 == 0 && at > 4096 ? at : bytes.size());
-    changed.resize(std::max(changed.size(), at + 1));
-    changed[at] = static_cast<char>(changed[at] ^ (at % 2 == 0 ? 1 << random() % 8 : 0xFF));
-    Write("store.limes", changed);
-    const auto result = all();
-    EXPECT_TRUE(result.first == 4 || result == whole) << "byte " << at << " misread";
-    reported += result.first == 4 ? 1 : 0;
-    ++damaged;
+  const auto damage = [&](const TContent& files, std::size_t which, std::size_t each,
+                          unsigned most) {
+    restore(files);
+    const auto whole = all();
+    EXPECT_EQ(whole.first, 0);
+    const std::string& bytes = files[which];
+    for (std::size_t at = 0; at < bytes.size(); at += at < each ? 1 : 1 + random() % most) {
+      TContent changed = files;
+      changed[which].resize(at % 5 == 0 && at > 4096 ? at + 1 : bytes.size());
+      char& byte = changed[which][at];
+      byte = static_cast<char>(byte ^ (at % 2 == 0 ? 1 << random() % 8 : 0xFF));
+      restore(changed);
+      const auto result = all();
+      EXPECT_TRUE(result.first == 4 || result == whole) << kFiles[which] << at << " misread";
+      reported += result.first == 4 ? 1 : 0;
+      ++damaged;
+    }
+  };
+  EXPECT_EQ(RunLimes(Learn(1, 9)).code, 0);
+  EXPECT_EQ(RunLimes({"test", store_, Table(99)}).code, 1);
+  const TContent closed = {Read(store_), "", ""};
+  TContent killed;
+  {
+    CDatabase other(store_, CDatabase::Mode::kReading);  // the log stays while others read
+    EXPECT_EQ(other.QueryInt("SELECT count(*) FROM part"), 18);
+    EXPECT_EQ(RunLimes(Learn(9, 12)).code, 0);
+    EXPECT_EQ(RunLimes({"test", store_, Table(98)}).code, 1);
+    std::transform(kFiles.begin(), kFiles.end(), killed.begin(),
+                   [&](const char* end) { return Read(store_ + end); });
   }
-  std::cout << "damaged " << damaged << " reported " << reported << '\n';
+  ASSERT_EQ(closed[0][20], 8);  // left for the checks
+  damage(closed, 0, 112, 600);
   EXPECT_GT(reported, 112);  // other pages are free, or their tables are not asked for
+  damage(killed, 0, 0, 1000);
+  damage(killed, 2, 0, 2000);
+  const int before = damaged - reported;
+  damage(killed, 1, 56, 5000);
+  EXPECT_EQ(damaged - reported, before) << "a part of the log was lost";
+  std::cout << "damaged " << damaged << " reported " << reported << '\n';
+
+  // Other programs may read what a killed process left, and so tidy it up.
+  restore(killed);
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(store_.c_str(), &database), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(database, "SELECT * FROM part", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(database);
+  EXPECT_FALSE(std::filesystem::exists(store_ + "-wal"));
+  EXPECT_EQ(all().first, 0);
 }
 
 }  // namespace
