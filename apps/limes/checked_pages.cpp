@@ -103,9 +103,10 @@ void ReserveChecks(sqlite3* database) {
 }
 
 const char* ReasonOf(sqlite3* database) {
-  return sqlite3_extended_errcode(database) == SQLITE_IOERR_DATA
-             ? "the store is damaged: a page is not as it was written"
-             : sqlite3_errmsg(database);
+  const int code = sqlite3_extended_errcode(database);
+  return code == SQLITE_IOERR_DATA ? "the store is damaged: a page is not as it was written"
+         : (code & 0xFF) == SQLITE_READONLY ? "the store or its folder must not be written"
+                                            : sqlite3_errmsg(database);
 }
 
 }  // namespace limes::host

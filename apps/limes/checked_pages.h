@@ -13,7 +13,7 @@ const char* CheckedPages();
 /// Lets a file without content, or the next VACUUM, leave room for the checks.
 void ReserveChecks(sqlite3* database);
 
-/// The last error, damage in plain words.
+/// The last error, damage and what must not be written in plain words.
 const char* ReasonOf(sqlite3* database);
 
 }  // namespace limes::host

@@ -33,6 +33,21 @@ std::string Escaped(const std::string& name) {
   return text;
 }
 
+/// Whether nobody may write a file.
+bool IsProtected(const std::string& path) {
+  using std::filesystem::perms;
+  std::error_code error;
+  const perms write = perms::owner_write | perms::group_write | perms::others_write;
+  return (std::filesystem::status(path, error).permissions() & write) == perms::none;
+}
+
+/// The last error, with the name of the store.
+std::string Failure(sqlite3* database) {
+  const char* path = sqlite3_db_filename(database, "main");
+  return std::filesystem::path(path != nullptr ? path : "").filename().string() + ": " +
+         ReasonOf(database);
+}
+
 }  // namespace
 
 CStatement::CStatement(sqlite3* database, const char* sql) : database_(database) {
@@ -43,7 +58,7 @@ CStatement::~CStatement() { sqlite3_finalize(statement_); }
 
 void CStatement::Check(int code) const {
   if (code != SQLITE_OK) {
-    throw CStoreError(std::string("store: ") + ReasonOf(database_));
+    throw CStoreError(Failure(database_));
   }
 }
 
@@ -81,7 +96,7 @@ CStatement& CStatement::Bind(std::span<const std::uint8_t> bytes) {
 bool CStatement::Step() {
   const int code = sqlite3_step(statement_);
   if (code != SQLITE_ROW && code != SQLITE_DONE) {
-    const std::string message = std::string("store: ") + ReasonOf(database_);
+    const std::string message = Failure(database_);
     Reset();
     throw CStoreError(message);
   }
@@ -138,8 +153,14 @@ CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
   // A reader opens for writing too, else it would leave -wal and -shm behind; a file that must not
   // be written is then opened for reading.
   Open(name, SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0));
-  if (mode == Mode::kReading && NeedsFiles() && !std::filesystem::exists(path + "-wal", error)) {
-    // In a folder that must not be written, and nobody else is writing.
+  if (mode != Mode::kReading && sqlite3_db_readonly(database_, "main") == 1) {
+    sqlite3_close(database_);
+    throw CStoreError(path + ": the store must not be written");
+  }
+  if (mode == Mode::kReading && !std::filesystem::exists(path + "-wal", error) &&
+      (IsProtected(path) || NeedsFiles())) {
+    // In a folder that must not be written, or a file whose -wal, made with the rights of the file,
+    // would stand in the way of later writers; and nobody else is writing.
     sqlite3_close(database_);
     Open("file:" + Escaped(name) + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
   }
