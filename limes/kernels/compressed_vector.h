@@ -37,7 +37,8 @@ class LIMES_EXPORT CCompressedVector {
   /// The same with a curve's values and x range. O(n).
   int Komprimieren(const CSigCurve* curve, int method);
 
-  /// Writes the ValueCount() values back: bytes of the data. O(n).
+  /// Writes the ValueCount() values back into room for as many: bytes of the data, 0 for null.
+  /// O(n).
   int Dekomprimieren(float* out) const;
 
   /// Sizes the curve, writes the values and the x range into it; an extended curve becomes wholly

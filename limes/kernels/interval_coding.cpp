@@ -1,6 +1,7 @@
 #include "limes/kernels/interval_coding.h"
 
 #include <limits>
+#include <new>
 
 #include "limes/platform/resource_sea.h"
 
@@ -15,9 +16,21 @@ void CIntervallCodierung::Neubeginn(int defaultCode) {
   }
 }
 
-void CIntervallCodierung::WeiteresIntervall(float from, float to, int code) {
-  if (from <= to && intervals_.size() < std::numeric_limits<std::int32_t>::max()) {
+bool CIntervallCodierung::Append(float from, float to, int code) {
+  if (intervals_.size() >= std::numeric_limits<std::int32_t>::max()) {
+    return false;
+  }
+  try {
     intervals_.push_back({from, to, code});
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+void CIntervallCodierung::WeiteresIntervall(float from, float to, int code) {
+  if (from <= to) {
+    static_cast<void>(Append(from, to, code));
   }
 }
 
@@ -63,7 +76,10 @@ int CIntervallCodierung::AusResListeLesen(const CResourceSea& store, std::u16str
     float to = 0.0F;
     std::int32_t code = defaultCode_;
     entry.Scan(u"%f %f %d", &from, &to, &code);
-    WeiteresIntervall(from, to, code);
+    if (from <= to && !Append(from, to, code)) {
+      intervals_.clear();  // half a list would give wrong codes
+      return 0;
+    }
   }
   if (takeFirstAsDefault != 0 && !intervals_.empty()) {
     defaultCode_ = intervals_.front().code;

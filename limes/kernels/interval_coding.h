@@ -13,7 +13,7 @@ class CResourceSea;
 
 /// Maps a value to an integer code through closed intervals; the last one that holds the value
 /// decides, none of them gives the default code. Copies own their intervals.
-/// Adding and copying throw std::bad_alloc when memory is short. One thread at a time.
+/// Copying throws std::bad_alloc when memory is short. One thread at a time.
 class LIMES_EXPORT CIntervallCodierung {
  public:
   CIntervallCodierung() = default;
@@ -21,13 +21,14 @@ class LIMES_EXPORT CIntervallCodierung {
   CIntervallCodierung& operator=(const CIntervallCodierung&) = default;
   virtual ~CIntervallCodierung();
 
-  /// Restarts without intervals; a default code below 0 leaves the one in use.
+  /// Restarts without intervals; a default code below 0 leaves the one in use, 0 at first.
   void Neubeginn(int defaultCode);
 
-  /// Appends an interval; ignored unless from <= to. O(1) amortised.
+  /// Appends an interval, both ends of which belong to it. No effect unless from <= to, and when
+  /// memory is short: Anzahl() tells. O(1) amortised.
   void WeiteresIntervall(float from, float to, int code);
 
-  /// Looks up the code of a value. O(n).
+  /// Looks up the code of a value; a NaN has the default code. O(n).
   int CodeFinden(float x) const;
   int operator[](float x) const { return CodeFinden(x); }
 
@@ -44,7 +45,7 @@ class LIMES_EXPORT CIntervallCodierung {
 
   /// Reads intervals from the lines "from to code" of a list: their number. Missing fields are 0,
   /// 0 and the default code, which restarts at 9999; with takeFirstAsDefault it becomes the first
-  /// interval's code afterwards. O(lines).
+  /// interval's code afterwards. None when the store has no such list or memory is short. O(lines).
   int AusResListeLesen(const CResourceSea& store, std::u16string_view name, int takeFirstAsDefault);
 
  private:
@@ -53,6 +54,8 @@ class LIMES_EXPORT CIntervallCodierung {
     float to;
     std::int32_t code;
   };
+
+  [[nodiscard]] bool Append(float from, float to, int code);
 
   std::vector<SInterval> intervals_;
   std::int32_t defaultCode_ = 0;

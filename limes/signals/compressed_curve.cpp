@@ -15,11 +15,10 @@ int CCompressedVector::Komprimieren(const CSigCurve* curve, int method) {
 }
 
 int CCompressedVector::Dekomprimieren(CSigCurve* curve) const {
-  if (curve == nullptr || !curve->AllocateOrKeep(ValueCount())) {
+  if (curve == nullptr || !curve->AllocateValues(ValueCount())) {
     return 0;
   }
   Dekomprimieren(curve->ValArray());
-  curve->SetXLen(curve->DLen());
   curve->SetXMinMax(head_.xFirst, head_.xLast);
   if (CSigCurveExt* const extended = AsExtended(curve)) {
     extended->ResetVMinMax();

@@ -113,22 +113,18 @@ void CSigCurve::InitHeader(const CSigCurve& other, bool deep) {
 CSigCurve& CSigCurve::CopyData(const CSigCurve& other) {
   const std::uint32_t n = other.DLen();
   const bool sameSize = n == DLen();
-  if (&other == this || (!sameSize && !AllocateOrKeep(n))) {
-    return *this;
-  }
-  detail::MoveValues(FloatData(), other.FloatData(), n);
-  if (!sameSize) {
-    SetXLen(n);
+  if (&other != this && (sameSize || AllocateValues(n))) {
+    detail::MoveValues(FloatData(), other.FloatData(), n);
   }
   return *this;
 }
 
 bool CSigCurve::MakeSameSizeOrKeep(const CSigCurve& other) {
-  if (!MallocOrKeep(other.DLen())) {
+  if (!ReserveExtName(other) || !AllocateValues(other.DLen())) {
     return false;
   }
+  Nullsetzen();
   CSigCurve::InitHeader(other);
-  SetXLen(DLen());
   return true;
 }
 

@@ -30,7 +30,8 @@ LIMES_EXPORT const wide_char* Text(CurveReadStatus status);
 ///
 /// Value i lies at x min + i * step, step = (x max - x min) / n: x max lies one step behind the
 /// last value. Reading a value outside takes the nearest one, and 0.0 when there is none. No
-/// operation throws, except what a stream throws while writing. One thread at a time.
+/// operation of its own throws, except what a stream throws while writing; setters of texts and
+/// units see CSignal. One thread at a time.
 class LIMES_EXPORT CSigCurve : public CSignal {
  public:
   /// No values, x from 0 to 1.
@@ -74,11 +75,14 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   void Add(float c) override;
   void Scale(float c) override;
 
-  /// Drops the values left of x, which becomes x min. No effect when x is not on the curve. O(n).
+  /// Drops the values left of the one nearest to x, which becomes x min. No effect unless
+  /// GetIndexValidate finds x: not in the last half step, but up to 1.5 steps below x min, where no
+  /// value is dropped. O(n).
   void CutLeft(float x) override;
 
-  /// Drops the values right of x, which becomes x max. No effect when x is not on the curve. The
-  /// step changes: x max is no longer one step behind the last value.
+  /// Drops the values right of the one nearest to x, which becomes x max. No effect unless
+  /// GetIndexValidate finds x, as for CutLeft. The step changes: x max is no longer one step behind
+  /// the last value.
   virtual void CutRight(float x);
 
   /// CutLeft(a), then CutRight(b).
@@ -139,6 +143,9 @@ class LIMES_EXPORT CSigCurve : public CSignal {
 
   float XMin() const { return xMin_; }
   float XMax() const { return xMax_; }
+
+  /// x of value 0, and x one step behind the last value, in the x unit. No value moves; the bounds
+  /// are not checked.
   void SetXMinMax(float xMin, float xMax);
 
   /// Step of x: (x max - x min) / n, 0.0 without values.
@@ -250,6 +257,7 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   void Min(const CSigCurve& other);
   void Max(const CSigCurve& other);
 
+  /// Changes the sign of the values.
   CSigCurve& MirrorY();
 
   /// Reverses the values; x range [-x max, -x min].

@@ -72,11 +72,8 @@ CSigCurve& CSigCurve::CutNegative() {
 }
 
 int CSigCurve::Resize(float& a, float& b) {
-  if (DLen() == 0) {
-    if (!MallocOrKeep(kFirstSize)) {
-      return 0;
-    }
-    SetXLen(DLen());
+  if (DLen() == 0 && !CSignal::Resize(kFirstSize)) {
+    return 0;
   }
   if (xMax_ == xMin_) {
     xMax_ = xMin_ + kFirstSpan;
@@ -86,7 +83,8 @@ int CSigCurve::Resize(float& a, float& b) {
   a = GetPoint(ia);
   b = GetPoint(ib);
   const std::int64_t n = std::int64_t{ib} - ia;
-  if (n <= 0 || n > std::int64_t{kMaxWords} || !Reserve(static_cast<std::uint32_t>(n))) {
+  if (n <= 0 || n > std::int64_t{kMaxWords} || !Reserve(static_cast<std::uint32_t>(n)) ||
+      !TrySetXLen(static_cast<std::uint32_t>(n))) {
     return 0;
   }
   ShiftData(-std::max(ia, -std::numeric_limits<int>::max()));
@@ -95,7 +93,6 @@ int CSigCurve::Resize(float& a, float& b) {
   }
   xMin_ = a;
   xMax_ = b;
-  SetXLen(DLen());
   GridChanged(true, 0);
   return 1;
 }
@@ -136,11 +133,13 @@ bool CSigCurve::CutToGrid(float a, float b) {
   const float xMin = GetPoint(first);
   const auto n = static_cast<std::uint32_t>(last - first) + 1;
   const float xMax = EndOfGrid(xMin, n, XDelta(), GetPoint(last + 1));
+  if (!TrySetXLen(n)) {
+    return false;
+  }
   ShiftData(-first);
   Shorten(n);
   xMin_ = xMin;
   xMax_ = xMax;
-  SetXLen(n);
   GridChanged(false, -std::int64_t{first});
   return true;
 }

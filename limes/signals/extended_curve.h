@@ -138,9 +138,10 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
   /// All values are valid.
   void ResetVMinMax();
 
-  /// Valid range as it was read from another curve on this grid; nothing is derived.
+  /// Valid range as it was read from another curve on this grid; nothing is derived, but indices
+  /// below those of a curve become 0 and -1.
   void RestoreValidRange(float vMin, float vMax, std::int32_t iMin, std::int32_t iMax) {
-    SetRange(vMin, vMax, iMin, iMax);
+    SetRange(vMin, vMax, iMin < 0 ? 0 : iMin, iMax < -1 ? -1 : iMax);
   }
 
   /// Widens the valid range to include [x0, x1].

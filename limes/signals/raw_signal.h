@@ -79,7 +79,7 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// Number of words in use.
   std::uint32_t DLen() const { return length_; }
 
-  /// The words; null when there never were any.
+  /// The words, DLen() of them; may be null when there are none. Valid until their number grows.
   std::uint32_t* Data() {
     writtenOutside_ = true;
     return data_;

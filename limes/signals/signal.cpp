@@ -70,11 +70,7 @@ CSignal::~CSignal() { DropExtData(); }
 int CSignal::Serialize(CSerializer* archive) { return CSigRaw::Serialize(archive) != 0 ? 1 : 0; }
 
 bool CSignal::Resize(unsigned n) {
-  if (!CSigRaw::Resize(n)) {
-    return false;
-  }
-  SetXLen(n);
-  return true;
+  return Reserve(n) && TrySetXLen(n) && CSigRaw::Resize(n);  // with room, the words cannot fail
 }
 
 unsigned CSignal::Size() const { return CSigRaw::Size(); }
@@ -336,10 +332,38 @@ void CSignal::ShrinkRange(Range& range, const Range& other) {
   Lower(range.second.second, other.second.second);
 }
 
-void CSignal::SetXLen(std::uint32_t n) {
-  if (XLen() != n) {
-    info_.X1Len(n);
+void CSignal::SetXLen(std::uint32_t n) { static_cast<void>(TrySetXLen(n)); }
+
+bool CSignal::TrySetXLen(std::uint32_t n) noexcept {
+  try {
+    if (XLen() != n) {
+      info_.X1Len(n);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
   }
+  return true;
+}
+
+bool CSignal::ReserveExtName(const CSignal& other) {
+  try {
+    extName_.reserve(other.extName_.size());
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+bool CSignal::AllocateValues(unsigned n) {
+  const std::uint32_t former = XLen();
+  if (!TrySetXLen(n)) {
+    return false;
+  }
+  if (!AllocateOrKeep(n)) {
+    SetXLen(former);
+    return false;
+  }
+  return true;
 }
 
 }  // namespace limes

@@ -25,7 +25,10 @@ class CFileStream;
 ///
 /// File record, shared by all signals: the name (UTF-8, 40 bytes) and the two units. Everything
 /// else (extension name, six-part name, time stamp, info nodes) is in no file record.
-/// One thread at a time.
+///
+/// Memory is reported short by results. Only what has none throws std::bad_alloc, with nothing
+/// changed: constructors, and what sets units, extension or six-part name, type number or an info
+/// node. One thread at a time.
 class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable {
  public:
   /// Two points: (x, y) or the lower bounds first, then those of the upper end.
@@ -68,7 +71,10 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   /// Values beyond the limit become the limit: those above it when upper, else those below.
   virtual void Clip(float limit, bool upper) = 0;
 
+  /// Adds c to every value.
   virtual void Add(float c) = 0;
+
+  /// Multiplies every value by c; units stay.
   virtual void Scale(float c) = 0;
 
   /// Drops what lies left of x.
@@ -82,11 +88,13 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
 
   static const CRuntimeClass* GetThisClass();
 
-  /// Takes over name, info (shared), extension name, time stamp and six-part name, not the data;
-  /// owned extension data are deleted. False for itself and when memory is short.
+  /// Takes over name, info (shared), extension name, time stamp and, when the other has one, the
+  /// six-part name, not the data; owned extension data are deleted. False for itself and when
+  /// memory is short.
   bool CopyInfo(const CSignal& other);
 
-  /// Takes over extension name and time stamp; owned extension data are deleted.
+  /// Takes over extension name and time stamp; owned extension data are deleted. The bool is not
+  /// looked at.
   void InitHeader(const CSignal& other, bool deep = true);
 
   /// Empties name and extension name.
@@ -112,7 +120,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   void SetExtName(std::u16string_view name) { extName_ = name; }
 
   /// Number of x values by the info record: the value count of a curve, or its valid points after
-  /// a valid range was set.
+  /// a valid range was set. It stays behind when the info is shared and memory too short for an own
+  /// one, where the operation has no result to report it: ask DLen() for the values.
   std::uint32_t XLen() const { return info_.X1Len(); }
 
   const CMeasuringUnit& XUnit() const { return info_.X1Unit(); }
@@ -190,8 +199,19 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   /// Copy with an own info.
   CSignal& operator=(const CSignal& other);
 
-  /// Sets the x length; the info becomes this signal's own only when it changes.
+  /// Sets the x length; the info becomes this signal's own only when it changes. False, with the x
+  /// length as it was, when a shared info cannot be copied for want of memory.
+  [[nodiscard]] bool TrySetXLen(std::uint32_t n) noexcept;
+
+  /// The same for operations without a result, which are done all the same.
   void SetXLen(std::uint32_t n);
+
+  /// Room for n words whose content is open, and the x length n: false, with nothing changed, when
+  /// memory is short.
+  [[nodiscard]] bool AllocateValues(unsigned n);
+
+  /// Room for the other's extension name, so that InitHeader of it cannot fail.
+  [[nodiscard]] bool ReserveExtName(const CSignal& other);
 
   /// Room for n words, with name and units of another signal: false, with nothing changed, when
   /// memory is short.
