@@ -118,6 +118,11 @@ std::string CAxisModel::Place(double x) const {
   return NumberText(Shown(static_cast<float>(x))) + (unit.empty() ? "" : " " + unit);
 }
 
+std::string CAxisModel::Covered() const {
+  return "quantity " + Quoted(name_) + " covers x from " + Place(raw_.XMin()) + " to " +
+         Place(raw_.GetPoint(static_cast<int>(raw_.DLen()) - 1));
+}
+
 CSigCurveExt& CAxisModel::Fitted(Side side) {
   if (fittedSign_ != Sign(side)) {
     fitted_.MirrorY();

@@ -79,6 +79,9 @@ class CAxisModel : public CQuantityModel {
   /// A place on the x axis with its unit.
   std::string Place(double x) const;
 
+  /// What the quantity covers, for messages.
+  std::string Covered() const;
+
   /// The prepared curve in the sign of a side.
   CSigCurveExt& Fitted(Side side);
 

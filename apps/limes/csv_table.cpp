@@ -1,6 +1,7 @@
 #include "apps/limes/csv_table.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "apps/limes/errors.h"
 
@@ -19,6 +20,13 @@ bool LooksLikeData(const std::vector<std::string_view>& cells) {
   double number = 0.0;
   return std::all_of(cells.begin(), cells.end(),
                      [&](std::string_view cell) { return ParseNumber(cell, number); });
+}
+
+/// Whether a cell holds words: neither a number, nor what programs write where they have none.
+bool IsText(std::string_view cell) {
+  return !cell.empty() && std::isalpha(static_cast<unsigned char>(cell[0])) != 0 &&
+         !cell.starts_with("nan") && !cell.starts_with("NaN") && !cell.starts_with("inf") &&
+         !cell.starts_with("Inf");
 }
 
 }  // namespace
@@ -44,6 +52,12 @@ CCsvTable::CCsvTable(CFileStream& file, const std::string& name, bool hasHeader,
   if (hasHeader && LooksLikeData(cells)) {
     throw CInputError(name, reader_.Line(),
                       "numbers where column names are expected (--no-header when there are none)");
+  }
+  if (cells.size() == 1 && cells[0].find_first_of(";\t") != std::string_view::npos) {
+    throw CInputError(name, reader_.Line(),
+                      std::string("columns are separated by ") +
+                          (cells[0].find(';') != std::string_view::npos ? "semicolons" : "tabs") +
+                          ", not by commas; save the table with commas and decimal points");
   }
   for (const std::string_view cell : cells) {
     const std::string number = std::to_string(columns_.size() + 1);
@@ -140,7 +154,8 @@ float CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t 
     throw CInputError(
         Name(), reader_.Line(),
         "column " + Quoted(columns_[column].name) +
-            (cell.empty() ? ": empty cell" : ": " + Quoted(cell) + " is not a finite number"));
+            (cell.empty() ? ": empty cell" : ": " + Quoted(cell) + " is not a finite number") +
+            (IsText(cell) ? " (--skip names columns that hold no values)" : ""));
   }
   return value;
 }

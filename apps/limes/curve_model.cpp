@@ -100,9 +100,9 @@ void CCurveModel::SetRule(Side side) {
 void CCurveModel::Fit(const std::string& part) {
   const CSigCurveExt& grid = *Grid();
   if (!CSigCurveAssistent::AnpassenAn(raw_, grid, fitted_)) {
-    throw CInputError(part, "quantity " + Quoted(name_) + " covers x from " + Place(raw_.XMin()) +
-                                " to " + Place(raw_.XMax()) + ", nothing of the learnt range " +
-                                Place(grid.VMin()) + " to " + Place(grid.VMax()));
+    throw CInputError(part, Covered() + ", nothing of the learnt range " +
+                                Place(grid.GetPoint(grid.IMin())) + " to " +
+                                Place(grid.GetPoint(grid.IMax())));
   }
   fittedSign_ = 1.0F;
 }

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <thread>
 
@@ -141,7 +142,7 @@ std::vector<std::uint8_t> CStatement::Bytes(int column) const {
 
 CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
   if (path.empty()) {
-    throw CStoreError("the name of the store is empty");
+    throw CUsageError("the name of the store is empty");
   }
   // A name with a colon would be one of SQLite's own, such as :memory:
   const std::string name = path[0] == ':' ? "./" + path : path;
@@ -170,7 +171,10 @@ void CDatabase::Open(const std::string& name, int flags) {
   const int code =
       sqlite3_open_v2(name.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, CheckedPages());
   if (code != SQLITE_OK) {
-    const std::string reason = database_ != nullptr ? sqlite3_errmsg(database_) : "no memory";
+    std::string reason = database_ != nullptr ? sqlite3_errmsg(database_) : "no memory";
+    if (const int cause = database_ != nullptr ? sqlite3_system_errno(database_) : 0; cause != 0) {
+      reason += std::string(": ") + std::strerror(cause);
+    }
     sqlite3_close(database_);
     database_ = nullptr;
     throw CStoreError(path_ + ": the store cannot be opened: " + reason);

@@ -166,6 +166,7 @@ CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help)
   AddSelection(*command, o);
   AddForming(*command, o);
   AddRule(*command, o);
+  command->footer("The store remembers the options; what is not given is as it was learnt.");
   return command;
 }
 
@@ -206,6 +207,7 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
 
 CLI::App* AddTest(CLI::App& app, SOptions& o) {
   CLI::App* command = AddRun(app, o, "test", "judge every part in the files");
+  command->option_defaults()->group("Options");
   AddText(
       *command, "--report", [&o](const std::string& t) { o.output = t; },
       "write a page with plots of the worst parts, too", "FILE");
@@ -232,6 +234,22 @@ CLI::App* AddReport(CLI::App& app, SOptions& o) {
   return command;
 }
 
+/// What is wrong with the command line, and where to read on.
+std::string Explained(const CLI::App& app, const std::string& reason,
+                      const std::vector<std::string>& arguments) {
+  if (const auto chosen = app.get_subcommands(); !chosen.empty()) {
+    return "limes: " + reason + "\nlimes " + chosen[0]->get_name() + " --help lists all options\n";
+  }
+  const bool named = !arguments.empty() && !arguments[0].starts_with('-');
+  std::string text =
+      named ? "there is no command " + Quoted(arguments[0]) : std::string("a command is needed");
+  text += "\nthe commands are";
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    text += " " + command->get_name();
+  }
+  return "limes: " + text + "; see limes --help\n";
+}
+
 SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& arguments) {
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
   try {
@@ -242,11 +260,11 @@ SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& ar
     std::ostringstream err;
     const int code = app.exit(e, out, err);
     parsed.exitCode = code == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
-    parsed.message = code == 0 ? out.str() : err.str();
+    parsed.message = code == 0 ? out.str() : Explained(app, e.what(), arguments);
     parsed.run = false;
   } catch (const CUsageError& e) {
     parsed.exitCode = static_cast<int>(ExitCode::kUsage);
-    parsed.message = std::string(e.what()) + "\n";
+    parsed.message = Explained(app, e.what(), arguments);
     parsed.run = false;
   }
   return parsed;
@@ -261,6 +279,10 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
                "limes");
   app.set_version_flag("--version", "limes " LIMES_VERSION_STRING);
   app.require_subcommand(1);
+  app.footer(
+      "limes COMMAND --help lists the options of a command.\n"
+      "Exit codes: 0 done, all parts OK; 1 a part NOK or not judged; 2 wrong command line;\n"
+      "3 a measurement that cannot be used; 4 store, input or output failed.");
   CLI::App* demo = nullptr;
   const std::pair<CLI::App*, Command> commands[] = {
       {AddRun(app, o, "learn", "learn every part in the files as good"), Command::kLearn},

@@ -1,5 +1,7 @@
 #include "apps/limes/output_file.h"
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -16,8 +18,10 @@ COutputFile::COutputFile(const std::string& path) : path_(path), written_(path) 
     target_ = error ? path : real.string();
     written_ = target_ + ".unfinished";
   }
+  errno = 0;
   if (!stream_.Open(written_, CDiskStream::Mode::kWrite)) {
-    Fail("cannot be made");
+    Fail(std::string("cannot be made") +
+         (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
   }
 }
 

@@ -287,12 +287,26 @@ bool CPartSource::NextRaw(SPart& part) { return pieces_ ? NextPiece(part) : read
 
 bool CPartSource::Next(SPart& part) {
   while (NextRaw(part)) {
+    ++seen_;
     if (config_.selection.Takes(place_++)) {
       former_.Form(part);
       return true;
     }
   }
   return false;
+}
+
+std::string CPartSource::WhyNone() const {
+  if (seen_ > 0) {
+    return "no part was selected: --every and --parts take none of " + std::to_string(seen_);
+  }
+  const bool labelled = config_.goodOnly && config_.settings.labelColumn;
+  std::string text =
+      labelled ? "no row is labelled " + Quoted(config_.settings.good.value_or("")) : "";
+  if (!config_.where.empty()) {
+    text += text.empty() ? "no row fits --where" : " and fits --where";
+  }
+  return text.empty() ? "the files hold no part" : text;
 }
 
 double CPartSource::Progress() const {

@@ -54,6 +54,9 @@ class CPartSource {
   /// The next part of the open file; false at its end. Throws CHostError.
   bool Next(SPart& part);
 
+  /// Why nothing was taken, when nothing was.
+  std::string WhyNone() const;
+
   /// Share of the run that is done, 0 to 1.
   double Progress() const;
 
@@ -69,6 +72,7 @@ class CPartSource {
   std::unique_ptr<CPartReader> reader_;
   bool several_ = false;
   std::uint64_t place_ = 0;  ///< of the next part among those that are counted together
+  std::uint64_t seen_ = 0;   ///< parts of the run, taken or not
   SPart whole_;              ///< a part that is handed out in pieces
   std::uint64_t nextPiece_ = 0;
   bool pieces_ = false;

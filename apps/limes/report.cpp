@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -36,10 +37,16 @@ std::string Brief(double value) {
   return NumberText(std::isfinite(rounded) ? rounded : value);
 }
 
+/// In spreads, so that quantities can be compared; without a spread on the far side of all others.
+double Urgency(const SQuantityVerdict& q) {
+  constexpr double kFar = std::numeric_limits<double>::infinity();
+  return q.excessInS.value_or(*q.maxDeviation > 0.0 ? kFar : -kFar);
+}
+
 const SQuantityVerdict* Worst(const SPartVerdict& verdict) {
   const SQuantityVerdict* worst = nullptr;
   for (const auto& q : verdict.quantities) {
-    if (q.maxDeviation && (worst == nullptr || *q.maxDeviation > *worst->maxDeviation)) {
+    if (q.maxDeviation && (worst == nullptr || Urgency(q) > Urgency(*worst))) {
       worst = &q;
     }
   }
@@ -131,6 +138,24 @@ Json Curve(const std::vector<float>& values) {
 
 }  // namespace
 
+void PrintReason(std::ostream& out, const SPartVerdict& verdict) {
+  const auto q = std::find_if(verdict.quantities.begin(), verdict.quantities.end(),
+                              [](const auto& v) { return v.verdict == Verdict::kNotJudged; });
+  if (q == verdict.quantities.end()) {
+    return;
+  }
+  out << "  " << q->name << ": ";
+  if (q->maxDeviation) {
+    out << "covers only " << Percent(q->judgedShare) << " of the " << SideText(q->side) << " limit";
+    return;
+  }
+  out << "no " << SideText(q->side) << " limit holds for it";
+  if (q->sureness) {
+    out << ", " << q->sureness->parts << (q->sureness->parts == 1 ? " part" : " parts")
+        << " learnt";
+  }
+}
+
 void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) {
   if (colours) {
     out << Colour(verdict.verdict) << VerdictText(verdict.verdict) << "\033[0m";
@@ -141,7 +166,9 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
   if (verdict.label) {
     out << "  (" << *verdict.label << ")";
   }
-  if (const SQuantityVerdict* q = Worst(verdict)) {
+  if (verdict.verdict == Verdict::kNotJudged) {
+    PrintReason(out, verdict);
+  } else if (const SQuantityVerdict* q = Worst(verdict)) {
     out << "  " << q->name << ": " << WithUnit(Brief(std::fabs(*q->maxDeviation)), q->unit)
         << (*q->maxDeviation > 0.0 ? " beyond" : " within") << " the " << SideText(q->side)
         << " limit";

@@ -74,8 +74,11 @@ std::vector<SPart> ReadAll(const SOptions& options, SConsole& console) {
       }
     }
   }
-  if (parts.empty() || parts[0].quantities.empty()) {
-    throw CHostError(ExitCode::kBadInput, "no part was selected, nothing is written");
+  if (!parts.empty() && parts[0].quantities.empty()) {
+    throw CInputError(parts[0].name, "holds none of the quantities of --use");
+  }
+  if (parts.empty()) {
+    throw CHostError(ExitCode::kBadInput, source.WhyNone() + "; nothing is written");
   }
   return parts;
 }

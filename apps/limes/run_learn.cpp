@@ -59,7 +59,7 @@ class CLearnRun {
     Commit();
     bar.Clear();
     if (learntBefore_ == 0) {
-      throw CHostError(ExitCode::kBadInput, "no part was selected, nothing is learnt");
+      throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
     }
     for (const std::string& warning : model_->Warnings()) {
       console_.err << "warning: " << warning << '\n';

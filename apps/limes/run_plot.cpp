@@ -33,7 +33,8 @@ std::vector<SPlotPart> PartsOf(CStore& store, const std::vector<std::string>& na
   }
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (parts[i].name.empty()) {
-      throw CUsageError("no part " + Quoted(names[i]) + " was judged in this store");
+      throw CUsageError("no part " + Quoted(names[i]) +
+                        " was judged in this store (limes report lists them)");
     }
   }
   return parts;
@@ -53,7 +54,9 @@ int RunPlot(const SOptions& options, SConsole& console) {
     if (summary.name == options.quantity) {
       plot.sides.push_back(&summary);
     }
-    known += (known.empty() ? "" : ", ") + summary.name;
+    if (summary.side == summaries[0].side) {
+      known += (known.empty() ? "" : ", ") + Quoted(summary.name);
+    }
   }
   if (plot.sides.empty()) {
     throw CUsageError("no quantity " + Quoted(options.quantity) + " in " + options.store +
@@ -67,6 +70,7 @@ int RunPlot(const SOptions& options, SConsole& console) {
   } else {
     RefuseStore(options.output, options.store);
     WriteOutput(options.output, svg);
+    console.out << "wrote " << options.output << '\n';
   }
   return static_cast<int>(ExitCode::kAllGood);
 }

@@ -44,7 +44,7 @@ class CTestRun {
     Store();
     bar.Clear();
     if (counts_.parts == 0) {
-      throw CHostError(ExitCode::kBadInput, "no part was selected, nothing is judged");
+      throw CHostError(ExitCode::kBadInput, source_.WhyNone() + "; nothing is judged");
     }
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
     if (!options_.json) {

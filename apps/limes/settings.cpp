@@ -19,6 +19,20 @@ std::string AsText(const std::optional<T>& value) {
              : "nothing";
 }
 
+/// How a store was made without an option.
+template <class T>
+bool IsUnset(const std::optional<T>& value) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return !value.value_or(false);
+  } else if constexpr (std::is_unsigned_v<T>) {
+    return value.value_or(0) == 0;
+  } else if constexpr (requires { value->empty(); }) {
+    return !value || value->empty();
+  } else {
+    return !value;
+  }
+}
+
 template <class T>
 void Default(std::optional<T>& value, std::type_identity_t<T> standard) {
   if (!value) {
@@ -97,8 +111,11 @@ SSettings Resolve(const SSettings& given, const SSettings& stored, bool learning
       [&](const char* option, Policy policy, auto& target, const auto& wish) {
         const bool fixed = policy == Policy::kFixed || (policy == Policy::kJudging && learning);
         if (wish && fixed && wish != target) {
-          throw CUsageError(std::string(option) + " " + AsText(wish) +
-                            " contradicts the store, which has " + AsText(target));
+          const bool flag = std::is_same_v<decltype(*wish), const bool&>;
+          throw CUsageError(std::string(option) + (flag ? "" : " " + AsText(wish)) +
+                            " contradicts the store, which " +
+                            (IsUnset(target) ? "was learnt without" : "has " + AsText(target)) +
+                            "; leave it out, or learn another store");
         }
         if (wish) {
           target = wish;

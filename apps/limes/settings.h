@@ -69,7 +69,7 @@ void VisitSettings(Visit visit, Settings&... s) {
   visit("--x-unit", Policy::kFixed, s.xUnit...);
   visit("--unit", Policy::kFixed, s.unit...);
   visit("--name", Policy::kFixed, s.name...);
-  visit("--use", Policy::kFixed, s.use...);
+  visit("--use", Policy::kReading, s.use...);
   visit("--skip", Policy::kFixed, s.skip...);
   visit("--first-value", Policy::kFixed, s.firstValue...);
   visit("--part-column", Policy::kFixed, s.partColumn...);

@@ -36,7 +36,7 @@ CStore::~CStore() {
 
 CStore::CStore(const std::string& path, Mode mode) : path_(path) {
   std::error_code error;
-  if (mode != Mode::kCreate && !std::filesystem::exists(path_, error)) {
+  if (mode != Mode::kCreate && !path_.empty() && !std::filesystem::exists(path_, error)) {
     throw CStoreError(path_ + ": there is no such store");
   }
   database_ = std::make_unique<CDatabase>(path_, mode);

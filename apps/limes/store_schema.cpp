@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "apps/limes/checked_pages.h"
 #include "apps/limes/errors.h"
 
 namespace limes::host {
@@ -121,8 +122,9 @@ std::int64_t SchemaVersion(CDatabase& database, const std::string& path) {
     if (application == 0 && tables == 0) {
       return 0;
     }
-  } catch (const CStoreError& e) {
-    throw CStoreError(path + ": is no store of limes, or cannot be read (" + e.what() + ")");
+  } catch (const CStoreError&) {
+    throw CStoreError(path + ": is no store of limes, or cannot be read (" +
+                      ReasonOf(database.Handle()) + ")");
   }
   if (application != kApplicationId) {
     throw CStoreError(path + ": is a database, but no store of limes");

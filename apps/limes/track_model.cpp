@@ -37,9 +37,7 @@ class CTrackModel : public CAxisModel {
     const double first = (double{raw_.XMin()} - Grid()->XMin()) / Step();
     if (!Grow(1.0 - std::floor(first + kSamePlace),
               std::ceil(first - kSamePlace) + raw_.DLen() + 1.0 - Grid()->DLen(), kReserve)) {
-      throw CInputError(part, "quantity " + Quoted(name_) + " covers x from " + Place(raw_.XMin()) +
-                                  " to " + Place(raw_.XMax()) +
-                                  "; a grid from there to the learnt range has more than " +
+      throw CInputError(part, Covered() + "; a grid from there to the learnt range has more than " +
                                   NumberText(kMostPoints) + " points");
     }
     whole_.MakeSameSize(*Grid());

@@ -35,8 +35,8 @@ TEST(CommandLine, RefusesWhatItDoesNotUnderstand) {
     std::vector<std::string> arguments;
     const char* message;
   } cases[] = {
-      {{}, "subcommand"},
-      {{"judge"}, "subcommand"},
+      {{}, "a command is needed"},
+      {{"judge"}, "no command 'judge'"},
       {{"learn", "s"}, "FILE"},
       {{"test"}, "STORE"},
       {{"show", "s", "x"}, "not expected"},
