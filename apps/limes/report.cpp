@@ -26,12 +26,15 @@ std::string WithUnit(const std::string& number, const std::string& unit) {
   return unit.empty() ? number : number + " " + unit;
 }
 
-/// Four digits are enough to read.
-std::string Brief(double value) {
+/// Four digits are enough to read, and two of what is to be told apart.
+std::string Brief(double value, double resolution = 0.0) {
   if (value == 0.0 || !std::isfinite(value)) {
     return NumberText(value);
   }
-  const int digits = 3 - static_cast<int>(std::floor(std::log10(std::fabs(value))));
+  int digits = 3 - static_cast<int>(std::floor(std::log10(std::fabs(value))));
+  if (resolution > 0.0) {
+    digits = std::max(digits, 1 - static_cast<int>(std::floor(std::log10(resolution))));
+  }
   const double unit = std::pow(10.0, std::clamp(digits, -300, 300));
   const double rounded = std::round(value * unit) / unit;
   return NumberText(std::isfinite(rounded) ? rounded : value);
@@ -68,9 +71,11 @@ std::pair<float, float> Extremes(const std::vector<float>& values) {
   return extremes;
 }
 
-std::string Range(const std::vector<float>& values) {
+std::string Range(const std::vector<float>& values, double resolution = 0.0) {
   const auto [low, high] = Extremes(values);
-  return std::isnan(low) ? "-" : low == high ? Brief(low) : Brief(low) + " .. " + Brief(high);
+  return std::isnan(low) ? "-"
+         : low == high   ? Brief(low, resolution)
+                         : Brief(low, resolution) + " .. " + Brief(high, resolution);
 }
 
 /// A curve in 32 characters, each the largest value of its stretch.
@@ -169,9 +174,16 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
   if (verdict.verdict == Verdict::kNotJudged) {
     PrintReason(out, verdict);
   } else if (const SQuantityVerdict* q = Worst(verdict)) {
-    out << "  " << q->name << ": " << WithUnit(Brief(std::fabs(*q->maxDeviation)), q->unit)
-        << (*q->maxDeviation > 0.0 ? " beyond" : " within") << " the " << SideText(q->side)
-        << " limit";
+    const double deviation = std::fabs(*q->maxDeviation);
+    out << "  " << q->name << ": ";
+    if (!q->x && q->value) {
+      out << WithUnit(Brief(*q->value, deviation), q->unit) << ", ";
+    }
+    out << WithUnit(Brief(deviation), q->unit) << (*q->maxDeviation > 0.0 ? " beyond" : " within")
+        << " the " << SideText(q->side) << " limit";
+    if (!q->x && q->limit) {
+      out << " of " << WithUnit(Brief(*q->limit, deviation), q->unit);
+    }
     if (q->x) {
       out << " at " << WithUnit(Brief(*q->x), q->xUnit);
     }
@@ -277,9 +289,10 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
   const char* sign = s.side == Side::kUpper ? " + " : " - ";
   out << "  rule    mean" << sign << Brief(settings.factor.value_or(0.0)) << " * spread" << sign
       << WithUnit(Brief(settings.base.value_or(0.0)), s.unit) << '\n';
-  out << "  mean    " << Range(s.mean) << '\n';
+  const double spread = s.kind == "value" && s.spread.size() == 1 ? s.spread[0] : 0.0;
+  out << "  mean    " << Range(s.mean, spread) << '\n';
   out << "  spread  " << Range(s.spread) << '\n';
-  out << "  limit   " << Range(s.limit);
+  out << "  limit   " << Range(s.limit, spread);
   if (s.limit.size() > 1) {
     out << "  " << Sparkline(s.limit);
   }
