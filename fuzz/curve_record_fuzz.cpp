@@ -1,27 +1,14 @@
 // Curve records of any bytes: read by every reader and version, used, written and read again.
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
 
-#include "limes/platform/file_stream.h"
-#include "limes/platform/print_window.h"
+#include "fuzz/fuzz.h"
 #include "limes/signals/extended_curve.h"
 
+namespace limes::fuzz {
 namespace {
 
-using limes::CMemoryStream;
-using limes::CurveReadStatus;
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
 /// Operations whose indices come from the bytes; none may leave the values.
-void Use(limes::CSigCurve& curve) {
+void Use(CSigCurve& curve) {
   float lo = 0;
   float hi = 0;
   int index = 0;
@@ -36,16 +23,9 @@ void Use(limes::CSigCurve& curve) {
 }
 
 template <class Curve>
-std::vector<std::uint8_t> Raw(const Curve& curve, unsigned version) {
-  CMemoryStream file;
-  Require(curve.WriteToFileRaw(file, version));
-  return {file.Bytes().begin(), file.Bytes().end()};
-}
-
-template <class Curve>
-void Run(std::span<const std::uint8_t> bytes, unsigned version) {
-  CMemoryStream file(bytes);
-  CMemoryStream again(bytes);
+void Run(Input input, unsigned version) {
+  CMemoryStream file(input);
+  CMemoryStream again(input);
   Curve curve(3);
   Curve checked(3);
   const bool ok = curve.ReadFromFile(file, version);
@@ -57,11 +37,11 @@ void Run(std::span<const std::uint8_t> bytes, unsigned version) {
   if (status == CurveReadStatus::kOk) {
     // A unit registered by its text has no text in the record, so it does not come back.
     checked.ClearUnits();
-    const auto once = Raw(checked, 2);
-    Curve back;
-    CMemoryStream stored{std::span<const std::uint8_t>(once)};
-    Require(back.ReadFromFileChecked(stored, 2) == CurveReadStatus::kOk);
-    Require(Raw(back, 2) == once);
+    const auto write = [](const Curve& c, CFileStream& f) { return c.WriteToFileRaw(f, 2); };
+    const auto read = [](Curve& c, CFileStream& f) {
+      return c.ReadFromFileChecked(f, 2) == CurveReadStatus::kOk;
+    };
+    Require(RoundTrip(curve, Written(checked, write), read, write));
   }
   curve.CutLeft(curve.XMin() + 1);
   curve.CutRight(curve.XMax() - 1);
@@ -75,18 +55,11 @@ void Run(std::span<const std::uint8_t> bytes, unsigned version) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto kQuiet =
-      limes::PrWin::SetSink([](int, int, std::u16string_view) {});  // unit messages
-  if (size == 0) {
-    return 0;
+void Try(Input input) {
+  if (!input.empty()) {
+    const auto run = (input[0] & 4U) != 0 ? Run<CSigCurveExt> : Run<CSigCurve>;
+    run(input.subspan(1), input[0] & 3U);
   }
-  const std::span<const std::uint8_t> bytes(data + 1, size - 1);
-  const unsigned version = data[0] & 3U;
-  if ((data[0] & 4U) != 0) {
-    Run<limes::CSigCurveExt>(bytes, version);
-  } else {
-    Run<limes::CSigCurve>(bytes, version);
-  }
-  return 0;
 }
+
+}  // namespace limes::fuzz

@@ -1,44 +1,24 @@
 // Text of any bytes read as a curve: what is read is written and reads the same again.
-#include <cstdint>
-#include <cstdlib>
-#include <span>
-#include <vector>
-
+#include "fuzz/fuzz.h"
 #include "limes/learning/curve_assistant.h"
-#include "limes/platform/file_stream.h"
-#include "limes/platform/print_window.h"
 #include "limes/signals/extended_curve.h"
 
-namespace {
-
-using Assistant = limes::CSigCurveAssistent;
-
-/// Empty for what cannot be read back, such as a head that grew too long.
-std::vector<std::uint8_t> Exported(const limes::CSigCurveExt& curve) {
-  limes::CMemoryStream file;
-  static_cast<void>(Assistant::TextExport(curve, file));
-  return {file.Bytes().begin(), file.Bytes().end()};
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto kQuiet =
-      limes::PrWin::SetSink([](int, int, std::u16string_view) {});  // unit messages
-  limes::CMemoryStream in(std::span<const std::uint8_t>(data, size));
-  limes::CSigCurveExt curve(3);
-  if (Assistant::TextImport(in, curve) != limes::CurveTextStatus::kOk) {
-    return curve.DLen() == 3 ? 0 : (std::abort(), 0);
+void limes::fuzz::Try(Input input) {
+  using Assistant = CSigCurveAssistent;
+  const auto read = [](CSigCurveExt& curve, CFileStream& file) {
+    return Assistant::TextImport(file, curve) == CurveTextStatus::kOk;
+  };
+  CMemoryStream in(input);
+  CSigCurveExt curve(3);
+  if (!read(curve, in)) {
+    Require(curve.DLen() == 3);
+    return;
   }
-  const std::vector<std::uint8_t> once = Exported(curve);
-  limes::CMemoryStream back{std::span<const std::uint8_t>(once)};
-  limes::CSigCurveExt again;
-  if (once.empty()) {
-    return 0;
+  const auto write = [](const CSigCurveExt& c, CFileStream& f) {
+    return Assistant::TextExport(c, f);
+  };
+  CMemoryStream out;
+  if (write(curve, out)) {  // a head that grew too long cannot be read back
+    Require(RoundTrip(curve, out.Bytes(), read, write));
   }
-  if (Assistant::TextImport(back, again) != limes::CurveTextStatus::kOk ||
-      Exported(again) != once) {
-    std::abort();
-  }
-  return 0;
 }

@@ -1,19 +1,16 @@
 // Tables through both splitters and every way of making parts; the first byte picks the way.
-#include <cstdint>
-#include <cstdlib>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "apps/limes/errors.h"
 #include "apps/limes/part_source.h"
+#include "fuzz/fuzz.h"
 
+namespace limes::fuzz {
 namespace {
 
-using namespace limes;
 using namespace limes::host;
 
-std::string Split(std::span<const std::uint8_t> bytes, bool byLibrary) {
+std::string Split(Input bytes, bool byLibrary) {
   CMemoryStream stream(bytes);
   std::string all;
   try {
@@ -55,29 +52,28 @@ SSettings Way(std::uint8_t way) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) {
-    return 0;
+void Try(Input input) {
+  if (input.empty()) {
+    return;
   }
-  const std::span<const std::uint8_t> bytes(data + 1, size - 1);
-  if (Split(bytes, false) != Split(bytes, true)) {
-    std::abort();
-  }
-  const SSettings settings = Way(data[0]);
+  const std::uint8_t way = input[0];
+  const Input bytes = input.subspan(1);
+  Require(Split(bytes, false) == Split(bytes, true));
+  const SSettings settings = Way(way);
   std::vector<SCondition> where;
-  if ((data[0] & 32) != 0) {
+  if ((way & 32) != 0) {
     where.push_back({"p", "1"});
   }
   CMemoryStream stream(bytes);
   try {
-    const auto reader =
-        MakePartReader(FileKind::kTable, stream,
-                       {"t", &settings, &where, (data[0] & 64) != 0, (data[0] & 128) != 0});
+    const auto reader = MakePartReader(FileKind::kTable, stream,
+                                       {"t", &settings, &where, (way & 64) != 0, (way & 128) != 0});
     CFormer former(settings);
     for (SPart part; reader->Next(part);) {
       former.Form(part);
     }
   } catch (const CHostError&) {
   }
-  return 0;
 }
+
+}  // namespace limes::fuzz

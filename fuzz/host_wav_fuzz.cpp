@@ -1,16 +1,13 @@
 // Sound files and signal records, told apart by their first bytes as in a run, and written again in
 // all formats.
-#include <cstdint>
-#include <span>
-
 #include "apps/limes/errors.h"
 #include "apps/limes/part_source.h"
 #include "apps/limes/part_writer.h"
+#include "fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace limes;
+void limes::fuzz::Try(Input input) {
   using namespace limes::host;
-  CMemoryStream stream(std::span<const std::uint8_t>(data, size));
+  CMemoryStream stream(input);
   for (const std::uint64_t cut : {0U, 16U}) {
     SSettings settings;
     SetDefaults(settings);
@@ -35,5 +32,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const CHostError&) {
     }
   }
-  return 0;
 }

@@ -1,30 +1,18 @@
 // Archives of any words: loading stays inside the array, storing again gives the same words.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <memory>
-#include <vector>
 
+#include "fuzz/fuzz.h"
 #include "limes/core/object_archive.h"
-#include "limes/platform/file_stream.h"
-#include "limes/platform/message_box.h"
-#include "limes/platform/print_window.h"
 
+namespace limes::fuzz {
 namespace {
 
-using limes::CSerializer;
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
 /// Loads with the operations that the steps name; no operation may pass the end.
-void LoadAll(CSerializer& archive, const std::vector<std::uint8_t>& steps) {
+void LoadAll(CSerializer& archive, Input steps) {
   std::uint32_t words[64];
   char bytes[300];
-  limes::wide_string name;
+  wide_string name;
   for (const std::uint8_t step : steps) {
     const int n = step >> 3;
     const std::uint32_t before = archive.WordsToEnd();
@@ -45,14 +33,14 @@ void LoadAll(CSerializer& archive, const std::vector<std::uint8_t>& steps) {
         break;
       }
       case 4: {
-        const std::unique_ptr<limes::CSObject> object(archive.LoadObject());
+        const std::unique_ptr<CSObject> object(archive.LoadObject());
         break;
       }
       case 5:
         archive.TestLoadObject(name);
         break;
       case 6: {
-        limes::CSObject object;
+        CSObject object;
         archive.TestReloadObject(&object);
         archive.ReloadObject(&object);
         break;
@@ -66,16 +54,13 @@ void LoadAll(CSerializer& archive, const std::vector<std::uint8_t>& steps) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  limes::MessageBoxes::SetHandler([](std::u16string_view) { return limes::MessageBoxes::kOk; });
-  limes::PrWin::SetSink([](int, int, std::u16string_view) {});
-  if (size < 2) {
-    return 0;
+void Try(Input input) {
+  if (input.size() < 2) {
+    return;
   }
-  const std::size_t steps = std::min<std::size_t>(data[0] % 32, size - 2);
-  const unsigned capacity = data[1];
-  const std::vector<std::uint8_t> plan(data + 2, data + 2 + steps);
-  limes::CMemoryStream file(std::span<const std::uint8_t>(data + 2 + steps, size - 2 - steps));
+  const std::size_t steps = std::min<std::size_t>(input[0] % 32, input.size() - 2);
+  const unsigned capacity = input[1];
+  CMemoryStream file(input.subspan(2 + steps));
 
   const auto words = std::make_unique<std::uint32_t[]>(capacity);
   CSerializer archive(words.get(), capacity, 0);
@@ -86,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } else {
     Require(count > 0 && static_cast<unsigned>(count) <= capacity);
   }
-  LoadAll(archive, plan);
+  LoadAll(archive, input.subspan(2, steps));
 
   // Header and data stored again are the same words.
   if (capacity > CSerializer::kHeaderWords) {
@@ -103,5 +88,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(again.Marker() == in.Marker());
     Require(std::string_view(again.ArchiveName()) == in.ArchiveName());
   }
-  return 0;
 }
+
+}  // namespace limes::fuzz

@@ -1,17 +1,16 @@
 // Unit texts: parsing never fails badly, and what a built-in linear unit shows reads back as it.
-#include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
+#include "fuzz/fuzz.h"
 #include "limes/core/measuring_unit.h"
 #include "limes/platform/arith_expression.h"
-#include "limes/platform/print_window.h"
 
+namespace limes::fuzz {
 namespace {
 
-bool ReadsBack(const limes::CMeasuringUnit& unit) {
-  using Unit = limes::CMeasuringUnit;
+bool ReadsBack(const CMeasuringUnit& unit) {
+  using Unit = CMeasuringUnit;
   const unsigned base = unit.Unit_e();
   const int power = unit.power();
   const int thousands = power == 0 ? 0 : unit.exponent() / power / 3;
@@ -25,40 +24,35 @@ bool ReadsBack(const limes::CMeasuringUnit& unit) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto kSilent = limes::PrWin::SetSink([](int, int, std::u16string_view) {});
-  static_cast<void>(kSilent);
-  const std::string bytes(reinterpret_cast<const char*>(data), size);
-  const limes::wide_string text = limes::Utf8ToWide(bytes);
-  limes::CMeasuringUnit unit;
+void Try(Input input) {
+  const std::string bytes(TextOf(input));
+  const wide_string text = Utf8ToWide(bytes);
+  CMeasuringUnit unit;
   static_cast<void>(unit.set(text));
   if (ReadsBack(unit)) {
-    limes::CMeasuringUnit back;
+    CMeasuringUnit back;
     static_cast<void>(back.set(unit.prefixunit()));
-    if (!(back == unit)) {
-      std::abort();
-    }
+    Require(back == unit);
   }
   static_cast<void>(unit.setA(bytes.c_str()));
   static_cast<void>(unit.prefixunitA());
   static_cast<void>(unit.mainunit());
   static_cast<void>(unit.ExactText());
-  static_cast<void>(limes::CMeasuringUnit::FromText(text));
+  static_cast<void>(CMeasuringUnit::FromText(text));
 
-  limes::CArithExpression expression;
+  CArithExpression expression;
   try {
     expression.Process(text);
   } catch (const std::invalid_argument&) {
-    return 0;
+    return;
   }
   constexpr std::size_t kShort = 60;  // its infix form keeps within the limits of a text
   if (text.size() <= kShort) {
-    limes::CArithExpression again;
+    CArithExpression again;
     again.Process(expression.Infix());
-    if (again.Infix() != expression.Infix() ||
-        again.Tokens().size() != expression.Tokens().size()) {
-      std::abort();
-    }
+    Require(again.Infix() == expression.Infix() &&
+            again.Tokens().size() == expression.Tokens().size());
   }
-  return 0;
 }
+
+}  // namespace limes::fuzz

@@ -1,28 +1,21 @@
 // Extremes, levels, filters, resampling: on any floats, counts, increments the plain loop's bits.
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-
+#include "fuzz/fuzz.h"
 #include "tests/support/reduction_cases.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto kCases = limes::test::ApartCases();
+void limes::fuzz::Try(Input input) {
+  static const auto kCases = test::ApartCases();
   constexpr std::size_t kHead = 4;
-  if (size < kHead + sizeof(float)) {
-    return 0;
+  if (input.size() < kHead + sizeof(float)) {
+    return;
   }
-  const std::uint32_t n = data[1] % 128 * (data[1] < 128 ? 1 : 8);
-  const std::uint32_t di = 1 + data[2] % 5;
-  const std::uint32_t si = 1 + data[3] % 5;
+  const std::uint32_t n = input[1] % 128 * (input[1] < 128 ? 1 : 8);
+  const std::uint32_t di = 1 + input[2] % 5;
+  const std::uint32_t si = 1 + input[3] % 5;
   const std::size_t s = std::size_t{n} * di + 9;
+  const auto values = ArrayOf<float>(input.subspan(kHead));
   std::vector<float> block(s + std::size_t{n} * si + 9);
-  std::size_t at = kHead;
-  for (float& value : block) {
-    std::memcpy(&value, data + at, sizeof(value));
-    at = at + 2 * sizeof(value) <= size ? at + sizeof(value) : kHead;  // repeated to the end
+  for (std::size_t at = 0; at < block.size(); ++at) {
+    block[at] = values[at % values.size()];
   }
-  if (FirstDifference(kCases[data[0] % kCases.size()], block, 0, di, s, si, n) != -1) {
-    std::abort();
-  }
-  return 0;
+  Require(FirstDifference(kCases[input[0] % kCases.size()], block, 0, di, s, si, n) == -1);
 }
