@@ -76,20 +76,14 @@ void RunList(Input input) {
 }  // namespace
 
 void Try(Input input) {
-  if (input.empty()) {
-    return;
-  }
-  const Input bytes = input.subspan(1);
-  switch (input[0] % 3) {
-    case 0:
-      RunArray(bytes);
-      break;
-    case 1:
-      RunTable(bytes);
-      break;
-    default:
-      RunList<CSigCurveList>(bytes);
-      RunList<CSigPairsList>(bytes);
+  const unsigned way = TakeByte(input) % 3;
+  if (way == 0) {
+    RunArray(input);
+  } else if (way == 1) {
+    RunTable(input);
+  } else {
+    RunList<CSigCurveList>(input);
+    RunList<CSigPairsList>(input);
   }
 }
 

@@ -56,10 +56,8 @@ void Run(Input input, unsigned version) {
 }  // namespace
 
 void Try(Input input) {
-  if (!input.empty()) {
-    const auto run = (input[0] & 4U) != 0 ? Run<CSigCurveExt> : Run<CSigCurve>;
-    run(input.subspan(1), input[0] & 3U);
-  }
+  const unsigned way = TakeByte(input);
+  ((way & 4U) != 0 ? Run<CSigCurveExt> : Run<CSigCurve>)(input, way & 3U);
 }
 
 }  // namespace limes::fuzz

@@ -26,6 +26,13 @@ inline void Require(bool condition) {
   }
 }
 
+/// Takes the first byte off, which picks the way; 0 of an empty input.
+inline unsigned TakeByte(Input& input) {
+  const unsigned byte = input.empty() ? 0 : input[0];
+  input = input.subspan(input.empty() ? 0 : 1);
+  return byte;
+}
+
 inline std::string_view TextOf(Input input) {
   return {reinterpret_cast<const char*>(input.data()), input.size()};
 }
@@ -38,6 +45,17 @@ std::vector<T> ArrayOf(Input input) {
     std::memcpy(elements.data(), input.data(), elements.size() * sizeof(T));
   }
   return elements;
+}
+
+/// As many floats of the input, again and again; zeros when it holds none.
+inline std::vector<float> FloatsOf(Input input, std::size_t count) {
+  std::vector<float> values = ArrayOf<float>(input);
+  const std::size_t given = values.size();
+  values.resize(count);
+  for (std::size_t i = given; i < count && given > 0; ++i) {
+    values[i] = values[i - given];
+  }
+  return values;
 }
 
 constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };

@@ -28,19 +28,17 @@ std::string Split(Input bytes, bool byLibrary) {
   return all;
 }
 
-SSettings Way(std::uint8_t way) {
+SSettings Way(unsigned way) {
   SSettings s;
   s.rows = (way & 3) == 1;
   s.values = (way & 3) == 2;
   s.noHeader = (way & 4) != 0;
-  if ((way & 8) != 0) {
-    if (s.IsTable()) {
-      s.partColumn = "p";
-      s.quantityColumn = "q";
-      s.labelColumn = "l";
-    } else {
-      s.dx = 0.5;
-    }
+  if ((way & 8) != 0 && s.IsTable()) {
+    s.partColumn = "p";
+    s.quantityColumn = "q";
+    s.labelColumn = "l";
+  } else if ((way & 8) != 0) {
+    s.dx = 0.5;
   }
   if ((way & 16) != 0 && !*s.values) {
     s.cut = 6;
@@ -53,18 +51,14 @@ SSettings Way(std::uint8_t way) {
 }  // namespace
 
 void Try(Input input) {
-  if (input.empty()) {
-    return;
-  }
-  const std::uint8_t way = input[0];
-  const Input bytes = input.subspan(1);
-  Require(Split(bytes, false) == Split(bytes, true));
+  const unsigned way = TakeByte(input);
+  Require(Split(input, false) == Split(input, true));
   const SSettings settings = Way(way);
   std::vector<SCondition> where;
   if ((way & 32) != 0) {
     where.push_back({"p", "1"});
   }
-  CMemoryStream stream(bytes);
+  CMemoryStream stream(input);
   try {
     const auto reader = MakePartReader(FileKind::kTable, stream,
                                        {"t", &settings, &where, (way & 64) != 0, (way & 128) != 0});

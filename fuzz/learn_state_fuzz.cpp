@@ -49,21 +49,19 @@ void RunCurves(Input input) {
 }  // namespace
 
 void Try(Input input) {
-  if (input.empty()) {
-    return;
-  }
-  Bytes bytes(input.begin() + 1, input.end());
-  if ((input[0] & 2) != 0 && bytes.size() > 4) {
+  const unsigned way = TakeByte(input);
+  Bytes bytes(input.begin(), input.end());
+  if ((way & 2U) != 0 && bytes.size() > 4) {
     const Input covered(bytes.data(), bytes.size() - 4);
     detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
   }
-  if ((input[0] & 1) == 0) {
+  if ((way & 1U) == 0) {
     CLernenderGrenzwert limit;
     if (Reads(bytes, limit)) {
       limit.NeueMessung(1.0F);
     }
   } else {
-    (input[0] & 4) != 0 ? RunTrack(bytes) : RunCurves(bytes);
+    (way & 4U) != 0 ? RunTrack(bytes) : RunCurves(bytes);
   }
 }
 

@@ -16,38 +16,27 @@ void LoadAll(CSerializer& archive, Input steps) {
   for (const std::uint8_t step : steps) {
     const int n = step >> 3;
     const std::uint32_t before = archive.WordsToEnd();
-    switch (step & 7) {
-      case 0:
-        Require(archive.LoadData(words, n) <= static_cast<int>(before));
-        break;
-      case 1:
-        Require(archive.LoadDataNoMove(words, n) <= n && archive.WordsToEnd() == before);
-        break;
-      case 2:
-        archive.LoadBytes(bytes, n * 9);
-        break;
-      case 3: {
-        const std::uint32_t* const at = archive.SkipData(n);
-        Require(at == nullptr ||
-                before - archive.WordsToEnd() == std::min(before, static_cast<std::uint32_t>(n)));
-        break;
-      }
-      case 4: {
-        const std::unique_ptr<CSObject> object(archive.LoadObject());
-        break;
-      }
-      case 5:
-        archive.TestLoadObject(name);
-        break;
-      case 6: {
-        CSObject object;
-        archive.TestReloadObject(&object);
-        archive.ReloadObject(&object);
-        break;
-      }
-      default:
-        archive.StoreBytes(bytes, 0);
-        Require(archive.DataLeft() <= archive.Groesse());
+    const int what = step & 7;
+    if (what == 0) {
+      Require(archive.LoadData(words, n) <= static_cast<int>(before));
+    } else if (what == 1) {
+      Require(archive.LoadDataNoMove(words, n) <= n && archive.WordsToEnd() == before);
+    } else if (what == 2) {
+      archive.LoadBytes(bytes, n * 9);
+    } else if (what == 3) {
+      Require(archive.SkipData(n) == nullptr ||
+              before - archive.WordsToEnd() == std::min(before, static_cast<std::uint32_t>(n)));
+    } else if (what == 4) {
+      const std::unique_ptr<CSObject> object(archive.LoadObject());
+    } else if (what == 5) {
+      archive.TestLoadObject(name);
+    } else if (what == 6) {
+      CSObject object;
+      archive.TestReloadObject(&object);
+      archive.ReloadObject(&object);
+    } else {
+      archive.StoreBytes(bytes, 0);
+      Require(archive.DataLeft() <= archive.Groesse());
     }
   }
 }

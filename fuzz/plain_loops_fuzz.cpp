@@ -9,12 +9,9 @@ void limes::fuzz::Try(Input input) {
   if (input.size() < kHead + 2 * sizeof(float) || input.size() > kHead + kMost * sizeof(float)) {
     return;
   }
-  std::vector<float> y = ArrayOf<float>(input.subspan(kHead));
-  const std::size_t given = y.size();
-  y.resize(given * (1 + input[1] % 8 / 7 * 16));  // some longer than a block
-  for (std::size_t i = given; i < y.size(); ++i) {
-    y[i] = y[i - given];
-  }
+  const std::size_t given = (input.size() - kHead) / sizeof(float);
+  // Some are longer than a block.
+  const auto y = FloatsOf(input.subspan(kHead), given * (1 + input[1] % 8 / 7 * 16));
   const std::vector<float> first(y.begin(), y.begin() + static_cast<std::ptrdiff_t>(y.size() / 2));
   const std::vector<float> second(y.end() - static_cast<std::ptrdiff_t>(first.size()), y.end());
   std::vector<SXy> points;
