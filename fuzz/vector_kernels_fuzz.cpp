@@ -20,10 +20,7 @@ void limes::fuzz::Try(Input input) {
   const std::uint32_t si = 1 + input[3] % 5;
   const std::size_t d = input[4] % 64;
   const std::size_t s = std::size_t{input[5]} * 4;
-  const auto values = ArrayOf<float>(input.subspan(kHead));
-  std::vector<float> block(std::max(d + n * di, s + n * si) + 4);  // four results at least
-  for (std::size_t at = 0; at < block.size() && !values.empty(); ++at) {
-    block[at] = values[at % values.size()];
-  }
-  Require(FirstDifference(kCases[input[0] % kCases.size()], block, d, di, s, si, n) == -1);
+  const std::size_t size = std::max(d + n * di, s + n * si) + 4;  // four results at least
+  const auto block = FloatsOf(input.subspan(kHead), size);
+  Require(FirstDifference(kCases[input[0] % kCases.size()], block, d, di, s, si, n).empty());
 }

@@ -12,10 +12,6 @@ void limes::fuzz::Try(Input input) {
   const std::uint32_t di = 1 + input[2] % 5;
   const std::uint32_t si = 1 + input[3] % 5;
   const std::size_t s = std::size_t{n} * di + 9;
-  const auto values = ArrayOf<float>(input.subspan(kHead));
-  std::vector<float> block(s + std::size_t{n} * si + 9);
-  for (std::size_t at = 0; at < block.size(); ++at) {
-    block[at] = values[at % values.size()];
-  }
-  Require(FirstDifference(kCases[input[0] % kCases.size()], block, 0, di, s, si, n) == -1);
+  const auto block = FloatsOf(input.subspan(kHead), s + std::size_t{n} * si + 9);
+  Require(FirstDifference(kCases[input[0] % kCases.size()], block, 0, di, s, si, n).empty());
 }

@@ -4,10 +4,10 @@
 
 #include "tests/support/loop_cases.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
-using SPoint = test::SXy;
+using SPoint = SXy;
 
 TEST(ExactSort, AllShortRuns) {
   constexpr float kValues[] = {0.0F, 1.0F, -0.0F, NAN, 2.0F};
@@ -18,7 +18,7 @@ TEST(ExactSort, AllShortRuns) {
       point = {kValues[digits % 5], static_cast<float>(digits)};
       digits /= 5;
     }
-    ASSERT_TRUE(test::SortIsPlain(points)) << run;
+    ASSERT_TRUE(SortIsPlain(points)) << run;
   }
 }
 
@@ -29,13 +29,13 @@ TEST(ExactSort, LongRuns) {
     float base = 0.0F;
     for (SPoint& point : points) {
       base += run % 4 == 3 ? 1.0F : 0.0F;  // parts that are independent
-      point = {base + test::RandomFloat(random, run % 3), static_cast<float>(random() % 50)};
+      point = {base + RandomFloat(random, run % 3), static_cast<float>(random() % 50)};
     }
     if (run % 5 == 4) {  // falling
       std::sort(points.begin(), points.end(),
                 [](auto& a, auto& b) { return detail::OrderKey(b.x) < detail::OrderKey(a.x); });
     }
-    ASSERT_TRUE(test::SortIsPlain(points)) << run;
+    ASSERT_TRUE(SortIsPlain(points)) << run;
   }
 }
 
@@ -54,4 +54,4 @@ TEST(ExactSort, EndsSortedWhenTheEffortIsSpent) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

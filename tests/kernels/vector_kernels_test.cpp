@@ -1,45 +1,43 @@
 #include "limes/kernels/vector_kernels.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
-#include <random>
-#include <string>
 
-#include "tests/support/kernel_cases.h"
+#include "tests/support/reduction_cases.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
-using test::Buffers;
-using test::Shown;
-
-const float kNaN = std::nanf("");
-
-/// Both forms on floats of each kind, counts 0 to 130, increments 1 to 5, all alignments, apart and
-/// overlapping.
-void ExpectSameBits(const test::KernelCase& c) {
-  constexpr std::size_t kRoom = 700;
+/// Both forms on floats of each kind, counts 0 to 130 and, apart only, some to 3000, increments 1
+/// to 5, all alignments, apart and overlapping.
+void ExpectSameBits(const KernelCase& c, bool apart = false) {
   std::mt19937 random(1);
-  for (std::uint32_t trial = 0; trial < 9 * 131; ++trial) {
-    const std::uint32_t n = trial % 131;
+  for (std::uint32_t trial = 0; trial < 9 * 131 + (apart ? 90 : 0); ++trial) {
     const auto place = static_cast<std::uint32_t>(random());
+    const std::uint32_t n = trial < 9 * 131 ? trial % 131 : place % 3000;
     const std::uint32_t di = trial % 2 == 0 ? 1 : 1 + place % 5;
     const std::uint32_t si = trial % 2 == 0 ? 1 : 1 + place / 5 % 5;
     const std::size_t d = 16 + place / 32 % 16;
-    const std::size_t s = d - 16 + (trial % 3 == 0 ? place / 512 % 33 : kRoom + place / 512 % 16);
-    const auto block = test::RandomFloats(random, 2 * kRoom, static_cast<int>(trial / 131 % 3));
-    ASSERT_EQ(FirstDifference(c, block, d, di, s, si, n), -1)
+    const std::size_t s = !apart && trial % 3 == 0 ? d - 16 + place / 512 % 33
+                                                   : d + std::size_t{n} * di + 9 + place / 512 % 16;
+    const std::size_t room = std::max(d, s + 40) + std::size_t{n} * std::max(di, si) + 9;
+    auto block = RandomFloats(random, room, static_cast<int>((n < 131 ? trial / 131 : trial) % 3));
+    for (float& x : block) {  // none above, or none below zero: zeros of both signs are extreme
+      x = apart && ((place % 3 == 0 && x > 0.0F) || (place % 3 == 1 && x < 0.0F)) ? -x : x;
+    }
+    ASSERT_EQ(FirstDifference(c, block, d, di, s, si, n), "")
         << c.name << ": n " << n << ", increments " << di << ' ' << si << ", places " << d << ' '
         << s;
   }
 }
 
-TEST(VectorKernels, HaveTheBitsOfThePlainLoop) {
-  for (const auto& cases : {test::ElementCases(), test::ReductionCases()}) {
+TEST(VectorKernels, KeepsTheBitsOfThePlainLoop) {
+  for (const auto& c : ElementCases()) {
+    ExpectSameBits(c);
+  }
+  for (const auto& cases : {ReductionCases(), ApartCases()}) {
     for (const auto& c : cases) {
-      ExpectSameBits(c);
+      ExpectSameBits(c, true);
     }
   }
 }
@@ -63,20 +61,11 @@ TEST(VectorKernels, StatisticsJoinBlocks) {
   s.calc_stddev();
   EXPECT_TRUE(std::isnan(s.stdDev));
 
-  for (const float other : {1.0F, -1.0F}) {  // of zeros the first one counts
-    const float zeros[] = {other, -0.0F, other, other, 0.0F, other, other, other};
-    s.reset();
-    DVL::VectorStatistics(zeros, 8, 1, s);
-    EXPECT_TRUE(std::signbit(other > 0.0F ? s.min : s.max));
-  }
-
   float mean[] = {7.0F, 7.0F};
-  EXPECT_EQ(DVL::VectorVarianz(values, 0, 1, mean), 0.0F);
-  EXPECT_EQ(DVL::VectorStdDev(values, 3, 2, mean + 1), std::sqrt(8.0F / 3.0F));
-  EXPECT_EQ(Shown(mean), "7 3");
-  EXPECT_EQ(DVL::VectorKovarianz(values, 2, equal, 1, 3, mean), 0.0F);
-  EXPECT_EQ(Shown(mean), "3 3");
-  EXPECT_TRUE(std::isnan(DVL::Kurtosis(equal, 3)));
+  EXPECT_SHOWN("0 1.6329932 {7 3}", DVL::VectorVarianz(values, 0, 1, mean),
+               DVL::VectorStdDev(values, 3, 2, mean + 1), mean);
+  EXPECT_SHOWN("0 {3 3} nan", DVL::VectorKovarianz(values, 2, equal, 1, 3, mean), mean,
+               DVL::Kurtosis(equal, 3));
 }
 
 TEST(VectorKernels, CombinationsHaveTheBitsOfTwoPasses) {
@@ -84,18 +73,18 @@ TEST(VectorKernels, CombinationsHaveTheBitsOfTwoPasses) {
     const auto places = [place](const Buffers& r) {
       return std::pair(place == 0 ? r.s + 40 : r.d - (place == 2), place == 3 ? r.d - 1 : r.s);
     };
-    ExpectSameBits({"VectorLinCombi",
-                    [=](const Buffers& r) {
-                      const auto [a, b] = places(r);
-                      DVL::VectorLinCombi(a, 0.3F, b, 1.1F, r.d, r.n, r.di, r.si, r.di);
-                    },
-                    [=](const Buffers& r) {
-                      const auto [a, b] = places(r);
-                      test::Each([](float, float y, std::uint32_t) { return y * 0.3F; })(
-                          {r.d, r.di, a, r.di, r.n});
-                      test::Each([](float x, float y, std::uint32_t) { return x + y * 1.1F; })(
-                          {r.d, r.di, b, r.si, r.n});
-                    }});
+    ExpectSameBits(
+        {"VectorLinCombi",
+         [=](const Buffers& r) {
+           const auto [a, b] = places(r);
+           DVL::VectorLinCombi(a, 0.3F, b, 1.1F, r.d, r.n, r.di, r.si, r.di);
+         },
+         [=](const Buffers& r) {
+           const auto [a, b] = places(r);
+           Each([](float, float y, std::uint32_t) { return y * 0.3F; })({r.d, r.di, a, r.di, r.n});
+           Each([](float x, float y, std::uint32_t) { return x + y * 1.1F; })(
+               {r.d, r.di, b, r.si, r.n});
+         }});
   }
 }
 
@@ -103,16 +92,11 @@ TEST(VectorKernels, LinesHaveTheBitsOfThePlainLoop) {
   const struct {
     void (*fast)(float*, std::int32_t, std::int32_t, float, float);
     bool (*replaces)(float line, float v);
-    float atMostOnePoint[3];  ///< for ends 0.5, 2 and NaN where v is 1
+    const char* points;  ///< single ones, for ends 0.5, 2 and NaN where v is 1
   } lines[] = {
-      {DVL::SetVectorToPolygon, [](float, float) { return true; }, {0.5F, 2.0F, kNaN}},
-      {DVL::MaximizeVectorAndPolygon,
-       [](float y, float v) { return !(v > y); },
-       {1.0F, 2.0F, 1.0F}},
-      {DVL::MinimizeVectorAndPolygon,
-       [](float y, float v) { return !(v < y); },
-       {0.5F, 1.0F, 1.0F}},
-  };
+      {DVL::SetVectorToPolygon, [](float, float) { return true; }, "0.5 2 nan"},
+      {DVL::MaximizeVectorAndPolygon, [](float y, float v) { return !(v > y); }, "1 2 1"},
+      {DVL::MinimizeVectorAndPolygon, [](float y, float v) { return !(v < y); }, "0.5 1 1"}};
   for (const auto& line : lines) {
     ExpectSameBits({"line",
                     [&](const Buffers& r) {
@@ -127,10 +111,12 @@ TEST(VectorKernels, LinesHaveTheBitsOfThePlainLoop) {
                       }
                     }});
     float v[] = {1.0F, 1.0F, 1.0F};
-    for (std::int32_t i = 0; i < 3; ++i) {
-      line.fast(v, i + 1, i, 9.0F, std::array{0.5F, 2.0F, kNaN}[static_cast<std::size_t>(i)]);
-      EXPECT_TRUE(test::Same(v[i], line.atMostOnePoint[i])) << i;
+    std::int32_t i = 0;
+    for (const float end : {0.5F, 2.0F, kNaN}) {
+      line.fast(v, i + 1, i, 9.0F, end);
+      ++i;
     }
+    EXPECT_EQ(Shown(v), line.points);
   }
 }
 
@@ -139,7 +125,7 @@ TEST(VectorKernels, TransposesAnyShapeAndRowByRowWhereBuffersOverlap) {
   for (const std::uint32_t width : {0U, 1U, 3U, 4U, 5U, 32U, 37U, 70U}) {
     for (const std::uint32_t height : {0U, 1U, 2U, 7U, 33U, 64U, 66U}) {
       for (const std::size_t at : {5000U, 1U}) {
-        std::vector<float> fast = test::RandomFloats(random, 10000, 0);
+        std::vector<float> fast = RandomFloats(random, 10000, 0);
         std::vector<float> plain = fast;
         DVL::MatrixTanspose(fast.data(), fast.data() + at, width, height);
         for (std::size_t i = 0; i < std::size_t{width} * height; ++i) {
@@ -163,23 +149,10 @@ TEST(VectorKernels, KeepsBuffersUntouchedByAnIdentity) {
 }
 
 TEST(VectorKernels, KeepsStatedResults) {
-  std::array<float, 4> v = {-4.0F, 4.0F, kNaN, 2.0F};
-  DVL::SquareRootIp(v.data(), 3, 1);
-  EXPECT_EQ(Shown(v), "0 2 0 2");
-  DVL::ReciprocalIp(v.data(), 3, 1);
-  EXPECT_EQ(Shown(v), "0 0.5 0.5 2") << "nothing to repeat at first";
-  DVL::ClipVectorIp(v.data(), 4, 1, 5.0F, 1.0F);
-  EXPECT_EQ(Shown(v), "1 1 1 1");
-
-  const float in[] = {2.5F, 3.5F, -2.5F, 3e9F, -INFINITY, kNaN};
-  std::int32_t rounded[6];
-  DVL::FloatToInt32(rounded, 1, in, 1, 6, 1.0F);
-  EXPECT_EQ(Shown(rounded), "2 4 -2 2147483647 -2147483648 -2147483648");
-  const float wide[] = {2.7F, -2.7F, 40000.0F, 4294968320.0F, INFINITY, kNaN};
-  std::int16_t wrapped[6];
-  DVL::FloatToInt16(wrapped, 1, wide, 1, 6, 1.0F);
-  EXPECT_EQ(Shown(wrapped), "2 -2 -25536 1024 0 0");
-
+  Floats v = {-4.0F, kNaN, 2.0F};
+  DVL::ClipVectorIp(v.data(), 3, 1, 5.0F, 1.0F);
+  EXPECT_EQ(Shown(v), "1 1 1");
+  const float in[] = {2.5F, 3.5F, -2.5F};
   std::uint8_t bytes[] = {9, 9, 9, 9, 9, 9};
   DVL::Float2ByteVector(in, 3, 2.0F, 2.0F, bytes, 10, 1, 2);  // side by side all the same
   DVL::Float2ByteVector(in, 3, 0.0F, 2.0F, bytes, 0, 1, 1);
@@ -188,16 +161,13 @@ TEST(VectorKernels, KeepsStatedResults) {
   EXPECT_EQ(Shown(bytes), "0 0 0 9 0 9");
 
   const std::uint32_t palette[] = {10, 11, 12, 13};
-  const struct {
-    float hi;
-    std::uint32_t count;
-    const char* colours;
-  } cases[] = {{2.0F, 4, "12 12"}, {0.1F, 4, "13 13"}, {0.0F, 4, "10 10"},
-               {2.0F, 1, "10 10"}, {kNaN, 4, "10 10"}, {2.0F, 0, "7 7"}};
-  for (const auto& c : cases) {
+  const std::tuple<float, std::uint32_t, const char*> cases[] = {
+      {2.0F, 4, "12 12"}, {0.1F, 4, "13 13"}, {0.0F, 4, "10 10"},
+      {2.0F, 1, "10 10"}, {kNaN, 4, "10 10"}, {2.0F, 0, "7 7"}};
+  for (const auto& [hi, count, colours] : cases) {
     std::uint32_t out[] = {7, 7};
-    DVL::Float2ColorVector(in, 2, 0.0F, c.hi, out, palette, c.count, 1);
-    EXPECT_EQ(Shown(out), c.colours) << c.hi << ' ' << c.count;
+    DVL::Float2ColorVector(in, 2, 0.0F, hi, out, palette, count, 1);
+    EXPECT_EQ(Shown(out), colours) << hi << ' ' << count;
   }
   double doubles[] = {1.0, 1.0, 1.0};
   DVL::SetConstant(doubles, 2, 2, 0.1);
@@ -210,5 +180,73 @@ TEST(VectorKernels, KeepsStatedResults) {
   DVL::DeleteAlignedInt(DVL::NewAlignedInt(-1));  // null
 }
 
+TEST(VectorKernels, DownsamplesInPlaceAndNeverBehindTheEnd) {
+  std::mt19937 random(4);
+  const Floats block = RandomFloats(random, 100000, 0);
+  for (const std::uint32_t nOut : {2U, 77U, 3000U, 66667U, 99999U}) {
+    for (const auto kernel : {DVL::DownsamlingMean, DVL::DownsamlingMax, DVL::DownsamlingMinMax}) {
+      Floats apart(nOut);
+      kernel(block.data(), 100000, 1, apart.data(), nOut, 0.5F);
+      Floats inPlace = block;
+      kernel(inPlace.data(), 100000, 1, inPlace.data(), nOut, 0.5F);
+      EXPECT_TRUE(std::equal(apart.begin(), apart.end(), inPlace.begin())) << nOut;
+    }
+  }
+}
+
+TEST(VectorKernels, ExponentialIsExactToOneUnit) {
+  for (float x = -110.0F; x < 95.0F; x += 0.00117F) {
+    const double exact = std::exp(double{x});
+    const float y = detail::FixedExp(x);
+    const auto nearest = static_cast<float>(exact);
+    const double unit = std::nextafter(nearest, kInf) - double{nearest};
+    ASSERT_TRUE(y == nearest || std::fabs(y - exact) <= unit) << x;
+  }
+  EXPECT_SHOWN("inf 0 nan", detail::FixedExp(kInf), detail::FixedExp(-kInf),
+               detail::FixedExp(kNaN));
+}
+
+TEST(VectorKernels, FiltersGoOnWithTheState) {
+  const std::array in = {4.0F, -1.0F, 8.0F, -1.0F, 0.0F, -1.0F};
+  const std::array low = {4.0F, -1.0F, 6.0F, -1.0F, 3.0F, -1.0F};
+  const std::array high = {0.0F, -1.0F, 2.0F, -1.0F, -3.0F, -1.0F};
+  std::array<float, 6> x = in;
+  float state = 9.0F;
+  DVL::VectorTiefpass(x.data(), 0, 2, 0.5F, state, true);
+  DVL::VectorTiefpass(x.data(), 3, 2, 0.5F, state, true);
+  EXPECT_TRUE(x == low && state == 3.0F);
+  x = in;
+  state = 4.0F;
+  DVL::VectorHochpass(x.data(), 1, 2, 0.5F, state, false);
+  DVL::VectorHochpass(x.data() + 2, 2, 2, 0.5F, state, false);
+  EXPECT_TRUE(x == high && state == 3.0F);
+  std::array<std::int32_t, 6> words = {2, -1, 4, -1, 0, -1};
+  state = 4.0F;
+  DVL::I2FAcFilterIp(words.data(), 2.0F, 0.5F, 0.5F, &state, 3, 2);
+  words[1] = words[3] = words[5] = std::bit_cast<std::int32_t>(-1.0F);
+  EXPECT_TRUE((std::bit_cast<std::array<float, 6>>(words) == high));
+  std::array<float, 3> close = {4.0F, 8.0F, 0.0F};
+  DVL::AcFilterIp(close.data(), 0.25F, 0.5F, &state, 3);
+  EXPECT_EQ(close, (std::array{1.5F, 4.75F, -1.625F}));
+}
+
+TEST(VectorKernels, KeepsStatedReductions) {
+  const float levels[] = {0.0F, 0.0F, 390.0F};
+  EXPECT_NEAR(DVL::VectorLogSum(levels, 2, 1), 3.0103F, 1e-5F);
+  EXPECT_SHOWN("0 390 0", DVL::VectorLogMean(levels, 2, 1), DVL::VectorLogSum(levels + 2, 1, 1),
+               DVL::VectorLogSum(levels + 2, 3, 0))
+      << "a single one as it is; but its power is no float";
+
+  const Floats flat(65537, 0.0F);
+  Floats high = flat;
+  high[65535] = 1.0F;
+  std::uint32_t end = 1;
+  std::uint32_t pos = 1;
+  EXPECT_SHOWN("0 0", DVL::MaxDifference(nullptr, levels, 0, &pos), pos);
+  EXPECT_SHOWN("0 65538 65535",
+               DVL::LocalMaxDifferencePosition(high.data(), flat.data(), 65537, 0, end, pos), end,
+               pos);
+}
+
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

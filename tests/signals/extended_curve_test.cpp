@@ -1,43 +1,20 @@
 #include "limes/signals/extended_curve.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <memory>
-
-#include "tests/support/bits.h"
 #include "tests/support/curves.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using test::MakeCurve;
-using test::MakeRamp;
-using test::Same;
-using test::State;
-using test::ValidOf;
-using test::ValuesOf;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
-
-CSigCurveExt Ramp(int n) { return MakeRamp<CSigCurveExt>(n); }
 
 /// Ramp 0 .. n-1 with step 1 from x0 on, valid from index i0 to i1.
 CSigCurveExt Valid(int n, int i0, int i1, float x0 = 0) {
-  CSigCurveExt curve = Ramp(n);
+  auto curve = MakeRamp<CSigCurveExt>(n);
   curve.SetXMinMax(x0, x0 + static_cast<float>(n));
   curve.SetVIMinMax(i0, i1);
   return curve;
 }
 
-TEST(ExtendedCurve, RangeTable) {
-  const struct {
-    std::function<void(CSigCurveExt&)> operation;  ///< on a ramp of 10, valid from 2 to 6
-    const char* valid;
-  } kCases[] = {
+TEST(ExtendedCurve, KeepsRangesAsOperationsLeaveThem) {
+  const Cases<CSigCurveExt> cases = {
       {LIMES_DO(c.SetVIMinMax(1, 8)), "1 8 1 8"},
       {LIMES_DO(c.SetVIMinMax(-3, 12)), "-3 12 0 9"},
       {LIMES_DO(c.Invalidate()), "1 0 1 0"},
@@ -63,12 +40,15 @@ TEST(ExtendedCurve, RangeTable) {
       {LIMES_DO(CSigCurve& base = c; base.Append(c)), "2 10 2 10"},
       {LIMES_DO(c.InitHeader()), "0 1 0 -1"},
       {LIMES_DO(c.MirrorX()), "2 6 2 6"},
+      {LIMES_DO(c.Reset()), "0 1 0 9"},      // the last index stays
+      {LIMES_DO(c.CutLeft(-5)), "0 6 0 6"},  // wider when cut beside the curve
+      {LIMES_DO(c.Schrumpfen(20, 30)), "20 6 9 6"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [operation, valid] : cases) {
     CSigCurveExt curve = Valid(10, 2, 6);
-    c.operation(curve);
-    EXPECT_EQ(ValidOf(curve), c.valid);
-    EXPECT_EQ(curve.XLen(), static_cast<std::uint32_t>(std::max(curve.ILen(), 0))) << c.valid;
+    operation(curve);
+    EXPECT_EQ(ValidOf(curve), valid);
+    EXPECT_EQ(curve.XLen(), static_cast<std::uint32_t>(std::max(curve.ILen(), 0))) << valid;
     EXPECT_TRUE(curve.IsSigCurveExt());
   }
   CSigCurveExt empty;
@@ -86,7 +66,7 @@ TEST(ExtendedCurve, CopyTable) {
   source.CurveId(8);
   source.Date(2.5F);
   const auto all = [](const CSigCurveExt& c) {
-    return test::Exact(State(c), c.CurveId(), c.Date()).text;
+    return Exact(State(c), c.CurveId(), c.Date()).text;
   };
   CSigCurveExt target(2);
   target = source;
@@ -95,11 +75,10 @@ TEST(ExtendedCurve, CopyTable) {
   EXPECT_EQ(ValidOf(target), "0 3 0 2") << "through the base as well";
   target = static_cast<const CSigCurve&>(source);
   EXPECT_EQ(all(target), "{0 1 2 3 4} 0 5 5, valid 0 5 0 4 -1 0");
-  ASSERT_TRUE(target.Copy(source, false));
-  EXPECT_SHOWN("8 1", target.CurveId(), target.InfoID() == source.InfoID());
-  ASSERT_TRUE(target.Copy(MakeRamp(2), true)) << "a plain curve";
-  EXPECT_EQ(ValidOf(target), "0 2 0 1");
-  EXPECT_FALSE(target.Copy(target, true));
+  EXPECT_SHOWN("1 8 1", target.Copy(source, false), target.CurveId(),
+               target.InfoID() == source.InfoID());
+  EXPECT_SHOWN("1 0 2 0 1 0", target.Copy(MakeRamp(2), true), ValidOf(target),
+               target.Copy(target, true));
   const std::unique_ptr<CSigCurve> clone(static_cast<CSigCurve&>(source).Clone(true));
   EXPECT_EQ(all(dynamic_cast<CSigCurveExt&>(*clone)), all(source));
   target.Date(9);
@@ -125,29 +104,26 @@ TEST(ExtendedCurve, ValueTable) {
 }
 
 TEST(ExtendedCurve, YRangeAndDistanceTable) {
-  const struct {
-    unsigned i0, i1;
-    const char* shown;
-  } kCases[] = {{0, 9, "2 6"}, {3, 4, "3 4"},   {0, 0xFFFFFFFF, "2 6"}, {0, 1, "2 2"},
-                {8, 9, "8 8"}, {5, 4, "-1 -1"}, {10, 12, "-1 -1"}};
+  const std::tuple<unsigned, unsigned, const char*> kCases[] = {
+      {0, 9, "2 6"}, {3, 4, "3 4"},   {0, 0xFFFFFFFF, "2 6"}, {0, 1, "2 2"},
+      {8, 9, "8 8"}, {5, 4, "-1 -1"}, {10, 12, "-1 -1"}};
   CSigCurveExt curve = Valid(10, 2, 6);
   float lo = -1;
   float hi = -1;
-  for (const auto& c : kCases) {
+  for (const auto& [i0, i1, expected] : kCases) {
     lo = hi = -1;
-    curve.GetYRangeXI(lo, hi, c.i0, c.i1);
-    EXPECT_SHOWN(c.shown, lo, hi);
+    curve.GetYRangeXI(lo, hi, i0, i1);
+    EXPECT_SHOWN(expected, lo, hi);
   }
   curve.GetYRangeX(lo, hi, 3.3F, 99);
   EXPECT_SHOWN("3 6", lo, hi);
-  const struct {
-    float x, y;
-    const char* shown;  ///< by index, this index, by value
-  } kDistances[] = {{-1, 6, "5 2 5"}, {9, 2, "5 6 5"}, {4, 7, "3 4 3"}, {4.25F, 4, "0.25 4 0.25"}};
-  for (const auto& c : kDistances) {
+  // By index, this index, by value.
+  const std::tuple<float, float, const char*> kDistances[] = {
+      {-1, 6, "5 2 5"}, {9, 2, "5 6 5"}, {4, 7, "3 4 3"}, {4.25F, 4, "0.25 4 0.25"}};
+  for (const auto& [x, y, expected] : kDistances) {
     int index = -1;
-    EXPECT_SHOWN(c.shown, curve.PointDistance(c.x, c.y, &index), index,
-                 curve.PointDistance(c.x, c.y, nullptr));
+    EXPECT_SHOWN(expected, curve.PointDistance(x, y, &index), index,
+                 curve.PointDistance(x, y, nullptr));
   }
   curve.Invalidate();
   curve.GetYRange(lo, hi);
@@ -160,12 +136,8 @@ TEST(ExtendedCurve, ArithmeticTable) {
   CSigCurveExt finer = other;
   finer.SetXMinMax(0, 2);
   const CSigCurveExt right = Valid(4, 0, 3, 8);
-  const struct {
-    std::function<void(CSigCurveExt&)> operation;  ///< on 0 1 2 3 4, valid from 1 to 3
-    const char* after;
-  } kCases[] = {
+  const Cases<CSigCurveExt> cases = {
       {LIMES_DO(c = 9.0F), "{0 9 9 9 4}"},
-      {LIMES_DO(c += 2.0F), "{0 3 4 5 4}"},
       {LIMES_DO(c.Add(2)), "{2 3 4 5 6}"},  // this and *= are the whole curve's
       {LIMES_DO(c *= 2.0F), "{0 2 4 6 8}"},
       {LIMES_DO(c += MakeCurve({5, 5, 5})), "{0 6 7 3 4}"},
@@ -183,18 +155,15 @@ TEST(ExtendedCurve, ArithmeticTable) {
       {LIMES_DO(c.AddWithWeight(CSigCurve(), 2, 0)), "{0 1 2 3 4}"},
       {LIMES_DO(c.AddWithWeight(c, 1, 1)), "{0 1 3 6 4}"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [operation, values] : cases) {
     CSigCurveExt curve = Valid(5, 1, 3);
-    c.operation(curve);
-    EXPECT_EQ(State(curve), c.after + std::string(" 0 5 3, valid 1 3 1 3"));
+    operation(curve);
+    EXPECT_EQ(State(curve), values + std::string(" 0 5 3, valid 1 3 1 3"));
   }
 }
 
 TEST(ExtendedCurve, UnionTable) {
-  const struct {
-    CSigCurveExt other;
-    const char* after;
-  } kCases[] = {
+  const std::pair<CSigCurveExt, const char*> kCases[] = {
       // This curve is 10 times its index, valid from 3 to 5; the others are ramps from their start.
       {Valid(10, 1, 4), "{0 1 2 30 40 50 60 70} 0 8 3, valid 1 5 1 5"},
       {Valid(10, 4, 7), "{0 10 20 30 40 50 6 7} 0 8 3, valid 3 7 3 7"},
@@ -204,33 +173,29 @@ TEST(ExtendedCurve, UnionTable) {
       {Valid(7, 2, 6), "{0 10 2 30 40 50 6 70} 0 8 3, valid 2 6 2 6"},
       {CSigCurveExt(), "{0 10 20 30 40 50 60 70} 0 8 3, valid 3 5 3 5"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [other, after] : kCases) {
     CSigCurveExt curve = Valid(8, 3, 5);
     curve *= 10.0F;
-    curve ^= c.other;
-    EXPECT_EQ(State(curve), c.after);
+    curve ^= other;
+    EXPECT_EQ(State(curve), after);
   }
 }
 
 TEST(ExtendedCurve, SectionSumTable) {
   const CSigCurveExt curve = Valid(10, 2, 6);
-  const struct {
-    CSigCurveExt curve;
-    float x0, x1;
-    bool dB;
-    double expected;
-  } kCases[] = {{curve, -9, 99, false, 20},
-                {curve, 3, 4, false, 7},
-                {curve, 0, 1.9F, false, 0},
-                {curve, 6.1F, 9, false, 0},
-                {curve, 5, 3, false, 0},
-                {curve, 4, 4, true, 4},
-                {curve, -9, 99, true, 11.2174},
-                {MakeCurve<CSigCurveExt>({2000, 2000}), 0, 1, true, 2003.0103},
-                {MakeCurve<CSigCurveExt>({0, kNaN}), 0, 1, true, 0},
-                {MakeCurve<CSigCurveExt>({-kInf}), 0, 1, true, 0}};
-  for (const auto& c : kCases) {
-    EXPECT_NEAR(c.curve.AbschnittSumme(c.x0, c.x1, c.dB), c.expected, 1e-4) << c.x0 << c.x1;
+  const std::tuple<CSigCurveExt, float, float, bool, double> kCases[] = {
+      {curve, -9, 99, false, 20},
+      {curve, 3, 4, false, 7},
+      {curve, 0, 1.9F, false, 0},
+      {curve, 6.1F, 9, false, 0},
+      {curve, 5, 3, false, 0},
+      {curve, 4, 4, true, 4},
+      {curve, -9, 99, true, 11.2174},
+      {MakeCurve<CSigCurveExt>({2000, 2000}), 0, 1, true, 2003.0103},
+      {MakeCurve<CSigCurveExt>({0, kNaN}), 0, 1, true, 0},
+      {MakeCurve<CSigCurveExt>({-kInf}), 0, 1, true, 0}};
+  for (const auto& [c, x0, x1, dB, expected] : kCases) {
+    EXPECT_NEAR(c.AbschnittSumme(x0, x1, dB), expected, 1e-4) << x0 << x1;
   }
 }
 
@@ -238,7 +203,7 @@ TEST(ExtendedCurve, StaleIndicesStayInside) {
   CSigCurveExt curve;
   curve.InitHeader(Valid(10, 4, 9));  // indices of values that this curve does not have
   ASSERT_EQ(curve.IMax(), 9);
-  const CSigCurveExt full = Ramp(10);
+  const auto full = MakeRamp<CSigCurveExt>(10);
   for (int round = 0; round < 2; ++round) {
     float lo = 0;
     float hi = 0;
@@ -270,8 +235,7 @@ TEST(ExtendedCurve, CodeAndClassBothDecide) {
   curve.MakeSameSize(MakeRamp(5));  // the base's: code 102 on an extended curve
   EXPECT_EQ(AsExtended(&curve), nullptr);
   CSigCurveExt copy;
-  ASSERT_TRUE(copy.Copy(curve, true));
-  EXPECT_EQ(copy.ILen(), 5) << "as a plain curve";
+  EXPECT_SHOWN("1 5", copy.Copy(curve, true), copy.ILen()) << "as a plain curve";
 }
 
 TEST(ExtendedCurve, KeepsOneMoreWeightedValueThanSquares) {
@@ -293,15 +257,6 @@ TEST(ExtendedCurve, KeepsOddRanges) {
   curve.SetAt(9, 5);
   EXPECT_SHOWN("5 0 0", curve.GetValue(500), static_cast<CSigCurve&>(curve).GetValue(500),
                curve[500.0F]);
-  curve = Valid(10, 2, 6);
-  curve.Reset();
-  EXPECT_EQ(ValidOf(curve), "0 1 0 9") << "the last index stays";
-  curve = Valid(10, 2, 6);
-  curve.CutLeft(-5);
-  EXPECT_EQ(ValidOf(curve), "0 6 0 6") << "wider when cut beside the curve";
-  curve = Valid(10, 2, 6);
-  curve.Schrumpfen(20, 30);
-  EXPECT_EQ(ValidOf(curve), "20 6 9 6");
   curve = Valid(10, 2, 9);
   curve.Schrumpfen(20, 30);
   EXPECT_SHOWN("1 1", curve.IsValid(), curve.ILen()) << "one value of disjoint ranges";
@@ -311,4 +266,4 @@ TEST(ExtendedCurve, KeepsOddRanges) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

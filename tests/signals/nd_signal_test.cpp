@@ -1,32 +1,20 @@
 #include "limes/signals/nd_signal.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "limes/platform/file_stream.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/pair_signal.h"
 #include "tests/support/curves.h"
 #include "tests/support/hostile.h"
 #include "tests/support/messages.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
-using Floats = std::vector<float>;
-
 std::string Rows(const CSigNDBase& table) {
-  std::string text;
+  Exact rows;
   for (std::uint32_t i = 0; i < table.xdim(); ++i) {
-    text += i == 0 ? "" : " ";
-    text += test::Exact{table[i]}.text;
+    rows.Fields(table[i]);
   }
-  return text;
+  return rows.text;
 }
 
 CSigNDBase Table() {
@@ -52,8 +40,7 @@ TEST(NDSignal, ValuesInsideAndOutside) {
                table.setVal(0, 3, 1.0F), table.setRow(0, Floats{1, 2}),
                table.setCol(3, Floats{1, 2}), table.setCol(0, Floats{7, 8}));
   EXPECT_EQ(Rows(table), "{7 2 3} {8 nan -6}");
-  EXPECT_SHOWN("{7 8} {}", table.col(0), table.col(9));
-  EXPECT_NE(table, table) << "a NaN is equal to nothing";
+  EXPECT_SHOWN("{7 8} {} 0", table.col(0), table.col(9), table == table) << "not with a NaN";
 
   float lo = 99.0F;
   float hi = 99.0F;
@@ -68,31 +55,28 @@ TEST(NDSignal, JoinsAndSlices) {
   CSigNDBase table = Table();
   EXPECT_SHOWN("0 0 1", table.append(Floats{1, 2}), table.append(Floats{}),
                table.append(Floats{7, 8, 9}, kHertz));
-  EXPECT_EQ(table.describe(2), kHertz);
-  EXPECT_EQ(table.describe(0), CDimDescription());
+  EXPECT_TRUE(table.describe(2) == kHertz && table.describe(0) == CDimDescription());
   const CSigNDBase part = table.slice({2, 0, 2});
   EXPECT_EQ(Rows(part), "{7 8 9} {1 2 3} {7 8 9}");
-  EXPECT_EQ(part.describe(0), kHertz);
-  EXPECT_TRUE(table.slice({0, 3}).empty());
+  EXPECT_SHOWN("1 1", part.describe(0) == kHertz, table.slice({0, 3}).empty());
 
   CSigNDBase other = Table();
-  EXPECT_FALSE(other.append(table)) << "other rows";
-  EXPECT_TRUE(other.append(Table()) && other.append(other));
+  EXPECT_SHOWN("0 1 1", other.append(table), other.append(Table()), other.append(other));
   EXPECT_EQ(Rows(other), "{1 2 3 1 2 3 1 2 3 1 2 3} {4 nan -6 4 nan -6 4 nan -6 4 nan -6}");
   other.describe(0, kHertz);
-  EXPECT_FALSE(other.append(Table())) << "other descriptions";
   CSigNDBase empty;
-  EXPECT_SHOWN("1 2", empty.append(Floats{1, 2}), empty.ydim());
+  EXPECT_SHOWN("0 1 2", other.append(Table()), empty.append(Floats{1, 2}), empty.ydim())
+      << "other descriptions";
 }
 
 // ---- Signals
 
 TEST(NDSignal, OfCurvesAndBack) {
-  auto a = test::MakeCurve<CSigCurveExt>({1, 2, 3, 4}, 10, 18);
+  auto a = MakeCurve<CSigCurveExt>({1, 2, 3, 4}, 10, 18);
   a.SetXUnit(u"Hz");
   a.SetYUnit(u"Pa");
   a.SetName(u"left");
-  const auto b = test::MakeCurve<CSigCurveExt>({5, 6, 7}, 10, 16);
+  const auto b = MakeCurve<CSigCurveExt>({5, 6, 7}, 10, 16);
   const std::vector<const CSigCurve*> curves{&a, nullptr, &b};
   CSigND table(curves);
   EXPECT_EQ(Rows(table), "{10 12 14} {1 2 3} {5 6 7}") << "as long as the shortest";
@@ -100,8 +84,7 @@ TEST(NDSignal, OfCurvesAndBack) {
 
   const CSigCurveArray array = table.SigCurveArray();
   ASSERT_EQ(array.Anzahl(), 2);
-  EXPECT_EQ(test::State(*array[1]), "{5 6 7} 10 16 3, valid 10 16 0 2");
-  EXPECT_EQ(array.TPos(1), 1.0F);
+  EXPECT_SHOWN("{5 6 7} 10 16 3, valid 10 16 0 2 1", State(*array[1]), array.TPos(1));
   const CSigPairs pairs = table.SigPairs(0, 2);
   EXPECT_SHOWN("{10 12 14} {5 6 7} 0", Floats(pairs.Punkte(), pairs.PunkteEnd()),
                Floats(pairs.Werte(), pairs.WerteEnd()), table.SigPairs(0, 9).NPaare());
@@ -115,76 +98,58 @@ TEST(NDSignal, OfCurvesAndBack) {
 }
 
 TEST(NDSignal, DifferingAxesAreTold) {
-  const test::Messages messages;
-  const auto a = test::MakeRamp(4);
-  const auto b = test::MakeRamp(5);
+  const Messages messages;
+  const auto a = MakeRamp(4);
+  const auto b = MakeRamp(5);
   const std::vector<const CSigCurve*> curves{&a, &b, &a};
-  EXPECT_EQ(CDimDescriptionVec(curves).size(), 3U);
   CSigPairs short1;
   short1.NeuesPaar(0, 1);
   CSigPairs short2;
   short2.NeuesPaar(1, 1);
-  const std::vector<const CSigPairs*> pairs{&short1, &short2, &short1};
-  EXPECT_EQ(CDimDescriptionVec(pairs).size(), 3U);
+  const std::vector<const CSigPairs*> runs{&short1, &short2, &short1};
+  EXPECT_SHOWN("3 3 0", CDimDescriptionVec(curves).size(), CDimDescriptionVec(runs).size(),
+               CDimDescriptionVec(std::span<const CSigCurve* const>()).size());
   EXPECT_EQ(std::count(messages.printed.begin(), messages.printed.end(), '\n'), 2);
-  EXPECT_TRUE(CDimDescriptionVec(std::span<const CSigCurve* const>()).empty());
 }
 
 // ---- File records
 
-constexpr auto kWrite = [](const auto& object, CFileStream& file) {
-  return object.WriteToFile(file);
-};
-constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };
-
 TEST(NDSignalRecord, OfATableWithoutDescriptions) {
   CSigNDBase table(2, 2);
   table.setRow(1, Floats{1, -2});
-  const test::Bytes record = test::Written(table, kWrite);
-  EXPECT_EQ(record, test::Golden("nd_table_v0.bin"));
-  CSigNDBase read;
-  EXPECT_TRUE(test::ReadBlock(read, record, kRead));
-  EXPECT_EQ(read, table);
-  test::ExpectHostileSafe(
-      record, [] { return CSigNDBase(); }, kRead, kWrite);
+  const Bytes record = Written(table, kWrite);
+  EXPECT_EQ(record, Golden("nd_table_v0.bin"));
+  ExpectHostileSafe(table);
   for (const std::size_t at : {4U, 8U, 16U, 20U}) {  // sizes and counts that contradict each other
-    test::Bytes changed = record;
+    Bytes changed = record;
     changed[at] = changed[at + 3] = 0xFF;
-    EXPECT_FALSE(test::ReadBlock(read, changed, kRead)) << at;
+    CSigNDBase read = table;
+    EXPECT_FALSE(ReadBlock(read, changed, kRead)) << at;
     EXPECT_EQ(read, table) << "nothing changed";
   }
 }
 
 TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
   CMemoryStream one;
-  EXPECT_FALSE(kHertz.WriteToFile(one));
-  EXPECT_EQ(one.Bytes().size(), 4U);
+  EXPECT_SHOWN("0 4", kHertz.WriteToFile(one), one.Bytes().size());
   one.Seek(0);
-  CDimDescription read;
-  EXPECT_FALSE(read.ReadFromFile(one));
+  EXPECT_FALSE(CDimDescription().ReadFromFile(one));
 
   CSigND table;
   table.append(Floats{1, 2}, kHertz);
-  CMemoryStream file;
-  EXPECT_FALSE(table.WriteToFile(file));
-  EXPECT_EQ(test::Written(table, kWrite), test::Golden("nd_described_v0.bin"))
-      << "no count, but values";
+  EXPECT_EQ(Written(table, kWrite), Golden("nd_described_v0.bin")) << "no count, but values";
   CSigND plain;
   plain.append(Floats{1, 2});
   CMemoryStream texts;
-  EXPECT_FALSE(plain.WriteToFile(texts));
-  EXPECT_EQ(texts.Bytes().size(), 4U + 8 + 8 + 4 + 8) << "the whole table, no texts";
+  EXPECT_SHOWN("0 32", plain.WriteToFile(texts), texts.Bytes().size()) << "the table, no texts";
   texts.Seek(0);
-  EXPECT_FALSE(plain.ReadFromFile(texts));
-  EXPECT_EQ(plain.ydim(), 2U);
+  EXPECT_SHOWN("0 2", plain.ReadFromFile(texts), plain.ydim());
 
   CSightSeeing settings;
   settings.SetDims({1, 2, 3});
-  CSightSeeing again;
-  EXPECT_EQ(test::Written(settings, kWrite), test::Golden("nd_settings_v0.bin"));
-  EXPECT_TRUE(test::ReadBlock(again, test::Golden("nd_settings_v0.bin"), kRead));
-  EXPECT_EQ(again, settings);
+  EXPECT_EQ(Written(settings, kWrite), Golden("nd_settings_v0.bin"));
+  ExpectHostileSafe(settings);
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

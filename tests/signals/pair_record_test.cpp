@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "limes/signals/measurement_pair_signal.h"
 #include "limes/signals/time_pair_signal.h"
 #include "tests/support/hostile.h"
+#include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 CSigPairs Sample() {
@@ -21,8 +18,8 @@ CSigPairs Sample() {
   return run;
 }
 
-const auto kWrite = [](const CSigPairs& run, CFileStream& file) { return run.DateiExport(file); };
-const auto kRead = [](CSigPairs& run, CFileStream& file) {
+const auto kExport = [](const CSigPairs& run, CFileStream& file) { return run.DateiExport(file); };
+const auto kImport = [](CSigPairs& run, CFileStream& file) {
   const int result = run.DateiImport(file);
   static_cast<void>(run.WertBei(1.5F) + run.MinStepSize());
   return result;
@@ -30,35 +27,33 @@ const auto kRead = [](CSigPairs& run, CFileStream& file) {
 
 TEST(PairRecord, GoldenFiles) {
   for (const unsigned version : {1U, 2U}) {
-    const test::Bytes golden = test::Golden("pair_record_v" + std::to_string(version) + ".bin");
+    const Bytes golden = Golden("pair_record_v" + std::to_string(version) + ".bin");
     EXPECT_EQ(golden.size(), 76U + 80U + 32U);
     const auto write = [=](const CSigPairs& run, CFileStream& file) {
       return run.WriteToFile(file, version);
     };
-    EXPECT_EQ(test::Written(Sample(), write), golden);
-    EXPECT_EQ(test::Written(CSigPairsTm(Sample()), write), golden) << "nothing of its own";
-    EXPECT_EQ(test::Written(CSigPairsVM(Sample()), write), golden) << "nothing of its own";
+    EXPECT_EQ(Written(Sample(), write), golden);
+    EXPECT_EQ(Written(CSigPairsTm(Sample()), write), golden) << "nothing of its own";
+    EXPECT_EQ(Written(CSigPairsVM(Sample()), write), golden) << "nothing of its own";
     CMemoryStream file(golden);
     CSigPairs back;
     ASSERT_TRUE(back.ReadFromFile(file, version));
-    EXPECT_EQ(test::Written(back, kWrite), test::Written(Sample(), kWrite));
-    EXPECT_TRUE(back.IstSortiert());
-    EXPECT_EQ(back.XLen(), 3U);
-    EXPECT_FALSE(back.ReadFromFile(file, 3));
+    EXPECT_EQ(Written(back, kExport), Written(Sample(), kExport));
+    EXPECT_SHOWN("1 3 0", back.IstSortiert(), back.XLen(), back.ReadFromFile(file, 3));
   }
 }
 
 TEST(PairRecord, HostileBytesLeaveTheRun) {
   const auto make = [] { return CSigPairs(); };
-  test::ExpectHostileSafe(test::Written(Sample(), kWrite), make, kRead, kWrite);
+  ExpectHostileSafe(Written(Sample(), kExport), make, kImport, kExport);
   std::uint32_t words[5] = {};
   CSigPairs odd;
   odd.SetBuffer(words, 5);
-  test::ExpectHostileSafe(test::Written(odd, kWrite), make, kRead, kWrite);
+  ExpectHostileSafe(Written(odd, kExport), make, kImport, kExport);
 }
 
 TEST(PairRecord, KeepsTheNameItHas) {
-  CMemoryStream file(test::Written(Sample(), kWrite));
+  CMemoryStream file(Written(Sample(), kExport));
   CSigPairs run;
   run.SetName(u"\u03A9");
   ASSERT_EQ(run.DateiImport(file), 1);
@@ -66,4 +61,4 @@ TEST(PairRecord, KeepsTheNameItHas) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,20 +1,11 @@
 #include "limes/signals/pair_signal.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <vector>
-
 #include "limes/kernels/polygon_coding.h"
-#include "limes/signals/extended_curve.h"
 #include "tests/support/curves.h"
+#include "tests/support/pair_model.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using Floats = std::vector<float>;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 /// Pairs (x, 10 x), appended.
 CSigPairs MakeRun(const Floats& x) {
@@ -43,27 +34,32 @@ TEST(PairSignal, EmptyRunAnswers) {
                run.WertBei(1), index, run.IndexZu(1, 0), run.Aendern(0, 1, 2));
   EXPECT_SHOWN("0 0 0 0", run.HatWertBei(0, 1), run.IsInRange(0), run < run,
                run.PointDistance(1, 1));
-  run.CutLeft(1);
-  run.CutRight(1);
-  run.DatenWenden();
   EXPECT_EQ(run.PunkteEnd() - run.Punkte(), 0);
 }
 
-/// An operation on pairs (x, 10 x) as a row of a table; what it returns, leaves of x or y, and the
-/// flags of order.
+/// An operation on pairs (x, 10 x) as a row of a table; its result, x, y and the flags of order.
 #define LIMES_ROW(x, operation, shown)                                                     \
   {                                                                                        \
 #operation, Floats x, [](CSigPairs & r) { return static_cast<int>(operation); }, shown \
   }
 
-// Inserting, changing, cutting and looking up are compared with plain loops in pair_model_test.
+TEST(PairSignal, EveryStepAgreesWithPlainLoops) {
+  for (unsigned seed = 0; seed < 2500; ++seed) {
+    pairs::Source from{std::mt19937(seed), static_cast<int>(seed % 4)};
+    CSigPairs run;
+    pairs::Model model;
+    Fill(from, run, model);
+    for (int step = 0; step < 8; ++step) {
+      const unsigned what = Step(from, run, model);
+      ASSERT_TRUE(Agree(run, model) && LooksUpAlike(from, run, model))
+          << "seed " << seed << " step " << step << " op " << what;
+    }
+  }
+}
+
+// What the loops above do not compare.
 TEST(PairSignal, OperationTable) {
-  const struct {
-    const char* name;
-    Floats x;
-    int (*operation)(CSigPairs&);
-    const char* shown;  ///< result, x, y, flags
-  } kCases[] = {
+  const std::tuple<const char*, Floats, int (*)(CSigPairs&), const char*> kCases[] = {
       LIMES_ROW(({1}), r.Aendern(1, 5, 5), "0 {1} {10} 3"),
       LIMES_ROW(({1, 2, 3}), r.Resize(2), "1 {1 2} {10 20} 1"),
       LIMES_ROW(({1, 2, 3}), r.AbschnittKopieren(r, 2, 9), "2 {2 3} {20 30} 1"),
@@ -85,13 +81,13 @@ TEST(PairSignal, OperationTable) {
       LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, false), 0), "0 {1 4 5} {10 40 50} 1"),
       LIMES_ROW(({1, 4}), r < MakeRun({1, 4}) + MakeRun({1, 4}), "1 {1 4} {10 40} 1"),
       LIMES_ROW(({1, 4}), r > MakeRun({7, 9}), "0 {1 4} {10 40} 1"),
-      LIMES_ROW(({1, 4}), r > test::MakeCurve({5, 9}, 0, 8), "1 {1 4} {10 40} 1"),
+      LIMES_ROW(({1, 4}), r > MakeCurve({5, 9}, 0, 8), "1 {1 4} {10 40} 1"),
   };
-  for (const auto& c : kCases) {
-    CSigPairs run = MakeRun(c.x);
-    const int result = c.operation(run);
+  for (const auto& [name, x, operation, expected] : kCases) {
+    CSigPairs run = MakeRun(x);
+    const int result = operation(run);
     const Floats y(run.Werte(), run.WerteEnd());
-    EXPECT_SHOWN(c.shown, result, XOf(run), y, FlagsOf(run)) << c.name;
+    EXPECT_SHOWN(expected, result, XOf(run), y, FlagsOf(run)) << name;
   }
 }
 
@@ -105,7 +101,7 @@ TEST(PairSignal, StatisticsAndTolerance) {
   float deviation = 0;
   run.Mittelwert(&deviation);
   EXPECT_SHOWN("30.397367 55.136196 40 2", deviation, run.RmsWert(),
-               run.MaxKurvenAbstand(test::MakeCurve({60, 60}, 2, 7), &x, true), x);
+               run.MaxKurvenAbstand(MakeCurve({60, 60}, 2, 7), &x, true), x);
   for (const float stored : {0.05F, -5.0F, -101.0F}) {
     stored < -100 ? run.PunktgleichheitAutoToleranz() : run.PunktgleichheitToleranz(stored);
     ASSERT_TRUE(run.OperationVorbereiten(run, x));
@@ -120,23 +116,22 @@ TEST(PairSignal, StatisticsAndTolerance) {
 }
 
 TEST(PairSignal, CurvesThereAndBack) {
-  CSigCurveExt curve = test::MakeCurve<CSigCurveExt>({1, 2, 3, 4}, 10, 50);
+  CSigCurveExt curve = MakeCurve<CSigCurveExt>({1, 2, 3, 4}, 10, 50);
   curve.SetVIMinMax(1, 2);
   curve.SetXUnit(u"Hz");
   CSigPairs run(curve);
   EXPECT_SHOWN("{20 30} 1 Hz", XOf(run), FlagsOf(run), run.XUnit().mainunit());
-  const struct {
-    Floats x;
-    const char* shown;  ///< values, x max, inverse scale
-  } kCases[] = {{{10, 50}, "{100 200 300 400} 50 1"},   {{50, 10}, "{100 200 300 400} 50 -1"},
-                {{20, 25, 40}, "{7 200 250 400} 50 1"}, {{-20, 30}, "{50 175 300 7} 50 1"},
-                {{1, 5}, "{10 20 30 40} 5 1"},          {{60, 90}, "{7 7 7 7} 50 1"}};
-  for (const auto& c : kCases) {
-    CSigCurve target = test::MakeCurve({7, 7, 7, 7}, 10, 50);
-    MakeRun(c.x).KurveBilden(&target, c.x[1] == 5);
-    EXPECT_SHOWN(c.shown, test::ValuesOf(target), target.XMax(), target.InvScaleFactor());
+  const std::pair<Floats, const char*> kCases[] = {
+      // values, x max, inverse scale
+      {{10, 50}, "{100 200 300 400} 50 1"},   {{50, 10}, "{100 200 300 400} 50 -1"},
+      {{20, 25, 40}, "{7 200 250 400} 50 1"}, {{-20, 30}, "{50 175 300 7} 50 1"},
+      {{1, 5}, "{10 20 30 40} 5 1"},          {{60, 90}, "{7 7 7 7} 50 1"}};
+  for (const auto& [x, expected] : kCases) {
+    CSigCurve target = MakeCurve({7, 7, 7, 7}, 10, 50);
+    MakeRun(x).KurveBilden(&target, x[1] == 5);
+    EXPECT_SHOWN(expected, ValuesOf(target), target.XMax(), target.InvScaleFactor());
   }
-  CSigCurve fine = test::MakeCurve(Floats(65536), 0, 20000);
+  CSigCurve fine = MakeCurve(Floats(65536), 0, 20000);
   run = fine;
   EXPECT_EQ(run.Punkt(65535), fine.GetPoint(65535)) << "no drift";
   CPolygonCodierung polygon;
@@ -172,7 +167,7 @@ TEST(PairSignal, OperatorsAreCombinations) {
        [](Run& p, const Run& q) -> Run& { return p.SubtractSquared(q); }},
   };
   const auto shown = [](const Run& run) {
-    return test::Exact{XOf(run), Floats(run.Werte(), run.WerteEnd())}.text;
+    return Exact{XOf(run), Floats(run.Werte(), run.WerteEnd())}.text;
   };
   for (const auto& op : kOperators) {
     Run combined = a;
@@ -186,4 +181,4 @@ TEST(PairSignal, OperatorsAreCombinations) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

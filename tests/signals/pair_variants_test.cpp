@@ -1,15 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <memory>
-#include <vector>
-
 #include "limes/core/object_archive.h"
 #include "limes/signals/measurement_pair_signal.h"
 #include "limes/signals/time_pair_signal.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using std::chrono::seconds;
@@ -53,8 +47,7 @@ TEST(TimePairSignal, CopiesCarryTheInterval) {
 TEST(TimePairSignal, KeepsOutOfArchives) {
   std::uint32_t words[60] = {};
   CSerializer archive(words, 60, 0);
-  CSigPairsTm run;
-  EXPECT_SHOWN("0 0", run.Serialize(&archive), archive.GetPosition());
+  EXPECT_SHOWN("0 0", CSigPairsTm().Serialize(&archive), archive.GetPosition());
 }
 
 TEST(MeasurementPairSignal, Description) {
@@ -83,4 +76,4 @@ TEST(MeasurementPairSignal, KeepsTheSensorOutOfDeepCopies) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

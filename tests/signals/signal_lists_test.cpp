@@ -1,14 +1,10 @@
 #include "limes/signals/signal_lists.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
 #include "limes/signals/pair_signal.h"
 #include "tests/support/curves.h"
 #include "tests/support/hostile.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 CClavis Key(int a, int b) { return {a, b, -1, -1, -1, -1}; }
@@ -20,17 +16,6 @@ std::unique_ptr<Signal> Named(const wide_char* name) {
   return signal;
 }
 
-CSigCurveList SampleList() {
-  CSigCurveList list;
-  constexpr float kDates[] = {3, std::numeric_limits<float>::quiet_NaN(), 1, 3};
-  constexpr const wide_char* kNames[] = {u"c", u"b", u"a", u"b"};
-  for (int i = 0; i < 4; ++i) {
-    list.Add(Named<CSigCurveExt>(kNames[i]), Key(i / 2, 5 - i))->Date(kDates[i]);
-    list[i]->CurveId(i);
-  }
-  return list;
-}
-
 std::vector<int> Order(const CSigCurveList& list) {
   std::vector<int> order;
   for (const auto& curve : list) {
@@ -40,7 +25,13 @@ std::vector<int> Order(const CSigCurveList& list) {
 }
 
 TEST(SignalLists, SortFindAndHandOver) {
-  CSigCurveList list = SampleList();
+  CSigCurveList list;
+  constexpr float kDates[] = {3, kNaN, 1, 3};
+  constexpr const wide_char* kNames[] = {u"c", u"b", u"a", u"b"};
+  for (int i = 0; i < 4; ++i) {
+    list.Add(Named<CSigCurveExt>(kNames[i]), Key(i / 2, 5 - i))->Date(kDates[i]);
+    list[i]->CurveId(i);
+  }
   EXPECT_SHOWN("1 3 -1", list.Find(u"b"), list.Find(u"b", 2), list.Find(u"B"));
   EXPECT_SHOWN("2 3 -1", list.FindKey(Key(1, -1)), list.FindKey(Key(-1, 2), -9),
                list.FindKey(Key(0, 2)));
@@ -62,18 +53,16 @@ TEST(SignalLists, SortFindAndHandOver) {
   EXPECT_EQ(pairs.FindNummer(7), 1);
 }
 
-const auto kWrite = [](const auto& list, CFileStream& file) { return list.WriteToFile(file); };
-
 TEST(SignalLists, RecordsSurviveHostileBytes) {
   CSigCurveList curves;
-  curves.Add(std::make_unique<CSigCurveExt>(test::MakeCurve<CSigCurveExt>({1, 1}, 2, 4)));
+  curves.Add(std::make_unique<CSigCurveExt>(MakeCurve<CSigCurveExt>({1, 1}, 2, 4)));
   curves.Add(Named<CSigCurveExt>(u"second"));
-  test::ExpectHostileSafe(curves);
-  EXPECT_EQ(test::Written(curves, kWrite), test::Golden("curve_list_v2.bin"));
+  ExpectHostileSafe(curves);
+  EXPECT_EQ(Written(curves, kWrite), Golden("curve_list_v2.bin"));
   CSigPairsList pairs;
   pairs.Add(Named<CSigPairs>(u"run"))->NeuesPaar(1, 2);
-  test::ExpectHostileSafe(pairs);
-  EXPECT_EQ(test::Written(pairs, kWrite), test::Golden("pairs_list_v2.bin"));
+  ExpectHostileSafe(pairs);
+  EXPECT_EQ(Written(pairs, kWrite), Golden("pairs_list_v2.bin"));
 }
 
 TEST(SignalLists, CollectionByKeyAndName) {
@@ -93,4 +82,4 @@ TEST(SignalLists, CollectionByKeyAndName) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

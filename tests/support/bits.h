@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <span>
 #include <string>
@@ -12,15 +14,14 @@
 
 namespace limes::test {
 
-/// Equal bits, or both NaN: which NaN a computation keeps is the compiler's choice.
-inline bool Same(float a, float b) {
-  return (std::isnan(a) && std::isnan(b)) ||
-         std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
-}
+using Floats = std::vector<float>;
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = std::numeric_limits<float>::infinity();
 
-inline bool Same(double a, double b) {
-  return (std::isnan(a) && std::isnan(b)) ||
-         std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+/// Equal bits, or both NaN: which NaN a computation keeps is the compiler's choice.
+template <std::floating_point T>
+bool Same(T a, T b) {
+  return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
 }
 
 /// Where two rows of floats differ; empty when their bits are the same.
@@ -50,8 +51,8 @@ float RandomFloat(auto& random, int kind) {
   }
 }
 
-inline std::vector<float> RandomFloats(std::mt19937& random, std::size_t n, int kind) {
-  std::vector<float> values(n);
+inline Floats RandomFloats(std::mt19937& random, std::size_t n, int kind) {
+  Floats values(n);
   for (float& v : values) {
     v = RandomFloat(random, kind);
   }

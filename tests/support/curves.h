@@ -1,10 +1,12 @@
 #pragma once
 
-#include <algorithm>
-#include <vector>
+#include <functional>
+#include <numeric>
+#include <utility>
 
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
+#include "tests/support/bits.h"
 #include "tests/support/show.h"
 
 /// An operation on a curve c, as a case of a table.
@@ -12,9 +14,13 @@
 
 namespace limes::test {
 
+/// An operation, and the text of what it leaves.
+template <class Object>
+using Cases = std::pair<std::function<void(Object&)>, const char*>[];
+
 /// Curve of the given class with these values on [xMin, xMax]; an extended one is all valid.
 template <class Curve = CSigCurve>
-Curve MakeCurve(const std::vector<float>& values, float xMin = 0.0F, float xMax = 1.0F) {
+Curve MakeCurve(const Floats& values, float xMin = 0.0F, float xMax = 1.0F) {
   Curve curve(static_cast<int>(values.size()));
   std::copy(values.begin(), values.end(), curve.ValArray());
   curve.SetXMinMax(xMin, xMax);
@@ -25,21 +31,19 @@ Curve MakeCurve(const std::vector<float>& values, float xMin = 0.0F, float xMax 
 }
 
 /// Extended curve of these values from x0 on, all valid.
-inline CSigCurveExt MakeExt(const std::vector<float>& values, float x0 = 0.0F, float step = 1.0F) {
+inline CSigCurveExt MakeExt(const Floats& values, float x0 = 0.0F, float step = 1.0F) {
   return MakeCurve<CSigCurveExt>(values, x0, x0 + step * static_cast<float>(values.size()));
 }
 
 /// Curve 0, 1, 2, ... with step 1 from x = 0 on.
 template <class Curve = CSigCurve>
 Curve MakeRamp(int n) {
-  std::vector<float> values(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i) {
-    values[static_cast<std::size_t>(i)] = static_cast<float>(i);
-  }
+  Floats values(static_cast<std::size_t>(n));
+  std::iota(values.begin(), values.end(), 0.0F);
   return MakeCurve<Curve>(values, 0.0F, static_cast<float>(n));
 }
 
-inline std::vector<float> ValuesOf(const CSigCurve& curve) {
+inline Floats ValuesOf(const CSigCurve& curve) {
   return {curve.ValArray(), curve.ValArray() + curve.DLen()};
 }
 

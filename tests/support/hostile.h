@@ -31,10 +31,14 @@ Bytes Written(const Object& object, Write write) {
   return {stream.Bytes().begin(), stream.Bytes().end()};
 }
 
+constexpr auto kWrite = [](const auto& object, CFileStream& file) {
+  return object.WriteToFile(file);
+};
+constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };
+
 struct SHostile {
   bool cutsFail = true;    ///< every shorter record is refused
   bool keepsState = true;  ///< a refused record leaves the object as it was
-  bool exact = true;       ///< the record itself is written back byte for byte
 };
 
 /// Reads a record through a block of exactly its size, so that a sanitizer sees one byte too far.
@@ -76,15 +80,11 @@ void ExpectHostileSafe(std::span<const std::uint8_t> record, Make make, Read rea
     EXPECT_EQ(Written(again, write), once);
     return true;
   };
-  {
-    auto object = make();
-    std::int64_t position = 0;
-    ASSERT_TRUE(ReadBlock(object, record, read, &position)) << "the sample itself";
-    EXPECT_EQ(position, static_cast<std::int64_t>(record.size())) << "stands behind the record";
-    if (how.exact) {
-      EXPECT_EQ(Written(object, write), Bytes(record.begin(), record.end()));
-    }
-  }
+  auto whole = make();
+  std::int64_t position = 0;
+  ASSERT_TRUE(ReadBlock(whole, record, read, &position)) << "the sample itself";
+  EXPECT_EQ(position, static_cast<std::int64_t>(record.size())) << "stands behind the record";
+  EXPECT_EQ(Written(whole, write), Bytes(record.begin(), record.end()));
   for (std::size_t cut = 0; cut < record.size(); ++cut) {
     SCOPED_TRACE("cut at " + std::to_string(cut));
     const bool accepted = check(record.first(cut));
@@ -105,12 +105,8 @@ void ExpectHostileSafe(std::span<const std::uint8_t> record, Make make, Read rea
 /// For objects with ReadFromFile(stream) and WriteToFile(stream): the sample's own record.
 template <class Object>
 void ExpectHostileSafe(const Object& sample, SHostile how = {}) {
-  const auto write = [](const Object& object, CFileStream& stream) {
-    return object.WriteToFile(stream);
-  };
   ExpectHostileSafe(
-      Written(sample, write), [] { return Object(); },
-      [](Object& object, CFileStream& stream) { return object.ReadFromFile(stream); }, write, how);
+      Written(sample, kWrite), [] { return Object(); }, kRead, kWrite, how);
 }
 
 }  // namespace limes::test

@@ -1,14 +1,9 @@
 #pragma once
 
 #include <array>
-#include <bit>
-#include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <functional>
-#include <limits>
 #include <utility>
-#include <vector>
 
 #include "limes/kernels/vector_kernels.h"
 #include "tests/support/bits.h"
@@ -33,19 +28,14 @@ struct KernelCase {
   Kernel plain;
 };
 
-/// Place in the block, -1 for none, where both forms of a kernel differ. d and s are places too.
-inline std::ptrdiff_t FirstDifference(const KernelCase& c, std::vector<float> block, std::size_t d,
-                                      std::uint32_t di, std::size_t s, std::uint32_t si,
-                                      std::uint32_t n) {
-  std::vector<float> plain = block;
+/// Where both forms of a kernel differ, or nothing. d and s are places in the block.
+inline std::string FirstDifference(const KernelCase& c, Floats block, std::size_t d,
+                                   std::uint32_t di, std::size_t s, std::uint32_t si,
+                                   std::uint32_t n) {
+  Floats plain = block;
   c.fast({block.data() + d, di, block.data() + s, si, n});
   c.plain({plain.data() + d, di, plain.data() + s, si, n});
-  for (std::size_t i = 0; i < block.size(); ++i) {
-    if (!Same(block[i], plain[i])) {
-      return static_cast<std::ptrdiff_t>(i);
-    }
-  }
-  return -1;
+  return Difference(block, plain);
 }
 
 /// d[i] = op(d[i], s[i], i), one by one.

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <algorithm>
-#include <cmath>
 #include <functional>
-#include <vector>
 
 #include "limes/signals/pair_signal.h"
 #include "tests/support/bits.h"

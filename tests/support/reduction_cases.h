@@ -1,8 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <functional>
-
 #include "limes/kernels/fixed_exp.h"
 #include "tests/support/kernel_cases.h"
 
