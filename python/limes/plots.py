@@ -3,14 +3,16 @@
 from __future__ import annotations
 
 import html
+import math
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _limes
 
-_WIDTH, _HEIGHT, _MARGIN = 560, 180, 44
-_COLUMNS = _WIDTH - 2 * _MARGIN
+_WIDTH, _HEIGHT = 560, 230
+_LEFT, _RIGHT, _TOP, _BOTTOM = 56, 548, 20, 190
+_COLUMNS = _RIGHT - _LEFT
 
 _Signal = _limes.CSigCurveExt | _limes.CSigPairs
 _Line = tuple[npt.NDArray[np.float64], npt.NDArray[np.float64], str, str]
@@ -18,15 +20,16 @@ _Line = tuple[npt.NDArray[np.float64], npt.NDArray[np.float64], str, str]
 
 def limit_plot(mean: _limes.CSigCurveExt, limit: _limes.CSigCurveExt | None, note: str) -> str:
     """The mean and, when there is one, the limit over x."""
-    lines = [_line(mean, "#0072b2", "mean")]
+    lines = [_line(mean, "#0072B2", "mean")]
     if limit is not None:
-        lines.append(_line(limit, "#d55e00", "limit"))
-    return _plot(mean, lines, f"{mean.name}: {note}" if mean.name else note)
+        lines.append(_line(limit, "#D55E00", "limit"))
+    name = mean.name.removesuffix("-avg")
+    return _plot(mean, lines, f"{name}: {note}" if name else note)
 
 
 def signal_plot(signal: _Signal) -> str:
     """A curve where it is valid, or pairs in their order."""
-    return _plot(signal, [_line(signal, "#0072b2", "")], signal.name)
+    return _plot(signal, [_line(signal, "#0072B2", "")], signal.name)
 
 
 def _line(signal: _Signal, colour: str, label: str) -> _Line:
@@ -51,30 +54,59 @@ def _plot(signal: _Signal, lines: list[_Line], title: str) -> str:
     else:
         x0, x1 = signal.XMin(), signal.XMax()
     y0, y1 = _span([y for _, y, _, _ in lines])
-    drawn = []
-    for x, y, colour, label in lines:
-        kept = _extremes(y)
-        px = _MARGIN + (x[kept] - x0) / (x1 - x0) * _COLUMNS
-        py = 20 + (y1 - y[kept]) / (y1 - y0) * (_HEIGHT - _MARGIN - 20)
+    drawn: list[str] = []
+    grid: list[str] = []
+    for i, (xs, ys, colour, label) in enumerate(lines):
+        kept = _extremes(ys)
+        px = _LEFT + (xs[kept] - x0) / (x1 - x0) * _COLUMNS
+        py = _TOP + (y1 - ys[kept]) / (y1 - y0) * (_BOTTOM - _TOP)
         points = " ".join(f"{a:.1f},{b:.1f}" for a, b in zip(px, py))
+        dashes = ' stroke-dasharray="7 3"' if label == "limit" else ""
         drawn.append(
-            f'<polyline fill="none" stroke="{colour}" points="{points}">'
-            f"<title>{html.escape(label)}</title></polyline>"
+            f'<polyline fill="none" stroke="{colour}" stroke-width="1.5"{dashes} '
+            f'points="{points}"><title>{html.escape(label)}</title></polyline>'
         )
-    x_axis, y_axis = html.escape(str(signal.x_unit)), html.escape(str(signal.y_unit))
-    bottom, right = _HEIGHT - _MARGIN, _WIDTH - _MARGIN
+        if label:
+            end = _RIGHT - 50 * (len(lines) - 1 - i)
+            drawn.append(_text(end, 14, label, f' text-anchor="end" fill="{colour}"'))
+    for y in _ticks(y0, y1):
+        place = _TOP + (y1 - y) / (y1 - y0) * (_BOTTOM - _TOP)
+        grid.append(f'<path d="M{_LEFT} {place:.1f}H{_RIGHT}"/>')
+        drawn.append(_text(_LEFT - 4, place + 4, f"{y:.6g}", ' text-anchor="end"'))
+    for x in _ticks(x0, x1):
+        place = _LEFT + (x - x0) / (x1 - x0) * _COLUMNS
+        grid.append(f'<path d="M{place:.1f} {_TOP}V{_BOTTOM}"/>')
+        drawn.append(_text(place, _BOTTOM + 15, f"{x:.6g}", ' text-anchor="middle"'))
+    x_unit, y_unit = str(signal.x_unit), str(signal.y_unit)
+    heading = f"{title} [{y_unit}]" if y_unit else title
     return (
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {_WIDTH} {_HEIGHT}" '
-        f'width="{_WIDTH}" font-size="11" font-family="sans-serif">'
-        f'<text x="{_MARGIN}" y="14">{html.escape(title)}</text>'
-        f'<path d="M{_MARGIN} 20V{bottom}H{right}" fill="none" stroke="#888"/>'
-        f'<text x="2" y="26">{y1:.4g}</text><text x="2" y="{bottom}">{y0:.4g}</text>'
-        f'<text x="2" y="{_HEIGHT / 2}">{y_axis}</text>'
-        f'<text x="{_MARGIN}" y="{bottom + 16}">{x0:.4g}</text>'
-        f'<text x="{right}" y="{bottom + 16}" text-anchor="end">{x1:.4g} {x_axis}</text>'
+        f'width="{_WIDTH}" font-size="12" font-family="sans-serif" fill="#222">'
+        '<rect width="100%" height="100%" fill="#fff"/>'
+        + _text(_LEFT, 14, heading)
+        + '<g fill="none" stroke="#ddd">'
+        + "".join(grid)
+        + f'<rect x="{_LEFT}" y="{_TOP}" width="{_COLUMNS}" height="{_BOTTOM - _TOP}" '
+        'stroke="#555"/></g>'
         + "".join(drawn)
+        + _text(_RIGHT, _BOTTOM + 32, f"x [{x_unit}]" if x_unit else "x", ' text-anchor="end"')
         + "</svg>"
     )
+
+
+def _text(x: float, y: float, text: str, attributes: str = "") -> str:
+    return f'<text x="{x:.1f}" y="{y:.1f}"{attributes}>{html.escape(text)}</text>'
+
+
+def _ticks(low: float, high: float) -> list[float]:
+    """Round numbers, three to six."""
+    rough = (high - low) / 5
+    if not (math.isfinite(rough) and rough > 0):
+        return []
+    ten = 10.0 ** math.floor(math.log10(rough))
+    step = next(n * ten for n in (2, 5, 10) if rough <= n * ten)
+    first = math.ceil(low / step)
+    return [n * step for n in range(first, first + 12) if n * step <= high]
 
 
 def _extremes(y: npt.NDArray[np.float64]) -> npt.NDArray[np.intp]:
