@@ -121,7 +121,14 @@ int RunDemo(const SOptions& options, SConsole& console) {
               "--spectrum", "1024", "--base", "3"},
              learn, " learn_*.wav");
   RunCommand(console, {"show", store}, {}, "");
-  RunCommand(console, {"test", store}, test, " good_*.wav bad_*.wav");
+  std::vector<std::string> judge = {"test", store};
+  if (!options.demoFolder.empty()) {
+    judge.insert(judge.end(), {"--report", folder.File("report.html")});
+  }
+  RunCommand(console, judge, test, " good_*.wav bad_*.wav");
+  if (!options.demoFolder.empty()) {
+    console.out << "\nOpen " << folder.File("report.html") << " in a browser.\n";
+  }
   return static_cast<int>(ExitCode::kAllGood);
 }
 
