@@ -13,7 +13,9 @@ rows() { for part in 1 2 3 4; do echo "p$part,$part,5,$part,5,$part,5,$part,5,$p
 hostile='"><img src=x onerror="hacked=1"><script>hacked=1<&'"'"'.csv'
 { echo id,a,b,c,d,e,f,g,h,i; rows ""; } >learn.csv
 { echo id,a,b,c,d,e,f,g,h,i; echo "p9,2,5,2,90,40,5,2,5,2"; } >"$hostile"
-"$limes" learn a.limes learn.csv --rows --part-column id --name noise --unit Pa --x-unit s >/dev/null 2>&1
+for run in 1 2; do
+  "$limes" learn a.limes learn.csv --rows --part-column id --name noise --unit Pa --x-unit s >/dev/null 2>&1
+done
 "$limes" test a.limes "$hostile" --report r.html >/dev/null || [ $? -eq 1 ]
 
 cat >checks.js <<'END'
@@ -26,11 +28,14 @@ check("the part's values", part?.points.map(p => p.y.toFixed(2)).join() ===
   "2.00,5.00,2.00,90.00,40.00,5.00,2.00,5.00,2.00");
 const out = svg.parentNode.querySelector(".hover");
 const u = charts[0];
+const drift = read([...document.querySelectorAll("section > svg")].pop());
+check("the drift of the mean", drift.xName === "parts learnt" &&
+  drift.lines[0].points.map(p => p.x + " " + p.y.toFixed(2)).join() === "4 3.61,8 3.61");
 if (typeof uPlot === "undefined") {
   const box = svg.getBoundingClientRect();
   svg.dispatchEvent(new PointerEvent("pointermove",
     {clientX: box.left + box.width * part.points[4].p / 560, clientY: box.top + 9}));
-  check("hover " + out.textContent, /^x 4: mean 2\.5.*p9 40\.000/.test(out.textContent));
+  check("hover " + out.textContent, /^x \[s\] 4: mean 2\.5.*p9 40\.000/.test(out.textContent));
 } else {
   check("the drawing is hidden", getComputedStyle(svg).display === "none");
   const series = u.series.findIndex(s => s.label.endsWith("p9"));
@@ -50,6 +55,20 @@ if (typeof uPlot === "undefined") {
   const {x: along, y: up} = u.scales;
   check("zoom " + [along.min, along.max, up.max],
     Math.abs(along.min - 5) < 0.1 && Math.abs(along.max - 7) < 0.1 && up.max < 20);
+  const all = document.querySelector(".all");
+  check("the way back is there", !all.hidden);
+  all.click();
+  await new Promise(done => setTimeout(done));
+  check("all is shown " + along.max, along.min === 0 && along.max === 8 && all.hidden);
+  const pinch = (type, ...xs) => u.over.dispatchEvent(new TouchEvent(type, {cancelable: true,
+    touches: xs.map((x, identifier) => new Touch({identifier, target: u.over,
+      clientX: box.left + u.over.clientWidth * x / 8, clientY: box.top + 50}))}));
+  pinch("touchstart", 3, 5);
+  pinch("touchmove", 2, 6);
+  await new Promise(done => setTimeout(done));
+  check("two fingers zoom " + [along.min, along.max],
+    Math.abs(along.min - 2) < 0.1 && Math.abs(along.max - 6) < 0.1);
+  check("the drift's dots", charts[1].data[0].join() === "4,4,8,8");
 }
 check("no script of a name", typeof hacked === "undefined" && !document.querySelector("img"));
 check("the name is shown", document.querySelector("td.t").textContent.length > 0 &&

@@ -9,6 +9,8 @@
 #include "apps/limes/history_table.h"
 #include "apps/limes/model.h"
 #include "apps/limes/page_files.h"
+#include "apps/limes/report_texts.h"
+#include "apps/limes/top_items.h"
 
 namespace limes::host {
 namespace {
@@ -19,60 +21,19 @@ constexpr std::size_t kMostParts = 300;
 constexpr std::size_t kMostDefects = 200;
 constexpr std::size_t kMostFrequent = 20;
 constexpr std::size_t kMostRuns = 100;
-constexpr std::size_t kWorstParts = 5;        ///< drawn per quantity
-constexpr std::size_t kMostMarks = 1000;      ///< on all plots
-constexpr std::size_t kCurveBytes = 900'000;  ///< of all plots
-constexpr std::size_t kColumnBytes = 120;     ///< of a column of a plot: mean, band, two limits
-constexpr std::size_t kPartBytes = 30;        ///< of a column of the curve of a part
-constexpr int kSections = 16;                 ///< of an axis, in which defects are counted
+constexpr std::size_t kWorstParts = 5;          ///< drawn per quantity
+constexpr std::size_t kMostMarks = 1000;        ///< on all plots
+constexpr std::size_t kCurveBytes = 900'000;    ///< of all plots
+constexpr std::size_t kColumnBytes = 120;       ///< of a column of a plot: mean, band, two limits
+constexpr std::size_t kPartBytes = 30;          ///< of a column of the curve of a part
+constexpr std::size_t kHistoryBytes = 200'000;  ///< of all plots of the learning history
+constexpr int kSections = 16;                   ///< of an axis, in which defects are counted
 
 constexpr const char* kHead = R"html(<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8">
 <meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; script-src 'unsafe-inline'"/>
 <meta name="viewport" content="width=device-width, initial-scale=1"/>
 )html";
-
-/// Keeps the items with the largest keys; of equal ones the first.
-template <class T>
-class CTop {
- public:
-  explicit CTop(std::size_t most) : most_(most) {}
-
-  void Add(double key, T item) {
-    items_.push_back({key, count_++, std::move(item)});
-    if (items_.size() >= 2 * most_ + 16) {
-      Cut();
-    }
-  }
-
-  std::size_t Count() const { return count_; }
-
-  /// Whether an item of this key may be kept.
-  bool Takes(double key) const { return items_.size() < most_ || key > least_; }
-
-  /// The largest first.
-  const std::vector<std::tuple<double, std::size_t, T>>& Items() {
-    Cut();
-    return items_;
-  }
-
- private:
-  void Cut() {
-    std::sort(items_.begin(), items_.end(), [](const auto& a, const auto& b) {
-      return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) > std::get<0>(b)
-                                              : std::get<1>(a) < std::get<1>(b);
-    });
-    if (items_.size() >= most_) {
-      items_.resize(most_);
-      least_ = items_.empty() ? least_ : std::get<0>(items_.back());
-    }
-  }
-
-  std::size_t most_;
-  std::size_t count_ = 0;
-  double least_ = -std::numeric_limits<double>::infinity();  ///< of those kept for sure
-  std::vector<std::tuple<double, std::size_t, T>> items_;
-};
 
 struct SPartLine {
   std::string part;
@@ -101,15 +62,13 @@ struct SFrequent {
 
 using FrequentKey = std::tuple<std::string, Side, int>;
 
-std::string WithUnit(double value, const std::string& unit) {
-  return PlotNumber(value) + (unit.empty() ? "" : " " + unit);
-}
-
 std::string Cell(const std::string& escaped, const char* type = "") {
   return std::string("<td") + type + ">" + escaped + "</td>";
 }
 
 std::string TextCell(const std::string& text) { return Cell(Escaped(text, 240), " class=\"t\""); }
+
+std::string QuantityCell(const std::string& name) { return Cell(Escaped(name), " class=\"q\""); }
 
 std::string CountCell(std::int64_t count) { return Cell(std::to_string(count), " class=\"n\""); }
 
@@ -125,18 +84,14 @@ double Excess(const SQuantityVerdict& q) {
                            : std::copysign(kMost, *q.maxDeviation);
 }
 
-std::string ClosestText(const SQuantityVerdict& q) {
-  return WithUnit(std::fabs(*q.maxDeviation), q.unit) +
-         (*q.maxDeviation > 0.0 ? " beyond" : " within") + " the " + SideText(q.side) + " limit" +
-         (q.x ? " at " + WithUnit(*q.x, q.xUnit) : "");
-}
-
 }  // namespace
 
 class CHtmlReport::CContent {
  public:
   CContent(const SSettings& settings, std::vector<SLearntSummary> summaries)
-      : summaries_(std::move(summaries)), good_(settings.good.value_or("good")) {
+      : settings_(settings),
+        summaries_(std::move(summaries)),
+        good_(settings.good.value_or("good")) {
     for (const SLearntSummary& summary : summaries_) {
       if (judged_.try_emplace(summary.name).second) {
         names_.push_back(summary.name);
@@ -156,17 +111,19 @@ class CHtmlReport::CContent {
 
   std::string Write(CStore& store) {
     const std::string name = Escaped(store.Path());
+    const std::string title = counts_.parts > 0 ? "Test report" : "Learnt limits";
     learnt_ = store.CountParts(true);
     runs_ = store.Runs();
     out_ = kHead;
     out_.append("<style>\n").append(kReportStyle).append(kChartStyle).append("</style>\n");
-    out_ += "<title>" + name + "</title></head><body>\n<h1>" + name + "</h1>\n";
+    out_ += "<title>" + title + ": " + name + "</title></head><body>\n<h1>" + title + "</h1>\n";
+    WriteOrigin(name);
     WriteCounts();
     WriteFrequent();
     WriteQuantities();
-    WriteDefects();
     WriteParts();
-    out_ += HistoryTable(store.History());
+    WriteDefects();
+    out_ += LearningHistory(store.History(), summaries_, kHistoryBytes);
     WriteRuns();
     if (!kChartScript.empty()) {
       out_.append("<script>\n/*").append(kChartLicence).append("*/\n");
@@ -178,6 +135,8 @@ class CHtmlReport::CContent {
 
   void Take(const SPartVerdict& verdict, const CurveOf& curveOf) {
     counts_.Add(verdict, good_);
+    folder_.Add(verdict.part);
+    labels_ |= verdict.label && !verdict.label->empty();
     if (curveOf && !curves_) {
       curves_ = true;
       SetColumns(kColumnBytes + kWorstParts * kPartBytes);
@@ -203,12 +162,13 @@ class CHtmlReport::CContent {
       TakeQuantity(verdict, name, excess.first, excess.second, curveOf);
     }
     TakeDefects(verdict);
-    const double rank = verdict.verdict == Verdict::kFail   ? 2e300
+    const double excess = worst != nullptr ? Excess(*worst) : 0.0;
+    const double rank = verdict.verdict == Verdict::kFail   ? 20.0
                         : verdict.verdict == Verdict::kPass ? 0.0
-                                                            : 1e300;
-    parts_.Add(rank + std::clamp(worst != nullptr ? Excess(*worst) : 0.0, -4e299, 4e299),
+                                                            : 10.0;
+    parts_.Add(rank + excess / (1.0 + std::fabs(excess)),
                {verdict.part, verdict.label.value_or(""), verdict.verdict,
-                worst == nullptr ? "" : worst->name + ": " + ClosestText(*worst)});
+                worst == nullptr ? "" : worst->name + ": " + DeviationText(*worst)});
   }
 
  private:
@@ -251,17 +211,38 @@ class CHtmlReport::CContent {
     }
   }
 
-  void WriteCounts() {
-    out_ += "<p><b>" + std::to_string(learnt_) + "</b> parts learnt, <b>" +
-            std::to_string(counts_.parts) + "</b> judged: <b>" + std::to_string(counts_.ok) +
-            "</b> OK, <b class=\"NOK\">" + std::to_string(counts_.nok) + " NOK</b>, <b>" +
-            std::to_string(counts_.notJudged) + "</b> not judged.";
-    if (counts_.good + counts_.bad > 0) {
-      out_ += " False alarms: " + std::to_string(counts_.falseAlarms) + " of " +
-              std::to_string(counts_.good) + " good; misses: " + std::to_string(counts_.misses) +
-              " of " + std::to_string(counts_.bad) + " bad.";
+  void WriteOrigin(const std::string& name) {
+    out_ += "<p class=\"note\">Limits of " + name;
+    if (!runs_.empty()) {
+      out_ += ", last run " + Escaped(TimeText(runs_.back().started), 40) + " UTC";
+    }
+    if (!folder_.Name().empty()) {
+      out_ += "; parts from " + Escaped(folder_.Name());
     }
     out_ += "</p>\n";
+  }
+
+  void WriteCounts() {
+    const auto tile = [this](std::uint64_t count, const char* what, const char* kind = "") {
+      out_ += std::string("<span") + kind + "><b>" + std::to_string(count) + "</b> " + what +
+              "</span>\n";
+    };
+    out_ += "<p class=\"counts\">";
+    tile(static_cast<std::uint64_t>(learnt_), "parts learnt");
+    tile(counts_.parts, "judged");
+    tile(counts_.ok, "OK");
+    tile(counts_.nok, "NOK", counts_.nok > 0 ? " class=\"NOK\"" : "");
+    tile(counts_.notJudged, "not judged");
+    out_ += "</p>\n";
+    if (counts_.good + counts_.bad > 0) {
+      const auto share = [](std::uint64_t wrong, std::uint64_t all, const char* what) {
+        return all == 0 ? "" : std::to_string(wrong) + " of " + std::to_string(all) + what;
+      };
+      out_ += "<p>By the labels of the parts: " +
+              share(counts_.falseAlarms, counts_.good, " good ones NOK (false alarms)") +
+              (counts_.good > 0 && counts_.bad > 0 ? ", " : "") +
+              share(counts_.misses, counts_.bad, " bad ones OK (misses)") + ".</p>\n";
+    }
   }
 
   void WriteFrequent() {
@@ -272,11 +253,13 @@ class CHtmlReport::CContent {
     for (const auto& kind : frequent_) {
       top.Add(static_cast<double>(kind.second.parts), &kind);
     }
+    const bool placed = std::any_of(frequent_.begin(), frequent_.end(), [](const auto& kind) {
+      return kind.second.low <= kind.second.high;
+    });
     out_ += "<h2>Most frequent defects</h2>\n";
     Note(frequent_.size(), kMostFrequent, "kinds of defects");
-    Table(
-        "<th class=\"n\">parts</th><th>quantity</th><th>limit</th><th>x</th>"
-        "<th class=\"n\">highest priority</th>");
+    Table(std::string("<th class=\"n\">parts</th><th>quantity</th><th>limit</th>") +
+          (placed ? "<th>at x</th>" : "") + "<th class=\"n\">highest priority</th>");
     for (const auto& [count, number, kind] : top.Items()) {
       const SFrequent& f = kind->second;
       const SLearntSummary& learnt = *judged_.at(std::get<0>(kind->first)).sides[0];
@@ -284,10 +267,14 @@ class CHtmlReport::CContent {
       if (f.low <= f.high) {
         place = (f.low < f.high ? PlotNumber(f.low) + " … " : "") + WithUnit(f.high, learnt.xUnit);
       }
-      Row(CountCell(static_cast<std::int64_t>(f.parts)) + TextCell(std::get<0>(kind->first)) +
-          Cell(SideText(std::get<1>(kind->first))) + TextCell(place) + CountCell(f.priority));
+      Row(CountCell(static_cast<std::int64_t>(f.parts)) + QuantityCell(std::get<0>(kind->first)) +
+          Cell(SideText(std::get<1>(kind->first))) + (placed ? TextCell(place) : "") +
+          CountCell(f.priority));
     }
     EndTable();
+    out_ +=
+        "<p class=\"note\">Priority: how far beyond the limit, in hundredths of the spread "
+        "there.</p>\n";
   }
 
   void WriteQuantities() {
@@ -297,6 +284,7 @@ class CHtmlReport::CContent {
     }
     out_ += "<h2>Quantities</h2>\n";
     Note(names_.size(), kMostPlots, "quantities, those with the most NOK parts first");
+    out_ += "<div class=\"plots\">\n";
     for (const auto& [nok, number, name] : order.Items()) {
       SJudged& judged = judged_.at(name);
       SPlot plot{judged.sides, {}, columns_};
@@ -305,22 +293,46 @@ class CHtmlReport::CContent {
       for (const auto& [excess, place, part] : judged.worst.Items()) {
         if (plot.parts.size() < shown) {
           plot.parts.push_back(part);
+          plot.parts.back().name = folder_.Inside(part.name);
         }
       }
-      out_ += "<section><h3>" + Escaped(name) + "</h3>\n" + DrawPlot(plot) +
+      const bool single = judged.sides[0]->kind == "value";
+      out_ += std::string("<section") + (single ? "" : " class=\"wide\"") + "><h3>" +
+              Escaped(name) + "</h3>\n" + DrawPlot(plot) +
               "<p class=\"hover note\"></p>\n<p class=\"note\">" + Learnt(judged) +
               "</p></section>\n";
     }
+    out_ += "</div>\n";
+  }
+
+  /// Mean and limits of a single value.
+  static std::string NumbersOf(const SJudged& judged) {
+    std::string text;
+    for (const SLearntSummary* side : judged.sides) {
+      if (side->kind == "value" && !side->mean.empty() && !side->limit.empty()) {
+        text += (text.empty() ? "; mean " + WithUnit(side->mean[0], side->unit) : "") + ", " +
+                SideText(side->side) + " limit " + WithUnit(side->limit[0], side->unit);
+      }
+    }
+    return text;
   }
 
   /// How much is learnt, and how the limit moved while parts were judged.
-  static std::string Learnt(const SJudged& judged) {
+  std::string Learnt(const SJudged& judged) const {
     const SLearntSummary& learnt = *judged.sides[0];
-    std::string text = std::to_string(learnt.parts) + (learnt.parts == 1 ? " part" : " parts") +
-                       " learnt, effective " +
-                       PlotNumber(std::round(learnt.sureness.effectiveParts * 10.0) / 10.0) + "; " +
-                       std::to_string(judged.nok) +
-                       (judged.nok == 1 ? " judged part NOK" : " judged parts NOK");
+    const double effective = std::round(learnt.sureness.effectiveParts * 10.0) / 10.0;
+    std::string text = std::string(judged.sides.size() > 1 ? "Limits: " : "Limit: ") +
+                       RuleText(settings_, judged.sides) + NumbersOf(judged) + ". " +
+                       std::to_string(learnt.parts) + (learnt.parts == 1 ? " part" : " parts") +
+                       " learnt";
+    if (effective != static_cast<double>(learnt.parts)) {
+      text += ", effective " + PlotNumber(effective);
+    }
+    if (learnt.sureness.parts > 0) {
+      text += "; of good parts at most " + ChanceText(judged.sides) + " are beyond by chance";
+    }
+    text += "; " + std::to_string(judged.nok) +
+            (judged.nok == 1 ? " judged part NOK" : " judged parts NOK");
     if (judged.nok > kWorstParts) {
       text += ", the worst " + std::to_string(kWorstParts) + " are drawn";
     }
@@ -346,11 +358,29 @@ class CHtmlReport::CContent {
     }
     out_ += "<h2>Defects by priority</h2>\n";
     Note(defects_.Count(), kMostDefects, "defects");
-    Table("<th class=\"n\">priority</th><th>part</th><th>defect</th>");
+    Table(
+        "<th class=\"n\">priority</th><th>part</th><th>quantity</th><th>at x</th>"
+        "<th class=\"n\">value</th><th class=\"n\">limit</th><th>beyond</th>");
     for (const auto& [key, number, found] : defects_.Items()) {
-      Row(CountCell(found.second.priority) + TextCell(found.first) + TextCell(found.second.text));
+      const SDefect& defect = found.second;
+      const SComparison shown(defect.value, defect.limit);
+      Row(CountCell(defect.priority) + PartCell(found.first) + QuantityCell(defect.quantity) +
+          Cell(Escaped(PlaceText(defect, XUnitOf(defect.quantity))), " class=\"w\"") +
+          Cell(shown.value, " class=\"n\"") + Cell(shown.limit, " class=\"n\"") +
+          Cell((defect.side == Side::kUpper ? "+" : "−") +
+                   Escaped(shown.apart + (defect.unit.empty() ? "" : " " + defect.unit)),
+               " class=\"w\""));
     }
     EndTable();
+  }
+
+  std::string XUnitOf(const std::string& quantity) const {
+    const auto judged = judged_.find(quantity);
+    return judged == judged_.end() ? "" : judged->second.sides[0]->xUnit;
+  }
+
+  std::string PartCell(const std::string& part) const {
+    return Cell(Escaped(folder_.Inside(part), 240), " class=\"t p\"");
   }
 
   void WriteParts() {
@@ -359,10 +389,12 @@ class CHtmlReport::CContent {
     }
     out_ += "<h2>Parts</h2>\n";
     Note(parts_.Count(), kMostParts, "parts, the worst first");
-    Table("<th>verdict</th><th>part</th><th>label</th><th>largest deviation</th>");
+    out_ += "<p class=\"note\">The worst of each verdict first, by the deviation in spreads.</p>\n";
+    Table(std::string("<th>verdict</th><th>part</th>") + (labels_ ? "<th>label</th>" : "") +
+          "<th>largest deviation</th>");
     for (const auto& [key, number, line] : parts_.Items()) {
-      Row(VerdictCell(line.verdict) + TextCell(line.part) + Cell(Escaped(line.label, 60)) +
-          TextCell(line.worst));
+      Row(VerdictCell(line.verdict) + PartCell(line.part) +
+          (labels_ ? Cell(Escaped(line.label, 60)) : "") + TextCell(line.worst));
     }
     EndTable();
   }
@@ -379,9 +411,9 @@ class CHtmlReport::CContent {
       const SRun& run = runs_[i];
       learnt += run.learnt;
       if (i >= first) {
-        Row(Cell(Escaped(run.started, 40)) + Cell(Escaped(run.command, 40)) +
-            CountCell(run.learnt) + CountCell(learnt) + CountCell(run.ok) + CountCell(run.nok) +
-            CountCell(run.notJudged));
+        Row(Cell(Escaped(TimeText(run.started), 40), " class=\"w\"") +
+            Cell(Escaped(run.command, 40)) + CountCell(run.learnt) + CountCell(learnt) +
+            CountCell(run.ok) + CountCell(run.nok) + CountCell(run.notJudged));
       }
     }
     EndTable();
@@ -394,13 +426,13 @@ class CHtmlReport::CContent {
     }
   }
 
-  void Table(const char* heads) {
-    out_ +=
-        std::string("<div class=\"table\"><table><thead><tr>") + heads + "</tr></thead><tbody>\n";
+  void Table(const std::string& heads) {
+    out_ += "<div class=\"table\"><table><thead><tr>" + heads + "</tr></thead><tbody>\n";
   }
   void Row(const std::string& cells) { out_ += "<tr>" + cells + "</tr>\n"; }
   void EndTable() { out_ += "</tbody></table></div>\n"; }
 
+  SSettings settings_;
   std::int64_t learnt_ = 0;
   std::vector<SRun> runs_;
   std::vector<SLearntSummary> summaries_;
@@ -412,6 +444,8 @@ class CHtmlReport::CContent {
   std::size_t marksPerPart_ = 1;
   std::size_t columns_ = SPlot::kMostColumns;
   bool curves_ = false;
+  bool labels_ = false;  ///< of any part
+  CCommonFolder folder_;
   SCounts counts_;
   std::string good_;  ///< label
   std::string out_;
@@ -419,15 +453,18 @@ class CHtmlReport::CContent {
 
 std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const std::string& quantity) {
   std::vector<SPlotMark> marks;
+  const auto same = std::find_if(verdict.quantities.begin(), verdict.quantities.end(),
+                                 [&](const SQuantityVerdict& q) { return q.name == quantity; });
+  const std::string xUnit = same == verdict.quantities.end() ? "" : same->xUnit;
   for (const SDefect& d : verdict.defects) {
     if (d.quantity == quantity) {
-      marks.push_back({d.place, d.value, d.from, d.to, true, d.text});
+      marks.push_back({d.place, d.value, d.from, d.to, true, DefectText(d, xUnit)});
     }
   }
   for (const SQuantityVerdict& q : verdict.quantities) {
     if (marks.empty() && q.name == quantity && q.value && q.maxDeviation) {
       marks.push_back({q.x.value_or(0.0), *q.value, std::nullopt, std::nullopt,
-                       *q.maxDeviation > 0.0, ClosestText(q)});
+                       *q.maxDeviation > 0.0, DeviationText(q)});
     }
   }
   return marks;

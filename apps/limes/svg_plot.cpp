@@ -16,7 +16,6 @@ constexpr double kLeft = 70.0;
 constexpr double kRight = 548.0;
 constexpr double kTop = 28.0;
 constexpr double kBottom = 268.0;
-constexpr double kLegendTop = 330.0;
 constexpr double kRow = 20.0;
 
 // Colours of Okabe and Ito, which colour-blind people tell apart; marks differ in shape as well.
@@ -97,13 +96,15 @@ class CDrawing {
   }
 
   std::string Draw() {
-    const double height = kLegendTop + kRow * (static_cast<double>(plot_.parts.size()) + 1.0) + 8.0;
+    const double height = LegendTop() + kRow * static_cast<double>(plot_.parts.size()) + 10.0;
     const std::string name = Escaped(Labelled(learnt_.name, learnt_.unit));
     out_ = std::string("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 560 ") +
            Coordinate(height) + "\" width=\"560\" height=\"" + Coordinate(height) +
            "\" role=\"img\" font-family=\"sans-serif\" font-size=\"14\" fill=\"#222\" " +
-           std::string(single_ ? "data-single=\"1\" " : "") + "data-x=\"" +
-           Numbers(x_, kLeft, kRight) + "\" data-y=\"" + Numbers(y_, kBottom, kTop) +
+           (single_     ? "data-single=\"1\" "
+            : HasDots() ? "data-dots=\"1\" "
+                        : "") +
+           "data-x=\"" + Numbers(x_, kLeft, kRight) + "\" data-y=\"" + Numbers(y_, kBottom, kTop) +
            "\" data-x-name=\"" + XName() + "\" data-y-name=\"" + name + "\"><title>" + name +
            "</title>"
            "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>";
@@ -124,8 +125,14 @@ class CDrawing {
 
  private:
   std::string XName() const {
-    return single_ ? "parts" : Escaped(Labelled("x", learnt_.xUnit), 60);
+    return single_ ? "parts" : Escaped(Labelled(plot_.xName, learnt_.xUnit), 60);
   }
+
+  bool HasDots() const { return !plot_.xs.empty(); }
+
+  /// Single values have no numbers along x.
+  double XNameTop() const { return kBottom + (single_ ? 18.0 : 36.0); }
+  double LegendTop() const { return XNameTop() + 24.0; }
 
   /// Two values and where they are drawn, for a script that turns places into values.
   static std::string Numbers(const SRange& range, double first, double last) {
@@ -146,10 +153,11 @@ class CDrawing {
       x_.Add(learnt_.xFirst);
       x_.Add(learnt_.xLast);
     }
-    if (!(x_.high > x_.low)) {
-      x_.Widen(0.0);
+    if (!(x_.high > x_.low) || HasDots()) {
+      x_.Widen(HasDots() ? 0.03 : 0.0);
     }
     for (std::size_t i = 0; i < learnt_.mean.size(); ++i) {
+      y_.Add(learnt_.mean[i]);
       y_.Add(double{learnt_.mean[i]} + learnt_.spread[i]);
       y_.Add(double{learnt_.mean[i]} - learnt_.spread[i]);
     }
@@ -171,9 +179,10 @@ class CDrawing {
   }
 
   double PointX(double i, std::size_t points) const {
-    return points < 2 ? x_.low
-                      : learnt_.xFirst +
-                            (learnt_.xLast - learnt_.xFirst) * i / static_cast<double>(points - 1);
+    return HasDots()    ? plot_.xs[static_cast<std::size_t>(i)]
+           : points < 2 ? x_.low
+                        : learnt_.xFirst + (learnt_.xLast - learnt_.xFirst) * i /
+                                               static_cast<double>(points - 1);
   }
 
   /// Where the columns have values.
@@ -227,7 +236,7 @@ class CDrawing {
             "<rect x=\"70\" y=\"28\" width=\"478\" height=\"240\" fill=\"none\" "
             "stroke=\"#555\"/>";
     out_ += Text(kLeft, kTop - 10.0, "start", name);
-    out_ += Text(kRight, kBottom + 40.0, "end", XName());
+    out_ += Text(kRight, XNameTop(), "end", XName());
   }
 
   static std::string Line(double x0, double y0, double x1, double y1) {
@@ -275,8 +284,11 @@ class CDrawing {
         path += Step('L', X(lows[r][i].x), Y(lows[r][i].y.low));
       }
     }
-    out_ += std::string("<path class=\"band\" d=\"") + path + "\" fill=\"" + kBandColour +
-            "\" opacity=\".4\"/>";
+    hasBand_ = !path.empty();
+    if (hasBand_) {
+      out_ += std::string("<path class=\"band\" d=\"") + path + "\" fill=\"" + kBandColour +
+              "\" opacity=\".4\"/>";
+    }
   }
 
   void DrawLine(const std::vector<Run>& runs, const std::string& what, const char* colour,
@@ -300,6 +312,20 @@ class CDrawing {
     out_ += "<path class=\"line\" data-name=\"" + what + "\" d=\"" + path +
             "\" fill=\"none\" stroke-linecap=\"round\" stroke=\"" + colour + "\" stroke-width=\"" +
             width + "\"" + dashes + "/>";
+    if (HasDots()) {
+      DrawDots(runs, colour);
+    }
+  }
+
+  void DrawDots(const std::vector<Run>& runs, const char* colour) {
+    out_ += std::string("<path stroke-linecap=\"round\" stroke-width=\"6\" stroke=\"") + colour +
+            "\" d=\"";
+    for (const Run& run : runs) {
+      for (const SColumn& column : run) {
+        out_ += Step('M', X(column.x), Y(column.y.low)) + "h0";
+      }
+    }
+    out_ += "\"/>";
   }
 
   static std::string Shape(std::size_t part, double x, double y, const std::string& attributes) {
@@ -350,14 +376,16 @@ class CDrawing {
   }
 
   void DrawLegend() {
-    double y = kLegendTop;
+    double y = LegendTop();
     const auto sample = [&](double x, const char* colour, const char* more, const char* text) {
       out_ += std::string("<path d=\"") + Step('M', x, y - 5) + "h28\" stroke=\"" + colour + "\"" +
               more + "/>" + Text(x + 36, y, "start", text);
     };
     sample(kLeft, kMeanColour, " stroke-width=\"1.5\"", "mean");
-    sample(kLeft + 110, kBandColour, " stroke-width=\"12\" opacity=\".4\"", "± spread");
-    sample(kLeft + 250, kLimitColour, " stroke-width=\"2\" stroke-dasharray=\"7 3\"", "limit");
+    sample(kLeft + 110, kLimitColour, " stroke-width=\"2\" stroke-dasharray=\"7 3\"", "limit");
+    if (hasBand_) {
+      sample(kLeft + 220, kBandColour, " stroke-width=\"12\" opacity=\".4\"", "mean ± spread");
+    }
     for (std::size_t i = 0; i < plot_.parts.size(); ++i) {
       const SPlotPart& part = plot_.parts[i];
       y += kRow;
@@ -373,6 +401,7 @@ class CDrawing {
   const SPlot& plot_;
   const SLearntSummary& learnt_;
   bool single_ = false;
+  bool hasBand_ = false;
   SRange x_;
   SRange y_;
   std::string out_;

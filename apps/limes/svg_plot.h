@@ -46,13 +46,15 @@ struct SPlot {
   std::vector<const SLearntSummary*> sides;  ///< of one quantity; at least one
   std::vector<SPlotPart> parts;
   std::size_t columns = kMostColumns;  ///< along x; curves with more points are thinned
+  std::vector<double> xs{};  ///< of the points, each then drawn; empty: evenly from xFirst to xLast
+  std::string xName = "x";
 };
 
 /// A curve in at most as many stretches, at least two. O(points).
 std::vector<SExtremes> Thinned(const std::vector<float>& values, std::size_t columns);
 
-/// The plot as one svg element: mean, spread band, limits, parts, axes with name and unit, legend.
-/// A column of x keeps its smallest and largest value. O(points).
+/// The plot as one svg element: mean, spread band where there is a spread, limits, parts, axes with
+/// name and unit, legend. A column of x keeps its smallest and largest value. O(points).
 std::string DrawPlot(const SPlot& plot);
 
 }  // namespace limes::host

@@ -90,11 +90,13 @@ TEST_F(Plot, EscapesWhatFilesHold) {
   EXPECT_THAT(page, Not(HasSubstr("<script>alert")));
   EXPECT_THAT(page, Not(HasSubstr("http://www.w3.org/1999")));
   EXPECT_EQ(Unbalanced(page), "");
+  const std::string parts = page.substr(page.find("Parts</h2>"));
+  EXPECT_LT(parts.find(":p2<"), parts.find(":p0<"));  // its excess is larger
   Fill(4, 3, "more.csv");  // the same again: more parts, mean and limit stay nearly the same
   const std::string again = Read(File("t.html"));
   EXPECT_EQ(Unbalanced(again), "");
   EXPECT_TRUE(
-      std::regex_search(again, std::regex("upper</td><td>[^<]*</td><td class=.n.>18</td>"
+      std::regex_search(again, std::regex("upper</td><td[^>]*>[^<]*</td><td class=.n.>18</td>"
                                           "<td class=.n.>2[.][0-9]+</td><td class=.n.>[-+0]")));
   EXPECT_EQ(Unbalanced(RunLimes({"plot", store_, "noise"}).out), "");
 }

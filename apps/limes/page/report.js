@@ -11,14 +11,15 @@ const read = svg => {
   const numbers = text => text.split(" ").map(Number);
   const [ax, ay] = [numbers(svg.dataset.x), numbers(svg.dataset.y)];
   const value = (a, p) => +(a[0] + (p - a[2]) / (a[3] - a[2]) * (a[1] - a[0])).toPrecision(6);
+  const along = p => svg.dataset.dots ? Math.round(value(ax, p)) : value(ax, p);  // numbers of parts
   const points = path => [...path.getAttribute("d").matchAll(/([ML])([-\d.]+),([-\d.]+)/g)]
-    .map(m => ({starts: m[1] === "M", p: +m[2], x: value(ax, +m[2]), y: value(ay, +m[3])}));
+    .map(m => ({starts: m[1] === "M", p: +m[2], x: along(+m[2]), y: value(ay, +m[3])}));
   return {
     lines: [...svg.querySelectorAll(".line")].map(line => ({
       name: line.dataset.name, points: points(line), stroke: line.getAttribute("stroke"),
       width: +line.getAttribute("stroke-width"),
       dash: (line.getAttribute("stroke-dasharray") ?? "").split(" ").filter(Boolean).map(Number)})),
-    band: points(svg.querySelector(".band")),
+    band: [...svg.querySelectorAll(".band")].flatMap(points),
     marks: [...svg.querySelectorAll(".mark")].map(mark => {
       const [px, py] = numbers(mark.dataset.at);
       return {shape: shapes[mark.dataset.shape], x: value(ax, px), y: value(ay, py), p: px,
@@ -29,11 +30,13 @@ const read = svg => {
       const from = +region.getAttribute("x");
       return [value(ax, from), value(ax, from + +region.getAttribute("width"))];
     }),
-    single: svg.dataset.single, xName: svg.dataset.xName, yName: svg.dataset.yName};
+    single: svg.dataset.single, dots: svg.dataset.dots, xName: svg.dataset.xName, yName: svg.dataset.yName};
 };
 
 const shown = (low, high) =>
   low.toPrecision(5) + (low === high ? "" : " … " + high.toPrecision(5));
+
+const shownX = (plot, x) => plot.dots ? String(x) : x.toPrecision(5);
 
 /// Without the chart library: the values at the pointer below the drawing.
 const follow = (svg, plot, out) => svg.addEventListener("pointermove", event => {
@@ -45,7 +48,7 @@ const follow = (svg, plot, out) => svg.addEventListener("pointermove", event => 
     return [p.x, line.name + " " + shown(Math.min(...ys), Math.max(...ys))];
   });
   const mark = plot.marks.find(m => Math.abs(m.p - at) < 6);
-  out.textContent = (plot.single || !near.length ? "" : "x " + near[0][0] + ": ")
+  out.textContent = (plot.single || !near.length ? "" : plot.xName + " " + near[0][0] + ": ")
     + near.map(n => n[1]).concat(mark ? [mark.text] : []).join(", ");
 });
 
@@ -93,15 +96,52 @@ const drawMarks = plot => u => inside(u, (c, ratio) => plot.marks.forEach(mark =
   c.stroke();
 }));
 
+/// Two fingers zoom: what is below them stays below them. One finger moves the cursor.
+const touch = (u, whole) => {
+  let held = [];
+  const places = event => {
+    const left = u.over.getBoundingClientRect().left;
+    return [...event.touches].map(t => t.clientX - left).sort((a, b) => a - b);
+  };
+  u.over.addEventListener("touchstart", event => {
+    held = places(event).map(place => u.posToVal(place, "x"));
+  }, {passive: true});
+  u.over.addEventListener("touchmove", event => {
+    const now = places(event);
+    if (now.length === 1) {
+      const box = u.over.getBoundingClientRect();
+      u.setCursor({left: now[0], top: event.touches[0].clientY - box.top});
+    } else if (now.length === 2 && held.length === 2 && now[1] - now[0] > 20) {
+      event.preventDefault();
+      const per = (held[1] - held[0]) / (now[1] - now[0]);
+      const min = held[0] - now[0] * per;
+      u.setScale("x", {min: Math.max(min, whole[0]),
+        max: Math.min(min + u.over.clientWidth * per, whole[1])});
+    }
+  }, {passive: false});
+};
+
+/// A way back that needs neither mouse nor a second tap.
+const wayBack = (u, holder, whole) => {
+  const button = document.createElement("button");
+  [button.className, button.textContent, button.hidden] = ["all", "Show all", true];
+  button.addEventListener("click", () => u.setScale("x", {min: whole[0], max: whole[1]}));
+  holder.append(button);
+  return () => { button.hidden = u.scales.x.min <= whole[0] && u.scales.x.max >= whole[1]; };
+};
+
 /// The chart in place of the drawing, which print and readers without scripts still see.
 const chart = (svg, plot, out) => {
   const holder = document.createElement("div");
   holder.className = "chart";
   svg.after(holder);
-  const hint = document.createElement("p");
-  hint.className = "hint note";
-  hint.textContent = "Drag along x to zoom, double-click to see all; a click on a name hides its line.";
-  holder.after(hint);
+  if (!document.querySelector(".hint")) {
+    const hint = document.createElement("p");
+    hint.className = "hint note";
+    hint.textContent = "Drag along x, or spread two fingers, to zoom; double-click shows all. "
+      + "A click on a name hides its line.";
+    svg.closest(".plots").before(hint);
+  }
   const half = name => ({name, stroke: "#56B4E9", width: 0.7, dash: [], points: []});
   const [high, low] = [half("mean + spread"), half("mean − spread")];
   for (let i = 0; i < plot.band.length;) {  // out along the upper edge, back along the lower one
@@ -113,36 +153,43 @@ const chart = (svg, plot, out) => {
       line.points.push(...edges[k].map((p, n) => ({...p, starts: n === 0}))));
     i = end;
   }
-  const lines = [high, low, ...plot.lines];
+  const lines = plot.band.length ? [high, low, ...plot.lines] : plot.lines;
   const data = align(lines);
   const value = (u, y, series, i) => {
     if (y == null) return "–";
     const twin = data[series][i % 2 ? i - 1 : i + 1] ?? y;
     return shown(Math.min(y, twin), Math.max(y, twin));
   };
-  const width = () => Math.min(holder.parentNode.clientWidth, 736);
+  const width = () => holder.parentNode.clientWidth;
+  const height = plot.dots ? 260 : 360;
+  const whole = [data[0][0], data[0][data[0].length - 1]];
+  let zoomed = () => {};
   const axis = {stroke: "#222", grid: {stroke: "#ddd", width: 1}, font: "13px sans-serif",
     labelFont: "14px sans-serif"};
   const u = new uPlot({
-    width: width(), height: 360,
+    width: width(), height,
     scales: {x: {time: false, range: (u, from, to) => [from, to]}},
     axes: [{...axis, label: plot.xName}, {...axis, label: plot.yName, size: 62}],
-    series: [{label: plot.xName, value: (u, x) => x == null ? "–" : x.toPrecision(5)}].concat(
+    series: [{label: plot.xName, value: (u, x) => x == null ? "–" : shownX(plot, x)}].concat(
       lines.map(line => ({label: line.name, stroke: line.stroke, width: line.width,
-        dash: line.dash, points: {show: data[0].length < 4}, value}))),
-    bands: [{series: [1, 2], fill: "rgba(86,180,233,.4)"}],
+        dash: line.dash, value,
+        points: {show: Boolean(plot.dots) || data[0].length < 4, size: 6, fill: line.stroke}}))),
+    bands: plot.band.length ? [{series: [1, 2], fill: "rgba(86,180,233,.4)"}] : [],
     cursor: {drag: {x: true, y: false}},
     hooks: {
       drawAxes: [drawRegions(plot)],
       draw: [drawMarks(plot)],
+      setScale: [(u, key) => key === "x" && zoomed()],
       setCursor: [u => {
         const near = plot.marks.filter(mark => Math.hypot(u.valToPos(mark.x, "x") - u.cursor.left,
           u.valToPos(mark.y, "y") - u.cursor.top) < 14);
         out.textContent = near.map(mark => mark.text).join("; ");
       }]}}, data, holder);
+  zoomed = wayBack(u, holder, whole);
+  touch(u, whole);
   svg.parentNode.classList.add("charted");
   new ResizeObserver(() => {
-    if (width() > 0 && width() !== u.width) u.setSize({width: width(), height: 360});
+    if (width() > 0 && width() !== u.width) u.setSize({width: width(), height});
   }).observe(holder.parentNode);
   return u;
 };
