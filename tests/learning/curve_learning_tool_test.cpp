@@ -56,7 +56,7 @@ TEST(CurveLearningTool, DeviationsTakeOppositeReferences) {
   EXPECT_EQ(largest(MakeExt({1, 2})), "0 0 at 0 0 0 rms 0 0") << "nothing learnt";
   Learn(tool, MakeExt(Floats(9, 10.0F)));
   tool.GrenzeAktualisieren();
-  EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 8, 8, 8, 8, 8})), "-7 -2 at 0 8 10 rms 0 0");
+  EXPECT_EQ(largest(MakeExt(Floats(9, 8.0F))), "-7 -2 at 0 8 10 rms 0 0");
   EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 13, 8, 13, 8, 8})), "-2 3 at 4 13 10 rms 1.41421 0");
   CSigCurveExt part = MakeExt({8, 8, 8, 8, 13, 8, 8, 8, 8});
   EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 10.75F, 8, 8, 8, 8})),
@@ -81,7 +81,6 @@ TEST(CurveLearningTool, JudgesInThreeStates) {
   const std::pair<CSigCurveExt, std::string> cases[] = {
       {MakeExt({2, 1, 1, 1}), "pass 1 0 3 at 0 0 0 2 2 1 0"},
       {MakeExt({2, 1, NAN, 1}), none},
-      {MakeExt({2, 1, -INFINITY, 1}), none},
       {MakeExt({2, 1, -INFINITY, 4}), "fail 1 0 3 at 3 2 1 4 2 1 0"},
       {MakeExt({5, 5}, 2.0F), "fail 0.5 2 3 at 2 3 3 5 2 1 0"},
       {MakeExt({9}, 50.0F), none},
@@ -169,49 +168,36 @@ TEST(CurveLearningTool, KeepsMisalignedAdditionOfUnfittedCurves) {
   EXPECT_EQ(Shown(*tool.Mittelwert(), *tool.QuadratMW()), "0 1 2 3 0 1 4 9");
 }
 
-/// One curve learnt by the separate steps.
-void LearnInSteps(CSigCurveExt& mean, CSigCurveExt& meanSquare, const CSigCurve& k, float a) {
-  static_cast<CSigCurve&>(mean) *= a;
-  static_cast<CSigCurve&>(meanSquare) *= a;
-  CSigCurveAssistent::AddierenMitQuadrat(mean, meanSquare, k, 1.0F - a);
-}
-
 TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
   std::mt19937 random(11);
   for (int round = 0; round < 300; ++round) {
     const int kind = round % 3;
     const std::size_t n = 1 + random() % 70;
-    CSigCurveExt grid = MakeExt(test::RandomFloats(random, n, kind));
+    CSigCurveExt mean = MakeExt(test::RandomFloats(random, n, kind));
+    CSigCurveExt meanSquare = mean;
     CKurvenLernWerkzeug tool;
-    tool.Vorlage(&grid);
-    CSigCurveExt mean = grid;
-    CSigCurveExt meanSquare = grid;
-    for (int part = 0; part < 4; ++part) {
-      const bool same = random() % 4 != 0;
-      CSigCurveExt k = MakeExt(test::RandomFloats(random, same ? n : 1 + random() % 90, kind),
+    tool.Vorlage(&mean);
+    const auto learn = [&](const CSigCurve& k, float a, const CSigCurve& same) {
+      tool.ExternerLernFaktor(a);
+      tool.NeueMessung(&k);
+      static_cast<CSigCurve&>(mean) *= a;
+      static_cast<CSigCurve&>(meanSquare) *= a;
+      CSigCurveAssistent::AddierenMitQuadrat(mean, meanSquare, same, 1.0F - a);
+      EXPECT_EQ(Difference(tool.Mittelwert()->Values(), mean.Values()), "");
+      EXPECT_EQ(Difference(tool.QuadratMW()->Values(), meanSquare.Values()), "");
+      EXPECT_EQ(test::ValidOf(*tool.Mittelwert()), test::ValidOf(mean));
+    };
+    for (const float a : {0.0F, 0.25F, 0.25F, 1.0F}) {
+      const std::size_t size = random() % 4 != 0 ? n : 1 + random() % 90;
+      CSigCurveExt k = MakeExt(test::RandomFloats(random, size, kind),
                                random() % 3 == 0 ? 5.0F : 0.0F, random() % 8 == 0 ? 2.0F : 1.0F);
       if (random() % 2 == 0) {
         k.SetVIMinMax(static_cast<int>(random() % n), static_cast<int>(random() % n));
       }
-      const float a = part == 0 ? 0.0F : part == 3 ? 1.0F : 0.25F;
-      tool.ExternerLernFaktor(a);
       const CSigCurve plain = k;
-      const CSigCurve& source =
-          random() % 5 == 0 ? static_cast<const CSigCurve&>(plain) : static_cast<CSigCurve&>(k);
-      tool.NeueMessung(&source);
-      LearnInSteps(mean, meanSquare, source, a);
-      EXPECT_EQ(Difference(tool.Mittelwert()->Values(), mean.Values()), "");
-      EXPECT_EQ(Difference(tool.QuadratMW()->Values(), meanSquare.Values()), "");
-      EXPECT_EQ(Shown(tool.Mittelwert()->IMin(), tool.Mittelwert()->IMax()),
-                Shown(mean.IMin(), mean.IMax()));
+      random() % 5 == 0 ? learn(plain, a, plain) : learn(k, a, k);
     }
-    // The mean itself learnt, as a curve.
-    tool.ExternerLernFaktor(0.25F);
-    tool.NeueMessung(tool.Mittelwert());
-    LearnInSteps(mean, meanSquare, mean, 0.25F);
-    EXPECT_EQ(Difference(tool.Mittelwert()->Values(), mean.Values()), "");
-    EXPECT_EQ(Difference(tool.QuadratMW()->Values(), meanSquare.Values()), "");
-
+    learn(*tool.Mittelwert(), 0.25F, mean);
     tool.Bildungsregel(0.5F, 3.0F, 0.0F);
     tool.ExterneLernzahl(2);
     ASSERT_EQ(tool.GrenzeAktualisieren(), 1);
@@ -223,18 +209,6 @@ TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
     limit += mean;
     limit += 0.5F;
     EXPECT_EQ(Difference(tool.Grenzkurve()->Values(), limit.Values()), "");
-  }
-}
-
-TEST(LearningLoops, WideningGivesTheBitsOfThePlainLoop) {
-  std::mt19937 random(12);
-  for (const std::size_t n : {1U, 2U, 5U, 31U, 62U, 63U, 100U, 2047U, 2048U, 2049U, 2080U, 4500U}) {
-    for (std::size_t w = 1; w <= 31; ++w) {
-      for (int kind = 0; kind < 3; ++kind) {
-        ASSERT_TRUE(test::WideningIsPlain(test::RandomFloats(random, n, kind), w))
-            << n << ' ' << w << ' ' << kind;
-      }
-    }
   }
 }
 
@@ -256,16 +230,18 @@ TEST(CurveLearningTool, WideningReachesAsManyPointsAsTheIndexOfItsPlace) {
   }
 }
 
-TEST(LearningLoops, LargestDifferenceIsThatOfThePlainLoop) {
+TEST(LearningLoops, GiveTheBitsOfThePlainLoops) {
   std::mt19937 random(13);
-  for (int round = 0; round < 400; ++round) {
-    const std::size_t n = 1 + random() % (round % 10 == 0 ? 1500 : 60);
-    Floats k = test::RandomFloats(random, n, round % 3);
-    const Floats r = test::RandomFloats(random, n, round % 3);
-    if (round % 7 == 0) {
-      std::fill(k.begin(), k.end(), round % 2 == 0 ? NAN : -INFINITY);
+  for (const std::size_t n : {1U, 2U, 5U, 31U, 62U, 63U, 100U, 2047U, 2048U, 2049U, 2080U, 4500U}) {
+    for (std::size_t w = 1; w <= 31; ++w) {
+      const int kind = static_cast<int>(w % 3);
+      Floats k = test::RandomFloats(random, n, kind);
+      ASSERT_TRUE(test::WideningIsPlain(k, w)) << n << ' ' << w;
+      if (w % 7 == 0) {
+        std::fill(k.begin(), k.end(), w % 2 == 0 ? NAN : -INFINITY);
+      }
+      ASSERT_TRUE(test::JudgingIsPlain(k, test::RandomFloats(random, n, kind))) << n << ' ' << w;
     }
-    ASSERT_TRUE(test::JudgingIsPlain(k, r)) << round;
   }
 }
 
@@ -274,51 +250,25 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
   using Binning = CSigCurveAssistent::Binning;
   const Floats fine = {1, 3, 5, 7, 9, 1};
   const struct {
-    const char* name;
     CSigCurveExt k;
-    Binning binning;
     const char* fitted;  ///< values, and first and last valid index
-  } cases[] = {
-      {"same grid", MakeExt(fine), Binning::kMean, "1 3 5 7 9 1 0 5"},
-      {"two steps later", MakeExt({1, 2, 3}, 2.0F), Binning::kMean, "0 0 1 2 3 0 2 4"},
-      {"reaches out", MakeExt({1, 2, 3, 4}, -2.0F), Binning::kMean, "3 4 0 0 0 0 0 1"},
-      {"coarser", MakeExt({0, 4, 8, 12}, 0.0F, 2.0F), Binning::kMean, "0 2 4 6 8 10 0 5"},
-      {"finer, mean", MakeExt(fine, 0.0F, 0.5F), Binning::kMean, "1 4 8 0 0 0 0 2"},
-      {"finer, maximum", MakeExt(fine, 0.0F, 0.5F), Binning::kMaximum, "1 5 9 0 0 0 0 2"},
-  };
+    Binning binning = Binning::kMean;
+  } cases[] = {{MakeExt(fine), "1 3 5 7 9 1 0 5"},
+               {MakeExt({1, 2, 3}, 2.0F), "0 0 1 2 3 0 2 4"},
+               {MakeExt({1, 2, 3, 4}, -2.0F), "3 4 0 0 0 0 0 1"},
+               {MakeExt({0, 4, 8, 12}, 0.0F, 2.0F), "0 2 4 6 8 10 0 5"},
+               {MakeExt(fine, 0.0F, 0.5F), "1 4 8 0 0 0 0 2"},
+               {MakeExt(fine, 0.0F, 0.5F), "1 5 9 0 0 0 0 2", Binning::kMaximum}};
   CSigCurveExt fitted = MakeExt({7});
   EXPECT_FALSE(CSigCurveAssistent::AnpassenAn(MakeExt({1, 2}, 50.0F), raster, fitted));
   EXPECT_FALSE(CSigCurveAssistent::AnpassenAn(CSigCurve(), raster, fitted));
   EXPECT_EQ(Shown(fitted), "7") << "unchanged";
   for (const auto& c : cases) {
     ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(c.k, raster, fitted, c.binning));
-    EXPECT_EQ(Shown(fitted, fitted.IMin(), fitted.IMax()), c.fitted) << c.name;
+    EXPECT_EQ(Shown(fitted, fitted.IMin(), fitted.IMax()), c.fitted);
   }
-  fitted = MakeExt({7});
-  ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(fitted, raster, fitted));
-  EXPECT_EQ(fitted.DLen(), 6U);
-}
-
-TEST(CurveAssistant, FittedCurvesNeverMisalignInLearning) {
-  std::mt19937 random(14);
-  for (int round = 0; round < 200; ++round) {
-    const auto x0 = static_cast<float>(random() % 100);
-    const float step = 0.1F * static_cast<float>(1 + random() % 30);
-    CKurvenLernWerkzeug tool = Tool(MakeExt(Floats(50, 0.0F), x0, step), 0.0F, 1.0F);
-    const CSigCurveExt& mean = *tool.Mittelwert();
-    for (int part = 0; part < 5; ++part) {
-      CSigCurveExt k = MakeExt(Floats(60, 1.0F), x0, step);
-      k.SetVIMinMax(static_cast<int>(random() % 20), 30 + static_cast<int>(random() % 30));
-      CSigCurveExt fitted;
-      if (CSigCurveAssistent::AnpassenAn(k, mean, fitted)) {
-        Learn(tool, fitted);
-        EXPECT_TRUE(mean.IMin() == fitted.IMin() && mean.IMax() == fitted.IMax());
-      }
-    }
-    for (int i = mean.IMin(); i <= mean.IMax(); ++i) {
-      EXPECT_NEAR(mean[i], 1.0F, 1e-5F);
-    }
-  }
+  ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(fitted, MakeExt({7}), fitted));
+  EXPECT_EQ(fitted.DLen(), 1U);
 }
 
 }  // namespace

@@ -16,9 +16,12 @@
 #include "limes/signals/extended_curve.h"
 #include "tests/support/bits.h"
 #include "tests/support/curves.h"
+#include "tests/support/show.h"
 
 namespace limes {
 namespace {
+
+using test::Shown;
 
 constexpr int kPoints = 40;
 constexpr double kRounding = 2e-5;  ///< of values up to 100 that were rounded to float at each step
@@ -33,90 +36,71 @@ CSigCurveExt RandomTrack(std::mt19937& random, int iMin, int iMax) {
   return track;
 }
 
-constexpr struct {
-  int first, second;
-  std::int32_t timeScale;
-} kSeries[] = {{5, 9, 10000}, {1, 1, 10000}, {40, 3, 10000}, {7, 30, 20},  {30, 7, 20}, {0, 4, 20},
-               {4, 0, 20},    {200, 3, 2},   {3, 200, 2},    {500, 9, 10}, {3, 4, 0}};
+void ExpectNear(const CSigCurveExt& a, const CSigCurveExt& b) {
+  ASSERT_TRUE(a.IMin() == b.IMin() && a.IMax() == b.IMax());
+  for (int i = a.IMin(); i <= a.IMax(); ++i) {
+    EXPECT_NEAR(a[i], b[i], kRounding * std::fabs(b[i])) << i;
+  }
+}
 
-TEST(LearnMerge, OfValuesEqualsLearningOneAfterTheOther) {
+template <class Learner>
+class MergeOf : public testing::Test {};
+using Learners = testing::Types<CLernenderGrenzwert, CKurvenLernWerkzeug, CTrackLernWerkzeug>;
+TYPED_TEST_SUITE(MergeOf, Learners);
+
+TYPED_TEST(MergeOf, EqualsLearningOneAfterTheOther) {
+  constexpr bool kIsValue = std::is_same_v<TypeParam, CLernenderGrenzwert>;
+  constexpr bool kIsTrack = std::is_same_v<TypeParam, CTrackLernWerkzeug>;
+  constexpr struct {
+    int first, second;
+    std::int32_t timeScale;
+  } kSeries[] = {{5, 9, 10000}, {1, 1, 10000}, {40, 3, 10000}, {7, 30, 20},
+                 {30, 7, 20},   {0, 4, 20},    {4, 0, 20},     {200, 3, 2},
+                 {3, 200, 2},   {500, 9, 10},  {3, 4, 0},      {250, 400, 200}};
   std::mt19937 random(41);
   for (const auto& series : kSeries) {
     SCOPED_TRACE(std::to_string(series.first) + " and " + std::to_string(series.second));
-    CLernenderGrenzwert first, second, straight;
-    for (CLernenderGrenzwert* limit : {&first, &second, &straight}) {
-      limit->Neustart(series.timeScale);
-      limit->Zeitskala(series.timeScale);
+    TypeParam first, second, straight;
+    for (TypeParam* learner : {&first, &second, &straight}) {
+      if constexpr (!kIsValue) {
+        const CSigCurveExt grid = RandomTrack(random, 0, kPoints - 1);
+        learner->Vorlage(&grid);
+      }
+      if constexpr (!kIsTrack) {
+        learner->Neustart(series.timeScale);
+        learner->Zeitskala(series.timeScale);
+      }
     }
     for (int i = 0; i < series.first + series.second; ++i) {
-      const float x = 50.0F + test::RandomFloat(random, 0) / 8.0F;
-      straight.NeueMessung(x);
-      (i < series.first ? first : second).NeueMessung(x);
+      const int end = kIsTrack ? 12 + static_cast<int>(random() % 28) : i < series.first ? 35 : 30;
+      const CSigCurveExt k =
+          RandomTrack(random, kIsTrack ? static_cast<int>(random() % 12) : 3, end);
+      for (TypeParam* learner : {&straight, i < series.first ? &first : &second}) {
+        if constexpr (kIsValue) {
+          learner->NeueMessung(k[5]);
+        } else {
+          learner->NeueMessung(&k);
+        }
+      }
     }
     ASSERT_EQ(first.Merge(second), MergeStatus::kOk);
-    EXPECT_EQ(first.NrGelernt(), straight.NrGelernt());
-    EXPECT_EQ(first.Generator().GetTime(), straight.Generator().GetTime());
-    EXPECT_NEAR(first.Mittelwert(), straight.Mittelwert(), 100.0 * kRounding);
-    EXPECT_NEAR(first.QMittelwert() / straight.QMittelwert(), 1.0, kRounding);
-    EXPECT_NEAR(first.Grenzwert() / straight.Grenzwert(), 1.0, kRounding);
-    EXPECT_EQ(first.LetzteMessung(), straight.LetzteMessung());
+    if constexpr (kIsTrack) {
+      EXPECT_EQ(Shown(first.Lernzahlen()), Shown(straight.Lernzahlen()));
+    } else {
+      EXPECT_EQ(Shown(first.NrGelernt(), first.Generator().GetTime()),
+                Shown(straight.NrGelernt(), straight.Generator().GetTime()));
+    }
+    if constexpr (kIsValue) {
+      EXPECT_NEAR(first.Mittelwert(), straight.Mittelwert(), 100.0 * kRounding);
+      EXPECT_NEAR(first.QMittelwert() / straight.QMittelwert(), 1.0, kRounding);
+      EXPECT_NEAR(first.Grenzwert() / straight.Grenzwert(), 1.0, kRounding);
+      EXPECT_EQ(first.LetzteMessung(), straight.LetzteMessung());
+    } else {
+      ExpectNear(*first.Mittelwert(), *straight.Mittelwert());
+      ExpectNear(*first.QuadratMW(), *straight.QuadratMW());
+    }
   }
   EXPECT_NEAR(detail::EarlierShare(450001, 1000, 10000), std::exp(-0.1), 1e-9) << "forgets by then";
-}
-
-template <class Tool>
-void ExpectNear(const Tool& a, const Tool& b) {
-  for (const auto& [x, y] :
-       {std::pair(a.Mittelwert(), b.Mittelwert()), {a.QuadratMW(), b.QuadratMW()}}) {
-    ASSERT_TRUE(x->IMin() == y->IMin() && x->IMax() == y->IMax());
-    for (int i = x->IMin(); i <= x->IMax(); ++i) {
-      EXPECT_NEAR((*x)[i], (*y)[i], kRounding * std::fabs((*y)[i])) << i;
-    }
-  }
-}
-
-TEST(LearnMerge, OfCurvesEqualsLearningOneAfterTheOther) {
-  std::mt19937 random(42);
-  for (const auto& series : kSeries) {
-    SCOPED_TRACE(std::to_string(series.first) + " and " + std::to_string(series.second));
-    CKurvenLernWerkzeug first, second, straight;
-    for (CKurvenLernWerkzeug* tool : {&first, &second, &straight}) {
-      const CSigCurveExt grid = RandomTrack(random, 0, kPoints - 1);
-      tool->Vorlage(&grid);
-      tool->Neustart(10000);
-      tool->Zeitskala(series.timeScale);
-    }
-    for (int i = 0; i < series.first + series.second; ++i) {
-      const CSigCurveExt k = RandomTrack(random, 3, i < series.first ? 35 : 30);
-      straight.NeueMessung(&k);
-      (i < series.first ? first : second).NeueMessung(&k);
-    }
-    ASSERT_EQ(first.Merge(second), MergeStatus::kOk);
-    EXPECT_EQ(first.NrGelernt(), straight.NrGelernt());
-    EXPECT_EQ(first.Generator().GetTime(), straight.Generator().GetTime());
-    ExpectNear(first, straight);
-  }
-}
-
-TEST(LearnMerge, OfTracksEqualsLearningOneAfterTheOther) {
-  std::mt19937 random(43);
-  for (const auto& [n1, n2] : {std::pair(12, 5), {2, 30}, {0, 3}, {3, 0}, {250, 400}}) {
-    const CSigCurveExt grid = RandomTrack(random, 10, 12);
-    CTrackLernWerkzeug first, second, straight;
-    for (CTrackLernWerkzeug* tool : {&first, &second, &straight}) {
-      tool->Vorlage(&grid);
-    }
-    for (int i = 0; i < n1 + n2; ++i) {
-      const CSigCurveExt k = RandomTrack(random, static_cast<int>(random() % 12),
-                                         12 + static_cast<int>(random() % 28));
-      straight.NeueMessung(&k);
-      (i < n1 ? first : second).NeueMessung(&k);
-    }
-    ASSERT_EQ(first.Merge(second), MergeStatus::kOk);
-    EXPECT_TRUE(std::equal(straight.Lernzahlen().begin(), straight.Lernzahlen().end(),
-                           first.Lernzahlen().begin()));
-    ExpectNear(first, straight);
-  }
 }
 
 TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
@@ -152,17 +136,15 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   }
   EXPECT_EQ(tool.NrGelernt(), 2);
 
-  CSigCurveExt low = curve;
-  low.SetVIMinMax(0, 2);
-  CSigCurveExt high = curve;
-  high.SetVIMinMax(6, 9);
-  Tool lower, upper;
-  for (const auto& [t, k] : {std::pair(&lower, &low), {&upper, &high}}) {
-    t->Vorlage(&curve);
-    t->Neustart(100);
-    t->NeueMessung(k);
+  Tool parts[2];
+  for (const int i : {0, 1}) {
+    CSigCurveExt k = curve;
+    k.SetVIMinMax(6 * i, 6 * i + 2);
+    parts[i].Vorlage(&curve);
+    parts[i].Neustart(100);
+    parts[i].NeueMessung(&k);
   }
-  EXPECT_EQ(lower.Merge(upper), MergeStatus::kRange);
+  EXPECT_EQ(parts[0].Merge(parts[1]), MergeStatus::kRange);
 
   CTrackLernWerkzeug track, otherTrack;
   EXPECT_EQ(track.Merge(otherTrack), MergeStatus::kGrid);

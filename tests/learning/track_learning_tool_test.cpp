@@ -73,50 +73,37 @@ TEST(TrackLearningTool, CountsPointByPoint) {
   EXPECT_EQ(tool.Name(), u"Order 3");
 }
 
-/// The rules for one curve, point by point.
-void LearnPlainly(std::vector<float>& m, std::vector<float>& q, std::vector<std::uint32_t>& counts,
-                  const CSigCurveExt& k) {
-  for (int i = k.IMin(); i < k.IMax(); ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    const float y = k[i];
-    const auto n = static_cast<std::int32_t>(++counts[at]);
-    const float a = Generator::GetFactor(n, 200.0);
-    m[at] = n == 1 ? y : a * m[at] + (1.0F - a) * y;
-    q[at] = n == 1 ? y * y : a * q[at] + (1.0F - a) * (y * y);
-  }
-}
-
 TEST(TrackLearningTool, OnePassGivesTheBitsOfThePoints) {
   std::mt19937 random(31);
   for (int round = 0; round < 60; ++round) {
     const int n = 2 + static_cast<int>(random() % (round % 10 == 0 ? 9000 : 200));
     const auto size = static_cast<std::size_t>(n);
     CTrackLernWerkzeug tool = Tool(Track(n, 0, n - 1, 0.0F), 0.25F, 2.0F, random() % 4);
-    std::vector<float> m(size), q(size);
-    std::vector<std::uint32_t> counts(size);
+    std::vector<float> m(size), q(size), limit;
+    std::vector<std::int32_t> counts(size);
     for (int part = 0; part < 5; ++part) {
       CSigCurveExt k = test::MakeExt(test::RandomFloats(random, size, round % 3));
       k.SetVIMinMax(static_cast<int>(random() % size), static_cast<int>(random() % size));
       tool.NeueMessung(&k);
-      LearnPlainly(m, q, counts, k);
+      for (auto i = static_cast<std::size_t>(k.IMin()); static_cast<int>(i) < k.IMax(); ++i) {
+        const float y = k.Values()[i];
+        const float a = Generator::GetFactor(++counts[i], 200.0);
+        m[i] = counts[i] == 1 ? y : a * m[i] + (1.0F - a) * y;
+        q[i] = counts[i] == 1 ? y * y : a * q[i] + (1.0F - a) * (y * y);
+      }
     }
     ASSERT_TRUE(tool.GrenzeBilden());
     EXPECT_EQ(Shown(tool.Lernzahlen()), Shown(counts));
     EXPECT_EQ(test::Difference(tool.Mittelwert()->Values(), m), "");
     EXPECT_EQ(test::Difference(tool.QuadratMW()->Values(), q), "");
-    std::vector<float> limit;
     int first = 0;
     int last = -1;
-    for (std::size_t at = 0; at < size; ++at) {
-      float d = 0.0F;
-      if (counts[at] > 1) {
-        const double r = Generator::GetCorrFactor(static_cast<std::int32_t>(counts[at]), 200);
-        const double v = double{q[at] - m[at] * m[at]} * r;
-        d = 2.0F * (v > 0.0 ? static_cast<float>(std::sqrt(v)) : 0.0F);
-      }
-      limit.push_back((m[at] + 0.25F) + d);
-      if (counts[at] >= tool.BasisLernenAnzahl()) {
-        last = static_cast<int>(at);
+    for (std::size_t i = 0; i < size; ++i) {
+      const double r = Generator::GetCorrFactor(counts[i], 200);
+      const double v = counts[i] > 1 ? double{q[i] - m[i] * m[i]} * r : 0.0;
+      limit.push_back((m[i] + 0.25F) + 2.0F * (v > 0.0 ? static_cast<float>(std::sqrt(v)) : 0.0F));
+      if (static_cast<std::uint32_t>(counts[i]) >= tool.BasisLernenAnzahl()) {
+        last = static_cast<int>(i);
         first = first == 0 ? last : first;
       }
     }
