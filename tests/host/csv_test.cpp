@@ -32,11 +32,8 @@ TEST(CsvReader, SplitsRowsOfAnyShape) {
   const std::pair<std::string, std::string> cases[] = {
       {"", ""},
       {"\xEF\xBB\xBF", ""},
-      {"\xEF\xBB\xBF"
-       "a,b\r\n1,2\r\n",
-       "[a][b];[1][2];"},
+      {"\xEF\xBB\xBF-,b\r\n1,2\r\n", "[-][b];[1][2];"},
       {"a\rb\r\rc", "[a];[b];[c];"},
-      {"a,b\n1,2", "[a][b];[1][2];"},
       {"\n  \n\t\na\n\n", "[a];"},
       {",\na,,b,\n", "[][];[a][][b][];"},
       {" a ,\tb c\t\n", "[a][b c];"},
@@ -45,9 +42,7 @@ TEST(CsvReader, SplitsRowsOfAnyShape) {
       {"\"\"\n", "[];"},
       {"a\n\"b\nc\n", "[a];t.csv:2: quotation marks do not match"},
       {"a\"b\n", "t.csv:1: quotation marks do not match"},
-      {"\xFF\xFE"
-       "a",
-       "t.csv:1: 16-bit text; save the table as UTF-8"},
+      {"\xFF\xFE-", "t.csv:1: 16-bit text; save the table as UTF-8"},
       {std::string("a\0b,c", 5), std::string("[a\0b][c];", 9)},
   };
   for (const auto& [text, rows] : cases) {
@@ -88,33 +83,19 @@ TEST(CsvReader, RowsMayBeLongerThanItsBlocksAndAreFoundAgain) {
 }
 
 TEST(CsvNumbers, AreFiniteAndWhole) {
-  const std::pair<std::string, float> good[] = {{"1", 1.0F},
-                                                {"-.5e1", -5.0F},
-                                                {"+2.25", 2.25F},
-                                                {"1e-60", 0.0F},
-                                                {"1e-42", 1e-42F},
-                                                {"3.4e38", 3.4e38F},
-                                                {"0." + std::string(100000, '3'), 1.0F / 3.0F}};
+  const std::pair<std::string, float> good[] = {{"1", 1.0F},       {"-.5e1", -5.0F},
+                                                {"+2.25", 2.25F},  {"1e-60", 0.0F},
+                                                {"1e-42", 1e-42F}, {"3.4e38", 3.4e38F}};
   float value = 0.0F;
   for (const auto& [text, expected] : good) {
-    EXPECT_TRUE(ParseNumber(text, value) && value == expected) << text.substr(0, 20);
+    EXPECT_TRUE(ParseNumber(text, value) && value == expected) << text;
   }
-  const std::string bad[] = {"3.5e38",
-                             "",
-                             "nan",
-                             "inf",
-                             "-Infinity",
-                             "1,5",
-                             "1 2",
-                             "0x10",
-                             "+-1",
-                             "1e",
-                             "--1",
-                             "1.2.3",
-                             std::string(100000, '9')};
-  for (const std::string& text : bad) {
-    EXPECT_FALSE(ParseNumber(text, value)) << text.substr(0, 20);
+  EXPECT_TRUE(ParseNumber("0." + std::string(100000, '3'), value) && value == 1.0F / 3.0F);
+  for (const char* text : {"3.5e38", "", "nan", "inf", "-Infinity", "1,5", "1 2", "0x10", "+-1",
+                           "1e", "--1", "1.2.3"}) {
+    EXPECT_FALSE(ParseNumber(text, value)) << text;
   }
+  EXPECT_FALSE(ParseNumber(std::string(100000, '9'), value));
 }
 
 TEST(CsvTable, HeadersCarryUnits) {

@@ -211,20 +211,6 @@ TEST_F(Store, LosesNothingWhenProcessesLearnAtOnce) {
   EXPECT_NEAR(a.at("mean").at(0), (kProcesses * kFiles - 1) / 2.0, 1e-4);
 }
 
-TEST_F(Store, IsNotMadeByARunThatLearnsNothing) {
-  Write("bad.csv", "a,b\n1,x\n");
-  EXPECT_EQ(RunLimes({"learn", store_, File("bad.csv"), "--values"}).code, 3);
-  EXPECT_EQ(RunLimes({"learn", store_, File("none.csv"), "--values"}).code, 4);
-  EXPECT_EQ(RunLimes({"learn", store_, Table(1), "--values", "--sides", "left"}).code, 2);
-  EXPECT_FALSE(std::filesystem::exists(store_));
-  for (const char* command : {"show", "report"}) {
-    EXPECT_EQ(RunLimes({command, store_}).code, 4);
-  }
-  EXPECT_EQ(RunLimes({"test", store_, Table(1)}).code, 4);
-  EXPECT_EQ(RunLimes({"learn", "", Table(1), "--values"}).code, 2);
-  EXPECT_FALSE(std::filesystem::exists(store_));
-}
-
 TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
   const auto expect = [&](const char* message) {
     const std::string before = Read(store_);
