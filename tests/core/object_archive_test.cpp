@@ -63,8 +63,8 @@ TEST(ObjectRegister, HoldsTheTwoCurvesAndFindsByExactName) {
     EXPECT_STREQ(CSObjectRegister::ObjektSuchen(name)->name, name);
   }
   EXPECT_EQ(CSObjectRegister::ObjektSuchen("Prüfling"), &kItem) << "the first of two";
-  for (const char* name :
-       {"csigcurve", "CSigCurve ", "CSigPairs", "", static_cast<const char*>(nullptr)}) {
+  EXPECT_EQ(CSObjectRegister::ObjektSuchen(nullptr), nullptr);
+  for (const char* name : {"csigcurve", "CSigCurve ", "CSigPairs", ""}) {
     EXPECT_EQ(CSObjectRegister::ObjektSuchen(name), nullptr);
   }
 }
@@ -76,18 +76,15 @@ TEST(Serializer, HeaderWordsAndCounts) {
   archive.SetArchiveName("a\xE4");
   archive.SetMarker(0xCAFE);
   EXPECT_EQ(archive.StoreData(Words{7, 8}.data(), 2), 2);
-  Words expected(44);
-  const std::uint32_t head[] = {0xCAFE, 44, 0x61, 0xFFFFFFE4};  // characters are sign-extended
-  std::copy(std::begin(head), std::end(head), expected.begin());
-  expected[42] = 7;
-  expected[43] = 8;
+  Words expected = {0xCAFE, 44, 0x61, 0xFFFFFFE4};  // characters are sign-extended
+  expected.resize(42);
+  expected.insert(expected.end(), {7, 8});
   EXPECT_EQ(Words(words.begin(), words.begin() + 44), expected);
 
   CSerializer loaded(words.data(), 60, 1);
-  EXPECT_SHOWN("0 51966 44 2", loaded.IsStoring(), loaded.Marker(), loaded.Groesse(),
-               loaded.DataLeft());
-  EXPECT_STREQ(loaded.ArchiveName(), "a\xE4");
   std::uint32_t got[2] = {};
+  EXPECT_SHOWN("0 51966 44 2 a\xE4", loaded.IsStoring(), loaded.Marker(), loaded.Groesse(),
+               loaded.DataLeft(), loaded.ArchiveName());
   EXPECT_SHOWN("1 0 2 0 {7 8}", loaded.LoadDataNoMove(got, 1), loaded.GetPosition(),
                loaded.LoadData(got, 2), loaded.DataLeft(), got);
   loaded.Init(nullptr, 10, 0);
@@ -129,25 +126,20 @@ TEST(Serializer, StoresWhatFits) {
 TEST(Serializer, BytesArePaddedWithZeros) {
   Words words(50, 0xFFFFFFFFU);
   CSerializer out(words.data(), 50, 0);
-  const std::unique_ptr<char[]> text(new char[5]{'a', 'b', 'c', '\xE4', 'e'});
-  EXPECT_EQ(out.StoreBytes(text.get(), 5), 8);
+  EXPECT_EQ(out.StoreBytes(std::vector{'a', 'b', 'c', '\xE4', 'e'}.data(), 5), 8);
   EXPECT_EQ(Words(words.begin() + 42, words.begin() + 45), (Words{0xE4636261U, 0x65U, ~0U}));
   CSerializer in(words.data(), 50, 1);
   char back[6] = "-----";
-  EXPECT_EQ(in.LoadBytes(back, 5), 5);
-  EXPECT_EQ(std::string(back), "abc\xE4\x65");
-  EXPECT_EQ(in.GetPosition(), 2U);
+  EXPECT_SHOWN("5 2 abc\xE4\x65", in.LoadBytes(back, 5), in.GetPosition(), back);
 }
 
 TEST(Serializer, KeepsTheLooseBoundOfLoadBytes) {
   Words words(43, 0x01010101U);
   CSerializer in(words.data(), 43, 1);
-  std::string back(8, '-');
-  EXPECT_EQ(in.LoadBytes(back.data(), 8), 8) << "one word of two is there";
-  EXPECT_EQ(back, std::string("\1\1\1\1\0\0\0\0", 8));
-  EXPECT_EQ(in.LoadBytes(back.data(), 8), 8) << "44 lies below 43 + 2";
-  EXPECT_EQ(back, std::string(8, '\0'));
-  EXPECT_SHOWN("0 0 1 0", in.LoadBytes(back.data(), 4), in.LoadData(words.data(), 1),
+  char back[9] = "--------";
+  EXPECT_SHOWN("8 \1\1\1\1", in.LoadBytes(back, 8), back) << "one word of two is there";
+  EXPECT_SHOWN("8 ", in.LoadBytes(back, 8), back) << "44 lies below 43 + 2";
+  EXPECT_SHOWN("0 0 1 0", in.LoadBytes(back, 4), in.LoadData(words.data(), 1),
                in.SkipData(1) == nullptr, in.WordsToEnd());
 }
 
@@ -171,9 +163,8 @@ TEST(Serializer, HostileCountsAndShortArraysNeverLeaveTheArray) {
       a.SetMarker(1);
       a.SetArchiveName("name");
       EXPECT_SHOWN("0 0 0 0 1 1", a.StoreData(&word, 1), a.SkipStoreData(1), a.StoreBytes("abc", 3),
-                   a.LoadData(&word, 1), a.SkipData(1) == nullptr, a.LoadObject() == nullptr)
-          << capacity;
-      EXPECT_EQ(a.Groesse(), mode == 1 ? 0U : 42U);
+                   a.LoadData(&word, 1), a.SkipData(1) == nullptr, a.LoadObject() == nullptr);
+      EXPECT_EQ(a.Groesse(), mode == 1 ? 0U : 42U) << capacity;
     }
   }
   Words words(50);
@@ -183,14 +174,12 @@ TEST(Serializer, HostileCountsAndShortArraysNeverLeaveTheArray) {
                  a.LoadDataNoMove(&word, n), a.LoadBytes(&byte, n));
     EXPECT_EQ(a.SkipData(n), n == 0 ? words.data() + 42 : nullptr);
   }
-  EXPECT_SHOWN("0 0 0 0", a.LoadData(nullptr, 1), a.LoadBytes(nullptr, 1), a.StoreData(nullptr, 1),
-               a.StoreBytes(nullptr, 1));
-  EXPECT_SHOWN("0 0 0 0", a.StoreObject(nullptr), a.ReloadObject(nullptr),
-               a.TestReloadObject(nullptr), a.GetPosition());
+  EXPECT_SHOWN("0 0 0 0 0 0 0 0", a.LoadData(nullptr, 1), a.LoadBytes(nullptr, 1),
+               a.StoreData(nullptr, 1), a.StoreBytes(nullptr, 1), a.StoreObject(nullptr),
+               a.ReloadObject(nullptr), a.TestReloadObject(nullptr), a.GetPosition());
   CSerializer noArray(nullptr, 100, 1);
-  EXPECT_SHOWN("0 0 1 1", noArray.Groesse(), noArray.LoadData(&word, 1),
-               noArray.SkipData(1) == nullptr, noArray.LoadBytes(&byte, 1));
-  EXPECT_EQ(byte, '\0');
+  EXPECT_SHOWN("0 0 1 1 0", noArray.Groesse(), noArray.LoadData(&word, 1),
+               noArray.SkipData(1) == nullptr, noArray.LoadBytes(&byte, 1), int{byte});
 }
 
 TEST(Serializer, ObjectsComeBackByName) {
@@ -215,9 +204,9 @@ TEST(Serializer, ObjectsComeBackByName) {
 
 TEST(Serializer, NamesThatCannotBeCreated) {
   RegisterOwn();
-  const test::Messages messages;
-  for (const CRuntimeClass* stored : {&kAbstract, &kWrong, &kNameless, &kLong}) {
-    Words words(100);
+  test::Messages messages;
+  Words words(100);
+  for (const CRuntimeClass* stored : {&kWrong, &kNameless, &kLong, &kAbstract}) {
     CSerializer out(words.data(), 100, 0);
     Item item(stored);
     EXPECT_EQ(out.StoreObject(&item), 1);
@@ -226,20 +215,9 @@ TEST(Serializer, NamesThatCannotBeCreated) {
     EXPECT_SHOWN("1 40", in.LoadObject() == nullptr, in.GetPosition());
   }
   EXPECT_EQ(messages.boxes,
-            "Interner Fehler: konnte kein\n'Abstrakt' erzeugen|"
-            "Interner Fehler: konnte kein\n'Falsch' erzeugen|");
-  Words words(81);
-  CSerializer full(words.data(), 81, 0);
-  Item item(&kItem);
-  EXPECT_SHOWN("0 81", full.StoreObject(&item), full.Groesse()) << "39 words of room";
-}
-
-TEST(Serializer, ReloadOfAnotherClassSaysSo) {
-  test::Messages messages;
-  Words words(100);
-  CSerializer out(words.data(), 100, 0);
-  Item stored(&kAbstract);
-  out.StoreObject(&stored);
+            "Interner Fehler: konnte kein\n'Falsch' erzeugen|"
+            "Interner Fehler: konnte kein\n'Abstrakt' erzeugen|");
+  messages.boxes.clear();
   CSerializer in(words.data(), 100, 1);
   Item item(&kItem);
   EXPECT_SHOWN("0 0 40", in.TestReloadObject(&item), in.ReloadObject(&item), in.GetPosition());
@@ -253,10 +231,11 @@ TEST(Serializer, ReloadOfAnotherClassSaysSo) {
   in.Init(words.data(), 100, 1);
   in.ReloadObject(&longName);
   EXPECT_EQ(messages.boxes.size(), 199U + 1);
+  CSerializer full(words.data(), 81, 0);
+  EXPECT_SHOWN("0 81", full.StoreObject(&item), full.Groesse()) << "39 words of room";
 }
 
 TEST(Serializer, KeepsStoringOnlyTheNamesOfCurves) {
-  RegisterOwn();
   Words words(200);
   CSerializer out(words.data(), 200, 0);
   CSigCurve curve;
@@ -269,11 +248,11 @@ TEST(Serializer, KeepsStoringOnlyTheNamesOfCurves) {
   for (const char* name : {"CSigCurve", "CSigCurveExt"}) {
     const auto loaded = Load(in);
     ASSERT_NE(loaded, nullptr);
-    EXPECT_STREQ(loaded->GetRuntimeClass()->name, name);
-    EXPECT_EQ(dynamic_cast<CSigCurve&>(*loaded).DLen(), 0U);
-    EXPECT_EQ(dynamic_cast<CSigCurveExt*>(loaded.get()) != nullptr, name[9] != '\0');
-    EXPECT_TRUE(loaded->IsKindOf(CSigCurve::GetThisClass()));
-    EXPECT_TRUE(loaded->IsKindOf(CSObject::GetThisClass()));
+    EXPECT_SHOWN(name, loaded->GetRuntimeClass()->name);
+    EXPECT_SHOWN("0 1 1 1", dynamic_cast<CSigCurve&>(*loaded).DLen(),
+                 (dynamic_cast<CSigCurveExt*>(loaded.get()) != nullptr) == (name[9] != '\0'),
+                 loaded->IsKindOf(CSigCurve::GetThisClass()),
+                 loaded->IsKindOf(CSObject::GetThisClass()));
   }
 }
 
@@ -290,33 +269,27 @@ TEST(Serializer, FetchFromFileTable) {
   stored[1] = 44;
   stored[2] = 'n';
   stored[43] = 9;
-  const struct {
-    std::size_t fileWords;
-    std::uint32_t count;
-    unsigned capacity;
-    const char* shown;  ///< result, words reported, is storing, size, marker, position, name
-  } kCases[] = {
-      {44, 44, 44, "1 44 0 44 5 176 n"},
-      {44, 44, 50, "1 44 0 44 5 176 n"},
-      {44, 44, 43, "0 44 1 42 0 0 "},  // above the capacity
-      {44, 0, 50, "0 0 1 42 0 0 "},
-      {43, 44, 50, "0 44 1 42 0 172 "},  // file too short
-      {1, 44, 50, "0 0 1 42 0 4 "},
-      {0, 44, 50, "0 0 1 42 0 0 "},
-      {44, ~0U, 50, "0 2147483647 1 42 0 0 "},
-      {44, 1, 50, "1 1 0 0 5 4 "},    // header cut, marker only
-      {44, 3, 50, "1 3 0 3 5 12 n"},  // header cut inside the name
-  };
-  for (const auto& c : kCases) {
+  // Words in the file, count in it, capacity: result, words reported, is storing, size, marker,
+  // position, name. Too little capacity, files too short, and headers cut behind marker and name.
+  for (const auto& [input, shown] : test::Rows(
+           "44 44 44: 1 44 0 44 5 176 n; 44 44 50: 1 44 0 44 5 176 n; 44 44 43: 0 44 1 42 0 0 ; "
+           "44 0 50: 0 0 1 42 0 0 ; 43 44 50: 0 44 1 42 0 172 ; 1 44 50: 0 0 1 42 0 4 ; "
+           "0 44 50: 0 0 1 42 0 0 ; 44 -1 50: 0 2147483647 1 42 0 0 ; 44 1 50: 1 1 0 0 5 4 ; "
+           "44 3 50: 1 3 0 3 5 12 n")) {
+    std::uint32_t fileWords = 0;
+    std::int32_t count = 0;
+    std::uint32_t capacity = 0;
+    Scan(input, u"%d %d %d", &fileWords, &count, &capacity);
     Words file = stored;
-    file[1] = c.count;
-    file.resize(c.fileWords);
+    file[1] = static_cast<std::uint32_t>(count);
+    file.resize(fileWords);
     CMemoryStream stream = ArchiveFile(file);
-    Words words(c.capacity, 0xEEEEEEEEU);
-    CSerializer archive(words.data(), c.capacity, 0);
+    Words words(capacity, 0xEEEEEEEEU);
+    CSerializer archive(words.data(), capacity, 0);
     int reported = 77;
-    EXPECT_SHOWN(c.shown, archive.FetchFromFile(stream, &reported), reported, archive.IsStoring(),
-                 archive.Groesse(), archive.Marker(), stream.Position(), archive.ArchiveName());
+    EXPECT_SHOWN(shown, archive.FetchFromFile(stream, &reported), reported, archive.IsStoring(),
+                 archive.Groesse(), archive.Marker(), stream.Position(), archive.ArchiveName())
+        << WideToUtf8(input);
   }
   CSerializer none;
   CMemoryStream stream = ArchiveFile(stored);

@@ -9,39 +9,34 @@
 namespace limes {
 namespace {
 
-/// Sets every member to something else than its default.
+/// Each sets one member to something else than its default.
 template <class Info>
-void Fill(Info& info) {
-  info.X1Len(5);
-  info.Name(u"name");
-  info.X1Unit(CMeasuringUnit(u"Hz"));
-  info.X1Name(u"x");
-  info.YUnit(CMeasuringUnit(u"Pa"));
-  info.YName(u"y");
-  info.SigType(102);
-}
+constexpr void (*const kSetters[])(Info&) = {[](Info& i) { i.X1Len(5); },
+                                             [](Info& i) { i.Name(u"name"); },
+                                             [](Info& i) { i.X1Unit(CMeasuringUnit(u"Hz")); },
+                                             [](Info& i) { i.X1Name(u"x"); },
+                                             [](Info& i) { i.YUnit(CMeasuringUnit(u"Pa")); },
+                                             [](Info& i) { i.YName(u"y"); },
+                                             [](Info& i) { i.SigType(102); }};
 
 template <class Info>
-std::string State(const Info& info) {
-  return test::Exact{info.X1Len(),
-                     info.Name(),
-                     info.X1Unit().prefixunit(),
-                     info.X1Name(),
-                     info.YUnit().prefixunit(),
-                     info.YName(),
-                     info.SigType()}
+std::string State(const Info& i) {
+  return test::Exact(i.X1Len(), i.Name(), i.X1Unit().prefixunit(), i.X1Name(),
+                     i.YUnit().prefixunit(), i.YName(), i.SigType())
       .text;
 }
-constexpr const char* kFilled = "5 name Hz x Pa y 102";
+constexpr const char* kDefault = "0  -  -  0";
 
 TEST(SignalInfo, CloneCopiesAllMembersAndNodes) {
   CSignalInfo info;
-  Fill(info);
+  EXPECT_EQ(State(info), kDefault);
+  for (const auto set : kSetters<CSignalInfo>) {
+    set(info);
+  }
   info.Node(siginfo::FftTypeKey).Set(u"log");
-  EXPECT_EQ(State(CSignalInfo()), "0  -  -  0");
   const std::unique_ptr<CInfoObject> copy(static_cast<CInfoObject&>(info).clone(true));
   const auto& same = dynamic_cast<const CSignalInfo&>(*copy);
-  EXPECT_EQ(State(same), kFilled);
+  EXPECT_EQ(State(same), "5 name Hz x Pa y 102");
   EXPECT_EQ(same.Find(u"FftType")->AsText(), u"log");
   EXPECT_NE(same.Id(), info.Id());
 }
@@ -49,22 +44,12 @@ TEST(SignalInfo, CloneCopiesAllMembersAndNodes) {
 TEST(SignalInfo, ChangeThroughAHandleReachesNoOther) {
   CInfoObjectServer<CSignalInfo> server;
   CSignalInfoHandle first(server);
-  Fill(first);
-  void (*const kSetters[])(CSignalInfoHandle&) = {
-      [](CSignalInfoHandle& h) { h.X1Len(6); },
-      [](CSignalInfoHandle& h) { h.Name(u""); },
-      [](CSignalInfoHandle& h) { h.X1Unit(CMeasuringUnit()); },
-      [](CSignalInfoHandle& h) { h.X1Name(u""); },
-      [](CSignalInfoHandle& h) { h.YUnit(CMeasuringUnit()); },
-      [](CSignalInfoHandle& h) { h.YName(u""); },
-      [](CSignalInfoHandle& h) { h.SigType(0); },
-  };
-  for (const auto set : kSetters) {
+  for (const auto set : kSetters<CSignalInfoHandle>) {
     CSignalInfoHandle shared(first, false);
     EXPECT_EQ(&std::as_const(shared).Rep(), &std::as_const(first).Rep());
     set(shared);
-    EXPECT_EQ(State(std::as_const(first)), kFilled);
-    EXPECT_NE(State(std::as_const(shared)), kFilled);
+    EXPECT_EQ(State(std::as_const(first)), kDefault);
+    EXPECT_NE(State(std::as_const(shared)), kDefault);
   }
 }
 

@@ -98,15 +98,5 @@ TEST(CsvNumbers, AreFiniteAndWhole) {
   EXPECT_FALSE(ParseNumber(std::string(100000, '9'), value));
 }
 
-TEST(CsvTable, HeadersCarryUnits) {
-  for (const auto& [header, name, unit] :
-       {std::tuple(" Gear noise [dB(Pa)] ", "Gear noise", "dB(Pa)"),
-        {"a[1] b", "a[1] b", ""},
-        {"[V]", "", "V"}}) {
-    const SColumn column = ParseHeader(header);
-    EXPECT_TRUE(column.name == name && column.unit == unit) << header;
-  }
-}
-
 }  // namespace
 }  // namespace limes::host

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -101,9 +102,10 @@ TEST(CurveLearningTool, WithoutTemplateNothingHappens) {
   tool.Vorlage(nullptr);
   EXPECT_EQ(Shown(tool.NrGelernt(), tool.Mittelwert() == nullptr, tool.GrenzeBilden()), "0 1 0");
   tool.Vorlage(3, 0.0F, 6.0F, u"Level");
-  tool.ExterneLernzahl(5);
+  tool.ExterneLernzahl(std::numeric_limits<std::int32_t>::max());
+  Learn(tool, MakeExt({1}));
   EXPECT_EQ(Shown(tool.NrGelernt(), tool.Mittelwert()->Name(), tool.Mittelwert()->XDelta()),
-            "5 -avg 2");
+            "2147483647 -avg 2");
   const wide_string& name = tool.Name();
   tool.Vorlage(3, 0.0F, 6.0F, u"A name that is too long to be kept in place");
   tool.Vorlage(3, 0.0F, 6.0F, name.c_str());

@@ -118,6 +118,7 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   } cases[] = {
       {MergeStatus::kGrid, [](Tool&, CSigCurveExt& g) { g.SetXMinMax(0.0F, 11.0F); }},
       {MergeStatus::kGrid, [](Tool&, CSigCurveExt& g) { static_cast<void>(g.Resize(9U)); }},
+      {MergeStatus::kUnit, [](Tool&, CSigCurveExt& g) { g.SetXUnit(u"s"); }},
       {MergeStatus::kUnit, [](Tool&, CSigCurveExt& g) { g.SetYUnit(u"V"); }},
       {MergeStatus::kRule, [](Tool& t, CSigCurveExt&) { t.Bildungsregel(0.0F, 2.0F, 0.0F); }},
       {MergeStatus::kTimeScale, [](Tool& t, CSigCurveExt&) { t.Zeitskala(50); }},

@@ -37,18 +37,15 @@ TEST(LearningLimitValue, LearnsMeanSpreadAndLimit) {
 
 TEST(LearningLimitValue, RuleBandAndFixedLimit) {
   CLernenderGrenzwert limit = Learnt({1.0F, 3.0F});
-  constexpr struct {
-    float base, factor, lower, upper;
-    bool bounded;
-    float expected;
-  } kCases[] = {{0, 1, 0, 0, false, 3}, {0, 0, 0, 0, false, 2}, {0, -2, 0, 0, false, 2},
-                {0, 1, 4, 9, true, 4},  {9, 1, 4, 9, true, 9},  {0, 1, 10, 8, true, 8}};
-  for (const auto& c : kCases) {
-    limit.Bildungsregel(c.base, c.factor);
-    limit.GrenzenGrenzen(c.lower, c.upper);
-    limit.MitGrenzenGrenzen(c.bounded);
+  constexpr float kCases[][5] = {// base, factor, bounds when not both 0, limit
+                                 {0, 1, 0, 0, 3}, {0, 0, 0, 0, 2}, {0, -2, 0, 0, 2},
+                                 {0, 1, 4, 9, 4}, {9, 1, 4, 9, 9}, {0, 1, 10, 8, 8}};
+  for (const auto& [base, factor, lower, upper, expected] : kCases) {
+    limit.Bildungsregel(base, factor);
+    limit.GrenzenGrenzen(lower, upper);
+    limit.MitGrenzenGrenzen(upper > 0.0F);
     limit.GrenzwertErneuern(1.0F);
-    EXPECT_EQ(limit.Grenzwert(), c.expected);
+    EXPECT_EQ(limit.Grenzwert(), expected);
   }
   limit.FesteOGSetzen(6.5F, true);
   EXPECT_EQ(limit.Grenzwert(), 8.0F) << "not before the next update";
@@ -88,17 +85,14 @@ TEST(LearningLimitValue, ComparesAndJudges) {
     return Shown(limit > x, limit < x, limit.Beurteilen(x).verdict, limit.Beurteilen(x).deviation);
   };
   EXPECT_EQ(limit.Beurteilen(1.0F).verdict, Verdict::kNotJudged);
-  const struct {
-    double limit;
-    float x;
-    const char* judged;  ///< above and below x, verdict and deviation
-  } cases[] = {{2.0, 1.0F, "1 0 pass -1"},      {2.0, 2.0F, "0 0 pass 0"},
-               {2.0, 2.5F, "0 1 fail 0.5"},     {2.0, NAN, "0 0 not judged 0"},
-               {NAN, 2.0F, "0 0 not judged 0"}, {-0.0001, 0.0F, "0 1 fail 0.0001"}};
-  for (const auto& c : cases) {
-    limit.GrenzwertSetzen(c.limit);
+  const std::tuple<double, float, const char*> cases[] = {
+      {2.0, 1.0F, "1 0 pass -1"},      {2.0, 2.0F, "0 0 pass 0"},
+      {2.0, 2.5F, "0 1 fail 0.5"},     {2.0, NAN, "0 0 not judged 0"},
+      {NAN, 2.0F, "0 0 not judged 0"}, {-0.0001, 0.0F, "0 1 fail 0.0001"}};
+  for (const auto& [value, x, expected] : cases) {
+    limit.GrenzwertSetzen(value);
     EXPECT_TRUE(limit.GrenzeVorhanden());
-    EXPECT_EQ(judged(c.x), c.judged) << c.limit;
+    EXPECT_EQ(judged(x), expected) << value;
   }
 }
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
+#include <numeric>
 #include <string>
 
 #include "limes/platform/record_io.h"
@@ -15,10 +15,6 @@ namespace {
 
 using detail::RecordReader;
 using detail::RecordWriter;
-
-std::filesystem::path TempFile(const char8_t* name) {
-  return std::filesystem::path(testing::TempDir()) / (std::u8string(u8"limes_ä_") + name);
-}
 
 std::string ReadText(CFileStream& file, std::size_t n) {
   std::string text(n, '\0');
@@ -47,32 +43,23 @@ void ExpectFileContract(CFileStream& file) {
 TEST(FileStream, MemoryAndDiskKeepTheSameContract) {
   CMemoryStream memory;
   ExpectFileContract(memory);
-  const auto path = TempFile(u8"contract");
-  std::filesystem::remove(path);
-  CDiskStream disk(path, CDiskStream::Mode::kReadWrite);
-  ASSERT_TRUE(disk.IsOpen());
-  ExpectFileContract(disk);
-  EXPECT_TRUE(disk.Close());
-  EXPECT_EQ(std::filesystem::file_size(path), 7U);
-  std::filesystem::remove(path);
-}
-
-TEST(FileStream, DiskModes) {
-  const auto path = TempFile(u8"modes");
+  using Mode = CDiskStream::Mode;
+  const auto path = std::filesystem::path(testing::TempDir()) / u8"limes_ä";
   std::filesystem::remove(path);
   CDiskStream file;
-  EXPECT_FALSE(file.Open(path, CDiskStream::Mode::kRead));
-  EXPECT_FALSE(file.Open(testing::TempDir(), CDiskStream::Mode::kRead)) << "a folder";
-  ASSERT_TRUE(file.Open(path, CDiskStream::Mode::kWrite));
+  EXPECT_FALSE(file.Open(path, Mode::kRead));
+  EXPECT_FALSE(file.Open(testing::TempDir(), Mode::kRead)) << "a folder";
+  ASSERT_TRUE(file.Open(path, Mode::kReadWrite));
+  ExpectFileContract(file);
+  ASSERT_TRUE(file.Open(path, Mode::kWrite)) << "emptied";
   file.Write("abc", 3);
   EXPECT_EQ(ReadText(file, 1), "") << "not open for reading";
-  ASSERT_TRUE(file.Open(path, CDiskStream::Mode::kRead));
+  ASSERT_TRUE(file.Open(path, Mode::kRead));
   EXPECT_EQ(file.Remaining(), 3);
   EXPECT_THROW(file.Write("x", 1), CStorable::failure);
   EXPECT_EQ(ReadText(file, 9), "abc");
-  ASSERT_TRUE(file.Open(path, CDiskStream::Mode::kWrite));
   EXPECT_TRUE(file.Close());
-  EXPECT_EQ(std::filesystem::file_size(path), 0U);
+  EXPECT_EQ(std::filesystem::file_size(path), 3U);
   EXPECT_THROW(file.Seek(0), CStorable::failure) << "closed";
   EXPECT_EQ(file.Read(nullptr, 0), 0U);
   std::filesystem::remove(path);
@@ -149,13 +136,11 @@ TEST(RecordIo, ArraysAskBeforeMemoryGrows) {
   EXPECT_TRUE(RecordReader(unknown).Skip(100000));
 }
 
-TEST(RecordIo, CrcKnownValuesAndAnySplit) {
-  const std::string text = "123456789";
-  EXPECT_EQ(detail::Crc32(test::Bytes(text.begin(), text.end())), 0xCBF43926U);
+TEST(RecordIo, CrcKnownValueAndAnySplit) {
+  const test::Bytes digits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+  EXPECT_EQ(detail::Crc32(digits), 0xCBF43926U);
   test::Bytes bytes(67);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<std::uint8_t>(37 * i);
-  }
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{190});
   const std::span<const std::uint8_t> block(bytes);
   for (std::size_t i = 0; i <= bytes.size(); ++i) {
     EXPECT_EQ(detail::Crc32(block.subspan(i), detail::Crc32(block.first(i))), detail::Crc32(block));
@@ -167,10 +152,8 @@ TEST(Storable, HeaderIsTheVersionWord) {
   CMemoryStream closed{std::span<const std::uint8_t>()};
   EXPECT_FALSE(CStorable().WriteToFile(closed));
   EXPECT_THROW(closed.Write("x", 1), CStorable::failure) << "foreign memory is read-only";
-  for (const char version : {'\0', '\1'}) {
-    CMemoryStream file(test::Bytes{static_cast<std::uint8_t>(version), 0, 0, 0});
-    EXPECT_EQ(CStorable().ReadFromFile(file), version == 0) << "another version";
-  }
+  CMemoryStream other(test::Bytes{1, 0, 0, 0});
+  EXPECT_FALSE(CStorable().ReadFromFile(other)) << "another version";
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #endif
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "limes/platform/file_stream.h"
 #include "limes/platform/module.h"
 #include "limes/platform/resource_sea.h"
@@ -21,8 +23,7 @@ CMemoryStream Stream(std::string_view text) {
 }
 
 std::string Saved(const CResourceSea& sea) {
-  const test::Bytes bytes =
-      test::Written(sea, [](const CResourceSea& s, CFileStream& file) { return s.Save(file); });
+  const test::Bytes bytes = test::Written(sea, std::mem_fn(&CResourceSea::Save));
   return {bytes.begin(), bytes.end()};
 }
 
@@ -44,21 +45,17 @@ TEST(ResourceSea, ReadsListsInOrder) {
 TEST(ResourceSea, WritesWhatItReads) {
   CResourceSea sea;
   CResourceList& list = sea.MakeList(u"a]b[\n#");
-  for (const char16_t* text :
-       {u"1 2", u"", u" ", u"#x", u"[x]", u"\\", u"line\nbreak", u"tail  "}) {
-    list.Append(text);
+  for (const char16_t* t : {u"1 2", u"", u" ", u"#x", u"[x]", u"\\", u"line\nbreak", u"tail  "}) {
+    list.Append(t);
   }
   sea.MakeList(u"");
   const std::string text = Saved(sea);
   EXPECT_EQ(text, "[]\n[a]b[ #]\n1 2\n\\\n\\ \n\\#x\n\\[x]\n\\\\\nline break\ntail  \n");
   CResourceSea again;
   auto file = Stream(text);
-  ASSERT_TRUE(again.Load(file));
-  EXPECT_EQ(Saved(again), text);
+  EXPECT_TRUE(again.Load(file) && Saved(again) == text);
   CMemoryStream closed{std::span<const std::uint8_t>()};
-  EXPECT_FALSE(sea.Save(closed));
-  EXPECT_TRUE(sea.RemoveList(u""));
-  EXPECT_FALSE(sea.RemoveList(u""));
+  EXPECT_SHOWN("0 1 0", sea.Save(closed), sea.RemoveList(u""), sea.RemoveList(u""));
 }
 
 TEST(ResourceSea, ColumnsAreNumbers) {
@@ -75,11 +72,10 @@ TEST(ResourceSea, ColumnsAreNumbers) {
 }
 
 TEST(ResourceSea, HostileTextKeepsTheStore) {
-  const auto load = [](CResourceSea& sea, CFileStream& file) { return sea.Load(file); };
-  const auto save = [](const CResourceSea& sea, CFileStream& file) { return sea.Save(file); };
   const std::string text = "[l]\n1 2\n\\# ä\n[m]\n";
   test::ExpectHostileSafe(test::Bytes(text.begin(), text.end()), [] { return CResourceSea(); },
-                          load, save, {.cutsFail = false});
+                          std::mem_fn(&CResourceSea::Load), std::mem_fn(&CResourceSea::Save),
+                          {.cutsFail = false});
   for (const char* bad : {"1 2\n[l]\n", "[l\n", "[l] x\n", "[", "\\x"}) {
     CResourceSea sea;
     sea.MakeList(u"old");
@@ -90,7 +86,7 @@ TEST(ResourceSea, HostileTextKeepsTheStore) {
 }
 
 TEST(StringTable, EveryIdInEveryLanguage) {
-  std::vector<std::u16string> steps;
+  wide_string steps;
   for (unsigned l = 0; l < platform::kLanguages; ++l) {
     platform::SetLanguage(static_cast<Language>(l));
     for (unsigned id = 0; id <= 81; ++id) {
@@ -98,13 +94,12 @@ TEST(StringTable, EveryIdInEveryLanguage) {
                            (id >= 20 && id <= 23) || (id >= 50 && id <= 79);
       EXPECT_EQ(!LoadString(id).empty(), present) << l << " " << id;
     }
-    steps.push_back(LoadString(1) + u"," + LoadString(65));
+    steps += LoadString(1) + u"," + LoadString(65) + u"|";
   }
-  EXPECT_SHOWN(
-      "{Test step,Temperature Prüfzustand,Temperatur Paso de prueba,Temperatura "
-      "Passo di prova,Temperatura Passo de teste,Temperatura Krok zkoušky,Teplota "
-      "시험 단계,온도 测试步骤,温度}",
-      steps);
+  EXPECT_EQ(WideToUtf8(steps),
+            "Test step,Temperature|Prüfzustand,Temperatur|Paso de prueba,Temperatura|"
+            "Passo di prova,Temperatura|Passo de teste,Temperatura|Krok zkoušky,Teplota|"
+            "시험 단계,온도|测试步骤,温度|");
   platform::SetLanguage(static_cast<Language>(200));
   EXPECT_EQ(LoadString(1), u"");
   platform::SetLanguage(Language::kEnglish);
@@ -154,11 +149,8 @@ TEST(Module, LoadedLibraryRegistersAndLeaves) {
     const auto count = reinterpret_cast<unsigned (*)()>(dlsym(library, "limes_module_count"));
     const auto observe = reinterpret_cast<void (*)(limes_module_observer, void*)>(
         dlsym(library, "limes_observe_modules"));
-    const auto classes = reinterpret_cast<std::int32_t (*)()>(
-        dlsym(library, "_ZN5limes16CSObjectRegister6AnzahlEv"));
-    ASSERT_TRUE(count != nullptr && observe != nullptr && classes != nullptr);
+    ASSERT_TRUE(count != nullptr && observe != nullptr);
     EXPECT_EQ(count(), 1U);
-    EXPECT_EQ(classes(), 2) << "the two curves";
     Log log;
     observe([](const char* name, const char*, int joined,
                void* context) { static_cast<Log*>(context)->emplace_back(name, joined); },

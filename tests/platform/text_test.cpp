@@ -4,6 +4,7 @@
 
 #include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <random>
@@ -55,16 +56,13 @@ TEST(Text, EveryByteOf1252) {
 }
 
 TEST(Text, PrefixKeepsCharactersWhole) {
-  const struct {
-    std::string text;
-    std::size_t bytes;
-    std::string expected;
-  } kCases[] = {{"abc", 5, "abc"}, {"abc", 2, "ab"},
-                {"aä", 2, "a"},    {"a€", 3, "a"},
-                {"ä", 1, ""},      {"ab", 0, ""},
-                {"€€", 3, "€"},    {"\x80\x80\x80\x80\x80", 4, "\x80\x80\x80\x80"}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(Utf8Prefix(c.text, c.bytes), c.expected);
+  const std::tuple<std::string, std::size_t, std::string> cases[] = {
+      {"abc", 5, "abc"}, {"abc", 2, "ab"},
+      {"aä", 2, "a"},    {"a€", 3, "a"},
+      {"ä", 1, ""},      {"ab", 0, ""},
+      {"€€", 3, "€"},    {"\x80\x80\x80\x80\x80", 4, "\x80\x80\x80\x80"}};
+  for (const auto& [text, bytes, expected] : cases) {
+    EXPECT_EQ(Utf8Prefix(text, bytes), expected);
   }
 }
 
@@ -115,34 +113,22 @@ TEST(Format, PrintsAsTheStandardLibrary) {
 }
 
 TEST(Scan, Table) {
-  const struct {
-    std::u16string text, format;
-    const char* shown;  ///< number of fields; their values, -99 where none was read
-  } kCases[] = {
-      {u"1.5 -2e3 7", u"%f %f %d", "3 1.5 -2000 7"},
-      {u"  +1\t+2\n +3", u"%f%f%d", "3 1 2 3"},
-      {u"+-1", u"%f", "0 -99 -99 -99"},
-      {u"1.5", u"%f %f %d", "1 1.5 -99 -99"},
-      {u"1 x 2", u"%f %f %d", "1 1 -99 -99"},
-      {u"1.5Hz 2", u"%f %f", "1 1.5 -99 -99"},
-      {u"x=1;y=2", u"x=%f;y=%f", "2 1 2 -99"},
-      {u"5% 6", u"%f%% %f", "2 5 6 -99"},
-      {u"1,5", u"%f,%f", "2 1 5 -99"},
-      {u"1e39 1", u"%f %f", "0 -99 -99 -99"},  // too large for float
-      {u"1e-60 1", u"%f %f", "2 0 1 -99"},
-      {u"1 2 2147483648", u"%f %f %d", "2 1 2 -99"},
-      {u"1 2 -2147483648", u"%f %f %d", "3 1 2 -2147483648"},
-      {u"1 2 3.9", u"%f %f %d", "3 1 2 3"},
-      {u"1 2 3", u"%f %s %f", "1 1 -99 -99"},
-      {u"", u"%f", "0 -99 -99 -99"},
-      {u"1 %", u"%f %", "1 1 -99 -99"},
-  };
-  for (const auto& c : kCases) {
+  // Text | format: number of fields; their values, -99 where none was read.
+  for (const auto& [input, shown] : test::Rows(
+           "1.5 -2e3 7 | %f %f %d: 3 1.5 -2000 7;   +1\t+2\n +3 | %f%f%d: 3 1 2 3; "
+           "+-1 | %f: 0 -99 -99 -99; 1.5 | %f %f %d: 1 1.5 -99 -99; "
+           "1 x 2 | %f %f %d: 1 1 -99 -99; 1.5Hz 2 | %f %f: 1 1.5 -99 -99; "
+           "x=1;y=2 | x=%f;y=%f: 2 1 2 -99; 5% 6 | %f%% %f: 2 5 6 -99; 1,5 | %f,%f: 2 1 5 -99; "
+           "1e39 1 | %f %f: 0 -99 -99 -99; 1e-60 1 | %f %f: 2 0 1 -99; "
+           "1 2 2147483648 | %f %f %d: 2 1 2 -99; "
+           "1 2 -2147483648 | %f %f %d: 3 1 2 -2147483648; 1 2 3.9 | %f %f %d: 3 1 2 3; "
+           "1 2 3 | %f %s %f: 1 1 -99 -99;  | %f: 0 -99 -99 -99; 1 % | %f %: 1 1 -99 -99")) {
+    const std::size_t apart = input.find(u" | ");
     float a = -99;
     float b = -99;
     std::int32_t i = -99;
-    const int fields = Scan(c.text, c.format, &a, &b, &i);
-    EXPECT_SHOWN(c.shown, fields, a, b, i) << WideToUtf8(c.text);
+    const int fields = Scan(input.substr(0, apart), input.substr(apart + 3), &a, &b, &i);
+    EXPECT_SHOWN(shown, fields, a, b, i) << WideToUtf8(input);
   }
   double d = 0;
   std::uint32_t u = 5;
@@ -163,27 +149,19 @@ TEST(Scan, LongDigitsAndOtherLocales) {
 }
 
 TEST(Conversions, EveryInputHasAResult) {
-  constexpr struct {
-    double value;
-    const char* shown;  ///< as 8, 16, 32 and 64 bits
-  } kCases[] = {
-      {0.9, "0 0 0 0"},
-      {-0.9, "0 0 0 0"},
-      {-1.9, "0 -1 -1 -1"},
-      {255.9, "255 255 255 255"},
-      {32767.9, "255 32767 32767 32767"},
-      {-32768.9, "0 -32768 -32768 -32768"},
-      {-32769.0, "0 -32768 -32769 -32769"},
-      {2147483647.9, "255 32767 2147483647 2147483647"},
-      {2147483648.0, "255 32767 2147483647 2147483648"},
-      {9223372036854775807.0, "255 32767 2147483647 9223372036854775807"},
-      {-1e300, "0 -32768 -2147483648 -9223372036854775808"},
-      {kInf, "255 32767 2147483647 9223372036854775807"},
-      {kNaN, "0 -32768 -2147483648 -9223372036854775808"},
-  };
-  for (const auto& c : kCases) {
-    EXPECT_SHOWN(c.shown, TruncToUint8(c.value), TruncToInt16(c.value), TruncToInt32(c.value),
-                 TruncToInt64(c.value));
+  // Value: as 8, 16, 32 and 64 bits.
+  for (const auto& [text, shown] :
+       test::Rows("0.9: 0 0 0 0; -0.9: 0 0 0 0; -1.9: 0 -1 -1 -1; 255.9: 255 255 255 255; "
+                  "32767.9: 255 32767 32767 32767; -32768.9: 0 -32768 -32768 -32768; "
+                  "-32769: 0 -32768 -32769 -32769; 2147483647.9: 255 32767 2147483647 2147483647; "
+                  "2147483648: 255 32767 2147483647 2147483648; "
+                  "9223372036854775807: 255 32767 2147483647 9223372036854775807; "
+                  "-1e300: 0 -32768 -2147483648 -9223372036854775808; "
+                  "inf: 255 32767 2147483647 9223372036854775807; "
+                  "nan: 0 -32768 -2147483648 -9223372036854775808")) {
+    const double value = std::strtod(WideToUtf8(text).c_str(), nullptr);
+    EXPECT_SHOWN(shown, TruncToUint8(value), TruncToInt16(value), TruncToInt32(value),
+                 TruncToInt64(value));
   }
 }
 

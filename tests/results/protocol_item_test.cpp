@@ -45,8 +45,8 @@ TEST(ProtocolItem, JudgesValuesAndTakesOverCurves) {
       SCurveExcess{.x0 = 10.0F, .x1 = 20.0F, .x = 15.0F, .value = 5.0F, .limit = 4.0F});
   EXPECT_EQ(Shown(item.state, item.from, item.to, item.place, item.value, item.limit),
             "fail 10 20 15 5 4");
-  item.Uebernehmen(SCurveJudgement());
-  EXPECT_EQ(item.state, Verdict::kNotJudged);
+  item.Uebernehmen(SCurveJudgement{.verdict = Verdict::kPass, .x0 = 1.0F, .x1 = 2.0F, .x = 3.0F});
+  EXPECT_EQ(Shown(item.state, item.from, item.to, item.place), "pass 1 2 3");
 
   const CProtocolItem full = Item(u"up", Verdict::kPass, 1);
   CProtocolItem back = Item(u"up", Verdict::kFail, 1);
@@ -58,22 +58,19 @@ TEST(ProtocolItem, JudgesValuesAndTakesOverCurves) {
 TEST(ProtocolItemList, JudgesThePart) {
   CProtocolItemList list;
   EXPECT_TRUE(!list.AllOk() && list.Worst() == nullptr) << "nothing was judged";
-  const struct {
-    Verdict state;
-    std::int32_t priority;
-    Verdict part;
-    int worst;
-  } items[] = {{Verdict::kPass, 9, Verdict::kPass, -1},
-               {Verdict::kNotJudged, 0, Verdict::kNotJudged, 1},
-               {Verdict::kFail, 1, Verdict::kFail, 2},
-               {Verdict::kFail, 2, Verdict::kFail, 3},
-               {Verdict::kFail, 2, Verdict::kFail, 3}};
+  // State and priority of the next item; verdict on the part and its worst item then.
+  const std::tuple<Verdict, std::int32_t, Verdict, int> items[] = {
+      {Verdict::kPass, 9, Verdict::kPass, -1},
+      {Verdict::kNotJudged, 0, Verdict::kNotJudged, 1},
+      {Verdict::kFail, 1, Verdict::kFail, 2},
+      {Verdict::kFail, 2, Verdict::kFail, 3},
+      {Verdict::kFail, 2, Verdict::kFail, 3}};
   char16_t name = u'a';
-  for (const auto& i : items) {
-    list.Add(Item(std::u16string(1, name++), i.state, i.priority));
-    EXPECT_EQ(list.Urteil(), i.part);
-    EXPECT_EQ(list.AllOk(), i.part == Verdict::kPass);
-    EXPECT_EQ(list.Worst(), i.worst < 0 ? nullptr : &list[i.worst]);
+  for (const auto& [state, priority, part, worst] : items) {
+    list.Add(Item(std::u16string(1, name++), state, priority));
+    EXPECT_EQ(list.Urteil(), part);
+    EXPECT_EQ(list.AllOk(), part == Verdict::kPass);
+    EXPECT_EQ(list.Worst(), worst < 0 ? nullptr : &list[worst]);
   }
   const CQuinterMFC any(u"*", u"1", u"*", u"*", u"*", u"*");
   const CQuinterMFC d(u"d", u"*", u"*", u"*", u"*", u"*");

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <charconv>
 #include <string>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "limes/learning/judgement.h"
 #include "limes/platform/text.h"
@@ -96,6 +99,18 @@ using Exact = SShow<false>;
 template <class... T>
 std::string Shown(const T&... values) {
   return SShow<true>(values...).text;
+}
+
+/// Inputs and outputs of a table "input: output; input: output".
+inline std::vector<std::pair<wide_string, std::string>> Rows(std::string_view table) {
+  std::vector<std::pair<wide_string, std::string>> rows;
+  while (!table.empty()) {
+    const std::size_t end = std::min(table.find("; "), table.size());
+    const std::size_t apart = table.find(": ");
+    rows.emplace_back(Utf8ToWide(table.substr(0, apart)), table.substr(apart + 2, end - apart - 2));
+    table.remove_prefix(std::min(end + 2, table.size()));
+  }
+  return rows;
 }
 
 }  // namespace limes::test

@@ -78,31 +78,29 @@ void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Rele
 namespace limes::test {
 namespace {
 
-Outcome RunShort(const Operation& operation, int failAt, bool forEver) {
-  return operation.run([=](bool armed) {
+/// Arms the heap, afresh, or leaves off; what it counted stays.
+auto Arming(int failAt = kNever, bool forEver = false) {
+  return [=](bool armed) {
     if (armed) {
-      g_heap.failAt = failAt;
-      g_heap.forEver = forEver;
-      g_heap.calls = 0;
-      g_heap.bytes = 0;
+      g_heap = {.failAt = failAt, .forEver = forEver, .live = g_heap.live};
     }
     g_heap.armed = armed;
-  });
+  };
 }
 
 TEST(ShortOfMemory, OperationsReportItAndChangeNothing) {
   int runs = 0;
   for (const Operation& operation : AllOperations()) {
     SCOPED_TRACE(operation.name);
-    RunShort(operation, kNever, false);  // whatever is made once for the process
-    const Outcome whole = RunShort(operation, kNever, false);
+    operation.run(Arming());  // whatever is made once for the process
+    const Outcome whole = operation.run(Arming());
     EXPECT_TRUE(whole.ok);
     const int calls = g_heap.calls;
     const long live = g_heap.live;
     for (int k = 1; k <= calls; ++k) {
       for (const bool forEver : {false, true}) {
         SCOPED_TRACE("allocation " + std::to_string(k) + (forEver ? " and all after it" : ""));
-        const Outcome outcome = RunShort(operation, k, forEver);
+        const Outcome outcome = operation.run(Arming(k, forEver));
         EXPECT_FALSE(outcome.threw && !operation.throws);
         const bool kept = outcome.after == outcome.before;
         const bool done = outcome.after == whole.after && outcome.results == whole.results;
@@ -114,7 +112,7 @@ TEST(ShortOfMemory, OperationsReportItAndChangeNothing) {
         ++runs;
       }
     }
-    RunShort(operation, kNever, false);
+    operation.run(Arming());
     EXPECT_EQ(g_heap.live, live) << "leaks";
   }
   RecordProperty("runs", runs);
@@ -161,33 +159,25 @@ TEST(FailingStreams, ReadersAndWritersReportIt) {
     ASSERT_TRUE(operation.write(whole));
     const std::uint64_t wanted = operation.run([](bool) {}).after;
     for (int mode = 0; mode < 4; ++mode) {
+      const bool half = mode % 2 == 1;
       bool failed = true;
       for (int k = 1; failed; ++k) {
         SCOPED_TRACE("call " + std::to_string(k) + " mode " + std::to_string(mode));
-        FailingStream in({whole.Bytes().begin(), whole.Bytes().end()}, k, mode % 2 == 1, mode > 1);
+        FailingStream in({whole.Bytes().begin(), whole.Bytes().end()}, k, half, mode > 1);
         const Outcome read = operation.read(in, [](bool) {});
-        failed = in.HasFailed();
-        if (read.ok) {
-          EXPECT_TRUE(!failed || mode % 2 == 1);  // half may be followed by the other half
-          EXPECT_EQ(read.after, wanted);
-        } else {
-          EXPECT_TRUE(failed);
-        }
+        // Half may be followed by the other half.
+        EXPECT_TRUE(read.ok ? read.after == wanted && (half || !in.HasFailed()) : in.HasFailed());
         EXPECT_TRUE(read.ok || read.before == read.after ||
                     operation.name == "CPolygonCodierung file");  // as they say
-      }
-      failed = true;
-      for (int k = 1; failed; ++k) {
-        SCOPED_TRACE("write " + std::to_string(k) + " mode " + std::to_string(mode));
-        FailingStream out({}, k, mode % 2 == 1, mode > 1);
-        bool ok = false;
+        FailingStream out({}, k, half, mode > 1);
+        bool written = false;
         try {
-          ok = operation.write(out);
+          written = operation.write(out);
         } catch (const CStorable::failure&) {
-          ok = false;
+          written = false;
         }
-        failed = out.HasFailed();
-        EXPECT_EQ(ok, !failed);
+        EXPECT_EQ(written, !out.HasFailed());
+        failed = in.HasFailed() || out.HasFailed();
       }
     }
   }
@@ -221,13 +211,7 @@ TEST(HostileBytes, AskForNoMoreMemoryThanASmallMultipleOfThem) {
         detail::ToLittleEndian(detail::Crc32(body), bytes.data() + body.size());
       }
       CMemoryStream file(std::span<const std::uint8_t>{bytes});
-      const Outcome outcome = operation.read(file, [](bool armed) {
-        g_heap.bytes = armed ? 0 : g_heap.bytes;
-        g_heap.failAt = kNever;
-        g_heap.forEver = false;
-        g_heap.armed = armed;
-      });
-      EXPECT_FALSE(outcome.threw);
+      EXPECT_FALSE(operation.read(file, Arming()).threw);
       ASSERT_LE(g_heap.bytes, kTimes * bytes.size() + kAlways) << i;
     }
   }
@@ -237,7 +221,7 @@ template <class Object>
 void ReadAs(std::span<const std::uint8_t> bytes) {
   CMemoryStream file(bytes);
   Object object;
-  g_heap = {.armed = true, .live = g_heap.live};
+  Arming()(true);
   if constexpr (requires { object.ReadState(file); }) {
     EXPECT_NE(object.ReadState(file), LearnStateStatus::kOk);  // they carry a check sum
   } else if constexpr (int status = 0; requires { object.DateiImport(file, status); }) {
@@ -247,7 +231,7 @@ void ReadAs(std::span<const std::uint8_t> bytes) {
   } else {
     static_cast<void>(object.ReadFromFile(file));
   }
-  g_heap.armed = false;
+  Arming()(false);
 }
 
 TEST(HostileBytes, StoredRecordsWithAnyBitFlippedOrCutAnywhere) {
@@ -318,9 +302,9 @@ TEST(Allocations, LearningMakesNoneAfterItsFirstCall) {
     limit.Beurteilen(1.0F);
   };
   all();
-  g_heap = {.armed = true, .live = g_heap.live};
+  Arming()(true);
   all();
-  g_heap.armed = false;
+  Arming()(false);
   EXPECT_EQ(g_heap.calls, 0);
   EXPECT_EQ(tool.StandardAbw()->YUnit(), curve.YUnit());
 }
