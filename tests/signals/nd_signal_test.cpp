@@ -137,6 +137,8 @@ TEST(NDSignalRecord, KeepsEndingAtTheFirstText) {
 
   CSigND table;
   table.append(Floats{1, 2}, kHertz);
+  CMemoryStream file;
+  EXPECT_FALSE(table.WriteToFile(file));
   EXPECT_EQ(Written(table, kWrite), Golden("nd_described_v0.bin")) << "no count, but values";
   CSigND plain;
   plain.append(Floats{1, 2});
