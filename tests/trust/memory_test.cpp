@@ -2,6 +2,10 @@
 // fail when told to, and count what is live and what was asked for.
 #include <gtest/gtest.h>
 
+#ifdef _WIN32
+#include <malloc.h>
+#endif
+
 #include <cstdlib>
 #include <limits>
 
@@ -35,11 +39,15 @@ void* Allocate(std::size_t size, std::size_t alignment) {
     }
     g_heap.bytes += size;
   }
+#ifdef _WIN32
+  void* const block = _aligned_malloc(size, alignment);
+#else
   void* block = nullptr;
   if (posix_memalign(&block, alignment, size) != 0) {
     return nullptr;
   }
-  ++g_heap.live;
+#endif
+  g_heap.live += block != nullptr ? 1 : 0;
   return block;
 }
 
@@ -54,7 +62,11 @@ void* AllocateOrThrow(std::size_t size, std::size_t alignment) {
 // Not inlined: the compiler takes free for a mismatch where it sees only one of the pair's sides.
 [[gnu::noinline]] void Release(void* block) {
   g_heap.live -= block != nullptr ? 1 : 0;
+#ifdef _WIN32
+  _aligned_free(block);
+#else
   std::free(block);
+#endif
 }
 
 constexpr std::size_t kDefault = alignof(std::max_align_t);
