@@ -359,17 +359,17 @@ class CHtmlReport::CContent {
     out_ += "<h2>Defects by priority</h2>\n";
     Note(defects_.Count(), kMostDefects, "defects");
     Table(
-        "<th class=\"n\">priority</th><th>part</th><th>quantity</th><th>at x</th>"
-        "<th class=\"n\">value</th><th class=\"n\">limit</th><th>beyond</th>");
+        "<th class=\"n\">priority</th><th>part</th><th>quantity</th><th>beyond</th><th>at x</th>"
+        "<th class=\"n\">value</th><th class=\"n\">limit</th>");
     for (const auto& [key, number, found] : defects_.Items()) {
       const SDefect& defect = found.second;
       const SComparison shown(defect.value, defect.limit);
+      const std::string beyond = (defect.side == Side::kUpper ? "+" : "−") + shown.apart +
+                                 (defect.unit.empty() ? "" : " " + defect.unit);
       Row(CountCell(defect.priority) + PartCell(found.first) + QuantityCell(defect.quantity) +
+          Cell(Escaped(beyond), " class=\"w\"") +
           Cell(Escaped(PlaceText(defect, XUnitOf(defect.quantity))), " class=\"w\"") +
-          Cell(shown.value, " class=\"n\"") + Cell(shown.limit, " class=\"n\"") +
-          Cell((defect.side == Side::kUpper ? "+" : "−") +
-                   Escaped(shown.apart + (defect.unit.empty() ? "" : " " + defect.unit)),
-               " class=\"w\""));
+          Cell(shown.value, " class=\"n\"") + Cell(shown.limit, " class=\"n\""));
     }
     EndTable();
   }
