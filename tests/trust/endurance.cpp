@@ -1,39 +1,104 @@
-// Learns ten million measurements and compares with weighted means of at least 64 bits; prints one
+// Learns ten million measurements and compares with weighted means in doubled precision; prints one
 // line per learner, time scale and steadiness, and returns 1 when a promise is broken.
 // usage: endurance [MEASUREMENTS]
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <random>
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/signals/extended_curve.h"
 
+namespace {
+std::atomic<std::size_t> g_allocations = 0;
+}  // namespace
+
+void* operator new(std::size_t size) {
+  ++g_allocations;
+  if (void* const block = std::malloc(size)) {
+    return block;
+  }
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  ++g_allocations;
+  const auto step = static_cast<std::size_t>(alignment);
+  return std::aligned_alloc(step, (size + step - 1) / step * step);
+}
+[[gnu::noinline]] static void Release(void* block) { std::free(block); }
+void operator delete(void* block) noexcept { Release(block); }
+void operator delete(void* block, std::size_t) noexcept { Release(block); }
+void operator delete(void* block, std::align_val_t) noexcept { Release(block); }
+
 namespace limes::test {
 namespace {
 
-static_assert(std::numeric_limits<long double>::digits >= 64, "measures what double loses");
+/// A number as the sum of two doubles; sums and products after T. J. Dekker, "A floating-point
+/// technique for extending the available precision", Numerische Mathematik 18, 1971.
+struct Doubled {
+  double high = 0.0;
+  double low = 0.0;
+
+  static Doubled Of(long double x) {
+    const auto high = static_cast<double>(x);
+    return {high, static_cast<double>(x - high)};
+  }
+};
+
+Doubled Normal(double high, double low) {
+  const double sum = high + low;
+  return {sum, low - (sum - high)};
+}
+
+Doubled operator+(Doubled a, Doubled b) {
+  const double sum = a.high + b.high;
+  const double part = sum - a.high;
+  return Normal(sum, (a.high - (sum - part)) + (b.high - part) + a.low + b.low);
+}
+
+Doubled operator-(Doubled a) { return {-a.high, -a.low}; }
+
+Doubled operator*(Doubled a, Doubled b) {
+  const double product = a.high * b.high;
+  const double error = std::fma(a.high, b.high, -product);
+  return Normal(product, error + (a.high * b.low + a.low * b.high));
+}
 
 /// Weighted means of values and squares.
 struct Means {
-  long double mean = 0.0L;
-  long double square = 0.0L;
+  Doubled mean;
+  Doubled square;
 
-  void Learn(long double a, long double x) {
-    mean = a * mean + (1.0L - a) * x;
-    square = a * square + (1.0L - a) * x * x;
+  void Learn(Doubled a, double x) {
+    const Doubled v = Doubled{1.0} + -a;
+    const Doubled weighted = v * Doubled{x};
+    mean = a * mean + weighted;
+    square = a * square + weighted * Doubled{x};
   }
-  double Mean() const { return static_cast<double>(mean); }
-  double Spread() const {
-    return static_cast<double>(std::sqrt(std::max(square - mean * mean, 0.0L)));
-  }
+  double Mean() const { return mean.high; }
+  double Spread() const { return std::sqrt(std::max((square + -(mean * mean)).high, 0.0)); }
 };
+
+/// The weight of the mean so far, not rounded to float.
+Doubled ExactFactor(std::int32_t n, std::int32_t scale) {
+  if (n <= 1) {
+    return {};
+  }
+  if (scale >= CExpAverFacGenerator::kNoForgetting) {
+    return Doubled::Of((n - 1.0L) / n);
+  }
+  const long double q = std::exp(-1.0L / scale);
+  const long double end = std::exp(-static_cast<long double>(n) / scale);
+  return Doubled::Of((q - end) / (1.0L - end));
+}
 
 /// Means of values of size 1 over their spread, one point of a curve each.
 constexpr std::array kSteadiness = {1.0, 10.0, 100.0, 300.0, 1000.0};
@@ -51,7 +116,7 @@ void Promise(bool kept, const char* what) {
 /// Prints errors in units of the spread. Each step rounds mean and square by at most 3 units
 /// `epsilon` of the largest value, and forgets as it forgets values.
 void Compare(const char* learner, std::int32_t scale, double steadiness, double epsilon,
-             double memory, double mean, double spread, const Means& same) {
+             double memory, double mean, double spread, const Means& same, const Means& exact) {
   const double s = same.Spread();
   const double largest = 1.0 + 2.0 / steadiness;
   const double error = 3.0 * epsilon * memory * largest;
@@ -61,9 +126,10 @@ void Compare(const char* learner, std::int32_t scale, double steadiness, double 
   const double allowedSquare = 3.0 * largest * error + 4.0 * epsilon * largest * largest;
   const double allowedSpread = std::sqrt(s * s + allowedSquare) - s + std::ldexp(s, -23);
   const double missing = s - std::sqrt(std::max(s * s - allowedSquare, 0.0)) + std::ldexp(s, -23);
-  std::printf("%-6s %11d %7.0f  %10.2e of %8.1e  %10.2e of %8.1e\n", learner, scale, steadiness,
-              std::fabs(mean - same.Mean()) / s, allowedMean / s, std::fabs(spread - s) / s,
-              std::max(allowedSpread, missing) / s);
+  std::printf("%-6s %11d %7.0f  %10.2e of %8.1e  %10.2e of %8.1e  %10.2e %10.2e\n", learner, scale,
+              steadiness, std::fabs(mean - same.Mean()) / s, allowedMean / s,
+              std::fabs(spread - s) / s, std::max(allowedSpread, missing) / s,
+              std::fabs(mean - exact.Mean()) / s, std::fabs(spread - exact.Spread()) / s);
   Promise(std::fabs(mean - same.Mean()) <= allowedMean, "mean");
   Promise(spread - s <= allowedSpread && s - spread <= missing, "spread");
 }
@@ -79,8 +145,10 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
     value.Neustart(scale);
   }
   std::array<Means, kPoints> same;
+  std::array<Means, kPoints> exact;
   std::mt19937 random(7);
   const auto uniform = [&] { return static_cast<double>(random()) * 0x1p-32 - 0.5; };
+  std::size_t allocations = 0;
   rusage before{};
   for (std::int32_t i = 0; i < measurements; ++i) {
     for (std::size_t p = 0; p < kPoints; ++p) {
@@ -90,18 +158,22 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
     tool.NeueMessung(&curve);
     tool.StandardAbwBilden();
     tool.GrenzeAktualisieren();
-    const long double a = tool.Generator().CurrentFactor();
+    const Doubled a{tool.Generator().CurrentFactor()};
+    const Doubled exactA = ExactFactor(tool.Generator().GetTime(), scale);
     for (std::size_t p = 0; p < kPoints; ++p) {
       const float x = curve.ValArray()[p];
       values[p].NeueMessung(x);
       same[p].Learn(a, x);
+      exact[p].Learn(exactA, x);
     }
     if (i == 1) {
+      allocations = g_allocations;
       getrusage(RUSAGE_SELF, &before);
     }
   }
   rusage after{};
   getrusage(RUSAGE_SELF, &after);
+  Promise(g_allocations == allocations, "nothing is allocated");
   Promise(after.ru_maxrss - before.ru_maxrss <= 512, "memory stays the same");
   const auto stop =
       static_cast<std::int32_t>(std::min(std::int64_t{measurements}, 45 * std::int64_t{scale}));
@@ -112,13 +184,33 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
     Promise(value.NrGelernt() == measurements && value.Generator().GetTime() == stop,
             "value's counts");
     Compare("value", scale, kSteadiness[p], 0x1p-53, memory, value.Mittelwert(), value.StdDev(),
-            same[p]);
+            same[p], exact[p]);
   }
   for (std::size_t p = 0; p < kPoints; ++p) {
     const int i = static_cast<int>(p);
     Compare("curve", scale, kSteadiness[p], 0x1p-24, memory, (*tool.Mittelwert())[i],
-            (*tool.StandardAbw())[i], same[p]);
+            (*tool.StandardAbw())[i], same[p], exact[p]);
   }
+}
+
+/// The counts stop at the largest number instead of becoming negative.
+void LearnToTheEnd() {
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  CSigCurveExt curve = CSigCurveExt::Make(1, 0.0F, 1.0F);
+  CKurvenLernWerkzeug tool;
+  tool.Vorlage(&curve);
+  tool.Neustart(kMost);
+  tool.ExterneLernzahl(kMost - 1);
+  CLernenderGrenzwert value;
+  value.Neustart(kMost);
+  value.ExterneLernzahl(kMost - 1);
+  for (int i = 0; i < 3; ++i) {
+    tool.NeueMessung(&curve);
+    value.NeueMessung(1.0F);
+  }
+  Promise(tool.NrGelernt() == kMost && value.NrGelernt() == kMost &&
+              value.Generator().GetTime() == kMost,
+          "counts stop at the largest number");
 }
 
 }  // namespace
@@ -127,9 +219,12 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
 int main(int argc, char** argv) {
   const std::int32_t measurements = argc > 1 ? std::atoi(argv[1]) : 10'000'000;
   std::printf("%d measurements; errors in units of the spread\n", measurements);
-  std::printf("learner time scale    M/S  of the mean    allowed  of the spread  allowed\n");
+  std::printf(
+      "learner time scale    M/S  of the mean    allowed  of the spread  allowed"
+      "  both with exact weights\n");
   for (const std::int32_t scale : {100, 1000, 10000, std::numeric_limits<std::int32_t>::max()}) {
     limes::test::Learn(measurements, scale);
   }
+  limes::test::LearnToTheEnd();
   return limes::test::g_broken ? 1 : 0;
 }
