@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A page in headless Chromium: opens, draws a part where it lies, shows values at the pointer, with
 # and without the chart library, and runs nothing that a file's name holds.
-# usage: page_test.sh PROGRAM (exit 77: no Chromium here)
+# usage: page_test.sh PROGRAM (exit 77: no Chromium here, or none that starts)
 set -eu
 browser=$(command -v chromium || command -v chromium-browser || command -v google-chrome || true)
 [ -n "$browser" ] || { echo "skipped: no Chromium found (scripts/setup browser)"; exit 77; }
@@ -9,6 +9,13 @@ limes=$(realpath "$1")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
+browse() {
+  timeout 60 "$browser" --headless --no-sandbox --disable-gpu --disable-dev-shm-usage \
+    --user-data-dir="$work/profile" --virtual-time-budget=3000 --dump-dom "$1" 2>log
+}
+
+browse about:blank | grep -q '<body>' || { cat log; echo "skipped: Chromium does not start"; exit 77; }
+
 rows() { for part in 1 2 3 4; do echo "p$part,$part,5,$part,5,$part,5,$part,5,$part$1"; done; }
 hostile='"><img src=x onerror="hacked=1"><script>hacked=1<&'"'"'.csv'
 { echo id,a,b,c,d,e,f,g,h,i; rows ""; } >learn.csv
@@ -79,8 +86,7 @@ END
 
 try() {
   { cat "$1"; echo "<script>"; cat checks.js; echo "</script>"; } >"page-$1"
-  timeout 60 "$browser" --headless --no-sandbox --disable-gpu --user-data-dir="$work/profile" \
-    --virtual-time-budget=3000 --dump-dom "file://$work/page-$1" >dom.html 2>log || true
+  browse "file://$work/page-$1" >dom.html || true
   grep -q '<title>good</title>' dom.html || { grep -o '<title>[^<]*' dom.html || cat log; exit 1; }
 }
 sed '/^\/\*The MIT License/,/<\/script>/c</script>' r.html >plain.html
