@@ -28,7 +28,8 @@ TEST(MeasuringUnit, ParsesAndShowsTexts) {
            "km/s²: 16 3 1 0 km/s²; m²: 18 0 2 0 m²; km²: 18 6 2 0 km²; %²: 6 0 2 0 %²; "
            "°C²: 15 0 2 0 °C²; (m/s)²: 23 0 2 0 (m/s)²; (km/s)²: 23 6 2 0 (km/s)²; "
            "(m/s²)^4: 16 0 4 0 (m/s²)^4; km^4: 18 12 4 0 km^4; kHz^(-1): 8 -3 -1 0 kHz^(-1); "
-           "Hz^(2*3-4): 8 0 2 0 Hz²; V^0: 12 0 0 0 V^0; dB(Pa): 13 0 1 1 dB(Pa); "
+           "Hz^(2*3-4): 8 0 2 0 Hz²; V^0: 12 0 0 0 V^0; V^9: 12 0 9 0 V^9; dB(Pa): 13 0 1 1 "
+           "dB(Pa); "
            "dB(A): 13 0 1 1 dB(Pa); dB(m/s²): 16 0 1 1 dB(m/s²); dB(V²): 12 0 2 1 (dB(V))²; "
            "dB(kV): 12 3 1 1 kdB(V); (m^2)²: 18 0 3 0 m³; kkm/h: 21 3 1 0 kkm/h; "
            "dB((m/s)²): 0 0 2 1 -; kdB(Pa): 0 3 1 0 -; (dB(Pa))²: 0 0 2 0 -; "
@@ -263,13 +264,16 @@ TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
       {{0, 2, 'H', 'z', 3, 0, 1, 0, 0, 0, 0, 0}, "1 kHz"},
       {{1, 5, 's', 'm', 'o', 'o', 't', 99, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}, "1 smoot"},
       {{0, 3, 'V', 0, 'x', 3, 0, 1, 0, 0, 0, 0, 0}, "1 kV"},  // a 0 ends the text
+      {{0, 4, 'b', 'l', 'i', 'p', 3, 0, 1, 0, 0, 0, 0, 0}, "1 kblip"},
       {{2, 5, 's'}, "0 "},
       {{2, 0, 8, 0, 0, 0, 3, 0, 1, 0, 0, 0, 0, 0, 1}, "0 "},
   };
   for (const auto& [bytes, shown] : cases) {
     CMemoryStream file(bytes);
     CMeasuringUnit unit(commonUnits::metre, 3);
-    EXPECT_SHOWN(shown, unit.ReadFromFile(file), unit.prefixunit());
+    const bool ok = unit.ReadFromFile(file);
+    EXPECT_SHOWN(shown, ok, unit.prefixunit());
+    EXPECT_TRUE(!ok || file.Remaining() == 0) << shown;
   }
   test::ExpectHostileSafe(
       test::Written(Registered(u"smoot"), kWriteWithText), [] { return CMeasuringUnit(); },

@@ -126,11 +126,11 @@ TEST(Serializer, StoresWhatFits) {
 TEST(Serializer, BytesArePaddedWithZeros) {
   Words words(50, 0xFFFFFFFFU);
   CSerializer out(words.data(), 50, 0);
-  EXPECT_EQ(out.StoreBytes(std::vector{'a', 'b', 'c', '\xE4', 'e'}.data(), 5), 8);
-  EXPECT_EQ(Words(words.begin() + 42, words.begin() + 45), (Words{0xE4636261U, 0x65U, ~0U}));
+  EXPECT_EQ(out.StoreBytes(std::vector{'b', 'b', 'c', '\xE4', 'd'}.data(), 5), 8);
+  EXPECT_EQ(Words(words.begin() + 42, words.begin() + 45), (Words{0xE4636262U, 0x64U, ~0U}));
   CSerializer in(words.data(), 50, 1);
   char back[6] = "-----";
-  EXPECT_SHOWN("5 2 abc\xE4\x65", in.LoadBytes(back, 5), in.GetPosition(), back);
+  EXPECT_SHOWN("5 2 bbc\xE4\x64", in.LoadBytes(back, 5), in.GetPosition(), back);
 }
 
 TEST(Serializer, KeepsTheLooseBoundOfLoadBytes) {

@@ -154,6 +154,8 @@ TEST(CurveAssistant, MeansOverCurvesAndTheirRefusals) {
   CSigCurveExt spread;
   ASSERT_TRUE(Assistant::MittelUndStreuung(curves, out, spread));
   EXPECT_EQ(Shown(out, out.IMin(), spread), "0 3.5 4.5 1 0 1.5 1.5");
+  const CSigCurveExt* turned[] = {&b, &a};
+  EXPECT_TRUE(Assistant::MittelUndStreuung(turned, out, spread) && out.IMin() == 1);
 
   using Curves = std::vector<const CSigCurveExt*>;
   const CSigCurveExt longer = MakeExt({1, 2, 3, 4});
@@ -262,7 +264,9 @@ TEST(CurveAssistant, TextOfOthers) {
       {Status::kSteps,
        {"0 1\n", "0 1\n2e38 1\n", "0 1\n1 2\n3 3\n", "1 1\n0 2\n", "0 1\nnan 2\n",
         "# x: 0 1\n0 1\n1 1\n"}},
-      {Status::kHeader, {"# x: 0\n0 1\n", "# x: 0 inf\n0 1\n", "# y fields: 0 1 0\n0 1\n1 1\n"}},
+      {Status::kHeader,
+       {"# x: 0\n0 1\n", "# x: 0 inf\n0 1\n", "# y fields: 0 1 0\n0 1\n1 1\n",
+        "# y fields: 0 1 0 0x\n0 1\n1 1\n"}},
   };
   for (const auto& [status, texts] : cases) {
     for (const std::string& text : texts) {

@@ -147,7 +147,7 @@ TEST(CurveLearningTool, KeepsWhatHostsRelyOn) {
   EXPECT_EQ(copy.InArchivSchreiben(&out), 0) << "the words are there all the same";
   EXPECT_EQ(out.GetPosition(), 42U);
   CSerializer in(words.data(), 500, 1);
-  EXPECT_EQ(tool.AusArchivLaden(&in), 0);
+  EXPECT_EQ(tool.AusArchivLaden(&in) + tool.AusArchivLaden(nullptr), 0);
   EXPECT_EQ(tool.NrGelernt(), 1);
 }
 
@@ -269,6 +269,10 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
     ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(c.k, raster, fitted, c.binning));
     EXPECT_EQ(Shown(fitted, fitted.IMin(), fitted.IMax()), c.fitted);
   }
+  CSigCurve plain = test::MakeCurve(fine, 0.0F, 6.0F);
+  plain.SetYUnit(u"Pa");
+  ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(plain, raster, fitted));
+  EXPECT_EQ(Shown(fitted, fitted.IMax(), fitted.YUnit().mainunit()), "1 3 5 7 9 1 5 Pa");
   ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(fitted, MakeExt({7}), fitted));
   EXPECT_EQ(fitted.DLen(), 1U);
 }

@@ -60,6 +60,7 @@ TYPED_TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
   EXPECT_FALSE(test::ReadBlock(whole, std::span(golden).first(golden.size() - 1), kRead));
   EXPECT_EQ(test::Written(whole, kWrite), golden) << "as it was";
   constexpr std::uint8_t kValues[] = {0x00, 0x7F, 0xFF};
+  int refused = 0;
   for (std::size_t i = 0; i < 3 * (golden.size() - 20); ++i) {
     test::Bytes bytes = golden;
     bytes[16 + i / 3] = kValues[i % 3];
@@ -67,6 +68,7 @@ TYPED_TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
     detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
     TypeParam tool;
     const bool ok = test::ReadBlock(tool, bytes, kRead);
+    refused += ok ? 0 : 1;
     if constexpr (kIsValue) {
       tool.NeueMessung(1.0F);
     } else if (!ok) {
@@ -81,6 +83,14 @@ TYPED_TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
       tool.Merge(tool);
     }
   }
+  constexpr bool kIsTrack = std::is_same_v<TypeParam, CTrackLernWerkzeug>;
+  EXPECT_EQ(refused, kIsValue ? 14 : kIsTrack ? 141 : 123);
+  test::Bytes longer = golden;
+  longer.insert(longer.end() - 4, 0);
+  ++longer[8];
+  const auto covered = std::span<const std::uint8_t>(longer).first(longer.size() - 4);
+  detail::ToLittleEndian(detail::Crc32(covered), longer.data() + covered.size());
+  EXPECT_FALSE(test::ReadBlock(whole, longer, kRead));
 }
 
 TEST(LearnStateStatus, SaysWhyItFailed) {
@@ -107,6 +117,8 @@ TEST(LearnStateStatus, SaysWhyItFailed) {
 TEST(LearnState, LearningGoesOnAsIfNothingHadHappened) {
   CKurvenLernWerkzeug straight, resumed;
   ASSERT_TRUE(test::ReadBlock(straight, test::Golden("curve_state_v1.bin"), kRead));
+  straight.Zeitskala(0);
+  ASSERT_TRUE(test::ReadBlock(resumed, test::Written(straight, kWrite), kRead));
   straight.ExternerLernFaktor(0.25F);
   ASSERT_TRUE(test::ReadBlock(resumed, test::Written(straight, kWrite), kRead));
   CSigCurveExt k = *straight.Mittelwert();

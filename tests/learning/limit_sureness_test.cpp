@@ -86,6 +86,10 @@ TEST(LimitSureness, OfCurvesAndTracks) {
   CTrackLernWerkzeug tracks;
   tracks.Bildungsregel(0.0F, 3.0F);
   tracks.Vorlage(&curve);
+  EXPECT_EQ(SurenessOf(tracks).parts, 0);
+  CLernenderGrenzwert single;
+  single.NeueMessung(5.0F);
+  EXPECT_EQ(SurenessOf(single).parts, 1);
   std::mt19937 random(3);
   std::normal_distribution<float> normal(60.0F, 1.0F);
   for (int part = 0; part < 8; ++part) {
