@@ -8,6 +8,7 @@ source=$1 build=$2 cxx=$3 python=${4:-}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export PATH="$build/apps/limes:$PATH" PYTHONPATH="$build/python" PYTHONDONTWRITEBYTECODE=1
+export PYTHONUNBUFFERED=1  # in the order of a terminal
 cd "$source"
 diff <(awk '/^```cpp$/ { on = 1; next } /^```$/ { on = 0 } on' README.md) examples/first_limit.cpp
 
