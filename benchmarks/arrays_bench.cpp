@@ -109,7 +109,7 @@ void RegisterGrid(Shape shape, unsigned width, unsigned height) {
 void RegisterRecords(Shape shape) {
   Register("Ours/ArrayWriteRaw/" + shape.Text(), shape, [](CSigCurveArray& array) {
     limes::CMemoryStream stream;
-    benchmark::DoNotOptimize(array.DateiExportRaw(stream));
+    benchmark::DoNotOptimize(array.ExportRaw(stream));
   });
   Register("Block/ArrayWriteRaw/" + shape.Text(), shape, [](CSigCurveArray& array) {
     limes::CMemoryStream stream;
@@ -121,7 +121,7 @@ void RegisterRecords(Shape shape) {
   const auto stream = std::make_shared<limes::CMemoryStream>();
   Register("Ours/ArrayReadRaw/" + shape.Text(), shape, [=](CSigCurveArray& array) {
     if (stream->Bytes().empty()) {
-      static_cast<void>(array.DateiExportRaw(*stream));
+      static_cast<void>(array.ExportRaw(*stream));
     }
     int status = 0;
     stream->Seek(0);

@@ -42,7 +42,7 @@ CKurvenLernWerkzeug LearntTool(std::int64_t n, float width = 0.0F) {
     }
     tool.NeueMessung(&k);
   }
-  tool.GrenzeAktualisieren();
+  tool.UpdateLimit();
   return tool;
 }
 
@@ -57,7 +57,7 @@ void Learn(benchmark::State& state) {
 void FormLimit(benchmark::State& state) {
   CKurvenLernWerkzeug tool = LearntTool(state.range(0));
   for (auto _ : state) {
-    tool.GrenzeAktualisieren();
+    tool.UpdateLimit();
   }
 }
 
@@ -88,7 +88,7 @@ void Judge(benchmark::State& state) {
   const CKurvenLernWerkzeug tool = LearntTool(state.range(0));
   const CSigCurveExt k = RandomCurve(state.range(0), 9);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(tool.Beurteilen(k));
+    benchmark::DoNotOptimize(tool.Judge(k));
   }
 }
 
@@ -244,7 +244,7 @@ int main(int argc, char** argv) {
   Register("Ours", "MaxAbweichung", Largest);
   Register("Ours", "RmsAbweichung", Rms);
   Register("Peer", "RmsAbweichung", PlainRms);
-  Register("Ours", "Beurteilen", Judge);
+  Register("Ours", "Judge", Judge);
   Register("Ours", "TrackNeueMessung", LearnTrack);
   Register("Ours", "TrackGrenzeBilden", FormTrackLimit);
   Register("Ours", "StateSave", SaveState);

@@ -29,6 +29,8 @@ function(limes_test_dir name)
   target_include_directories(limes_${name}_tests PRIVATE "${PROJECT_SOURCE_DIR}")
   target_compile_definitions(limes_${name}_tests PRIVATE
     LIMES_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data" LIMES_LIBRARY_FILE="$<TARGET_FILE:limes>")
+  # Tests spend their time in the library: compiling them is what costs.
+  target_compile_options(limes_${name}_tests PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1>)
   add_dependencies(limes_${name}_tests limes)
   gtest_discover_tests(limes_${name}_tests TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 600)

@@ -16,10 +16,10 @@ int main() {
     part = 60.0F + 0.1F * static_cast<float>(good % 7);  // your measurement
     tool.NeueMessung(&part);
   }
-  tool.GrenzeAktualisieren();
+  tool.UpdateLimit();
 
   part.SetAt(440, 72.0F);  // a whining gear
-  const limes::SCurveJudgement judged = tool.Beurteilen(part);
+  const limes::SCurveJudgement judged = tool.Judge(part);
   std::printf("%.1f dB over the limit at %.0f Hz\n", judged.deviation, judged.x);
   return judged.verdict == limes::Verdict::kFail ? 0 : 1;
 }

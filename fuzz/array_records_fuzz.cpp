@@ -20,7 +20,7 @@ void RunArray(Input input) {
         array[i]->ClearUnits();
       }
     }
-    return array.DateiExportRaw(file);
+    return array.ExportRaw(file);
   };
   const auto read = [](CSigCurveArray& array, CFileStream& file) {
     int status = 0;

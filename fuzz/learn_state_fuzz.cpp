@@ -26,7 +26,7 @@ void RunTrack(Input input) {
     track.StdAbwKurve();
     track.LernzahlKurve();
     track.MaxAbweichung(&probe);
-    track.Beurteilen(probe);
+    track.Judge(probe);
     track.Merge(track);
   }
 }
@@ -40,9 +40,9 @@ void RunCurves(Input input) {
     tool.StandardAbwBilden();
     tool.GrenzeBilden();
     tool.RmsAbweichung(&probe);
-    tool.Beurteilen(probe);
+    tool.Judge(probe);
     CSigCurveExt fitted;
-    static_cast<void>(CSigCurveAssistent::AnpassenAn(probe, *tool.Mittelwert(), fitted));
+    static_cast<void>(CSigCurveAssistent::FitTo(probe, *tool.Mittelwert(), fitted));
   }
 }
 

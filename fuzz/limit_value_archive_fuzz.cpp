@@ -10,7 +10,7 @@ void limes::fuzz::Try(Input input) {
   CLernenderGrenzwert limit;
   static_cast<void>(limit.AusArchivLaden(&archive));
   limit.NeueMessung(1.0F);
-  static_cast<void>(limit.Beurteilen(2.0F));
+  static_cast<void>(limit.Judge(2.0F));
   CKurvenLernWerkzeug tool;
   tool.AusArchivLaden(&archive);
   tool.GrenzeBilden();

@@ -157,7 +157,7 @@ void CAxisModel::AddRegions(const std::vector<SCurveExcess>& regions,
   const std::size_t most = settings_.onePerCurve.value_or(false) ? 1 : kMostDefects;
   for (std::size_t i = 0; i < std::min(regions.size(), most); ++i) {
     CProtocolItem item;
-    item.Uebernehmen(regions[i]);
+    item.TakeFrom(regions[i]);
     item.state = Verdict::kFail;
     item.type = CDefectReport::kWithPlace;
     AddItem(items, item, verdict, InSpreads(regions[i].excess, regions[i].spread));
@@ -198,7 +198,7 @@ void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& 
     return;
   }
   CProtocolItem item;
-  item.Uebernehmen(result);
+  item.TakeFrom(result);
   AddItem(items, item, verdict, verdict.excessInS);
 }
 

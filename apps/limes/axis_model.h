@@ -56,7 +56,7 @@ class CAxisModel : public CQuantityModel {
   template <class Tool>
   static std::vector<SCurveExcess> RegionsOf(const Tool& tool, const CSigCurveExt& curve) {
     std::vector<SCurveExcess> regions;
-    if (!tool.Ueberschreitungen(curve, regions)) {
+    if (!tool.Excesses(curve, regions)) {
       throw std::bad_alloc();
     }
     return regions;

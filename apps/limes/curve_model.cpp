@@ -61,7 +61,7 @@ class CCurveModel : public CAxisModel {
  protected:
   std::string JoinStates(CQuantityModel& other) override;
   void Form(Side side) override {
-    Tool(side).GrenzeAktualisieren();
+    Tool(side).UpdateLimit();
     Tool(side).StandardAbwBilden();
   }
 
@@ -70,7 +70,7 @@ class CCurveModel : public CAxisModel {
     return {*tool.Mittelwert(), *tool.QuadratMW(), *tool.StandardAbw(), *tool.Grenzkurve()};
   }
 
-  SCurveJudgement JudgeFitted(Side side) override { return Tool(side).Beurteilen(Fitted(side)); }
+  SCurveJudgement JudgeFitted(Side side) override { return Tool(side).Judge(Fitted(side)); }
   std::vector<SCurveExcess> FindRegions(Side side) override {
     return RegionsOf(Tool(side), Fitted(side));
   }
@@ -99,7 +99,7 @@ void CCurveModel::SetRule(Side side) {
 
 void CCurveModel::Fit(const std::string& part) {
   const CSigCurveExt& grid = *Grid();
-  if (!CSigCurveAssistent::AnpassenAn(raw_, grid, fitted_)) {
+  if (!CSigCurveAssistent::FitTo(raw_, grid, fitted_)) {
     throw CInputError(part, Covered() + ", nothing of the learnt range " +
                                 Place(grid.GetPoint(grid.IMin())) + " to " +
                                 Place(grid.GetPoint(grid.IMax())));
@@ -111,7 +111,7 @@ std::string CCurveModel::JoinStates(CQuantityModel& other) {
   for (const Side side : sides_) {
     CKurvenLernWerkzeug& theirs = static_cast<CCurveModel&>(other).Tool(side);
     // The same width gives another place where the axes begin a rounding step apart.
-    theirs.Bildungsregel(Tool(side).Sockel(), Tool(side).Faktor(), Tool(side).Breite());
+    theirs.Bildungsregel(Tool(side).Sockel(), Tool(side).Faktor(), Tool(side).Width());
     if (const MergeStatus status = Tool(side).Merge(theirs); status != MergeStatus::kOk) {
       return WideToUtf8(Text(status));
     }

@@ -224,7 +224,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
       ids_.push_back(model->id);
     }
   }
-  verdict.verdict = items.Urteil();
+  verdict.verdict = items.OverallVerdict();
   verdict.defects = DefectsOf(items, verdict.quantities);
   return verdict;
 }

@@ -86,7 +86,7 @@ std::vector<std::string> WriteArray(const std::vector<SNamedQuantity>& quantitie
   if (placed) {
     array.SetTUnit(first.tUnit.unit);
   }
-  if (!array.DateiExportRaw(out)) {
+  if (!array.ExportRaw(out)) {
     throw std::bad_alloc();
   }
   return losses;

@@ -42,7 +42,7 @@ class CTrackModel : public CAxisModel {
     }
     whole_.MakeSameSize(*Grid());
     whole_.ResetVMinMax();
-    if (!CSigCurveAssistent::AnpassenAn(raw_, whole_, fitted_)) {
+    if (!CSigCurveAssistent::FitTo(raw_, whole_, fitted_)) {
       throw CInputError(part, "quantity " + Quoted(name_) + " cannot be fitted to the learnt grid");
     }
     fittedSign_ = 1.0F;
@@ -80,7 +80,7 @@ class CTrackModel : public CAxisModel {
   SLimitSureness FormSureness(Side side) const override { return SurenessOf(Tool(side)); }
 
   std::int64_t LearntAt(std::int32_t i) const override {
-    const auto counts = Tool(sides_[0]).Lernzahlen();
+    const auto counts = Tool(sides_[0]).LearnCounts();
     const auto at = static_cast<std::size_t>(std::max(i, 0));
     return at < counts.size() ? counts[at] : 0;
   }
@@ -139,8 +139,8 @@ bool CTrackModel::Grow(double before, double behind, double reserve) {
     return false;
   }
   for (const Side side : sides_) {
-    if (!Tool(side).RasterErweitern(static_cast<std::uint32_t>(points(before)),
-                                    static_cast<std::uint32_t>(points(behind)))) {
+    if (!Tool(side).ExtendGrid(static_cast<std::uint32_t>(points(before)),
+                               static_cast<std::uint32_t>(points(behind)))) {
       throw std::bad_alloc();
     }
   }
@@ -199,7 +199,7 @@ void CTrackModel::Form(Side side) {
 /// The share is that of the limit or of the part, whichever is smaller: a track is as little judged
 /// where nothing was learnt as where it was not measured.
 SCurveJudgement CTrackModel::JudgeFitted(Side side) {
-  SCurveJudgement result = Tool(side).Beurteilen(Fitted(side));
+  SCurveJudgement result = Tool(side).Judge(Fitted(side));
   std::int32_t judged = 0;
   for (std::int32_t i = fitted_.IMin(); i <= fitted_.IMax(); ++i) {
     judged += HasLimit(i) ? 1 : 0;

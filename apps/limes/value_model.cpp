@@ -39,10 +39,10 @@ class CValueModel : public CQuantityModel {
   void Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) override {
     const float sign = Sign(side);
     CProtocolItem item;
-    item.Beurteilen(Limit(side), sign * value_);
+    item.Judge(Limit(side), sign * value_);
     item.type = CDefectReport::kWithPercent;
     if (EnoughLearnt() && item.state != Verdict::kNotJudged) {
-      const SValueJudgement result = Limit(side).Beurteilen(sign * value_);
+      const SValueJudgement result = Limit(side).Judge(sign * value_);
       const bool beyond =
           result.deviation > 0.0F && !IsRounding(result.deviation, result.value, result.limit);
       const float excess = beyond ? result.deviation : std::min(result.deviation, 0.0F);

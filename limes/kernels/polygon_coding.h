@@ -127,12 +127,12 @@ class LIMES_EXPORT CPolygonCodierung {
   /// point lie on the curve. A segment runs straight between the samples nearest to its points;
   /// within one sample it is the mean of both y. A NaN sample is replaced, but never limited.
   /// O(points + values).
-  // kept: a flat end does nothing where its point lies beside the curve; see KurveBegrenzenFlach
+  // kept: a flat end does nothing where its point lies beside the curve; see LimitCurveFlat
   void KurveBegrenzen(CSigCurve* curve, int mode) const;
 
   /// As KurveBegrenzen, but flat ends reach the curve from wherever their points lie: a polyline
   /// beside the curve limits it too.
-  void KurveBegrenzenFlach(CSigCurve* curve, int mode) const;
+  void LimitCurveFlat(CSigCurve* curve, int mode) const;
 
   /// Makes the curve this polyline over its x range, with as many values as it has; all of an
   /// extended curve is valid then. No effect for fewer than two points.

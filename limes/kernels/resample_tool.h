@@ -113,8 +113,8 @@ class LIMES_EXPORT CResampleTool {
     return x < width_ && y < height_ ? grid_.data() + Offset(x, y) : nullptr;
   }
 
-  unsigned Breite() const { return width_; }
-  unsigned Hoehe() const { return height_; }
+  unsigned Width() const { return width_; }
+  unsigned Height() const { return height_; }
 
   /// Makes the line buffer hold n floats; when it must grow, it takes 2 n and loses its content.
   /// False, with nothing changed, when memory is short.
@@ -125,7 +125,7 @@ class LIMES_EXPORT CResampleTool {
   bool Adjust2dPuffer(unsigned width, unsigned height);
 
   /// Work vector of the one-dimensional operations; null at first.
-  const float* Zeilenpuffer() const { return line_.empty() ? nullptr : line_.data(); }
+  const float* LineBuffer() const { return line_.empty() ? nullptr : line_.data(); }
 
   /// Fills the rows strictly between two rows of the grid with row0 + (row1 - row0) / (r1 - r0).
   /// Nothing when there is no such row. O(values filled).

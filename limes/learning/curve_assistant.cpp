@@ -114,14 +114,14 @@ void FillFitted(const CSigCurve& k, const SGrid& from, const SGrid& to, std::int
 
 }  // namespace
 
-bool CSigCurveAssistent::AnpassenAn(const CSigCurve& k, const CSigCurveExt& raster,
-                                    CSigCurveExt& out, Binning binning) {
+bool CSigCurveAssistent::FitTo(const CSigCurve& k, const CSigCurveExt& raster, CSigCurveExt& out,
+                               Binning binning) {
   if (k.DLen() == 0 || raster.DLen() == 0) {
     return false;
   }
   if (&out == &k || &out == &raster) {
     CSigCurveExt result;
-    if (!AnpassenAn(k, raster, result, binning)) {
+    if (!FitTo(k, raster, result, binning)) {
       return false;
     }
     out = result;
@@ -181,8 +181,8 @@ float CSigCurveAssistent::MaxAbweichung(const CSigCurveExt& k, const CSigCurveEx
   return detail::MaxDeviation(detail::CurveOverlap(&k, &r), result);
 }
 
-bool CSigCurveAssistent::Ueberschreitungen(const CSigCurve& k, const CSigCurveExt& limit,
-                                           std::vector<SCurveExcess>& regions) {
+bool CSigCurveAssistent::Excesses(const CSigCurve& k, const CSigCurveExt& limit,
+                                  std::vector<SCurveExcess>& regions) {
   return detail::FindExcess(detail::CurveOverlap(&k, &limit), regions);
 }
 

@@ -44,8 +44,8 @@ class LIMES_EXPORT CSigCurveAssistent {
   /// binned round each grid point where it is finer. The safe way into learners and judgements.
   /// False, with out unchanged, without overlap, for an x range that is not finite or empty, and
   /// when memory is short. Allocates nothing once out has the raster's size. O(n).
-  [[nodiscard]] static bool AnpassenAn(const CSigCurve& k, const CSigCurveExt& raster,
-                                       CSigCurveExt& out, Binning binning = Binning::kMean);
+  [[nodiscard]] static bool FitTo(const CSigCurve& k, const CSigCurveExt& raster, CSigCurveExt& out,
+                                  Binning binning = Binning::kMean);
 
   /// Adds a measured curve k with weight v to a mean, and its squares to a mean square, and narrows
   /// both valid ranges to k's. O(n).
@@ -62,8 +62,8 @@ class LIMES_EXPORT CSigCurveAssistent {
   /// The regions where k lies above a limit, in order of x, at the limit's grid points over the
   /// overlap of the valid ranges; NaN lies above nothing. False, with regions unchanged, when
   /// memory is short. O(n).
-  [[nodiscard]] static bool Ueberschreitungen(const CSigCurve& k, const CSigCurveExt& limit,
-                                              std::vector<SCurveExcess>& regions);
+  [[nodiscard]] static bool Excesses(const CSigCurve& k, const CSigCurveExt& limit,
+                                     std::vector<SCurveExcess>& regions);
 
   /// What a smoothed value is of the values in its window.
   enum class Smoothing { kMean, kMedian, kMaximum };
@@ -76,7 +76,7 @@ class LIMES_EXPORT CSigCurveAssistent {
 
   /// Replaces the values by their derivative: central differences, one-sided at the ends, 0 for a
   /// single value. The y unit becomes y / x where the units can say so, else none. O(n).
-  [[nodiscard]] static bool Ableiten(CSigCurveExt& c);
+  [[nodiscard]] static bool Derive(CSigCurveExt& c);
 
   /// Sum of the values from the grid point at x0 to that at x1, times the step: the integral with
   /// each value standing for one step. 0.0 beside the valid range and for x0 > x1. O(n).
@@ -84,20 +84,20 @@ class LIMES_EXPORT CSigCurveAssistent {
 
   /// Replaces each value by the integral up to and with it. The y unit becomes x * y where the
   /// units can say so, else none. O(n).
-  [[nodiscard]] static bool IntegralKurve(CSigCurveExt& c);
+  [[nodiscard]] static bool IntegralCurve(CSigCurveExt& c);
 
   /// Mean of curves on one grid with a weight each: sum of w * y over sum of w, valid where all
   /// are. Name and units are the first one's. False, with out unchanged, without curves, for null
   /// ones, other grids or units, ranges with nothing in common, as many weights as curves missing,
   /// or weights whose sum is 0 or not finite. O(curves * n).
-  [[nodiscard]] static bool GewichtetesMittel(std::span<const CSigCurveExt* const> curves,
-                                              std::span<const float> weights, CSigCurveExt& out);
+  [[nodiscard]] static bool WeightedMean(std::span<const CSigCurveExt* const> curves,
+                                         std::span<const float> weights, CSigCurveExt& out);
 
   /// Mean and spread (divisor n) of curves on one grid in two passes, valid where all are. The
   /// reference for the learners' running means. False as above; the mean may be the new one then
   /// when memory is short. O(curves * n).
-  [[nodiscard]] static bool MittelUndStreuung(std::span<const CSigCurveExt* const> curves,
-                                              CSigCurveExt& mean, CSigCurveExt& stdDev);
+  [[nodiscard]] static bool MeanAndSpread(std::span<const CSigCurveExt* const> curves,
+                                          CSigCurveExt& mean, CSigCurveExt& stdDev);
 
   /// Sum and largest values of an array's curves, added and compared as CSigCurveArray does it.
   /// False, with out unchanged, without curves and when memory is short. O(values).
@@ -106,12 +106,12 @@ class LIMES_EXPORT CSigCurveAssistent {
 
   /// Section across an array's curves: their values at x over T, as CSigCurveArray::Querschnitt.
   /// False, with out unchanged, when x lies in no valid range and when memory is short. O(curves).
-  [[nodiscard]] static bool Schnitt(const CSigCurveArray& array, float x, CSigCurveExt& out);
+  [[nodiscard]] static bool Section(const CSigCurveArray& array, float x, CSigCurveExt& out);
 
   /// Raises values to the lower and lowers them to the upper limit where these are valid; the upper
   /// one wins, a NaN limits nothing. False, with nothing changed, for limits on another grid. O(n).
-  [[nodiscard]] static bool Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,
-                                      const CSigCurveExt& upper);
+  [[nodiscard]] static bool ClampBetween(CSigCurveExt& c, const CSigCurveExt& lower,
+                                         const CSigCurveExt& upper);
 
   /// Writes a curve as text: a head of lines "# key: value" with name, units, x axis and valid
   /// range, and date, number and scale factor unless they are 0 or 1; then a line "x<TAB>y" per

@@ -60,7 +60,7 @@ double Step(const CSigCurveExt& c) {
 
 }  // namespace
 
-bool CSigCurveAssistent::Ableiten(CSigCurveExt& c) try {
+bool CSigCurveAssistent::Derive(CSigCurveExt& c) try {
   const std::span<float> y = detail::ValidPoints(c);
   const std::vector<float> from(y.begin(), y.end());
   const double step = Step(c);
@@ -90,7 +90,7 @@ double CSigCurveAssistent::Integral(const CSigCurveExt& c, float x0, float x1) {
   return sum * Step(c);
 }
 
-bool CSigCurveAssistent::IntegralKurve(CSigCurveExt& c) try {
+bool CSigCurveAssistent::IntegralCurve(CSigCurveExt& c) try {
   const double step = Step(c);
   c.SetYUnit(Combined(c.YUnit(), c.XUnit(), 1));  // nothing fails from here on
   double sum = 0.0;

@@ -20,7 +20,7 @@ float CKurvenLernWerkzeug::MaxAbweichung(const CSigCurve* k, float* result, int 
   return detail::MaxDeviation(detail::CurveOverlap(k, Reference(reference != 0)), result);
 }
 
-SCurveJudgement CKurvenLernWerkzeug::Beurteilen(const CSigCurve& k) const {
+SCurveJudgement CKurvenLernWerkzeug::Judge(const CSigCurve& k) const {
   const detail::CurveOverlap overlap(&k, Reference(true));
   if (overlap.IsEmpty() || !*formed_ || !HasLearnt() || limit_->ILen() <= 0) {
     return {};
@@ -36,9 +36,8 @@ SCurveJudgement CKurvenLernWerkzeug::Beurteilen(const CSigCurve& k) const {
   return judgement;
 }
 
-bool CKurvenLernWerkzeug::Ueberschreitungen(const CSigCurve& k,
-                                            std::vector<SCurveExcess>& regions) const {
-  const bool judged = Beurteilen(k).verdict != Verdict::kNotJudged;
+bool CKurvenLernWerkzeug::Excesses(const CSigCurve& k, std::vector<SCurveExcess>& regions) const {
+  const bool judged = Judge(k).verdict != Verdict::kNotJudged;
   const detail::CurveOverlap overlap(judged ? &k : nullptr, Reference(true));
   if (!detail::FindExcess(overlap, regions)) {
     return false;

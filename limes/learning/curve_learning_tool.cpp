@@ -301,7 +301,7 @@ int CKurvenLernWerkzeug::GrenzeBilden() {
   return FormLimit() ? 1 : 0;
 }
 
-int CKurvenLernWerkzeug::GrenzeAktualisieren() {
+int CKurvenLernWerkzeug::UpdateLimit() {
   if (!HasLearnt() || !MakeLimit(0)) {
     return 0;
   }

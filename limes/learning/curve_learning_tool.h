@@ -27,7 +27,7 @@ class CSigCurveExt;
 /// tenth only while |M| / S stays below 300 and 4000 / sqrt(N), with the N curves that count: the
 /// time scale, or without forgetting all that are learnt, at most 450000 (where that makes 6).
 /// Call Vorlage, then Neustart, then NeueMessung with curves fitted to the grid of Mittelwert()
-/// (see CSigCurveAssistent::AnpassenAn). The valid range narrows to what all learnt curves cover;
+/// (see CSigCurveAssistent::FitTo). The valid range narrows to what all learnt curves cover;
 /// only Vorlage widens it again. A lower limit is learnt on mirrored curves. Copies share the
 /// curves and the time of the averaging. One thread at a time, all copies together.
 class LIMES_EXPORT CKurvenLernWerkzeug {
@@ -84,7 +84,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   int GrenzeBilden();
 
   /// As GrenzeBilden without the naming. Allocates nothing after the first call. O(n).
-  int GrenzeAktualisieren();
+  int UpdateLimit();
 
   /// RMS of the excess of a curve over the mean, or over the limit with reference 1, over all
   /// points that both have; 0.0 without any. Allocates nothing. O(n).
@@ -98,12 +98,11 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   /// Judges a curve by the limit curve as it was last formed. Not judged when no limit was formed
   /// since the last restart, nothing overlaps, or no point is beyond the limit but at one the value
   /// or the limit is not finite. Allocates nothing. O(n).
-  SCurveJudgement Beurteilen(const CSigCurve& k) const;
+  SCurveJudgement Judge(const CSigCurve& k) const;
 
   /// The regions where a curve lies above the limit, in order of x, with mean and spread at their
   /// peaks; none when nothing is judged. False, with regions unchanged, when memory is short. O(n).
-  [[nodiscard]] bool Ueberschreitungen(const CSigCurve& k,
-                                       std::vector<SCurveExcess>& regions) const;
+  [[nodiscard]] bool Excesses(const CSigCurve& k, std::vector<SCurveExcess>& regions) const;
 
   /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
   /// these: the same as learning them, but for rounding to float. The learnt range narrows to what
@@ -123,8 +122,8 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   const wide_string& Name() const { return name_; }
   float Sockel() const { return base_; }
   float Faktor() const { return factor_; }
-  float Breite() const { return width_; }
-  bool GrenzeVeraltet() const { return stale_ != 0; }
+  float Width() const { return width_; }
+  bool LimitIsStale() const { return stale_ != 0; }
   const CExpAverFacGenerator& Generator() const { return *generator_; }
 
   /// Stores the counts and both curves as archived objects: 0.

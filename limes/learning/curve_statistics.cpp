@@ -68,8 +68,8 @@ CSigCurveExt Result(const CSigCurveExt& like, detail::SPointRange range,
 
 }  // namespace
 
-bool CSigCurveAssistent::GewichtetesMittel(Curves curves, std::span<const float> weights,
-                                           CSigCurveExt& out) try {
+bool CSigCurveAssistent::WeightedMean(Curves curves, std::span<const float> weights,
+                                      CSigCurveExt& out) try {
   const detail::SPointRange range = CommonRange(curves);
   double total = 0.0;
   for (const float w : weights) {
@@ -83,8 +83,8 @@ bool CSigCurveAssistent::GewichtetesMittel(Curves curves, std::span<const float>
   return false;
 }
 
-bool CSigCurveAssistent::MittelUndStreuung(Curves curves, CSigCurveExt& mean,
-                                           CSigCurveExt& stdDev) try {
+bool CSigCurveAssistent::MeanAndSpread(Curves curves, CSigCurveExt& mean,
+                                       CSigCurveExt& stdDev) try {
   const detail::SPointRange range = CommonRange(curves);
   if (range.IsEmpty() || &mean == &stdDev) {
     return false;
@@ -118,13 +118,13 @@ bool CSigCurveAssistent::Maximum(const CSigCurveArray& array, CSigCurveExt& out)
   return array.Maximum(&out, kLargest);
 }
 
-bool CSigCurveAssistent::Schnitt(const CSigCurveArray& array, float x, CSigCurveExt& out) {
+bool CSigCurveAssistent::Section(const CSigCurveArray& array, float x, CSigCurveExt& out) {
   CSigCurveExt section;
   return array.Querschnitt(x, &section) > 0 && out.Copy(section, true);
 }
 
-bool CSigCurveAssistent::Begrenzen(CSigCurveExt& c, const CSigCurveExt& lower,
-                                   const CSigCurveExt& upper) {
+bool CSigCurveAssistent::ClampBetween(CSigCurveExt& c, const CSigCurveExt& lower,
+                                      const CSigCurveExt& upper) {
   if (detail::CheckCurves(&c, &lower) == MergeStatus::kGrid ||
       detail::CheckCurves(&c, &upper) == MergeStatus::kGrid) {
     return false;

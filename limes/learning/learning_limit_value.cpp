@@ -171,7 +171,7 @@ MergeStatus CLernenderGrenzwert::Merge(const CLernenderGrenzwert& other) {
   return MergeStatus::kOk;
 }
 
-SValueJudgement CLernenderGrenzwert::Beurteilen(float x) const {
+SValueJudgement CLernenderGrenzwert::Judge(float x) const {
   SValueJudgement judgement;
   if (!GrenzeVorhanden() || !std::isfinite(limit_) || !std::isfinite(x)) {
     return judgement;

@@ -115,7 +115,7 @@ class LIMES_EXPORT CLernenderGrenzwert {
   bool operator<(float x) const { return limit_ < double{x}; }
 
   /// Judges a value. Not judged without a limit, and when value or limit is not finite.
-  SValueJudgement Beurteilen(float x) const;
+  SValueJudgement Judge(float x) const;
 
   /// Joins the state with one that was learnt elsewhere, as if its values had been learnt after
   /// these: the same as learning them, but for rounding. Nothing changes unless kOk.

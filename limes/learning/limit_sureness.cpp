@@ -193,7 +193,7 @@ SLimitSureness SurenessOf(const CTrackLernWerkzeug& tool) {
   if (!tool.HatGelernt() || mean == nullptr || meanSquare == nullptr) {
     return sureness;
   }
-  const auto counts = tool.Lernzahlen();
+  const auto counts = tool.LearnCounts();
   const std::size_t points =
       std::min({counts.size(), std::size_t{mean->DLen()}, std::size_t{meanSquare->DLen()}});
   const std::uint32_t least = std::max(tool.BasisLernenAnzahl(), 1U);

@@ -220,7 +220,7 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
   learnt_ = true;
 }
 
-bool CTrackLernWerkzeug::RasterErweitern(std::uint32_t before, std::uint32_t behind) {
+bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) {
   const std::uint64_t n = std::uint64_t{before} + behind + (mean_ ? mean_->DLen() : 0);
   if (mean_ == nullptr || mean_->DLen() == 0 || meanSquare_ == nullptr ||
       meanSquare_->DLen() != mean_->DLen() || counts_.size() < mean_->DLen() ||
@@ -376,7 +376,7 @@ float CTrackLernWerkzeug::MaxAbweichung(const CSigCurveExt* k, float* result) co
   return CSigCurveAssistent::MaxAbweichung(*k, *limit_, result);
 }
 
-SCurveJudgement CTrackLernWerkzeug::Beurteilen(const CSigCurveExt& k) const {
+SCurveJudgement CTrackLernWerkzeug::Judge(const CSigCurveExt& k) const {
   if (!formed_ || !qualified_ || limit_ == nullptr || mean_ == nullptr || meanSquare_ == nullptr ||
       mask_.size() != limit_->DLen() || mean_->DLen() != limit_->DLen() ||
       meanSquare_->DLen() != limit_->DLen() || !limit_->IsValid()) {
@@ -397,9 +397,8 @@ SCurveJudgement CTrackLernWerkzeug::Beurteilen(const CSigCurveExt& k) const {
   return judgement;
 }
 
-bool CTrackLernWerkzeug::Ueberschreitungen(const CSigCurveExt& k,
-                                           std::vector<SCurveExcess>& regions) const {
-  const bool judged = Beurteilen(k).verdict != Verdict::kNotJudged;
+bool CTrackLernWerkzeug::Excesses(const CSigCurveExt& k, std::vector<SCurveExcess>& regions) const {
+  const bool judged = Judge(k).verdict != Verdict::kNotJudged;
   const detail::CurveOverlap overlap(judged ? &k : nullptr, limit_.get());
   if (!detail::FindExcess(overlap, regions, mask_)) {
     return false;

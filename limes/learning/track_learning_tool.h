@@ -69,13 +69,13 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   /// Adds points to the grid, of which nothing is learnt, so that curves from further out can be
   /// learnt: what is learnt stays at its x. Form the limit anew. Nothing changes and false before
   /// Vorlage, beyond 2^31 - 1 points, and when memory is short. O(n).
-  [[nodiscard]] bool RasterErweitern(std::uint32_t before, std::uint32_t behind);
+  [[nodiscard]] bool ExtendGrid(std::uint32_t before, std::uint32_t behind);
 
   /// Forms the limit curve; false when nothing is learnt or memory is short. Where no point is
   /// learnt often enough the limit is left without a valid range. Allocates nothing after the first
   /// call. O(n).
   // kept: point 0 is not the first valid one when another one can be, and points between the first
-  // and the last valid one belong to the limit however often they were learnt; Beurteilen looks
+  // and the last valid one belong to the limit however often they were learnt; Judge looks
   bool GrenzeBilden();
 
   /// The spread S, formed now, unit none: 0 where fewer than two curves were learnt. Owned by the
@@ -87,19 +87,18 @@ class LIMES_EXPORT CTrackLernWerkzeug {
 
   /// Largest k - limit over the overlap of the valid ranges; 0.0 without a limit or an overlap.
   /// result, unless null, receives x, k and the limit there. Allocates nothing. O(n).
-  // kept: 0.0 also stands for a curve that was not compared; Beurteilen tells
+  // kept: 0.0 also stands for a curve that was not compared; Judge tells
   float MaxAbweichung(const CSigCurveExt* k, float* result = nullptr) const;
 
   /// Judges a curve by the limit as it was last formed, only where enough curves had been learnt
   /// then. Not judged when no limit was formed since the last restart, no such point overlaps, or
   /// no point is beyond the limit but at one the value or the limit is not finite. The share is
   /// that of the points learnt often enough. Allocates nothing. O(n).
-  SCurveJudgement Beurteilen(const CSigCurveExt& k) const;
+  SCurveJudgement Judge(const CSigCurveExt& k) const;
 
   /// The regions where a curve lies above the limit, in order of x, with mean and spread at their
   /// peaks; none when nothing is judged. False, with regions unchanged, when memory is short. O(n).
-  [[nodiscard]] bool Ueberschreitungen(const CSigCurveExt& k,
-                                       std::vector<SCurveExcess>& regions) const;
+  [[nodiscard]] bool Excesses(const CSigCurveExt& k, std::vector<SCurveExcess>& regions) const;
 
   /// Joins the state with one that was learnt elsewhere, as if its curves had been learnt after
   /// these: the same as learning them, but for rounding to float. Form the limit anew. Nothing
@@ -114,13 +113,13 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   float Faktor() const { return factor_; }
 
   /// Mean M, mean square Q and limit; null until they are made. Owned by the tool, until the next
-  /// Vorlage, RasterErweitern or ReadState.
+  /// Vorlage, ExtendGrid or ReadState.
   const CSigCurveExt* Mittelwert() const { return mean_.get(); }
   const CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
   const CSigCurveExt* Grenzkurve() const { return limit_.get(); }
 
   /// Curves learnt per point; at least as many counts as the mean has points.
-  std::span<const std::uint32_t> Lernzahlen() const { return counts_; }
+  std::span<const std::uint32_t> LearnCounts() const { return counts_; }
 
   /// Stores version, counts and curves as an archived object: false.
   // kept: curves keep nothing in archives, so this never succeeds; use WriteState

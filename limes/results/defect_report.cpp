@@ -44,7 +44,7 @@ void CDefectReport::Name(std::u16string_view name) {
   Keep(name_, name);
 }
 
-void CDefectReport::BerichtstextSetzen(std::u16string_view text) { Keep(line_, text); }
+void CDefectReport::SetReportText(std::u16string_view text) { Keep(line_, text); }
 
 wide_string CDefectReport::Label() const {
   if (names_[2].empty()) {
@@ -90,7 +90,7 @@ wide_string CDefectReport::Line() const {
 }
 
 int CDefectReport::FormatReport(int /*reserved*/) {
-  BerichtstextSetzen(Line());
+  SetReportText(Line());
   return static_cast<int>(std::u16string_view(line_.data()).size());
 }
 

@@ -77,7 +77,7 @@ class LIMES_EXPORT CDefectReport {
 
   /// Priority: larger ones come first.
   std::int32_t Prioritaet() const { return priority_; }
-  void PrioritaetSetzen(std::int32_t priority) { priority_ = priority; }
+  void SetPriority(std::int32_t priority) { priority_ = priority; }
 
   std::int32_t Gruppe() const { return group_; }
   void Gruppe(std::int32_t group) { group_ = group; }
@@ -92,11 +92,11 @@ class LIMES_EXPORT CDefectReport {
 
   /// The formatted line, at most 119 characters.
   const wide_char* Berichtstext() const { return line_.data(); }
-  void BerichtstextSetzen(std::u16string_view text);
+  void SetReportText(std::u16string_view text);
 
   /// Seconds since 1970-01-01 UTC.
   std::uint32_t TimeStamp() const { return timeStamp_; }
-  void TimeStampSetzen(std::uint32_t time) { timeStamp_ = time; }
+  void SetTimeStamp(std::uint32_t time) { timeStamp_ = time; }
 
   /// "location (channel)": name 2 and name 1, or the one that is not empty.
   wide_string Label() const;

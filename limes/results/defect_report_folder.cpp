@@ -69,7 +69,7 @@ void CDefectReportOrdner::Ordnen() {
             });
 }
 
-const CDefectReport* CDefectReportOrdner::Geordnet(int i) const {
+const CDefectReport* CDefectReportOrdner::Ordered(int i) const {
   return i >= 0 && i < count_ ? order_[static_cast<std::size_t>(i)] : nullptr;
 }
 

@@ -36,7 +36,7 @@ class LIMES_EXPORT CDefectReportOrdner {
   /// Number of reports whose name 0 begins with the text; all for null, 0 for an empty text. O(n).
   int Anzahl(const wide_char* text) const;
 
-  int Kapazitaet() const { return capacity_; }
+  int SlotCapacity() const { return capacity_; }
 
   /// Whether reports may still come; free for the host.
   bool BerichtOffen() const { return open_; }
@@ -51,7 +51,7 @@ class LIMES_EXPORT CDefectReportOrdner {
   void Ordnen();
 
   /// Report i of the ordered view, in the order taken until Ordnen; null outside.
-  const CDefectReport* Geordnet(int i) const;
+  const CDefectReport* Ordered(int i) const;
 
   /// Removes the reports of a group. The ordered view starts anew. O(n).
   void GruppeLoeschen(int group);

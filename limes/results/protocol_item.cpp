@@ -4,14 +4,14 @@
 
 namespace limes {
 
-void CProtocolItem::Beurteilen(const CLernenderGrenzwert& grenzwert, float x) {
+void CProtocolItem::Judge(const CLernenderGrenzwert& grenzwert, float x) {
   value = x;
   limit = grenzwert.Grenzwert();
   average = grenzwert.Mittelwert();
-  state = grenzwert.Beurteilen(x).verdict;
+  state = grenzwert.Judge(x).verdict;
 }
 
-void CProtocolItem::Uebernehmen(const SCurveJudgement& judgement) {
+void CProtocolItem::TakeFrom(const SCurveJudgement& judgement) {
   value = judgement.value;
   limit = judgement.limit;
   average = judgement.mean;
@@ -21,7 +21,7 @@ void CProtocolItem::Uebernehmen(const SCurveJudgement& judgement) {
   state = judgement.verdict;
 }
 
-void CProtocolItem::Uebernehmen(const SCurveExcess& region) {
+void CProtocolItem::TakeFrom(const SCurveExcess& region) {
   value = region.value;
   limit = region.limit;
   average = region.mean;

@@ -17,14 +17,14 @@ class LIMES_EXPORT CProtocolItem {
  public:
   /// Judges a value by a limit: sets value, limit, average and state. Not judged without a limit
   /// and for values that are not finite.
-  void Beurteilen(const CLernenderGrenzwert& grenzwert, float x);
+  void Judge(const CLernenderGrenzwert& grenzwert, float x);
 
   /// Takes over a curve's judgement: value, limit, average and place of the largest deviation, and
   /// the x range judged.
-  void Uebernehmen(const SCurveJudgement& judgement);
+  void TakeFrom(const SCurveJudgement& judgement);
 
   /// Takes over one region of excess: value, limit, average and place of its peak, and its x range.
-  void Uebernehmen(const SCurveExcess& region);
+  void TakeFrom(const SCurveExcess& region);
 
   bool operator==(const CProtocolItem& other) const = default;
 

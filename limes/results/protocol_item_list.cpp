@@ -25,7 +25,7 @@ int CProtocolItemList::FindFirst(const CQuinterMFC& pattern, int start) const {
   return -1;
 }
 
-Verdict CProtocolItemList::Urteil() const {
+Verdict CProtocolItemList::OverallVerdict() const {
   const CProtocolItem* const worst = Worst();
   return worst != nullptr ? worst->state : items_.empty() ? Verdict::kNotJudged : Verdict::kPass;
 }

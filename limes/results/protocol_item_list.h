@@ -35,10 +35,10 @@ class LIMES_EXPORT CProtocolItemList {
 
   /// Fail when one item failed, else not judged when one was not judged or there is none, else
   /// pass. O(n).
-  Verdict Urteil() const;
+  Verdict OverallVerdict() const;
 
   /// Every item passed, and there is one.
-  bool AllOk() const { return Urteil() == Verdict::kPass; }
+  bool AllOk() const { return OverallVerdict() == Verdict::kPass; }
 
   /// The failed item of the highest priority, the first of equal ones; without a failed one the
   /// first that was not judged; null when all passed. O(n).

@@ -131,7 +131,7 @@ bool CSigCurveArray::Reserve(std::int64_t n) {
     return false;
   }
   try {
-    if (n > Kapazitaet()) {
+    if (n > SlotCapacity()) {
       slots_.resize(static_cast<std::size_t>(n));
     }
   } catch (const std::bad_alloc&) {
@@ -159,7 +159,7 @@ bool CSigCurveArray::AlleKurvenAusstatten(int len) {
 }
 
 bool CSigCurveArray::KurveAusstatten(int i, int len) {
-  return i >= 0 && i < Kapazitaet() && Equip(slots_[static_cast<std::size_t>(i)], len);
+  return i >= 0 && i < SlotCapacity() && Equip(slots_[static_cast<std::size_t>(i)], len);
 }
 
 bool CSigCurveArray::Attach(int i, CSigCurveExt* curve, bool deleteFormer) {

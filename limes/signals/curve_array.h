@@ -77,8 +77,8 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   std::int32_t Anzahl() const { return count_; }
 
   /// Number of slots.
-  std::int32_t Kapazitaet() const { return static_cast<std::int32_t>(slots_.size()); }
-  bool KurvenVoll() const { return count_ == Kapazitaet(); }
+  std::int32_t SlotCapacity() const { return static_cast<std::int32_t>(slots_.size()); }
+  bool KurvenVoll() const { return count_ == SlotCapacity(); }
 
   /// Sets the number of curves; new slots are empty, and no slot is given up. False, with nothing
   /// changed, for a negative n and when memory is short.
@@ -220,8 +220,8 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   CQuinterMFC& Quinter() { return quinter_; }
 
   /// Free for the host; 3 at first.
-  std::int32_t Modus() const { return mode_; }
-  void Modus(std::int32_t mode) { mode_ = mode; }
+  std::int32_t Mode() const { return mode_; }
+  void Mode(std::int32_t mode) { mode_ = mode; }
 
   /// Step of x: that of the first curve; 0.0 without one.
   float XDelta() const;
@@ -348,7 +348,7 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   [[nodiscard]] bool DateiExport(CFileStream& file) const;
 
   /// The same record with the values unchanged; every reader takes it.
-  [[nodiscard]] bool DateiExportRaw(CFileStream& file) const;
+  [[nodiscard]] bool ExportRaw(CFileStream& file) const;
 
   /// Reads a record of version 0 to 2; x and y unit and the x range become the first curve's.
   /// False, with nothing changed but the status, when it fails. Never allocates more than the

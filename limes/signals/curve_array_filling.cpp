@@ -43,7 +43,7 @@ bool PutCopy(std::unique_ptr<CSigCurveExt>& slot, const CSigCurve& curve, float 
 
 int CSigCurveArray::Deliver(const CSigCurve& curve, float t) {
   const std::int64_t index = std::int64_t{lastDelivered_} + 1;
-  const std::int64_t capacity = Kapazitaet();
+  const std::int64_t capacity = SlotCapacity();
   if (index >= capacity && !Reserve(std::max(kFirstSlots, 2 * capacity))) {
     return -1;
   }
@@ -115,7 +115,7 @@ int CSigCurveArray::KurveSetzen(int i, const CSigCurveExt& curve, float t) {
 
 void CSigCurveArray::KurvenKomplett(int n) {
   if (n > 0) {
-    lastDelivered_ = std::min(n, Kapazitaet()) - 1;
+    lastDelivered_ = std::min(n, SlotCapacity()) - 1;
   }
   count_ = lastDelivered_ + 1;
   TakeVBereich();

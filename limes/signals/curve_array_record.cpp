@@ -92,7 +92,7 @@ bool Plausible(const detail::RecordReader& in, const SArrayHead& head) {
 
 bool CSigCurveArray::DateiExport(CFileStream& file) const { return Export(file, false); }
 
-bool CSigCurveArray::DateiExportRaw(CFileStream& file) const { return Export(file, true); }
+bool CSigCurveArray::ExportRaw(CFileStream& file) const { return Export(file, true); }
 
 bool CSigCurveArray::Export(CFileStream& file, bool raw) const {
   detail::RecordWriter start;

@@ -345,7 +345,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   /// do not cut, kUnion takes over the other's pairs outside, kUnionOfZeros inserts all new pairs
   /// with y = 0.0.
   /// No effect when the other is not marked sorted and memory for a sorted copy is short.
-  // kept: runs whose x ranges do not touch give an empty run, for the unions too; see Vereinigen
+  // kept: runs whose x ranges do not touch give an empty run, for the unions too; see UnionWith
   void Verrechnen(const CSigPairs& other, int code);
 
   /// Sorts this run and gives the tolerance of a combination; false when either run is empty, the
@@ -353,7 +353,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   bool OperationVorbereiten(const CSigPairs& other, float& tol);
 
   /// The union of Verrechnen for any two runs, whether they touch or not.
-  void Vereinigen(const CSigPairs& other);
+  void UnionWith(const CSigPairs& other);
 
   CSigPairs& operator|=(const CSigPairs& other);
   CSigPairs& operator&=(const CSigPairs& other);

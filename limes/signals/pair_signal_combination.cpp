@@ -279,13 +279,13 @@ void CSigPairs::CutTo(const CSigPairs& other, float tol) {
   }
 }
 
-void CSigPairs::Vereinigen(const CSigPairs& other) {
+void CSigPairs::UnionWith(const CSigPairs& other) {
   if (&other == this || !other.Gueltig()) {
     return;
   }
   if (!other.sorted_) {
     if (const auto copy = SortedCopy(other)) {
-      Vereinigen(*copy);
+      UnionWith(*copy);
     }
     return;
   }

@@ -122,7 +122,7 @@ void CPolygonCodierung::KurveBegrenzen(CSigCurve* curve, int mode) const {
   Apply(curve, mode, 0.0F, 0.0F, false);
 }
 
-void CPolygonCodierung::KurveBegrenzenFlach(CSigCurve* curve, int mode) const {
+void CPolygonCodierung::LimitCurveFlat(CSigCurve* curve, int mode) const {
   Apply(curve, mode, 0.0F, 0.0F, true);
 }
 

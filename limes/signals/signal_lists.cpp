@@ -237,11 +237,11 @@ void CSigCurveList::SortByDate() {
   });
 }
 
-int CSigPairsList::FindNummer(std::int32_t number, int start) const {
+int CSigPairsList::FindNumber(std::int32_t number, int start) const {
   return FindIf(start, [&](std::size_t i) { return Signals()[i]->Nummer() == number; });
 }
 
-void CSigPairsList::SortByNummer() {
+void CSigPairsList::SortByNumber() {
   Sort([this](std::size_t a, std::size_t b) {
     return Signals()[a]->Nummer() < Signals()[b]->Nummer();
   });

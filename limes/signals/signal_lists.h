@@ -122,10 +122,10 @@ class LIMES_EXPORT CSigCurveList : public detail::SignalList<CSigCurveExt> {
 class LIMES_EXPORT CSigPairsList : public detail::SignalList<CSigPairs> {
  public:
   /// Index of the first signal of that number from start on, -1 when there is none. O(n).
-  int FindNummer(std::int32_t number, int start = 0) const;
+  int FindNumber(std::int32_t number, int start = 0) const;
 
   /// Sorts by number; equal ones keep their order. O(n log n).
-  void SortByNummer();
+  void SortByNumber();
 };
 
 /// The curves of one tested part, in lists by key. One thread at a time.

@@ -108,7 +108,7 @@ std::int64_t CSigPairsTm::Float2Time(float x, std::int64_t start, std::int64_t e
   return CTimeFloatScaling(start, end).ToTime(x);
 }
 
-std::int64_t CSigPairsTm::ZeitpunktGerundet(std::uint32_t i) const {
+std::int64_t CSigPairsTm::RoundedTimeAt(std::uint32_t i) const {
   const double seconds = std::round(double{Punkt(i)} * scaling_.Span());
   return std::isnan(seconds) ? StartZeit() : SaturatingSum(StartZeit(), TruncToInt64(seconds));
 }

@@ -77,7 +77,7 @@ class LIMES_EXPORT CSigPairsTm : public CSigPairs {
   std::int64_t Zeitpunkt(std::uint32_t i) const { return Float2Time(Punkt(i)); }
 
   /// As Zeitpunkt, to the nearest second.
-  std::int64_t ZeitpunktGerundet(std::uint32_t i) const;
+  std::int64_t RoundedTimeAt(std::uint32_t i) const;
 
   /// Time of the first and of the last pair; start or end without pairs.
   std::int64_t ErsteZeit() const { return Gueltig() ? Zeitpunkt(0) : StartZeit(); }

@@ -119,7 +119,7 @@ void BindCurveArray(py::module_& module) {
       .def(
           "DateiExport",
           [](const Array& a) {
-            return WrittenBytes([&](CMemoryStream& file) { return a.DateiExportRaw(file); });
+            return WrittenBytes([&](CMemoryStream& file) { return a.ExportRaw(file); });
           },
           "The file record with the values unchanged.")
       .def_static(

@@ -167,7 +167,7 @@ std::unique_ptr<CSigCurveExt> Fitted(const CSigCurveExt& curve, const CSigCurveE
   using Binning = CSigCurveAssistent::Binning;
   auto out = std::make_unique<CSigCurveExt>();
   const Binning binning = maximum ? Binning::kMaximum : Binning::kMean;
-  if (!CSigCurveAssistent::AnpassenAn(curve, grid, *out, binning)) {
+  if (!CSigCurveAssistent::FitTo(curve, grid, *out, binning)) {
     throw py::value_error("the curve has nothing in common with the grid");
   }
   return out;

@@ -46,7 +46,7 @@ void BindDefects(py::module_& module) {
           [](Report& r, float average) { r.Average(average); })
       .def_property(
           "priority", [](const Report& r) { return r.Prioritaet(); },
-          [](Report& r, std::int32_t priority) { r.PrioritaetSetzen(priority); })
+          [](Report& r, std::int32_t priority) { r.SetPriority(priority); })
       .def_property(
           "group", [](const Report& r) { return r.Gruppe(); },
           [](Report& r, std::int32_t group) { r.Gruppe(group); })
@@ -76,16 +76,16 @@ void BindDefects(py::module_& module) {
             return *report;
           },
           py::return_value_policy::reference_internal, "Takes the next free report.")
-      .def("Kapazitaet", &Folder::Kapazitaet)
+      .def("SlotCapacity", &Folder::SlotCapacity)
       .def("__len__", [](const Folder& f) { return f.Anzahl(); })
       .def("__getitem__", &ReportAt, py::return_value_policy::reference_internal, py::arg("index"))
       .def("Ordnen", &Folder::Ordnen)
       .def(
-          "Geordnet",
+          "Ordered",
           [](Folder& f) {
             py::list ordered;
             for (int i = 0; i < f.Anzahl(); ++i) {
-              ordered.append(py::cast(f.Geordnet(i), py::return_value_policy::reference_internal,
+              ordered.append(py::cast(f.Ordered(i), py::return_value_policy::reference_internal,
                                       py::cast(&f)));
             }
             return ordered;

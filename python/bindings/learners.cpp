@@ -143,7 +143,7 @@ void BindValueLearner(py::module_& module) {
             });
           },
           py::arg("values"), "Learns one value after the other.")
-      .def("Beurteilen", &LockedValue::Beurteilen, py::arg("value"))
+      .def("Judge", &LockedValue::Judge, py::arg("value"))
       .def("GrenzenGrenzen", &LockedValue::GrenzenGrenzen, py::arg("lower"), py::arg("upper"))
       .def("NrGelernt", &LockedValue::NrGelernt)
       .def("Mittelwert", &LockedValue::Mittelwert)
@@ -206,23 +206,22 @@ void BindCurveLearner(py::module_& module) {
       .def("NeueMessung", &LearnCurve, py::arg("curve"),
            "Learns one curve; ValueError when it does not fit the template.")
       .def(
-          "GrenzeAktualisieren",
+          "UpdateLimit",
           [](LockedCurve& t) {
-            const bool formed = Exclusively(t, kLongLoop, [](CKurvenLernWerkzeug& plain) {
-              return plain.GrenzeAktualisieren() != 0;
-            });
+            const bool formed = Exclusively(
+                t, kLongLoop, [](CKurvenLernWerkzeug& plain) { return plain.UpdateLimit() != 0; });
             if (!formed) {
               throw py::value_error("nothing is learnt yet");
             }
           },
           "Forms the limit of what is learnt.")
       .def(
-          "Beurteilen",
+          "Judge",
           [](LockedCurve& t, const CSigCurveExt& curve) {
             RequireFit(t.Mittelwert(), curve);
             const Hold hold(curve);
             return Exclusively(t, curve.DLen(), [&](const CKurvenLernWerkzeug& plain) {
-              return plain.Beurteilen(curve);
+              return plain.Judge(curve);
             });
           },
           py::arg("curve"), "Judges a curve by the limit as it was last formed.")
@@ -234,7 +233,7 @@ void BindCurveLearner(py::module_& module) {
       .def("GrenzParameterText", &LockedCurve::GrenzParameterText)
       .def("Sockel", &LockedCurve::Sockel)
       .def("Faktor", &LockedCurve::Faktor)
-      .def("Breite", &LockedCurve::Breite);
+      .def("Width", &LockedCurve::Width);
   BindState<CKurvenLernWerkzeug>(tool);
 }
 
@@ -272,11 +271,11 @@ void BindTrackLearner(py::module_& module) {
           },
           "Forms the limit of what is learnt.")
       .def(
-          "Beurteilen",
+          "Judge",
           [](LockedTrack& t, const CSigCurveExt& curve) {
             RequireFit(t.Mittelwert(), curve);
-            return Exclusively(
-                t, 0, [&](const CTrackLernWerkzeug& plain) { return plain.Beurteilen(curve); });
+            return Exclusively(t, 0,
+                               [&](const CTrackLernWerkzeug& plain) { return plain.Judge(curve); });
           },
           py::arg("curve"), "Judges a curve where enough curves were learnt.")
       .def_property(
@@ -293,8 +292,8 @@ void BindTrackLearner(py::module_& module) {
                 t, 0, [](CTrackLernWerkzeug& plain) { return CopyOf(plain.StdAbwKurve()); });
           },
           "A copy of the spread.")
-      .def("Lernzahlen", [](const LockedTrack& t) {
-        const auto counts = t.Lernzahlen();
+      .def("LearnCounts", [](const LockedTrack& t) {
+        const auto counts = t.LearnCounts();
         return py::array_t<std::uint32_t>(static_cast<py::ssize_t>(counts.size()), counts.data());
       });
   BindState<CTrackLernWerkzeug>(tool);

@@ -58,7 +58,7 @@ py::object ValuesAt(const CSigPairsTm& pairs, const py::object& times) {
 py::object Times(const CSigPairsTm& pairs) {
   py::array_t<std::int64_t> times(static_cast<py::ssize_t>(pairs.NPaare()));
   for (std::uint32_t i = 0; i < pairs.NPaare(); ++i) {
-    times.mutable_at(i) = pairs.ZeitpunktGerundet(i);
+    times.mutable_at(i) = pairs.RoundedTimeAt(i);
   }
   return times.attr("view")("datetime64[s]");
 }

@@ -76,8 +76,8 @@ void BindChanges(py::class_<CSigPairs>& pairs) {
           "Glaetten", [](Pairs& p, float w) { Changed(p, [w](Pairs& q) { q.Glaetten(w); }); },
           py::arg("width"), "Means of the values nearer than the width in x.")
       .def(
-          "Vereinigen",
-          [](Pairs& p, const Pairs& o) { Changed(p, [&o](Pairs& q) { q.Vereinigen(o); }); },
+          "UnionWith",
+          [](Pairs& p, const Pairs& o) { Changed(p, [&o](Pairs& q) { q.UnionWith(o); }); },
           py::arg("other"), "The union of both runs, whether they touch or not.")
       .def(
           "__add__", [](const Pairs& a, const Pairs& b) { return a + b; }, py::is_operator())

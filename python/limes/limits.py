@@ -116,11 +116,11 @@ class CurveLimit(_Saved):
 
     def judge(self, part: _limes.CSigCurveExt) -> _limes.SCurveJudgement:
         """Judges a part, fitted to the grid where it needs to be; ValueError for other units."""
-        return self.tool.Beurteilen(self.tool.Fitted(part))
+        return self.tool.Judge(self.tool.Fitted(part))
 
     def _form(self) -> None:
         if self.count > 0:
-            self.tool.GrenzeAktualisieren()
+            self.tool.UpdateLimit()
 
     def _repr_html_(self) -> str:
         return plots.limit_plot(self.mean, self.limit, f"{self.count} parts learnt")
@@ -142,14 +142,14 @@ class TrackLimit(_Saved):
     @property
     def counts(self) -> npt.NDArray[np.uint32]:
         """Parts learnt, point by point."""
-        return self.tool.Lernzahlen()
+        return self.tool.LearnCounts()
 
     def learn(self, part: _limes.CSigCurveExt) -> None:
         self.tool.NeueMessung(part)
         self._form()
 
     def judge(self, part: _limes.CSigCurveExt) -> _limes.SCurveJudgement:
-        return self.tool.Beurteilen(part)
+        return self.tool.Judge(part)
 
     def _form(self) -> None:
         if self.tool.HatGelernt():
@@ -184,7 +184,7 @@ class ValueLimit(_Saved):
         self.tool.NeueMessung(value)
 
     def judge(self, value: float) -> _limes.SValueJudgement:
-        return self.tool.Beurteilen(value)
+        return self.tool.Judge(value)
 
 
 def learn(curves: Iterable[_limes.CSigCurveExt], rule: Rule = Rule()) -> CurveLimit:

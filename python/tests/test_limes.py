@@ -200,7 +200,7 @@ def test_defects():
         report = folder.Naechster()
         report.name, report.priority = name, priority
     folder.Ordnen()
-    assert [r.name for r in folder.Geordnet()] == ["high", "low"]
+    assert [r.name for r in folder.Ordered()] == ["high", "low"]
     assert folder[-1].name == "high"
 
 

@@ -55,7 +55,7 @@ TEST(Polygon, SearchFindsWhatTheScanFinds) {
     }
     CSigCurve curve = MakeRamp(5);  // any x: nothing outside the values is touched
     for (int mode = 0; mode <= 4; ++mode) {
-      polygon.KurveBegrenzenFlach(&curve, mode);
+      polygon.LimitCurveFlat(&curve, mode);
       polygon.HutAufsetzen(&curve, 1, 1);
     }
     CPolygonCodierung turned = polygon;
@@ -86,9 +86,9 @@ TEST(Polygon, CurveTable) {
       CASE(({1.9F, 8, 2.1F, 6}), KurveBegrenzen(&c, 4), 0, 1, 7, 3, 4, 5),
       CASE(({3, 8, 1, 6}), KurveBegrenzen(&c, 4), 0, 1, 2, 3, 4, 5),
       CASE(({7, 1, 9, 1}), KurveBegrenzen(&c, 0), 0, 1, 2, 3, 4, 5),
-      CASE(({7, 1, 9, 1}), KurveBegrenzenFlach(&c, 0), 0, 1, 1, 1, 1, 1),
-      CASE(({-9, 9, -8, 8}), KurveBegrenzenFlach(&c, 2), 8, 8, 8, 8, 8, 8),
-      CASE(({-9, 9, -8, 8}), KurveBegrenzenFlach(&c, 4), 0, 1, 2, 3, 4, 5),
+      CASE(({7, 1, 9, 1}), LimitCurveFlat(&c, 0), 0, 1, 1, 1, 1, 1),
+      CASE(({-9, 9, -8, 8}), LimitCurveFlat(&c, 2), 8, 8, 8, 8, 8, 8),
+      CASE(({-9, 9, -8, 8}), LimitCurveFlat(&c, 4), 0, 1, 2, 3, 4, 5),
       CASE(({}), KurveBegrenzen(&c, 2), 0, 1, 2, 3, 4, 5),
       CASE(({1, 8, 3, 6}), HutAufsetzen(&c, 1, 1), 0, 1, 9, 8, 7, 5),
       CASE(({0, 0, 60, 60}), KurveBilden(&c), 0, 10, 20, 30, 40, 50),

@@ -114,7 +114,7 @@ Floats PlainGrid(const CSigCurveArray& array, std::size_t width, std::size_t hei
 }
 
 Floats GridOf(const Tool& tool) {
-  return Floats(tool.PZeile(0), tool.PZeile(0) + std::size_t{tool.Breite()} * tool.Hoehe());
+  return Floats(tool.PZeile(0), tool.PZeile(0) + std::size_t{tool.Width()} * tool.Height());
 }
 
 /// Curves of n values and of others, at rising T, some slots empty.
@@ -237,9 +237,9 @@ TEST(Resample, GridRefusesWhatItCannotShow) {
   EXPECT_NE(tool.PPunkt(3, 2), before.PPunkt(3, 2)) << "copies are deep";
   EXPECT_EQ(tool.PPunkt(4, 0), nullptr);
   ASSERT_TRUE(tool.Adjust1dPuffer(100));
-  const float* const line = tool.Zeilenpuffer();
+  const float* const line = tool.LineBuffer();
   ASSERT_TRUE(tool.Adjust1dPuffer(200));
-  EXPECT_EQ(tool.Zeilenpuffer(), line) << "twice was taken";
+  EXPECT_EQ(tool.LineBuffer(), line) << "twice was taken";
 }
 
 TEST(Resample, KeepsOneStepBetweenFilledRowsAndTheLastSamplesUnseen) {

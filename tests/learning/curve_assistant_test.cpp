@@ -29,14 +29,14 @@ TEST(CurveAssistant, RegionsOfExcess) {
   const CSigCurveExt limit = MakeExt(Floats(10, 5.0F));
   CSigCurveExt k = MakeExt({6, 5, 7, 9, 9, NAN, 8, 1, INFINITY, 6});
   std::vector<SCurveExcess> regions(7);
-  ASSERT_TRUE(Assistant::Ueberschreitungen(k, limit, regions));
+  ASSERT_TRUE(Assistant::Excesses(k, limit, regions));
   EXPECT_EQ(Shown(regions),
             "0 0 1 at 0 0 1 6 5 0 0 2 4 3 at 3 3 4 9 5 0 0 6 6 1 at 6 6 3 8 5 0 0 "
             "8 9 2 at 8 8 inf inf 5 0 0");
   k.SetVMinMax(3.0F, 6.0F);
-  ASSERT_TRUE(Assistant::Ueberschreitungen(k, limit, regions));
+  ASSERT_TRUE(Assistant::Excesses(k, limit, regions));
   EXPECT_EQ(Shown(regions), "3 4 2 at 3 3 4 9 5 0 0 6 6 1 at 6 6 3 8 5 0 0");
-  ASSERT_TRUE(Assistant::Ueberschreitungen(CSigCurve(), limit, regions));
+  ASSERT_TRUE(Assistant::Excesses(CSigCurve(), limit, regions));
   EXPECT_TRUE(regions.empty());
 }
 
@@ -71,18 +71,18 @@ TEST(CurveAssistant, RegionsOfALearntLimit) {
   tool.Vorlage(&k);
   tracks.Vorlage(&k);
   tool.Neustart(10000);
-  ASSERT_TRUE(tool.Ueberschreitungen(k, regions));
+  ASSERT_TRUE(tool.Excesses(k, regions));
   for (const float y : {9.0F, 11.0F, 9.0F, 11.0F, 9.0F, 11.0F}) {
     CSigCurveExt part = MakeExt(Floats(8, y));
     tool.NeueMessung(tool.NrGelernt() < 2 ? &part : nullptr);
     part.SetVMinMax(0.0F, 5.0F);  // never learnt at x = 7
     tracks.NeueMessung(&part);
   }
-  tool.GrenzeAktualisieren();
+  tool.UpdateLimit();
   tracks.GrenzeBilden();
-  ASSERT_TRUE(tool.Ueberschreitungen(k, regions));
+  ASSERT_TRUE(tool.Excesses(k, regions));
   EXPECT_EQ(Shown(regions), "1 2 2 at 2 2 3 15 12 10 1 7 7 1 at 7 7 8 20 12 10 1");
-  ASSERT_TRUE(tracks.Ueberschreitungen(k, regions));
+  ASSERT_TRUE(tracks.Excesses(k, regions));
   EXPECT_EQ(Shown(regions), "1 2 2 at 2 2 2.80658 15 12.1934 10.0025 1.09546")
       << "the spread of tracks is without bias";
 }
@@ -119,10 +119,10 @@ TEST(CurveAssistant, DerivativeUndoesTheIntegral) {
                   Assistant::Integral(c, 1.0F, 0.5F), Assistant::Integral(c, 5.0F, 9.0F),
                   Assistant::Integral(c, NAN, 9.0F)),
             "5 12 0 0 0");
-  ASSERT_TRUE(Assistant::IntegralKurve(c));
+  ASSERT_TRUE(Assistant::IntegralCurve(c));
   EXPECT_EQ(Shown(c), "1 3 6 12");
   EXPECT_EQ(c.YUnit(), CMeasuringUnit(commonUnits::metre, 3));
-  ASSERT_TRUE(Assistant::Ableiten(c));
+  ASSERT_TRUE(Assistant::Derive(c));
   EXPECT_EQ(Shown(c), "4 5 9 12");
   EXPECT_EQ(c.YUnit(), CMeasuringUnit(commonUnits::metrePerSecond, 3));
   const char16_t* const units[][4] = {{u"rad/s^2", u"s", u"rad/s", u"-"},
@@ -134,12 +134,12 @@ TEST(CurveAssistant, DerivativeUndoesTheIntegral) {
     c.SetXUnit(CMeasuringUnit::FromText(x));
     c.SetYUnit(CMeasuringUnit::FromText(y));
     CSigCurveExt integral = c;
-    ASSERT_TRUE(Assistant::IntegralKurve(integral) && Assistant::Ableiten(c));
+    ASSERT_TRUE(Assistant::IntegralCurve(integral) && Assistant::Derive(c));
     EXPECT_EQ(integral.YUnit().prefixunit(), integrated) << WideToUtf8(y);
     EXPECT_EQ(c.YUnit().prefixunit(), derived) << WideToUtf8(y);
   }
   CSigCurveExt one = MakeExt({7});
-  EXPECT_TRUE(Assistant::Ableiten(one) && Shown(one) == "0");
+  EXPECT_TRUE(Assistant::Derive(one) && Shown(one) == "0");
 }
 
 TEST(CurveAssistant, MeansOverCurvesAndTheirRefusals) {
@@ -148,14 +148,14 @@ TEST(CurveAssistant, MeansOverCurvesAndTheirRefusals) {
   CSigCurveExt out = MakeExt({8});
   const Floats weights = {1, 3};
   const CSigCurveExt* curves[] = {&a, &b};
-  ASSERT_TRUE(Assistant::GewichtetesMittel(curves, weights, b));
+  ASSERT_TRUE(Assistant::WeightedMean(curves, weights, b));
   EXPECT_EQ(Shown(b), "4 5 6") << "into one of them";
   b.SetVIMinMax(1, 2);
   CSigCurveExt spread;
-  ASSERT_TRUE(Assistant::MittelUndStreuung(curves, out, spread));
+  ASSERT_TRUE(Assistant::MeanAndSpread(curves, out, spread));
   EXPECT_EQ(Shown(out, out.IMin(), spread), "0 3.5 4.5 1 0 1.5 1.5");
   const CSigCurveExt* turned[] = {&b, &a};
-  EXPECT_TRUE(Assistant::MittelUndStreuung(turned, out, spread) && out.IMin() == 1);
+  EXPECT_TRUE(Assistant::MeanAndSpread(turned, out, spread) && out.IMin() == 1);
 
   using Curves = std::vector<const CSigCurveExt*>;
   const CSigCurveExt longer = MakeExt({1, 2, 3, 4});
@@ -167,17 +167,17 @@ TEST(CurveAssistant, MeansOverCurvesAndTheirRefusals) {
                                {{}, {}},
                                {{&a, &b}, {1, -1}},
                                {{&a, &b}, {1}}}) {
-    EXPECT_FALSE(Assistant::GewichtetesMittel(bad, w, out));
+    EXPECT_FALSE(Assistant::WeightedMean(bad, w, out));
   }
-  EXPECT_FALSE(Assistant::MittelUndStreuung(Curves{&a, &longer}, out, spread));
+  EXPECT_FALSE(Assistant::MeanAndSpread(Curves{&a, &longer}, out, spread));
   EXPECT_EQ(out.DLen(), 3U) << "unchanged";
 
   CSigCurveArray array;
-  EXPECT_FALSE(Assistant::Summe(array, out) || Assistant::Schnitt(array, 1.0F, out));
+  EXPECT_FALSE(Assistant::Summe(array, out) || Assistant::Section(array, 1.0F, out));
   array.ErsteKurve(a), array.WeitereKurve(MakeExt({5, 0, 7}), 2.0F), array.KurvenKomplett();
   ASSERT_TRUE(Assistant::Summe(array, out) && Assistant::Maximum(array, spread));
   EXPECT_EQ(Shown(out, spread), "6 2 10 5 2 7");
-  ASSERT_TRUE(Assistant::Schnitt(array, 2.0F, out) && !Assistant::Schnitt(array, 9.0F, out));
+  ASSERT_TRUE(Assistant::Section(array, 2.0F, out) && !Assistant::Section(array, 9.0F, out));
   EXPECT_EQ(Shown(out), "3 7");
 }
 
@@ -186,9 +186,9 @@ TEST(CurveAssistant, BoundsByLimitCurves) {
   const CSigCurveExt lower = MakeExt({0, 0, 0, 9, 0});
   CSigCurveExt upper = MakeExt({1, 1, 1, 1, 1});
   upper.SetVIMinMax(0, 3);
-  ASSERT_TRUE(Assistant::Begrenzen(c, lower, upper));
+  ASSERT_TRUE(Assistant::ClampBetween(c, lower, upper));
   EXPECT_EQ(Shown(c), "0 1 nan 1 5") << "the upper limit wins where it is";
-  EXPECT_FALSE(Assistant::Begrenzen(c, lower, MakeExt({1})));
+  EXPECT_FALSE(Assistant::ClampBetween(c, lower, MakeExt({1})));
 }
 
 // ---- Text

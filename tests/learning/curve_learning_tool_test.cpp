@@ -37,11 +37,11 @@ TEST(CurveLearningTool, LearnsMeanSpreadAndLimit) {
   for (const float y : {1.0F, 2.0F, 3.0F}) {
     Learn(tool, MakeExt({y, 2.0F, -y, 2.0F * y}));
   }
-  EXPECT_EQ(tool.StandardAbwBilden() + tool.GrenzeAktualisieren(), 2);
+  EXPECT_EQ(tool.StandardAbwBilden() + tool.UpdateLimit(), 2);
   EXPECT_EQ(Shown(tool.NrGelernt(), *tool.StandardAbw()), "3 0.816496 0 0.816496 1.63299");
   EXPECT_EQ(Shown(*tool.Grenzkurve()), "4.94949 2.5 0.94949 9.39898");
   tool.Bildungsregel(1.0F, 0.0F, 0.0F);
-  tool.GrenzeAktualisieren();
+  tool.UpdateLimit();
   EXPECT_EQ(Shown(*tool.Grenzkurve()), "3 3 -1 5");
 }
 
@@ -56,7 +56,7 @@ TEST(CurveLearningTool, DeviationsTakeOppositeReferences) {
   };
   EXPECT_EQ(largest(MakeExt({1, 2})), "0 0 at 0 0 0 rms 0 0") << "nothing learnt";
   Learn(tool, MakeExt(Floats(9, 10.0F)));
-  tool.GrenzeAktualisieren();
+  tool.UpdateLimit();
   EXPECT_EQ(largest(MakeExt(Floats(9, 8.0F))), "-7 -2 at 0 8 10 rms 0 0");
   EXPECT_EQ(largest(MakeExt({8, 8, 8, 8, 13, 8, 13, 8, 8})), "-2 3 at 4 13 10 rms 1.41421 0");
   CSigCurveExt part = MakeExt({8, 8, 8, 8, 13, 8, 8, 8, 8});
@@ -75,10 +75,10 @@ TEST(CurveLearningTool, JudgesInThreeStates) {
   const CSigCurveExt good = MakeExt({1, 1, 1, 1});
   CKurvenLernWerkzeug tool = Tool(good, 1.0F, 3.0F);
   const std::string none = Shown(SCurveJudgement());
-  EXPECT_EQ(Shown(tool.Beurteilen(good)), none) << "nothing learnt";
+  EXPECT_EQ(Shown(tool.Judge(good)), none) << "nothing learnt";
   Learn(tool, good);
-  EXPECT_EQ(Shown(tool.Beurteilen(good)), none) << "no limit formed yet";
-  tool.GrenzeAktualisieren();
+  EXPECT_EQ(Shown(tool.Judge(good)), none) << "no limit formed yet";
+  tool.UpdateLimit();
   const std::pair<CSigCurveExt, std::string> cases[] = {
       {MakeExt({2, 1, 1, 1}), "pass 1 0 3 at 0 0 0 2 2 1 0"},
       {MakeExt({2, 1, NAN, 1}), none},
@@ -87,11 +87,11 @@ TEST(CurveLearningTool, JudgesInThreeStates) {
       {MakeExt({9}, 50.0F), none},
       {CSigCurveExt(), none}};
   for (const auto& [k, expected] : cases) {
-    EXPECT_EQ(Shown(tool.Beurteilen(k)), expected) << Shown(k);
+    EXPECT_EQ(Shown(tool.Judge(k)), expected) << Shown(k);
   }
   tool.Neustart(10000);
   Learn(tool, good);
-  EXPECT_EQ(Shown(tool.Beurteilen(good)), none) << "the limit is of before";
+  EXPECT_EQ(Shown(tool.Judge(good)), none) << "the limit is of before";
 }
 
 TEST(CurveLearningTool, WithoutTemplateNothingHappens) {
@@ -140,7 +140,7 @@ TEST(CurveLearningTool, KeepsWhatHostsRelyOn) {
   const auto names = [&] { return Shown(copy.Name(), copy.Grenzkurve()->Name()); };
   EXPECT_TRUE(copy.GrenzeBilden() == 1 && names() == "Limes-lim Limes-lim") << names();
   EXPECT_TRUE(copy.GrenzeBilden() == 1 && names() == "Limes-lim-lim Limes-lim-lim") << names();
-  EXPECT_TRUE(copy.GrenzeAktualisieren() == 1 && names() == "Limes-lim-lim Limes-lim-lim");
+  EXPECT_TRUE(copy.UpdateLimit() == 1 && names() == "Limes-lim-lim Limes-lim-lim");
 
   std::vector<std::uint32_t> words(500);
   CSerializer out(words.data(), 500, 0);
@@ -161,7 +161,7 @@ TEST(CurveLearningTool, KeepsMisalignedAdditionOfUnfittedCurves) {
   Learn(tool, second);
   EXPECT_EQ((*tool.Mittelwert())[8], 2.5F);  // half of the value at 5, not of that at 8
   CSigCurveExt fitted;
-  ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(second, *tool.Mittelwert(), fitted));
+  ASSERT_TRUE(CSigCurveAssistent::FitTo(second, *tool.Mittelwert(), fitted));
   Learn(tool, fitted);
   EXPECT_FLOAT_EQ((*tool.Mittelwert())[8], 2.5F * 2.0F / 3.0F + 8.0F / 3.0F);
   // Of another step: point after point of the mean takes what the curve has one of its steps on.
@@ -202,7 +202,7 @@ TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
     learn(*tool.Mittelwert(), 0.25F, mean);
     tool.Bildungsregel(0.5F, 3.0F, 0.0F);
     tool.ExterneLernzahl(2);
-    ASSERT_EQ(tool.GrenzeAktualisieren(), 1);
+    ASSERT_EQ(tool.UpdateLimit(), 1);
     CSigCurveExt limit = mean;
     limit.CopyData(meanSquare);
     limit.SubtractSquared(mean);
@@ -225,7 +225,7 @@ TEST(CurveLearningTool, WideningReachesAsManyPointsAsTheIndexOfItsPlace) {
   for (const auto& c : cases) {
     CKurvenLernWerkzeug tool = Tool(MakeExt(peak), 0.0F, 1.0F, c.width);
     Learn(tool, MakeExt(peak));
-    tool.GrenzeAktualisieren();
+    tool.UpdateLimit();
     Floats expected = peak;
     std::fill(&expected[c.from], &expected[c.to + 1], 1.0F);
     EXPECT_EQ(Difference(tool.Grenzkurve()->Values(), expected), "") << c.width;
@@ -262,18 +262,18 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
                {MakeExt(fine, 0.0F, 0.5F), "1 4 8 0 0 0 0 2"},
                {MakeExt(fine, 0.0F, 0.5F), "1 5 9 0 0 0 0 2", Binning::kMaximum}};
   CSigCurveExt fitted = MakeExt({7});
-  EXPECT_FALSE(CSigCurveAssistent::AnpassenAn(MakeExt({1, 2}, 50.0F), raster, fitted));
-  EXPECT_FALSE(CSigCurveAssistent::AnpassenAn(CSigCurve(), raster, fitted));
+  EXPECT_FALSE(CSigCurveAssistent::FitTo(MakeExt({1, 2}, 50.0F), raster, fitted));
+  EXPECT_FALSE(CSigCurveAssistent::FitTo(CSigCurve(), raster, fitted));
   EXPECT_EQ(Shown(fitted), "7") << "unchanged";
   for (const auto& c : cases) {
-    ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(c.k, raster, fitted, c.binning));
+    ASSERT_TRUE(CSigCurveAssistent::FitTo(c.k, raster, fitted, c.binning));
     EXPECT_EQ(Shown(fitted, fitted.IMin(), fitted.IMax()), c.fitted);
   }
   CSigCurve plain = test::MakeCurve(fine, 0.0F, 6.0F);
   plain.SetYUnit(u"Pa");
-  ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(plain, raster, fitted));
+  ASSERT_TRUE(CSigCurveAssistent::FitTo(plain, raster, fitted));
   EXPECT_EQ(Shown(fitted, fitted.IMax(), fitted.YUnit().mainunit()), "1 3 5 7 9 1 5 Pa");
-  ASSERT_TRUE(CSigCurveAssistent::AnpassenAn(fitted, MakeExt({7}), fitted));
+  ASSERT_TRUE(CSigCurveAssistent::FitTo(fitted, MakeExt({7}), fitted));
   EXPECT_EQ(fitted.DLen(), 1U);
 }
 

@@ -85,7 +85,7 @@ TYPED_TEST(MergeOf, EqualsLearningOneAfterTheOther) {
     }
     ASSERT_EQ(first.Merge(second), MergeStatus::kOk);
     if constexpr (kIsTrack) {
-      EXPECT_EQ(Shown(first.Lernzahlen()), Shown(straight.Lernzahlen()));
+      EXPECT_EQ(Shown(first.LearnCounts()), Shown(straight.LearnCounts()));
     } else {
       EXPECT_EQ(Shown(first.NrGelernt(), first.Generator().GetTime()),
                 Shown(straight.NrGelernt(), straight.Generator().GetTime()));

@@ -78,7 +78,7 @@ TYPED_TEST(LearnState, ContentIsCheckedBehindAGoodChecksum) {
       EXPECT_LT(probe.IMin(), std::int64_t{probe.DLen()});
       probe.ResetVMinMax();
       tool.GrenzeBilden();
-      tool.Beurteilen(probe);
+      tool.Judge(probe);
       tool.NeueMessung(&probe);
       tool.Merge(tool);
     }
@@ -125,7 +125,7 @@ TEST(LearnState, LearningGoesOnAsIfNothingHadHappened) {
   k = 3.0F;
   for (CKurvenLernWerkzeug* tool : {&straight, &resumed}) {
     tool->NeueMessung(&k);
-    EXPECT_EQ(tool->GrenzeAktualisieren(), 1);
+    EXPECT_EQ(tool->UpdateLimit(), 1);
   }
   EXPECT_EQ(test::Written(straight, kWrite), test::Written(resumed, kWrite));
   EXPECT_EQ(test::Difference(straight.Grenzkurve()->Values(), resumed.Grenzkurve()->Values()), "");

@@ -82,9 +82,9 @@ TEST(LearningLimitValue, ComparesAndJudges) {
   CLernenderGrenzwert limit;
   EXPECT_FALSE(limit.GrenzeVorhanden());
   const auto judged = [&](float x) {
-    return Shown(limit > x, limit < x, limit.Beurteilen(x).verdict, limit.Beurteilen(x).deviation);
+    return Shown(limit > x, limit < x, limit.Judge(x).verdict, limit.Judge(x).deviation);
   };
-  EXPECT_EQ(limit.Beurteilen(1.0F).verdict, Verdict::kNotJudged);
+  EXPECT_EQ(limit.Judge(1.0F).verdict, Verdict::kNotJudged);
   const std::tuple<double, float, const char*> cases[] = {
       {2.0, 1.0F, "1 0 pass -1"},      {2.0, 2.0F, "0 0 pass 0"},
       {2.0, 2.5F, "0 1 fail 0.5"},     {2.0, NAN, "0 0 not judged 0"},

@@ -93,7 +93,7 @@ TEST(TrackLearningTool, OnePassGivesTheBitsOfThePoints) {
       }
     }
     ASSERT_TRUE(tool.GrenzeBilden());
-    EXPECT_EQ(Shown(tool.Lernzahlen()), Shown(counts));
+    EXPECT_EQ(Shown(tool.LearnCounts()), Shown(counts));
     EXPECT_EQ(test::Difference(tool.Mittelwert()->Values(), m), "");
     EXPECT_EQ(test::Difference(tool.QuadratMW()->Values(), q), "");
     int first = 0;
@@ -129,13 +129,13 @@ TEST(TrackLearningTool, RefusesWhatDoesNotFit) {
   EXPECT_TRUE(nothing());
   EXPECT_EQ(ThrownBy(tool, &k), 0);
   tool.Neustart();
-  EXPECT_TRUE(nothing() && tool.Lernzahlen()[3] == 0);
+  EXPECT_TRUE(nothing() && tool.LearnCounts()[3] == 0);
 }
 
 TEST(TrackLearningTool, JudgesOnlyWhereEnoughWasLearnt) {
   CTrackLernWerkzeug tool = Tool(Track(20, 0, 19, 0.0F), 1.0F, 3.0F, 2);
   CSigCurveExt k = Track(20, 0, 19, 5.0F);
-  const auto judged = [&] { return Shown(tool.Beurteilen(k)); };
+  const auto judged = [&] { return Shown(tool.Judge(k)); };
   const std::string none = Shown(SCurveJudgement());
   const auto learn = [&](int i0, int i1) {
     const CSigCurveExt part = Track(20, i0, i1, 5.0F);
@@ -163,12 +163,12 @@ TEST(TrackLearningTool, JudgesOnlyWhereEnoughWasLearnt) {
 TEST(TrackLearningTool, GrowsItsGridRoundWhatIsLearnt) {
   const CSigCurveExt k = Track(10, 3, 7, 5.0F);
   CTrackLernWerkzeug tool = Tool(k, 1.0F, 3.0F);
-  EXPECT_FALSE(CTrackLernWerkzeug().RasterErweitern(1, 1));
+  EXPECT_FALSE(CTrackLernWerkzeug().ExtendGrid(1, 1));
   tool.NeueMessung(&k);
-  EXPECT_FALSE(tool.RasterErweitern(1U << 31, 0));
-  ASSERT_TRUE(tool.RasterErweitern(5, 3) && tool.GrenzeBilden());
+  EXPECT_FALSE(tool.ExtendGrid(1U << 31, 0));
+  ASSERT_TRUE(tool.ExtendGrid(5, 3) && tool.GrenzeBilden());
   const CSigCurveExt& limit = *tool.Grenzkurve();
-  EXPECT_EQ(Shown(tool.Lernzahlen()), "0 0 0 0 0 0 0 0 1 1 1 1 0 0 0 0 0 0");
+  EXPECT_EQ(Shown(tool.LearnCounts()), "0 0 0 0 0 0 0 0 1 1 1 1 0 0 0 0 0 0");
   EXPECT_EQ(Shown(limit), "1 1 1 1 1 1 1 1 6 6 6 6 1 1 1 1 1 1");
   EXPECT_EQ(Shown(limit.XMin(), limit.XMax(), limit.VMin(), tool.Mittelwert()->VMax()),
             "-5 13 3 7");
@@ -191,7 +191,7 @@ TEST(TrackLearningTool, KeepsWhatHostsRelyOn) {
   EXPECT_TRUE(one.GrenzeBilden() && one.MaxAbweichung(&point) == 0.0F) << "valid, but not judged";
 
   tool.Vorlage(&point);
-  EXPECT_EQ(tool.Lernzahlen().size(), 10U) << "counts of the longer template";
+  EXPECT_EQ(tool.LearnCounts().size(), 10U) << "counts of the longer template";
   EXPECT_EQ(tool.LernzahlKurve()->DLen(), 1U);
 
   std::vector<std::uint32_t> words(500);

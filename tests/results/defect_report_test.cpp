@@ -89,7 +89,7 @@ TEST(DefectReportFolder, HandsOutOrdersAndRemoves) {
     ASSERT_NE(report, nullptr);
     report->NameAt(0, mode);
     report->Gruppe(group);
-    report->PrioritaetSetzen(priority);
+    report->SetPriority(priority);
   }
   EXPECT_EQ(folder.Naechster(), nullptr);
   EXPECT_EQ(Shown(folder.Anzahl(nullptr), folder.Anzahl(u""), folder.Anzahl(u"AB")), "4 0 2");
@@ -97,17 +97,17 @@ TEST(DefectReportFolder, HandsOutOrdersAndRemoves) {
   folder.Ordnen();
   std::vector<int> order;
   for (int i = 0; i < 4; ++i) {
-    order.push_back(folder.Geordnet(i)->Prioritaet());
+    order.push_back(folder.Ordered(i)->Prioritaet());
   }
   EXPECT_EQ(Shown(order, folder[0].Prioritaet()), "9 7 5 5 5") << "storage order stays";
-  EXPECT_EQ(folder.Geordnet(2), &folder[0]) << "of equal ones the first";
-  EXPECT_TRUE(folder.Geordnet(4) == nullptr && folder.Geordnet(-1) == nullptr);
+  EXPECT_EQ(folder.Ordered(2), &folder[0]) << "of equal ones the first";
+  EXPECT_TRUE(folder.Ordered(4) == nullptr && folder.Ordered(-1) == nullptr);
 
   folder.ModeLoeschen(u"");
   folder.ModeLoeschen(u"AB");
   EXPECT_EQ(folder.Anzahl(), 2) << "of any mode, too";
   folder.GruppeLoeschen(1);
-  EXPECT_EQ(Shown(folder.Anzahl(), folder.Geordnet(0)->Prioritaet(), folder[1].NameAt(0)), "1 9 ");
+  EXPECT_EQ(Shown(folder.Anzahl(), folder.Ordered(0)->Prioritaet(), folder[1].NameAt(0)), "1 9 ");
   EXPECT_NE(folder.Naechster(), nullptr);
   EXPECT_EQ(CDefectReportOrdner(-5).Naechster(), nullptr);
 }
@@ -116,7 +116,7 @@ TEST(DefectReportFolder, FormatsWhatHasNoTextAndPrints) {
   CDefectReportOrdner folder(2);
   folder.Neu();
   *folder.Naechster() = Sample(6);
-  folder.Naechster()->BerichtstextSetzen(u"!");
+  folder.Naechster()->SetReportText(u"!");
   folder.BerichteFormatieren();
   const test::Messages messages;
   folder.PrWinAusgabe();

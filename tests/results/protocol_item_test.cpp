@@ -33,7 +33,7 @@ TEST(ProtocolItem, JudgesValuesAndTakesOverCurves) {
   limit.Neustart(10000);
   CProtocolItem item;
   const auto judged = [&](float x) {
-    item.Beurteilen(limit, x);
+    item.Judge(limit, x);
     return Shown(item.state, item.limit);
   };
   EXPECT_EQ(judged(3.0F), "not judged 0") << "nothing learnt";
@@ -41,11 +41,10 @@ TEST(ProtocolItem, JudgesValuesAndTakesOverCurves) {
   EXPECT_EQ(judged(7.0F), "fail 6");
   EXPECT_EQ(judged(6.0F), "pass 6");
   EXPECT_EQ(judged(NAN), "not judged 6");
-  item.Uebernehmen(
-      SCurveExcess{.x0 = 10.0F, .x1 = 20.0F, .x = 15.0F, .value = 5.0F, .limit = 4.0F});
+  item.TakeFrom(SCurveExcess{.x0 = 10.0F, .x1 = 20.0F, .x = 15.0F, .value = 5.0F, .limit = 4.0F});
   EXPECT_EQ(Shown(item.state, item.from, item.to, item.place, item.value, item.limit),
             "fail 10 20 15 5 4");
-  item.Uebernehmen(SCurveJudgement{.verdict = Verdict::kPass, .x0 = 1.0F, .x1 = 2.0F, .x = 3.0F});
+  item.TakeFrom(SCurveJudgement{.verdict = Verdict::kPass, .x0 = 1.0F, .x1 = 2.0F, .x = 3.0F});
   EXPECT_EQ(Shown(item.state, item.from, item.to, item.place), "pass 1 2 3");
 
   const CProtocolItem full = Item(u"up", Verdict::kPass, 1);
@@ -68,7 +67,7 @@ TEST(ProtocolItemList, JudgesThePart) {
   char16_t name = u'a';
   for (const auto& [state, priority, part, worst] : items) {
     list.Add(Item(std::u16string(1, name++), state, priority));
-    EXPECT_EQ(list.Urteil(), part);
+    EXPECT_EQ(list.OverallVerdict(), part);
     EXPECT_EQ(list.AllOk(), part == Verdict::kPass);
     EXPECT_EQ(list.Worst(), worst < 0 ? nullptr : &list[worst]);
   }

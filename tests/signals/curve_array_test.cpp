@@ -47,7 +47,7 @@ TEST(CurveArray, SlotsGrowAndHandOver) {
   array.TPos(3, 9.0F);
   array.AttachOperationComplete();
   EXPECT_EQ(State(array), "4:0 0:0 - 9:0 T 4 9 1.25 x 0 1");
-  EXPECT_SHOWN("1 4", array.Expandieren(2), array.Kapazitaet()) << "never shrinks";
+  EXPECT_SHOWN("1 4", array.Expandieren(2), array.SlotCapacity()) << "never shrinks";
   EXPECT_EQ(array.Detach(3), nullptr);
   const std::unique_ptr<Ext> detached(array.Detach(0));
   EXPECT_EQ(detached.get(), first);
@@ -326,7 +326,7 @@ TEST(CurveArray, KeepsTheIndexBeforeTheExtensionData) {
 // ---- File record
 
 constexpr auto kExport = [](const CSigCurveArray& array, CFileStream& file) {
-  return array.DateiExportRaw(file);
+  return array.ExportRaw(file);
 };
 constexpr auto kImport = [](CSigCurveArray& array, CFileStream& file) {
   int status = 0;
@@ -389,7 +389,7 @@ TEST(CurveArrayRecord, RefusesWhatIsNewerOrMalformed) {
     for (int i = 0; i < copy.Anzahl(); ++i) {
       copy[i]->ClearUnits();
     }
-    return copy.DateiExportRaw(file);
+    return copy.ExportRaw(file);
   };
   ExpectHostileSafe(
       Written(Stored(), unitless), [] { return CSigCurveArray(); }, kImport, unitless);

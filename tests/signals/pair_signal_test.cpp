@@ -76,7 +76,7 @@ TEST(PairSignal, OperationTable) {
       LIMES_ROW(({1, 2, 3}), r.Mittelwert(), "20 {1 2 3} {10 20 30} 1"),
       LIMES_ROW(({1, 2, 3}), (r /= r - MakeRun({2, 4}), 0), "0 {2 3} {0 0} 1"),
       LIMES_ROW(({2, 3}), (r += MakeRun({5, 6}), 0), "0 {} {} 3"),
-      LIMES_ROW(({2, 3}), (r.Vereinigen(MakeRun({6, 5})), 0), "0 {2 3 5 6} {20 30 50 60} 1"),
+      LIMES_ROW(({2, 3}), (r.UnionWith(MakeRun({6, 5})), 0), "0 {2 3 5 6} {20 30 50 60} 1"),
       LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, true), 0), "0 {1 4 5} {10 30 50} 1"),
       LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, false), 0), "0 {1 4 5} {10 40 50} 1"),
       LIMES_ROW(({1, 4}), r < MakeRun({1, 4}) + MakeRun({1, 4}), "1 {1 4} {10 40} 1"),

@@ -35,7 +35,7 @@ TEST(TimePairSignal, CopiesCarryTheInterval) {
   run.NeuesPaar(15, 1);
   run.NeuesPaar(0.75F, 2.0F);
   const std::unique_ptr<CSigPairsTm> clone(run.Clone(false));
-  EXPECT_SHOWN("17 18 0.05", clone->LetzteZeit(), clone->ZeitpunktGerundet(1),
+  EXPECT_SHOWN("17 18 0.05", clone->LetzteZeit(), clone->RoundedTimeAt(1),
                clone->PunktgleichheitToleranz());
   CSigPairsTm plain;
   plain.Neustart(1, 2);

@@ -48,9 +48,9 @@ TEST(SignalLists, SortFindAndHandOver) {
   CSigPairsList pairs;
   pairs.Add(Named<CSigPairs>(u"x"))->Nummer() = 7;
   pairs.Add(Named<CSigPairs>(u"y"))->Nummer() = -7;
-  EXPECT_EQ(pairs.FindNummer(-7), 1);
-  pairs.SortByNummer();
-  EXPECT_EQ(pairs.FindNummer(7), 1);
+  EXPECT_EQ(pairs.FindNumber(-7), 1);
+  pairs.SortByNumber();
+  EXPECT_EQ(pairs.FindNumber(7), 1);
 }
 
 TEST(SignalLists, RecordsSurviveHostileBytes) {

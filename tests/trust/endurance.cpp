@@ -157,7 +157,7 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
     }
     tool.NeueMessung(&curve);
     tool.StandardAbwBilden();
-    tool.GrenzeAktualisieren();
+    tool.UpdateLimit();
     const Doubled a{tool.Generator().CurrentFactor()};
     const Doubled exactA = ExactFactor(tool.Generator().GetTime(), scale);
     for (std::size_t p = 0; p < kPoints; ++p) {

@@ -263,18 +263,18 @@ void AddLearning(std::vector<Operation>& all) {
   using Track = CTrackLernWerkzeug;
   using Value = CLernenderGrenzwert;
   LIMES_OP(Curves, "limit", {
-    const bool ok = o.StandardAbwBilden() == 1 && o.GrenzeAktualisieren() == 1;
+    const bool ok = o.StandardAbwBilden() == 1 && o.UpdateLimit() == 1;
     if (ok) {
       const Ext& c = Fixed(9);
       float result[3];
       out << *o.StandardAbw() << *o.Grenzkurve() << o.MaxAbweichung(&c, result) << result[0]
-          << o.RmsAbweichung(&c, 1) << o.Beurteilen(c);
+          << o.RmsAbweichung(&c, 1) << o.Judge(c);
     }
     return ok;
   });
-  LIMES_OP(Curves, "Ueberschreitungen", {
+  LIMES_OP(Curves, "Excesses", {
     std::vector<SCurveExcess> regions;
-    const bool ok = o.GrenzeAktualisieren() == 1 && o.Ueberschreitungen(Fixed(9), regions);
+    const bool ok = o.UpdateLimit() == 1 && o.Excesses(Fixed(9), regions);
     for (const SCurveExcess& r : regions) {
       out << r.x0 << r.x1 << r.excess << r.x << r.value << r.limit << r.mean << r.spread;
     }
@@ -294,7 +294,7 @@ void AddLearning(std::vector<Operation>& all) {
   LIMES_OP(Track, "limit", {
     const bool ok = o.GrenzeBilden();
     if (ok) {
-      out << *o.Grenzkurve() << o.Beurteilen(Fixed(9));
+      out << *o.Grenzkurve() << o.Judge(Fixed(9));
     }
     return ok;
   });
@@ -307,10 +307,10 @@ void AddLearning(std::vector<Operation>& all) {
     return counts != nullptr;
   });
   LIMES_OP(Track, "Merge", { return o.Merge(FixedSample<Track>()) == MergeStatus::kOk; });
-  LIMES_OP(Track, "RasterErweitern", { return o.RasterErweitern(100, 3000); });
+  LIMES_OP(Track, "ExtendGrid", { return o.ExtendGrid(100, 3000); });
   LIMES_OP(Value, "rule", {
     o.GrenzwertErneuern(1.5F);
-    const SValueJudgement j = o.Beurteilen(3.0F);
+    const SValueJudgement j = o.Judge(3.0F);
     out << o.StdDev() << j.verdict << j.deviation << j.spread << j.limit
         << SurenessOf(o).rejectedPerPoint;
   });
@@ -345,19 +345,18 @@ void AddLearning(std::vector<Operation>& all) {
     all.push_back(On<Ext>("Assistant Glaetten " + std::to_string(static_cast<int>(mode)),
                           [=](Ext& o, Sink&) { return Assistant::Glaetten(o, 7, mode); }));
   }
-  LIMES_OP(Ext, "Ableiten", { return CSigCurveAssistent::Ableiten(o); });
-  LIMES_OP(Ext, "IntegralKurve", {
+  LIMES_OP(Ext, "Derive", { return CSigCurveAssistent::Derive(o); });
+  LIMES_OP(Ext, "IntegralCurve", {
     out << CSigCurveAssistent::Integral(o, 1.0F, 9.0F);
-    return CSigCurveAssistent::IntegralKurve(o);
+    return CSigCurveAssistent::IntegralCurve(o);
   });
-  LIMES_OP(Ext, "AnpassenAn",
-           { return CSigCurveAssistent::AnpassenAn(Fixed(9, 0, 900), Fixed(1), o); });
-  LIMES_OP(Ext, "MittelUndStreuung", {
+  LIMES_OP(Ext, "FitTo", { return CSigCurveAssistent::FitTo(Fixed(9, 0, 900), Fixed(1), o); });
+  LIMES_OP(Ext, "MeanAndSpread", {
     const Ext& a = Fixed(9);
     const Ext& b = Fixed(10);
     const Ext* const curves[] = {&a, &b};
     thread_local Ext spread;
-    const bool ok = CSigCurveAssistent::MittelUndStreuung(curves, o, spread);
+    const bool ok = CSigCurveAssistent::MeanAndSpread(curves, o, spread);
     if (ok) {
       out << spread;
     }
@@ -444,8 +443,8 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   LIMES_OP(CSigCurveArray, "Resample2d", {
     CResampleTool tool;
     const bool ok = tool.Resample2d(&o, 64, 40);
-    for (unsigned row = 0; ok && row < tool.Hoehe(); ++row) {
-      out << std::span<const float>(tool.PZeile(row), tool.Breite());
+    for (unsigned row = 0; ok && row < tool.Height(); ++row) {
+      out << std::span<const float>(tool.PZeile(row), tool.Width());
     }
     return ok;
   });
@@ -519,7 +518,7 @@ void AddTexts(std::vector<Operation>& all) {
       return false;
     }
     folder.Ordnen(), folder.BerichteFormatieren();
-    out << std::u16string_view(folder.Geordnet(0)->Berichtstext());
+    out << std::u16string_view(folder.Ordered(0)->Berichtstext());
     return true;
   });
   all.push_back(Reading<CResourceSea>(
@@ -550,10 +549,10 @@ std::vector<Operation> AllOperations() {
         return std::string_view(operation.name).substr(0, name.size()) == name;
       });
     };
-    operation.losesOnFailure = isOne({"Curves Vorlage", "CSigCurveArray AlleKurvenAusstatten",
-                                      "CSigPairs AusSigCurveBilden", "CSigPairs AbschnittKopieren",
-                                      "Ext MittelUndStreuung", "CPolygonCodierung points",
-                                      "CIntervallCodierung", "CProtocolItemList"});
+    operation.losesOnFailure =
+        isOne({"Curves Vorlage", "CSigCurveArray AlleKurvenAusstatten",
+               "CSigPairs AusSigCurveBilden", "CSigPairs AbschnittKopieren", "Ext MeanAndSpread",
+               "CPolygonCodierung points", "CIntervallCodierung", "CProtocolItemList"});
     operation.throws = isOne({"CMeasuringUnit", "CProtocolItemList"});
   }
   return all;
