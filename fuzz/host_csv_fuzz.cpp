@@ -2,8 +2,8 @@
 #include <string>
 
 #include "apps/limes/errors.h"
-#include "apps/limes/part_source.h"
 #include "fuzz/fuzz.h"
+#include "recordings/part_source.h"
 
 namespace limes::fuzz {
 namespace {

@@ -2,8 +2,8 @@
 #include <sstream>
 #include <string>
 
+#include "apps/limes/commands/options.h"
 #include "apps/limes/errors.h"
-#include "apps/limes/options.h"
 #include "fuzz/fuzz.h"
 
 void limes::fuzz::Try(Input input) {

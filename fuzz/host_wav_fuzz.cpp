@@ -1,9 +1,9 @@
 // Sound files and signal records, told apart by their first bytes as in a run, and written again in
 // all formats.
 #include "apps/limes/errors.h"
-#include "apps/limes/part_source.h"
-#include "apps/limes/part_writer.h"
 #include "fuzz/fuzz.h"
+#include "recordings/part_source.h"
+#include "recordings/part_writer.h"
 
 void limes::fuzz::Try(Input input) {
   using namespace limes::host;

@@ -1,7 +1,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/limes/commands.h"
+#include "apps/limes/commands/commands.h"
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);

@@ -3,8 +3,8 @@
 #include <random>
 #include <string>
 
-#include "apps/limes/csv_table.h"
 #include "apps/limes/errors.h"
+#include "recordings/tables/csv_table.h"
 #include "tests/host/host_fixture.h"
 
 namespace limes::host {

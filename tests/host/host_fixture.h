@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/limes/commands.h"
+#include "apps/limes/commands/commands.h"
 #include "limes/platform/file_stream.h"
 
 namespace limes::host::test {

@@ -10,7 +10,7 @@
 #include <map>
 #include <regex>
 
-#include "apps/limes/svg_plot.h"
+#include "apps/limes/report/svg_plot.h"
 #include "tests/host/host_fixture.h"
 
 namespace limes::host {

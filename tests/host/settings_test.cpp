@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
+#include "apps/limes/commands/options.h"
 #include "apps/limes/errors.h"
-#include "apps/limes/options.h"
 
 namespace limes::host {
 namespace {

@@ -1,4 +1,4 @@
-#include "apps/limes/spectrum.h"
+#include "recordings/forming/spectrum.h"
 
 #include <gtest/gtest.h>
 

@@ -13,8 +13,8 @@
 #include <thread>
 #include <tuple>
 
-#include "apps/limes/checked_pages.h"
-#include "apps/limes/database.h"
+#include "apps/limes/store/checked_pages.h"
+#include "apps/limes/store/database.h"
 #include "tests/host/host_fixture.h"
 
 namespace limes::host {

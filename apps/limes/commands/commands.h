@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/limes/commands/console.h"
+#include "apps/limes/commands/options.h"
+
+namespace limes::host {
+
+/// Runs one command line (without the program's name) and returns the exit code. Throws nothing.
+int RunHost(const std::vector<std::string>& arguments, SConsole& console);
+
+/// The commands; each returns the exit code and throws CHostError.
+int RunLearn(const SOptions& options, SConsole& console);
+int RunTest(const SOptions& options, SConsole& console);
+int RunShow(const SOptions& options, SConsole& console);
+int RunReport(const SOptions& options, SConsole& console);
+int RunMerge(const SOptions& options, SConsole& console);
+int RunConvert(const SOptions& options, SConsole& console);
+int RunPlot(const SOptions& options, SConsole& console);
+int RunHtmlReport(const SOptions& options, SConsole& console);
+int RunDemo(const SOptions& options, SConsole& console);
+
+}  // namespace limes::host

@@ -1,0 +1,205 @@
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <thread>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/store/store.h"
+#include "recordings/part_source.h"
+
+namespace limes::host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Parts are learnt in batches, one transaction each: files that hold one part are gathered for
+/// this long, a file that can hold several is a batch of its own, so that a bad row in it leaves
+/// the store as it was.
+constexpr auto kBatchTime = std::chrono::milliseconds(200);
+
+/// Another process made the store that this run was about to make.
+struct CBegunElsewhere {};
+
+class CLearnRun {
+ public:
+  CLearnRun(const SOptions& options, SConsole& console) : options_(options), console_(console) {
+    std::error_code error;
+    const bool exists = std::filesystem::exists(options.store, error) &&
+                        std::filesystem::file_size(options.store, error) > 0;
+    std::optional<SSettings> stored;
+    if (exists) {
+      store_ = std::make_unique<CStore>(options.store, CStore::Mode::kCreate);
+      stored = store_->Settings();
+    }
+    settings_ = options.settings;
+    if (!stored && !settings_.skip) {
+      settings_.skip.emplace();
+      for (const SCondition& condition : options.where) {
+        settings_.skip->push_back(condition.column);
+      }
+    }
+    settings_ = Resolve(settings_, stored.value_or(settings_), true);
+    Validate(settings_);
+    model_ = std::make_unique<CModel>(settings_);
+    source_ = std::make_unique<CPartSource>(
+        options.files,
+        CPartSource::SConfig{settings_, options.selection, options.where, true, false});
+    source_->CheckFiles();
+  }
+
+  void Run() {
+    CProgressBar bar(console_);
+    while (source_->OpenNext()) {
+      LearnFile(bar);
+    }
+    Commit();
+    bar.Clear();
+    if (learntBefore_ == 0) {
+      throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
+    }
+    for (const std::string& warning : model_->Warnings()) {
+      console_.err << "warning: " << warning << '\n';
+    }
+    (options_.json ? console_.err : console_.out)
+        << "learnt " << learntBefore_ << (learntBefore_ == 1 ? " part; " : " parts; ")
+        << store_->CountParts(true) << " in " << options_.store << '\n';
+  }
+
+ private:
+  void LearnFile(CProgressBar& bar) {
+    const bool several = source_->MayHoldSeveral();
+    if (several) {
+      Commit();
+    }
+    Begin();
+    try {
+      while (source_->Next(part_)) {
+        model_->Learn(part_);
+        pending_.push_back({part_.name, part_.label});
+        if (bar.IsDue()) {
+          bar.Show(source_->Progress());
+        }
+      }
+    } catch (const CInputError&) {
+      if (!several) {
+        Commit();  // what came before is whole
+      }
+      throw;
+    }
+    if (several || Clock::now() - begun_ > kBatchTime) {
+      Commit();
+    }
+  }
+
+  void Begin() {
+    if (inBatch_) {
+      return;
+    }
+    inBatch_ = true;
+    begun_ = Clock::now();
+    if (store_) {
+      BeginWriting();
+    }
+  }
+
+  /// Starts the transaction and takes over what other processes have learnt meanwhile.
+  void BeginWriting() {
+    store_->Begin();
+    if (store_->Settings()) {
+      const std::int64_t version = store_->StateVersion();
+      if (version != stateVersion_) {
+        model_->Load(*store_);
+        stateVersion_ = version;
+      }
+    }
+  }
+
+  void Commit() {
+    if (!inBatch_) {
+      return;
+    }
+    inBatch_ = false;
+    if (!pending_.empty()) {
+      Write();
+    } else if (store_) {
+      store_->Rollback();
+    }
+  }
+
+  void Write() {
+    if (!store_) {  // a run that learns nothing makes no store
+      store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kCreate);
+      store_->Begin();
+      if (store_->Settings()) {
+        throw CBegunElsewhere();
+      }
+    }
+    if (!store_->Settings()) {
+      store_->SetSettings(settings_);
+    }
+    if (run_ == 0) {
+      run_ = store_->AddRun("learn");
+    }
+    for (const SLearntPart& learnt : pending_) {
+      store_->AddLearnt(run_, learnt);
+    }
+    model_->Save(*store_, run_);
+    store_->NextStateVersion();
+    stateVersion_ = store_->StateVersion();
+    store_->Commit();
+    Report();
+    // Leaves others time to get in; they look every millisecond.
+    const auto pause = (Clock::now() - begun_) / 20;
+    std::this_thread::sleep_for(std::min<Clock::duration>(pause, std::chrono::milliseconds(3)));
+  }
+
+  void Report() {
+    if (options_.json) {
+      for (const SLearntPart& learnt : pending_) {
+        nlohmann::ordered_json json;
+        json["part"] = learnt.name;
+        if (learnt.label) {
+          json["label"] = *learnt.label;
+        }
+        json["learnt"] = true;
+        console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+      }
+      console_.out.flush();
+    }
+    learntBefore_ += pending_.size();
+    pending_.clear();
+  }
+
+  const SOptions& options_;
+  SConsole& console_;
+  SSettings settings_;
+  std::unique_ptr<CStore> store_;  ///< null until there is something to store
+  std::unique_ptr<CModel> model_;
+  std::unique_ptr<CPartSource> source_;
+  SPart part_;
+  std::vector<SLearntPart> pending_;  ///< learnt, not yet stored
+  std::uint64_t learntBefore_ = 0;
+  std::int64_t stateVersion_ = -1;
+  std::int64_t run_ = 0;
+  bool inBatch_ = false;
+  Clock::time_point begun_;
+};
+
+}  // namespace
+
+int RunLearn(const SOptions& options, SConsole& console) {
+  for (;;) {
+    try {
+      CLearnRun(options, console).Run();
+      return static_cast<int>(ExitCode::kAllGood);
+    } catch (const CBegunElsewhere&) {
+      // nothing was stored yet: begin again, on top of the other's store
+    }
+  }
+}
+
+}  // namespace limes::host

@@ -1,0 +1,177 @@
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <set>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/store/store.h"
+#include "recordings/tables/csv_reader.h"
+
+namespace limes::host {
+namespace {
+
+/// Joins other stores into one: all of them or, when one does not fit, none. The others are read
+/// first, so that a store that does not exist yet is made only for a result.
+class CMergeRun {
+ public:
+  CMergeRun(const SOptions& options, SConsole& console) : options_(options), console_(console) {}
+
+  void Run() {
+    CheckPaths();
+    OpenStore();
+    for (const std::string& path : options_.files) {
+      Join(path);
+    }
+    Write();
+    Report();
+  }
+
+ private:
+  struct SOther {
+    std::string path;
+    std::vector<SLearntPart> parts;
+    SJoined quantities;
+  };
+
+  /// A store that is joined with itself would count its parts twice.
+  void CheckPaths() const {
+    std::vector<std::string> paths = options_.files;
+    paths.push_back(options_.store);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+      for (std::size_t k = 0; k < i; ++k) {
+        std::error_code error;
+        if (paths[i] == paths[k] || std::filesystem::equivalent(paths[i], paths[k], error)) {
+          throw CUsageError(paths[k] + " and " + paths[i] + " are the same store");
+        }
+      }
+    }
+  }
+
+  /// Locks the store for the whole run; nothing is made yet.
+  void OpenStore() {
+    std::error_code error;
+    if (!std::filesystem::exists(options_.store, error) ||
+        std::filesystem::file_size(options_.store, error) == 0) {
+      return;
+    }
+    store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kExisting);
+    store_->Begin();
+    if (auto settings = store_->Settings()) {
+      SetDefaults(*settings);
+      model_ = std::make_unique<CModel>(*settings);
+      model_->Load(*store_);
+    }
+  }
+
+  void Join(const std::string& path) {
+    CStore other(path, CStore::Mode::kReading);
+    other.BeginReading();
+    auto settings = other.Settings();
+    if (!settings) {
+      throw CStoreError(path + ": nothing is learnt in this store");
+    }
+    SetDefaults(*settings);
+    if (!model_) {
+      model_ = std::make_unique<CModel>(*settings);
+      newSettings_ = settings;
+    }
+    CModel theirs(*settings);
+    theirs.Load(other);
+    try {
+      others_.push_back({path, other.LearntParts(), model_->Join(std::move(theirs))});
+    } catch (const CUsageError& e) {
+      throw CUsageError(path + " does not fit " + Here() + ": " + e.what());
+    }
+  }
+
+  /// What the others are joined with.
+  const std::string& Here() const { return newSettings_ ? options_.files[0] : options_.store; }
+
+  void Write() {
+    if (!store_) {
+      store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kCreate);
+      store_->Begin();
+      if (store_->Settings()) {
+        throw CStoreError(options_.store + ": another process made the store meanwhile");
+      }
+    }
+    if (newSettings_) {
+      store_->SetSettings(*newSettings_);
+    }
+    std::set<std::string> names;
+    for (const SLearntPart& part : store_->LearntParts()) {
+      names.insert(part.name);
+    }
+    const std::int64_t run = store_->AddRun("merge");
+    for (const SOther& other : others_) {
+      for (const SLearntPart& part : other.parts) {
+        store_->AddLearnt(run, part);
+        twice_ += names.insert(part.name).second ? 0 : 1;
+      }
+    }
+    model_->Save(*store_, run);
+    store_->NextStateVersion();
+    store_->Commit();
+  }
+
+  void Report() {
+    for (const SOther& other : others_) {
+      options_.json ? ReportJson(other) : ReportText(other);
+    }
+    std::ostream& out = options_.json ? console_.err : console_.out;
+    const std::int64_t parts = store_->CountParts(true);
+    out << parts << (parts == 1 ? " part" : " parts") << " learnt in " << options_.store << '\n';
+    if (twice_ > 0) {
+      console_.err << "warning: " << twice_
+                   << (twice_ == 1 ? " part has the name" : " parts have names")
+                   << " of another one; the same parts must not be learnt twice\n";
+    }
+    for (const std::string& warning : model_->Warnings()) {
+      console_.err << "warning: " << warning << '\n';
+    }
+  }
+
+  void ReportText(const SOther& other) {
+    console_.out << "joined " << other.parts.size()
+                 << (other.parts.size() == 1 ? " part of " : " parts of ") << other.path << ": "
+                 << other.quantities.both.size()
+                 << (other.quantities.both.size() == 1 ? " quantity\n" : " quantities\n");
+    for (const std::string& name : other.quantities.onlyThere) {
+      console_.out << "  " << Quoted(name) << " is only in " << other.path << " and is left out\n";
+    }
+    for (const std::string& name : other.quantities.onlyHere) {
+      console_.out << "  " << Quoted(name) << " is not in " << other.path
+                   << " and stays as it is\n";
+    }
+  }
+
+  void ReportJson(const SOther& other) {
+    nlohmann::ordered_json json;
+    json["store"] = other.path;
+    json["parts"] = other.parts.size();
+    json["joined"] = other.quantities.both;
+    json["left_out"] = other.quantities.onlyThere;
+    json["unchanged"] = other.quantities.onlyHere;
+    console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  }
+
+  const SOptions& options_;
+  SConsole& console_;
+  std::unique_ptr<CStore> store_;  ///< null while there is none
+  std::unique_ptr<CModel> model_;
+  std::optional<SSettings> newSettings_;  ///< of the first other store, for a new one
+  std::vector<SOther> others_;
+  std::size_t twice_ = 0;  ///< parts with names that were there already
+};
+
+}  // namespace
+
+int RunMerge(const SOptions& options, SConsole& console) {
+  CMergeRun(options, console).Run();
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host

@@ -1,0 +1,307 @@
+#include "apps/limes/commands/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <sstream>
+
+#include "apps/limes/errors.h"
+#include "limes/version.h"
+
+namespace limes::host {
+namespace {
+
+bool ParseCount(std::string_view text, std::uint64_t& value) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+std::vector<std::string> SplitNames(const char* option, const std::string& text) {
+  std::vector<std::string> names;
+  std::istringstream in(text);
+  for (std::string name; std::getline(in, name, ',');) {
+    if (!name.empty()) {
+      names.push_back(name);
+    }
+  }
+  if (names.empty()) {
+    throw CUsageError(std::string(option) + " needs at least one name");
+  }
+  return names;
+}
+
+SCondition ParseCondition(const std::string& text) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos || equals == 0) {
+    throw CUsageError("--where needs COLUMN=VALUE, not " + Quoted(text));
+  }
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+void ParseEvery(const std::string& text, SSelection& selection) {
+  const auto colon = text.find(':');
+  const bool good = colon != std::string::npos &&
+                    ParseCount(std::string_view(text).substr(0, colon), selection.every) &&
+                    ParseCount(std::string_view(text).substr(colon + 1), selection.everyStart);
+  if (!good || selection.every == 0 || selection.everyStart >= selection.every) {
+    throw CUsageError("--every needs K:I with 0 <= I < K, not " + Quoted(text));
+  }
+}
+
+void ParseParts(const std::string& text, SSelection& selection) {
+  const auto dash = text.find('-');
+  const std::string_view whole = text;
+  bool good = ParseCount(whole.substr(0, dash), selection.first);
+  if (dash == std::string::npos) {
+    selection.last = selection.first;
+  } else if (dash + 1 < whole.size()) {
+    good = good && ParseCount(whole.substr(dash + 1), selection.last);
+  }
+  if (!good || selection.first == 0 || selection.last < selection.first) {
+    throw CUsageError("--parts needs A-B, A- or A with 1 <= A <= B, not " + Quoted(text));
+  }
+}
+
+/// Every option takes exactly one text, so that none swallows the file names behind it.
+template <class T>
+CLI::Option* Add(CLI::App& app, const std::string& name, std::optional<T>& target,
+                 const std::string& help, const std::string& what) {
+  return app
+      .add_option_function<T>(
+          name, [&target](const T& value) { target = value; }, help)
+      ->type_name(what);
+}
+
+void AddText(CLI::App& app, const std::string& name, std::function<void(const std::string&)> take,
+             const std::string& help, const std::string& what) {
+  app.add_option(
+         name,
+         [take = std::move(take)](const CLI::results_t& texts) {
+           std::for_each(texts.begin(), texts.end(), take);
+           return true;
+         },
+         help)
+      ->type_name(what)
+      ->type_size(1)
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void AddFlag(CLI::App& app, const std::string& name, std::optional<bool>& target,
+             const std::string& help) {
+  app.add_flag_callback(
+      name, [&target] { target = true; }, help);
+}
+
+void AddReading(CLI::App& app, SOptions& o) {
+  SSettings& s = o.settings;
+  app.option_defaults()->group("How files are read");
+  AddFlag(app, "--rows", s.rows, "CSV: one curve per row");
+  AddFlag(app, "--values", s.values, "CSV: one part per row, each cell a single value");
+  AddFlag(app, "--no-header", s.noHeader, "CSV: no line of names; columns are called 1, 2, ...");
+  Add(app, "--x0", s.x0, "x of the first sample (0)", "X");
+  Add(app, "--dx", s.dx, "step of x; CSV columns: there is no x column", "D");
+  Add(app, "--x-unit", s.xUnit, "unit of x where the file names none", "UNIT");
+  Add(app, "--unit", s.unit, "unit of the values, instead of the file's", "UNIT");
+  Add(app, "--name", s.name, "name of the quantity where the file has none", "NAME");
+  AddText(
+      app, "--use", [&s](const std::string& t) { s.use = SplitNames("--use", t); },
+      "take these quantities only", "NAME,...");
+  AddText(
+      app, "--skip", [&s](const std::string& t) { s.skip = SplitNames("--skip", t); },
+      "columns that hold no values (those of --where)", "NAME,...");
+  Add(app, "--first-value", s.firstValue, "first column of the values", "NAME");
+  Add(app, "--part-column", s.partColumn, "rows with the same text there are one part", "NAME");
+  Add(app, "--quantity-column", s.quantityColumn, "names the quantity of a row", "NAME");
+  Add(app, "--scale", s.scale, "factor from the file's numbers to the unit", "F");
+  Add(app, "--label-column", s.labelColumn, "column with the known verdict", "NAME");
+  Add(app, "--good", s.good, "label of good parts; only these are learnt (good)", "LABEL");
+}
+
+void AddSelection(CLI::App& app, SOptions& o) {
+  app.option_defaults()->group("Which parts are taken");
+  AddText(
+      app, "--where", [&o](const std::string& t) { o.where.push_back(ParseCondition(t)); },
+      "rows with this cell only; may be repeated", "COLUMN=VALUE");
+  AddText(
+      app, "--every", [&o](const std::string& t) { ParseEvery(t, o.selection); },
+      "of the parts, counted from 0: I, I+K, ...", "K:I");
+  AddText(
+      app, "--parts", [&o](const std::string& t) { ParseParts(t, o.selection); },
+      "of the parts, counted from 1: A to B", "A-B");
+}
+
+void AddForming(CLI::App& app, SOptions& o) {
+  SSettings& s = o.settings;
+  app.option_defaults()->group("How quantities are formed");
+  Add(app, "--cut", s.cut, "split a recording into parts of L samples", "L");
+  AddFlag(app, "--detrend", s.detrend, "subtract the mean of each signal");
+  Add(app, "--spectrum", s.spectrum, "level spectrum with segments of N samples", "N");
+  AddFlag(app, "--tracks", s.tracks, "each part covers its own range of x");
+  Add(app, "--ref", s.ref, "reference of decibels, in the unit (1; Pa: 2e-5)", "R");
+}
+
+void AddRule(CLI::App& app, SOptions& o) {
+  SSettings& s = o.settings;
+  app.option_defaults()->group("Rule: limit = base + mean + factor * spread");
+  Add(app, "--base", s.base, "constant part of the limit, in the unit (0)", "B");
+  Add(app, "--factor", s.factor, "weight of the spread (3)", "F");
+  Add(app, "--width", s.width, "half-width of the running maximum along x (0)", "W");
+  Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000; tracks: 200)", "T");
+  Add(app, "--min-parts", s.minParts, "fewer learnt parts judge nothing (3)", "N");
+  Add(app, "--min-share", s.minShare, "least judged share for an OK (0.9; tracks: 0.5)", "P");
+  AddFlag(app, "--one-per-curve", s.onePerCurve,
+          "one defect per curve, not one per region beyond the limit");
+  Add(app, "--sides", s.sides, "upper, lower or both (upper)", "SIDES");
+}
+
+CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
+  CLI::App* command = app.add_subcommand(name, help);
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("FILE", o.files, "measurements: CSV, WAV, signal records")
+      ->required()
+      ->type_name("");
+  command->add_flag("--json", o.json, "one JSON object per part and line");
+  AddReading(*command, o);
+  AddSelection(*command, o);
+  AddForming(*command, o);
+  AddRule(*command, o);
+  command->footer("The store remembers the options; what is not given is as it was learnt.");
+  return command;
+}
+
+CLI::App* AddList(CLI::App& app, SOptions& o, const char* name, const char* help) {
+  CLI::App* command = app.add_subcommand(name, help);
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_flag("--json", o.json, "one JSON object per line");
+  return command;
+}
+
+CLI::App* AddMerge(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("merge", "join what other stores have learnt into one");
+  command->add_option("STORE", o.store, "the store that takes it, made when there is none")
+      ->required()
+      ->type_name("");
+  command->add_option("OTHER", o.files, "stores of the same quantities; they stay as they are")
+      ->required()
+      ->type_name("");
+  command->add_flag("--json", o.json, "one JSON object per other store and line");
+  return command;
+}
+
+CLI::App* AddConvert(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("convert", "write measurements as a table or as records");
+  command->add_option("FILE", o.files, "measurements: CSV, WAV, signal records")
+      ->required()
+      ->type_name("");
+  AddText(
+      *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
+      "the file to write (standard output)", "OUT");
+  Add(*command, "--to", o.format,
+      "csv, text, curve, pairs or array (by the ending of OUT, else csv)", "FORMAT");
+  AddReading(*command, o);
+  AddSelection(*command, o);
+  AddForming(*command, o);
+  return command;
+}
+
+CLI::App* AddTest(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddRun(app, o, "test", "judge every part in the files");
+  command->option_defaults()->group("Options");
+  AddText(
+      *command, "--report", [&o](const std::string& t) { o.output = t; },
+      "write a page with plots of the worst parts, too", "FILE");
+  return command;
+}
+
+CLI::App* AddPlot(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("plot", "draw a learnt quantity as SVG");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("QUANTITY", o.quantity, "its name in the store")->required()->type_name("");
+  command->add_option("PART", o.files, "judged parts whose places beyond the limit are marked")
+      ->type_name("");
+  AddText(
+      *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
+      "the file to write (standard output)", "OUT");
+  return command;
+}
+
+CLI::App* AddReport(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddList(app, o, "report", "list stored verdicts and defects");
+  AddText(
+      *command, "--html", [&o](const std::string& t) { o.output = t; },
+      "write a page with plots, verdicts and defects instead", "FILE");
+  return command;
+}
+
+/// What is wrong with the command line, and where to read on.
+std::string Explained(const CLI::App& app, const std::string& reason,
+                      const std::vector<std::string>& arguments) {
+  if (const auto chosen = app.get_subcommands(); !chosen.empty()) {
+    return "limes: " + reason + "\nlimes " + chosen[0]->get_name() + " --help lists all options\n";
+  }
+  const bool named = !arguments.empty() && !arguments[0].starts_with('-');
+  std::string text =
+      named ? "there is no command " + Quoted(arguments[0]) : std::string("a command is needed");
+  text += "\nthe commands are";
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    text += " " + command->get_name();
+  }
+  return "limes: " + text + "; see limes --help\n";
+}
+
+SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& arguments) {
+  std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+  try {
+    app.parse(reversed);
+    parsed.run = true;
+  } catch (const CLI::ParseError& e) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int code = app.exit(e, out, err);
+    parsed.exitCode = code == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+    parsed.message = code == 0 ? out.str() : Explained(app, e.what(), arguments);
+    parsed.run = false;
+  } catch (const CUsageError& e) {
+    parsed.exitCode = static_cast<int>(ExitCode::kUsage);
+    parsed.message = Explained(app, e.what(), arguments);
+    parsed.run = false;
+  }
+  return parsed;
+}
+
+}  // namespace
+
+SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
+  SParsed parsed;
+  SOptions& o = parsed.options;
+  CLI::App app("limes learns limits from measurements of good parts and judges new parts by them.",
+               "limes");
+  app.set_version_flag("--version", "limes " LIMES_VERSION_STRING);
+  app.require_subcommand(1);
+  app.footer(
+      "limes COMMAND --help lists the options of a command.\n"
+      "Exit codes: 0 done, all parts OK; 1 a part NOK or not judged; 2 wrong command line;\n"
+      "3 a measurement that cannot be used; 4 store, input or output failed.");
+  CLI::App* demo = nullptr;
+  const std::pair<CLI::App*, Command> commands[] = {
+      {AddRun(app, o, "learn", "learn every part in the files as good"), Command::kLearn},
+      {AddTest(app, o), Command::kTest},
+      {AddList(app, o, "show", "list the learnt quantities"), Command::kShow},
+      {AddReport(app, o), Command::kReport},
+      {AddMerge(app, o), Command::kMerge},
+      {AddConvert(app, o), Command::kConvert},
+      {AddPlot(app, o), Command::kPlot},
+      {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
+       Command::kDemo}};
+  demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");
+  Parse(app, parsed, arguments);
+  if (parsed.run) {
+    o.command = std::find_if(std::begin(commands), std::end(commands), [](const auto& command) {
+                  return command.first->parsed();
+                })->second;
+  }
+  return parsed;
+}
+
+}  // namespace limes::host

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement/settings.h"
+#include "recordings/tables/csv_table.h"
+
+namespace limes::host {
+
+enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kPlot, kDemo };
+
+/// The command line.
+struct SOptions {
+  Command command = Command::kShow;
+  std::string store;
+  std::vector<std::string> files;  ///< measurements; stores that are joined; names of parts
+  std::string quantity;            ///< that is drawn
+  SSettings settings;              ///< only what was given
+  SSelection selection;
+  std::vector<SCondition> where;
+  bool json = false;
+  std::string output;                 ///< file of a conversion, plot or page; empty: none
+  std::optional<std::string> format;  ///< of a conversion; else by the output's ending
+  std::string demoFolder;             ///< empty: a temporary one
+};
+
+struct SParsed {
+  bool run = false;     ///< false: print the text and end with the code
+  int exitCode = 0;     ///< 0 for help and version, 2 for a wrong command line
+  std::string message;  ///< help, version, or what is wrong
+  SOptions options;
+};
+
+/// Reads the command line; the arguments do not include the program's name. Never throws on text.
+SParsed ParseCommandLine(const std::vector<std::string>& arguments);
+
+}  // namespace limes::host

@@ -1,0 +1,160 @@
+#include <chrono>
+#include <memory>
+#include <ostream>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/output_file.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/report/html_report.h"
+#include "apps/limes/report/report.h"
+#include "apps/limes/store/store.h"
+#include "recordings/part_source.h"
+
+namespace limes::host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class CTestRun {
+ public:
+  CTestRun(const SOptions& options, SConsole& console)
+      : options_(options),
+        console_(console),
+        store_(options.store, CStore::Mode::kExisting),
+        settings_(ResolveWithStore()),
+        model_(settings_),
+        source_(options.files, CPartSource::SConfig{settings_, options.selection, options.where,
+                                                    false, !options.settings.labelColumn}) {
+    source_.CheckFiles();
+    model_.Load(store_);
+    store_.Rollback();
+    if (!options.output.empty()) {
+      RefuseStore(options.output, options.store);
+      reportFile_ = std::make_unique<COutputFile>(options.output);
+      report_ = std::make_unique<CHtmlReport>(settings_, model_.Summaries());
+    }
+  }
+
+  int Run() {
+    CProgressBar bar(console_);
+    while (source_.OpenNext()) {
+      JudgeFile(bar);
+    }
+    Store();
+    bar.Clear();
+    if (counts_.parts == 0) {
+      throw CHostError(ExitCode::kBadInput, source_.WhyNone() + "; nothing is judged");
+    }
+    PrintCounts(options_.json ? console_.err : console_.out, counts_);
+    if (!options_.json) {
+      PrintSureness(console_.out, last_);
+    }
+    WriteReport();
+    return static_cast<int>(counts_.ok == counts_.parts ? ExitCode::kAllGood : ExitCode::kNotGood);
+  }
+
+ private:
+  struct SPending {
+    SPartVerdict verdict;
+    std::vector<std::int64_t> ids;
+  };
+
+  /// Opens a transaction, so that settings and learn states are of one moment.
+  SSettings ResolveWithStore() {
+    store_.BeginReading();
+    const auto stored = store_.Settings();
+    if (!stored) {
+      throw CStoreError(options_.store + ": nothing is learnt in this store");
+    }
+    SSettings settings = Resolve(options_.settings, *stored, false);
+    Validate(settings);
+    return settings;
+  }
+
+  void JudgeFile(CProgressBar& bar) {
+    const bool several = source_.MayHoldSeveral();
+    const std::size_t before = pending_.size();
+    try {
+      SPart part;
+      while (source_.Next(part)) {
+        pending_.push_back({model_.Judge(part), model_.Ids()});
+        if (report_) {
+          report_->Add(pending_.back().verdict,
+                       [&](const std::string& name) { return model_.Judged(name); });
+        }
+        if (bar.IsDue()) {
+          bar.Show(source_.Progress());
+        }
+      }
+    } catch (const CInputError&) {
+      pending_.resize(before);  // a bad file leaves nothing behind
+      bar.Clear();
+      Store();
+      throw;
+    }
+    if (several || Clock::now() - stored_ > std::chrono::milliseconds(200)) {
+      bar.Clear();
+      Store();
+    }
+  }
+
+  /// Stores what was judged in one transaction and only then reports it.
+  void Store() {
+    stored_ = Clock::now();
+    if (pending_.empty()) {
+      return;
+    }
+    store_.Begin();
+    if (run_ == 0) {
+      run_ = store_.AddRun("test");
+    }
+    for (const SPending& p : pending_) {
+      store_.AddJudged(run_, p.verdict, p.ids);
+    }
+    store_.Commit();
+    for (const SPending& p : pending_) {
+      counts_.Add(p.verdict, settings_.good.value_or(""));
+      if (options_.json) {
+        PrintVerdictJson(console_.out, p.verdict);
+      } else {
+        PrintVerdict(console_.out, p.verdict, console_.colours);
+      }
+    }
+    console_.out.flush();
+    last_ = std::move(pending_.back().verdict);
+    pending_.clear();
+  }
+
+  /// A page is written when all files could be read.
+  void WriteReport() {
+    if (report_) {
+      store_.BeginReading();
+      const std::string page = report_->Page(store_);
+      store_.Rollback();
+      reportFile_->Write(page);
+      reportFile_->Finish();
+      (options_.json ? console_.err : console_.out) << "wrote " << options_.output << '\n';
+    }
+  }
+
+  const SOptions& options_;
+  SConsole& console_;
+  CStore store_;
+  SSettings settings_;
+  CModel model_;
+  CPartSource source_;
+  std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
+  std::unique_ptr<CHtmlReport> report_;
+  std::vector<SPending> pending_;  ///< judged, not yet stored
+  SPartVerdict last_;              ///< all parts of a run are judged by the same limits
+  SCounts counts_;
+  std::int64_t run_ = 0;
+  Clock::time_point stored_ = Clock::now();
+};
+
+}  // namespace
+
+int RunTest(const SOptions& options, SConsole& console) { return CTestRun(options, console).Run(); }
+
+}  // namespace limes::host

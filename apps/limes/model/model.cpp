@@ -1,0 +1,284 @@
+#include "apps/limes/model/model.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "apps/limes/errors.h"
+#include "apps/limes/model/defects.h"
+#include "apps/limes/model/quantity_model.h"
+#include "recordings/tables/csv_reader.h"
+
+namespace limes::host {
+namespace {
+
+std::unique_ptr<CQuantityModel> Make(const SSettings& settings, const std::string& name,
+                                     const SUnit& xUnit, const SUnit& unit, bool single) {
+  return single                            ? MakeValueModel(settings, name, unit)
+         : settings.tracks.value_or(false) ? MakeTrackModel(settings, name, xUnit, unit)
+                                           : MakeCurveModel(settings, name, xUnit, unit);
+}
+
+void CheckNames(const SPart& part) {
+  for (std::size_t i = 1; i < part.quantities.size(); ++i) {
+    for (std::size_t k = 0; k < i; ++k) {
+      if (part.quantities[i].name == part.quantities[k].name) {
+        throw CInputError(part.name,
+                          "quantity " + Quoted(part.quantities[i].name) + " stands there twice");
+      }
+    }
+  }
+}
+
+/// Of the values that are numbers.
+std::optional<double> Average(const std::vector<float>& values) {
+  double sum = 0.0;
+  double count = 0.0;
+  for (const float value : values) {
+    sum += std::isfinite(value) ? double{value} : 0.0;
+    count += std::isfinite(value) ? 1.0 : 0.0;
+  }
+  return count > 0.0 ? std::optional(sum / count) : std::nullopt;
+}
+
+}  // namespace
+
+CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit,
+                               bool single)
+    : settings_(settings),
+      name_(std::move(name)),
+      xUnit_(std::move(xUnit)),
+      unit_(std::move(unit)),
+      single_(single) {
+  if (settings.WhichSides() != Sides::kLower) {
+    sides_.push_back(Side::kUpper);
+  }
+  if (settings.WhichSides() != Sides::kUpper) {
+    sides_.push_back(Side::kLower);
+  }
+}
+
+void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
+  if (q.single != single_) {
+    throw CInputError(
+        part, "quantity " + Quoted(name_) + " is a " +
+                  (q.single ? "value, in the store a curve" : "curve, in the store a value"));
+  }
+  const auto check = [&](const char* what, const SUnit& found, const SUnit& known) {
+    if (!(found == known)) {
+      throw CInputError(part, "quantity " + Quoted(name_) + " is in " + found.DisplayFull() + what +
+                                  ", in the store in " + known.DisplayFull());
+    }
+  };
+  check("", q.unit, unit_);
+  check(" over x", q.xUnit, xUnit_);
+}
+
+std::string CQuantityModel::Join(CQuantityModel& other) {
+  const auto units = [](const SUnit& x, const SUnit& y) {
+    return y.DisplayFull() + (x.IsNone() ? "" : " over " + x.DisplayFull());
+  };
+  if (other.single_ != single_) {
+    return other.single_ ? "is a value there, a curve here" : "is a curve there, a value here";
+  }
+  if (!(other.xUnit_ == xUnit_) || !(other.unit_ == unit_)) {
+    return "the units differ: " + units(other.xUnit_, other.unit_) + " there, " +
+           units(xUnit_, unit_) + " here";
+  }
+  const std::string difference =
+      Difference(settings_, other.settings_,
+                 {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
+                  "--base", "--factor", "--width"});
+  return difference.empty() ? JoinStates(other) : difference;
+}
+
+bool IsRounding(double excess, double value, double limit) {
+  constexpr double kFourSteps = 4.0 / (1 << 24);
+  return std::isfinite(limit) &&
+         excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
+}
+
+CModel::CModel(SSettings settings) : settings_(std::move(settings)) {}
+
+CModel::CModel(CModel&&) noexcept = default;
+
+CModel::~CModel() = default;
+
+void CModel::Load(CStore& store) {
+  quantities_.clear();
+  for (const SStoredQuantity& s : store.Quantities()) {
+    auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
+    model->id = s.id;
+    for (const Side side : model->Sides()) {
+      const auto state = std::find_if(s.states.begin(), s.states.end(),
+                                      [&](const auto& known) { return known.side == side; });
+      const std::string fault =
+          state == s.states.end() ? "a learn state is missing" : model->SetState(side, *state);
+      if (!fault.empty()) {
+        throw CStoreError(store.Path() + ": quantity " + Quoted(s.name) + ": " + fault);
+      }
+    }
+    quantities_.push_back(std::move(model));
+  }
+}
+
+SJoined CModel::Join(CModel other) {
+  SJoined joined;
+  const bool empty = quantities_.empty();
+  for (auto& theirs : other.quantities_) {
+    const auto mine = std::find_if(quantities_.begin(), quantities_.end(), [&](const auto& model) {
+      return model->Name() == theirs->Name();
+    });
+    if (mine == quantities_.end()) {
+      (empty ? joined.both : joined.onlyThere).push_back(theirs->Name());
+      continue;
+    }
+    if (const std::string reason = (*mine)->Join(*theirs); !reason.empty()) {
+      throw CUsageError("quantity " + Quoted(theirs->Name()) + ": " + reason);
+    }
+    joined.both.push_back(theirs->Name());
+  }
+  if (joined.both.empty()) {
+    throw CUsageError("there is no quantity that both stores know");
+  }
+  if (empty) {
+    quantities_ = std::move(other.quantities_);
+    for (const auto& model : quantities_) {
+      model->id = 0;
+    }
+  }
+  for (const auto& model : quantities_) {
+    if (std::find(joined.both.begin(), joined.both.end(), model->Name()) == joined.both.end()) {
+      joined.onlyHere.push_back(model->Name());
+    }
+  }
+  return joined;
+}
+
+/// Finds each quantity of the part and checks it; nothing is learnt before all fit.
+void CModel::Prepare(const SPart& part) {
+  if (part.quantities.empty()) {
+    throw CInputError(part.name, "holds none of the quantities of --use");
+  }
+  CheckNames(part);
+  order_.clear();
+  for (const auto& model : quantities_) {
+    const auto found = std::find_if(part.quantities.begin(), part.quantities.end(),
+                                    [&](const SQuantity& q) { return q.name == model->Name(); });
+    if (found == part.quantities.end()) {
+      throw CInputError(
+          part.name, "quantity " + Quoted(model->Name()) + ", which the store knows, is missing");
+    }
+    order_.push_back(static_cast<std::size_t>(found - part.quantities.begin()));
+  }
+  for (std::size_t i = 0; i < part.quantities.size(); ++i) {
+    if (std::find(order_.begin(), order_.end(), i) == order_.end()) {
+      throw CInputError(part.name, "quantity " + Quoted(part.quantities[i].name) +
+                                       " is not in the store (--use picks quantities)");
+    }
+  }
+  for (std::size_t i = 0; i < quantities_.size(); ++i) {
+    quantities_[i]->Prepare(part.quantities[order_[i]], part.name);
+  }
+}
+
+void CModel::Learn(const SPart& part) {
+  const bool first = quantities_.empty();
+  for (std::size_t i = 0; first && i < part.quantities.size(); ++i) {
+    const SQuantity& q = part.quantities[i];
+    quantities_.push_back(Make(settings_, q.name, q.xUnit, q.unit, q.single));
+  }
+  try {
+    Prepare(part);
+  } catch (const CInputError&) {
+    if (first) {
+      quantities_.clear();
+    }
+    throw;
+  }
+  for (const auto& model : quantities_) {
+    model->Learn();
+  }
+}
+
+SPartVerdict CModel::Judge(const SPart& part) {
+  Prepare(part);
+  SPartVerdict verdict;
+  verdict.part = part.name;
+  verdict.label = part.label;
+  CProtocolItemList items;
+  ids_.clear();
+  for (const auto& model : quantities_) {
+    for (const Side side : model->Sides()) {
+      SQuantityVerdict q;
+      q.name = model->Name();
+      q.side = side;
+      q.unit = model->Unit().Display();
+      q.xUnit = model->XUnit().Display();
+      q.sureness = model->Sureness(side);
+      const int before = items.Anzahl();
+      model->Judge(side, q, items);
+      for (int i = before; i < items.Anzahl(); ++i) {
+        items[i].group = static_cast<std::int32_t>(ids_.size());
+      }
+      verdict.quantities.push_back(std::move(q));
+      ids_.push_back(model->id);
+    }
+  }
+  verdict.verdict = items.OverallVerdict();
+  verdict.defects = DefectsOf(items, verdict.quantities);
+  return verdict;
+}
+
+std::vector<float> CModel::Judged(const std::string& quantity) {
+  const auto found = std::find_if(quantities_.begin(), quantities_.end(),
+                                  [&](const auto& model) { return model->Name() == quantity; });
+  return found == quantities_.end() ? std::vector<float>() : (*found)->Judged();
+}
+
+void CModel::Save(CStore& store, std::int64_t run) {
+  for (const auto& model : quantities_) {
+    if (model->id == 0) {
+      model->id = store.AddQuantity(
+          {0, model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
+    }
+    for (const Side side : model->Sides()) {
+      store.SetState(model->id, side, model->Learnt(), model->State(side));
+      const SLearntSummary summary = model->Summary(side);
+      store.SetHistory(
+          run, model->id,
+          {"", side, "", model->Learnt(), Average(summary.mean), Average(summary.limit)});
+    }
+  }
+}
+
+std::vector<SLearntSummary> CModel::Summaries() {
+  std::vector<SLearntSummary> result;
+  for (const auto& model : quantities_) {
+    for (const Side side : model->Sides()) {
+      SLearntSummary summary = model->Summary(side);
+      summary.name = model->Name();
+      summary.side = side;
+      summary.kind = model->IsSingle()                  ? "value"
+                     : settings_.tracks.value_or(false) ? "track"
+                                                        : "curve";
+      summary.parts = model->Learnt();
+      summary.sureness = model->Sureness(side);
+      summary.unit = model->Unit().Display();
+      summary.xUnit = model->XUnit().Display();
+      result.push_back(std::move(summary));
+    }
+  }
+  return result;
+}
+
+std::vector<std::string> CModel::Warnings() {
+  std::vector<std::string> result;
+  for (const auto& model : quantities_) {
+    if (std::string warning = model->Warning(); !warning.empty()) {
+      result.push_back(std::move(warning));
+    }
+  }
+  return result;
+}
+
+}  // namespace limes::host

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement/settings.h"
+#include "apps/limes/measurement/verdict.h"
+#include "apps/limes/report/report.h"
+#include "apps/limes/store/store.h"
+#include "recordings/measurement.h"
+
+namespace limes::host {
+
+class CQuantityModel;
+
+/// Names of the quantities that two models have both, or one alone.
+struct SJoined {
+  std::vector<std::string> both;
+  std::vector<std::string> onlyHere;
+  std::vector<std::string> onlyThere;
+};
+
+/// All learnt limits of a store. The first part fixes which quantities there are.
+class CModel {
+ public:
+  explicit CModel(SSettings settings);
+  CModel(CModel&&) noexcept;
+  ~CModel();
+
+  /// Takes over what a store holds. Throws CStoreError when a learn state cannot be read.
+  void Load(CStore& store);
+
+  /// Joins with what another store has learnt, as if learnt later: the quantities of this model,
+  /// or all when it has none. Throws CUsageError, with no quantity in common or when one of them
+  /// is measured or learnt otherwise; discard the model then. The other one is used up.
+  SJoined Join(CModel other);
+
+  /// Learns one part, wholly or not at all. Throws CInputError.
+  void Learn(const SPart& part);
+
+  /// Judges one part. Throws CInputError when it does not fit what was learnt.
+  SPartVerdict Judge(const SPart& part);
+
+  /// The part judged last: the values of a quantity at the points of its summary, NaN where it has
+  /// none; empty for a single value.
+  std::vector<float> Judged(const std::string& quantity);
+
+  /// The store's id of each entry of a verdict's quantities.
+  const std::vector<std::int64_t>& Ids() const { return ids_; }
+
+  /// Writes what was learnt since Load, in a run, into the open transaction.
+  void Save(CStore& store, std::int64_t run);
+
+  std::vector<SLearntSummary> Summaries();
+
+  /// What the engineer should know about the learnt limits; one text each.
+  std::vector<std::string> Warnings();
+
+  bool IsEmpty() const { return quantities_.empty(); }
+
+ private:
+  void Prepare(const SPart& part);
+
+  SSettings settings_;
+  std::vector<std::unique_ptr<CQuantityModel>> quantities_;
+  std::vector<std::size_t> order_;  ///< position in the part of each quantity
+  std::vector<std::int64_t> ids_;
+};
+
+}  // namespace limes::host

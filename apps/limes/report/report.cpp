@@ -1,0 +1,329 @@
+#include "apps/limes/report/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "recordings/measurement.h"
+
+namespace limes::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kMostShown = 10;  ///< defects of a part in text
+
+Json Number(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+
+void PrintLine(std::ostream& out, const Json& json) {
+  // Names may come from files with broken UTF-8; those bytes become U+FFFD.
+  out << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+std::string WithUnit(const std::string& number, const std::string& unit) {
+  return unit.empty() ? number : number + " " + unit;
+}
+
+/// Four digits are enough to read, and two of what is to be told apart.
+std::string Brief(double value, double resolution = 0.0) {
+  if (value == 0.0 || !std::isfinite(value)) {
+    return NumberText(value);
+  }
+  int digits = 3 - static_cast<int>(std::floor(std::log10(std::fabs(value))));
+  if (resolution > 0.0) {
+    digits = std::max(digits, 1 - static_cast<int>(std::floor(std::log10(resolution))));
+  }
+  const double unit = std::pow(10.0, std::clamp(digits, -300, 300));
+  const double rounded = std::round(value * unit) / unit;
+  return NumberText(std::isfinite(rounded) ? rounded : value);
+}
+
+/// In spreads, so that quantities can be compared; without a spread on the far side of all others.
+double Urgency(const SQuantityVerdict& q) {
+  constexpr double kFar = std::numeric_limits<double>::infinity();
+  return q.excessInS.value_or(*q.maxDeviation > 0.0 ? kFar : -kFar);
+}
+
+const SQuantityVerdict* Worst(const SPartVerdict& verdict) {
+  const SQuantityVerdict* worst = nullptr;
+  for (const auto& q : verdict.quantities) {
+    if (q.maxDeviation && (worst == nullptr || Urgency(q) > Urgency(*worst))) {
+      worst = &q;
+    }
+  }
+  return worst;
+}
+
+const char* Colour(Verdict verdict) {
+  return verdict == Verdict::kPass   ? "\033[32m"
+         : verdict == Verdict::kFail ? "\033[31m"
+                                     : "\033[33m";
+}
+
+/// Smallest and largest of the values that are numbers; NaN when there are none.
+std::pair<float, float> Extremes(const std::vector<float>& values) {
+  std::pair<float, float> extremes(std::nanf(""), std::nanf(""));
+  for (const float value : values) {
+    extremes = {std::fmin(extremes.first, value), std::fmax(extremes.second, value)};
+  }
+  return extremes;
+}
+
+std::string Range(const std::vector<float>& values, double resolution = 0.0) {
+  const auto [low, high] = Extremes(values);
+  return std::isnan(low) ? "-"
+         : low == high   ? Brief(low, resolution)
+                         : Brief(low, resolution) + " .. " + Brief(high, resolution);
+}
+
+/// A curve in 32 characters, each the largest value of its stretch.
+std::string Sparkline(const std::vector<float>& values) {
+  constexpr std::size_t kWidth = 32;
+  constexpr const char* kBars[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+  const auto [low, high] = Extremes(values);
+  const std::size_t width = std::min(kWidth, values.size());
+  std::string text;
+  for (std::size_t i = 0; i < width; ++i) {
+    const auto first = values.begin() + static_cast<std::ptrdiff_t>(i * values.size() / width);
+    const auto last = values.begin() + static_cast<std::ptrdiff_t>((i + 1) * values.size() / width);
+    const double top = Extremes({first, last}).second;
+    const double share = high > low ? (top - low) / (double{high} - low) : 0.0;
+    text += std::isnan(top) || std::isnan(share)
+                ? " "
+                : kBars[static_cast<std::size_t>(std::clamp(share * 7.0 + 0.5, 0.0, 7.0))];
+  }
+  return text;
+}
+
+std::string Percent(double share) { return Brief(100.0 * share) + " %"; }
+
+std::string SurenessText(const SLimitSureness& s) {
+  std::string text = std::to_string(s.parts) + (s.parts == 1 ? " part" : " parts") +
+                     " learnt, effective " + Brief(s.effectiveParts) + "; " +
+                     Percent(s.rejectedPerPoint) + " of good parts beyond it by chance";
+  if (s.rejectedBound > s.rejectedPerPoint) {
+    text += " at its worst point, at most " + Percent(s.rejectedBound) + " anywhere";
+  }
+  return text;
+}
+
+void AddSureness(Json& json, const std::optional<SLimitSureness>& s) {
+  json["learnt"] = s ? Json(s->parts) : Json(nullptr);
+  json["effective_parts"] = s ? Json(s->effectiveParts) : Json(nullptr);
+  json["chance_per_point"] = s ? Json(s->rejectedPerPoint) : Json(nullptr);
+  json["chance_bound"] = s ? Json(s->rejectedBound) : Json(nullptr);
+}
+
+Json Findings(const std::vector<SDefect>& defects) {
+  Json list = Json::array();
+  for (const SDefect& d : defects) {
+    list.push_back({{"quantity", d.quantity},
+                    {"side", SideText(d.side)},
+                    {"from", Number(d.from)},
+                    {"to", Number(d.to)},
+                    {"x", d.from ? Json(d.place) : Json(nullptr)},
+                    {"excess", Number(d.excess)},
+                    {"value", d.value},
+                    {"limit", d.limit},
+                    {"mean", d.mean},
+                    {"unit", d.unit}});
+  }
+  return list;
+}
+
+Json Curve(const std::vector<float>& values) {
+  Json list = Json::array();
+  for (const float v : values) {
+    list.push_back(Shown(v));
+  }
+  return list;
+}
+
+}  // namespace
+
+void PrintReason(std::ostream& out, const SPartVerdict& verdict) {
+  const auto q = std::find_if(verdict.quantities.begin(), verdict.quantities.end(),
+                              [](const auto& v) { return v.verdict == Verdict::kNotJudged; });
+  if (q == verdict.quantities.end()) {
+    return;
+  }
+  out << "  " << q->name << ": ";
+  if (q->maxDeviation) {
+    out << "covers only " << Percent(q->judgedShare) << " of the " << SideText(q->side) << " limit";
+    return;
+  }
+  out << "no " << SideText(q->side) << " limit holds for it";
+  if (q->sureness) {
+    out << ", " << q->sureness->parts << (q->sureness->parts == 1 ? " part" : " parts")
+        << " learnt";
+  }
+}
+
+void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) {
+  if (colours) {
+    out << Colour(verdict.verdict) << VerdictText(verdict.verdict) << "\033[0m";
+  } else {
+    out << VerdictText(verdict.verdict);
+  }
+  out << "  " << verdict.part;
+  if (verdict.label) {
+    out << "  (" << *verdict.label << ")";
+  }
+  if (verdict.verdict == Verdict::kNotJudged) {
+    PrintReason(out, verdict);
+  } else if (const SQuantityVerdict* q = Worst(verdict)) {
+    const double deviation = std::fabs(*q->maxDeviation);
+    out << "  " << q->name << ": ";
+    if (!q->x && q->value) {
+      out << WithUnit(Brief(*q->value, deviation), q->unit) << ", ";
+    }
+    out << WithUnit(Brief(deviation), q->unit) << (*q->maxDeviation > 0.0 ? " beyond" : " within")
+        << " the " << SideText(q->side) << " limit";
+    if (!q->x && q->limit) {
+      out << " of " << WithUnit(Brief(*q->limit, deviation), q->unit);
+    }
+    if (q->x) {
+      out << " at " << WithUnit(Brief(*q->x), q->xUnit);
+    }
+  }
+  out << '\n';
+  std::size_t shown = 0;
+  for (const SDefect& defect : verdict.defects) {
+    if (shown++ == kMostShown) {
+      out << "    and " << verdict.defects.size() - kMostShown << " more\n";
+      break;
+    }
+    out << "    " << defect.text << '\n';
+  }
+}
+
+void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
+  Json json;
+  json["part"] = verdict.part;
+  if (verdict.label) {
+    json["label"] = *verdict.label;
+  }
+  json["verdict"] = VerdictText(verdict.verdict);
+  json["quantities"] = Json::array();
+  for (const auto& q : verdict.quantities) {
+    Json entry({{"name", q.name},
+                {"side", SideText(q.side)},
+                {"verdict", VerdictText(q.verdict)},
+                {"max_deviation", Number(q.maxDeviation)},
+                {"excess_in_s", Number(q.excessInS)},
+                {"x", Number(q.x)},
+                {"value", Number(q.value)},
+                {"limit", Number(q.limit)},
+                {"mean", Number(q.mean)},
+                {"spread", Number(q.spread)},
+                {"rms_deviation", Number(q.rmsDeviation)},
+                {"judged_share", q.judgedShare},
+                {"unit", q.unit}});
+    AddSureness(entry, q.sureness);
+    json["quantities"].push_back(std::move(entry));
+  }
+  json["defects"] = Json::array();
+  for (const SDefect& defect : verdict.defects) {
+    json["defects"].push_back(defect.text);
+  }
+  json["findings"] = Findings(verdict.defects);
+  PrintLine(out, json);
+}
+
+void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
+  double together = 0.0;
+  std::size_t limits = 0;
+  for (const SQuantityVerdict& q : verdict.quantities) {
+    if (q.sureness && q.sureness->parts > 0) {
+      out << q.name << ", " << SideText(q.side) << " limit: " << SurenessText(*q.sureness) << '\n';
+      together += q.sureness->rejectedBound;
+      ++limits;
+    }
+  }
+  if (limits > 1) {
+    out << "all limits: at most " << Percent(std::min(together, 1.0))
+        << " of good parts NOK by chance\n";
+  }
+}
+
+void SCounts::Add(const SPartVerdict& verdict, const std::string& goodLabel) {
+  ++parts;
+  ++(verdict.verdict == Verdict::kPass ? ok : verdict.verdict == Verdict::kFail ? nok : notJudged);
+  if (verdict.label) {
+    const bool isGood = *verdict.label == goodLabel;
+    ++(isGood ? good : bad);
+    falseAlarms += isGood && verdict.verdict == Verdict::kFail ? 1 : 0;
+    misses += !isGood && verdict.verdict == Verdict::kPass ? 1 : 0;
+  }
+}
+
+void PrintCounts(std::ostream& out, const SCounts& c) {
+  out << c.parts << (c.parts == 1 ? " part: " : " parts: ") << c.ok << " OK, " << c.nok << " NOK, "
+      << c.notJudged << " not judged\n";
+  if (c.good + c.bad > 0) {
+    out << "false alarms: " << c.falseAlarms << " of " << c.good << " good; misses: " << c.misses
+        << " of " << c.bad << " bad\n";
+  }
+}
+
+void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
+  out << s.name << (s.unit.empty() ? "" : " [" + s.unit + "]") << ", " << SideText(s.side)
+      << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt";
+  if (s.parts < settings.minParts.value_or(1)) {
+    out << " (judged from " << settings.minParts.value_or(1) << " on)";
+  }
+  out << '\n';
+  if (s.kind != "value") {
+    out << "  x       " << Brief(s.xFirst) << " .. " << WithUnit(Brief(s.xLast), s.xUnit)
+        << ", step " << WithUnit(Brief(s.step), s.xUnit) << ", " << s.points << " points\n";
+  }
+  if (s.kind == "track" && !s.learntAt.empty()) {
+    const auto [least, most] = std::minmax_element(s.learntAt.begin(), s.learntAt.end());
+    const auto limits = std::count_if(s.limit.begin(), s.limit.end(),
+                                      [](float limit) { return !std::isnan(limit); });
+    out << "  learnt  " << *least << " .. " << *most << " parts per point, limit at " << limits
+        << " points\n";
+  }
+  const char* sign = s.side == Side::kUpper ? " + " : " - ";
+  out << "  rule    mean" << sign << Brief(settings.factor.value_or(0.0)) << " * spread" << sign
+      << WithUnit(Brief(settings.base.value_or(0.0)), s.unit) << '\n';
+  const double spread = s.kind == "value" && s.spread.size() == 1 ? s.spread[0] : 0.0;
+  out << "  mean    " << Range(s.mean, spread) << '\n';
+  out << "  spread  " << Range(s.spread) << '\n';
+  out << "  limit   " << Range(s.limit, spread);
+  if (s.limit.size() > 1) {
+    out << "  " << Sparkline(s.limit);
+  }
+  out << "\n  sure    " << SurenessText(s.sureness) << '\n';
+}
+
+void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
+  Json json;
+  json["name"] = s.name;
+  json["side"] = SideText(s.side);
+  const bool single = s.kind == "value";
+  json["kind"] = s.kind;
+  AddSureness(json, s.sureness);
+  json["learnt"] = s.parts;
+  json["unit"] = s.unit;
+  json["x_unit"] = s.xUnit;
+  json["x_first"] = single ? Json(nullptr) : Json(s.xFirst);
+  json["x_last"] = single ? Json(nullptr) : Json(s.xLast);
+  json["step"] = single ? Json(nullptr) : Json(s.step);
+  json["base"] = settings.base.value_or(0.0);
+  json["factor"] = settings.factor.value_or(0.0);
+  json["width"] = settings.width.value_or(0.0);
+  json["time_scale"] = settings.timeScale.value_or(0);
+  json["min_parts"] = settings.minParts.value_or(0);
+  if (s.kind == "track") {
+    json["learnt_at"] = s.learntAt;
+  }
+  json["mean"] = Curve(s.mean);
+  json["spread"] = Curve(s.spread);
+  json["limit"] = Curve(s.limit);
+  PrintLine(out, json);
+}
+
+}  // namespace limes::host

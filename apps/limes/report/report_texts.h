@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement/settings.h"
+#include "apps/limes/report/report.h"
+
+namespace limes::host {
+
+/// A time as stored, without the letters in it: "2024-02-29 12:34:56".
+std::string TimeText(const std::string& started);
+
+/// Six digits and the unit.
+std::string WithUnit(double value, const std::string& unit);
+
+/// A value, its limit and how far they are apart, all with the same number of decimals: three
+/// digits of what they are apart.
+struct SComparison {
+  SComparison(double value, double limit);
+
+  std::string value;
+  std::string limit;
+  std::string apart;
+};
+
+/// "16.7 dB(Pa) beyond the upper limit of 89.8 at 1125 Hz (1112.5 … 1137.5)".
+std::string DefectText(const SDefect& defect, const std::string& xUnit);
+
+/// The largest deviation of a quantity that has one, in the same words.
+std::string DeviationText(const SQuantityVerdict& q);
+
+/// Where a defect lies: "1125 Hz (1112.5 … 1137.5)"; empty for a single value.
+std::string PlaceText(const SDefect& defect, const std::string& xUnit);
+
+/// The rule of a quantity's limits: "mean ± (3 × spread + 3 dB(Pa))".
+std::string RuleText(const SSettings& settings, const std::vector<const SLearntSummary*>& sides);
+
+/// The share of good parts that the limits of a quantity reject by chance at most: "0.58 %".
+std::string ChanceText(const std::vector<const SLearntSummary*>& sides);
+
+/// The folder that all parts come from, which their names then need not repeat.
+class CCommonFolder {
+ public:
+  void Add(const std::string& part);
+
+  /// Empty, or ends in a slash.
+  std::string Name() const { return folder_.value_or(""); }
+
+  /// A part's name in it.
+  std::string Inside(const std::string& part) const;
+
+ private:
+  std::optional<std::string> folder_;
+};
+
+}  // namespace limes::host

@@ -1,0 +1,111 @@
+#include "recordings/forming/free_steps.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <numeric>
+#include <vector>
+
+#include "apps/limes/errors.h"
+#include "limes/platform/text.h"
+
+namespace limes::host {
+namespace {
+
+constexpr double kMostSteps = 1 << 24;
+constexpr double kStepTolerance = 1e-4;  ///< by which single precision may change a step
+
+/// In the order of x, equal ones as they came. The library's own sorting would repeat the exchanges
+/// that decide on equal x, which takes minutes where many of them lie far from their places.
+CSigPairs SortedPairs(const SQuantity& quantity, const std::string& what) {
+  std::vector<std::size_t> order(quantity.x.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return quantity.x[a] < quantity.x[b]; });
+  SQuantity sorted = quantity;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    sorted.x[i] = quantity.x[order[i]];
+    sorted.values[i] = quantity.values[order[i]];
+  }
+  CSigPairs pairs = MakePairs(sorted);
+  pairs.DatenSortieren(true);
+  const std::uint32_t n = pairs.NPaare();
+  if (n < 2 || !(pairs.Punkt(n - 1) > pairs.Punkt(0))) {
+    throw CInputError(what, "has values at one x only; it takes two");
+  }
+  return pairs;
+}
+
+SQuantity Drawn(const SQuantity& quantity, const std::string& what, const CSigPairs& pairs,
+                double origin, double step) {
+  const double first = std::round((pairs.Punkt(0) - origin) / step);
+  const double last = std::round((pairs.Punkt(pairs.NPaare() - 1) - origin) / step);
+  if (!(last - first < kMostSteps)) {
+    throw CInputError(
+        what, "covers more than " + NumberText(kMostSteps) + " steps of " + NumberText(step));
+  }
+  CSigCurveExt curve =
+      MakeCurveOn(what, origin + first * step, step, static_cast<std::size_t>(last - first) + 1);
+  pairs.KurveBilden(&curve, false);
+  SQuantity drawn = quantity;
+  drawn.x.clear();
+  drawn.x0 = origin + (first + curve.IMin()) * step;  // in float an end may fall a step inside
+  drawn.dx = step;
+  drawn.values.assign(curve.ValArray() + curve.IMin(), curve.ValArray() + curve.IMax() + 1);
+  return drawn;
+}
+
+}  // namespace
+
+CSigPairs MakePairs(const SQuantity& quantity) {
+  CSigPairs pairs;
+  const std::size_t n = quantity.values.size();
+  if (n > std::numeric_limits<std::int32_t>::max() ||
+      !pairs.NeueGroesse(static_cast<unsigned>(n))) {
+    throw std::bad_alloc();
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    const double x = quantity.x.empty() ? quantity.x0 + static_cast<double>(i) * quantity.dx
+                                        : double{quantity.x[i]};
+    if (pairs.NeuesPaar(static_cast<float>(x), quantity.values[i]) == 0) {
+      throw std::bad_alloc();
+    }
+  }
+  pairs.SetName(Utf8ToWide(quantity.name).c_str());
+  pairs.SetXUnit(quantity.xUnit.unit);
+  pairs.SetYUnit(quantity.unit.unit);
+  return pairs;
+}
+
+CSigCurveExt MakeCurveOn(const std::string& what, double x0, double dx, std::size_t n) {
+  const auto begin = static_cast<float>(x0);
+  const auto end = static_cast<float>(x0 + dx * static_cast<double>(n));
+  const double step = (double{end} - begin) / static_cast<double>(n);
+  if (!(std::fabs(step - dx) <= kStepTolerance * dx)) {
+    throw CInputError(what, "steps of " + NumberText(dx) + " from " + NumberText(x0) +
+                                " on are too fine for single precision");
+  }
+  if (n > std::numeric_limits<std::int32_t>::max()) {
+    throw std::bad_alloc();
+  }
+  CSigCurveExt curve = CSigCurveExt::Make(static_cast<int>(n), begin, end);
+  if (curve.DLen() != n) {
+    throw std::bad_alloc();
+  }
+  return curve;
+}
+
+SQuantity DrawnOnGrid(const SQuantity& quantity, const std::string& what, double origin,
+                      double step) {
+  return Drawn(quantity, what, SortedPairs(quantity, what), origin, step);
+}
+
+SQuantity DrawnOnOwnGrid(const SQuantity& quantity, const std::string& what) {
+  const CSigPairs pairs = SortedPairs(quantity, what);
+  const std::uint32_t last = pairs.NPaare() - 1;
+  const double origin = pairs.Punkt(0);
+  return Drawn(quantity, what, pairs, origin, (pairs.Punkt(last) - origin) / last);
+}
+
+}  // namespace limes::host

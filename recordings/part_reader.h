@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement/settings.h"
+#include "recordings/file_input.h"
+#include "recordings/measurement.h"
+#include "recordings/tables/csv_table.h"
+
+namespace limes::host {
+
+/// The parts of one file as they stand there, in the file's numbers, one at a time.
+class CPartReader {
+ public:
+  virtual ~CPartReader() = default;
+
+  /// The next part; false at the end of the file. Throws CInputError.
+  virtual bool Next(SPart& part) = 0;
+
+  /// Share of the file that was read, 0 to 1, for a progress bar.
+  virtual double Progress() { return 0.0; }
+};
+
+/// What a reader of one file needs beside the settings.
+struct SReadContext {
+  std::string path;  ///< also the start of the part's name
+  const SSettings* settings = nullptr;
+  const std::vector<SCondition>* where = nullptr;
+  bool goodOnly = false;       ///< leave out parts with another label than the good one
+  bool labelOptional = false;  ///< a table without the label column is no error, unless goodOnly
+};
+
+/// Reader for a file of this kind; the stream must outlive it. Throws CInputError.
+std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
+                                            const SReadContext& context);
+
+std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SReadContext& context);
+std::unique_ptr<CPartReader> MakeSignalRecordReader(CFileStream& stream,
+                                                    const SReadContext& context);
+
+}  // namespace limes::host

@@ -1,0 +1,318 @@
+#include "recordings/part_source.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "apps/limes/errors.h"
+#include "recordings/recording.h"
+
+namespace limes::host {
+namespace {
+
+/// Parts of a recording: the whole of it, or pieces of equal length.
+class CRecordingReader : public CPartReader {
+ public:
+  CRecordingReader(std::unique_ptr<CRecording> recording, const SReadContext& context)
+      : recording_(std::move(recording)), path_(context.path) {
+    cut_ = context.settings->cut.value_or(0);
+    ChooseChannels(context.settings->use.value_or(std::vector<std::string>()));
+  }
+
+  bool Next(SPart& part) override {
+    if (done_) {
+      return false;
+    }
+    const std::size_t wanted =
+        cut_ > 0 ? static_cast<std::size_t>(cut_) : std::numeric_limits<std::size_t>::max();
+    const std::size_t got = recording_->Read(wanted, channels_);
+    done_ = cut_ == 0 || got < wanted;
+    if (cut_ > 0 && got < wanted) {
+      if (number_ == 0) {
+        throw CInputError(
+            path_, std::to_string(got) + " samples, fewer than --cut " + std::to_string(cut_));
+      }
+      return false;  // what is left over is no whole part
+    }
+    if (got == 0) {
+      throw CInputError(path_, "holds no samples");
+    }
+    part.name = path_;
+    if (cut_ > 0) {
+      part.name.append(":").append(std::to_string(++number_));
+    }
+    part.label.reset();
+    part.quantities.resize(chosen_.size());
+    for (std::size_t i = 0; i < chosen_.size(); ++i) {
+      SQuantity& q = part.quantities[i];
+      q.name = recording_->Channels()[chosen_[i]].name;
+      q.unit = recording_->Channels()[chosen_[i]].unit;
+      q.xUnit = recording_->XUnit();
+      q.single = false;
+      q.x0 = recording_->X0();
+      q.dx = recording_->Dx();
+      q.x = recording_->FreeX();
+      q.values = channels_[chosen_[i]];
+    }
+    return true;
+  }
+
+ private:
+  /// By name, or by the number of the channel.
+  void ChooseChannels(const std::vector<std::string>& use) {
+    const auto& channels = recording_->Channels();
+    for (const std::string& wanted : use) {
+      std::size_t found = 0;
+      while (found < channels.size() && channels[found].name != wanted) {
+        ++found;
+      }
+      double number = 0.0;
+      if (found == channels.size() && ParseNumber(wanted, number) && number >= 1.0 &&
+          number <= static_cast<double>(channels.size()) && number == std::floor(number)) {
+        found = static_cast<std::size_t>(number) - 1;
+      }
+      if (found == channels.size()) {
+        throw CInputError(path_, "no channel " + Quoted(wanted) + " (there are " +
+                                     std::to_string(channels.size()) + ")");
+      }
+      chosen_.push_back(found);
+    }
+    for (std::size_t i = 0; use.empty() && i < channels.size(); ++i) {
+      chosen_.push_back(i);
+    }
+  }
+
+  std::unique_ptr<CRecording> recording_;
+  std::string path_;
+  std::uint64_t cut_ = 0;
+  std::uint64_t number_ = 0;
+  bool done_ = false;
+  std::vector<std::size_t> chosen_;
+  std::vector<std::vector<float>> channels_;
+};
+
+void RequireFinite(const SPart& part, const SQuantity& q) {
+  const auto bad =
+      std::find_if_not(q.values.begin(), q.values.end(), [](float v) { return std::isfinite(v); });
+  if (bad != q.values.end()) {
+    throw CInputError(part.name, "quantity " + Quoted(q.name) + ", value " +
+                                     std::to_string(bad - q.values.begin() + 1) + " is not finite");
+  }
+}
+
+void Scale(std::vector<float>& values, double factor) {
+  if (factor != 1.0) {
+    for (float& v : values) {
+      v = static_cast<float>(v * factor);
+    }
+  }
+}
+
+void CopyPiece(const SQuantity& whole, std::size_t start, std::size_t length, SQuantity& piece) {
+  piece.name = whole.name;
+  piece.xUnit = whole.xUnit;
+  piece.unit = whole.unit;
+  piece.single = whole.single;
+  piece.x0 = whole.x0;
+  piece.dx = whole.dx;
+  const auto first = whole.values.begin() + static_cast<std::ptrdiff_t>(start);
+  piece.values.assign(first, first + static_cast<std::ptrdiff_t>(length));
+}
+
+void RemoveMean(std::vector<float>& values) {
+  double sum = 0.0;
+  for (const float v : values) {
+    sum += v;
+  }
+  const double mean = sum / static_cast<double>(values.size());
+  for (float& v : values) {
+    v = static_cast<float>(v - mean);
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
+                                            const SReadContext& context) {
+  if (context.settings->IsTable() && kind != FileKind::kTable) {
+    throw CInputError(context.path, "--rows and --values are for CSV tables");
+  }
+  switch (kind) {
+    case FileKind::kSound:
+      return std::make_unique<CRecordingReader>(OpenSound(stream, context.path, *context.settings),
+                                                context);
+    case FileKind::kRecords:
+      return MakeSignalRecordReader(stream, context);
+    case FileKind::kTable:
+      break;
+  }
+  if (context.settings->IsTable()) {
+    return MakeTableRowReader(stream, context);
+  }
+  SReadContext all = context;
+  SSettings settings = *context.settings;
+  auto columns = OpenColumns(stream, context.path, settings, *context.where);
+  settings.use.reset();  // the columns were chosen
+  all.settings = &settings;
+  return std::make_unique<CRecordingReader>(std::move(columns), all);
+}
+
+void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
+  const std::uint32_t n = settings_.spectrum.value_or(0);
+  if (!q.x.empty()) {
+    throw CInputError(
+        part, "quantity " + Quoted(q.name) + " is not at equal steps, as --spectrum needs it");
+  }
+  if (q.unit.IsDecibel()) {
+    throw CInputError(part, "quantity " + Quoted(q.name) + " is a level in " + q.unit.Display() +
+                                "; --spectrum takes time signals");
+  }
+  const bool pressure = q.unit.Display() == "Pa";
+  const double reference = settings_.ref.value_or(pressure ? 2e-5 : 1.0);
+  std::size_t at = 0;
+  while (at < references_.size() && references_[at] != reference) {
+    ++at;
+  }
+  if (at == references_.size()) {
+    references_.push_back(reference);
+    spectra_.push_back(std::make_unique<CLevelSpectrum>(n, reference));
+  }
+  spectra_[at]->Form(q.values, levels_);
+  if (levels_.empty()) {
+    throw CInputError(part, "quantity " + Quoted(q.name) + ": " + std::to_string(q.values.size()) +
+                                " samples, fewer than --spectrum " + std::to_string(n));
+  }
+  const double step = 1.0 / (n * q.dx);
+  q.values = levels_;
+  q.x0 = step;
+  q.dx = step;
+  q.xUnit = ReciprocalUnit(q.xUnit);
+  q.unit = LevelUnit(q.unit, reference);
+}
+
+void CFormer::Form(SPart& part) {
+  const std::uint32_t n = settings_.spectrum.value_or(0);
+  for (SQuantity& q : part.quantities) {
+    Scale(q.values, settings_.scale.value_or(1.0));
+    if (settings_.unit) {
+      q.unit = ParseUnit(*settings_.unit);
+    }
+    RequireFinite(part, q);
+    if (settings_.detrend.value_or(false) && !q.single) {
+      RemoveMean(q.values);
+    }
+    if (n > 0 && !q.single) {
+      FormSpectrum(part.name, q);
+    } else if (settings_.ref && !SetReference(q.unit, *settings_.ref)) {
+      throw CInputError(part.name, "--ref is for decibels, but quantity " + Quoted(q.name) +
+                                       " is in " +
+                                       (q.unit.IsNone() ? "no unit" : q.unit.Display()));
+    }
+  }
+}
+
+CPartSource::CPartSource(std::vector<std::string> files, SConfig config)
+    : files_(std::move(files)), config_(std::move(config)), former_(config_.settings) {}
+
+CPartSource::~CPartSource() = default;
+
+void CPartSource::CheckFiles() const {
+  for (const std::string& file : files_) {
+    std::error_code error;
+    if (!std::filesystem::exists(file, error) || std::filesystem::is_regular_file(file, error)) {
+      CDiskStream stream;  // a pipe is not opened: that would take its first bytes
+      OpenForReading(file, stream);
+    }
+  }
+}
+
+bool CPartSource::OpenNext() {
+  reader_.reset();
+  if (nextFile_ == files_.size()) {
+    return false;
+  }
+  const std::string& path = files_[nextFile_++];
+  stream_ = std::make_unique<CDiskStream>();
+  OpenForReading(path, *stream_);
+  const FileKind kind = DetectKind(path, *stream_);
+  const SReadContext context{path, &config_.settings, &config_.where, config_.goodOnly,
+                             config_.labelOptional};
+  reader_ = MakePartReader(kind, *stream_, context);
+  const bool cut = config_.settings.cut.value_or(0) > 0;
+  several_ = cut || config_.settings.IsTable();
+  pieces_ = cut && (config_.settings.IsTable() || kind == FileKind::kRecords);
+  nextPiece_ = 0;
+  whole_ = SPart();
+  if (several_) {
+    place_ = 0;  // parts are counted anew in each file that may hold several
+  }
+  return true;
+}
+
+/// The next piece of --cut samples of a part that lies in memory.
+bool CPartSource::NextPiece(SPart& part) {
+  const auto length = static_cast<std::size_t>(*config_.settings.cut);
+  for (;;) {
+    const std::size_t start = static_cast<std::size_t>(nextPiece_) * length;
+    const bool left =
+        !whole_.quantities.empty() &&
+        std::all_of(whole_.quantities.begin(), whole_.quantities.end(),
+                    [&](const SQuantity& q) { return q.values.size() >= start + length; });
+    if (left) {
+      part.name = whole_.name + ":" + std::to_string(++nextPiece_);
+      part.label = whole_.label;
+      part.quantities.resize(whole_.quantities.size());
+      for (std::size_t i = 0; i < whole_.quantities.size(); ++i) {
+        CopyPiece(whole_.quantities[i], start, length, part.quantities[i]);
+      }
+      return true;
+    }
+    if (!whole_.quantities.empty() && nextPiece_ == 0) {
+      throw CInputError(whole_.name, "fewer samples than --cut " + std::to_string(length));
+    }
+    nextPiece_ = 0;
+    if (!reader_->Next(whole_)) {
+      return false;
+    }
+    for (const SQuantity& q : whole_.quantities) {
+      if (!q.x.empty()) {
+        throw CInputError(whole_.name, "quantity " + Quoted(q.name) +
+                                           " is not at equal steps, as --cut needs it");
+      }
+    }
+  }
+}
+
+bool CPartSource::NextRaw(SPart& part) { return pieces_ ? NextPiece(part) : reader_->Next(part); }
+
+bool CPartSource::Next(SPart& part) {
+  while (NextRaw(part)) {
+    ++seen_;
+    if (config_.selection.Takes(place_++)) {
+      former_.Form(part);
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string CPartSource::WhyNone() const {
+  if (seen_ > 0) {
+    return "no part was selected: --every and --parts take none of " + std::to_string(seen_);
+  }
+  const bool labelled = config_.goodOnly && config_.settings.labelColumn;
+  std::string text =
+      labelled ? "no row is labelled " + Quoted(config_.settings.good.value_or("")) : "";
+  if (!config_.where.empty()) {
+    text += text.empty() ? "no row fits --where" : " and fits --where";
+  }
+  return text.empty() ? "the files hold no part" : text;
+}
+
+double CPartSource::Progress() const {
+  const double done = static_cast<double>(nextFile_ > 0 ? nextFile_ - 1 : 0);
+  return (done + (reader_ ? reader_->Progress() : 0.0)) /
+         static_cast<double>(std::max<std::size_t>(files_.size(), 1));
+}
+
+}  // namespace limes::host

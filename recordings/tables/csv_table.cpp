@@ -1,0 +1,163 @@
+#include "recordings/tables/csv_table.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "apps/limes/errors.h"
+
+namespace limes::host {
+namespace {
+
+std::string_view Trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+bool LooksLikeData(const std::vector<std::string_view>& cells) {
+  double number = 0.0;
+  return std::all_of(cells.begin(), cells.end(),
+                     [&](std::string_view cell) { return ParseNumber(cell, number); });
+}
+
+/// Whether a cell holds words: neither a number, nor what programs write where they have none.
+bool IsText(std::string_view cell) {
+  return !cell.empty() && std::isalpha(static_cast<unsigned char>(cell[0])) != 0 &&
+         !cell.starts_with("nan") && !cell.starts_with("NaN") && !cell.starts_with("inf") &&
+         !cell.starts_with("Inf");
+}
+
+}  // namespace
+
+SColumn ParseHeader(std::string_view header) {
+  SColumn column{std::string(header), std::string(Trimmed(header)), ""};
+  const std::string_view text = Trimmed(header);
+  const auto open = text.rfind('[');
+  if (open != std::string_view::npos && text.ends_with(']')) {
+    column.name = Trimmed(text.substr(0, open));
+    column.unit = Trimmed(text.substr(open + 1, text.size() - open - 2));
+  }
+  return column;
+}
+
+CCsvTable::CCsvTable(CFileStream& file, const std::string& name, bool hasHeader,
+                     const std::vector<SCondition>& where)
+    : reader_(file, name) {
+  std::vector<std::string_view> cells;
+  if (!reader_.Next(cells)) {
+    throw CInputError(name, 1, "empty file");
+  }
+  if (hasHeader && LooksLikeData(cells)) {
+    throw CInputError(name, reader_.Line(),
+                      "numbers where column names are expected (--no-header when there are none)");
+  }
+  if (cells.size() == 1 && cells[0].find_first_of(";\t") != std::string_view::npos) {
+    throw CInputError(name, reader_.Line(),
+                      std::string("columns are separated by ") +
+                          (cells[0].find(';') != std::string_view::npos ? "semicolons" : "tabs") +
+                          ", not by commas; save the table with commas and decimal points");
+  }
+  for (const std::string_view cell : cells) {
+    const std::string number = std::to_string(columns_.size() + 1);
+    columns_.push_back(hasHeader ? ParseHeader(cell) : SColumn{number, number, ""});
+    if (columns_.back().name.empty()) {
+      columns_.back().name = "column " + number;
+    }
+  }
+  hasPending_ = !hasHeader;
+  if (hasPending_) {
+    pending_ = cells;  // stays valid: no row is read before it was handed out
+  }
+  for (const SCondition& condition : where) {
+    SFilter filter{Find(condition.column), condition.value, std::nullopt};
+    double number = 0.0;
+    if (ParseNumber(condition.value, number)) {
+      filter.number = number;
+    }
+    filters_.push_back(std::move(filter));
+  }
+}
+
+std::optional<std::size_t> CCsvTable::TryFind(std::string_view name) const {
+  std::optional<std::size_t> found;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].name == name || columns_[i].header == name) {
+      if (found) {
+        throw CInputError(Name(), 1, "column name " + Quoted(name) + " stands there twice");
+      }
+      found = i;
+    }
+  }
+  return found;
+}
+
+std::size_t CCsvTable::Find(std::string_view name) const {
+  const auto found = TryFind(name);
+  if (!found) {
+    std::string known;
+    for (std::size_t i = 0; i < std::min<std::size_t>(columns_.size(), 12); ++i) {
+      known += (i > 0 ? ", " : "") + columns_[i].name;
+    }
+    throw CInputError(Name(), 1,
+                      "no column " + Quoted(name) + " (there are " + known +
+                          (columns_.size() > 12 ? ", ..." : "") + ")");
+  }
+  return *found;
+}
+
+void CCsvTable::CheckCellCount(const std::vector<std::string_view>& cells) const {
+  if (cells.size() != columns_.size()) {
+    throw CInputError(Name(), reader_.Line(),
+                      std::to_string(cells.size()) + " cells where the header has " +
+                          std::to_string(columns_.size()) +
+                          (cells.size() > columns_.size() ? " (decimal commas?)" : ""));
+  }
+}
+
+bool CCsvTable::Passes(const std::vector<std::string_view>& cells) const {
+  return std::all_of(filters_.begin(), filters_.end(), [&](const SFilter& filter) {
+    double number = 0.0;
+    const std::string_view cell = cells[filter.column];
+    return cell == filter.value ||
+           (filter.number && ParseNumber(cell, number) && number == *filter.number);
+  });
+}
+
+bool CCsvTable::NextRow(std::vector<std::string_view>& cells) {
+  for (;;) {
+    if (hasPending_) {
+      cells = pending_;
+      hasPending_ = false;
+    } else if (!reader_.Next(cells)) {
+      return false;
+    }
+    ++row_;
+    CheckCellCount(cells);
+    if (Passes(cells)) {
+      return true;
+    }
+  }
+}
+
+void CCsvTable::GoTo(const CCsvReader::SPlace& place, std::uint64_t row) {
+  reader_.GoTo(place);
+  hasPending_ = false;
+  row_ = row - 1;
+}
+
+float CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t column) const {
+  float value = 0.0F;
+  const std::string_view cell = cells[column];
+  if (!ParseNumber(cell, value)) {
+    throw CInputError(
+        Name(), reader_.Line(),
+        "column " + Quoted(columns_[column].name) +
+            (cell.empty() ? ": empty cell" : ": " + Quoted(cell) + " is not a finite number") +
+            (IsText(cell) ? " (--skip names columns that hold no values)" : ""));
+  }
+  return value;
+}
+
+}  // namespace limes::host

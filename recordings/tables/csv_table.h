@@ -1,0 +1,71 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "recordings/tables/csv_reader.h"
+
+namespace limes::host {
+
+/// One condition of --where: the rows whose cell in this column is this text or number.
+struct SCondition {
+  std::string column;
+  std::string value;
+};
+
+struct SColumn {
+  std::string header;  ///< as it stands in the file
+  std::string name;    ///< without the unit
+  std::string unit;    ///< what stands in brackets at the end; empty without
+};
+
+/// "Gear noise [dB(Pa)]" as name and unit.
+SColumn ParseHeader(std::string_view header);
+
+/// A table with a header line. Rows are checked for their number of cells and filtered.
+class CCsvTable {
+ public:
+  /// Reads the header. Without a header line the columns are called "1", "2", ...
+  CCsvTable(CFileStream& file, const std::string& name, bool hasHeader,
+            const std::vector<SCondition>& where);
+
+  /// The next row that meets all conditions; false at the end. Cells are valid until the next call.
+  bool NextRow(std::vector<std::string_view>& cells);
+
+  const std::vector<SColumn>& Columns() const { return columns_; }
+
+  /// Position of the column with this name or header; throws CInputError when none or several.
+  std::size_t Find(std::string_view name) const;
+  std::optional<std::size_t> TryFind(std::string_view name) const;
+
+  /// Number of the last row among all data rows of the file, from 1.
+  std::uint64_t RowNumber() const { return row_; }
+  void GoTo(const CCsvReader::SPlace& place, std::uint64_t row);
+
+  CCsvReader& Reader() { return reader_; }
+  const std::string& Name() const { return reader_.Name(); }
+
+  /// The cell as number, or an error that names line and column.
+  float Number(const std::vector<std::string_view>& cells, std::size_t column) const;
+
+ private:
+  struct SFilter {
+    std::size_t column;
+    std::string value;
+    std::optional<double> number;
+  };
+
+  void CheckCellCount(const std::vector<std::string_view>& cells) const;
+  bool Passes(const std::vector<std::string_view>& cells) const;
+
+  CCsvReader reader_;
+  std::vector<SColumn> columns_;
+  std::vector<SFilter> filters_;
+  std::vector<std::string_view> pending_;  ///< first row of a file without header
+  bool hasPending_ = false;
+  std::uint64_t row_ = 0;
+};
+
+}  // namespace limes::host

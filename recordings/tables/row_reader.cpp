@@ -1,0 +1,219 @@
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "apps/limes/errors.h"
+#include "recordings/part_reader.h"
+
+namespace limes::host {
+namespace {
+
+/// Parts from the rows of a table: a row each, or the rows that share a text in the part column.
+class CRowReader : public CPartReader {
+ public:
+  CRowReader(CFileStream& stream, const SReadContext& context)
+      : table_(stream, context.path, !context.settings->noHeader.value_or(false), *context.where),
+        settings_(*context.settings),
+        goodOnly_(context.goodOnly && settings_.labelColumn),
+        single_(settings_.values.value_or(false)),
+        size_(std::max<std::int64_t>(stream.Position() + stream.Remaining(), 1)) {
+    const auto find = [this](const std::optional<std::string>& name) {
+      return name ? std::optional(table_.Find(*name)) : std::nullopt;
+    };
+    const bool mayLackLabel = context.labelOptional && !goodOnly_;
+    label_ = mayLackLabel && settings_.labelColumn ? table_.TryFind(*settings_.labelColumn)
+                                                   : find(settings_.labelColumn);
+    part_ = find(settings_.partColumn);
+    quantity_ = find(settings_.quantityColumn);
+    ChooseColumns();
+    if (part_) {
+      CollectGroups(stream);
+    }
+  }
+
+  bool Next(SPart& part) override { return part_ ? NextGroup(part) : NextRow(part); }
+
+  double Progress() override {
+    return static_cast<double>(table_.Reader().BytesRead()) / static_cast<double>(size_);
+  }
+
+ private:
+  struct SGroup {
+    std::string name;
+    std::optional<std::string> label;
+    std::vector<std::pair<CCsvReader::SPlace, std::uint64_t>> rows;  ///< place and row number
+  };
+
+  void ChooseColumns() {
+    const auto use = settings_.use.value_or(std::vector<std::string>());
+    if (single_ && !quantity_ && !use.empty()) {
+      for (const std::string& name : use) {
+        columns_.push_back(table_.Find(name));
+      }
+    } else {
+      std::vector<std::size_t> skipped;
+      for (const auto& column : {label_, part_, quantity_}) {
+        if (column) {
+          skipped.push_back(*column);
+        }
+      }
+      for (const std::string& name : settings_.skip.value_or(std::vector<std::string>())) {
+        if (const auto found = table_.TryFind(name)) {
+          skipped.push_back(*found);
+        }
+      }
+      const std::size_t first = settings_.firstValue ? table_.Find(*settings_.firstValue) : 0;
+      for (std::size_t i = first; i < table_.Columns().size(); ++i) {
+        if (std::find(skipped.begin(), skipped.end(), i) == skipped.end()) {
+          columns_.push_back(i);
+        }
+      }
+    }
+    if (columns_.empty()) {
+      throw CInputError(table_.Name(), 1, "no column of values");
+    }
+    for (const std::size_t column : columns_) {
+      units_.push_back(ParseUnit(table_.Columns()[column].unit));
+      if (single_) {
+        table_.Find(table_.Columns()[column].name);  // refuses a name that stands there twice
+      }
+    }
+    xUnit_ = ParseUnit(settings_.xUnit.value_or(""));
+  }
+
+  bool Wanted(const std::vector<std::string_view>& cells) const {
+    return !goodOnly_ || cells[*label_] == settings_.good.value_or("");
+  }
+
+  bool NextRow(SPart& part) {
+    do {
+      if (!table_.NextRow(cells_)) {
+        return false;
+      }
+    } while (!Wanted(cells_));
+    part.name = table_.Name() + ":" + std::to_string(table_.RowNumber());
+    part.label.reset();
+    if (label_) {
+      part.label = cells_[*label_];
+    }
+    std::size_t used = 0;
+    TakeQuantities(part, used);
+    part.quantities.resize(used);
+    return true;
+  }
+
+  bool NextGroup(SPart& part) {
+    if (nextGroup_ == groups_.size()) {
+      return false;
+    }
+    const SGroup& group = groups_[nextGroup_++];
+    part.name = table_.Name() + ":" + group.name;
+    part.label = group.label;
+    std::size_t used = 0;
+    for (const auto& [place, row] : group.rows) {
+      table_.GoTo(place, row);
+      if (!table_.NextRow(cells_)) {
+        throw CInputError(table_.Name(), place.line, "the file changed while it was read");
+      }
+      TakeQuantities(part, used);
+    }
+    part.quantities.resize(used);
+    return true;
+  }
+
+  /// Adds what the row at hand holds; quantities of the part before are used again.
+  void TakeQuantities(SPart& part, std::size_t& used) {
+    const std::size_t count = single_ ? columns_.size() : 1;
+    const std::size_t before = used;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (used == part.quantities.size()) {
+        part.quantities.emplace_back();
+      }
+      SQuantity& q = part.quantities[used];
+      NameQuantity(q, i);
+      if (quantity_ && !IsUsed(q.name)) {
+        continue;
+      }
+      ++used;
+      q.unit = units_[i];
+      q.xUnit = single_ ? SUnit() : xUnit_;
+      q.single = single_;
+      q.x0 = settings_.x0.value_or(0.0);
+      q.dx = settings_.dx.value_or(1.0);
+      const std::size_t n = single_ ? 1 : columns_.size();
+      q.values.resize(n);
+      for (std::size_t k = 0; k < n; ++k) {
+        q.values[k] = table_.Number(cells_, columns_[single_ ? i : k]);
+      }
+      for (std::size_t k = 0; k < before; ++k) {
+        if (part.quantities[k].name == q.name) {
+          throw CInputError(table_.Name(), table_.Reader().Line(),
+                            "quantity " + Quoted(q.name) + " twice in part " + Quoted(part.name));
+        }
+      }
+    }
+  }
+
+  bool IsUsed(const std::string& name) const {
+    return !settings_.use || settings_.use->empty() ||
+           std::find(settings_.use->begin(), settings_.use->end(), name) != settings_.use->end();
+  }
+
+  void NameQuantity(SQuantity& q, std::size_t column) const {
+    if (!single_) {
+      q.name = quantity_ ? std::string(cells_[*quantity_]) : settings_.name.value_or("curve");
+      return;
+    }
+    q.name = table_.Columns()[columns_[column]].name;
+    if (quantity_) {
+      const std::string own(cells_[*quantity_]);
+      q.name = columns_.size() == 1 ? own : own + " " + q.name;
+    }
+  }
+
+  /// Reads the file once for the places of the rows, so that the rows of a part may lie anywhere.
+  void CollectGroups(CFileStream& stream) {
+    if (stream.Remaining() < 0) {
+      throw CInputError(table_.Name(), "--part-column needs a file, not a pipe");
+    }
+    std::map<std::pair<std::string, std::optional<std::string>>, std::size_t> known;
+    while (table_.NextRow(cells_)) {
+      if (!Wanted(cells_)) {
+        continue;
+      }
+      std::pair<std::string, std::optional<std::string>> key(cells_[*part_], std::nullopt);
+      if (label_) {
+        key.second = cells_[*label_];
+      }
+      const auto [found, isNew] = known.try_emplace(key, groups_.size());
+      if (isNew) {
+        groups_.push_back({key.first, key.second, {}});
+      }
+      groups_[found->second].rows.emplace_back(table_.Reader().Place(), table_.RowNumber());
+    }
+  }
+
+  CCsvTable table_;
+  SSettings settings_;
+  bool goodOnly_;
+  bool single_;
+  std::int64_t size_;
+  std::optional<std::size_t> label_;
+  std::optional<std::size_t> part_;
+  std::optional<std::size_t> quantity_;
+  std::vector<std::size_t> columns_;
+  std::vector<SUnit> units_;
+  SUnit xUnit_;
+  std::vector<std::string_view> cells_;
+  std::vector<SGroup> groups_;
+  std::size_t nextGroup_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SReadContext& context) {
+  return std::make_unique<CRowReader>(stream, context);
+}
+
+}  // namespace limes::host
