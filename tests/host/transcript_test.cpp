@@ -1,7 +1,8 @@
 // Command lines with all they print, replayed from the files in tests/data/host. There "+ name"
-// begins a file of the lines "| ..." behind it, "$ ..." is a command line, "> ..." what it prints,
-// "! ..." its messages and "= ..." its exit code unless that is 0; other lines are comments.
-// With LIMES_WRITE_TRANSCRIPTS set the files are written anew: look at what changed.
+// begins a file of the lines "| ..." behind it, "$ ..." is a command line, "> ..." what it prints
+// (of JSON one field a line), "! ..." its messages and "= ..." its exit code unless that is 0;
+// other lines are comments. With LIMES_WRITE_TRANSCRIPTS set the files are written anew: look at
+// what changed.
 #include <cstdlib>
 #include <iomanip>
 
@@ -12,9 +13,42 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Prefixed(const char* prefix, const std::string& text) {
+/// A line of JSON with one field or object of a list per line; lists of numbers stay together.
+std::string OneFieldPerLine(const std::string& json) {
   std::string lines;
-  std::istringstream in(text);
+  std::string open;  // the brackets around a place
+  bool quoted = false;
+  bool escaped = false;
+  const auto endLine = [&] { lines += "\n" + std::string(2 * open.size(), ' '); };
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    quoted ^= c == '"' && !escaped;
+    escaped = c == '\\' && !escaped;
+    const bool objects = !quoted && i + 1 < json.size() && json[i + 1] == '{';
+    if (!quoted && (c == '}' || c == ']')) {
+      open.pop_back();
+      c == '}' ? endLine() : void();
+    }
+    lines += c;
+    if (!quoted && (c == '{' || c == '[')) {
+      open += c;
+    }
+    if (!quoted && (c == '{' || objects || (c == ',' && open.back() == '{'))) {
+      endLine();
+    }
+  }
+  return lines;
+}
+
+/// What a program printed, each line behind a prefix.
+std::string Prefixed(const char* prefix, const std::string& text) {
+  std::string shown;
+  std::istringstream printed(text);
+  for (std::string line; std::getline(printed, line);) {
+    shown += (line.starts_with("{") ? OneFieldPerLine(line) : line) + "\n";
+  }
+  std::string lines;
+  std::istringstream in(shown);
   for (std::string line; std::getline(in, line);) {
     lines.append(prefix).append(line.empty() ? "" : " ").append(line).append("\n");
   }
