@@ -5,9 +5,6 @@
 #include <ostream>
 
 #include "apps/limes/errors.h"
-#include "apps/limes/model/model.h"
-#include "apps/limes/report/report.h"
-#include "apps/limes/store/store.h"
 #include "limes/platform/print_window.h"
 
 namespace limes::host {
@@ -36,44 +33,6 @@ int Dispatch(const SOptions& options, SConsole& console) {
 }
 
 }  // namespace
-
-int RunShow(const SOptions& options, SConsole& console) {
-  CStore store(options.store, CStore::Mode::kReading);
-  store.BeginReading();
-  SSettings settings = store.Settings().value_or(SSettings());
-  SetDefaults(settings);
-  CModel model(settings);
-  model.Load(store);
-  const std::int64_t learnt = store.CountParts(true);
-  store.Rollback();
-  if (!options.json) {
-    console.out << options.store << ": " << learnt << (learnt == 1 ? " part" : " parts")
-                << " learnt\n";
-  }
-  for (const SLearntSummary& summary : model.Summaries()) {
-    (options.json ? PrintSummaryJson : PrintSummary)(console.out, summary, settings);
-  }
-  return static_cast<int>(ExitCode::kAllGood);
-}
-
-int RunReport(const SOptions& options, SConsole& console) {
-  if (!options.output.empty()) {
-    return RunHtmlReport(options, console);
-  }
-  CStore store(options.store, CStore::Mode::kReading);
-  SCounts counts;
-  const std::string good = store.Settings().value_or(SSettings()).good.value_or("good");
-  store.ForEachJudged([&](const SPartVerdict& verdict) {
-    counts.Add(verdict, good);
-    if (options.json) {
-      PrintVerdictJson(console.out, verdict);
-    } else {
-      PrintVerdict(console.out, verdict, console.colours);
-    }
-  });
-  PrintCounts(options.json ? console.err : console.out, counts);
-  return static_cast<int>(ExitCode::kAllGood);
-}
 
 int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
   int code = static_cast<int>(ExitCode::kStore);

@@ -19,7 +19,6 @@ int RunReport(const SOptions& options, SConsole& console);
 int RunMerge(const SOptions& options, SConsole& console);
 int RunConvert(const SOptions& options, SConsole& console);
 int RunPlot(const SOptions& options, SConsole& console);
-int RunHtmlReport(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);
 
 }  // namespace limes::host

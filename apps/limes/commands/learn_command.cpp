@@ -112,7 +112,7 @@ class CLearnRun {
     if (store_->Settings()) {
       const std::int64_t version = store_->StateVersion();
       if (version != stateVersion_) {
-        model_->Load(*store_);
+        model_->Load(store_->Quantities(), store_->Path());
         stateVersion_ = version;
       }
     }
@@ -147,7 +147,8 @@ class CLearnRun {
     for (const SLearntPart& learnt : pending_) {
       store_->AddLearnt(run_, learnt);
     }
-    model_->Save(*store_, run_);
+    store_->SetQuantities(model_->States());
+    store_->SetHistory(run_, model_->Moment());
     store_->NextStateVersion();
     stateVersion_ = store_->StateVersion();
     store_->Commit();

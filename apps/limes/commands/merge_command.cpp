@@ -62,7 +62,7 @@ class CMergeRun {
     if (auto settings = store_->Settings()) {
       SetDefaults(*settings);
       model_ = std::make_unique<CModel>(*settings);
-      model_->Load(*store_);
+      model_->Load(store_->Quantities(), store_->Path());
     }
   }
 
@@ -79,7 +79,7 @@ class CMergeRun {
       newSettings_ = settings;
     }
     CModel theirs(*settings);
-    theirs.Load(other);
+    theirs.Load(other.Quantities(), path);
     try {
       others_.push_back({path, other.LearntParts(), model_->Join(std::move(theirs))});
     } catch (const CUsageError& e) {
@@ -112,7 +112,8 @@ class CMergeRun {
         twice_ += names.insert(part.name).second ? 0 : 1;
       }
     }
-    model_->Save(*store_, run);
+    store_->SetQuantities(model_->States());
+    store_->SetHistory(run, model_->Moment());
     store_->NextStateVersion();
     store_->Commit();
   }

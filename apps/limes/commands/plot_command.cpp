@@ -46,7 +46,7 @@ int RunPlot(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
   CModel model(store.Settings().value_or(SSettings()));
-  model.Load(store);
+  model.Load(store.Quantities(), store.Path());
   const std::vector<SLearntSummary> summaries = model.Summaries();
   SPlot plot;
   std::string known;
@@ -72,17 +72,6 @@ int RunPlot(const SOptions& options, SConsole& console) {
     WriteOutput(options.output, svg);
     console.out << "wrote " << options.output << '\n';
   }
-  return static_cast<int>(ExitCode::kAllGood);
-}
-
-int RunHtmlReport(const SOptions& options, SConsole& console) {
-  if (options.json) {
-    throw CUsageError("--json and --html exclude each other");
-  }
-  CStore store(options.store, CStore::Mode::kReading);
-  RefuseStore(options.output, options.store);
-  WriteOutput(options.output, HtmlReport(store));
-  console.out << "wrote " << options.output << '\n';
   return static_cast<int>(ExitCode::kAllGood);
 }
 

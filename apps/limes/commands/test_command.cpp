@@ -27,7 +27,7 @@ class CTestRun {
         source_(options.files, CPartSource::SConfig{settings_, options.selection, options.where,
                                                     false, !options.settings.labelColumn}) {
     source_.CheckFiles();
-    model_.Load(store_);
+    model_.Load(store_.Quantities(), store_.Path());
     store_.Rollback();
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);
@@ -55,11 +55,6 @@ class CTestRun {
   }
 
  private:
-  struct SPending {
-    SPartVerdict verdict;
-    std::vector<std::int64_t> ids;
-  };
-
   /// Opens a transaction, so that settings and learn states are of one moment.
   SSettings ResolveWithStore() {
     store_.BeginReading();
@@ -78,9 +73,9 @@ class CTestRun {
     try {
       SPart part;
       while (source_.Next(part)) {
-        pending_.push_back({model_.Judge(part), model_.Ids()});
+        pending_.push_back(model_.Judge(part));
         if (report_) {
-          report_->Add(pending_.back().verdict,
+          report_->Add(pending_.back(),
                        [&](const std::string& name) { return model_.Judged(name); });
         }
         if (bar.IsDue()) {
@@ -109,20 +104,20 @@ class CTestRun {
     if (run_ == 0) {
       run_ = store_.AddRun("test");
     }
-    for (const SPending& p : pending_) {
-      store_.AddJudged(run_, p.verdict, p.ids);
+    for (const SPartVerdict& verdict : pending_) {
+      store_.AddJudged(run_, verdict);
     }
     store_.Commit();
-    for (const SPending& p : pending_) {
-      counts_.Add(p.verdict, settings_.good.value_or(""));
+    for (const SPartVerdict& verdict : pending_) {
+      counts_.Add(verdict, settings_.good.value_or(""));
       if (options_.json) {
-        PrintVerdictJson(console_.out, p.verdict);
+        PrintVerdictJson(console_.out, verdict);
       } else {
-        PrintVerdict(console_.out, p.verdict, console_.colours);
+        PrintVerdict(console_.out, verdict, console_.colours);
       }
     }
     console_.out.flush();
-    last_ = std::move(pending_.back().verdict);
+    last_ = std::move(pending_.back());
     pending_.clear();
   }
 
@@ -146,8 +141,8 @@ class CTestRun {
   CPartSource source_;
   std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
   std::unique_ptr<CHtmlReport> report_;
-  std::vector<SPending> pending_;  ///< judged, not yet stored
-  SPartVerdict last_;              ///< all parts of a run are judged by the same limits
+  std::vector<SPartVerdict> pending_;  ///< judged, not yet stored
+  SPartVerdict last_;                  ///< all parts of a run are judged by the same limits
   SCounts counts_;
   std::int64_t run_ = 0;
   Clock::time_point stored_ = Clock::now();

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "limes/learning/judgement.h"
@@ -19,6 +21,17 @@ enum class Side { kUpper, kLower };
 /// "upper" or "lower".
 const char* SideText(Side side);
 Side SideFromText(const std::string& text);
+
+/// The record itself or a constant one.
+template <class T, class Record>
+concept SameRecord = std::same_as<std::remove_const_t<T>, Record>;
+
+/// Where a field of a record stands outside the program.
+struct SField {
+  const char* name;        ///< in JSON; null: not there
+  const char* column;      ///< in the store's table; null: not there
+  std::int64_t since = 1;  ///< version of the tables that has the column
+};
 
 /// One quantity against one of its limits. The numbers are empty when it was not judged; those of
 /// the place are the ones at the largest excess. Both sides in the sign of the measurement.
@@ -40,6 +53,33 @@ struct SQuantityVerdict {
   std::string xUnit;
 };
 
+/// Calls visit(SField, field) for every field of a record that is shown or stored, in the order of
+/// JSON. The store keeps name and units with the quantity.
+void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto& v) {
+  visit(SField{"name", nullptr}, v.name);
+  visit(SField{"side", "side"}, v.side);
+  visit(SField{"verdict", "verdict"}, v.verdict);
+  visit(SField{"max_deviation", "max_deviation"}, v.maxDeviation);
+  visit(SField{"excess_in_s", "excess_in_s"}, v.excessInS);
+  visit(SField{"x", "x"}, v.x);
+  visit(SField{"value", "value"}, v.value);
+  visit(SField{"limit", "limit_value"}, v.limit);
+  visit(SField{"mean", "mean"}, v.mean);
+  visit(SField{"spread", "spread"}, v.spread);
+  visit(SField{"rms_deviation", "rms_deviation"}, v.rmsDeviation);
+  visit(SField{"judged_share", "judged_share"}, v.judgedShare);
+  visit(SField{"unit", nullptr}, v.unit);
+}
+
+/// Of the limit, where it is known.
+void VisitFields(auto visit, SameRecord<SLimitSureness> auto& s) {
+  visit(SField{"learnt", "learnt", 2}, s.parts);
+  visit(SField{"effective_parts", "effective_parts", 2}, s.effectiveParts);
+  visit(SField{"chance_per_point", "chance_per_point", 2}, s.rejectedPerPoint);
+  visit(SField{"chance_bound", "chance_bound", 2}, s.rejectedBound);
+}
+
+/// A region beyond a limit, or a single value.
 struct SDefect {
   std::string quantity;
   Side side = Side::kUpper;
@@ -56,6 +96,24 @@ struct SDefect {
   std::string unit;
   std::string text;  ///< the report line
 };
+
+/// The store keeps quantity and side as the place of their verdict.
+void VisitFields(auto visit, SameRecord<SDefect> auto& d) {
+  visit(SField{"quantity", nullptr}, d.quantity);
+  visit(SField{"side", nullptr}, d.side);
+  visit(SField{"from", "x_from", 2}, d.from);
+  visit(SField{"to", "x_to", 2}, d.to);
+  visit(SField{"x", "place"}, d.place);
+  visit(SField{"excess", "excess", 2}, d.excess);
+  visit(SField{"value", "value"}, d.value);
+  visit(SField{"limit", "limit_value"}, d.limit);
+  visit(SField{"mean", "mean"}, d.mean);
+  visit(SField{"unit", "unit"}, d.unit);
+  visit(SField{nullptr, "priority"}, d.priority);
+  visit(SField{nullptr, "code"}, d.code);
+  visit(SField{nullptr, "type"}, d.type);
+  visit(SField{nullptr, "text"}, d.text);
+}
 
 struct SPartVerdict {
   std::string part;

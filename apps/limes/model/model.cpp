@@ -42,79 +42,23 @@ std::optional<double> Average(const std::vector<float>& values) {
 
 }  // namespace
 
-CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit,
-                               bool single)
-    : settings_(settings),
-      name_(std::move(name)),
-      xUnit_(std::move(xUnit)),
-      unit_(std::move(unit)),
-      single_(single) {
-  if (settings.WhichSides() != Sides::kLower) {
-    sides_.push_back(Side::kUpper);
-  }
-  if (settings.WhichSides() != Sides::kUpper) {
-    sides_.push_back(Side::kLower);
-  }
-}
-
-void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
-  if (q.single != single_) {
-    throw CInputError(
-        part, "quantity " + Quoted(name_) + " is a " +
-                  (q.single ? "value, in the store a curve" : "curve, in the store a value"));
-  }
-  const auto check = [&](const char* what, const SUnit& found, const SUnit& known) {
-    if (!(found == known)) {
-      throw CInputError(part, "quantity " + Quoted(name_) + " is in " + found.DisplayFull() + what +
-                                  ", in the store in " + known.DisplayFull());
-    }
-  };
-  check("", q.unit, unit_);
-  check(" over x", q.xUnit, xUnit_);
-}
-
-std::string CQuantityModel::Join(CQuantityModel& other) {
-  const auto units = [](const SUnit& x, const SUnit& y) {
-    return y.DisplayFull() + (x.IsNone() ? "" : " over " + x.DisplayFull());
-  };
-  if (other.single_ != single_) {
-    return other.single_ ? "is a value there, a curve here" : "is a curve there, a value here";
-  }
-  if (!(other.xUnit_ == xUnit_) || !(other.unit_ == unit_)) {
-    return "the units differ: " + units(other.xUnit_, other.unit_) + " there, " +
-           units(xUnit_, unit_) + " here";
-  }
-  const std::string difference =
-      Difference(settings_, other.settings_,
-                 {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
-                  "--base", "--factor", "--width"});
-  return difference.empty() ? JoinStates(other) : difference;
-}
-
-bool IsRounding(double excess, double value, double limit) {
-  constexpr double kFourSteps = 4.0 / (1 << 24);
-  return std::isfinite(limit) &&
-         excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
-}
-
 CModel::CModel(SSettings settings) : settings_(std::move(settings)) {}
 
 CModel::CModel(CModel&&) noexcept = default;
 
 CModel::~CModel() = default;
 
-void CModel::Load(CStore& store) {
+void CModel::Load(const std::vector<SStoredQuantity>& quantities, const std::string& store) {
   quantities_.clear();
-  for (const SStoredQuantity& s : store.Quantities()) {
+  for (const SStoredQuantity& s : quantities) {
     auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
-    model->id = s.id;
     for (const Side side : model->Sides()) {
       const auto state = std::find_if(s.states.begin(), s.states.end(),
                                       [&](const auto& known) { return known.side == side; });
       const std::string fault =
           state == s.states.end() ? "a learn state is missing" : model->SetState(side, *state);
       if (!fault.empty()) {
-        throw CStoreError(store.Path() + ": quantity " + Quoted(s.name) + ": " + fault);
+        throw CStoreError(store + ": quantity " + Quoted(s.name) + ": " + fault);
       }
     }
     quantities_.push_back(std::move(model));
@@ -142,9 +86,6 @@ SJoined CModel::Join(CModel other) {
   }
   if (empty) {
     quantities_ = std::move(other.quantities_);
-    for (const auto& model : quantities_) {
-      model->id = 0;
-    }
   }
   for (const auto& model : quantities_) {
     if (std::find(joined.both.begin(), joined.both.end(), model->Name()) == joined.both.end()) {
@@ -206,7 +147,6 @@ SPartVerdict CModel::Judge(const SPart& part) {
   verdict.part = part.name;
   verdict.label = part.label;
   CProtocolItemList items;
-  ids_.clear();
   for (const auto& model : quantities_) {
     for (const Side side : model->Sides()) {
       SQuantityVerdict q;
@@ -218,10 +158,9 @@ SPartVerdict CModel::Judge(const SPart& part) {
       const int before = items.Anzahl();
       model->Judge(side, q, items);
       for (int i = before; i < items.Anzahl(); ++i) {
-        items[i].group = static_cast<std::int32_t>(ids_.size());
+        items[i].group = static_cast<std::int32_t>(verdict.quantities.size());
       }
       verdict.quantities.push_back(std::move(q));
-      ids_.push_back(model->id);
     }
   }
   verdict.verdict = items.OverallVerdict();
@@ -235,20 +174,23 @@ std::vector<float> CModel::Judged(const std::string& quantity) {
   return found == quantities_.end() ? std::vector<float>() : (*found)->Judged();
 }
 
-void CModel::Save(CStore& store, std::int64_t run) {
+std::vector<SStoredQuantity> CModel::States() {
+  std::vector<SStoredQuantity> result;
   for (const auto& model : quantities_) {
-    if (model->id == 0) {
-      model->id = store.AddQuantity(
-          {0, model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
-    }
+    result.push_back({model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
     for (const Side side : model->Sides()) {
-      store.SetState(model->id, side, model->Learnt(), model->State(side));
-      const SLearntSummary summary = model->Summary(side);
-      store.SetHistory(
-          run, model->id,
-          {"", side, "", model->Learnt(), Average(summary.mean), Average(summary.limit)});
+      result.back().states.push_back({side, model->Learnt(), model->State(side)});
     }
   }
+  return result;
+}
+
+std::vector<SHistory> CModel::Moment() {
+  std::vector<SHistory> result;
+  for (const SLearntSummary& s : Summaries()) {
+    result.push_back({s.name, s.side, "", s.parts, Average(s.mean), Average(s.limit)});
+  }
+  return result;
 }
 
 std::vector<SLearntSummary> CModel::Summaries() {

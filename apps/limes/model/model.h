@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
-#include "apps/limes/report/report.h"
-#include "apps/limes/store/store.h"
 #include "recordings/measurement.h"
 
 namespace limes::host {
@@ -29,8 +28,9 @@ class CModel {
   CModel(CModel&&) noexcept;
   ~CModel();
 
-  /// Takes over what a store holds. Throws CStoreError when a learn state cannot be read.
-  void Load(CStore& store);
+  /// Takes over what a store holds, which is named in messages. Throws CStoreError when a learn
+  /// state cannot be read.
+  void Load(const std::vector<SStoredQuantity>& quantities, const std::string& store);
 
   /// Joins with what another store has learnt, as if learnt later: the quantities of this model,
   /// or all when it has none. Throws CUsageError, with no quantity in common or when one of them
@@ -47,11 +47,11 @@ class CModel {
   /// none; empty for a single value.
   std::vector<float> Judged(const std::string& quantity);
 
-  /// The store's id of each entry of a verdict's quantities.
-  const std::vector<std::int64_t>& Ids() const { return ids_; }
+  /// All that is to be stored. Throws CStoreError.
+  std::vector<SStoredQuantity> States();
 
-  /// Writes what was learnt since Load, in a run, into the open transaction.
-  void Save(CStore& store, std::int64_t run);
+  /// Parts, mean and limit of each quantity and side, without a run.
+  std::vector<SHistory> Moment();
 
   std::vector<SLearntSummary> Summaries();
 
@@ -66,7 +66,6 @@ class CModel {
   SSettings settings_;
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
-  std::vector<std::int64_t> ids_;
 };
 
 }  // namespace limes::host

@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "apps/limes/errors.h"
+#include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
-#include "apps/limes/report/report.h"
-#include "apps/limes/store/store.h"
 #include "limes/learning/learn_state.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/text.h"
@@ -62,8 +61,6 @@ class CQuantityModel {
   const SUnit& Unit() const { return unit_; }
   bool IsSingle() const { return single_; }
   const std::vector<Side>& Sides() const { return sides_; }
-
-  std::int64_t id = 0;  ///< in the store; 0 when it is not stored yet
 
  protected:
   CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit, bool single);

@@ -485,7 +485,7 @@ std::string HtmlReport(CStore& store) {
   store.BeginReading();
   const SSettings settings = store.Settings().value_or(SSettings());
   CModel model(settings);
-  model.Load(store);
+  model.Load(store.Quantities(), store.Path());
   CHtmlReport report(settings, model.Summaries());
   store.ForEachJudged([&](const SPartVerdict& verdict) { report.Add(verdict); });
   std::string page = report.Page(store);

@@ -15,7 +15,10 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMostShown = 10;  ///< defects of a part in text
 
-Json Number(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+Json ToJson(const auto& value) { return Json(value); }
+Json ToJson(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+Json ToJson(const Side& side) { return SideText(side); }
+Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
 
 void PrintLine(std::ostream& out, const Json& json) {
   // Names may come from files with broken UTF-8; those bytes become U+FFFD.
@@ -109,28 +112,22 @@ std::string SurenessText(const SLimitSureness& s) {
   return text;
 }
 
-void AddSureness(Json& json, const std::optional<SLimitSureness>& s) {
-  json["learnt"] = s ? Json(s->parts) : Json(nullptr);
-  json["effective_parts"] = s ? Json(s->effectiveParts) : Json(nullptr);
-  json["chance_per_point"] = s ? Json(s->rejectedPerPoint) : Json(nullptr);
-  json["chance_bound"] = s ? Json(s->rejectedBound) : Json(nullptr);
+/// Adds the fields of a record that are shown.
+void AddFields(Json& json, const auto& record) {
+  VisitFields(
+      [&](const SField& field, const auto& value) {
+        if (field.name != nullptr) {
+          json[field.name] = ToJson(value);
+        }
+      },
+      record);
 }
 
-Json Findings(const std::vector<SDefect>& defects) {
-  Json list = Json::array();
-  for (const SDefect& d : defects) {
-    list.push_back({{"quantity", d.quantity},
-                    {"side", SideText(d.side)},
-                    {"from", Number(d.from)},
-                    {"to", Number(d.to)},
-                    {"x", d.from ? Json(d.place) : Json(nullptr)},
-                    {"excess", Number(d.excess)},
-                    {"value", d.value},
-                    {"limit", d.limit},
-                    {"mean", d.mean},
-                    {"unit", d.unit}});
-  }
-  return list;
+void AddSureness(Json& json, const std::optional<SLimitSureness>& sureness) {
+  const SLimitSureness known = sureness.value_or(SLimitSureness());
+  VisitFields([&](const SField& field,
+                  const auto& value) { json[field.name] = sureness ? Json(value) : Json(nullptr); },
+              known);
 }
 
 Json Curve(const std::vector<float>& values) {
@@ -208,19 +205,8 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
   json["verdict"] = VerdictText(verdict.verdict);
   json["quantities"] = Json::array();
   for (const auto& q : verdict.quantities) {
-    Json entry({{"name", q.name},
-                {"side", SideText(q.side)},
-                {"verdict", VerdictText(q.verdict)},
-                {"max_deviation", Number(q.maxDeviation)},
-                {"excess_in_s", Number(q.excessInS)},
-                {"x", Number(q.x)},
-                {"value", Number(q.value)},
-                {"limit", Number(q.limit)},
-                {"mean", Number(q.mean)},
-                {"spread", Number(q.spread)},
-                {"rms_deviation", Number(q.rmsDeviation)},
-                {"judged_share", q.judgedShare},
-                {"unit", q.unit}});
+    Json entry;
+    AddFields(entry, q);
     AddSureness(entry, q.sureness);
     json["quantities"].push_back(std::move(entry));
   }
@@ -228,7 +214,15 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
   for (const SDefect& defect : verdict.defects) {
     json["defects"].push_back(defect.text);
   }
-  json["findings"] = Findings(verdict.defects);
+  json["findings"] = Json::array();
+  for (const SDefect& defect : verdict.defects) {
+    Json finding;
+    AddFields(finding, defect);
+    if (!defect.from) {
+      finding["x"] = nullptr;
+    }
+    json["findings"].push_back(std::move(finding));
+  }
   PrintLine(out, json);
 }
 

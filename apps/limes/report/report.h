@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
 
@@ -34,25 +35,6 @@ struct SCounts {
 void PrintSureness(std::ostream& out, const SPartVerdict& verdict);
 
 void PrintCounts(std::ostream& out, const SCounts& counts);
-
-/// A learnt quantity and side at a glance.
-struct SLearntSummary {
-  std::string name;
-  Side side = Side::kUpper;
-  SLimitSureness sureness;
-  std::string kind;  ///< curve, track or value
-  std::int64_t parts = 0;
-  std::size_t points = 0;
-  double xFirst = 0.0;  ///< valid range of the learnt curves
-  double xLast = 0.0;
-  double step = 0.0;
-  std::string xUnit;
-  std::string unit;
-  std::vector<std::int64_t> learntAt;  ///< parts per point; empty for a value
-  std::vector<float> mean;  ///< over the learnt range, in the sign of the measurement; NaN: none
-  std::vector<float> spread;
-  std::vector<float> limit;
-};
 
 void PrintSummary(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);

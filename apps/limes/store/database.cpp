@@ -51,8 +51,8 @@ std::string Failure(sqlite3* database) {
 
 }  // namespace
 
-CStatement::CStatement(sqlite3* database, const char* sql) : database_(database) {
-  Check(sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr));
+CStatement::CStatement(sqlite3* database, const std::string& sql) : database_(database) {
+  Check(sqlite3_prepare_v2(database, sql.c_str(), -1, &statement_, nullptr));
 }
 
 CStatement::~CStatement() { sqlite3_finalize(statement_); }
@@ -192,13 +192,13 @@ bool CDatabase::NeedsFiles() const {
 
 CDatabase::~CDatabase() { sqlite3_close(database_); }
 
-void CDatabase::Execute(const char* sql) {
-  if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+void CDatabase::Execute(const std::string& sql) {
+  if (sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
     throw CStoreError(path_ + ": " + ReasonOf(database_));
   }
 }
 
-std::int64_t CDatabase::QueryInt(const char* sql) {
+std::int64_t CDatabase::QueryInt(const std::string& sql) {
   CStatement statement(database_, sql);
   return statement.Step() ? statement.Int(0) : 0;
 }

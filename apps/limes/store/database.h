@@ -15,7 +15,7 @@ namespace limes::host {
 /// A prepared SQL statement. Throws CStoreError.
 class CStatement {
  public:
-  CStatement(sqlite3* database, const char* sql);
+  CStatement(sqlite3* database, const std::string& sql);
   ~CStatement();
   CStatement(const CStatement&) = delete;
   CStatement& operator=(const CStatement&) = delete;
@@ -60,8 +60,8 @@ class CDatabase {
   CDatabase(const CDatabase&) = delete;
   CDatabase& operator=(const CDatabase&) = delete;
 
-  void Execute(const char* sql);
-  std::int64_t QueryInt(const char* sql);
+  void Execute(const std::string& sql);
+  std::int64_t QueryInt(const std::string& sql);
 
   /// Whether the file was renamed or removed since it was opened.
   bool HasMoved() const;

@@ -2,7 +2,6 @@
 
 #include <bit>
 
-#include "apps/limes/store/store_schema.h"
 #include "limes/platform/record_io.h"
 
 namespace limes::host {

@@ -9,6 +9,12 @@ inline constexpr int kCheckBytes = 8;     ///< at the end of a page
 inline constexpr int kHeaderBytes = 100;  ///< of a database
 inline constexpr int kLargestPage = 65536;
 
+/// Version since which every page carries a check.
+inline constexpr std::int64_t kCheckedSince = 3;
+
+/// What tells a store from other SQLite files: "LIME".
+inline constexpr std::int64_t kApplicationId = 0x4C494D45;
+
 /// Numbers in SQLite's files have the most significant byte first.
 std::uint32_t BigEndian(const std::uint8_t* bytes);
 void ToBigEndian(std::uint32_t value, std::uint8_t* bytes);

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "apps/limes/errors.h"
+#include "apps/limes/store/record_columns.h"
 #include "apps/limes/store/store_schema.h"
 #include "limes/version.h"
 
@@ -13,16 +14,28 @@ namespace limes::host {
 
 struct CStore::Statements {
   explicit Statements(sqlite3* db)
-      : setState(db,
-                 "INSERT INTO state VALUES(?, ?, ?, ?) ON CONFLICT(quantity, side) DO UPDATE SET "
-                 "learnt = excluded.learnt, record = excluded.record"),
+      : addQuantity(db,
+                    "INSERT INTO quantity(name, kind, x_unit, unit) VALUES(?, ?, ?, ?) "
+                    "ON CONFLICT(name) DO NOTHING"),
+        setState(db,
+                 std::string("INSERT OR REPLACE INTO state VALUES(") + kQuantity + ", ?, ?, ?)"),
+        setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
+                           ", ?, ?, ?, ?)"),
         addPart(db, "INSERT INTO part(run, name, label, verdict) VALUES(?, ?, ?, ?)"),
-        addVerdict(db,
-                   "INSERT INTO verdict VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
-                   "?)"),
-        addDefect(db, "INSERT INTO defect VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") {}
+        addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
+                           ColumnNames<SQuantityVerdict>(kSchemaVersion) +
+                           ColumnNames<SLimitSureness>(kSchemaVersion) + ") VALUES(?, ?, " +
+                           kQuantity + ColumnMarks<SQuantityVerdict>() +
+                           ColumnMarks<SLimitSureness>() + ")"),
+        addDefect(db, "INSERT INTO defect(part, position, verdict" +
+                          ColumnNames<SDefect>(kSchemaVersion) + ") VALUES(?, ?, ?" +
+                          ColumnMarks<SDefect>() + ")") {}
 
+  static constexpr const char* kQuantity = "(SELECT id FROM quantity WHERE name = ?)";
+
+  CStatement addQuantity;
   CStatement setState;
+  CStatement setHistory;
   CStatement addPart;
   CStatement addVerdict;
   CStatement addDefect;
@@ -116,7 +129,6 @@ std::vector<SStoredQuantity> CStore::Quantities() {
                     "SELECT side, learnt, record FROM state WHERE quantity = ? ORDER BY side DESC");
   while (list.Step()) {
     SStoredQuantity q;
-    q.id = list.Int(0);
     q.name = list.Text(1);
     q.single = list.Text(2) == "value";
     try {
@@ -125,7 +137,7 @@ std::vector<SStoredQuantity> CStore::Quantities() {
     } catch (const std::exception& e) {
       throw CStoreError(path_ + ": a stored unit cannot be read: " + e.what());
     }
-    states.Bind(q.id);
+    states.Bind(list.Int(0));
     while (states.Step()) {
       q.states.push_back({SideFromText(states.Text(0)), states.Int(1), states.Bytes(2)});
     }
@@ -135,20 +147,21 @@ std::vector<SStoredQuantity> CStore::Quantities() {
   return result;
 }
 
-std::int64_t CStore::AddQuantity(const SStoredQuantity& quantity) {
-  CStatement(database_->Handle(),
-             "INSERT INTO quantity(name, kind, x_unit, unit) VALUES(?, ?, ?, ?)")
-      .Bind(quantity.name)
-      .Bind(quantity.single ? "value" : "curve")
-      .Bind(UnitToText(quantity.xUnit))
-      .Bind(UnitToText(quantity.unit))
-      .Run();
-  return database_->LastRowId();
-}
-
-void CStore::SetState(std::int64_t quantity, Side side, std::int64_t learnt,
-                      std::span<const std::uint8_t> record) {
-  statements_->setState.Bind(quantity).Bind(SideText(side)).Bind(learnt).Bind(record).Run();
+void CStore::SetQuantities(const std::vector<SStoredQuantity>& quantities) {
+  for (const SStoredQuantity& quantity : quantities) {
+    statements_->addQuantity.Bind(quantity.name)
+        .Bind(quantity.single ? "value" : "curve")
+        .Bind(UnitToText(quantity.xUnit))
+        .Bind(UnitToText(quantity.unit))
+        .Run();
+    for (const SStoredQuantity::SState& state : quantity.states) {
+      statements_->setState.Bind(quantity.name)
+          .Bind(SideText(state.side))
+          .Bind(state.learnt)
+          .Bind(std::span(state.record))
+          .Run();
+    }
+  }
 }
 
 std::int64_t CStore::AddRun(const std::string& command) {
@@ -189,15 +202,16 @@ std::vector<SRun> CStore::Runs() {
   return result;
 }
 
-void CStore::SetHistory(std::int64_t run, std::int64_t quantity, const SHistory& history) {
-  CStatement(database_->Handle(), "INSERT OR REPLACE INTO history VALUES(?, ?, ?, ?, ?, ?)")
-      .Bind(run)
-      .Bind(quantity)
-      .Bind(SideText(history.side))
-      .Bind(history.learnt)
-      .Bind(history.mean)
-      .Bind(history.limit)
-      .Run();
+void CStore::SetHistory(std::int64_t run, const std::vector<SHistory>& history) {
+  for (const SHistory& h : history) {
+    statements_->setHistory.Bind(run)
+        .Bind(h.quantity)
+        .Bind(SideText(h.side))
+        .Bind(h.learnt)
+        .Bind(h.mean)
+        .Bind(h.limit)
+        .Run();
+  }
 }
 
 std::vector<SHistory> CStore::History() {
@@ -216,8 +230,7 @@ std::vector<SHistory> CStore::History() {
   return result;
 }
 
-void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
-                       const std::vector<std::int64_t>& ids) {
+void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
   statements_->addPart.Bind(run)
       .Bind(verdict.part)
       .Bind(verdict.label)
@@ -226,48 +239,23 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict,
   const std::int64_t part = database_->LastRowId();
   for (std::size_t i = 0; i < verdict.quantities.size(); ++i) {
     const SQuantityVerdict& q = verdict.quantities[i];
-    const SLimitSureness sureness = q.sureness.value_or(SLimitSureness());
-    statements_->addVerdict.Bind(part)
-        .Bind(static_cast<std::int64_t>(i))
-        .Bind(ids[i])
-        .Bind(SideText(q.side))
-        .Bind(VerdictText(q.verdict))
-        .Bind(q.maxDeviation)
-        .Bind(q.excessInS)
-        .Bind(q.x)
-        .Bind(q.value)
-        .Bind(q.limit)
-        .Bind(q.mean)
-        .Bind(q.spread)
-        .Bind(q.rmsDeviation)
-        .Bind(std::optional(q.judgedShare))
-        .Bind(std::int64_t{sureness.parts})
-        .Bind(std::optional(sureness.effectiveParts))
-        .Bind(std::optional(sureness.rejectedPerPoint))
-        .Bind(std::optional(sureness.rejectedBound))
-        .Run();
+    CStatement& add = statements_->addVerdict;
+    add.Bind(part).Bind(static_cast<std::int64_t>(i)).Bind(q.name);
+    BindFields(add, q);
+    BindFields(add, q.sureness.value_or(SLimitSureness()));
+    add.Run();
   }
   for (std::size_t i = 0; i < verdict.defects.size(); ++i) {
     const SDefect& d = verdict.defects[i];
     const auto judged = std::find_if(
         verdict.quantities.begin(), verdict.quantities.end(),
         [&](const SQuantityVerdict& q) { return q.name == d.quantity && q.side == d.side; });
-    statements_->addDefect.Bind(part)
+    CStatement& add = statements_->addDefect;
+    add.Bind(part)
         .Bind(static_cast<std::int64_t>(i))
-        .Bind(std::int64_t{d.priority})
-        .Bind(std::int64_t{d.code})
-        .Bind(std::int64_t{d.type})
-        .Bind(std::optional(d.value))
-        .Bind(std::optional(d.limit))
-        .Bind(std::optional(d.mean))
-        .Bind(std::optional(d.place))
-        .Bind(d.unit)
-        .Bind(d.text)
-        .Bind(std::int64_t{judged - verdict.quantities.begin()})
-        .Bind(d.excess)
-        .Bind(d.from)
-        .Bind(d.to)
-        .Run();
+        .Bind(std::int64_t{judged - verdict.quantities.begin()});
+    BindFields(add, d);
+    add.Run();
   }
 }
 
@@ -291,63 +279,36 @@ bool CStore::NextJudged(std::int64_t& id, SPartVerdict& verdict) {
 }
 
 void CStore::ReadVerdicts(std::int64_t part, SPartVerdict& verdict) {
-  CStatement numbers(
-      database_->Handle(),
-      (std::string("SELECT name, side, verdict, max_deviation, excess_in_s, x, value, limit_value, "
-                   "mean, spread, rms_deviation, judged_share, unit, x_unit, ") +
-       (version_ < 2 ? "NULL, NULL, NULL, NULL"
-                     : "learnt, effective_parts, chance_per_point, chance_bound") +
-       " FROM verdict JOIN quantity ON quantity.id = quantity WHERE part = ? ORDER BY position")
-          .c_str());
-  numbers.Bind(part);
-  while (numbers.Step()) {
-    SQuantityVerdict q{numbers.Text(0),
-                       SideFromText(numbers.Text(1)),
-                       VerdictFromText(numbers.Text(2)),
-                       numbers.Real(3),
-                       numbers.Real(4),
-                       numbers.Real(5),
-                       numbers.Real(6),
-                       numbers.Real(7),
-                       numbers.Real(8),
-                       numbers.Real(9),
-                       numbers.Real(10),
-                       numbers.Real(11).value_or(0.0),
-                       std::nullopt,
-                       UnitFromText(numbers.Text(12)).Display(),
-                       UnitFromText(numbers.Text(13)).Display()};
-    if (!numbers.IsNull(14)) {
-      q.sureness = {static_cast<std::int32_t>(numbers.Int(14)), numbers.Real(15).value_or(0.0),
-                    numbers.Real(16).value_or(0.0), numbers.Real(17).value_or(0.0)};
+  CStatement rows(database_->Handle(),
+                  "SELECT name, unit, x_unit" + ColumnNames<SQuantityVerdict>(version_) +
+                      ColumnNames<SLimitSureness>(version_) +
+                      " FROM verdict JOIN quantity ON quantity.id = quantity WHERE part = ? "
+                      "ORDER BY position");
+  rows.Bind(part);
+  while (rows.Step()) {
+    SQuantityVerdict q;
+    q.name = rows.Text(0);
+    q.unit = UnitFromText(rows.Text(1)).Display();
+    q.xUnit = UnitFromText(rows.Text(2)).Display();
+    const int sureness = ReadFields(rows, 3, q);
+    if (!rows.IsNull(sureness)) {
+      ReadFields(rows, sureness, q.sureness.emplace());
     }
     verdict.quantities.push_back(std::move(q));
   }
 }
 
 void CStore::ReadDefects(std::int64_t part, SPartVerdict& verdict) {
-  CStatement defects(
-      database_->Handle(),
-      (std::string("SELECT priority, code, type, value, limit_value, mean, place, unit, text, ") +
-       (version_ < 2 ? "NULL, NULL, NULL, NULL" : "verdict, excess, x_from, x_to") +
-       " FROM defect WHERE part = ? ORDER BY position")
-          .c_str());
-  defects.Bind(part);
-  while (defects.Step()) {
+  CStatement rows(database_->Handle(), std::string("SELECT ") +
+                                           (version_ < 2 ? "NULL" : "verdict") +
+                                           ColumnNames<SDefect>(version_) +
+                                           " FROM defect WHERE part = ? ORDER BY position");
+  rows.Bind(part);
+  while (rows.Step()) {
     SDefect d;
-    d.priority = static_cast<std::int32_t>(defects.Int(0));
-    d.code = static_cast<std::int32_t>(defects.Int(1));
-    d.type = static_cast<std::uint32_t>(defects.Int(2));
-    d.value = defects.Real(3).value_or(0.0);
-    d.limit = defects.Real(4).value_or(0.0);
-    d.mean = defects.Real(5).value_or(0.0);
-    d.place = defects.Real(6).value_or(0.0);
-    d.unit = defects.Text(7);
-    d.text = defects.Text(8);
-    d.excess = defects.Real(10);
-    d.from = defects.Real(11);
-    d.to = defects.Real(12);
-    const auto judged = static_cast<std::uint64_t>(defects.Int(9));
-    if (!defects.IsNull(9) && judged < verdict.quantities.size()) {
+    ReadFields(rows, 1, d);
+    const auto judged = static_cast<std::uint64_t>(rows.Int(0));
+    if (!rows.IsNull(0) && judged < verdict.quantities.size()) {
       d.quantity = verdict.quantities[judged].name;
       d.side = verdict.quantities[judged].side;
     }

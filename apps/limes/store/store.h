@@ -3,47 +3,20 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
+#include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
 #include "apps/limes/store/database.h"
-#include "recordings/measurement.h"
 
 namespace limes::host {
-
-/// A learnt quantity as it lies in the store.
-struct SStoredQuantity {
-  struct SState {
-    Side side;
-    std::int64_t learnt;
-    std::vector<std::uint8_t> record;  ///< learn-state record of the library
-  };
-
-  std::int64_t id = 0;
-  std::string name;
-  bool single = false;
-  SUnit xUnit;
-  SUnit unit;
-  std::vector<SState> states;
-};
 
 /// A part that was learnt.
 struct SLearntPart {
   std::string name;
   std::optional<std::string> label;
-};
-
-/// What a run left behind of a quantity and side; of curves the averages over x.
-struct SHistory {
-  std::string quantity;
-  Side side = Side::kUpper;
-  std::string started;  ///< of the run, UTC
-  std::int64_t learnt = 0;
-  std::optional<double> mean;
-  std::optional<double> limit;
 };
 
 /// A command that stored something.
@@ -93,9 +66,9 @@ class CStore {
   void NextStateVersion();
 
   std::vector<SStoredQuantity> Quantities();
-  std::int64_t AddQuantity(const SStoredQuantity& quantity);
-  void SetState(std::int64_t quantity, Side side, std::int64_t learnt,
-                std::span<const std::uint8_t> record);
+
+  /// Replaces the learn states of quantities, which are added when they are new.
+  void SetQuantities(const std::vector<SStoredQuantity>& quantities);
 
   std::int64_t AddRun(const std::string& command);
   void AddLearnt(std::int64_t run, const SLearntPart& part);
@@ -103,14 +76,12 @@ class CStore {
   std::vector<SRun> Runs();
 
   /// Replaces what the run has left behind so far.
-  void SetHistory(std::int64_t run, std::int64_t quantity, const SHistory& history);
+  void SetHistory(std::int64_t run, const std::vector<SHistory>& history);
 
   /// Of all quantities, each in order of the runs, the upper side first.
   std::vector<SHistory> History();
 
-  /// ids: the quantity's id per entry of verdict.quantities.
-  void AddJudged(std::int64_t run, const SPartVerdict& verdict,
-                 const std::vector<std::int64_t>& ids);
+  void AddJudged(std::int64_t run, const SPartVerdict& verdict);
 
   /// Hands out the judged parts in the order of judging.
   template <class Take>

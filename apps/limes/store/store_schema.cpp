@@ -5,11 +5,13 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/store/checked_pages.h"
+#include "apps/limes/store/page_check.h"
+#include "apps/limes/store/record_columns.h"
 
 namespace limes::host {
 namespace {
 
-/// Tables of version 1.
+/// Tables of version 1, without those of judged parts.
 constexpr const char* kVersion1 = R"sql(
 CREATE TABLE store(
   id            INTEGER PRIMARY KEY CHECK(id = 1),
@@ -40,40 +42,33 @@ CREATE TABLE part(
   name    TEXT NOT NULL,
   label   TEXT,
   verdict TEXT NOT NULL CHECK(verdict IN ('learnt', 'OK', 'NOK', 'not judged')));
-CREATE TABLE verdict(
-  part          INTEGER NOT NULL REFERENCES part(id),
-  position      INTEGER NOT NULL,
-  quantity      INTEGER NOT NULL REFERENCES quantity(id),
-  side          TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
-  verdict       TEXT NOT NULL CHECK(verdict IN ('OK', 'NOK', 'not judged')),
-  max_deviation REAL, excess_in_s REAL, x REAL, value REAL, limit_value REAL, mean REAL,
-  spread        REAL, rms_deviation REAL,
-  judged_share  REAL NOT NULL,
-  PRIMARY KEY(part, position)) WITHOUT ROWID;
-CREATE TABLE defect(
-  part        INTEGER NOT NULL REFERENCES part(id),
-  position    INTEGER NOT NULL,
-  priority    INTEGER NOT NULL,
-  code        INTEGER NOT NULL,
-  type        INTEGER NOT NULL,
-  value       REAL, limit_value REAL, mean REAL, place REAL,
-  unit        TEXT NOT NULL,
-  text        TEXT NOT NULL,
-  PRIMARY KEY(part, position)) WITHOUT ROWID;
 PRAGMA application_id = 0x4C494D45;
 PRAGMA user_version = 1;
 )sql";
 
+/// Verdicts and defects of judged parts, as their fields are listed.
+std::string JudgedTables() {
+  const auto table = [](const std::string& columns) {
+    return "(part INTEGER NOT NULL REFERENCES part(id), position INTEGER NOT NULL" + columns +
+           ", PRIMARY KEY(part, position)) WITHOUT ROWID;";
+  };
+  return "CREATE TABLE verdict" +
+         table(", quantity INTEGER NOT NULL REFERENCES quantity(id)" +
+               NewColumns<SQuantityVerdict>(1, ", ", "")) +
+         "CREATE TABLE defect" + table(NewColumns<SDefect>(1, ", ", ""));
+}
+
+/// What a later version knows more of them.
+std::string AddedColumns(std::int64_t version) {
+  const std::string verdict = "ALTER TABLE verdict ADD COLUMN ";
+  return NewColumns<SQuantityVerdict>(version, verdict, ";") +
+         NewColumns<SLimitSureness>(version, verdict, ";") +
+         NewColumns<SDefect>(version, "ALTER TABLE defect ADD COLUMN ", ";");
+}
+
 /// How sure the limit was that a verdict was given by, and which region a defect is of.
 constexpr const char* kVersion2 = R"sql(
-ALTER TABLE verdict ADD COLUMN learnt INTEGER;
-ALTER TABLE verdict ADD COLUMN effective_parts REAL;
-ALTER TABLE verdict ADD COLUMN chance_per_point REAL;
-ALTER TABLE verdict ADD COLUMN chance_bound REAL;
 ALTER TABLE defect ADD COLUMN verdict INTEGER;
-ALTER TABLE defect ADD COLUMN excess REAL;
-ALTER TABLE defect ADD COLUMN x_from REAL;
-ALTER TABLE defect ADD COLUMN x_to REAL;
 PRAGMA user_version = 2;
 )sql";
 
@@ -151,9 +146,11 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     const std::int64_t version = SchemaVersion(database, path);  // others may have been first
     if (version < 1) {
       database.Execute(kVersion1);
+      database.Execute(JudgedTables());
     }
     if (version < 2) {
       database.Execute(kVersion2);
+      database.Execute(AddedColumns(2));
     }
     if (version < 3) {
       database.Execute(kVersion3);

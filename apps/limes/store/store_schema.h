@@ -10,12 +10,6 @@ namespace limes::host {
 /// Version of the tables that this program makes; docs/store.md describes them.
 inline constexpr std::int64_t kSchemaVersion = 4;
 
-/// Version since which every page carries a check.
-inline constexpr std::int64_t kCheckedSince = 3;
-
-/// What tells a store from other SQLite files: "LIME".
-inline constexpr std::int64_t kApplicationId = 0x4C494D45;
-
 /// Version of a store's tables; 0 for a file without content. Throws CStoreError for a file that is
 /// something else, and for a newer version.
 std::int64_t SchemaVersion(CDatabase& database, const std::string& path);

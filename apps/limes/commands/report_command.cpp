@@ -1,0 +1,45 @@
+#include <ostream>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/output_file.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/report/html_report.h"
+#include "apps/limes/report/report.h"
+#include "apps/limes/store/store.h"
+
+namespace limes::host {
+namespace {
+
+int WritePage(const SOptions& options, SConsole& console) {
+  if (options.json) {
+    throw CUsageError("--json and --html exclude each other");
+  }
+  CStore store(options.store, CStore::Mode::kReading);
+  RefuseStore(options.output, options.store);
+  WriteOutput(options.output, HtmlReport(store));
+  console.out << "wrote " << options.output << '\n';
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace
+
+int RunReport(const SOptions& options, SConsole& console) {
+  if (!options.output.empty()) {
+    return WritePage(options, console);
+  }
+  CStore store(options.store, CStore::Mode::kReading);
+  SCounts counts;
+  const std::string good = store.Settings().value_or(SSettings()).good.value_or("good");
+  store.ForEachJudged([&](const SPartVerdict& verdict) {
+    counts.Add(verdict, good);
+    if (options.json) {
+      PrintVerdictJson(console.out, verdict);
+    } else {
+      PrintVerdict(console.out, verdict, console.colours);
+    }
+  });
+  PrintCounts(options.json ? console.err : console.out, counts);
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host

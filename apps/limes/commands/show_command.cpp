@@ -1,0 +1,30 @@
+#include <ostream>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/report/report.h"
+#include "apps/limes/store/store.h"
+
+namespace limes::host {
+
+int RunShow(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kReading);
+  store.BeginReading();
+  SSettings settings = store.Settings().value_or(SSettings());
+  SetDefaults(settings);
+  CModel model(settings);
+  model.Load(store.Quantities(), store.Path());
+  const std::int64_t learnt = store.CountParts(true);
+  store.Rollback();
+  if (!options.json) {
+    console.out << options.store << ": " << learnt << (learnt == 1 ? " part" : " parts")
+                << " learnt\n";
+  }
+  for (const SLearntSummary& summary : model.Summaries()) {
+    (options.json ? PrintSummaryJson : PrintSummary)(console.out, summary, settings);
+  }
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host

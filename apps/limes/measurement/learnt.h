@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement/verdict.h"
+#include "recordings/measurement.h"
+
+namespace limes::host {
+
+/// A learnt quantity as it lies in the store.
+struct SStoredQuantity {
+  struct SState {
+    Side side;
+    std::int64_t learnt;
+    std::vector<std::uint8_t> record;  ///< learn-state record of the library
+  };
+
+  std::string name;
+  bool single = false;
+  SUnit xUnit;
+  SUnit unit;
+  std::vector<SState> states;
+};
+
+/// What a run left behind of a quantity and side; of curves the averages over x.
+struct SHistory {
+  std::string quantity;
+  Side side = Side::kUpper;
+  std::string started;  ///< of the run, UTC
+  std::int64_t learnt = 0;
+  std::optional<double> mean;
+  std::optional<double> limit;
+};
+
+/// A learnt quantity and side at a glance.
+struct SLearntSummary {
+  std::string name;
+  Side side = Side::kUpper;
+  SLimitSureness sureness;
+  std::string kind;  ///< curve, track or value
+  std::int64_t parts = 0;
+  std::size_t points = 0;
+  double xFirst = 0.0;  ///< valid range of the learnt curves
+  double xLast = 0.0;
+  double step = 0.0;
+  std::string xUnit;
+  std::string unit;
+  std::vector<std::int64_t> learntAt;  ///< parts per point; empty for a value
+  std::vector<float> mean;  ///< over the learnt range, in the sign of the measurement; NaN: none
+  std::vector<float> spread;
+  std::vector<float> limit;
+};
+
+}  // namespace limes::host

@@ -1,0 +1,66 @@
+#include "apps/limes/model/quantity_model.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "apps/limes/errors.h"
+#include "recordings/tables/csv_reader.h"
+
+namespace limes::host {
+
+CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit,
+                               bool single)
+    : settings_(settings),
+      name_(std::move(name)),
+      xUnit_(std::move(xUnit)),
+      unit_(std::move(unit)),
+      single_(single) {
+  if (settings.WhichSides() != Sides::kLower) {
+    sides_.push_back(Side::kUpper);
+  }
+  if (settings.WhichSides() != Sides::kUpper) {
+    sides_.push_back(Side::kLower);
+  }
+}
+
+void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
+  if (q.single != single_) {
+    throw CInputError(
+        part, "quantity " + Quoted(name_) + " is a " +
+                  (q.single ? "value, in the store a curve" : "curve, in the store a value"));
+  }
+  const auto check = [&](const char* what, const SUnit& found, const SUnit& known) {
+    if (!(found == known)) {
+      throw CInputError(part, "quantity " + Quoted(name_) + " is in " + found.DisplayFull() + what +
+                                  ", in the store in " + known.DisplayFull());
+    }
+  };
+  check("", q.unit, unit_);
+  check(" over x", q.xUnit, xUnit_);
+}
+
+std::string CQuantityModel::Join(CQuantityModel& other) {
+  const auto units = [](const SUnit& x, const SUnit& y) {
+    return y.DisplayFull() + (x.IsNone() ? "" : " over " + x.DisplayFull());
+  };
+  if (other.single_ != single_) {
+    return other.single_ ? "is a value there, a curve here" : "is a curve there, a value here";
+  }
+  if (!(other.xUnit_ == xUnit_) || !(other.unit_ == unit_)) {
+    return "the units differ: " + units(other.xUnit_, other.unit_) + " there, " +
+           units(xUnit_, unit_) + " here";
+  }
+  const std::string difference =
+      Difference(settings_, other.settings_,
+                 {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
+                  "--base", "--factor", "--width"});
+  return difference.empty() ? JoinStates(other) : difference;
+}
+
+bool IsRounding(double excess, double value, double limit) {
+  constexpr double kFourSteps = 4.0 / (1 << 24);
+  return std::isfinite(limit) &&
+         excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
+}
+
+}  // namespace limes::host
