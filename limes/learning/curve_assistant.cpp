@@ -18,13 +18,8 @@ struct SGrid {
   explicit SGrid(const CSigCurve& curve)
       : start(curve.XMin()),
         step((double{curve.XMax()} - curve.XMin()) / curve.DLen()),
-        first(0),
-        last(std::int64_t{curve.DLen()} - 1) {
-    if (const CSigCurveExt* const extended = AsExtended(&curve)) {
-      first = std::max<std::int64_t>(first, extended->IMin());
-      last = std::min<std::int64_t>(last, extended->IMax());
-    }
-  }
+        first(curve.ValidIndices().first),
+        last(curve.ValidIndices().last) {}
 
   bool IsUsable() const {
     return std::isfinite(start) && std::isfinite(step) && step > 0.0 && first <= last;
@@ -82,16 +77,6 @@ float Binned(const CSigCurve& k, const SGrid& grid, const SGrid& to, std::int64_
   return static_cast<float>(sum / static_cast<double>(end - begin));
 }
 
-void TakeUnit(CSigCurveExt& out, const CSigCurve& k) {
-  // Compared first: setting makes the shared info private, which allocates.
-  if (out.XUnit() != k.XUnit()) {
-    out.SetXUnit(k.XUnit());
-  }
-  if (out.YUnit() != k.YUnit()) {
-    out.SetYUnit(k.YUnit());
-  }
-}
-
 void FillFitted(const CSigCurve& k, const SGrid& from, const SGrid& to, std::int64_t i0,
                 std::int64_t i1, CSigCurveAssistent::Binning binning, float* out) {
   const double offset = from.Index(to.start);
@@ -145,7 +130,7 @@ bool CSigCurveAssistent::FitTo(const CSigCurve& k, const CSigCurveExt& raster, C
   }
   FillFitted(k, from, to, i0, i1, binning, out.ValArray());
   out.SetName(k.Name());
-  TakeUnit(out, k);
+  out.TakeUnits(k);
   // The same numbers as the raster's where it bounds the range, so that learning finds the same
   // indices in both curves.
   out.SetVMinMax(i0 == to.first ? raster.VMin() : raster.GetPoint(static_cast<int>(i0)),
@@ -164,11 +149,11 @@ void CSigCurveAssistent::AddierenMitQuadrat(CSigCurveExt& mean, CSigCurveExt& me
     meanSquare.AddSquared(k, v, 0);
     return;
   }
-  const std::int64_t last = std::min({std::int64_t{mean.IMax()}, std::int64_t{mean.DLen()} - 1,
-                                      std::int64_t{meanSquare.DLen()} - 1});
+  const SIndexRange valid = mean.ValidIndices();
+  const std::int64_t last = std::min(valid.last, std::int64_t{meanSquare.DLen()} - 1);
   const float step = k.XDelta();  // kept: the step of k on the grid of the mean
   float x = mean.VMin();
-  for (std::int64_t i = std::max(mean.IMin(), 0); i <= last; ++i) {
+  for (std::int64_t i = valid.first; i <= last; ++i) {
     const float value = k.GetValue(x);
     mean.ValArray()[i] += v * value;
     meanSquare.ValArray()[i] += v * (value * value);

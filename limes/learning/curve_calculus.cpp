@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
-#include "limes/learning/curve_points.h"
+#include "limes/signals/extended_curve.h"
 
 namespace limes {
 namespace {
@@ -61,7 +61,7 @@ double Step(const CSigCurveExt& c) {
 }  // namespace
 
 bool CSigCurveAssistent::Derive(CSigCurveExt& c) try {
-  const std::span<float> y = detail::ValidPoints(c);
+  const std::span<float> y = c.ValidValues();
   const std::vector<float> from(y.begin(), y.end());
   const double step = Step(c);
   c.SetYUnit(Combined(c.YUnit(), c.XUnit(), -1));  // nothing fails from here on
@@ -78,7 +78,7 @@ bool CSigCurveAssistent::Derive(CSigCurveExt& c) try {
 }
 
 double CSigCurveAssistent::Integral(const CSigCurveExt& c, float x0, float x1) {
-  const detail::SPointRange valid = detail::ValidRange(c);
+  const SIndexRange valid = c.ValidIndices();
   double sum = 0.0;
   if (x0 <= x1) {
     const std::int64_t first = std::max<std::int64_t>(c.GetIndexA(x0), valid.first);
@@ -94,7 +94,7 @@ bool CSigCurveAssistent::IntegralCurve(CSigCurveExt& c) try {
   const double step = Step(c);
   c.SetYUnit(Combined(c.YUnit(), c.XUnit(), 1));  // nothing fails from here on
   double sum = 0.0;
-  for (float& y : detail::ValidPoints(c)) {
+  for (float& y : c.ValidValues()) {
     sum += double{y};
     y = static_cast<float>(sum * step);
   }

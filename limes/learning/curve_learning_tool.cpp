@@ -24,16 +24,6 @@ wide_string Joined(std::u16string_view name, std::u16string_view suffix) {
   return joined;
 }
 
-/// The units of the mean: what the roots of squares made of them is of no use.
-void TakeUnits(CSigCurveExt& curve, const CSigCurveExt& mean) {
-  if (curve.XUnit() != mean.XUnit()) {
-    curve.SetXUnit(mean.XUnit());
-  }
-  if (curve.YUnit() != mean.YUnit()) {
-    curve.SetYUnit(mean.YUnit());
-  }
-}
-
 /// Grid and valid range of the mean, as MakeSameSize; without zero the values of a curve that has
 /// its size are left for the caller to overwrite. False when memory is short.
 bool TakeGrid(CSigCurveExt& curve, const CSigCurveExt& mean, bool zero) {
@@ -236,7 +226,7 @@ int CKurvenLernWerkzeug::StandardAbwBilden() {
     detail::SpreadValues(spread_->ValArray(), mean_->ValArray(), meanSquare_->ValArray(),
                          std::min(mean_->DLen(), meanSquare_->DLen()));
   }
-  TakeUnits(*spread_, *mean_);
+  spread_->TakeUnits(*mean_);  // what the roots of squares made of them is of no use
   return 1;
 }
 
@@ -252,9 +242,9 @@ bool CKurvenLernWerkzeug::FormLimit() {
   const float* const m = mean.ValArray();
   const float* const q = meanSquare_->ValArray();
   if (onePass) {
-    const std::size_t i0 = std::min(static_cast<std::size_t>(std::max(limit.IMin(), 0)), n);
-    const std::size_t end =
-        std::clamp(static_cast<std::size_t>(std::max(limit.IMax(), -1) + std::int64_t{1}), i0, n);
+    const SIndexRange valid = limit.ValidIndices();
+    const auto i0 = static_cast<std::size_t>(valid.first);
+    const std::size_t end = i0 + valid.Size();
     float* const y = limit.ValArray();
     detail::ScaledSpreadValues(y, m, q, i0, factor_);
     detail::LimitValues(y + i0, m + i0, q + i0, end - i0, factor_, base_);
@@ -267,7 +257,7 @@ bool CKurvenLernWerkzeug::FormLimit() {
     limit += base_;
   }
   Widen();
-  TakeUnits(limit, mean);
+  limit.TakeUnits(mean);
   *formed_ = true;
   return true;
 }
@@ -278,13 +268,10 @@ void CKurvenLernWerkzeug::Widen() {
     return;
   }
   const int w = std::min(limit_->GetIndex(width_), kMostPoints);
-  const std::int64_t i0 = std::max(limit_->IMin(), 0);
-  // kept: the last valid point is neither widened nor looked at
-  const std::int64_t n =
-      std::min(std::int64_t{limit_->IMax()}, std::int64_t{limit_->DLen()} - 1) - i0;
-  if (w >= 1 && n > 0) {
-    detail::WidenValues(limit_->ValArray() + i0, static_cast<std::size_t>(n),
-                        static_cast<std::size_t>(w));
+  const std::span<float> valid = limit_->ValidValues();
+  if (w >= 1 && valid.size() > 1) {
+    // kept: the last valid point is neither widened nor looked at
+    detail::WidenValues(valid.data(), valid.size() - 1, static_cast<std::size_t>(w));
   }
 }
 

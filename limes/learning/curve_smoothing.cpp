@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
-#include "limes/learning/curve_points.h"
+#include "limes/signals/extended_curve.h"
 
 namespace limes {
 namespace {
@@ -92,7 +92,7 @@ void Medians(std::span<const float> y, std::size_t width, std::vector<float>& ou
 }  // namespace
 
 bool CSigCurveAssistent::Glaetten(CSigCurveExt& c, int halfWidth, Smoothing mode) try {
-  const std::span<float> y = detail::ValidPoints(c);
+  const std::span<float> y = c.ValidValues();
   if (halfWidth < 1 || y.empty()) {
     return true;
   }

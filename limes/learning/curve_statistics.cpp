@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
-#include "limes/learning/curve_points.h"
 #include "limes/learning/merge_checks.h"
 #include "limes/signals/curve_array.h"
+#include "limes/signals/extended_curve.h"
 
 namespace limes {
 namespace {
@@ -16,22 +16,22 @@ namespace {
 using Curves = std::span<const CSigCurveExt* const>;
 
 /// The points valid in all curves; none unless all are on one grid with the same units.
-detail::SPointRange CommonRange(Curves curves) {
-  detail::SPointRange common{0, -1};
+SIndexRange CommonRange(Curves curves) {
+  SIndexRange common{0, -1};
   for (std::size_t i = 0; i < curves.size(); ++i) {
     if (detail::CheckCurves(curves[0], curves[i]) != MergeStatus::kOk) {
       return {};
     }
-    const detail::SPointRange range = detail::ValidRange(*curves[i]);
+    const SIndexRange range = curves[i]->ValidIndices();
     common = i == 0 ? range
-                    : detail::SPointRange{std::max(common.first, range.first),
-                                          std::min(common.last, range.last)};
+                    : SIndexRange{std::max(common.first, range.first),
+                                  std::min(common.last, range.last)};
   }
   return common;
 }
 
 /// Weighted means point by point, in the order of the curves.
-std::vector<double> Means(Curves curves, detail::SPointRange range, std::span<const float> weights,
+std::vector<double> Means(Curves curves, SIndexRange range, std::span<const float> weights,
                           double total) {
   std::vector<double> sums(range.Size());
   for (std::size_t k = 0; k < curves.size(); ++k) {
@@ -48,7 +48,7 @@ std::vector<double> Means(Curves curves, detail::SPointRange range, std::span<co
 }
 
 /// A curve on the grid of another, valid over the range, with these values; empty without memory.
-CSigCurveExt Result(const CSigCurveExt& like, detail::SPointRange range,
+CSigCurveExt Result(const CSigCurveExt& like, SIndexRange range,
                     const std::vector<double>& values) {
   CSigCurveExt result;
   result.MakeSameSize(like);
@@ -60,8 +60,7 @@ CSigCurveExt Result(const CSigCurveExt& like, detail::SPointRange range,
   if (!result.SetName(like.Name())) {
     throw std::bad_alloc();
   }
-  result.SetXUnit(like.XUnit());
-  result.SetYUnit(like.YUnit());
+  result.TakeUnits(like);
   result.SetVIMinMax(static_cast<std::int32_t>(range.first), static_cast<std::int32_t>(range.last));
   return result;
 }
@@ -70,7 +69,7 @@ CSigCurveExt Result(const CSigCurveExt& like, detail::SPointRange range,
 
 bool CSigCurveAssistent::WeightedMean(Curves curves, std::span<const float> weights,
                                       CSigCurveExt& out) try {
-  const detail::SPointRange range = CommonRange(curves);
+  const SIndexRange range = CommonRange(curves);
   double total = 0.0;
   for (const float w : weights) {
     total += double{w};
@@ -85,7 +84,7 @@ bool CSigCurveAssistent::WeightedMean(Curves curves, std::span<const float> weig
 
 bool CSigCurveAssistent::MeanAndSpread(Curves curves, CSigCurveExt& mean,
                                        CSigCurveExt& stdDev) try {
-  const detail::SPointRange range = CommonRange(curves);
+  const SIndexRange range = CommonRange(curves);
   if (range.IsEmpty() || &mean == &stdDev) {
     return false;
   }
@@ -130,8 +129,8 @@ bool CSigCurveAssistent::ClampBetween(CSigCurveExt& c, const CSigCurveExt& lower
     return false;
   }
   const auto bound = [&c](const CSigCurveExt& limit, auto beyond) {
-    const detail::SPointRange own = detail::ValidRange(c);
-    const detail::SPointRange valid = detail::ValidRange(limit);
+    const SIndexRange own = c.ValidIndices();
+    const SIndexRange valid = limit.ValidIndices();
     const std::int64_t last = std::min(own.last, valid.last);
     for (std::int64_t i = std::max(own.first, valid.first); i <= last; ++i) {
       const float y = limit.ValArray()[i];

@@ -175,10 +175,10 @@ SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool) {
   sureness.parts = tool.NrGelernt();
   sureness.effectiveParts =
       EffectiveParts(Steps(sureness.parts, tool.Generator()), tool.Generator().GetTimeScale());
-  const std::int64_t last = std::min<std::int64_t>(
-      {mean->IMax(), std::int64_t{mean->DLen()} - 1, std::int64_t{meanSquare->DLen()} - 1});
+  const SIndexRange valid = mean->ValidIndices();
+  const std::int64_t last = std::min(valid.last, std::int64_t{meanSquare->DLen()} - 1);
   PointShares shares;
-  for (std::int64_t i = std::max(mean->IMin(), 0); i <= last; ++i) {
+  for (std::int64_t i = valid.first; i <= last; ++i) {
     shares.Add(sureness.effectiveParts,
                Spreads(tool.Sockel(), tool.Faktor(), SpreadAt(*mean, *meanSquare, i)));
   }

@@ -388,8 +388,8 @@ SCurveJudgement CTrackLernWerkzeug::Judge(const CSigCurveExt& k) const {
   if (judgement.verdict == Verdict::kNotJudged) {
     return judgement;
   }
-  const auto judgeable =
-      std::count(mask_.begin() + limit_->IMin(), mask_.begin() + limit_->IMax() + 1, 1);
+  const SIndexRange valid = limit_->ValidIndices();
+  const auto judgeable = std::count(mask_.begin() + valid.first, mask_.begin() + valid.last + 1, 1);
   judgement.share =
       static_cast<float>(static_cast<double>(comparison.points) / static_cast<double>(judgeable));
   judgement.mean = (*mean_)[comparison.index];

@@ -9,6 +9,7 @@
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/conversions.h"
 #include "limes/signals/cloned.h"
+#include "limes/signals/extended_curve.h"
 
 namespace limes {
 
@@ -186,6 +187,11 @@ float CSigCurve::GetPoint(int i) const {
     return 0.0F;
   }
   return (xMax_ - xMin_) * static_cast<float>(i) / static_cast<float>(DLen()) + xMin_;
+}
+
+SIndexRange CSigCurve::ValidIndices() const {
+  const CSigCurveExt* const extended = AsExtended(this);
+  return extended != nullptr ? extended->ValidIndices() : SIndexRange{0, std::int64_t{DLen()} - 1};
 }
 
 float CSigCurve::ValueAt(std::int64_t i) const {

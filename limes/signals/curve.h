@@ -23,6 +23,15 @@ enum class CurveReadStatus {
   kMemory,   ///< memory is short
 };
 
+/// Consecutive indices of values, none when the last lies before the first.
+struct SIndexRange {
+  std::int64_t first = 0;
+  std::int64_t last = -1;
+
+  bool IsEmpty() const { return first > last; }
+  std::size_t Size() const { return IsEmpty() ? 0 : static_cast<std::size_t>(last - first + 1); }
+};
+
 /// The status in words, in English.
 LIMES_EXPORT const wide_char* Text(CurveReadStatus status);
 
@@ -227,6 +236,13 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   std::span<float> Values() { return {FloatData(), DLen()}; }
   std::span<const float> Values() const { return {FloatData(), DLen()}; }
 
+  /// Indices of the values that count: all, and of an extended curve those of its valid range.
+  SIndexRange ValidIndices() const;
+
+  /// The values that count.
+  std::span<float> ValidValues() { return Part(Values(), ValidIndices()); }
+  std::span<const float> ValidValues() const { return Part(Values(), ValidIndices()); }
+
   /// As GetYRange.
   void YMinMax(float& min, float& max) const { GetYRange(min, max); }
 
@@ -301,6 +317,11 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   bool FitTogether(const CSigCurve* other) const;
 
  protected:
+  template <class Value>
+  static std::span<Value> Part(std::span<Value> values, SIndexRange range) {
+    return values.subspan(static_cast<std::size_t>(range.first), range.Size());
+  }
+
   /// Value at index i, clamped; 0.0 without values.
   float ValueAt(std::int64_t i) const;
 

@@ -13,17 +13,13 @@ namespace {
 
 /// Smallest and largest of the valid values that are no NaN; false without any.
 bool ValidBounds(const CSigCurveExt& curve, detail::SBounds& bounds) {
-  const std::span<const float> values = curve.Values();
-  const std::int64_t last =
-      std::min<std::int64_t>(curve.IMax(), static_cast<std::int64_t>(values.size()) - 1);
-  std::int64_t i = std::max(curve.IMin(), 0);
-  while (i <= last && std::isnan(values[static_cast<std::size_t>(i)])) {
-    ++i;
-  }
-  if (i > last) {
+  const std::span<const float> values = curve.ValidValues();
+  const auto first =
+      std::find_if(values.begin(), values.end(), [](float y) { return !std::isnan(y); });
+  if (first == values.end()) {
     return false;
   }
-  bounds = detail::FindBounds(values.data() + i, static_cast<std::size_t>(last - i + 1));
+  bounds = detail::FindBounds(&*first, static_cast<std::size_t>(values.end() - first));
   return true;
 }
 

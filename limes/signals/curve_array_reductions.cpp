@@ -117,11 +117,10 @@ void ApplyAll(std::span<const Step> steps, Kind kind, float* target, std::int64_
 /// By index over the target's valid range, as += of extended curves.
 void PlanByIndex(const CSigCurveExt& target, const CSigCurveExt& curve, float w,
                  std::vector<Step>& steps) {
-  const std::int64_t i0 = std::max(target.IMin(), 0);
-  const std::int64_t i1 = std::min(
-      {std::int64_t{target.IMax()} + 1, std::int64_t{target.DLen()}, std::int64_t{curve.DLen()}});
-  if (i0 < i1) {
-    steps.push_back({i0, i1, curve.ValArray() + i0, w});
+  const SIndexRange valid = target.ValidIndices();
+  const std::int64_t end = std::min(valid.last + 1, std::int64_t{curve.DLen()});
+  if (valid.first < end) {
+    steps.push_back({valid.first, end, curve.ValArray() + valid.first, w});
   }
 }
 

@@ -273,6 +273,11 @@ void CSigCurveExt::Schrumpfen(const CSigCurveExt* other) {
   }
 }
 
+SIndexRange CSigCurveExt::ValidIndices() const {
+  const SIndexRange range{std::max(iMin_, 0), std::min(std::int64_t{iMax_}, Last(*this))};
+  return range.IsEmpty() ? SIndexRange() : range;
+}
+
 int CSigCurveExt::GetIndexV(float x) const {
   return std::min(std::max(GetIndexA(x), iMin_), iMax_);
 }

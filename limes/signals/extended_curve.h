@@ -112,6 +112,11 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
   /// Number of valid values by the indices; not above 0 when the range is empty.
   std::int32_t ILen() const;
 
+  /// IMin to IMax, kept inside the values; first 0 and last -1 when none are left.
+  SIndexRange ValidIndices() const;
+  std::span<float> ValidValues() { return Part(Values(), ValidIndices()); }
+  std::span<const float> ValidValues() const { return Part(Values(), ValidIndices()); }
+
   /// There are values and IMin <= IMax.
   bool IsValid() const { return DLen() > 0 && iMin_ <= iMax_; }
 
@@ -205,7 +210,6 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
   void SetRange(float vMin, float vMax, std::int64_t iMin, std::int64_t iMax);
   int Stored(std::int32_t i) const;
   void RangeOf(float& min, float& max, std::int64_t i0, std::int64_t i1) const;
-  bool ValidPart(std::int64_t& i0, std::int64_t& i1) const;
 
   float vMin_ = 0.0F;
   float vMax_ = 1.0F;

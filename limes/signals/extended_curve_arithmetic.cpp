@@ -57,41 +57,23 @@ struct SSource {
 
 }  // namespace
 
-/// The valid indices that have values; false when there are none.
-bool CSigCurveExt::ValidPart(std::int64_t& i0, std::int64_t& i1) const {
-  i0 = std::max(iMin_, 0);
-  i1 = std::min(std::int64_t{iMax_}, std::int64_t{DLen()} - 1);
-  return i0 <= i1;
-}
-
 CSigCurveExt& CSigCurveExt::operator=(float v) {
-  std::int64_t i0 = 0;
-  std::int64_t i1 = 0;
-  if (ValidPart(i0, i1)) {
-    detail::FillValues(FloatData() + i0, static_cast<std::size_t>(i1 - i0 + 1), v);
-  }
+  const std::span<float> valid = ValidValues();
+  detail::FillValues(valid.data(), valid.size(), v);
   return *this;
 }
 
 CSigCurveExt& CSigCurveExt::operator+=(float v) {
-  std::int64_t i0 = 0;
-  std::int64_t i1 = 0;
-  if (ValidPart(i0, i1)) {
-    detail::AddConstant(FloatData() + i0, static_cast<std::size_t>(i1 - i0 + 1), v);
-  }
+  const std::span<float> valid = ValidValues();
+  detail::AddConstant(valid.data(), valid.size(), v);
   return *this;
 }
 
 CSigCurveExt& CSigCurveExt::operator+=(const CSigCurve& other) {
-  std::int64_t i0 = 0;
-  std::int64_t i1 = 0;
-  if (!ValidPart(i0, i1)) {
-    return *this;
-  }
-  i1 = std::min(i1, std::int64_t{other.DLen()} - 1);
-  if (i0 <= i1) {
-    detail::AddValues(FloatData() + i0, other.FloatData() + i0,
-                      static_cast<std::size_t>(i1 - i0 + 1));
+  SIndexRange range = ValidIndices();
+  range.last = std::min(range.last, std::int64_t{other.DLen()} - 1);
+  if (!range.IsEmpty()) {
+    detail::AddValues(FloatData() + range.first, other.FloatData() + range.first, range.Size());
   }
   return *this;
 }
@@ -164,18 +146,16 @@ void CSigCurveExt::AddSquared(const CSigCurve& source, float w, int offset) {
 }
 
 float CSigCurveExt::AbschnittSumme(float x0, float x1, bool dB) const {
-  std::int64_t low = 0;
-  std::int64_t high = 0;
-  if (x0 > vMax_ || x1 < vMin_ || !ValidPart(low, high)) {
+  const SIndexRange valid = ValidIndices();
+  if (x0 > vMax_ || x1 < vMin_ || valid.IsEmpty()) {
     return 0.0F;
   }
-  const std::int64_t i0 = std::clamp<std::int64_t>(GetIndex(x0), low, high);
-  const std::int64_t i1 = std::clamp<std::int64_t>(GetIndex(x1), low, high);
-  if (i0 > i1) {
+  const SIndexRange section{std::clamp<std::int64_t>(GetIndex(x0), valid.first, valid.last),
+                            std::clamp<std::int64_t>(GetIndex(x1), valid.first, valid.last)};
+  if (section.IsEmpty()) {
     return 0.0F;
   }
-  const std::span<const float> values =
-      Values().subspan(static_cast<std::size_t>(i0), static_cast<std::size_t>(i1 - i0 + 1));
+  const std::span<const float> values = Part(Values(), section);
   if (!dB) {
     float sum = 0.0F;
     for (const float v : values) {

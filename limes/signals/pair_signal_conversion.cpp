@@ -10,23 +10,8 @@ namespace limes {
 
 namespace {
 
-/// Indices of a curve's values, or of the valid ones of an extended curve.
-struct IndexRange {
-  std::int64_t first;
-  std::int64_t last;
-};
-
-IndexRange UsedIndices(const CSigCurve& curve, const CSigCurveExt* extended) {
-  const std::int64_t last = std::int64_t{curve.DLen()} - 1;
-  if (extended == nullptr) {
-    return {0, last};
-  }
-  return {std::max<std::int64_t>(extended->IMin(), 0),
-          std::min<std::int64_t>(extended->IMax(), last)};
-}
-
 /// Line from index a to index b of a curve, as far as it lies on the indices used.
-void DrawSegment(float* values, const IndexRange& used, std::int64_t a, float ya, std::int64_t b,
+void DrawSegment(float* values, const SIndexRange& used, std::int64_t a, float ya, std::int64_t b,
                  float yb) {
   if (b < used.first || b < a || a > used.last) {
     return;
@@ -56,10 +41,9 @@ void CSigPairs::AusSigCurveBilden(const CSigCurve& curve) {
     return;
   }
   SetName(curve.Name());
-  SetXUnit(curve.XUnit());
-  SetYUnit(curve.YUnit());
-  const IndexRange used = UsedIndices(curve, AsExtended(&curve));
-  if (used.first <= used.last) {
+  TakeUnits(curve);
+  const SIndexRange used = curve.ValidIndices();
+  if (!used.IsEmpty()) {
     // In double, as floats would drift by many steps over a long curve.
     const double step = (double{curve.XMax()} - double{curve.XMin()}) / curve.DLen();
     double x = curve.GetPoint(static_cast<int>(used.first));
@@ -68,7 +52,7 @@ void CSigPairs::AusSigCurveBilden(const CSigCurve& curve) {
       *pair = {static_cast<float>(x), curve.ValArray()[i]};
       x += step;
     }
-    SetCount(static_cast<std::uint32_t>(used.last - used.first + 1));
+    SetCount(static_cast<std::uint32_t>(used.Size()));
     NoteOrder();
   }
   sorted_ = true;
@@ -81,8 +65,7 @@ void CSigPairs::KurveBilden(CSigCurve* target, bool setXRange) const {
     return;
   }
   target->SetName(Name());
-  target->SetXUnit(XUnit());
-  target->SetYUnit(YUnit());
+  target->TakeUnits(*this);
   const bool falling = Punkt(n - 1) <= Punkt(0);
   const float lo = Punkt(falling ? n - 1 : 0);
   const float hi = Punkt(falling ? 0 : n - 1);
@@ -90,11 +73,10 @@ void CSigPairs::KurveBilden(CSigCurve* target, bool setXRange) const {
   if (setXRange) {
     target->SetXMinMax(lo, hi);
   }
-  CSigCurveExt* const extended = AsExtended(target);
-  if (extended != nullptr) {
+  if (CSigCurveExt* const extended = AsExtended(target)) {
     extended->SetVMinMax(lo, hi);
   }
-  const IndexRange used = UsedIndices(*target, extended);
+  const SIndexRange used = target->ValidIndices();
   float* const values = target->ValArray();
   int before = target->GetIndexA(Punkt(0));
   for (std::uint32_t i = 1; i < n; ++i) {

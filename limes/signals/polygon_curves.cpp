@@ -66,13 +66,8 @@ void JoinSegment(float* v, std::int64_t n, std::int64_t i0, float y0, std::int64
 // Calls see(x, difference) for each valid sample in the polyline's x range, unless one is NaN.
 template <class See>
 void ForEachDistance(const CPolygonCodierung& polygon, const CSigCurve& curve, int mode, See see) {
-  std::int64_t i0 = 0;
-  std::int64_t i1 = std::int64_t{curve.DLen()} - 1;
-  if (const CSigCurveExt* const extended = AsExtended(&curve)) {
-    i0 = std::max<std::int64_t>(i0, extended->IMin());
-    i1 = std::min<std::int64_t>(i1, extended->IMax());
-  }
-  for (std::int64_t i = i0; i <= i1; ++i) {
+  const SIndexRange valid = curve.ValidIndices();
+  for (std::int64_t i = valid.first; i <= valid.last; ++i) {
     const float x = curve.GetPoint(static_cast<int>(i));
     if (!polygon.LiegtImBereich(x)) {
       continue;

@@ -19,20 +19,6 @@ namespace {
 
 constexpr unsigned kMaxCount = std::numeric_limits<int>::max();
 
-/// The values that an extended curve calls valid, all of a plain one.
-std::span<const float> ValidValues(const CSigCurve& curve) {
-  std::span<const float> values = curve.Values();
-  if (const CSigCurveExt* const extended = AsExtended(&curve)) {
-    const std::int64_t i0 = std::max(extended->IMin(), 0);
-    const std::int64_t i1 =
-        std::min<std::int64_t>(extended->IMax(), static_cast<std::int64_t>(values.size()) - 1);
-    values = i0 <= i1 ? values.subspan(static_cast<std::size_t>(i0),
-                                       static_cast<std::size_t>(i1 - i0 + 1))
-                      : std::span<const float>();
-  }
-  return values;
-}
-
 /// Combines the curves of a row. A row of one curve is only pointed at: read once and written
 /// nowhere.
 class RowMaximum {
@@ -103,7 +89,7 @@ void CResampleTool::Resample1d(const CSigCurve* src, CSigCurve* dst, InterpOpts 
   if (src == nullptr || dst == nullptr) {
     return;
   }
-  const std::span<const float> values = ValidValues(*src);
+  const std::span<const float> values = src->ValidValues();
   Resample1d(values.data(), static_cast<int>(values.size()), dst->ValArray(),
              static_cast<int>(dst->DLen()), opts);
 }

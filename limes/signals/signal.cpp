@@ -267,6 +267,15 @@ void CSignal::WriteName(std::size_t at, std::u16string_view text) {
   std::fill(name_.begin() + static_cast<std::ptrdiff_t>(at + text.size()), name_.end(), u'\0');
 }
 
+void CSignal::TakeUnits(const CSignal& other) {
+  if (XUnit() != other.XUnit()) {
+    SetXUnit(other.XUnit());
+  }
+  if (YUnit() != other.YUnit()) {
+    SetYUnit(other.YUnit());
+  }
+}
+
 bool CSignal::SetXUnit(std::u16string_view text) {
   CMeasuringUnit unit;
   const bool known = unit.set(text);

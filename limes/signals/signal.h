@@ -129,6 +129,9 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   void SetXUnit(const CMeasuringUnit& unit) { info_.X1Unit(unit); }
   void SetYUnit(const CMeasuringUnit& unit) { info_.YUnit(unit); }
 
+  /// Takes over both units; a shared info stays shared when they are the same.
+  void TakeUnits(const CSignal& other);
+
   /// Parses the text with CMeasuringUnit::set and returns its result.
   bool SetXUnit(std::u16string_view text);
   bool SetYUnit(std::u16string_view text);

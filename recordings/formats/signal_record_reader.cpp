@@ -146,21 +146,18 @@ class CSignalRecordReader : public CPartReader {
     SQuantity q = Headed(curve, part);
     const CSigCurveExt* extended = AsExtended(&curve);
     const auto n = static_cast<std::int64_t>(curve.DLen());
-    const std::int64_t first =
-        extended == nullptr ? 0 : std::clamp<std::int64_t>(extended->IMin(), 0, n);
-    const std::int64_t last =
-        extended == nullptr ? n - 1 : std::min<std::int64_t>(extended->IMax(), n - 1);
-    if (first > last || !(curve.XMax() > curve.XMin())) {
+    const SIndexRange valid = curve.ValidIndices();
+    if (valid.IsEmpty() || !(curve.XMax() > curve.XMin())) {
       throw CInputError(path_, "curve " + Quoted(q.name) + " has no valid values or no x range");
     }
     const double xMin = Shown(curve.XMin());  // 0.1 is meant, not the float nearest to it
     q.dx = (Shown(curve.XMax()) - xMin) / static_cast<double>(n);
-    q.x0 = xMin + static_cast<double>(first) * q.dx;
+    q.x0 = xMin + static_cast<double>(valid.first) * q.dx;
     if (extended != nullptr) {
       q.t = extended->Date();
     }
-    const auto values = curve.Values();
-    q.values.assign(values.begin() + first, values.begin() + last + 1);
+    const std::span<const float> values = curve.ValidValues();
+    q.values.assign(values.begin(), values.end());
     part.quantities.push_back(std::move(q));
   }
 

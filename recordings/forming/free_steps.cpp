@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "apps/limes/errors.h"
@@ -50,9 +51,11 @@ SQuantity Drawn(const SQuantity& quantity, const std::string& what, const CSigPa
   pairs.KurveBilden(&curve, false);
   SQuantity drawn = quantity;
   drawn.x.clear();
-  drawn.x0 = origin + (first + curve.IMin()) * step;  // in float an end may fall a step inside
+  // In float an end may fall a step inside.
+  drawn.x0 = origin + (first + static_cast<double>(curve.ValidIndices().first)) * step;
   drawn.dx = step;
-  drawn.values.assign(curve.ValArray() + curve.IMin(), curve.ValArray() + curve.IMax() + 1);
+  const std::span<const float> values = std::as_const(curve).ValidValues();
+  drawn.values.assign(values.begin(), values.end());
   return drawn;
 }
 
