@@ -6,6 +6,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/html_report.h"
+#include "apps/limes/report/judged_parts.h"
 #include "apps/limes/report/svg_plot.h"
 #include "apps/limes/store/store.h"
 

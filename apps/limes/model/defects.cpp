@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "apps/limes/report/svg_plot.h"
+#include "apps/limes/measurement/number_text.h"
 #include "limes/platform/text.h"
 #include "limes/results/defect_report_folder.h"
 #include "recordings/measurement.h"
@@ -58,7 +58,7 @@ void AddItem(CProtocolItemList& items, CProtocolItem item, const SQuantityVerdic
   item.names.Parameter(Utf8ToWide(verdict.xUnit));
   if (item.from != item.to) {
     item.names.Location(
-        Utf8ToWide(PlotNumber(Shown(item.from)) + " .. " + PlotNumber(Shown(item.to))));
+        Utf8ToWide(PlaceNumber(Shown(item.from)) + " .. " + PlaceNumber(Shown(item.to))));
   }
   if (verdict.side == Side::kLower) {  // learnt from the values with their sign changed
     item.value = -item.value;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "apps/limes/measurement/number_text.h"
+#include "apps/limes/report/markup.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/report/svg_plot.h"
 
@@ -16,7 +18,7 @@ constexpr std::size_t kPlotBytes = 2000;  ///< but for its points
 constexpr std::size_t kRunBytes = 120;    ///< of a run in a plot: mean and two limits, with dots
 
 std::string Number(const std::optional<double>& value) {
-  return "<td class=\"n\">" + (value ? PlotNumber(*value) : "–") + "</td>";
+  return "<td class=\"n\">" + (value ? Brief(*value) : "–") + "</td>";
 }
 
 /// What moved since the run before.
@@ -29,7 +31,7 @@ std::string Drift(const std::optional<double>& now, const std::optional<double>&
          (drift > 0.0   ? "+"
           : drift < 0.0 ? "-"
                         : "") +
-         SComparison(*now, *before).apart + "</td>";
+         Brief(std::fabs(drift)) + "</td>";
 }
 
 const SLearntSummary* Find(const std::vector<SLearntSummary>& summaries, const std::string& name) {
@@ -86,8 +88,7 @@ class CDrift {
       side.xLast = *most;
       plot.sides.push_back(&side);
     }
-    return "<section><h3>" + Escaped(learnt_->name) + "</h3>\n" + DrawPlot(plot) +
-           "<p class=\"hover note\"></p>\n" +
+    return "<section><h3>" + Markup(learnt_->name) + "</h3>\n" + PlotOnPage(plot) +
            (runs > mostRuns ? "<p class=\"note\">" + std::to_string(mostRuns) + " of " +
                                   std::to_string(runs) + " runs are drawn.</p>"
                             : "") +
@@ -176,9 +177,9 @@ std::string LearningHistory(const std::vector<SHistory>& history,
     const SLearntSummary* learnt = Find(summaries, now.quantity);
     const std::string unit =
         learnt == nullptr || learnt->unit.empty() ? "" : " [" + learnt->unit + "]";
-    out += "<tr><td class=\"q\">" + Escaped(now.quantity + unit) + "</td><td>" +
-           SideText(now.side) + "</td><td class=\"w\">" + Escaped(TimeText(now.started), 40) +
-           "</td><td class=\"n\">" + std::to_string(now.learnt) + "</td>" + Number(now.mean) +
+    out += "<tr><td class=\"q\">" + Markup(now.quantity + unit) + "</td><td>" + SideText(now.side) +
+           "</td><td class=\"w\">" + Markup(TimeText(now.started), 40) + "</td><td class=\"n\">" +
+           std::to_string(now.learnt) + "</td>" + Number(now.mean) +
            Drift(now.mean, known ? before->mean : std::nullopt) + Number(now.limit) +
            Drift(now.limit, known ? before->limit : std::nullopt) + "</tr>\n";
     ++rows;

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "apps/limes/measurement/number_text.h"
+#include "apps/limes/report/report_texts.h"
 #include "recordings/measurement.h"
 
 namespace limes::host {
@@ -23,40 +24,6 @@ Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
 void PrintLine(std::ostream& out, const Json& json) {
   // Names may come from files with broken UTF-8; those bytes become U+FFFD.
   out << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-}
-
-std::string WithUnit(const std::string& number, const std::string& unit) {
-  return unit.empty() ? number : number + " " + unit;
-}
-
-/// Four digits are enough to read, and two of what is to be told apart.
-std::string Brief(double value, double resolution = 0.0) {
-  if (value == 0.0 || !std::isfinite(value)) {
-    return NumberText(value);
-  }
-  int digits = 3 - static_cast<int>(std::floor(std::log10(std::fabs(value))));
-  if (resolution > 0.0) {
-    digits = std::max(digits, 1 - static_cast<int>(std::floor(std::log10(resolution))));
-  }
-  const double unit = std::pow(10.0, std::clamp(digits, -300, 300));
-  const double rounded = std::round(value * unit) / unit;
-  return NumberText(std::isfinite(rounded) ? rounded : value);
-}
-
-/// In spreads, so that quantities can be compared; without a spread on the far side of all others.
-double Urgency(const SQuantityVerdict& q) {
-  constexpr double kFar = std::numeric_limits<double>::infinity();
-  return q.excessInS.value_or(*q.maxDeviation > 0.0 ? kFar : -kFar);
-}
-
-const SQuantityVerdict* Worst(const SPartVerdict& verdict) {
-  const SQuantityVerdict* worst = nullptr;
-  for (const auto& q : verdict.quantities) {
-    if (q.maxDeviation && (worst == nullptr || Urgency(q) > Urgency(*worst))) {
-      worst = &q;
-    }
-  }
-  return worst;
 }
 
 const char* Colour(Verdict verdict) {
@@ -99,8 +66,6 @@ std::string Sparkline(const std::vector<float>& values) {
   }
   return text;
 }
-
-std::string Percent(double share) { return Brief(100.0 * share) + " %"; }
 
 std::string SurenessText(const SLimitSureness& s) {
   std::string text = std::to_string(s.parts) + (s.parts == 1 ? " part" : " parts") +
@@ -176,8 +141,7 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
     if (!q->x && q->value) {
       out << WithUnit(Brief(*q->value, deviation), q->unit) << ", ";
     }
-    out << WithUnit(Brief(deviation), q->unit) << (*q->maxDeviation > 0.0 ? " beyond" : " within")
-        << " the " << SideText(q->side) << " limit";
+    out << DistanceText(*q->maxDeviation, q->side, q->unit);
     if (!q->x && q->limit) {
       out << " of " << WithUnit(Brief(*q->limit, deviation), q->unit);
     }

@@ -1,96 +1,74 @@
 #include "apps/limes/report/report_texts.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
-#include "apps/limes/report/svg_plot.h"
+#include "apps/limes/measurement/number_text.h"
 
 namespace limes::host {
-namespace {
-
-constexpr int kMostDecimals = 9;
-
-/// Decimals that show three digits of a number; less than 0 when it has none to show.
-int Decimals(double value) {
-  return value > 0.0 && std::isfinite(value)
-             ? std::clamp(2 - static_cast<int>(std::floor(std::log10(value))), 0, kMostDecimals + 1)
-             : -1;
-}
-
-std::string Fixed(double value, int decimals) {
-  constexpr double kMost = 1e9;  // larger ones are shorter with an exponent
-  if (decimals < 0 || decimals > kMostDecimals || !(std::fabs(value) < kMost)) {
-    return PlotNumber(value);
-  }
-  char text[40];
-  return {text,
-          std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, decimals).ptr};
-}
-
-std::string Unit(const std::string& unit) { return unit.empty() ? "" : " " + unit; }
-
-std::string BeyondText(double excess, double value, double limit, Side side,
-                       const std::string& unit) {
-  const SComparison shown(value, limit);
-  return shown.apart + Unit(unit) + (excess > 0.0 ? " beyond" : " within") + " the " +
-         SideText(side) + " limit of " + shown.limit;
-}
-
-}  // namespace
-
 std::string TimeText(const std::string& started) {
   constexpr std::size_t kSeconds = 20;  // "2024-02-29T12:34:56Z"
   return started.size() == kSeconds ? started.substr(0, 10) + " " + started.substr(11, 8) : started;
 }
 
-std::string WithUnit(double value, const std::string& unit) {
-  return PlotNumber(value) + Unit(unit);
+double InSpreads(const SQuantityVerdict& q) {
+  constexpr double kMost = 1e300;
+  const bool known = q.excessInS && !std::isnan(*q.excessInS);
+  return known            ? std::clamp(*q.excessInS, -kMost, kMost)
+         : q.maxDeviation ? (*q.maxDeviation > 0.0 ? kMost : -kMost)
+                          : -kMost;
 }
 
-SComparison::SComparison(double v, double l) {
-  const double difference = std::fabs(v - l);
-  const int decimals = Decimals(difference);
-  value = Fixed(v, decimals);
-  limit = Fixed(l, decimals);
-  apart = Fixed(difference, decimals);
+const SQuantityVerdict* Worst(const SPartVerdict& verdict) {
+  const SQuantityVerdict* worst = nullptr;
+  for (const auto& q : verdict.quantities) {
+    if (q.maxDeviation && (worst == nullptr || InSpreads(q) > InSpreads(*worst))) {
+      worst = &q;
+    }
+  }
+  return worst;
+}
+
+std::string DistanceText(double excess, Side side, const std::string& unit) {
+  return WithUnit(Brief(std::fabs(excess)), unit) + (excess > 0.0 ? " beyond" : " within") +
+         " the " + SideText(side) + " limit";
 }
 
 std::string PlaceText(const SDefect& defect, const std::string& xUnit) {
   if (!defect.from || !defect.to) {
     return "";
   }
-  return WithUnit(defect.place, xUnit) +
+  return WithUnit(PlaceNumber(defect.place), xUnit) +
          (*defect.from == *defect.to
               ? ""
-              : " (" + PlotNumber(*defect.from) + " … " + PlotNumber(*defect.to) + ")");
+              : " (" + PlaceNumber(*defect.from) + " … " + PlaceNumber(*defect.to) + ")");
 }
 
 std::string DefectText(const SDefect& defect, const std::string& xUnit) {
   const std::string place = PlaceText(defect, xUnit);
-  return BeyondText(1.0, defect.value, defect.limit, defect.side, defect.unit) +
+  const double excess = std::fabs(defect.value - defect.limit);
+  return DistanceText(excess, defect.side, defect.unit) + " of " + Brief(defect.limit, excess) +
          (place.empty() ? "" : " at " + place);
 }
 
 std::string DeviationText(const SQuantityVerdict& q) {
   const double excess = q.maxDeviation.value_or(0.0);
-  const double limit = q.limit.value_or(0.0);
-  const double value = q.side == Side::kUpper ? limit + excess : limit - excess;
-  return BeyondText(excess, value, limit, q.side, q.unit) +
-         (q.x ? " at " + WithUnit(*q.x, q.xUnit) : "");
+  return DistanceText(excess, q.side, q.unit) + " of " +
+         Brief(q.limit.value_or(0.0), std::fabs(excess)) +
+         (q.x ? " at " + WithUnit(PlaceNumber(*q.x), q.xUnit) : "");
 }
 
 std::string RuleText(const SSettings& settings, const std::vector<const SLearntSummary*>& sides) {
   const double base = settings.base.value_or(0.0);
   const char* sign = sides.size() > 1 ? " ± " : sides[0]->side == Side::kUpper ? " + " : " − ";
-  std::string margin = PlotNumber(settings.factor.value_or(3.0)) + " × spread";
+  std::string margin = Brief(settings.factor.value_or(3.0)) + " × spread";
   if (base != 0.0) {
-    margin = "(" + margin + " + " + WithUnit(base, sides[0]->unit) + ")";
+    margin = "(" + margin + " + " + WithUnit(Brief(base), sides[0]->unit) + ")";
   }
   const double width = settings.width.value_or(0.0);
   return std::string("mean") + sign + margin +
          (width > 0.0 && sides[0]->kind != "value"
-              ? ", then its largest value within ±" + WithUnit(width, sides[0]->xUnit)
+              ? ", then its largest value within ±" + WithUnit(Brief(width), sides[0]->xUnit)
               : "");
 }
 
@@ -99,12 +77,7 @@ std::string ChanceText(const std::vector<const SLearntSummary*>& sides) {
   for (const SLearntSummary* side : sides) {
     share += side->sureness.rejectedBound;
   }
-  const double percent = 100.0 * std::clamp(share, 0.0, 1.0);
-  char text[40];
-  return std::string(
-             text,
-             std::to_chars(text, text + sizeof(text), percent, std::chars_format::general, 2).ptr) +
-         " %";
+  return Percent(std::clamp(share, 0.0, 1.0));
 }
 
 void CCommonFolder::Add(const std::string& part) {

@@ -12,18 +12,15 @@ namespace limes::host {
 /// A time as stored, without the letters in it: "2024-02-29 12:34:56".
 std::string TimeText(const std::string& started);
 
-/// Six digits and the unit.
-std::string WithUnit(double value, const std::string& unit);
+/// By how many spreads a quantity lies beyond its limit, which ranks quantities and parts; of one
+/// without a spread a number beyond all others.
+double InSpreads(const SQuantityVerdict& q);
 
-/// A value, its limit and how far they are apart, all with the same number of decimals: three
-/// digits of what they are apart.
-struct SComparison {
-  SComparison(double value, double limit);
+/// The quantity with the largest excess in spreads; null when none has a deviation.
+const SQuantityVerdict* Worst(const SPartVerdict& verdict);
 
-  std::string value;
-  std::string limit;
-  std::string apart;
-};
+/// "16.7 dB(Pa) beyond the upper limit".
+std::string DistanceText(double excess, Side side, const std::string& unit);
 
 /// "16.7 dB(Pa) beyond the upper limit of 89.8 at 1125 Hz (1112.5 … 1137.5)".
 std::string DefectText(const SDefect& defect, const std::string& xUnit);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,27 +27,40 @@ class CTop {
   bool Takes(double key) const { return items_.size() < most_ || key > least_; }
 
   /// The largest first.
-  const std::vector<std::tuple<double, std::size_t, T>>& Items() {
-    Cut();
-    return items_;
+  std::vector<T> Items() const {
+    std::vector<SItem> sorted = items_;
+    Sort(sorted);
+    sorted.resize(std::min(sorted.size(), most_));
+    std::vector<T> items;
+    for (SItem& entry : sorted) {
+      items.push_back(std::move(entry.item));
+    }
+    return items;
   }
 
  private:
-  void Cut() {
-    std::sort(items_.begin(), items_.end(), [](const auto& a, const auto& b) {
-      return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) > std::get<0>(b)
-                                              : std::get<1>(a) < std::get<1>(b);
+  struct SItem {
+    double key;
+    std::size_t number;
+    T item;
+  };
+
+  static void Sort(std::vector<SItem>& items) {
+    std::sort(items.begin(), items.end(), [](const SItem& a, const SItem& b) {
+      return a.key != b.key ? a.key > b.key : a.number < b.number;
     });
-    if (items_.size() >= most_) {
-      items_.resize(most_);
-      least_ = items_.empty() ? least_ : std::get<0>(items_.back());
-    }
+  }
+
+  void Cut() {
+    Sort(items_);
+    items_.resize(most_);
+    least_ = items_.empty() ? least_ : items_.back().key;
   }
 
   std::size_t most_;
   std::size_t count_ = 0;
   double least_ = -std::numeric_limits<double>::infinity();  ///< of those kept for sure
-  std::vector<std::tuple<double, std::size_t, T>> items_;
+  std::vector<SItem> items_;
 };
 
 }  // namespace limes::host

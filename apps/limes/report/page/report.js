@@ -6,31 +6,11 @@ const shapes = [
   (c, x, y, r) => { c.moveTo(x, y - 1.4 * r); c.lineTo(x + r, y); c.lineTo(x, y + 1.4 * r);
     c.lineTo(x - r, y); c.closePath(); }];
 
-// Reads the values of the lines off the drawings themselves, so that the page holds them once.
+/// The values of a drawing; "xs" are its columns, and a line has its ends in each: null without.
 const read = svg => {
-  const numbers = text => text.split(" ").map(Number);
-  const [ax, ay] = [numbers(svg.dataset.x), numbers(svg.dataset.y)];
-  const value = (a, p) => +(a[0] + (p - a[2]) / (a[3] - a[2]) * (a[1] - a[0])).toPrecision(6);
-  const along = p => svg.dataset.dots ? Math.round(value(ax, p)) : value(ax, p);  // numbers of parts
-  const points = path => [...path.getAttribute("d").matchAll(/([ML])([-\d.]+),([-\d.]+)/g)]
-    .map(m => ({starts: m[1] === "M", p: +m[2], x: along(+m[2]), y: value(ay, +m[3])}));
-  return {
-    lines: [...svg.querySelectorAll(".line")].map(line => ({
-      name: line.dataset.name, points: points(line), stroke: line.getAttribute("stroke"),
-      width: +line.getAttribute("stroke-width"),
-      dash: (line.getAttribute("stroke-dasharray") ?? "").split(" ").filter(Boolean).map(Number)})),
-    band: [...svg.querySelectorAll(".band")].flatMap(points),
-    marks: [...svg.querySelectorAll(".mark")].map(mark => {
-      const [px, py] = numbers(mark.dataset.at);
-      return {shape: shapes[mark.dataset.shape], x: value(ax, px), y: value(ay, py), p: px,
-        fill: mark.getAttribute("fill"), stroke: mark.getAttribute("stroke"),
-        text: mark.querySelector("title").textContent};
-    }),
-    regions: [...svg.querySelectorAll(".excess")].map(region => {
-      const from = +region.getAttribute("x");
-      return [value(ax, from), value(ax, from + +region.getAttribute("width"))];
-    }),
-    single: svg.dataset.single, dots: svg.dataset.dots, xName: svg.dataset.xName, yName: svg.dataset.yName};
+  const plot = JSON.parse(svg.parentNode.querySelector("script").textContent);
+  [...plot.lines, ...(plot.band ? [plot.band] : [])].forEach(line => line.high ??= line.low);
+  return plot;
 };
 
 const shown = (low, high) =>
@@ -40,34 +20,35 @@ const shownX = (plot, x) => plot.dots ? String(x) : x.toPrecision(5);
 
 /// Without the chart library: the values at the pointer below the drawing.
 const follow = (svg, plot, out) => svg.addEventListener("pointermove", event => {
+  const [low, high, left, right] = plot.range;
   const box = svg.getBoundingClientRect();
-  const at = (event.clientX - box.left) / box.width * svg.viewBox.baseVal.width;
-  const near = plot.lines.filter(line => line.points.length).map(line => {
-    const p = line.points.reduce((a, b) => Math.abs(b.p - at) < Math.abs(a.p - at) ? b : a);
-    const ys = line.points.filter(q => q.p === p.p).map(q => q.y);
-    return [p.x, line.name + " " + shown(Math.min(...ys), Math.max(...ys))];
-  });
-  const mark = plot.marks.find(m => Math.abs(m.p - at) < 6);
-  out.textContent = (plot.single || !near.length ? "" : plot.xName + " " + near[0][0] + ": ")
-    + near.map(n => n[1]).concat(mark ? [mark.text] : []).join(", ");
+  const wide = svg.viewBox.baseVal.width;
+  const at = low + ((event.clientX - box.left) / box.width * wide - left) / (right - left) * (high - low);
+  const near = places => places.reduce((best, x, i) =>
+    Math.abs(x - at) < Math.abs(places[best] - at) ? i : best, 0);
+  const column = near(plot.xs);
+  const values = plot.lines.filter(line => line.low[column] != null)
+    .map(line => line.name + " " + shown(line.low[column], line.high[column]));
+  const mark = plot.marks[near(plot.marks.map(mark => mark.x))];
+  const isNear = mark && Math.abs(mark.x - at) < 6 * (high - low) / (right - left);
+  out.textContent = (plot.single || !values.length ? "" : plot.xName + " " + plot.xs[column] + ": ")
+    + values.concat(isNear ? [mark.text] : []).join(", ");
 });
 
-/// One x for all lines, each column twice, as the smallest and the largest value have the same x.
-const align = lines => {
-  const columns = new Map();
-  const put = (x, line, y) => {
-    if (!columns.has(x)) columns.set(x, lines.map(() => []));
-    columns.get(x)[line].push(y);
-  };
-  lines.forEach((line, i) => line.points.forEach((point, k) => {
-    if (point.starts && k > 0) put((line.points[k - 1].x + point.x) / 2, i, null);  // a gap
-    put(point.x, i, point.y);
-  }));
-  const xs = [...columns.keys()].sort((a, b) => a - b);
-  return [xs.flatMap(x => [x, x])].concat(lines.map((line, i) => xs.flatMap(x => {
-    const ys = columns.get(x)[i];
-    return [ys[0], ys[ys.length - 1]];
-  })));
+/// Columns as the chart takes them: where a line has two ends in any, each stands twice, and a line
+/// goes from its nearer end to the other one.
+const align = (xs, lines) => {
+  const twice = lines.some(line => line.low.some((y, i) => y !== line.high[i]));
+  if (!twice) return [xs, ...lines.map(line => line.low)];
+  return [xs.flatMap(x => [x, x]), ...lines.map(line => {
+    let before = null;
+    return line.low.flatMap((low, i) => {
+      const ends = [low, line.high[i]];
+      if (before != null && Math.abs(before - ends[1]) < Math.abs(before - low)) ends.reverse();
+      before = ends[1];
+      return ends;
+    });
+  })];
 };
 
 const inside = (u, draw) => {
@@ -90,8 +71,8 @@ const drawRegions = plot => u => inside(u, (c, ratio, top, height) => {
 
 const drawMarks = plot => u => inside(u, (c, ratio) => plot.marks.forEach(mark => {
   c.beginPath();
-  mark.shape(c, u.valToPos(mark.x, "x", true), u.valToPos(mark.y, "y", true), 4 * ratio);
-  [c.fillStyle, c.strokeStyle, c.lineWidth] = [mark.fill, mark.stroke, ratio];
+  shapes[mark.shape](c, u.valToPos(mark.x, "x", true), u.valToPos(mark.y, "y", true), 4 * ratio);
+  [c.fillStyle, c.strokeStyle, c.lineWidth] = [mark.filled ? mark.colour : "#fff", mark.colour, ratio];
   c.fill();
   c.stroke();
 }));
@@ -142,23 +123,14 @@ const chart = (svg, plot, out) => {
       + "A click on a name hides its line.";
     svg.closest(".plots").before(hint);
   }
-  const half = name => ({name, stroke: "#56B4E9", width: 0.7, dash: [], points: []});
-  const [high, low] = [half("mean + spread"), half("mean − spread")];
-  for (let i = 0; i < plot.band.length;) {  // out along the upper edge, back along the lower one
-    let end = i + 1;
-    while (end < plot.band.length && !plot.band[end].starts) ++end;
-    const run = plot.band.slice(i, end);
-    const edges = [run.slice(0, run.length / 2), run.slice(run.length / 2).reverse()];
-    [high, low].forEach((line, k) =>
-      line.points.push(...edges[k].map((p, n) => ({...p, starts: n === 0}))));
-    i = end;
-  }
-  const lines = plot.band.length ? [high, low, ...plot.lines] : plot.lines;
-  const data = align(lines);
+  const edge = (name, y) => ({name, colour: "#56B4E9", width: 0.7, low: y, high: y});
+  const edges = plot.band ? [edge("mean + spread", plot.band.high), edge("mean − spread", plot.band.low)] : [];
+  const lines = [...edges, ...plot.lines];
+  const data = align(plot.xs, lines);
   const value = (u, y, series, i) => {
     if (y == null) return "–";
-    const twin = data[series][i % 2 ? i - 1 : i + 1] ?? y;
-    return shown(Math.min(y, twin), Math.max(y, twin));
+    const [line, column] = [lines[series - 1], data[0].length > plot.xs.length ? i >> 1 : i];
+    return shown(line.low[column], line.high[column]);
   };
   const width = () => holder.parentNode.clientWidth;
   const height = plot.dots ? 260 : 360;
@@ -171,10 +143,10 @@ const chart = (svg, plot, out) => {
     scales: {x: {time: false, range: (u, from, to) => [from, to]}},
     axes: [{...axis, label: plot.xName}, {...axis, label: plot.yName, size: 62}],
     series: [{label: plot.xName, value: (u, x) => x == null ? "–" : shownX(plot, x)}].concat(
-      lines.map(line => ({label: line.name, stroke: line.stroke, width: line.width,
-        dash: line.dash, value,
-        points: {show: Boolean(plot.dots) || data[0].length < 4, size: 6, fill: line.stroke}}))),
-    bands: plot.band.length ? [{series: [1, 2], fill: "rgba(86,180,233,.4)"}] : [],
+      lines.map(line => ({label: line.name, stroke: line.colour, width: line.width,
+        dash: line.dashed ? [7, 3] : [], value,
+        points: {show: plot.dots || data[0].length < 4, size: 6, fill: line.colour}}))),
+    bands: plot.band ? [{series: [1, 2], fill: "rgba(86,180,233,.4)"}] : [],
     cursor: {drag: {x: true, y: false}},
     hooks: {
       drawAxes: [drawRegions(plot)],

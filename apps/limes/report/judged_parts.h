@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "apps/limes/measurement/settings.h"
+#include "apps/limes/report/plot.h"
+#include "apps/limes/report/report.h"
+#include "apps/limes/report/report_texts.h"
+#include "apps/limes/report/top_items.h"
+
+namespace limes::host {
+
+/// Where a judged part lies beyond the limits of a quantity, most important first; else where it
+/// comes closest to each.
+std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const std::string& quantity);
+
+/// What a report shows of the parts judged by learnt limits. Of the parts only what may be shown is
+/// kept, so that memory does not grow with their number.
+class CJudgedParts {
+ public:
+  // What is kept at most.
+  static constexpr std::size_t kMostPlots = 100;
+  static constexpr std::size_t kMostParts = 300;
+  static constexpr std::size_t kMostDefects = 200;
+  static constexpr std::size_t kWorstParts = 5;  ///< per quantity
+  static constexpr int kSections = 16;           ///< of an axis, in which defects are counted
+
+  /// Values of a quantity of a part at the points of its summary, empty for a single value.
+  using CurveOf = std::function<std::vector<float>(const std::string& quantity)>;
+
+  struct SPartLine {
+    std::string part;
+    std::string label;
+    Verdict verdict = Verdict::kNotJudged;
+    std::string worst;
+  };
+
+  struct SFoundDefect {
+    std::string part;
+    SDefect defect;
+  };
+
+  struct SQuantity {
+    std::vector<const SLearntSummary*> sides;
+    CTop<SPlotPart> worst{kWorstParts};
+    std::size_t nok = 0;
+    std::optional<SQuantityVerdict> first;  ///< of the upper side, or the only one
+    std::optional<SQuantityVerdict> last;
+  };
+
+  /// Defects of a quantity, a side and a section of the axis.
+  struct SDefectKind {
+    std::size_t parts = 0;
+    std::uint64_t lastPart = 0;
+    std::int32_t priority = std::numeric_limits<std::int32_t>::min();
+    SRange places;
+  };
+  using DefectKey = std::tuple<std::string, Side, int>;
+
+  CJudgedParts(const SSettings& settings, std::vector<SLearntSummary> summaries);
+  CJudgedParts(const CJudgedParts&) = delete;
+  CJudgedParts& operator=(const CJudgedParts&) = delete;
+
+  /// The curves are asked for at once, and only when they may be drawn.
+  void Add(const SPartVerdict& verdict, const CurveOf& curveOf);
+
+  const SSettings& Settings() const { return settings_; }
+  const std::vector<SLearntSummary>& Summaries() const { return summaries_; }
+
+  /// Of the quantities, as stored.
+  const std::vector<std::string>& Names() const { return names_; }
+  const SQuantity& Quantity(const std::string& name) const { return quantities_.at(name); }
+
+  /// Empty for a quantity that is not learnt.
+  std::string XUnitOf(const std::string& quantity) const;
+
+  const std::map<DefectKey, SDefectKind>& Kinds() const { return kinds_; }
+  const CTop<SFoundDefect>& Defects() const { return defects_; }
+  const CTop<SPartLine>& Parts() const { return parts_; }
+  const CCommonFolder& Folder() const { return folder_; }
+  const SCounts& Counts() const { return counts_; }
+  bool HaveLabels() const { return labels_; }
+
+  /// Columns of each plot, so that all of them fit the page.
+  std::size_t Columns() const { return columns_; }
+
+ private:
+  void SetColumns(std::size_t bytes);
+  void TakeQuantities(const SPartVerdict& verdict, const CurveOf& curveOf);
+  void TakeDefects(const SPartVerdict& verdict);
+
+  SSettings settings_;
+  std::vector<SLearntSummary> summaries_;
+  std::vector<std::string> names_;
+  std::map<std::string, SQuantity> quantities_;
+  std::map<DefectKey, SDefectKind> kinds_;
+  CTop<SFoundDefect> defects_{kMostDefects};
+  CTop<SPartLine> parts_{kMostParts};
+  std::size_t marksPerPart_ = 1;
+  std::size_t columns_ = SPlot::kMostColumns;
+  bool curves_ = false;
+  bool labels_ = false;
+  CCommonFolder folder_;
+  SCounts counts_;
+};
+
+}  // namespace limes::host
