@@ -352,7 +352,9 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   /// other is not marked sorted, or the x ranges do not touch.
   bool OperationVorbereiten(const CSigPairs& other, float& tol);
 
-  /// The union of Verrechnen for any two runs, whether they touch or not.
+  /// Takes over the pairs of any other run: those beside this run's x range, as it is at the call,
+  /// as they are; inside it this run's values hold, also at the other's x. Unlike kUnion the range
+  /// does not grow with what was taken over, and runs that do not touch both stay whole.
   void UnionWith(const CSigPairs& other);
 
   CSigPairs& operator|=(const CSigPairs& other);
@@ -474,8 +476,9 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   float Tolerance() const;
   static std::unique_ptr<CSigPairs> SortedCopy(const CSigPairs& run);
   void Combine(const CSigPairs& other, int code);
-  void MergeEach(const CSigPairs& other, float tol, int code);
-  bool MergeInOneWalk(const CSigPairs& other, float tol, int code);
+  void Merge(const CSigPairs& other, float tol, int code, bool fixedRange);
+  void MergeEach(const CSigPairs& other, float tol, int code, bool fixedRange);
+  bool MergeInOneWalk(const CSigPairs& other, float tol, int code, bool fixedRange);
   void CutTo(const CSigPairs& other, float tol);
   template <class Op>
   void ForValuesOf(const CSigPairs& other, bool insideOnly, Op op);

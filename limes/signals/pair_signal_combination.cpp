@@ -26,7 +26,8 @@ bool IsUnion(int code) { return code == CSigPairs::kUnion || code == CSigPairs::
 /// that never fall and are finite.
 class MergeWalk {
  public:
-  MergeWalk(View run, View other, float tol, int code) : run_(run), tol_(tol), code_(code) {
+  MergeWalk(View run, View other, float tol, int code, bool fixedRange)
+      : run_(run), tol_(tol), code_(code), fixedRange_(fixedRange) {
     out_.reserve(run.size() + other.size());
     for (const detail::XyPair& pair : other) {
       Merge(pair);
@@ -46,7 +47,9 @@ class MergeWalk {
     }
     const detail::XyPair front = out_.empty() ? run_.front() : out_.front();
     const detail::XyPair back = next_ < run_.size() ? run_.back() : out_.back();
-    if (pair.x >= front.x - tol_ && pair.x <= back.x + tol_) {
+    const float lo = fixedRange_ ? run_.front().x : front.x;
+    const float hi = fixedRange_ ? run_.back().x : back.x;
+    if (pair.x >= lo - tol_ && pair.x <= hi + tol_) {
       if (!HasNear(pair.x)) {
         const bool zero = code_ == CSigPairs::kUnionOfZeros;
         out_.push_back({pair.x, zero ? 0.0F : ValueAt(pair.x, front, back)});
@@ -59,7 +62,8 @@ class MergeWalk {
   /// A pair from the start index on lies within the tolerance. Rounding keeps the order of
   /// differences, so the last one at or below x and the first one above stand for all.
   bool HasNear(float x) {
-    const std::size_t from = start_++;  // kept: by one for every pair, wherever the last hit was
+    // kept: the search begins one pair further right for each pair merged, even past near ones
+    const std::size_t from = fixedRange_ ? 0 : start_++;
     if (out_.size() > from && std::fabs(out_.back().x - x) <= tol_) {
       return true;
     }
@@ -81,6 +85,7 @@ class MergeWalk {
   View run_;
   float tol_;
   int code_;
+  bool fixedRange_;
   Run out_;               ///< the run up to the current x, with what was inserted
   std::size_t next_ = 0;  ///< first pair of the run that is not in out_
   std::size_t low_ = 0;   ///< first pair of out_ at or above the current x
@@ -150,9 +155,7 @@ void CSigPairs::Combine(const CSigPairs& other, int code) {
     EmptyRun();  // kept: for the unions too
     return;
   }
-  if (!MergeInOneWalk(other, tol, code)) {
-    MergeEach(other, tol, code);
-  }
+  Merge(other, tol, code, false);
   switch (code) {
     case kUnion:
     case kUnionOfZeros:
@@ -186,15 +189,27 @@ void CSigPairs::Combine(const CSigPairs& other, int code) {
   }
 }
 
-/// The other's x inside the own range become pairs of this run, with its values there, unless a
-/// pair from the start index on lies within the tolerance. Any order, NaN included. O(n * m).
-void CSigPairs::MergeEach(const CSigPairs& other, float tol, int code) {
+/// The other's x inside this run's range become pairs of this run, with its values there, unless a
+/// pair lies within the tolerance. The range grows with what is merged unless it is fixed.
+void CSigPairs::Merge(const CSigPairs& other, float tol, int code, bool fixedRange) {
+  if (!MergeInOneWalk(other, tol, code, fixedRange)) {
+    MergeEach(other, tol, code, fixedRange);
+  }
+}
+
+/// Merge for any order, NaN included. O(n * m).
+void CSigPairs::MergeEach(const CSigPairs& other, float tol, int code, bool fixedRange) {
+  const float first = Punkt(0);
+  const float last = Punkt(NPaare() - 1);
   std::uint32_t start = 0;
   for (std::uint32_t k = 0; k < other.NPaare(); ++k) {
     const float x = other.Punkt(k);
     const std::uint32_t n = NPaare();
-    if (x >= Punkt(0) - tol && x <= Punkt(n - 1) + tol) {
-      std::uint32_t i = start++;  // kept: by one for every pair, wherever the last hit was
+    const float lo = fixedRange ? first : Punkt(0);
+    const float hi = fixedRange ? last : Punkt(n - 1);
+    if (x >= lo - tol && x <= hi + tol) {
+      // kept: the search begins one pair further right for each pair merged, even past near ones
+      std::uint32_t i = fixedRange ? 0 : start++;
       while (i < n && !(std::fabs(Punkt(i) - x) <= tol)) {
         ++i;
       }
@@ -208,13 +223,14 @@ void CSigPairs::MergeEach(const CSigPairs& other, float tol, int code) {
 }
 
 /// The result of MergeEach in O(n + m); false, with nothing changed, when it must be done plainly.
-bool CSigPairs::MergeInOneWalk(const CSigPairs& other, float tol, int code) {
+bool CSigPairs::MergeInOneWalk(const CSigPairs& other, float tol, int code, bool fixedRange) {
   const std::uint32_t n = NPaare();
   if (!sorted_ || (inverse_ && n > 1) || !InPlainOrder() || !other.InPlainOrder()) {
     return false;
   }
   try {
-    const MergeWalk walk(View(Pairs(), n), View(other.Pairs(), other.NPaare()), tol, code);
+    const MergeWalk walk(View(Pairs(), n), View(other.Pairs(), other.NPaare()), tol, code,
+                         fixedRange);
     const std::size_t merged = walk.Result().size();
     if (merged == n) {
       return true;
@@ -298,10 +314,7 @@ void CSigPairs::UnionWith(const CSigPairs& other) {
     }
     return;
   }
-  const float tol = Tolerance();
-  if (!MergeInOneWalk(other, tol, kUnion)) {
-    MergeEach(other, tol, kUnion);
-  }
+  Merge(other, Tolerance(), kUnion, true);
 }
 
 CSigPairs& CSigPairs::Combined(const CSigPairs& other, int code) {

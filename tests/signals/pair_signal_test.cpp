@@ -91,6 +91,46 @@ TEST(PairSignal, OperationTable) {
   }
 }
 
+/// Pairs at uneven steps of half a unit and more, of values on no line.
+CSigPairs UnevenRun(std::mt19937& random, float x, std::size_t n) {
+  CSigPairs run;
+  for (; n > 0; --n) {
+    x += 0.5F + static_cast<float>(random() % 64) / 16.0F;
+    run.NeuesPaar(x, static_cast<float>(random() % 1000));
+  }
+  return run;
+}
+
+TEST(PairSignal, UnionKeepsBothRunsBesideEachOther) {
+  std::mt19937 random(1);
+  const auto at = [](const CSigPairs& run, float x) {
+    return run.HatWertBei(x, 0) ? run.Wert(static_cast<std::uint32_t>(run.IndexZu(x, 2))) : kNaN;
+  };
+  for (int round = 0; round < 500; ++round) {
+    SCOPED_TRACE(round);
+    CSigPairs run = UnevenRun(random, 40, 1 + random() % 12);
+    const CSigPairs other = UnevenRun(random, static_cast<float>(random() % 90), random() % 12);
+    run.PunktgleichheitToleranz(0.25F);
+    CSigPairs joined = run;
+    joined.UnionWith(other);
+    float lo = 0;
+    float hi = 0;
+    run.XBereich(lo, hi);
+    for (std::uint32_t i = 0; i < other.NPaare(); ++i) {
+      const float x = other.Punkt(i);
+      if (x < lo - 0.25F || x > hi + 0.25F) {
+        EXPECT_EQ(at(joined, x), other.Wert(i)) << "taken over at " << x;
+      } else if (!run.HatWertBei(x, 0.25F)) {
+        EXPECT_NEAR(at(joined, x), run.WertBei(x), 1e-3F) << "own value at " << x;
+      }
+    }
+    for (std::uint32_t i = 0; i < run.NPaare(); ++i) {
+      EXPECT_EQ(at(joined, run.Punkt(i)), run.Wert(i)) << "own pair at " << run.Punkt(i);
+    }
+    EXPECT_TRUE(joined.PruefeSortierung());
+  }
+}
+
 TEST(PairSignal, StatisticsAndTolerance) {
   CSigPairs run = MakeRun({0, 0, 10});
   run = 0.0F;
