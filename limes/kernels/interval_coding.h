@@ -42,11 +42,19 @@ class LIMES_EXPORT CIntervallCodierung {
   /// Reads one integer, which becomes the default code when it is above 0: the integer, -1 when
   /// there is none.
   int AusTextLesen(std::u16string_view text);
+  int AusTextLesen(const wide_char* text) {
+    return text == nullptr ? -1 : AusTextLesen(std::u16string_view(text));
+  }
 
   /// Reads intervals from the lines "from to code" of a list: their number. Missing fields are 0,
   /// 0 and the default code, which restarts at 9999; with takeFirstAsDefault it becomes the first
-  /// interval's code afterwards. None when the store has no such list or memory is short. O(lines).
+  /// interval's code afterwards. None when the store has no such list or memory is short. No
+  /// effect, and 0, for a null name. O(lines).
   int AusResListeLesen(const CResourceSea& store, std::u16string_view name, int takeFirstAsDefault);
+  int AusResListeLesen(const CResourceSea& store, const wide_char* name, int takeFirstAsDefault) {
+    return name == nullptr ? 0
+                           : AusResListeLesen(store, std::u16string_view(name), takeFirstAsDefault);
+  }
 
  private:
   struct SInterval {

@@ -72,8 +72,12 @@ class LIMES_EXPORT CPolygonCodierung {
   /// Removes point i; no effect outside. O(n).
   void PunktEntfernen(int i);
 
-  /// Appends the point of a text "x y", 0.0 for what is missing: the number of points then.
+  /// Appends the point of a text "x y", 0.0 for what is missing, none for null: the number of
+  /// points then.
   int PunktAusText(std::u16string_view text);
+  int PunktAusText(const wide_char* text) {
+    return text == nullptr ? Anzahl() : PunktAusText(std::u16string_view(text));
+  }
 
   /// Sorts by ascending x. Points of equal x do not keep their order: they end up as by passes
   /// that swap each point with the first one before it whose x is larger, until nothing is
@@ -101,8 +105,12 @@ class LIMES_EXPORT CPolygonCodierung {
   float WertBei(float x) const;
   float operator[](float x) const { return WertBei(x); }
 
-  /// Replaces the points by those of the lines "x y" of a list, sorted: their number.
+  /// Replaces the points by those of the lines "x y" of a list, sorted: their number. No effect,
+  /// and 0, for a null name.
   int AusResListeLesen(const CResourceSea& store, std::u16string_view name);
+  int AusResListeLesen(const CResourceSea& store, const wide_char* name) {
+    return name == nullptr ? 0 : AusResListeLesen(store, std::u16string_view(name));
+  }
 
   /// Replaces the lines of a list, made when there is none, by one line a point. False when memory
   /// is short. O(n).

@@ -60,7 +60,7 @@ TEST(IntervalCoding, LastMatchingIntervalWins) {
 TEST(IntervalCoding, ReadsTextsAndLists) {
   CIntervallCodierung coding;
   const std::pair<const char16_t*, const char*> texts[] = {
-      {u" 17 rest", "17 17"}, {u"-3", "-3 17"}, {u"none", "-1 17"}};
+      {u" 17 rest", "17 17"}, {u"-3", "-3 17"}, {u"none", "-1 17"}, {nullptr, "-1 17"}};
   for (const auto& [text, expected] : texts) {
     const int read = coding.AusTextLesen(text);
     EXPECT_EQ(Shown(read, coding.DefaultCode()), expected);
@@ -73,6 +73,7 @@ TEST(IntervalCoding, ReadsTextsAndLists) {
     list.Append(line);
   }
   EXPECT_EQ(coding.AusResListeLesen(store, u"gears", 1), 3);
+  EXPECT_EQ(coding.AusResListeLesen(store, nullptr, 1) + coding.Anzahl(), 0 + 3) << "no effect";
   EXPECT_EQ(Shown(coding[25.0F], coding[100.0F], coding[0.0F]), "9999 4 9999")
       << "the blank line's interval is from 0 to 0";
 }

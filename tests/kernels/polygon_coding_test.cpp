@@ -34,7 +34,9 @@ TEST(Polygon, ChangesPoints) {
       {{-2, 6, -1, 7, 0, 8, 1, 9}, LIMES_DO(c.CutNegX()), {0, 8, 1, 9}},
       {{1, 5, -1, 7, 0, 8, 1, 9, 2, 9}, LIMES_DO(c.CutPosX()), {1, 5, -1, 7, 0, 8}},
       {{1, 7, 2, 8}, LIMES_DO(c.PunktEntfernen(-1); c.PunktEntfernen(2)), {1, 7, 2, 8}},
-      {{1, 7, 2, 8}, LIMES_DO(c.PunktEntfernen(0); c.PunktAusText(u" 4")), {2, 8, 4, 0}},
+      {{1, 7, 2, 8},
+       LIMES_DO(c.PunktEntfernen(0); c.PunktAusText(u" 4"); c.PunktAusText(nullptr)),
+       {2, 8, 4, 0}},
       {{3, 1, 1, 2, 2, 3}, LIMES_DO(c.Sortieren()), {1, 2, 2, 3, 3, 1}},
   };
   for (const auto& [points, change, expected] : cases) {
