@@ -127,6 +127,9 @@ class LIMES_EXPORT CSigPairsTm : public CSigPairs {
   bool HatWertBei(Time t, std::chrono::seconds tolerance) const {
     return HatWertBei(Seconds(t), tolerance);
   }
+  template <std::integral T, class Number>
+  requires std::is_arithmetic_v<Number>
+  bool HatWertBei(T t, Number tolerance) const = delete;  // seconds, or a part of the interval?
   using CSigPairs::HatWertBei;
 
   /// t lies between the first and the last pair; false without pairs.

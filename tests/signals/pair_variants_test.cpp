@@ -8,6 +8,12 @@ namespace {
 
 using std::chrono::seconds;
 
+template <class Tolerance>
+concept IsTolerance = requires(CSigPairsTm run, Tolerance t) {
+  run.HatWertBei(1048, t);
+};
+static_assert(IsTolerance<seconds> && !IsTolerance<int> && !IsTolerance<float>);
+
 TEST(TimePairSignal, IntervalWidensWithItsPoints) {
   CSigPairsTm run;
   EXPECT_SHOWN("0 0", run.Time2Float(12345), run.Float2Time(0.7F));
