@@ -1,7 +1,8 @@
-// Learn states: the first byte picks the kind (bits 0 and 2) and, by bit 1, whether the checksum is
-// made right, so that the fields behind it are reached. What is read is written again and read with
-// the same bytes.
+// Learn states: the first byte picks the kind (bits 0, 2 and 3) and, by bit 1, whether the checksum
+// is made right, so that the fields behind it are reached. What is read is written again and read
+// with the same bytes.
 #include "fuzz/fuzz.h"
+#include "limes/learning/calibration.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/track_learning_tool.h"
@@ -46,6 +47,19 @@ void RunCurves(Input input) {
   }
 }
 
+void RunCalibration(Input input) {
+  CLimitCalibration calibration;
+  if (Reads(input, calibration)) {
+    Require(calibration.Add({1.0, -1.0}));
+    Require(calibration.Merge(calibration) == MergeStatus::kOk);
+    for (const double rate : {0.001, 0.05}) {
+      const SCalibratedLimit limit = calibration.ForRate(rate);
+      calibration.Beyond(limit.above, limit.below);
+    }
+    calibration.HoldLimit();
+  }
+}
+
 }  // namespace
 
 void Try(Input input) {
@@ -55,7 +69,9 @@ void Try(Input input) {
     const Input covered(bytes.data(), bytes.size() - 4);
     detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
   }
-  if ((way & 1U) == 0) {
+  if ((way & 8U) != 0) {
+    RunCalibration(bytes);
+  } else if ((way & 1U) == 0) {
     CLernenderGrenzwert limit;
     if (Reads(bytes, limit)) {
       limit.NeueMessung(1.0F);

@@ -29,7 +29,13 @@ LIMES_EXPORT const wide_char* Text(LearnStateStatus status);
 namespace detail {
 
 /// Which learner a state is of; the numbers stand in files.
-enum class LearnStateKind : std::uint16_t { kLimitValue = 1, kCurve = 2, kTrack = 3 };
+enum class LearnStateKind : std::uint16_t {
+  kLimitValue = 1,
+  kCurve = 2,
+  kTrack = 3,
+  kCalibration = 4,
+  kDriftAlarm = 5,
+};
 
 // A learn state is lossless: every number as its own bits, little-endian.
 //   0  u32 magic "LIMS"   4  u16 version   6  u16 kind   8  u64 bytes of the payload

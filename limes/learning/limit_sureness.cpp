@@ -6,61 +6,13 @@
 
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/distributions.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
 namespace {
-
-/// ln Gamma(x) for x > 0 by Stirling's series behind a shift (DLMF 5.11.1); std::lgamma would write
-/// a variable of the process.
-double LogGamma(double x) {
-  double product = 1.0;
-  for (; x < 12.0; x += 1.0) {
-    product *= x;
-  }
-  const double r = 1.0 / (x * x);
-  const double series = (1.0 / 12 - r * (1.0 / 360 - r * (1.0 / 1260 - r / 1680))) / x;
-  return (x - 0.5) * std::log(x) - x + 0.5 * std::log(2.0 * std::numbers::pi) + series -
-         std::log(product);
-}
-
-/// Continued fraction of the incomplete beta function by Lentz's method; converges quickly for
-/// x < (a + 1) / (a + b + 2).
-double BetaFraction(double x, double a, double b) {
-  constexpr double kTiny = 1e-300;
-  constexpr int kMostSteps = 10000;
-  const auto away = [](double v) { return std::fabs(v) < kTiny ? kTiny : v; };
-  double c = 1.0;
-  double d = 1.0 / away(1.0 - (a + b) * x / (a + 1.0));
-  double value = d;
-  for (int m = 1; m <= kMostSteps; ++m) {
-    const double even = m * (b - m) * x / ((a + 2 * m - 1) * (a + 2 * m));
-    d = 1.0 / away(1.0 + even * d);
-    c = away(1.0 + even / c);
-    value *= c * d;
-    const double odd = -(a + m) * (a + b + m) * x / ((a + 2 * m) * (a + 2 * m + 1));
-    d = 1.0 / away(1.0 + odd * d);
-    c = away(1.0 + odd / c);
-    value *= c * d;
-    if (std::fabs(c * d - 1.0) < 1e-15) {
-      break;
-    }
-  }
-  return value;
-}
-
-/// Regularised incomplete beta function I_x(a, b), with y = 1 - x given for its precision.
-double IncompleteBeta(double x, double y, double a, double b) {
-  if (x <= 0.0 || y <= 0.0) {
-    return x <= 0.0 ? 0.0 : 1.0;
-  }
-  const double front =
-      std::exp(LogGamma(a + b) - LogGamma(a) - LogGamma(b) + a * std::log(x) + b * std::log(y));
-  return x < (a + 1.0) / (a + b + 2.0) ? front * BetaFraction(x, a, b) / a
-                                       : 1.0 - front * BetaFraction(y, b, a) / b;
-}
 
 /// Spreads that lie between mean and limit; without spread a positive base is any number of them.
 double Spreads(double base, double factor, double spread) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "limes/platform/file_stream.h"
+#include "limes/platform/record_io.h"
 
 namespace limes::test {
 
@@ -35,6 +36,13 @@ constexpr auto kWrite = [](const auto& object, CFileStream& file) {
   return object.WriteToFile(file);
 };
 constexpr auto kRead = [](auto& object, CFileStream& file) { return object.ReadFromFile(file); };
+
+/// A learn state with its last four bytes made the checksum of those before.
+inline Bytes WithChecksum(Bytes bytes) {
+  const auto covered = std::span<const std::uint8_t>(bytes).first(bytes.size() - 4);
+  detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
+  return bytes;
+}
 
 struct SHostile {
   bool cutsFail = true;    ///< every shorter record is refused

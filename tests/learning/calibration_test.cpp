@@ -1,0 +1,286 @@
+#include "limes/learning/calibration.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <random>
+
+#include "limes/learning/score.h"
+#include "limes/platform/file_stream.h"
+#include "tests/support/hostile.h"
+
+namespace limes {
+namespace {
+
+constexpr auto kWrite = [](const auto& learner, CFileStream& file) {
+  return learner.WriteState(file);
+};
+constexpr auto kRead = [](auto& learner, CFileStream& file) {
+  return learner.ReadState(file) == LearnStateStatus::kOk;
+};
+
+/// Leave-one-out scores of 10 12 11 13 9 11 12 10 14 11 10 13, each by all others.
+constexpr double kTwelve[] = {-0.883110, 0.434817,  -0.216600, 1.117303,  -1.619741, -0.216600,
+                              0.434817,  -0.883110, 1.896373,  -0.216600, -0.883110, 1.117303};
+
+CLimitCalibration OfTwelve(ScoreSides sides) {
+  CLimitCalibration calibration(sides);
+  for (const double u : kTwelve) {
+    EXPECT_TRUE(calibration.Add({u, -u}));
+  }
+  return calibration;
+}
+
+std::vector<SPartScores> RandomParts(std::size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::vector<SPartScores> parts(n);
+  for (SPartScores& part : parts) {  // many are equal on one side, some on both
+    part.above = static_cast<int>(random() % 4000) / 512.0 - 3.0;
+    part.below = static_cast<int>(random() % 4000) / 512.0 - 4.0;
+  }
+  return parts;
+}
+
+CLimitCalibration Of(const std::vector<SPartScores>& parts) {
+  CLimitCalibration calibration;
+  for (const SPartScores& part : parts) {
+    EXPECT_TRUE(calibration.Add(part));
+  }
+  return calibration;
+}
+
+TEST(Calibration, RanksAndRates) {
+  const struct {
+    std::int64_t m, rank;
+    double rate, mean, low, high;  // in percent
+  } cases[] = {{19, 19, 5, 5.000, 0.133, 17.647},   {40, 39, 5, 4.878, 0.611, 13.159},
+               {99, 95, 5, 5.000, 1.660, 10.023},   {400, 381, 5, 4.988, 3.081, 7.319},
+               {1000, 951, 5, 4.995, 3.734, 6.427}, {99, 99, 1, 1.000, 0.026, 3.658},
+               {400, 397, 1, 0.998, 0.273, 2.176}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(RejectRank(c.m, c.rate / 100.0), c.rank) << c.m;
+    const SInterval achieved = AchievedRate(c.m, c.rank);
+    EXPECT_NEAR(100.0 * achieved.low, c.low, 6e-4) << c.m;
+    EXPECT_NEAR(100.0 * achieved.high, c.high, 6e-4) << c.m;
+  }
+  const SInterval rejected = RejectedParts(100, RejectRank(100, 0.05), 200);
+  EXPECT_EQ(rejected.low, 2.0);
+  EXPECT_EQ(rejected.high, 22.0);
+  EXPECT_EQ(ScoresNeeded(0.05), 19);
+  EXPECT_EQ(ScoresNeeded(0.01), 99);
+  EXPECT_EQ(ScoresNeeded(0.001), 999);
+  for (const double none : {0.0, -1.0, std::nan("")}) {
+    EXPECT_EQ(ScoresNeeded(none), std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(RejectRank(50, none), 51) << "no rank of 50";
+  }
+  for (int percent = 1; percent < 60; ++percent) {
+    const std::int64_t m = ScoresNeeded(percent / 100.0);
+    EXPECT_LE(RejectRank(m, percent / 100.0), m) << percent;
+    EXPECT_EQ(RejectRank(m - 1, percent / 100.0), m) << percent << ": one too few";
+  }
+}
+
+TEST(Calibration, FactorsOfTwelveValues) {
+  const struct {
+    ScoreSides sides;
+    double rate, above, below;
+    CalibrationBasis basis;
+  } cases[] = {{ScoreSides::kOne, 0.25, 1.279696, 0, CalibrationBasis::kRank},
+               {ScoreSides::kOne, 0.10, 2.301524, 0, CalibrationBasis::kRank},
+               {ScoreSides::kOne, 0.05, 2.301524, 0, CalibrationBasis::kExtrapolated},
+               {ScoreSides::kBoth, 0.25, 1.411564, 1.394739, CalibrationBasis::kRank},
+               {ScoreSides::kBoth, 0.10, 3.047164, 3.024664, CalibrationBasis::kRank}};
+  for (const auto& c : cases) {
+    const SCalibratedLimit limit = OfTwelve(c.sides).ForRate(c.rate);
+    EXPECT_EQ(limit.basis, c.basis) << c.rate;
+    EXPECT_NEAR(limit.FactorAbove(12), c.above, 5e-6) << c.rate;
+    EXPECT_TRUE(c.sides == ScoreSides::kOne || std::fabs(limit.FactorBelow(12) - c.below) < 5e-6);
+    EXPECT_EQ(limit.scores, 12);
+  }
+  const SCalibratedLimit tail = OfTwelve(ScoreSides::kOne).ForRate(0.01);
+  EXPECT_NEAR(tail.above, 3.392149, 5e-6);
+  EXPECT_DOUBLE_EQ(tail.promised, 1.0 / 13.0);
+  EXPECT_EQ(tail.low, 0.0);
+  EXPECT_NEAR(tail.high, AchievedRate(12, 12).high, 1e-15);
+  EXPECT_EQ(OfTwelve(ScoreSides::kOne).Beyond(1.0, 0.0).parts, 3);
+  EXPECT_EQ(OfTwelve(ScoreSides::kBoth).Beyond(1.0, 1.0).parts, 4);
+}
+
+TEST(Calibration, SaysWhenNothingCanBeFormed) {
+  CLimitCalibration calibration;
+  const auto basis = [&](double rate) { return calibration.ForRate(rate).basis; };
+  EXPECT_EQ(basis(0.5), CalibrationBasis::kNone);
+  EXPECT_EQ(calibration.HoldLimit(), INFINITY);
+  EXPECT_FALSE(calibration.Add({NAN, 0.0}));
+  EXPECT_FALSE(calibration.Add({0.0, NAN}));
+  EXPECT_EQ(calibration.Scores(), 0);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(calibration.Add({-INFINITY, INFINITY}));
+  }
+  EXPECT_EQ(basis(0.5), CalibrationBasis::kNone);
+  EXPECT_TRUE(calibration.Add({-100.0, 1e300}));
+  EXPECT_EQ(basis(0.5), CalibrationBasis::kRank) << "with few scores one limit for both sides";
+  EXPECT_EQ(calibration.ForRate(0.5).above, kHighestScore);
+  EXPECT_EQ(basis(0.0), CalibrationBasis::kNone);
+  EXPECT_EQ(basis(1.0), CalibrationBasis::kNone);
+  EXPECT_EQ(basis(NAN), CalibrationBasis::kNone);
+  for (int i = 0; i < 40; ++i) {  // nothing varies above
+    EXPECT_TRUE(calibration.Add({kLowestScore, 0.1 * i}));
+  }
+  EXPECT_EQ(calibration.ForRate(0.1).above, kLowestScore);
+  EXPECT_EQ(calibration.ForRate(0.1).FactorAbove(40), 0.0) << "no limit below the mean";
+}
+
+/// The same from all scores at once, sorted.
+SCalibratedLimit Plain(const std::vector<SPartScores>& parts, std::int64_t beyond) {
+  const auto n = static_cast<double>(parts.size());
+  double mean[2] = {};
+  double squares[2] = {};
+  for (const SPartScores& part : parts) {
+    mean[0] += part.above / n;
+    mean[1] += part.below / n;
+  }
+  for (const SPartScores& part : parts) {
+    squares[0] += (part.above - mean[0]) * (part.above - mean[0]);
+    squares[1] += (part.below - mean[1]) * (part.below - mean[1]);
+  }
+  std::vector<double> numbers;
+  for (const SPartScores& part : parts) {
+    double largest = kLowestScore;
+    for (int side = 0; side < 2; ++side) {
+      const double d = (side == 0 ? part.above : part.below) - mean[side];
+      const double others = squares[side] - d * d * n / (n - 1.0);
+      largest =
+          std::max(largest, ScoreOf(d * n / (n - 1.0) / std::sqrt(others / (n - 1.0)), n - 1.0));
+    }
+    numbers.push_back(largest);
+  }
+  std::sort(numbers.begin(), numbers.end(), std::greater<>());
+  const double factor = FactorOf(numbers[static_cast<std::size_t>(beyond - 1)], n);
+  SCalibratedLimit limit;
+  limit.above = mean[0] + factor * std::sqrt(squares[0] / n);
+  limit.below = mean[1] + factor * std::sqrt(squares[1] / n);
+  return limit;
+}
+
+TEST(Calibration, OfManyPartsIsThatOfAllScores) {
+  for (const std::size_t n : {15U, 511U, 5000U, 20000U}) {
+    const std::vector<SPartScores> parts = RandomParts(n, 5);
+    const CLimitCalibration calibration = Of(parts);
+    for (const double rate : {0.2, 0.05, 0.01}) {
+      const auto m = static_cast<std::int64_t>(n);
+      const std::int64_t beyond = std::min<std::int64_t>(m + 1 - RejectRank(m, rate), 512);
+      if (beyond < 1) {
+        continue;
+      }
+      const SCalibratedLimit limit = calibration.ForRate(rate);
+      const SCalibratedLimit plain = Plain(parts, beyond);
+      EXPECT_NEAR(limit.above, plain.above, 1e-9) << n;
+      EXPECT_NEAR(limit.below, plain.below, 1e-9) << n;
+      EXPECT_NEAR(limit.promised, static_cast<double>(beyond) / static_cast<double>(n + 1), 1e-15);
+      const SPartsBeyond counted = calibration.Beyond(limit.above, limit.below);
+      const auto out = std::count_if(parts.begin(), parts.end(), [&](const SPartScores& p) {
+        return p.above > limit.above || p.below > limit.below;
+      });
+      EXPECT_TRUE(counted.exact ? counted.parts == out : counted.parts <= out) << n;
+      EXPECT_LE(counted.parts, beyond);
+    }
+  }
+  EXPECT_FALSE(Of(RandomParts(5000, 5)).Beyond(-50.0, -50.0).exact);
+}
+
+/// Whatever the scores are distributed like, of parts like them at most the rate is rejected.
+TEST(Calibration, RanksHoldForAnyDistribution) {
+  std::mt19937 random(2);
+  std::normal_distribution<double> normal;
+  std::cauchy_distribution<double> heavy;
+  const std::pair<const char*, std::function<double()>> cases[] = {
+      {"Normal", [&] { return normal(random); }},
+      {"heavy tails", [&] { return heavy(random); }},
+      {"quantised", [&] { return std::floor(normal(random)); }},
+      {"mostly nothing varies", [&] { return random() % 8 == 0 ? normal(random) : -INFINITY; }},
+      {"two modes", [&] { return normal(random) + (random() % 10 == 0 ? 30.0 : 0.0); }}};
+  constexpr int kRounds = 400;
+  constexpr int kJudged = 50;
+  for (const auto& [name, draw] : cases) {
+    for (const auto& [m, rate] : {std::pair(19, 0.05), {99, 0.05}, {60, 0.1}}) {
+      int rejected = 0;
+      for (int round = 0; round < kRounds; ++round) {
+        CLimitCalibration calibration(ScoreSides::kOne);
+        for (int i = 0; i < m; ++i) {
+          EXPECT_TRUE(calibration.Add({draw(), NAN}));
+        }
+        const double limit = calibration.ForRate(rate).above;
+        for (int i = 0; i < kJudged; ++i) {
+          rejected += draw() > limit ? 1 : 0;
+        }
+      }
+      const double share = rejected / double{kRounds * kJudged};
+      EXPECT_LT(share, rate + 0.01) << name << ", " << m;
+      if (std::string_view(name) == "Normal" || std::string_view(name) == "heavy tails") {
+        EXPECT_GT(share, rate - 0.013) << name << ", " << m;
+      }
+    }
+  }
+}
+
+TEST(Calibration, MergesInAnyOrderGiveTheSameBytes) {
+  for (const std::size_t n : {60U, 3000U}) {
+    std::vector<SPartScores> parts = RandomParts(n, 9);
+    const test::Bytes straight = test::Written(Of(parts), kWrite);
+    std::mt19937 random(1);
+    for (int round = 0; round < 5; ++round) {
+      std::shuffle(parts.begin(), parts.end(), random);
+      std::vector<CLimitCalibration> benches(7);
+      for (std::size_t i = 0; i < n; ++i) {
+        EXPECT_TRUE(benches[i * i % 7].Add(parts[i]));
+      }
+      while (benches.size() > 1) {
+        const std::size_t to = random() % (benches.size() - 1);
+        EXPECT_EQ(benches[to].Merge(benches.back()), MergeStatus::kOk);
+        benches.pop_back();
+      }
+      EXPECT_EQ(test::Written(benches[0], kWrite), straight) << n;
+    }
+  }
+  CLimitCalibration twice = OfTwelve(ScoreSides::kBoth);
+  CLimitCalibration again = twice;
+  EXPECT_EQ(twice.Merge(again), MergeStatus::kOk);
+  EXPECT_EQ(again.Merge(again), MergeStatus::kOk);
+  EXPECT_EQ(test::Written(twice, kWrite), test::Written(again, kWrite));
+  EXPECT_EQ(twice.Merge(OfTwelve(ScoreSides::kOne)), MergeStatus::kRule);
+}
+
+TEST(Calibration, RecordsAreSafe) {
+  CLimitCalibration small(ScoreSides::kOne);
+  CLimitCalibration both;
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_TRUE(small.Add({0.25 * i, 0.0}));
+    EXPECT_TRUE(both.Add({0.25 * i, 1.0 - i * i}));
+  }
+  for (const CLimitCalibration* sample : {&small, &both}) {
+    const test::Bytes record = test::Written(*sample, kWrite);
+    test::ExpectHostileSafe(
+        record, [] { return CLimitCalibration(); }, kRead, kWrite);
+    int taken = 0;
+    for (std::size_t i = 0; i < 3 * (record.size() - 20); ++i) {
+      test::Bytes bytes = record;
+      bytes[16 + i / 3] = std::array<std::uint8_t, 3>{0x00, 0x7F, 0xFF}[i % 3];
+      CLimitCalibration read;
+      taken += bytes != record && test::ReadBlock(read, test::WithChecksum(bytes), kRead) ? 1 : 0;
+    }
+    EXPECT_LT(taken, 20) << "sums, order and scores bind each other but for the last bits";
+  }
+  test::Bytes many = test::Written(Of(RandomParts(600, 3)), kWrite);
+  CLimitCalibration read;
+  EXPECT_TRUE(test::ReadBlock(read, many, kRead));
+  EXPECT_EQ(read.Scores(), 600);
+  EXPECT_EQ(test::Written(read, kWrite), many);
+  std::swap_ranges(many.end() - 4 - 16, many.end() - 4, many.end() - 4 - 32);
+  EXPECT_FALSE(test::ReadBlock(read, test::WithChecksum(many), kRead)) << "out of order";
+}
+
+}  // namespace
+}  // namespace limes
