@@ -17,6 +17,16 @@ if(LIMES_SANITIZE)
   target_compile_definitions(limes_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
 endif()
 
+# Installs headers with the folders they lie in.
+function(limes_install_headers component)
+  foreach(header ${ARGN})
+    cmake_path(GET header PARENT_PATH folder)
+    cmake_path(RELATIVE_PATH folder BASE_DIRECTORY "${PROJECT_SOURCE_DIR}" OUTPUT_VARIABLE folder)
+    install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
+      COMPONENT ${component})
+  endforeach()
+endfunction()
+
 # One program per folder of tests: limes_test_dir(core) builds tests/core/*_test.cpp.
 function(limes_test_dir name)
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*_test.cpp")

@@ -1,14 +1,15 @@
 // Tables through both splitters and every way of making parts; the first byte picks the way.
 #include <string>
 
-#include "apps/limes/errors.h"
 #include "fuzz/fuzz.h"
+#include "recordings/errors.h"
 #include "recordings/part_source.h"
+#include "recordings/tables/csv_reader.h"
 
 namespace limes::fuzz {
 namespace {
 
-using namespace limes::host;
+using namespace limes::recordings;
 
 std::string Split(Input bytes, bool byLibrary) {
   CMemoryStream stream(bytes);
@@ -28,8 +29,8 @@ std::string Split(Input bytes, bool byLibrary) {
   return all;
 }
 
-SSettings Way(unsigned way) {
-  SSettings s;
+SReadSettings Way(unsigned way) {
+  SReadSettings s;
   s.rows = (way & 3) == 1;
   s.values = (way & 3) == 2;
   s.noHeader = (way & 4) != 0;
@@ -40,11 +41,10 @@ SSettings Way(unsigned way) {
   } else if ((way & 8) != 0) {
     s.dx = 0.5;
   }
-  if ((way & 16) != 0 && !*s.values) {
+  if ((way & 16) != 0 && !s.values) {
     s.cut = 6;
     s.spectrum = 4;
   }
-  SetDefaults(s);
   return s;
 }
 
@@ -53,7 +53,7 @@ SSettings Way(unsigned way) {
 void Try(Input input) {
   const unsigned way = TakeByte(input);
   Require(Split(input, false) == Split(input, true));
-  const SSettings settings = Way(way);
+  const SReadSettings settings = Way(way);
   std::vector<SCondition> where;
   if ((way & 32) != 0) {
     where.push_back({"p", "1"});
@@ -66,7 +66,7 @@ void Try(Input input) {
     for (SPart part; reader->Next(part);) {
       former.Form(part);
     }
-  } catch (const CHostError&) {
+  } catch (const CReadError&) {
   }
 }
 

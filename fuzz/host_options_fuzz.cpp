@@ -18,8 +18,7 @@ void limes::fuzz::Try(Input input) {
     return;
   }
   try {
-    const SSettings settings = Resolve(parsed.options.settings, parsed.options.settings, true);
-    Validate(settings);
+    const SSettings settings = Resolve(parsed.options.settings, std::nullopt, true);
     const std::string text = SettingsToText(settings);
     Require(SettingsToText(SettingsFromText(text)) == text);
     Resolve(parsed.options.settings, SettingsFromText(text), true);

@@ -1,16 +1,15 @@
 // Sound files and signal records, told apart by their first bytes as in a run, and written again in
 // all formats.
-#include "apps/limes/errors.h"
 #include "fuzz/fuzz.h"
+#include "recordings/errors.h"
 #include "recordings/part_source.h"
 #include "recordings/part_writer.h"
 
 void limes::fuzz::Try(Input input) {
-  using namespace limes::host;
+  using namespace limes::recordings;
   CMemoryStream stream(input);
   for (const std::uint64_t cut : {0U, 16U}) {
-    SSettings settings;
-    SetDefaults(settings);
+    SReadSettings settings;
     settings.cut = cut;
     settings.spectrum = cut > 0 ? 8 : 0;
     const std::vector<SCondition> where;
@@ -25,11 +24,11 @@ void limes::fuzz::Try(Input input) {
           try {
             CMemoryStream out;
             WriteParts({part}, *FormatByName(name), out);
-          } catch (const CHostError&) {
+          } catch (const CReadError&) {
           }
         }
       }
-    } catch (const CHostError&) {
+    } catch (const CReadError&) {
     }
   }
 }

@@ -7,19 +7,16 @@
 #include <cstring>
 #include <string_view>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 void OpenForReading(const std::string& path, CDiskStream& stream) {
   std::error_code error;
   const bool folder = std::filesystem::is_directory(path, error);
   errno = 0;
   if (folder || !stream.Open(path, CDiskStream::Mode::kRead)) {
-    throw CHostError(ExitCode::kStore, path + ": cannot be opened: " +
-                                           (folder       ? "is a folder"
-                                            : errno != 0 ? std::strerror(errno)
-                                                         : "unknown"));
+    throw COpenError(path, folder ? "is a folder" : errno != 0 ? std::strerror(errno) : "unknown");
   }
 }
 
@@ -53,4 +50,4 @@ FileKind DetectKind(const std::string& path, CFileStream& stream) {
   return start.find('\0') == std::string_view::npos ? FileKind::kTable : FileKind::kRecords;
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -1,11 +1,9 @@
 #include "recordings/measurement.h"
 
-#include <charconv>
-#include <nlohmann/json.hpp>
-
 #include "limes/platform/text.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 bool SUnit::IsDecibel() const { return unit.is_log() || text == "dB" || text.starts_with("dB("); }
 
@@ -68,45 +66,4 @@ bool SetReference(SUnit& unit, double reference) {
   return true;
 }
 
-std::string UnitToText(const SUnit& unit) {
-  nlohmann::ordered_json json = nlohmann::ordered_json::object();
-  if (!unit.text.empty()) {
-    json["text"] = unit.text;
-    json["reference"] = unit.reference;
-  } else if (!unit.IsNone()) {
-    json["unit"] = static_cast<unsigned>(unit.unit.Unit_e());
-    json["exponent"] = unit.unit.Exponent();
-    json["power"] = unit.unit.Power();
-    json["reference"] = unit.unit.logref();
-    json["shown"] = unit.Display();
-  }
-  return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
-SUnit UnitFromText(const std::string& text) {
-  SUnit result;
-  const auto json = nlohmann::json::parse(text);
-  if (json.contains("text")) {
-    result.text = json.at("text").get<std::string>();
-    result.reference = json.at("reference").get<float>();
-  } else if (json.contains("unit")) {
-    result.unit.set(json.at("unit").get<unsigned>(), json.at("exponent").get<short>(),
-                    json.at("power").get<short>(), json.at("reference").get<float>());
-  }
-  return result;
-}
-
-double Shown(float value) {
-  char text[32];
-  double result = value;
-  const auto end = std::to_chars(text, text + sizeof(text), value).ptr;
-  std::from_chars(text, end, result);
-  return result;
-}
-
-std::string NumberText(double value) {
-  char text[40];
-  return {text, std::to_chars(text, text + sizeof(text), value).ptr};
-}
-
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -8,7 +8,7 @@
 
 #include "limes/core/measuring_unit.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// A unit as a file names it. A text that the library does not know is kept as it stands, so that
 /// parts in different unknown units are still told apart.
@@ -41,11 +41,6 @@ SUnit LevelUnit(const SUnit& unit, double reference);
 /// A decibel unit with another reference; false for anything else.
 bool SetReference(SUnit& unit, double reference);
 
-std::string UnitToText(const SUnit& unit);
-
-/// Throws std::exception when the text is not what UnitToText gives.
-SUnit UnitFromText(const std::string& text);
-
 /// One measured quantity of a part: a curve, or a single value.
 struct SQuantity {
   std::string name;
@@ -67,10 +62,4 @@ struct SPart {
   std::vector<SQuantity> quantities;
 };
 
-/// A float as a double that shows the same digits.
-double Shown(float value);
-
-/// Shortest text of the number.
-std::string NumberText(double value);
-
-}  // namespace limes::host
+}  // namespace limes::recordings

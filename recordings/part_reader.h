@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "apps/limes/measurement/settings.h"
 #include "recordings/file_input.h"
 #include "recordings/measurement.h"
-#include "recordings/tables/csv_table.h"
+#include "recordings/read_settings.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// The parts of one file as they stand there, in the file's numbers, one at a time.
 class CPartReader {
@@ -27,7 +26,7 @@ class CPartReader {
 /// What a reader of one file needs beside the settings.
 struct SReadContext {
   std::string path;  ///< also the start of the part's name
-  const SSettings* settings = nullptr;
+  const SReadSettings* settings = nullptr;
   const std::vector<SCondition>* where = nullptr;
   bool goodOnly = false;       ///< leave out parts with another label than the good one
   bool labelOptional = false;  ///< a table without the label column is no error, unless goodOnly
@@ -41,4 +40,4 @@ std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SRead
 std::unique_ptr<CPartReader> MakeSignalRecordReader(CFileStream& stream,
                                                     const SReadContext& context);
 
-}  // namespace limes::host
+}  // namespace limes::recordings

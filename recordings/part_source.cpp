@@ -4,10 +4,11 @@
 #include <cmath>
 #include <limits>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 #include "recordings/recording.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 /// Parts of a recording: the whole of it, or pieces of equal length.
@@ -15,8 +16,8 @@ class CRecordingReader : public CPartReader {
  public:
   CRecordingReader(std::unique_ptr<CRecording> recording, const SReadContext& context)
       : recording_(std::move(recording)), path_(context.path) {
-    cut_ = context.settings->cut.value_or(0);
-    ChooseChannels(context.settings->use.value_or(std::vector<std::string>()));
+    cut_ = context.settings->cut;
+    ChooseChannels(context.settings->use);
   }
 
   bool Next(SPart& part) override {
@@ -150,15 +151,15 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
     return MakeTableRowReader(stream, context);
   }
   SReadContext all = context;
-  SSettings settings = *context.settings;
+  SReadSettings settings = *context.settings;
   auto columns = OpenColumns(stream, context.path, settings, *context.where);
-  settings.use.reset();  // the columns were chosen
+  settings.use.clear();  // the columns were chosen
   all.settings = &settings;
   return std::make_unique<CRecordingReader>(std::move(columns), all);
 }
 
 void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
-  const std::uint32_t n = settings_.spectrum.value_or(0);
+  const std::uint32_t n = settings_.spectrum;
   if (!q.x.empty()) {
     throw CInputError(
         part, "quantity " + Quoted(q.name) + " is not at equal steps, as --spectrum needs it");
@@ -191,14 +192,14 @@ void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
 }
 
 void CFormer::Form(SPart& part) {
-  const std::uint32_t n = settings_.spectrum.value_or(0);
+  const std::uint32_t n = settings_.spectrum;
   for (SQuantity& q : part.quantities) {
-    Scale(q.values, settings_.scale.value_or(1.0));
+    Scale(q.values, settings_.scale);
     if (settings_.unit) {
       q.unit = ParseUnit(*settings_.unit);
     }
     RequireFinite(part, q);
-    if (settings_.detrend.value_or(false) && !q.single) {
+    if (settings_.detrend && !q.single) {
       RemoveMean(q.values);
     }
     if (n > 0 && !q.single) {
@@ -238,7 +239,7 @@ bool CPartSource::OpenNext() {
   const SReadContext context{path, &config_.settings, &config_.where, config_.goodOnly,
                              config_.labelOptional};
   reader_ = MakePartReader(kind, *stream_, context);
-  const bool cut = config_.settings.cut.value_or(0) > 0;
+  const bool cut = config_.settings.cut > 0;
   several_ = cut || config_.settings.IsTable();
   pieces_ = cut && (config_.settings.IsTable() || kind == FileKind::kRecords);
   nextPiece_ = 0;
@@ -251,7 +252,7 @@ bool CPartSource::OpenNext() {
 
 /// The next piece of --cut samples of a part that lies in memory.
 bool CPartSource::NextPiece(SPart& part) {
-  const auto length = static_cast<std::size_t>(*config_.settings.cut);
+  const auto length = static_cast<std::size_t>(config_.settings.cut);
   for (;;) {
     const std::size_t start = static_cast<std::size_t>(nextPiece_) * length;
     const bool left =
@@ -301,8 +302,7 @@ std::string CPartSource::WhyNone() const {
     return "no part was selected: --every and --parts take none of " + std::to_string(seen_);
   }
   const bool labelled = config_.goodOnly && config_.settings.labelColumn;
-  std::string text =
-      labelled ? "no row is labelled " + Quoted(config_.settings.good.value_or("")) : "";
+  std::string text = labelled ? "no row is labelled " + Quoted(config_.settings.good) : "";
   if (!config_.where.empty()) {
     text += text.empty() ? "no row fits --where" : " and fits --where";
   }
@@ -315,4 +315,4 @@ double CPartSource::Progress() const {
          static_cast<double>(std::max<std::size_t>(files_.size(), 1));
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

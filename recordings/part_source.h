@@ -9,20 +9,20 @@
 #include "recordings/forming/spectrum.h"
 #include "recordings/part_reader.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// Makes quantities to be learnt or judged of what was measured: scale, unit, mean removed, level
 /// spectrum. Throws CInputError for values that are not finite.
 class CFormer {
  public:
-  explicit CFormer(const SSettings& settings) : settings_(settings) {}
+  explicit CFormer(const SReadSettings& settings) : settings_(settings) {}
 
   void Form(SPart& part);
 
  private:
   void FormSpectrum(const std::string& part, SQuantity& quantity);
 
-  SSettings settings_;
+  SReadSettings settings_;
   std::vector<std::unique_ptr<CLevelSpectrum>> spectra_;  ///< one per reference in use
   std::vector<double> references_;
   std::vector<float> levels_;
@@ -32,7 +32,7 @@ class CFormer {
 class CPartSource {
  public:
   struct SConfig {
-    SSettings settings;
+    SReadSettings settings;
     SSelection selection;
     std::vector<SCondition> where;
     bool goodOnly = false;
@@ -51,7 +51,7 @@ class CPartSource {
   /// Whether the open file may hold several parts.
   bool MayHoldSeveral() const { return several_; }
 
-  /// The next part of the open file; false at its end. Throws CHostError.
+  /// The next part of the open file; false at its end. Throws CReadError.
   bool Next(SPart& part);
 
   /// Why nothing was taken, when nothing was.
@@ -78,4 +78,4 @@ class CPartSource {
   bool pieces_ = false;
 };
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -2,9 +2,9 @@
 
 #include <set>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr struct {
@@ -73,4 +73,4 @@ std::vector<std::string> WriteParts(const std::vector<SPart>& parts, OutputForma
                                           : WriteCurves(quantities, out);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -8,7 +8,7 @@
 #include "limes/platform/file_stream.h"
 #include "recordings/measurement.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// What a measurement can be written as.
 enum class OutputFormat {
@@ -48,4 +48,4 @@ std::vector<std::string> WriteArray(const std::vector<SNamedQuantity>& quantitie
 std::vector<std::string> WritePairs(const std::vector<SNamedQuantity>& quantities,
                                     CFileStream& out);
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "apps/limes/measurement/settings.h"
 #include "limes/platform/file_stream.h"
 #include "recordings/measurement.h"
-#include "recordings/tables/csv_table.h"
+#include "recordings/read_settings.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// Signals sampled together at equal steps, read block by block so that a long recording that is
 /// cut into parts never lies in memory as a whole.
@@ -44,13 +43,13 @@ class CRecording {
 /// A sound file: one channel each, full scale 1, x in seconds. Refuses a file that is cut short.
 /// The stream must be able to seek and outlive the recording.
 std::unique_ptr<CRecording> OpenSound(CFileStream& stream, const std::string& name,
-                                      const SSettings& settings);
+                                      const SReadSettings& settings);
 
 /// A table with one signal per column, the first column x unless a step is given. Where an x lies
 /// further than a tenth of a step from equal steps, x must rise or fall from row to row, and the
 /// recording must be read as a whole.
 std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const std::string& name,
-                                        const SSettings& settings,
+                                        const SReadSettings& settings,
                                         const std::vector<SCondition>& where);
 
-}  // namespace limes::host
+}  // namespace limes::recordings

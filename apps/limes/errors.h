@@ -1,10 +1,14 @@
 #pragma once
 
-#include <cstdint>
 #include <stdexcept>
 #include <string>
 
+#include "recordings/errors.h"
+
 namespace limes::host {
+
+// What is read is spoken of throughout: parts, quantities, units, and why a file cannot be used.
+using namespace limes::recordings;
 
 /// What the program ends with; part of its contract with scripts.
 enum class ExitCode {
@@ -32,14 +36,6 @@ struct CUsageError : CHostError {
 
 struct CStoreError : CHostError {
   explicit CStoreError(const std::string& message) : CHostError(ExitCode::kStore, message) {}
-};
-
-/// Names the file, the line where there is one, and the reason.
-struct CInputError : CHostError {
-  CInputError(const std::string& file, const std::string& reason)
-      : CHostError(ExitCode::kBadInput, file + ": " + reason) {}
-  CInputError(const std::string& file, std::uint64_t line, const std::string& reason)
-      : CHostError(ExitCode::kBadInput, file + ":" + std::to_string(line) + ": " + reason) {}
 };
 
 }  // namespace limes::host

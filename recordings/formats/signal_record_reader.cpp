@@ -2,15 +2,16 @@
 #include <cmath>
 #include <utility>
 
-#include "apps/limes/errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/platform/text.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/pair_signal.h"
+#include "recordings/errors.h"
 #include "recordings/part_reader.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr std::uint32_t kArrayMark = 52719;
@@ -162,7 +163,7 @@ class CSignalRecordReader : public CPartReader {
   }
 
   void Choose(SPart& part) const {
-    const auto use = settings_.use.value_or(std::vector<std::string>());
+    const auto use = settings_.use;
     if (use.empty()) {
       return;
     }
@@ -180,7 +181,7 @@ class CSignalRecordReader : public CPartReader {
 
   CFileStream& stream_;
   std::string path_;
-  SSettings settings_;
+  SReadSettings settings_;
   bool done_ = false;
 };
 
@@ -191,4 +192,4 @@ std::unique_ptr<CPartReader> MakeSignalRecordReader(CFileStream& stream,
   return std::make_unique<CSignalRecordReader>(stream, context);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -1,15 +1,15 @@
 #include <algorithm>
 #include <new>
 
-#include "apps/limes/errors.h"
 #include "limes/platform/text.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
+#include "recordings/errors.h"
 #include "recordings/forming/free_steps.h"
 #include "recordings/part_writer.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr std::size_t kNameBytes = 39;  ///< of a record's name, without its closing zero
@@ -116,4 +116,4 @@ std::vector<std::string> WritePairs(const std::vector<SNamedQuantity>& quantitie
   return losses;
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -4,10 +4,10 @@
 #include <array>
 #include <cstring>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 #include "recordings/recording.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 std::uint32_t Word(const std::uint8_t* p, bool bigEndian) {
@@ -92,7 +92,8 @@ sf_count_t Tell(void* user) { return static_cast<CFileStream*>(user)->Position()
 
 class CSound : public CRecording {
  public:
-  CSound(CFileStream& stream, const std::string& name, const SSettings& settings) : name_(name) {
+  CSound(CFileStream& stream, const std::string& name, const SReadSettings& settings)
+      : name_(name) {
     const std::string fault = CheckChunks(stream);
     if (!fault.empty()) {
       throw CInputError(name, fault);
@@ -113,7 +114,7 @@ class CSound : public CRecording {
     if (settings.name && info_.channels == 1) {
       channels_[0].name = base;
     }
-    x0_ = settings.x0.value_or(0.0);
+    x0_ = settings.x0;
   }
 
   const std::vector<SChannel>& Channels() const override { return channels_; }
@@ -176,8 +177,8 @@ class CSound : public CRecording {
 }  // namespace
 
 std::unique_ptr<CRecording> OpenSound(CFileStream& stream, const std::string& name,
-                                      const SSettings& settings) {
+                                      const SReadSettings& settings) {
   return std::make_unique<CSound>(stream, name, settings);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -8,10 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "apps/limes/errors.h"
 #include "limes/platform/text.h"
+#include "recordings/errors.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr double kMostSteps = 1 << 24;
@@ -111,4 +112,4 @@ SQuantity DrawnOnOwnGrid(const SQuantity& quantity, const std::string& what) {
   return Drawn(quantity, what, pairs, origin, (pairs.Punkt(last) - origin) / last);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

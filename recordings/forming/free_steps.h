@@ -6,7 +6,7 @@
 #include "limes/signals/pair_signal.h"
 #include "recordings/measurement.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// The quantity as a run of pairs with name and units, in the order of its values.
 CSigPairs MakePairs(const SQuantity& quantity);
@@ -24,4 +24,4 @@ SQuantity DrawnOnGrid(const SQuantity& quantity, const std::string& what, double
 /// The same on a grid of its own, with as many values from its lowest to its highest x.
 SQuantity DrawnOnOwnGrid(const SQuantity& quantity, const std::string& what);
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -7,7 +7,7 @@
 #include <new>
 #include <numbers>
 
-namespace limes::host {
+namespace limes::recordings {
 
 struct CLevelSpectrum::Transform {
   explicit Transform(std::uint32_t n)
@@ -65,4 +65,4 @@ void CLevelSpectrum::Form(std::span<const float> signal, std::vector<float>& lev
   }
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// Level spectrum of a time signal: averaged power of half overlapped segments under a periodic
 /// Hann window (Welch, "The use of fast Fourier transform for the estimation of power spectra",
@@ -39,4 +39,4 @@ class CLevelSpectrum {
   std::unique_ptr<Transform> transform_;
 };
 
-}  // namespace limes::host
+}  // namespace limes::recordings

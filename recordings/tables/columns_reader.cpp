@@ -2,10 +2,12 @@
 #include <cmath>
 #include <optional>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 #include "recordings/recording.h"
+#include "recordings/tables/csv_table.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 /// How far, in steps, an x may lie from its place: times printed with few digits are that coarse.
@@ -14,13 +16,13 @@ constexpr double kStepTolerance = 1e-3;
 
 class CColumns : public CRecording {
  public:
-  CColumns(CFileStream& stream, const std::string& name, const SSettings& settings,
+  CColumns(CFileStream& stream, const std::string& name, const SReadSettings& settings,
            const std::vector<SCondition>& where)
-      : table_(stream, name, !settings.noHeader.value_or(false), where),
+      : table_(stream, name, !settings.noHeader, where),
         hasX_(!settings.dx),
-        x0_(settings.x0.value_or(0.0)),
+        x0_(settings.x0),
         dx_(settings.dx.value_or(0.0)),
-        whole_(settings.cut.value_or(0) == 0),
+        whole_(settings.cut == 0),
         xUnit_(ParseUnit(settings.xUnit.value_or(""))) {
     if (hasX_ && xUnit_.IsNone()) {
       xUnit_ = ParseUnit(table_.Columns()[0].unit);
@@ -66,13 +68,13 @@ class CColumns : public CRecording {
     std::uint64_t line;
   };
 
-  void ChooseColumns(const SSettings& settings) {
-    const auto use = settings.use.value_or(std::vector<std::string>());
+  void ChooseColumns(const SReadSettings& settings) {
+    const auto use = settings.use;
     for (const std::string& name : use) {
       columns_.push_back(table_.Find(name));
     }
     std::vector<std::size_t> skipped;
-    for (const std::string& name : settings.skip.value_or(std::vector<std::string>())) {
+    for (const std::string& name : settings.skip) {
       if (const auto found = table_.TryFind(name)) {
         skipped.push_back(*found);
       }
@@ -165,9 +167,9 @@ class CColumns : public CRecording {
 }  // namespace
 
 std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const std::string& name,
-                                        const SSettings& settings,
+                                        const SReadSettings& settings,
                                         const std::vector<SCondition>& where) {
   return std::make_unique<CColumns>(stream, name, settings, where);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -3,15 +3,11 @@
 #include <csv.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstring>
-#include <system_error>
 
-#include "apps/limes/errors.h"
-#include "limes/platform/text.h"
+#include "recordings/errors.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{256} << 10;
@@ -28,44 +24,7 @@ std::string_view Trimmed(const char* first, const char* last) {
   return {first, static_cast<std::size_t>(last - first)};
 }
 
-template <class T>
-bool ParseAny(std::string_view text, T& value) {
-  const char* first = text.data();
-  const char* last = first + text.size();
-  if (first < last && *first == '+') {
-    ++first;
-    if (first < last && *first == '-') {
-      return false;
-    }
-  }
-  const auto [end, error] = std::from_chars(first, last, value);
-  return error == std::errc() && end == last && std::isfinite(value);
-}
-
 }  // namespace
-
-bool ParseNumber(std::string_view text, float& value) {
-  if (ParseAny(text, value)) {
-    return true;
-  }
-  double wide = 0.0;  // a number too small for a float is no error
-  if (!ParseAny(text, wide) || std::fabs(wide) > 1.0) {
-    return false;
-  }
-  value = static_cast<float>(wide);
-  return true;
-}
-
-bool ParseNumber(std::string_view text, double& value) { return ParseAny(text, value); }
-
-std::string Quoted(std::string_view text) {
-  constexpr std::size_t kLongest = 40;
-  std::string result = "'";
-  for (const char c : Utf8Prefix(text, kLongest)) {
-    result += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
-  }
-  return result + (text.size() > kLongest ? "...'" : "'");
-}
 
 /// libcsv, fed line by line until it has a row.
 class CCsvReader::Library {
@@ -268,4 +227,4 @@ void CCsvReader::GoTo(const SPlace& place) {
   next_ = place;
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -9,7 +9,7 @@
 
 #include "limes/platform/file_stream.h"
 
-namespace limes::host {
+namespace limes::recordings {
 
 /// Reads comma-separated text row by row: UTF-8 with or without byte-order mark, any line ends,
 /// quoted cells by RFC 4180. Blank lines are skipped, blanks around unquoted cells removed.
@@ -69,11 +69,4 @@ class CCsvReader {
   std::unique_ptr<Library> library_;
 };
 
-/// A decimal number as float; false unless the whole text is one finite number. No locale.
-bool ParseNumber(std::string_view text, float& value);
-bool ParseNumber(std::string_view text, double& value);
-
-/// A piece of a file for a message: cut, with control characters replaced, in quotation marks.
-std::string Quoted(std::string_view text);
-
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cctype>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 std::string_view Trimmed(std::string_view text) {
@@ -160,4 +161,4 @@ float CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t 
   return value;
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -5,15 +5,10 @@
 #include <string_view>
 #include <vector>
 
+#include "recordings/read_settings.h"
 #include "recordings/tables/csv_reader.h"
 
-namespace limes::host {
-
-/// One condition of --where: the rows whose cell in this column is this text or number.
-struct SCondition {
-  std::string column;
-  std::string value;
-};
+namespace limes::recordings {
 
 struct SColumn {
   std::string header;  ///< as it stands in the file
@@ -68,4 +63,4 @@ class CCsvTable {
   std::uint64_t row_ = 0;
 };
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -3,20 +3,22 @@
 #include <optional>
 #include <utility>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 #include "recordings/part_reader.h"
+#include "recordings/tables/csv_table.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 /// Parts from the rows of a table: a row each, or the rows that share a text in the part column.
 class CRowReader : public CPartReader {
  public:
   CRowReader(CFileStream& stream, const SReadContext& context)
-      : table_(stream, context.path, !context.settings->noHeader.value_or(false), *context.where),
+      : table_(stream, context.path, !context.settings->noHeader, *context.where),
         settings_(*context.settings),
         goodOnly_(context.goodOnly && settings_.labelColumn),
-        single_(settings_.values.value_or(false)),
+        single_(settings_.values),
         size_(std::max<std::int64_t>(stream.Position() + stream.Remaining(), 1)) {
     const auto find = [this](const std::optional<std::string>& name) {
       return name ? std::optional(table_.Find(*name)) : std::nullopt;
@@ -46,7 +48,7 @@ class CRowReader : public CPartReader {
   };
 
   void ChooseColumns() {
-    const auto use = settings_.use.value_or(std::vector<std::string>());
+    const auto use = settings_.use;
     if (single_ && !quantity_ && !use.empty()) {
       for (const std::string& name : use) {
         columns_.push_back(table_.Find(name));
@@ -58,7 +60,7 @@ class CRowReader : public CPartReader {
           skipped.push_back(*column);
         }
       }
-      for (const std::string& name : settings_.skip.value_or(std::vector<std::string>())) {
+      for (const std::string& name : settings_.skip) {
         if (const auto found = table_.TryFind(name)) {
           skipped.push_back(*found);
         }
@@ -83,7 +85,7 @@ class CRowReader : public CPartReader {
   }
 
   bool Wanted(const std::vector<std::string_view>& cells) const {
-    return !goodOnly_ || cells[*label_] == settings_.good.value_or("");
+    return !goodOnly_ || cells[*label_] == settings_.good;
   }
 
   bool NextRow(SPart& part) {
@@ -139,7 +141,7 @@ class CRowReader : public CPartReader {
       q.unit = units_[i];
       q.xUnit = single_ ? SUnit() : xUnit_;
       q.single = single_;
-      q.x0 = settings_.x0.value_or(0.0);
+      q.x0 = settings_.x0;
       q.dx = settings_.dx.value_or(1.0);
       const std::size_t n = single_ ? 1 : columns_.size();
       q.values.resize(n);
@@ -156,8 +158,8 @@ class CRowReader : public CPartReader {
   }
 
   bool IsUsed(const std::string& name) const {
-    return !settings_.use || settings_.use->empty() ||
-           std::find(settings_.use->begin(), settings_.use->end(), name) != settings_.use->end();
+    return settings_.use.empty() ||
+           std::find(settings_.use.begin(), settings_.use.end(), name) != settings_.use.end();
   }
 
   void NameQuantity(SQuantity& q, std::size_t column) const {
@@ -195,7 +197,7 @@ class CRowReader : public CPartReader {
   }
 
   CCsvTable table_;
-  SSettings settings_;
+  SReadSettings settings_;
   bool goodOnly_;
   bool single_;
   std::int64_t size_;
@@ -216,4 +218,4 @@ std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SRead
   return std::make_unique<CRowReader>(stream, context);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

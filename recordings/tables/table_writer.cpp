@@ -2,11 +2,11 @@
 #include <charconv>
 #include <cmath>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 #include "recordings/part_writer.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr double kSameGrid = 1e-3;  ///< of a step; closer grids share their x column
@@ -204,4 +204,4 @@ std::vector<std::string> WriteTable(const std::vector<SPart>& parts,
   return LostReferences(quantities);
 }
 
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -32,11 +32,28 @@ TEST(CommandLine, ReadsEveryOptionWithoutSwallowingFiles) {
 }
 
 TEST(Settings, AreWholeAfterTheStore) {
-  SSettings s =
-      ParseCommandLine({"learn", "s", "f", "--rows", "--dx", "0.1", "--use", "a,b", "--unit",
-                        "m/s²", "--ref", "1e-6", "--label-column", "ok", "--sides", "both"})
-          .options.settings;
-  SetDefaults(s);
+  const SSettings s = Resolve(ParseCommandLine({"learn",
+                                                "s",
+                                                "f",
+                                                "--rows",
+                                                "--dx",
+                                                "0.1",
+                                                "--use",
+                                                "a,b",
+                                                "--unit",
+                                                "m/s²",
+                                                "--ref",
+                                                "1e-6",
+                                                "--label-column",
+                                                "ok",
+                                                "--sides",
+                                                "both",
+                                                "--part-column",
+                                                "p",
+                                                "--quantity-column",
+                                                "q"})
+                                  .options.settings,
+                              std::nullopt, true);
   const SSettings back = SettingsFromText(SettingsToText(s));
   EXPECT_EQ(SettingsToText(back), SettingsToText(s));
   EXPECT_EQ(back.dx, 0.1);

@@ -48,6 +48,9 @@ int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
   } catch (const CHostError& e) {
     console.err << "limes: " << e.what() << '\n';
     return static_cast<int>(e.Code());
+  } catch (const CInputError& e) {
+    console.err << "limes: " << e.what() << '\n';
+    return static_cast<int>(ExitCode::kBadInput);
   } catch (const std::bad_alloc&) {
     console.err << "limes: not enough memory\n";
     return static_cast<int>(ExitCode::kStore);

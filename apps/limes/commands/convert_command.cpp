@@ -5,7 +5,7 @@
 #include "apps/limes/errors.h"
 #include "recordings/part_source.h"
 #include "recordings/part_writer.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -52,15 +52,7 @@ OutputFormat ChooseFormat(const SOptions& options) {
 }
 
 std::vector<SPart> ReadAll(const SOptions& options, SConsole& console) {
-  SSettings settings = options.settings;
-  if (!settings.skip) {
-    settings.skip.emplace();
-    for (const SCondition& condition : options.where) {
-      settings.skip->push_back(condition.column);
-    }
-  }
-  SetDefaults(settings);
-  Validate(settings);
+  const SSettings settings = Resolve(SettingsWithSkip(options), std::nullopt, true);
   CPartSource source(options.files,
                      CPartSource::SConfig{settings, options.selection, options.where, false, true});
   source.CheckFiles();

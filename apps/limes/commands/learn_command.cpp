@@ -35,15 +35,7 @@ class CLearnRun {
       store_ = std::make_unique<CStore>(options.store, CStore::Mode::kCreate);
       stored = store_->Settings();
     }
-    settings_ = options.settings;
-    if (!stored && !settings_.skip) {
-      settings_.skip.emplace();
-      for (const SCondition& condition : options.where) {
-        settings_.skip->push_back(condition.column);
-      }
-    }
-    settings_ = Resolve(settings_, stored.value_or(settings_), true);
-    Validate(settings_);
+    settings_ = Resolve(stored ? options.settings : SettingsWithSkip(options), stored, true);
     model_ = std::make_unique<CModel>(settings_);
     source_ = std::make_unique<CPartSource>(
         options.files,

@@ -8,7 +8,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -60,7 +60,6 @@ class CMergeRun {
     store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kExisting);
     store_->Begin();
     if (auto settings = store_->Settings()) {
-      SetDefaults(*settings);
       model_ = std::make_unique<CModel>(*settings);
       model_->Load(store_->Quantities(), store_->Path());
     }
@@ -73,7 +72,6 @@ class CMergeRun {
     if (!settings) {
       throw CStoreError(path + ": nothing is learnt in this store");
     }
-    SetDefaults(*settings);
     if (!model_) {
       model_ = std::make_unique<CModel>(*settings);
       newSettings_ = settings;

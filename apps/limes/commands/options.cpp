@@ -7,6 +7,7 @@
 
 #include "apps/limes/errors.h"
 #include "limes/version.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -94,7 +95,7 @@ void AddFlag(CLI::App& app, const std::string& name, std::optional<bool>& target
 }
 
 void AddReading(CLI::App& app, SOptions& o) {
-  SSettings& s = o.settings;
+  SGivenSettings& s = o.settings;
   app.option_defaults()->group("How files are read");
   AddFlag(app, "--rows", s.rows, "CSV: one curve per row");
   AddFlag(app, "--values", s.values, "CSV: one part per row, each cell a single value");
@@ -132,7 +133,7 @@ void AddSelection(CLI::App& app, SOptions& o) {
 }
 
 void AddForming(CLI::App& app, SOptions& o) {
-  SSettings& s = o.settings;
+  SGivenSettings& s = o.settings;
   app.option_defaults()->group("How quantities are formed");
   Add(app, "--cut", s.cut, "split a recording into parts of L samples", "L");
   AddFlag(app, "--detrend", s.detrend, "subtract the mean of each signal");
@@ -142,7 +143,7 @@ void AddForming(CLI::App& app, SOptions& o) {
 }
 
 void AddRule(CLI::App& app, SOptions& o) {
-  SSettings& s = o.settings;
+  SGivenSettings& s = o.settings;
   app.option_defaults()->group("Rule: limit = base + mean + factor * spread");
   Add(app, "--base", s.base, "constant part of the limit, in the unit (0)", "B");
   Add(app, "--factor", s.factor, "weight of the spread (3)", "F");
@@ -271,6 +272,17 @@ SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& ar
 }
 
 }  // namespace
+
+SGivenSettings SettingsWithSkip(const SOptions& options) {
+  SGivenSettings settings = options.settings;
+  if (!settings.skip) {
+    settings.skip.emplace();
+    for (const SCondition& condition : options.where) {
+      settings.skip->push_back(condition.column);
+    }
+  }
+  return settings;
+}
 
 SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
   SParsed parsed;

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "apps/limes/measurement/settings.h"
-#include "recordings/tables/csv_table.h"
 
 namespace limes::host {
 
@@ -17,7 +16,7 @@ struct SOptions {
   std::string store;
   std::vector<std::string> files;  ///< measurements; stores that are joined; names of parts
   std::string quantity;            ///< that is drawn
-  SSettings settings;              ///< only what was given
+  SGivenSettings settings;
   SSelection selection;
   std::vector<SCondition> where;
   bool json = false;
@@ -25,6 +24,9 @@ struct SOptions {
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one
 };
+
+/// The given settings; without --skip the columns of --where are skipped, as they hold one value.
+SGivenSettings SettingsWithSkip(const SOptions& options);
 
 struct SParsed {
   bool run = false;     ///< false: print the text and end with the code

@@ -9,6 +9,7 @@
 #include "apps/limes/report/judged_parts.h"
 #include "apps/limes/report/svg_plot.h"
 #include "apps/limes/store/store.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {

@@ -29,7 +29,7 @@ int RunReport(const SOptions& options, SConsole& console) {
   }
   CStore store(options.store, CStore::Mode::kReading);
   SCounts counts;
-  const std::string good = store.Settings().value_or(SSettings()).good.value_or("good");
+  const std::string good = store.Settings().value_or(SSettings()).good;
   store.ForEachJudged([&](const SPartVerdict& verdict) {
     counts.Add(verdict, good);
     if (options.json) {

@@ -11,8 +11,7 @@ namespace limes::host {
 int RunShow(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
-  SSettings settings = store.Settings().value_or(SSettings());
-  SetDefaults(settings);
+  const SSettings settings = store.Settings().value_or(SSettings());
   CModel model(settings);
   model.Load(store.Quantities(), store.Path());
   const std::int64_t learnt = store.CountParts(true);

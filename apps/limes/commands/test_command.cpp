@@ -62,9 +62,7 @@ class CTestRun {
     if (!stored) {
       throw CStoreError(options_.store + ": nothing is learnt in this store");
     }
-    SSettings settings = Resolve(options_.settings, *stored, false);
-    Validate(settings);
-    return settings;
+    return Resolve(options_.settings, stored, false);
   }
 
   void JudgeFile(CProgressBar& bar) {
@@ -109,7 +107,7 @@ class CTestRun {
     }
     store_.Commit();
     for (const SPartVerdict& verdict : pending_) {
-      counts_.Add(verdict, settings_.good.value_or(""));
+      counts_.Add(verdict, settings_.good);
       if (options_.json) {
         PrintVerdictJson(console_.out, verdict);
       } else {

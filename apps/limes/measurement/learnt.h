@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/errors.h"
 #include "apps/limes/measurement/verdict.h"
 #include "recordings/measurement.h"
 

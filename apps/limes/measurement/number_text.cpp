@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "recordings/measurement.h"
+#include "apps/limes/errors.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {

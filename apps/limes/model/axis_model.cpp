@@ -10,7 +10,7 @@
 #include "limes/kernels/averaging_factors.h"
 #include "limes/results/defect_report.h"
 #include "recordings/forming/free_steps.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -154,7 +154,7 @@ std::vector<SCurveExcess> CAxisModel::Regions(Side side) {
 /// Adds the items of the regions: the worst ones, or the worst alone.
 void CAxisModel::AddRegions(const std::vector<SCurveExcess>& regions,
                             const SQuantityVerdict& verdict, CProtocolItemList& items) const {
-  const std::size_t most = settings_.onePerCurve.value_or(false) ? 1 : kMostDefects;
+  const std::size_t most = settings_.onePerCurve ? 1 : kMostDefects;
   for (std::size_t i = 0; i < std::min(regions.size(), most); ++i) {
     CProtocolItem item;
     item.TakeFrom(regions[i]);
@@ -188,7 +188,7 @@ void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& 
     verdict.spread = Shown(result.spread);
     verdict.rmsDeviation = Shown(result.rms);
     verdict.judgedShare = Shown(result.share);
-    if (regions.empty() && verdict.judgedShare < settings_.minShare.value_or(0.0)) {
+    if (regions.empty() && verdict.judgedShare < settings_.minShare) {
       result.verdict = Verdict::kNotJudged;
     }
   }
@@ -249,7 +249,7 @@ std::string CAxisModel::Warning() {
   Update();
   const SCurves learnt = Curves(sides_[0]);
   const CSigCurveExt& grid = learnt.mean;
-  const std::int64_t scale = settings_.timeScale.value_or(kNoForgetting);
+  const std::int64_t scale = settings_.timeScale;
   const std::int64_t memory = scale < kNoForgetting ? scale : 45 * scale;
   std::int32_t coarse = 0;
   double most = 64.0;  // roundings that add up, at least

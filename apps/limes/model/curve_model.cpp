@@ -6,7 +6,7 @@
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/text.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -28,7 +28,7 @@ class CCurveModel : public CAxisModel {
       raw_.SetYUnit(unit_.unit);
       for (const Side side : sides_) {
         Tool(side).Vorlage(&raw_);
-        Tool(side).Neustart(settings_.timeScale.value_or(10000));
+        Tool(side).Neustart(settings_.timeScale);
         SetRule(side);
       }
     }
@@ -90,11 +90,11 @@ class CCurveModel : public CAxisModel {
 };
 
 void CCurveModel::SetRule(Side side) {
-  const double width = settings_.width.value_or(0.0);
+  const double width = settings_.width;
   // The library takes the width as a place on the x axis.
   const float place = width > 0.0 ? static_cast<float>(Grid()->XMin() + width) : 0.0F;
-  Tool(side).Bildungsregel(static_cast<float>(settings_.base.value_or(0.0)),
-                           static_cast<float>(settings_.factor.value_or(0.0)), place);
+  Tool(side).Bildungsregel(static_cast<float>(settings_.base), static_cast<float>(settings_.factor),
+                           place);
 }
 
 void CCurveModel::Fit(const std::string& part) {

@@ -5,10 +5,12 @@
 #include <limits>
 #include <new>
 
+#include "apps/limes/errors.h"
 #include "apps/limes/measurement/number_text.h"
 #include "limes/platform/text.h"
 #include "limes/results/defect_report_folder.h"
 #include "recordings/measurement.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {

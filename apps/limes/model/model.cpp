@@ -6,16 +6,16 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/defects.h"
 #include "apps/limes/model/quantity_model.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
 
 std::unique_ptr<CQuantityModel> Make(const SSettings& settings, const std::string& name,
                                      const SUnit& xUnit, const SUnit& unit, bool single) {
-  return single                            ? MakeValueModel(settings, name, unit)
-         : settings.tracks.value_or(false) ? MakeTrackModel(settings, name, xUnit, unit)
-                                           : MakeCurveModel(settings, name, xUnit, unit);
+  return single            ? MakeValueModel(settings, name, unit)
+         : settings.tracks ? MakeTrackModel(settings, name, xUnit, unit)
+                           : MakeCurveModel(settings, name, xUnit, unit);
 }
 
 void CheckNames(const SPart& part) {
@@ -200,9 +200,7 @@ std::vector<SLearntSummary> CModel::Summaries() {
       SLearntSummary summary = model->Summary(side);
       summary.name = model->Name();
       summary.side = side;
-      summary.kind = model->IsSingle()                  ? "value"
-                     : settings_.tracks.value_or(false) ? "track"
-                                                        : "curve";
+      summary.kind = model->IsSingle() ? "value" : settings_.tracks ? "track" : "curve";
       summary.parts = model->Learnt();
       summary.sureness = model->Sureness(side);
       summary.unit = model->Unit().Display();

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "apps/limes/errors.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 

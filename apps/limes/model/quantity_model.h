@@ -88,7 +88,7 @@ class CQuantityModel {
     return status == LearnStateStatus::kOk ? "" : WideToUtf8(Text(status));
   }
 
-  bool EnoughLearnt() const { return Learnt() >= settings_.minParts.value_or(1); }
+  bool EnoughLearnt() const { return Learnt() >= settings_.minParts; }
 
   SSettings settings_;
   std::string name_;

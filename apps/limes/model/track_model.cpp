@@ -8,7 +8,7 @@
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/text.h"
-#include "recordings/tables/csv_reader.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -84,9 +84,7 @@ class CTrackModel : public CAxisModel {
     const auto at = static_cast<std::size_t>(std::max(i, 0));
     return at < counts.size() ? counts[at] : 0;
   }
-  bool HasLimit(std::int32_t i) const override {
-    return LearntAt(i) >= settings_.minParts.value_or(1);
-  }
+  bool HasLimit(std::int32_t i) const override { return LearntAt(i) >= settings_.minParts; }
 
  private:
   static constexpr double kReserve = 0.125;  ///< of the grid, so that it seldom grows
@@ -121,9 +119,8 @@ void CTrackModel::Begin() {
 }
 
 void CTrackModel::SetRule(CTrackLernWerkzeug& tool) const {
-  tool.Bildungsregel(static_cast<float>(settings_.base.value_or(0.0)),
-                     static_cast<float>(settings_.factor.value_or(0.0)));
-  tool.BasisLernenAnzahl(static_cast<std::uint32_t>(settings_.minParts.value_or(1)));
+  tool.Bildungsregel(static_cast<float>(settings_.base), static_cast<float>(settings_.factor));
+  tool.BasisLernenAnzahl(static_cast<std::uint32_t>(settings_.minParts));
 }
 
 /// Adds as many points, where they are above 0, and some more; false when that is too many.

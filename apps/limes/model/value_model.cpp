@@ -6,6 +6,7 @@
 #include "limes/learning/learning_limit_value.h"
 #include "limes/platform/text.h"
 #include "limes/results/defect_report.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -20,7 +21,7 @@ class CValueModel : public CQuantityModel {
       : CQuantityModel(settings, name, SUnit(), unit, true) {
     for (CLernenderGrenzwert& limit : limits_) {
       limit.NameIst(Utf8ToWide(name));
-      limit.Neustart(settings.timeScale.value_or(10000));
+      limit.Neustart(settings.timeScale);
       SetRule(limit);
     }
   }
@@ -108,8 +109,7 @@ class CValueModel : public CQuantityModel {
   }
 
   void SetRule(CLernenderGrenzwert& limit) const {
-    limit.Bildungsregel(static_cast<float>(settings_.base.value_or(0.0)),
-                        static_cast<float>(settings_.factor.value_or(0.0)));
+    limit.Bildungsregel(static_cast<float>(settings_.base), static_cast<float>(settings_.factor));
     if (limit.NrGelernt() > 0) {
       limit.GrenzwertErneuern(1.0F);
     }

@@ -52,7 +52,7 @@ void CJudgedParts::SetColumns(std::size_t bytes) {
 }
 
 void CJudgedParts::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
-  counts_.Add(verdict, settings_.good.value_or("good"));
+  counts_.Add(verdict, settings_.good);
   folder_.Add(verdict.part);
   labels_ |= verdict.label && !verdict.label->empty();
   if (curveOf && !curves_) {

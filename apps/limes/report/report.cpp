@@ -8,6 +8,7 @@
 #include "apps/limes/measurement/number_text.h"
 #include "apps/limes/report/report_texts.h"
 #include "recordings/measurement.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -229,8 +230,8 @@ void PrintCounts(std::ostream& out, const SCounts& c) {
 void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
   out << s.name << (s.unit.empty() ? "" : " [" + s.unit + "]") << ", " << SideText(s.side)
       << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt";
-  if (s.parts < settings.minParts.value_or(1)) {
-    out << " (judged from " << settings.minParts.value_or(1) << " on)";
+  if (s.parts < settings.minParts) {
+    out << " (judged from " << settings.minParts << " on)";
   }
   out << '\n';
   if (s.kind != "value") {
@@ -245,8 +246,8 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
         << " points\n";
   }
   const char* sign = s.side == Side::kUpper ? " + " : " - ";
-  out << "  rule    mean" << sign << Brief(settings.factor.value_or(0.0)) << " * spread" << sign
-      << WithUnit(Brief(settings.base.value_or(0.0)), s.unit) << '\n';
+  out << "  rule    mean" << sign << Brief(settings.factor) << " * spread" << sign
+      << WithUnit(Brief(settings.base), s.unit) << '\n';
   const double spread = s.kind == "value" && s.spread.size() == 1 ? s.spread[0] : 0.0;
   out << "  mean    " << Range(s.mean, spread) << '\n';
   out << "  spread  " << Range(s.spread) << '\n';
@@ -270,11 +271,11 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["x_first"] = single ? Json(nullptr) : Json(s.xFirst);
   json["x_last"] = single ? Json(nullptr) : Json(s.xLast);
   json["step"] = single ? Json(nullptr) : Json(s.step);
-  json["base"] = settings.base.value_or(0.0);
-  json["factor"] = settings.factor.value_or(0.0);
-  json["width"] = settings.width.value_or(0.0);
-  json["time_scale"] = settings.timeScale.value_or(0);
-  json["min_parts"] = settings.minParts.value_or(0);
+  json["base"] = settings.base;
+  json["factor"] = settings.factor;
+  json["width"] = settings.width;
+  json["time_scale"] = settings.timeScale;
+  json["min_parts"] = settings.minParts;
   if (s.kind == "track") {
     json["learnt_at"] = s.learntAt;
   }

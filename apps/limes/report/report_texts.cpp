@@ -59,13 +59,13 @@ std::string DeviationText(const SQuantityVerdict& q) {
 }
 
 std::string RuleText(const SSettings& settings, const std::vector<const SLearntSummary*>& sides) {
-  const double base = settings.base.value_or(0.0);
+  const double base = settings.base;
   const char* sign = sides.size() > 1 ? " ± " : sides[0]->side == Side::kUpper ? " + " : " − ";
-  std::string margin = Brief(settings.factor.value_or(3.0)) + " × spread";
+  std::string margin = Brief(settings.factor) + " × spread";
   if (base != 0.0) {
     margin = "(" + margin + " + " + WithUnit(Brief(base), sides[0]->unit) + ")";
   }
-  const double width = settings.width.value_or(0.0);
+  const double width = settings.width;
   return std::string("mean") + sign + margin +
          (width > 0.0 && sides[0]->kind != "value"
               ? ", then its largest value within ±" + WithUnit(Brief(width), sides[0]->xUnit)

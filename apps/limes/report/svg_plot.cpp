@@ -4,10 +4,11 @@
 #include <charconv>
 #include <cmath>
 
+#include "apps/limes/errors.h"
 #include "apps/limes/report/markup.h"
 #include "apps/limes/report/plot_axis.h"
 #include "apps/limes/report/plot_values.h"
-#include "recordings/measurement.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "apps/limes/errors.h"
+#include "apps/limes/measurement/unit_text.h"
 #include "apps/limes/store/record_columns.h"
 #include "apps/limes/store/store_schema.h"
 #include "limes/version.h"

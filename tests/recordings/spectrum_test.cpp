@@ -9,7 +9,7 @@
 
 #include "tests/support/bits.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
 
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
@@ -62,4 +62,4 @@ TEST(LevelSpectrum, HasAFloorAndNeedsOneSegment) {
 }
 
 }  // namespace
-}  // namespace limes::host
+}  // namespace limes::recordings

@@ -3,16 +3,20 @@
 #include <random>
 #include <string>
 
-#include "apps/limes/errors.h"
+#include "recordings/errors.h"
 #include "recordings/tables/csv_table.h"
-#include "tests/host/host_fixture.h"
+#include "recordings/text.h"
 
-namespace limes::host {
+namespace limes::recordings {
 namespace {
+
+CMemoryStream BytesOf(std::string_view text) {
+  return CMemoryStream(std::vector<std::uint8_t>(text.begin(), text.end()));
+}
 
 /// All rows as "[cell][cell];", and what is wrong behind those read before it.
 std::string ReadAll(const std::string& text, bool byLibrary) {
-  CMemoryStream stream = test::BytesOf(text);
+  CMemoryStream stream = BytesOf(text);
   std::string rows;
   try {
     CCsvReader reader(stream, "t.csv");
@@ -65,7 +69,7 @@ TEST(CsvReader, BothSplittersAgreeOnAnyText) {
 
 TEST(CsvReader, RowsMayBeLongerThanItsBlocksAndAreFoundAgain) {
   const std::string longCell(3'000'000, '7');
-  CMemoryStream stream = test::BytesOf("a\n" + longCell + ",x\n\"q\"\nlast");
+  CMemoryStream stream = BytesOf("a\n" + longCell + ",x\n\"q\"\nlast");
   CCsvReader reader(stream, "t.csv");
   std::vector<std::string_view> cells;
   std::vector<CCsvReader::SPlace> places;
@@ -98,5 +102,19 @@ TEST(CsvNumbers, AreFiniteAndWhole) {
   EXPECT_FALSE(ParseNumber(std::string(100000, '9'), value));
 }
 
+TEST(Names, FromOutsideForgeNoLine) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"part 7 µm²\\a", "part 7 µm²\\a"},
+      {"a\nOK b\r\t\x1b[2K\x7f", "a\\nOK b\\r\\t\\x1b[2K\\x7f"},
+      {"\xc2\x9b\xe2\x80\xae\xe2\x80\xa8", "\\u009b\\u202e\\u2028"},
+      {"\xb5m \xe2\x82", "\\xb5m \\xe2\\x82"},
+      {std::string("\0", 1), "\\x00"},
+  };
+  for (const auto& [text, shown] : cases) {
+    EXPECT_EQ(Escaped(text), shown);
+  }
+  EXPECT_EQ(Quoted(std::string(39, 'a') + "\xc2\xb5"), "'" + std::string(39, 'a') + "...'");
+}
+
 }  // namespace
-}  // namespace limes::host
+}  // namespace limes::recordings
