@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs to a new prefix, then builds and runs the examples against it: once through
-# find_package, once through pkg-config, once with the static library.
+# find_package, once through pkg-config, once with the static library. A consumer of the shared
+# library uses every class that the headers export.
 # usage: install_test.sh BUILD_DIR SOURCE_DIR CXX
 set -eu
 build=$1 source=$2 cxx=$3
@@ -20,6 +21,13 @@ flags() { PKG_CONFIG_PATH=$pc pkg-config --define-variable=prefix="$work/prefix"
 # shellcheck disable=SC2046
 "$cxx" -std=c++20 $(flags --cflags) "$example" $(flags --libs) -o "$work/shared"
 LD_LIBRARY_PATH=$(dirname "$pc") "$work/shared"
+for class in $(grep -rohE '(class|struct) LIMES_EXPORT [A-Za-z_]+' "$work/prefix/include/limes" |
+  sed 's/.* //' | sort -u); do
+  grep -qw "$class" "$source/tests/consumer.cpp" || { echo "install_test: nobody uses $class"; exit 1; }
+done
+# shellcheck disable=SC2046
+"$cxx" -std=c++20 $(flags --cflags) "$source/tests/consumer.cpp" $(flags --libs) -o "$work/consumer"
+LD_LIBRARY_PATH=$(dirname "$pc") "$work/consumer"
 # shellcheck disable=SC2046
 "$cxx" -std=c++20 -DLIMES_STATIC_DEFINE $(flags --cflags) "$example" \
   "$(find "$work/prefix" -name liblimes.a)" -o "$work/static"

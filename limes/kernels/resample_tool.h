@@ -89,8 +89,10 @@ class LIMES_EXPORT CResampleTool {
   /// Grid of height rows of width points: row r combines the curves whose T lies in step r of the
   /// array's T range, by their element-wise maximum (a NaN takes the next curve's value), brought
   /// to the width by bin maxima, or by interpolation when it is longer. Rows between two filled
-  /// ones take the same interpolated values; rows behind the last take its values; row 0 without
-  /// curve is 0. Samples that no curve of a row has are 0.
+  /// ones take the same interpolated values, at the start between row 0 as it is and the first
+  /// filled one. Rows behind the last curve of the array take the values of the last filled row;
+  /// where curves follow behind the section, they stay as they are. Samples that no curve of a row
+  /// has are 0.
   ///
   /// False, with the grid unchanged, with fewer than two curves, without a first curve or its
   /// values, for an empty grid, a T range or section that is not rising, and when memory is short.

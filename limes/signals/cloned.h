@@ -1,19 +1,18 @@
 #pragma once
 
 #include <memory>
-#include <new>
+
+#include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
 
 /// A new copy; null when memory is short, for the object or for its words.
 template <class Signal>
 Signal* Cloned(const Signal& signal, bool deep) {
-  try {
+  return IfMemoryAllows(nullptr, [&]() -> Signal* {
     auto copy = std::make_unique<Signal>(signal, deep);
     return copy->DLen() == signal.DLen() ? copy.release() : nullptr;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  });
 }
 
 }  // namespace limes::detail

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/compressed_vector.h"
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/conversions.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/cloned.h"
 #include "limes/signals/extended_curve.h"
 
@@ -18,11 +18,7 @@ namespace {
 constexpr unsigned kHeadBytes = 63;  ///< what Size counts beside the data
 
 CObject* CreateCurve() noexcept {
-  try {
-    return new CSigCurve;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  return detail::IfMemoryAllows(nullptr, []() -> CObject* { return new CSigCurve; });
 }
 
 }  // namespace
@@ -38,7 +34,11 @@ CSigCurve::CSigCurve(int n) : CSignal(n) {
   SetXLen(DLen());
 }
 
-CSigCurve::CSigCurve(const CSigCurve& other, bool deep)
+CSigCurve::CSigCurve(const CSigCurve& other, bool deep) : CSigCurve(other, deep, AsPart()) {
+  SetXLen(DLen());
+}
+
+CSigCurve::CSigCurve(const CSigCurve& other, bool deep, AsPart /*tag*/)
     : CSignal(other, deep),
       xMin_(other.xMin_),
       xMax_(other.xMax_),
@@ -91,10 +91,14 @@ CSigCurve* CSigCurve::Clone(bool deep) const { return detail::Cloned(*this, deep
 
 bool CSigCurve::Copy(const CClonable& other, bool deep) {
   const auto* const curve = dynamic_cast<const CSigCurve*>(&other);
-  if (curve == nullptr || !CSignal::Copy(other, deep)) {
+  return curve != nullptr && CopyCurve(*curve, deep, curve->DLen());
+}
+
+bool CSigCurve::CopyCurve(const CSigCurve& other, bool deep, std::uint32_t xLen) {
+  if (!CopyWithXLen(other, deep, xLen)) {
     return false;
   }
-  CSigCurve::InitHeader(*curve, deep);
+  CSigCurve::InitHeader(other, deep);
   return true;
 }
 
@@ -140,7 +144,7 @@ void CSigCurve::SetXMinMax(float xMin, float xMax) {
 }
 
 float CSigCurve::XDelta() const {
-  // kept: n steps, not n - 1; stored x ranges rely on it
+  // kept: n steps, not n - 1: x ranges are stored so, with x max one step behind the last value
   return DLen() == 0 ? 0.0F : (xMax_ - xMin_) / static_cast<float>(DLen());
 }
 
@@ -171,7 +175,7 @@ bool CSigCurve::GetIndexValidate(float x, int& i) const {
 }
 
 int CSigCurve::GetIndexFromY(float y) const {
-  // kept: only the first value is compared; hosts rely on it
+  // kept: only the first value is compared; FindIndexOfY searches
   return DLen() > 0 && FloatData()[0] == y ? 0 : -1;
 }
 

@@ -49,7 +49,8 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   /// n values of 0, x from 0 to 1; no values when n is negative or memory is short. O(n).
   explicit CSigCurve(int n);
 
-  /// Copy of values and header; deep: with an own info, otherwise the info is shared. O(n).
+  /// Copy of values and header; deep: with an own info, otherwise the info is shared, unless the
+  /// other is an extended curve whose x length is not the number of values. O(n).
   CSigCurve(const CSigCurve& other, bool deep);
   CSigCurve(const CSigCurve& other) : CSigCurve(other, true) {}
 
@@ -317,6 +318,13 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   bool FitTogether(const CSigCurve* other) const;
 
  protected:
+  /// The same for what is a part of an extended curve: the x length stays.
+  struct AsPart {};
+  CSigCurve(const CSigCurve& other, bool deep, AsPart /*tag*/);
+
+  /// As Copy, with an x length; unchanged for what is no curve and when memory is short.
+  [[nodiscard]] bool CopyCurve(const CSigCurve& other, bool deep, std::uint32_t xLen);
+
   template <class Value>
   static std::span<Value> Part(std::span<Value> values, SIndexRange range) {
     return values.subspan(static_cast<std::size_t>(range.first), range.Size());

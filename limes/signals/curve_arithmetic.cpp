@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "limes/kernels/value_loops.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/curve.h"
 
 namespace limes {
@@ -26,14 +26,11 @@ double IntegerPower(double base, int exponent) {
 /// Changes the unit of y; false, with nothing changed, when memory is short.
 template <class Change>
 bool ChangeYUnit(CSigCurve& curve, Change change) {
-  try {
+  return detail::IfMemoryAllows([&] {
     CMeasuringUnit unit = curve.YUnit();
     change(unit);
     curve.SetYUnit(unit);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  });
 }
 
 }  // namespace

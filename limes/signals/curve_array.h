@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -21,7 +22,7 @@ class CSigCurveList;
 class CSigPairs;
 
 namespace detail {
-struct ArrayReduction;
+struct Reduction;
 }
 
 /// Signal over two axes: curves over x, taken at rising positions T, such as spectra over speed.
@@ -58,6 +59,10 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   CSigCurveArray(const CSigCurveArray& other, bool deep);
   CSigCurveArray(const CSigCurveArray& other) : CSigCurveArray(other, true) {}
   CSigCurveArray& operator=(const CSigCurveArray& other);
+
+  /// Takes over the curves themselves; the other is as a new array then. O(1).
+  CSigCurveArray(CSigCurveArray&& other) noexcept;
+  CSigCurveArray& operator=(CSigCurveArray&& other) noexcept;
   const CRuntimeClass* GetRuntimeClass() const override;
   ~CSigCurveArray() override;
   static const CRuntimeClass* GetThisClass();
@@ -74,11 +79,11 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   // ---- Slots
 
   /// Number of curves in use, empty slots among them included.
-  std::int32_t Anzahl() const { return count_; }
+  std::int32_t Anzahl() const { return head_.count; }
 
   /// Number of slots.
   std::int32_t SlotCapacity() const { return static_cast<std::int32_t>(slots_.size()); }
-  bool KurvenVoll() const { return count_ == SlotCapacity(); }
+  bool KurvenVoll() const { return head_.count == SlotCapacity(); }
 
   /// Sets the number of curves; new slots are empty, and no slot is given up. False, with nothing
   /// changed, for a negative n and when memory is short.
@@ -112,8 +117,8 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   void KurvenFreigeben();
 
   /// Curve i; null when there is none.
-  CSigCurveExt* operator[](int i) { return Slot(i); }
-  const CSigCurveExt* operator[](int i) const { return Slot(i); }
+  CSigCurveExt* operator[](int i) { return At(i); }
+  const CSigCurveExt* operator[](int i) const { return At(i); }
 
   // ---- Filling: copies curves one by one, reusing those that are there. Each returns the index
   // of the curve, or -1 when memory is short. Only complete with one of KurvenKomplett.
@@ -146,7 +151,7 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
 
   /// The curves in use are those delivered, or the first n for n > 0. The x range becomes the
   /// first curve's. T runs from the first to the last curve; for a time series from 0 to their
-  /// number, and every T is scaled to that.
+  /// number, and every T is scaled to that; no time moves.
   void KurvenKomplett(int n = 0);
 
   /// Sorts the delivered curves by T first.
@@ -164,9 +169,9 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   /// last. O(n log n).
   void KurvenSortieren();
 
-  /// Appends copies of the other's curves with their T, between time series at their times, then
-  /// as KurvenKomplett for all. False, with nothing changed, when memory is short. The other
-  /// may be this array. O(values).
+  /// Appends copies of the other's curves with their T, then as KurvenKomplett for all. Between
+  /// time series they keep their times, and the interval becomes that of both. False, with nothing
+  /// changed, when memory is short. The other may be this array. O(values).
   bool Append(const CSigCurveArray& other);
 
   /// The same with the curves of a list, at their dates.
@@ -174,20 +179,20 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
 
   // ---- Axes
 
-  float TMin() const { return tMin_; }
-  float TMax() const { return tMax_; }
-  float TDelta() const { return tDelta_; }
+  float TMin() const { return head_.tMin; }
+  float TMax() const { return head_.tMax; }
+  float TDelta() const { return head_.tDelta; }
 
   /// Visible part of the T range.
-  float TVMin() const { return tvMin_; }
-  float TVMax() const { return tvMax_; }
+  float TVMin() const { return head_.tvMin; }
+  float TVMax() const { return head_.tvMax; }
 
   /// x range that the curves have in common.
-  const Bereich& VBereich() const { return vBereich_; }
+  const Bereich& VBereich() const { return head_.x; }
 
   /// Sets the T range, all of it visible; no effect unless tMin <= tMax. The step becomes dt when
   /// that is above 0, else the range over the number of curves, 1.0 without curves.
-  // kept: the range over n, not n - 1; stored steps rely on it
+  // kept: the range over n, not n - 1, as in the records that are stored
   void TBereich(float tMin, float tMax, float dt = 0.0F);
 
   /// Sets the visible part, clamped into the T range.
@@ -200,28 +205,28 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   void AlleKurvenBereich(float xMin, float xMax, const CMeasuringUnit& xUnit,
                          const CMeasuringUnit& yUnit);
 
-  const CMeasuringUnit& TUnit() const { return tUnit_; }
-  const CMeasuringUnit& XUnit() const { return xUnit_; }
-  const CMeasuringUnit& YUnit() const { return yUnit_; }
-  void SetTUnit(const CMeasuringUnit& unit) { tUnit_ = unit; }
-  void SetXUnit(const CMeasuringUnit& unit) { xUnit_ = unit; }
-  void SetYUnit(const CMeasuringUnit& unit) { yUnit_ = unit; }
+  const CMeasuringUnit& TUnit() const { return head_.tUnit; }
+  const CMeasuringUnit& XUnit() const { return head_.xUnit; }
+  const CMeasuringUnit& YUnit() const { return head_.yUnit; }
+  void SetTUnit(const CMeasuringUnit& unit) { head_.tUnit = unit; }
+  void SetXUnit(const CMeasuringUnit& unit) { head_.xUnit = unit; }
+  void SetYUnit(const CMeasuringUnit& unit) { head_.yUnit = unit; }
 
   /// Parses the text with CMeasuringUnit::set and returns its result.
-  bool SetTUnit(std::u16string_view text) { return tUnit_.set(text); }
-  bool SetYUnit(std::u16string_view text) { return yUnit_.set(text); }
+  bool SetTUnit(std::u16string_view text) { return head_.tUnit.set(text); }
+  bool SetYUnit(std::u16string_view text) { return head_.yUnit.set(text); }
 
   /// The T unit as text.
-  wide_string TEinheit() const { return tUnit_.prefixunit(); }
+  wide_string TEinheit() const { return head_.tUnit.prefixunit(); }
 
-  const wide_string& Name() const { return name_; }
-  void SetName(std::u16string_view name) { name_ = name; }
-  const CQuinterMFC& Quinter() const { return quinter_; }
-  CQuinterMFC& Quinter() { return quinter_; }
+  const wide_string& Name() const { return head_.name; }
+  void SetName(std::u16string_view name) { head_.name = name; }
+  const CQuinterMFC& Quinter() const { return head_.quinter; }
+  CQuinterMFC& Quinter() { return head_.quinter; }
 
   /// Free for the host; 3 at first.
-  std::int32_t Mode() const { return mode_; }
-  void Mode(std::int32_t mode) { mode_ = mode; }
+  std::int32_t Mode() const { return head_.mode; }
+  void Mode(std::int32_t mode) { head_.mode = mode; }
 
   /// Step of x: that of the first curve; 0.0 without one.
   float XDelta() const;
@@ -244,16 +249,18 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   int FindeKurveHinter(float t, int start = 0) const;
 
   /// By the extension data of the curves; -1 when none has them.
-  // kept: the index before the curve found, and curve 0 is never looked at; hosts pair by it
+  // kept: the index before the curve found, and curve 0 is never looked at: so curves are paired
+  // with data that stand one place before them
   int FindeKurveZuExtData(const CObject* data, int start = 0) const;
 
   // ---- Time
 
-  bool IstZeitreihe() const { return timeSeries_; }
-  std::int64_t StartZeit() const { return time_.Start(); }
-  std::int64_t EndZeit() const { return time_.End(); }
+  bool IstZeitreihe() const { return head_.timeSeries; }
+  std::int64_t StartZeit() const { return head_.time.Start(); }
+  std::int64_t EndZeit() const { return head_.time.End(); }
 
-  /// Time of curve i: start + trunc(T / f * span), f being what T was scaled by.
+  /// Time of curve i: the one it was put at, or start + trunc(T / f * span) of a T that the host
+  /// set, f being what T was scaled by.
   std::int64_t ZeitPos(int i) const;
 
   /// Time of the first and of the last curve; start and end without curves.
@@ -360,58 +367,73 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   int KurveBei(std::int64_t time, int start = 0) const;
 
  private:
-  struct Delivery {
-    const CSigCurve* curve;
-    float t;
+  /// A place for a curve. What was put there at a time keeps it exactly, as long as its T is the
+  /// one that the time gave.
+  struct Slot {
+    std::unique_ptr<CSigCurveExt> curve;
+    float t = std::numeric_limits<float>::quiet_NaN();  ///< from the time
+    std::int64_t time = 0;
   };
-  using Slots = std::vector<std::unique_ptr<CSigCurveExt>>;
+  using Slots = std::vector<Slot>;
+
+  /// All but the slots.
+  struct Header {
+    std::int32_t count = 0;
+    float tMin = 0.0F;
+    float tMax = 1.0F;
+    float tDelta = 1.0F;
+    Bereich x;
+    float tvMin = 0.0F;
+    float tvMax = 1.0F;
+    wide_string name;
+    CMeasuringUnit tUnit;
+    CMeasuringUnit xUnit;
+    CMeasuringUnit yUnit;
+    CQuinterMFC quinter;
+    std::int32_t lastAttached = -1;
+    std::int32_t lastDelivered = -1;
+    float reserved = 0.0F;
+    bool timeSeries = false;
+    CTimeFloatScaling time;
+    double timeFactor = 1.0;  ///< what T of a time series is scaled by
+    std::int32_t mode = 3;
+  };
+
+  Slot& SlotAt(int i) { return slots_[static_cast<std::size_t>(i)]; }
+  const Slot& SlotAt(int i) const { return slots_[static_cast<std::size_t>(i)]; }
 
   /// Curve i in use; null when there is none.
-  CSigCurveExt* Slot(int i) const {
-    return i >= 0 && i < count_ ? slots_[static_cast<std::size_t>(i)].get() : nullptr;
+  CSigCurveExt* At(int i) const {
+    return i >= 0 && i < head_.count ? SlotAt(i).curve.get() : nullptr;
   }
-  const CSigCurveExt* FirstCurve() const;
   std::vector<const CSigCurveExt*> Curves() const;
+  template <class Operation>
+  void ForEachCurve(Operation operation) const;
+  template <class Operation>
+  void ForEachPair(const CSigCurveArray& other, Operation operation);
+
   bool Reserve(std::int64_t n);
+  static bool CopySlots(const Slots& from, bool deep, Slots& copies);
   int Deliver(const CSigCurve& curve, float t);
   int Begin(const CSigCurve& curve, float t);
-  bool AppendCopies(const std::vector<Delivery>& deliveries);
-  bool CopySlots(const CSigCurveArray& other, bool deep, Slots& copies) const;
-  void TakeHeader(const CSigCurveArray& other);
-  double Fraction(int i) const;
-  void TakeVBereich();
+  template <class Before>
+  bool AppendSlots(Slots& added, Before before);
+  bool HasTime(int i) const;
+  float TOf(std::int64_t time) const;
+  int PutAt(int i, std::int64_t time);
+  void TakeFirstRange();
   void TakeYUnit();
   const CMeasuringUnit& ValueUnit() const;
-  std::vector<float> Weights(const CSigPairs& weights) const;
-  bool Reduced(CSigCurveExt* target, const detail::ArrayReduction& recipe) const;
   bool Reduced(CSigCurveExt* target, const CSigPairs* weights,
-               const detail::ArrayReduction& recipe) const;
+               const detail::Reduction& recipe) const;
   template <class Value>
   int Across(CSigCurveExt* target, Value value) const;
   template <class Value>
   int Across(CSigPairs* pairs, Value value) const;
   bool Export(CFileStream& file, bool raw) const;
 
-  Slots slots_;  ///< its size is the capacity
-  std::int32_t count_ = 0;
-  float tMin_ = 0.0F;
-  float tMax_ = 1.0F;
-  float tDelta_ = 1.0F;
-  Bereich vBereich_;
-  float tvMin_ = 0.0F;
-  float tvMax_ = 1.0F;
-  wide_string name_;
-  CMeasuringUnit tUnit_;
-  CMeasuringUnit xUnit_;
-  CMeasuringUnit yUnit_;
-  CQuinterMFC quinter_;
-  std::int32_t lastAttached_ = -1;
-  std::int32_t lastDelivered_ = -1;
-  float reserved_ = 0.0F;
-  bool timeSeries_ = false;
-  CTimeFloatScaling time_;
-  double timeFactor_ = 1.0;  ///< what T of a time series is scaled by
-  std::int32_t mode_ = 3;
+  Slots slots_;  ///< their number is the capacity
+  Header head_;
 };
 
 }  // namespace limes

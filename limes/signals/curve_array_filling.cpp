@@ -1,10 +1,11 @@
-// How a curve array gets its curves one by one.
+// How a curve array gets its curves one by one, and the times of a series.
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <utility>
 
+#include "limes/platform/conversions.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/signal_lists.h"
@@ -16,74 +17,79 @@ namespace {
 constexpr std::int64_t kFirstSlots = 8;  ///< of an array that grows while it is filled
 
 /// A copy at T, in the curve that is there; false, with nothing changed, when memory is short.
-bool PutCopy(std::unique_ptr<CSigCurveExt>& slot, const CSigCurve& curve, float t) try {
-  if (slot.get() != &curve) {
+bool PutCopy(std::unique_ptr<CSigCurveExt>& place, const CSigCurve& curve, float t) {
+  if (place.get() != &curve) {
     std::unique_ptr<CSigCurveExt> added;
-    if (slot == nullptr) {
-      added = std::make_unique<CSigCurveExt>();
+    if (place == nullptr &&
+        !detail::IfMemoryAllows([&] { added = std::make_unique<CSigCurveExt>(); })) {
+      return false;
     }
-    CSigCurveExt* const target = slot == nullptr ? added.get() : slot.get();
-    if (target == nullptr || !target->Copy(curve, true)) {
+    CSigCurveExt& target = place == nullptr ? *added : *place;
+    if (!target.Copy(curve, true)) {
       return false;
     }
     if (!curve.HasQuinter()) {
-      target->ClearQuinter();
+      target.ClearQuinter();
     }
     if (added != nullptr) {
-      slot = std::move(added);
+      place = std::move(added);
     }
   }
-  slot->Date(t);
+  place->Date(t);
   return true;
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
 }  // namespace
 
 int CSigCurveArray::Deliver(const CSigCurve& curve, float t) {
-  const std::int64_t index = std::int64_t{lastDelivered_} + 1;
+  const std::int64_t index = std::int64_t{head_.lastDelivered} + 1;
   const std::int64_t capacity = SlotCapacity();
   if (index >= capacity && !Reserve(std::max(kFirstSlots, 2 * capacity))) {
     return -1;
   }
-  if (!PutCopy(slots_[static_cast<std::size_t>(index)], curve, t)) {
+  Slot& slot = slots_[static_cast<std::size_t>(index)];
+  if (!PutCopy(slot.curve, curve, t)) {
     return -1;
   }
-  lastDelivered_ = static_cast<std::int32_t>(index);
-  count_ = std::max(count_, lastDelivered_ + 1);
-  return lastDelivered_;
+  slot.t = std::numeric_limits<float>::quiet_NaN();
+  head_.lastDelivered = static_cast<std::int32_t>(index);
+  head_.count = std::max(head_.count, head_.lastDelivered + 1);
+  return head_.lastDelivered;
 }
 
 int CSigCurveArray::Begin(const CSigCurve& curve, float t) {
-  VonAnfangAn();
-  const int index = Deliver(curve, t);
-  if (index == 0) {
-    xUnit_ = curve.XUnit();
-    yUnit_ = curve.YUnit();
-  }
-  return index;
+  return detail::IfMemoryAllows(-1, [&] {
+    CMeasuringUnit xUnit = curve.XUnit();
+    CMeasuringUnit yUnit = curve.YUnit();
+    VonAnfangAn();
+    const int index = Deliver(curve, t);
+    if (index == 0) {
+      head_.xUnit = std::move(xUnit);
+      head_.yUnit = std::move(yUnit);
+    }
+    return index;
+  });
 }
 
 int CSigCurveArray::ErsteKurve(const CSigCurve& curve) {
-  timeSeries_ = false;
+  head_.timeSeries = false;
   return Begin(curve, 0.0F);
 }
 
 int CSigCurveArray::ErsteKurve(const CSigCurveExt& curve) {
-  timeSeries_ = false;
+  head_.timeSeries = false;
   return Begin(curve, curve.Date());
 }
 
 int CSigCurveArray::ErsteKurve(const CSigCurveExt& curve, std::int64_t start, std::int64_t end,
                                std::int64_t t) {
-  timeSeries_ = true;
-  time_.Set(start, end);
-  return Begin(curve, time_.ToFloat(t));
+  head_.timeSeries = true;
+  head_.time.Set(start, end);
+  return PutAt(Begin(curve, 0.0F), t);
 }
 
 int CSigCurveArray::WeitereKurve(const CSigCurve& curve) {
-  return Deliver(curve, lastDelivered_ < 0 ? 0.0F : TPos(lastDelivered_) + tDelta_);
+  return Deliver(curve, head_.lastDelivered < 0 ? 0.0F : TPos(head_.lastDelivered) + head_.tDelta);
 }
 
 int CSigCurveArray::WeitereKurve(const CSigCurve& curve, float t) { return Deliver(curve, t); }
@@ -91,7 +97,7 @@ int CSigCurveArray::WeitereKurve(const CSigCurve& curve, float t) { return Deliv
 int CSigCurveArray::WeitereKurve(const CSigCurveExt& curve) { return Deliver(curve, curve.Date()); }
 
 int CSigCurveArray::WeitereKurveTm(const CSigCurve& curve, std::int64_t t) {
-  return Deliver(curve, static_cast<float>(time_.ToFloat(t) * timeFactor_));
+  return PutAt(Deliver(curve, 0.0F), t);
 }
 
 int CSigCurveArray::KurveSetzen(int i, const CSigCurve& curve) {
@@ -99,10 +105,7 @@ int CSigCurveArray::KurveSetzen(int i, const CSigCurve& curve) {
 }
 
 int CSigCurveArray::KurveSetzen(int i, const CSigCurve& curve, float t) {
-  if (i < 0 || i >= count_) {
-    return -1;
-  }
-  return PutCopy(slots_[static_cast<std::size_t>(i)], curve, t) ? i : -1;
+  return i >= 0 && i < head_.count && PutCopy(SlotAt(i).curve, curve, t) ? i : -1;
 }
 
 int CSigCurveArray::KurveSetzen(int i, const CSigCurveExt& curve) {
@@ -115,123 +118,183 @@ int CSigCurveArray::KurveSetzen(int i, const CSigCurveExt& curve, float t) {
 
 void CSigCurveArray::KurvenKomplett(int n) {
   if (n > 0) {
-    lastDelivered_ = std::min(n, SlotCapacity()) - 1;
+    head_.lastDelivered = std::min(n, SlotCapacity()) - 1;
   }
-  count_ = lastDelivered_ + 1;
-  TakeVBereich();
-  if (count_ == 0) {
+  head_.count = head_.lastDelivered + 1;
+  TakeFirstRange();
+  if (head_.count == 0) {
     return;
   }
-  if (!timeSeries_) {
-    TBereich(TPos(0), TPos(count_ - 1));
+  if (!head_.timeSeries) {
+    TBereich(TPos(0), TPos(head_.count - 1));
     return;
   }
-  const double factor = count_ / timeFactor_;  // a repeated call scales by what has changed only
-  timeFactor_ = count_;
-  TBereich(0.0F, static_cast<float>(count_));
-  for (int i = 0; i < count_; ++i) {
-    TPos(i, static_cast<float>(TPos(i) * factor));
+  const double factor =
+      head_.count / head_.timeFactor;  // a repeated call scales by the change only
+  head_.timeFactor = head_.count;
+  TBereich(0.0F, static_cast<float>(head_.count));
+  for (int i = 0; i < head_.count; ++i) {
+    if (HasTime(i)) {
+      PutAt(i, SlotAt(i).time);  // from the time itself, which does not drift
+    } else {
+      TPos(i, static_cast<float>(TPos(i) * factor));
+    }
   }
 }
 
 void CSigCurveArray::KurvenKomplettUndSortieren() {
-  count_ = lastDelivered_ + 1;
+  head_.count = head_.lastDelivered + 1;
   KurvenSortieren();
   KurvenKomplett();
 }
 
 void CSigCurveArray::KurvenKomplettUndPositionieren(float t0, float dt) {
-  if (dt == 0.0F || lastDelivered_ < 0) {
+  if (dt == 0.0F || head_.lastDelivered < 0) {
     return;
   }
-  count_ = lastDelivered_ + 1;
-  TakeVBereich();
-  tMin_ = t0;
-  tvMin_ = t0;
-  tMax_ = static_cast<float>(lastDelivered_) * dt;  // kept: without t0; stored ranges rely on it
-  tvMax_ = tMax_;
-  tDelta_ = dt;
-  for (int i = 0; i < count_; ++i) {
+  head_.count = head_.lastDelivered + 1;
+  TakeFirstRange();
+  head_.tMin = t0;
+  head_.tvMin = t0;
+  head_.tMax = static_cast<float>(head_.lastDelivered) * dt;  // kept: without t0, as it is stored
+  head_.tvMax = head_.tMax;
+  head_.tDelta = dt;
+  for (int i = 0; i < head_.count; ++i) {
     TPos(i, static_cast<float>(i) * dt + t0);
   }
 }
 
 void CSigCurveArray::VonAnfangAn() {
-  lastDelivered_ = -1;
-  timeFactor_ = 1.0;
+  head_.lastDelivered = -1;
+  head_.timeFactor = 1.0;
 }
 
 void CSigCurveArray::KurvenSortieren() {
-  const auto rank = [](const std::unique_ptr<CSigCurveExt>& curve) {
-    return curve == nullptr ? 2 : (std::isnan(curve->Date()) ? 1 : 0);
+  const auto rank = [](const Slot& slot) {
+    return slot.curve == nullptr ? 2 : (std::isnan(slot.curve->Date()) ? 1 : 0);
   };
-  std::stable_sort(slots_.begin(), slots_.begin() + count_, [rank](const auto& a, const auto& b) {
-    const int rankA = rank(a);
-    const int rankB = rank(b);
-    return rankA != rankB ? rankA < rankB : rankA == 0 && a->Date() < b->Date();
-  });
+  const auto before = [rank](const Slot& a, const Slot& b) {
+    return rank(a) != rank(b) ? rank(a) < rank(b)
+                              : rank(a) == 0 && a.curve->Date() < b.curve->Date();
+  };
+  std::stable_sort(slots_.begin(), slots_.begin() + head_.count, before);
 }
 
 bool CSigCurveArray::Append(const CSigCurveArray& other) {
-  const bool times = timeSeries_ && other.timeSeries_;
-  std::vector<Delivery> deliveries;
-  try {
-    deliveries.reserve(static_cast<std::size_t>(other.count_));
-  } catch (const std::bad_alloc&) {
+  const bool times = head_.timeSeries && other.head_.timeSeries && other.head_.count > 0;
+  const std::int64_t start = std::min(StartZeit(), other.StartZeit());
+  const std::int64_t end = std::max(EndZeit(), other.EndZeit());
+  Slots added;
+  if (!detail::IfMemoryAllows([&] { added.resize(static_cast<std::size_t>(other.head_.count)); })) {
     return false;
   }
-  for (int i = 0; i < other.count_; ++i) {
-    float t = other.TPos(i);
-    if (times && time_.Span() != 0.0) {
-      const double seconds =
-          other.Fraction(i) * other.time_.Span() +
-          static_cast<double>(SaturatingDifference(other.StartZeit(), StartZeit()));
-      t = static_cast<float>(seconds / time_.Span() * timeFactor_);
+  for (int i = 0; i < other.head_.count; ++i) {
+    Slot& slot = added[static_cast<std::size_t>(i)];
+    const float t = other.TPos(i);
+    if (other.At(i) != nullptr && !PutCopy(slot.curve, *other.At(i), t)) {
+      return false;
     }
-    deliveries.push_back({other.Slot(i), t});
+    slot.t = times ? t : slot.t;
+    slot.time = other.ZeitPos(i);
   }
-  return AppendCopies(deliveries);
+  return AppendSlots(added, [&] {
+    if (times) {
+      ZeitraumAendern(start, end);
+    }
+  });
 }
 
 bool CSigCurveArray::Append(const CSigCurveList& list) {
-  std::vector<Delivery> deliveries;
-  try {
-    for (const auto& curve : list) {
-      deliveries.push_back({curve.get(), curve->Date()});
-    }
-  } catch (const std::bad_alloc&) {
+  Slots added;
+  if (!detail::IfMemoryAllows([&] { added.resize(static_cast<std::size_t>(list.Anzahl())); })) {
     return false;
   }
-  return AppendCopies(deliveries);
-}
-
-bool CSigCurveArray::AppendCopies(const std::vector<Delivery>& deliveries) {
-  Slots copies;
-  try {
-    copies.resize(deliveries.size());
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  for (std::size_t i = 0; i < copies.size(); ++i) {
-    const Delivery& from = deliveries[i];
-    if (from.curve != nullptr && !PutCopy(copies[i], *from.curve, from.t)) {
+  for (int i = 0; i < list.Anzahl(); ++i) {
+    if (!PutCopy(added[static_cast<std::size_t>(i)].curve, *list[i], list[i]->Date())) {
       return false;
     }
   }
-  const std::int64_t total = std::int64_t{count_} + static_cast<std::int64_t>(copies.size());
-  if (!Reserve(total)) {
-    return false;
+  return AppendSlots(added, [] {});
+}
+
+/// Moves the slots behind those in use, after a step that cannot fail; false, with nothing changed,
+/// when memory is short.
+template <class Before>
+bool CSigCurveArray::AppendSlots(Slots& added, Before before) {
+  const std::int64_t total = std::int64_t{head_.count} + static_cast<std::int64_t>(added.size());
+  const CSigCurveExt* const first =
+      head_.count == 0 && !added.empty() ? added.front().curve.get() : nullptr;
+  return detail::IfMemoryAllows(false, [&] {
+    CMeasuringUnit xUnit = first != nullptr ? first->XUnit() : head_.xUnit;
+    CMeasuringUnit yUnit = first != nullptr ? first->YUnit() : head_.yUnit;
+    if (!Reserve(total)) {
+      return false;
+    }
+    before();
+    std::move(added.begin(), added.end(), slots_.begin() + head_.count);
+    if (total > 0) {
+      KurvenKomplett(static_cast<int>(total));
+    }
+    head_.xUnit = std::move(xUnit);
+    head_.yUnit = std::move(yUnit);
+    return true;
+  });
+}
+
+/// Whether curve i lies where it was put at a time.
+bool CSigCurveArray::HasTime(int i) const { return At(i) != nullptr && TPos(i) == SlotAt(i).t; }
+
+/// T of a time.
+float CSigCurveArray::TOf(std::int64_t time) const {
+  return static_cast<float>(head_.time.ToFloat(time) * head_.timeFactor);
+}
+
+/// Puts a curve at a time: i.
+int CSigCurveArray::PutAt(int i, std::int64_t time) {
+  if (At(i) != nullptr) {
+    TPos(i, TOf(time));
+    SlotAt(i).t = TPos(i);
+    SlotAt(i).time = time;
   }
-  const bool first = count_ == 0;
-  std::move(copies.begin(), copies.end(), slots_.begin() + count_);
-  if (total > 0) {
-    KurvenKomplett(static_cast<int>(total));
+  return i;
+}
+
+std::int64_t CSigCurveArray::ZeitPos(int i) const {
+  if (HasTime(i)) {
+    return SlotAt(i).time;
   }
-  if (const CSigCurveExt* const curve = first ? FirstCurve() : nullptr) {
-    xUnit_ = curve->XUnit();
-    yUnit_ = curve->YUnit();
+  const double seconds = TPos(i) / head_.timeFactor * head_.time.Span();
+  return std::isnan(seconds) ? StartZeit() : SaturatingSum(StartZeit(), TruncToInt64(seconds));
+}
+
+std::int64_t CSigCurveArray::ErsteZeit() const {
+  return head_.count > 0 ? ZeitPos(0) : StartZeit();
+}
+
+std::int64_t CSigCurveArray::LetzteZeit() const {
+  return head_.count > 0 ? ZeitPos(head_.count - 1) : EndZeit();
+}
+
+bool CSigCurveArray::ZeitImBereich(std::int64_t time) const {
+  const auto [first, last] = std::minmax({ErsteZeit(), LetzteZeit()});
+  return head_.timeSeries && head_.count > 0 && first <= time && time <= last;
+}
+
+void CSigCurveArray::ZeitraumAendern(std::int64_t start, std::int64_t end) {
+  if (!head_.timeSeries) {
+    return;
   }
-  return true;
+  for (int i = 0; i < head_.count; ++i) {  // as long as T is by the former interval
+    SlotAt(i).time = ZeitPos(i);
+  }
+  head_.time.Set(start, end);
+  for (int i = 0; i < head_.count; ++i) {
+    PutAt(i, SlotAt(i).time);
+  }
+}
+
+int CSigCurveArray::KurveBei(std::int64_t time, int start) const {
+  return FindeKurveZu(TOf(time), start);
 }
 
 }  // namespace limes

@@ -1,10 +1,11 @@
 // File record of the curve array.
 
-#include <new>
+#include <memory>
 #include <string>
 #include <tuple>
 #include <utility>
 
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
@@ -38,7 +39,7 @@ struct SArrayHead {
 };
 
 /// Reads magic, version and text length; without the magic the first word is the text length.
-bool ReadStart(detail::RecordReader& in, std::uint32_t& textLength, int& status) {
+bool ReadStart(detail::RecordReader& in, std::uint32_t& textLength, int& failure) {
   std::uint32_t first = 0;
   std::uint32_t version = 0;
   if (!in.Get(first)) {
@@ -52,7 +53,7 @@ bool ReadStart(detail::RecordReader& in, std::uint32_t& textLength, int& status)
     return false;
   }
   if (version > kNewestVersion) {
-    status = CSigCurveArray::kStatusVersion;
+    failure = CSigCurveArray::kStatusVersion;
     return false;
   }
   return in.Get(textLength);
@@ -68,17 +69,10 @@ bool ReadName(detail::RecordReader& in, std::uint32_t textLength, wide_string& n
   return true;
 }
 
-bool ReadCurves(CFileStream& file, const SArrayHead& head,
-                std::vector<std::unique_ptr<CSigCurveExt>>& curves) {
-  for (std::int32_t i = 0; i < head.count; ++i) {
-    auto curve = std::make_unique<CSigCurveExt>();
-    const detail::RecordBuffer buffer(*curve);
-    if (curve->ReadFromFileChecked(file, head.curveVersion) != CurveReadStatus::kOk) {
-      return false;
-    }
-    curves.push_back(std::move(curve));
-  }
-  return true;
+/// The next curve; false when it is cut short or malformed, or memory is short.
+bool ReadCurve(CFileStream& file, unsigned version, CSigCurveExt& curve) {
+  const detail::RecordBuffer buffer(curve);
+  return curve.ReadFromFileChecked(file, version) == CurveReadStatus::kOk;
 }
 
 bool Plausible(const detail::RecordReader& in, const SArrayHead& head) {
@@ -95,70 +89,76 @@ bool CSigCurveArray::DateiExport(CFileStream& file) const { return Export(file, 
 bool CSigCurveArray::ExportRaw(CFileStream& file) const { return Export(file, true); }
 
 bool CSigCurveArray::Export(CFileStream& file, bool raw) const {
-  detail::RecordWriter start;
-  start.Put(kMagic);
-  start.Put(kVersion);
-  start.Put(kTextLength);
-  start.PutChars(Utf8Prefix(WideToUtf8(name_), kTextLength), kNameBytes);
-  start.WriteTo(file);
-
-  CMeasuringUnit unit = tUnit_;
-  if (!unit.is_log()) {
-    unit.logref(0.0F);
-  }
-  if (!unit.WriteToFile(file)) {
-    return false;
-  }
-  detail::RecordWriter head;
-  head.PutFields(SArrayHead{count_, tMin_, tMax_, tDelta_, tvMin_, tvMax_});
-  head.WriteTo(file);
-
-  CSigCurveExt empty;
-  for (int i = 0; i < count_; ++i) {
-    CSigCurveExt& curve = Slot(i) == nullptr ? empty : *Slot(i);
+  const bool begun = detail::IfMemoryAllows(false, [&] {
+    detail::RecordWriter start;
+    start.Put(kMagic);
+    start.Put(kVersion);
+    start.Put(kTextLength);
+    start.PutChars(Utf8Prefix(WideToUtf8(head_.name), kTextLength), kNameBytes);
+    start.WriteTo(file);
+    CMeasuringUnit unit = head_.tUnit;
+    if (!unit.is_log()) {
+      unit.logref(0.0F);
+    }
+    detail::RecordWriter head;
+    head.PutFields(
+        SArrayHead{head_.count, head_.tMin, head_.tMax, head_.tDelta, head_.tvMin, head_.tvMax});
+    if (!unit.WriteToFile(file)) {
+      return false;
+    }
+    head.WriteTo(file);
+    return true;
+  });
+  const auto write = [&](CSigCurveExt& curve) {
     const detail::RecordBuffer buffer(curve);
-    if (!(raw ? curve.WriteToFileRaw(file, kCurveVersion)
-              : curve.WriteToFile(file, kCurveVersion))) {
+    return raw ? curve.WriteToFileRaw(file, kCurveVersion) : curve.WriteToFile(file, kCurveVersion);
+  };
+  for (int i = 0; begun && i < head_.count; ++i) {
+    const bool written = At(i) != nullptr ? write(*At(i)) : detail::IfMemoryAllows(false, [&] {
+      CSigCurveExt empty;
+      return write(empty);
+    });
+    if (!written) {
       return false;
     }
   }
-  return true;
+  return begun;
 }
 
 bool CSigCurveArray::DateiImport(CFileStream& file, int& status) {
-  status = kStatusOk;
-  detail::RecordReader in(file);
-  CSigCurveArray read;
-  try {
+  int failure = kStatusData;
+  const bool ok = detail::IfMemoryAllows(false, [&] {
+    CSigCurveArray read;
     std::uint32_t textLength = 0;
     SArrayHead head;
-    if (!ReadStart(in, textLength, status) || !ReadName(in, textLength, read.name_) ||
-        !read.tUnit_.ReadFromFile(file) || !in.GetFields(head) || !Plausible(in, head) ||
-        !ReadCurves(file, head, read.slots_)) {
-      status = status == kStatusOk ? kStatusData : status;
+    detail::RecordReader in(file);
+    if (!ReadStart(in, textLength, failure) || !ReadName(in, textLength, read.head_.name) ||
+        !read.head_.tUnit.ReadFromFile(file) || !in.GetFields(head) || !Plausible(in, head)) {
       return false;
     }
-    read.count_ = head.count;
-    read.lastDelivered_ = head.count - 1;
-    read.tMin_ = head.tMin;
-    read.tMax_ = head.tMax;
-    read.tDelta_ = head.tDelta;
-    read.tvMin_ = head.tvMin;
-    read.tvMax_ = head.tvMax;
-  } catch (const std::bad_alloc&) {
-    status = kStatusData;
-    return false;
-  }
-  read.TakeVBereich();
-  if (const CSigCurveExt* const curve = read.FirstCurve()) {
-    read.xUnit_ = curve->XUnit();
-    read.yUnit_ = curve->YUnit();
-  }
-  read.quinter_ = std::move(quinter_);  // in no record, as the mode
-  read.mode_ = mode_;
-  slots_.swap(read.slots_);
-  TakeHeader(read);
-  return true;
+    for (std::int32_t i = 0; i < head.count; ++i) {
+      read.slots_.push_back({std::make_unique<CSigCurveExt>()});
+      if (!ReadCurve(file, head.curveVersion, *read.slots_.back().curve)) {
+        return false;
+      }
+    }
+    read.head_.count = head.count;
+    read.head_.lastDelivered = head.count - 1;
+    std::tie(read.head_.tMin, read.head_.tMax, read.head_.tDelta, read.head_.tvMin,
+             read.head_.tvMax) =
+        std::tie(head.tMin, head.tMax, head.tDelta, head.tvMin, head.tvMax);
+    read.TakeFirstRange();
+    if (const CSigCurveExt* const curve = read.At(0)) {
+      read.head_.xUnit = curve->XUnit();
+      read.head_.yUnit = curve->YUnit();
+    }
+    read.head_.quinter = std::move(head_.quinter);  // in no record, as the mode
+    read.head_.mode = head_.mode;
+    *this = std::move(read);
+    return true;
+  });
+  status = ok ? kStatusOk : failure;
+  return ok;
 }
 
 }  // namespace limes

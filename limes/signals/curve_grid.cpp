@@ -42,7 +42,7 @@ void CSigCurve::CutLeft(float x) {
   }
   ShiftData(-i);
   Shorten(DLen() - static_cast<std::uint32_t>(i));
-  xMin_ = x;  // kept: the given x, not its grid point; hosts rely on it
+  xMin_ = x;  // kept: the given x, not its grid point, so that x min is what was asked for
   SetXLen(DLen());
 }
 

@@ -1,6 +1,7 @@
 #include <new>
 
 #include "limes/kernels/compressed_vector.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
@@ -79,33 +80,33 @@ bool CSigCurve::ReadFromFile(CFileStream& file, unsigned version) {
   return complete;
 }
 
-CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned version) try {
-  if (version != 1 && version != 2) {
-    return CurveReadStatus::kVersion;
-  }
-  CSigCurve head;
-  if (!head.CSignal::ReadFromFile(file, version)) {
-    return CurveReadStatus::kHeader;
-  }
-  CCompressedVector* const kompressor = EnsureKompressor();
-  if (kompressor == nullptr) {
-    return CurveReadStatus::kMemory;
-  }
-  if (!kompressor->ReadFromFile(file)) {
-    return CurveReadStatus::kValues;
-  }
-  Tail tail;
-  if (!ReadTail(file, version, tail)) {
-    return CurveReadStatus::kTail;
-  }
-  if (!AllocateWithHead(kompressor->ValueCount(), head)) {
-    return CurveReadStatus::kMemory;
-  }
-  static_cast<void>(kompressor->Dekomprimieren(this));  // nothing fails from here on
-  TakeTail(tail);
-  return CurveReadStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return CurveReadStatus::kMemory;
+CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned version) {
+  return detail::IfMemoryAllows(CurveReadStatus::kMemory, [&] {
+    if (version != 1 && version != 2) {
+      return CurveReadStatus::kVersion;
+    }
+    CSigCurve head;
+    if (!head.CSignal::ReadFromFile(file, version)) {
+      return CurveReadStatus::kHeader;
+    }
+    CCompressedVector* const kompressor = EnsureKompressor();
+    if (kompressor == nullptr) {
+      return CurveReadStatus::kMemory;
+    }
+    if (!kompressor->ReadFromFile(file)) {
+      return CurveReadStatus::kValues;
+    }
+    Tail tail;
+    if (!ReadTail(file, version, tail)) {
+      return CurveReadStatus::kTail;
+    }
+    if (!AllocateWithHead(kompressor->ValueCount(), head)) {
+      return CurveReadStatus::kMemory;
+    }
+    static_cast<void>(kompressor->Dekomprimieren(this));  // nothing fails from here on
+    TakeTail(tail);
+    return CurveReadStatus::kOk;
+  });
 }
 
 bool CSigCurve::ReadTail(CFileStream& /*file*/, unsigned /*version*/, Tail& /*tail*/) const {

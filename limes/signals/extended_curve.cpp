@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/value_loops.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/cloned.h"
 
 namespace limes {
@@ -20,11 +20,7 @@ float Larger(float x, float end) { return x > end ? x : end; }
 float Smaller(float x, float end) { return x < end ? x : end; }
 
 CObject* CreateCurveExt() noexcept {
-  try {
-    return new CSigCurveExt;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  return detail::IfMemoryAllows(nullptr, []() -> CObject* { return new CSigCurveExt; });
 }
 
 std::int64_t Last(const CSigCurve& curve) { return std::int64_t{curve.DLen()} - 1; }
@@ -51,7 +47,7 @@ CSigCurveExt::CSigCurveExt(int n) : CSigCurve(n), iMax_(static_cast<std::int32_t
 }
 
 CSigCurveExt::CSigCurveExt(const CSigCurveExt& other, bool deep)
-    : CSigCurve(other, deep),
+    : CSigCurve(other, deep, AsPart()),
       vMin_(other.vMin_),
       vMax_(other.vMax_),
       date_(other.date_),
@@ -193,14 +189,16 @@ void CSigCurveExt::Reset() {
 CSigCurveExt* CSigCurveExt::Clone(bool deep) const { return detail::Cloned(*this, deep); }
 
 bool CSigCurveExt::Copy(const CClonable& other, bool deep) {
-  if (!CSigCurve::Copy(other, deep)) {
+  const auto* const curve = dynamic_cast<const CSigCurve*>(&other);
+  const CSigCurveExt* const extended = AsExtended(curve);
+  if (curve == nullptr ||
+      !CopyCurve(*curve, deep, extended != nullptr ? extended->XLen() : curve->DLen())) {
     return false;
   }
-  const auto& curve = dynamic_cast<const CSigCurve&>(other);
-  if (const CSigCurveExt* const extended = AsExtended(&curve)) {
+  if (extended != nullptr) {
     InitHeader(*extended, deep);
   } else {
-    InitHeader(curve, deep);
+    InitHeader(*curve, deep);
   }
   return true;
 }

@@ -3,6 +3,7 @@
 
 #include "limes/kernels/value_loops.h"
 #include "limes/signals/extended_curve.h"
+#include "limes/signals/sum_runs.h"
 
 namespace limes {
 
@@ -21,39 +22,16 @@ void TakeValues(CSigCurve& target, const CSigCurve& source, std::int64_t i0, std
   }
 }
 
-/// The loop of a weighted sum: target values from first on, each with the source's from start on in
-/// turn, count of them; behind the source's end its last value.
+/// The loop of a weighted sum: target values with the source's in turn.
 template <class Loop>
-void Accumulate(CSigCurve& target, const CSigCurve& source, std::int64_t first, std::int64_t start,
-                std::int64_t count, Loop loop) {
-  const std::int64_t skipped = std::max<std::int64_t>(-first, 0);
-  count = std::min(count, std::int64_t{target.DLen()} - first);
-  const std::int64_t stored = std::int64_t{source.DLen()} - start;
-  if (source.DLen() == 0 || skipped >= count) {
-    return;
-  }
-  const std::int64_t direct = std::clamp(stored, skipped, count);
-  if (skipped < direct) {
-    loop(target.FloatData() + (first + skipped), source.FloatData() + (start + skipped),
-         static_cast<std::size_t>(direct - skipped));
-  }
-  for (std::int64_t k = direct; k < count; ++k) {
-    loop(target.FloatData() + (first + k), source.FloatData() + (source.DLen() - 1), 1);
-  }
-}
-
-/// Source indices of a weighted sum: the valid ones of an extended curve, else all.
-struct SSource {
-  std::int64_t start;
-  std::int64_t count;
-
-  explicit SSource(const CSigCurve& source) : start(0), count(source.DLen()) {
-    if (const CSigCurveExt* const extended = AsExtended(&source)) {
-      start = extended->IMin();
-      count = std::int64_t{extended->IMax()} - start + 1;
+void Accumulate(CSigCurveExt& target, const CSigCurve& source, int offset, bool oneMore,
+                Loop loop) {
+  for (const detail::SumRun& run : detail::SumRuns(target, source, offset, oneMore)) {
+    if (run.i0 < run.i1) {
+      loop(target.ValArray() + run.i0, run.source, static_cast<std::size_t>(run.i1 - run.i0));
     }
   }
-};
+}
 
 }  // namespace
 
@@ -123,26 +101,18 @@ void CSigCurveExt::Maximize(const CSigCurveExt* other, int mode) {
 }
 
 void CSigCurveExt::AddWithWeight(const CSigCurve& source, float w, int offset) {
-  if (w == 0.0F) {
-    return;
+  if (w != 0.0F) {  // kept: one value more than the source has; AddSquared takes none
+    Accumulate(*this, source, offset, true,
+               [w](float* y, const float* s, std::size_t n) { detail::AddScaled(y, s, n, w); });
   }
-  const SSource from(source);
-  const std::int64_t first = std::int64_t{iMin_} + offset;
-  // kept: one value more than the source has; AddSquared takes none
-  Accumulate(*this, source, first, from.start,
-             std::min(from.count + 1, std::int64_t{iMax_} - first + 1),
-             [w](float* y, const float* s, std::size_t n) { detail::AddScaled(y, s, n, w); });
 }
 
 void CSigCurveExt::AddSquared(const CSigCurve& source, float w, int offset) {
-  if (w == 0.0F) {
-    return;
+  if (w != 0.0F) {
+    Accumulate(*this, source, offset, false, [w](float* y, const float* s, std::size_t n) {
+      detail::AddScaledTimes(y, s, n, w);
+    });
   }
-  const SSource from(source);
-  const std::int64_t first = std::int64_t{iMin_} + offset;
-  Accumulate(*this, source, first, from.start,
-             std::min(from.count, std::int64_t{iMax_} - first + 1),
-             [w](float* y, const float* s, std::size_t n) { detail::AddScaledTimes(y, s, n, w); });
 }
 
 float CSigCurveExt::AbschnittSumme(float x0, float x1, bool dB) const {

@@ -2,31 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
-#include <new>
-#include <stdexcept>
 #include <utility>
 
 #include "limes/kernels/value_loops.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
-namespace {
-
-/// Runs an operation that may need memory; false when that is short.
-template <class Operation>
-bool WithMemory(Operation operation) {
-  try {
-    operation();
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::length_error&) {
-    return false;
-  }
-  return true;
-}
-
-}  // namespace
+using detail::IfMemoryAllows;
 
 CDimDescription::CDimDescription(const CMeasuringUnit& unit, std::u16string_view name, float start,
                                  float stop, float step)
@@ -63,10 +48,32 @@ CSigNDBase::CSigNDBase(std::uint32_t rows, std::uint32_t columns) {
   static_cast<void>(Reshape(rows, columns));
 }
 
+CSigNDBase::CSigNDBase(CSigNDBase&& other) noexcept
+    : CStorable(other),
+      rows_(std::exchange(other.rows_, 0)),
+      columns_(std::exchange(other.columns_, 0)),
+      dims_(std::move(other.dims_)),
+      values_(std::move(other.values_)) {
+  other.clear();
+}
+
+CSigNDBase& CSigNDBase::operator=(CSigNDBase&& other) noexcept {
+  if (this != &other) {
+    CStorable::operator=(other);
+    rows_ = other.rows_;
+    columns_ = other.columns_;
+    std::swap(dims_, other.dims_);
+    values_.swap(other.values_);
+    other.clear();
+  }
+  return *this;
+}
+
 bool CSigNDBase::Reshape(std::uint32_t rows, std::uint32_t columns) {
   const std::uint64_t count = std::uint64_t{rows} * columns;
   std::vector<float> values;
-  if (count > UINT32_MAX || !WithMemory([&] { values.resize(static_cast<std::size_t>(count)); })) {
+  if (count > UINT32_MAX ||
+      !IfMemoryAllows([&] { values.resize(static_cast<std::size_t>(count)); })) {
     return false;
   }
   rows_ = count > 0 ? rows : 0;
@@ -88,14 +95,14 @@ const CDimDescription& CSigNDBase::describe(std::uint32_t i) const {
   return i < dims_.size() ? dims_[i] : none;
 }
 
-void CSigNDBase::describe(std::uint32_t i, const CDimDescription& dim) {
-  if (i >= rows_) {
-    return;
-  }
-  if (dims_.size() < rows_) {
-    dims_.resize(rows_);
-  }
-  dims_[i] = dim;
+bool CSigNDBase::describe(std::uint32_t i, const CDimDescription& dim) {
+  return i < rows_ && IfMemoryAllows([&] {
+           CDimDescription added = dim;
+           if (dims_.size() < rows_) {
+             dims_.resize(rows_);
+           }
+           std::swap(dims_[i], added);
+         });
 }
 
 float CSigNDBase::getVal(std::uint32_t i, std::uint32_t j) const {
@@ -126,14 +133,14 @@ std::vector<float> CSigNDBase::col(std::uint32_t j) const {
 }
 
 bool CSigNDBase::getRow(std::uint32_t i, std::vector<float>& values) const {
-  return i < rows_ && WithMemory([&] {
+  return i < rows_ && IfMemoryAllows([&] {
            const std::span<const float> from = row(i);
            values.assign(from.begin(), from.end());
          });
 }
 
 bool CSigNDBase::getCol(std::uint32_t j, std::vector<float>& values) const {
-  return j < columns_ && WithMemory([&] {
+  return j < columns_ && IfMemoryAllows([&] {
            values.resize(rows_);
            for (std::uint32_t i = 0; i < rows_; ++i) {
              values[i] = row(i)[j];
@@ -159,9 +166,7 @@ bool CSigNDBase::setCol(std::uint32_t j, std::span<const float> values) {
   return true;
 }
 
-bool CSigNDBase::append(std::span<const float> values) {
-  return append(values, dims_.empty() ? nullptr : &describe(UINT32_MAX));
-}
+bool CSigNDBase::append(std::span<const float> values) { return append(values, nullptr); }
 
 bool CSigNDBase::append(std::span<const float> values, const CDimDescription& dim) {
   return append(values, &dim);
@@ -172,24 +177,34 @@ bool CSigNDBase::append(std::span<const float> values, const CDimDescription* di
       values_.size() + values.size() > UINT32_MAX) {
     return false;
   }
-  CDimDescriptionVec dims;
-  std::vector<float> joined;
-  if (!WithMemory([&] {
-        joined.reserve(values_.size() + values.size());
-        joined.insert(joined.end(), values_.begin(), values_.end());
-        joined.insert(joined.end(), values.begin(), values.end());
+  const std::size_t former = values_.size();
+  const std::size_t total = former + values.size();
+  const float* const own = values_.data();
+  const bool isOwnRow =
+      std::greater_equal<>()(values.data(), own) && std::less<>()(values.data(), own + former);
+  const std::ptrdiff_t at = isOwnRow ? values.data() - own : 0;
+  CDimDescription added;
+  if (!IfMemoryAllows([&] {
         if (dim != nullptr) {
-          dims = dims_;
-          dims.resize(rows_);
-          dims.push_back(*dim);
+          added = *dim;
+        }
+        if (total > values_.capacity()) {
+          values_.reserve(std::max(total, 2 * former));  // so that many rows cost their values only
+        }
+        if (dims_.size() <= rows_ && (dim != nullptr || !dims_.empty())) {
+          dims_.resize(rows_ + std::size_t{1});
         }
       })) {
     return false;
   }
+  values_.resize(total);  // nothing fails from here on
+  detail::MoveValues(values_.data() + former, isOwnRow ? values_.data() + at : values.data(),
+                     values.size());
+  if (dim != nullptr) {
+    std::swap(dims_[rows_], added);
+  }
   ++rows_;
   columns_ = static_cast<std::uint32_t>(values.size());
-  values_.swap(joined);
-  std::swap(dims_, dims);
   return true;
 }
 
@@ -199,7 +214,7 @@ bool CSigNDBase::append(const CSigNDBase& other) {
     return false;
   }
   std::vector<float> joined;
-  if (!WithMemory([&] { joined.reserve(values_.size() + other.values_.size()); })) {
+  if (!IfMemoryAllows([&] { joined.reserve(values_.size() + other.values_.size()); })) {
     return false;
   }
   for (std::uint32_t i = 0; i < rows_; ++i) {
@@ -226,8 +241,8 @@ CSigNDBase CSigNDBase::slice(std::span<const std::uint32_t> rows) const {
   }
   for (std::uint32_t i = 0; i < part.rows_; ++i) {
     detail::MoveValues(part.row(i).data(), row(rows[i]).data(), columns_);
-    if (!dims_.empty()) {
-      part.describe(i, describe(rows[i]));
+    if (!dims_.empty() && !part.describe(i, describe(rows[i]))) {
+      return {};
     }
   }
   return part;

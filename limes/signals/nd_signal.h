@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,6 +19,7 @@ namespace limes {
 
 class CSigCurve;
 class CSigCurveArray;
+class CSigCurveExt;
 class CSigPairs;
 
 /// One dimension of a table of values: unit, name and range. One thread at a time.
@@ -101,16 +103,23 @@ class LIMES_EXPORT CDimDescriptionVec : public CStorable {
 };
 
 /// Table of float values: one row per dimension, one column per point, row by row in memory. Value
-/// (i, j) is that of dimension i at point j. The rows may have descriptions; only a table without
-/// any has a complete file record. At most 2^32 - 1 values; rows without values do not exist.
-/// Access to a value or a row takes O(1), what copies or stores the table O(values).
-/// One thread at a time.
+/// (i, j) is that of dimension i at point j. The rows may have descriptions, also
+/// ahead of their values; only a table without any has a complete file record. At most 2^32 - 1
+/// values; rows without values do not exist. Access to a value or a row takes O(1), what copies or
+/// stores the table O(values). One thread at a time.
 class LIMES_EXPORT CSigNDBase : public CStorable {
  public:
   CSigNDBase() = default;
 
   /// rows times columns values of 0 without descriptions; an empty table when memory is short.
   CSigNDBase(std::uint32_t rows, std::uint32_t columns);
+
+  CSigNDBase(const CSigNDBase& other) = default;
+  CSigNDBase& operator=(const CSigNDBase& other) = default;
+
+  /// The other is empty afterwards. O(1).
+  CSigNDBase(CSigNDBase&& other) noexcept;
+  CSigNDBase& operator=(CSigNDBase&& other) noexcept;
 
   bool empty() const { return values_.empty(); }
   void clear();
@@ -127,8 +136,9 @@ class LIMES_EXPORT CSigNDBase : public CStorable {
   /// Description of row i; an empty one when there is none.
   const CDimDescription& describe(std::uint32_t i) const;
 
-  /// Sets the description of row i, the other rows have one then too; no effect without such a row.
-  void describe(std::uint32_t i, const CDimDescription& dim);
+  /// Sets the description of row i, the other rows have one then too. False, with nothing changed,
+  /// without such a row and when memory is short.
+  bool describe(std::uint32_t i, const CDimDescription& dim);
 
   /// Value (i, j), NaN outside.
   float getVal(std::uint32_t i, std::uint32_t j) const;
@@ -164,8 +174,9 @@ class LIMES_EXPORT CSigNDBase : public CStorable {
     return i < rows_;
   }
 
-  /// Adds a row, whose length an empty table takes. Without a description it gets an empty one if
-  /// others have any. False for another length or none, and when memory is short. O(values).
+  /// Adds a row, whose length an empty table takes. Without a description it keeps the one that is
+  /// there for it, or gets an empty one if others have any. False, with nothing changed, for
+  /// another length or none, and when memory is short. O(length) on average.
   bool append(std::span<const float> values);
   bool append(std::span<const float> values, const CDimDescription& dim);
 
@@ -173,7 +184,8 @@ class LIMES_EXPORT CSigNDBase : public CStorable {
   /// when memory is short. O(values).
   bool append(const CSigNDBase& other);
 
-  /// The rows of these indices in this order, with their descriptions; empty when one is wrong.
+  /// The rows of these indices in this order, with their descriptions; empty when one is wrong and
+  /// when memory is short.
   CSigNDBase slice(std::span<const std::uint32_t> rows) const;
   CSigNDBase slice(std::initializer_list<std::uint32_t> rows) const;
 
@@ -270,11 +282,12 @@ class LIMES_EXPORT CSigND : public CSigNDBase {
   /// Pairs with x from row i and y from row j; none when there is no such row.
   CSigPairs SigPairs(std::uint32_t i, std::uint32_t j) const;
 
-  /// The same into a given signal, which keeps what it has beside pairs and units: number of pairs.
+  /// The same into a given signal, which keeps what it has beside pairs and units: number of pairs,
+  /// 0 when memory is short.
   int SigPairs(CSigPairs& pairs, std::uint32_t i, std::uint32_t j) const;
 
   /// Rows 1.. as curves over x, at T = row - 1. Empty unless there are at least two points, and
-  /// the x of row 0 rise in equal steps up to 1e-4 of one.
+  /// the x of row 0 rise in equal steps up to 1e-4 of one, and when memory is short.
   CSigCurveArray SigCurveArray() const;
 
   /// Writes the table's record; always false.
@@ -291,6 +304,7 @@ class LIMES_EXPORT CSigND : public CSigNDBase {
   template <class Signal>
   void Fill(std::span<const Signal* const> signals);
   float CommonStep() const;
+  std::unique_ptr<CSigCurveExt> CurveOf(std::uint32_t i, float step) const;
 
   std::array<std::string, 6> texts_;
   CSightSeeing sightSeeing_;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <new>
 
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/print_window.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
@@ -125,8 +127,12 @@ int CSigND::SigPairs(CSigPairs& pairs, std::uint32_t i, std::uint32_t j) const {
   if (x.empty() || y.empty() || !pairs.NeueGroesse(ydim())) {
     return 0;
   }
-  pairs.SetXUnit(describe(i).Unit());
-  pairs.SetYUnit(describe(j).Unit());
+  if (!detail::IfMemoryAllows([&] {
+        pairs.SetXUnit(describe(i).Unit());
+        pairs.SetYUnit(describe(j).Unit());
+      })) {
+    return 0;
+  }
   for (std::uint32_t k = 0; k < ydim(); ++k) {
     pairs.NeuesPaar(x[k], y[k]);
   }
@@ -149,32 +155,39 @@ float CSigND::CommonStep() const {
   return static_cast<float>(step);
 }
 
+/// The values of row i as a curve of the array, with the given step.
+std::unique_ptr<CSigCurveExt> CSigND::CurveOf(std::uint32_t i, float step) const {
+  const float start = row(0)[0];
+  auto curve = std::make_unique<CSigCurveExt>(static_cast<int>(ydim()));
+  if (curve->DLen() != ydim() || !curve->SetName(describe(i).Name())) {
+    throw std::bad_alloc();
+  }
+  curve->SetXMinMax(start, static_cast<float>(start + double{step} * ydim()));
+  curve->ResetVMinMax();
+  std::copy(row(i).begin(), row(i).end(), curve->ValArray());
+  curve->SetXUnit(describe(0).Unit());
+  curve->SetYUnit(describe(i).Unit());
+  curve->Date(static_cast<float>(i - 1));
+  return curve;
+}
+
 CSigCurveArray CSigND::SigCurveArray() const {
   const float step = CommonStep();
   if (!(step > 0.0F) || xdim() < 2 || ydim() > INT32_MAX) {
     return CSigCurveArray();
   }
-  CSigCurveArray array(static_cast<int>(xdim() - 1));
-  const float start = row(0)[0];
-  const auto end = static_cast<float>(start + double{step} * ydim());
-  for (std::uint32_t i = 1; i < xdim(); ++i) {
-    const int slot = static_cast<int>(i - 1);
-    CSigCurveExt curve = CSigCurveExt::Make(static_cast<int>(ydim()), start, end);
-    if (curve.DLen() != ydim()) {
-      return CSigCurveArray();
+  return detail::IfMemoryAllows(CSigCurveArray(), [&] {
+    CSigCurveArray array;
+    for (std::uint32_t i = 1; i < xdim(); ++i) {
+      const std::unique_ptr<CSigCurveExt> curve = CurveOf(i, step);
+      if ((i == 1 ? array.ErsteKurve(*curve) : array.WeitereKurve(*curve)) < 0) {
+        throw std::bad_alloc();
+      }
     }
-    std::copy(row(i).begin(), row(i).end(), curve.ValArray());
-    curve.SetName(describe(i).Name());
-    curve.SetXUnit(describe(0).Unit());
-    curve.SetYUnit(describe(i).Unit());
-    curve.Date(static_cast<float>(slot));
-    if ((slot == 0 ? array.ErsteKurve(curve) : array.WeitereKurve(curve)) != slot) {
-      return CSigCurveArray();
-    }
-  }
-  array.SetName(Utf8ToWide(Name()));
-  array.KurvenKomplett();
-  return array;
+    array.SetName(Utf8ToWide(Name()));
+    array.KurvenKomplett();
+    return array;
+  });
 }
 
 }  // namespace limes

@@ -1,11 +1,10 @@
 // File records of N-dimensional signals.
 
 #include <algorithm>
-#include <new>
-#include <tuple>
-#include <utility>
+#include <array>
 
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/signals/nd_signal.h"
 
@@ -13,105 +12,71 @@ namespace limes {
 
 namespace {
 
-// kept: one text field of these records fails at once, without touching the stream; stored files
-// end there
-bool WriteText(CFileStream& /*file*/, std::u16string_view /*text*/) { return false; }
-bool ReadText(CFileStream& /*file*/, wide_string& /*text*/) { return false; }
+// kept: a text field of these records fails at once, without touching the stream; stored files end
+// there, so what would follow a text is neither written nor read
+constexpr bool kTextsWork = false;
 
-/// Puts the record out; false when the stream fails.
-bool Written(const detail::RecordWriter& record, CFileStream& file) {
-  try {
+/// Writes what put lays into a record; false when the stream fails or memory is short.
+template <class Put>
+bool Written(CFileStream& file, Put put) try {
+  return detail::IfMemoryAllows([&] {
+    detail::RecordWriter record;
+    put(record);
     record.WriteTo(file);
-  } catch (const CStorable::failure&) {
-    return false;
-  }
-  return true;
+  });
+} catch (const CStorable::failure&) {
+  return false;
 }
 
-/// Puts the values out in pieces; false when the stream fails.
+/// Writes the values in pieces; false when the stream fails or memory is short.
 bool WrittenValues(std::span<const float> values, CFileStream& file) {
   constexpr std::size_t kPiece = 65536;
   bool ok = true;
   while (ok && !values.empty()) {
     const std::span<const float> piece = values.first(std::min(kPiece, values.size()));
-    detail::RecordWriter record;
-    record.PutArray(piece);
-    ok = Written(record, file);
+    ok = Written(file, [&](detail::RecordWriter& record) { record.PutArray(piece); });
     values = values.subspan(piece.size());
   }
   return ok;
 }
 
-/// Start, stop and step of a dimension, in file order.
-struct SAxis {
-  float start = 0.0F;
-  float stop = 0.0F;
-  float step = 0.0F;
-
-  static constexpr auto Fields(auto& a) { return std::tie(a.start, a.stop, a.step); }
-};
-
 }  // namespace
 
 bool CDimDescription::WriteToFile(CFileStream& file) const {
-  if (!CStorable::WriteToFile(file) || !WriteText(file, name_) ||
-      !WriteText(file, unit_.prefixunit())) {
-    return false;
-  }
-  detail::RecordWriter record;
-  record.PutFields(SAxis{start_, stop_, step_});
-  return Written(record, file);
+  return CStorable::WriteToFile(file) && kTextsWork;
 }
 
 bool CDimDescription::ReadFromFile(CFileStream& file) {
-  wide_string name;
-  wide_string unit;
-  SAxis axis;
-  if (!CStorable::ReadFromFile(file) || !ReadText(file, name) || !ReadText(file, unit) ||
-      !detail::RecordReader(file).GetFields(axis)) {
-    return false;
-  }
-  name_.swap(name);
-  unit_.set(unit);
-  SetStartStopStep(axis.start, axis.stop, axis.step);
-  return true;
+  return CStorable::ReadFromFile(file) && kTextsWork;
 }
 
 bool CDimDescriptionVec::WriteToFile(CFileStream& file) const {
-  detail::RecordWriter count;
-  count.Put(static_cast<std::uint32_t>(dims_.size()));
-  return CStorable::WriteToFile(file) && Written(count, file) &&
+  const auto count = static_cast<std::uint32_t>(dims_.size());
+  return CStorable::WriteToFile(file) &&
+         Written(file, [&](detail::RecordWriter& record) { record.Put(count); }) &&
          std::all_of(dims_.begin(), dims_.end(),
                      [&](const CDimDescription& dim) { return dim.WriteToFile(file); });
 }
 
 bool CDimDescriptionVec::ReadFromFile(CFileStream& file) {
   std::uint32_t count = 0;
-  if (!CStorable::ReadFromFile(file) || !detail::RecordReader(file).Get(count)) {
+  if (!CStorable::ReadFromFile(file) || !detail::RecordReader(file).Get(count) ||
+      (count > 0 && !CDimDescription().ReadFromFile(file))) {
     return false;
   }
-  std::vector<CDimDescription> dims;
-  while (count > 0) {  // one by one: the count may be any
-    CDimDescription dim;
-    if (!dim.ReadFromFile(file)) {
-      return false;
-    }
-    dims.push_back(dim);
-    --count;
-  }
-  dims_.swap(dims);
+  dims_.clear();  // there is no description that can be read
   return true;
 }
 
 bool CSigNDBase::WriteToFile(CFileStream& file) const {
   static_cast<void>(CStorable::WriteToFile(file));  // kept: its failure alone is none
-  detail::RecordWriter sizes;
-  sizes.Put(rows_);
-  sizes.Put(columns_);
-  const bool described = Written(sizes, file) && dims_.WriteToFile(file);
-  detail::RecordWriter count;
-  count.Put(static_cast<std::uint32_t>(values_.size()));
-  const bool counted = described && Written(count, file);
+  const bool counted = Written(file,
+                               [&](detail::RecordWriter& sizes) {
+                                 sizes.Put(std::array{rows_, columns_});
+                               }) &&
+                       dims_.WriteToFile(file) && Written(file, [&](detail::RecordWriter& count) {
+                         count.Put(static_cast<std::uint32_t>(values_.size()));
+                       });
   return WrittenValues(values_, file) && counted;
 }
 
@@ -135,9 +100,9 @@ bool CSigNDBase::ReadFromFile(CFileStream& file) {
 }
 
 bool CSightSeeing::WriteToFile(CFileStream& file) const {
-  detail::RecordWriter record;
-  record.Put(std::array{dims_.x, dims_.y, dims_.z});
-  return CStorable::WriteToFile(file) && Written(record, file);
+  return CStorable::WriteToFile(file) && Written(file, [&](detail::RecordWriter& record) {
+           record.Put(std::array{dims_.x, dims_.y, dims_.z});
+         });
 }
 
 bool CSightSeeing::ReadFromFile(CFileStream& file) {
@@ -150,37 +115,14 @@ bool CSightSeeing::ReadFromFile(CFileStream& file) {
 }
 
 bool CSigND::WriteToFile(CFileStream& file) const {
-  return CSigNDBase::WriteToFile(file) &&
-         std::all_of(texts_.begin(), texts_.end(),
-                     [&](const std::string& text) { return WriteText(file, Utf8ToWide(text)); }) &&
-         sightSeeing_.WriteToFile(file);
+  return CSigNDBase::WriteToFile(file) && kTextsWork;
 }
 
 bool CSigND::ReadFromFile(CFileStream& file) {
   CSigNDBase table;
-  if (!table.ReadFromFile(file) || !ReadMembersFromFile(file)) {
-    return false;
-  }
-  static_cast<CSigNDBase&>(*this) = std::move(table);
-  return true;
+  return table.ReadFromFile(file) && ReadMembersFromFile(file);
 }
 
-bool CSigND::ReadMembersFromFile(CFileStream& file) {
-  std::array<std::string, 6> texts;
-  CSightSeeing sightSeeing;
-  wide_string text;
-  for (std::string& target : texts) {
-    if (!ReadText(file, text)) {
-      return false;
-    }
-    target = WideToUtf8(text);
-  }
-  if (!sightSeeing.ReadFromFile(file)) {
-    return false;
-  }
-  texts_ = texts;
-  sightSeeing_ = sightSeeing;
-  return true;
-}
+bool CSigND::ReadMembersFromFile(CFileStream& /*file*/) { return kTextsWork; }
 
 }  // namespace limes

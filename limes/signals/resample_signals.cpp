@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <new>
 #include <span>
 
 #include "limes/kernels/eight_loops.h"
 #include "limes/kernels/resample_bins.h"
 #include "limes/kernels/resample_tool.h"
 #include "limes/kernels/value_loops.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 
@@ -156,14 +156,11 @@ bool CResampleTool::Resample2d(const CSigCurveArray* array, unsigned width, unsi
       !PlanGrid(*array, plan) || !Adjust1dPuffer((*array)[0]->DLen())) {
     return false;
   }
-  if (width <= plan.count) {
-    try {
-      plan.bins = detail::SBins(static_cast<int>(plan.count), static_cast<int>(width));
-    } catch (const std::bad_alloc&) {
-      return false;
-    }
-  }
-  if (!Adjust2dPuffer(width, height)) {
+  const bool shorter = width <= plan.count;
+  if ((shorter && !detail::IfMemoryAllows([&] {
+         plan.bins = detail::SBins(static_cast<int>(plan.count), static_cast<int>(width));
+       })) ||
+      !Adjust2dPuffer(width, height)) {
     return false;
   }
   FillRows(*array, plan);
@@ -175,7 +172,6 @@ void CResampleTool::FillRows(const CSigCurveArray& array, const GridPlan& plan) 
   float boundary = plan.from;
   int curve = array.FindeKurveHinter(plan.from, 0);
   unsigned last = 0;
-  std::fill_n(PZeile(0), width_, 0.0F);
   for (unsigned r = 0; r < height_ && curve < array.Anzahl(); ++r) {
     boundary += step;
     if (FillRow(array, plan, boundary, curve, PZeile(r))) {
@@ -183,7 +179,7 @@ void CResampleTool::FillRows(const CSigCurveArray& array, const GridPlan& plan) 
       last = r;
     }
   }
-  for (unsigned r = last + 1; r < height_; ++r) {
+  for (unsigned r = last + 1; r < height_ && curve == array.Anzahl(); ++r) {
     std::copy_n(PZeile(last), width_, PZeile(r));
   }
 }

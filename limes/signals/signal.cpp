@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "limes/core/runtime_classes.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 
 namespace limes {
@@ -16,10 +16,6 @@ namespace {
 
 constexpr std::size_t kFirstNameCapacity = 40;   ///< characters, the closing 0 included
 constexpr std::size_t kLongestNarrowName = 499;  ///< characters that an 8-bit name may give
-
-std::u16string_view View(const wide_char* text) {
-  return text == nullptr ? std::u16string_view() : std::u16string_view(text);
-}
 
 /// The unit as the file record holds it: a reference only when it counts.
 CMeasuringUnit ForRecord(const CMeasuringUnit& unit) {
@@ -107,7 +103,7 @@ bool CSignal::ReadFromFile(CFileStream& file, unsigned version) {
   if (!detail::RecordReader(file).GetBytes(name.data(), kNameBytes) || !SetName(name.data())) {
     return false;
   }
-  try {
+  return detail::IfMemoryAllows(false, [&] {
     CMeasuringUnit xUnit;
     if (!xUnit.ReadFromFile(file)) {
       return false;
@@ -118,43 +114,48 @@ bool CSignal::ReadFromFile(CFileStream& file, unsigned version) {
       return false;
     }
     SetYUnit(yUnit);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+    return true;
+  });
 }
 
 bool CSignal::Copy(const CClonable& other, bool deep) {
   const auto* const source = dynamic_cast<const CSignal*>(&other);
-  if (source == nullptr || source == this) {
-    return false;
-  }
-  try {
-    CSignalInfoHandle info(source->info_, deep);
-    wide_string extName = source->extName_;
-    auto quinter = source->quinter_ ? std::make_unique<CQuinterMFC>(*source->quinter_) : nullptr;
-    const std::u16string_view name = source->Name();
-    if (!ReserveName(name.size()) || !AllocateOrKeep(source->DLen())) {
+  return source != nullptr && CopyWithXLen(*source, deep, source->XLen());
+}
+
+bool CSignal::CopyWithXLen(const CSignal& other, bool deep, std::uint32_t xLen) {
+  return &other != this && detail::IfMemoryAllows(false, [&] {
+    CSignalInfoHandle info(other.info_, deep);
+    if (std::as_const(info).X1Len() != xLen) {
+      info.X1Len(xLen);
+    }
+    wide_string extName = other.extName_;
+    auto quinter = other.quinter_ ? std::make_unique<CQuinterMFC>(*other.quinter_) : nullptr;
+    if (!ReserveName(std::u16string_view(other.Name()).size()) || !AllocateOrKeep(other.DLen())) {
       return false;
     }
-    CopyWords(*source);  // nothing fails from here on: there is room
-    info_ = info;
-    WriteName(0, name);
-    extName_.swap(extName);
-    if (quinter != nullptr) {  // kept: the own name stays when the source has none
-      quinter_.swap(quinter);
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
+    CopyWords(other);  // nothing fails from here on: there is room
+    reserved_ = other.reserved_;
+    TakeNames(other, info, extName, quinter);
+    DropExtData();
+    return true;
+  });
+}
+
+/// Takes over what is there for it: nothing fails.
+void CSignal::TakeNames(const CSignal& other, const CSignalInfoHandle& info, wide_string& extName,
+                        std::unique_ptr<CQuinterMFC>& quinter) {
+  info_ = info;
+  WriteName(0, other.Name());
+  extName_.swap(extName);
+  if (quinter != nullptr) {  // kept: the own name stays when the other has none
+    quinter_.swap(quinter);
   }
-  timestamp_ = source->timestamp_;
-  reserved_ = source->reserved_;
-  DropExtData();
-  return true;
+  timestamp_ = other.timestamp_;
 }
 
 bool CSignal::AllocateWithHead(unsigned n, const CSignal& head) {
-  try {
+  return detail::IfMemoryAllows(false, [&] {
     CSignalInfoHandle info(info_, true);
     info.X1Unit(head.XUnit());
     info.YUnit(head.YUnit());
@@ -164,35 +165,23 @@ bool CSignal::AllocateWithHead(unsigned n, const CSignal& head) {
     }
     info_ = info;
     WriteName(0, name);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+    return true;
+  });
 }
 
 bool CSignal::CopyInfo(const CSignal& other) {
-  if (&other == this) {
-    return false;
-  }
-  try {
+  return &other != this && detail::IfMemoryAllows(false, [&] {
     wide_string extName = other.extName_;
     auto quinter = other.quinter_ ? std::make_unique<CQuinterMFC>(*other.quinter_) : nullptr;
-    const std::u16string_view name = other.Name();
-    if (!ReserveName(name.size())) {
+    if (!ReserveName(std::u16string_view(other.Name()).size())) {
       return false;
     }
-    WriteName(0, name);
-    extName_.swap(extName);
-    if (quinter != nullptr) {
-      quinter_.swap(quinter);
+    TakeNames(other, other.info_, extName, quinter);
+    if (ownsExtData_) {  // what the host owns stays attached
+      DropExtData();
     }
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  info_ = other.info_;
-  timestamp_ = other.timestamp_;
-  DropExtData();
-  return true;
+    return true;
+  });
 }
 
 void CSignal::InitHeader(const CSignal& other, bool /*deep*/) {
@@ -209,34 +198,38 @@ void CSignal::ClearNames() {
 }
 
 bool CSignal::SetName(const wide_char* name) {
-  // The text may lie in the own buffer, so it is kept until the copy is done.
-  std::vector<wide_char> former;
-  if (!ReserveName(View(name).size(), &former)) {
+  if (name == nullptr) {
     return false;
   }
-  WriteName(0, View(name));
+  // The text may lie in the own buffer, so it is kept until the copy is done.
+  std::vector<wide_char> former;
+  if (!ReserveName(std::u16string_view(name).size(), &former)) {
+    return false;
+  }
+  WriteName(0, name);
   return true;
 }
 
 bool CSignal::SetName(const char* name) {
-  try {
-    wide_string text = Utf8ToWide(name == nullptr ? std::string_view() : std::string_view(name));
-    if (text.size() > kLongestNarrowName) {
-      text.resize(kLongestNarrowName);
-    }
-    return SetName(text);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  return name != nullptr && detail::IfMemoryAllows(false, [&] {
+           wide_string text = Utf8ToWide(name);
+           if (text.size() > kLongestNarrowName) {
+             text.resize(kLongestNarrowName);
+           }
+           return SetName(text);
+         });
 }
 
 bool CSignal::AppendToName(const wide_char* text) {
-  const std::size_t length = std::u16string_view(Name()).size();
-  std::vector<wide_char> former;
-  if (!ReserveName(length + View(text).size(), &former)) {
+  if (text == nullptr) {
     return false;
   }
-  WriteName(length, View(text));
+  const std::size_t length = std::u16string_view(Name()).size();
+  std::vector<wide_char> former;
+  if (!ReserveName(length + std::u16string_view(text).size(), &former)) {
+    return false;
+  }
+  WriteName(length, text);
   return true;
 }
 
@@ -245,19 +238,14 @@ bool CSignal::ReserveName(std::size_t characters, std::vector<wide_char>* former
   if (characters < name_.size()) {
     return true;
   }
-  try {
+  return detail::IfMemoryAllows([&] {
     std::vector<wide_char> grown(characters + 1);
     std::copy(name_.begin(), name_.end(), grown.begin());
     name_.swap(grown);
     if (former != nullptr) {
       former->swap(grown);
     }
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::length_error&) {
-    return false;
-  }
-  return true;
+  });
 }
 
 /// Replaces the name from a position on by a text that fits, and by 0 behind it.
@@ -290,9 +278,13 @@ bool CSignal::SetYUnit(std::u16string_view text) {
   return known;
 }
 
-bool CSignal::SetXUnit(const wide_char* text) { return SetXUnit(View(text)); }
+bool CSignal::SetXUnit(const wide_char* text) {
+  return text != nullptr && SetXUnit(std::u16string_view(text));
+}
 
-bool CSignal::SetYUnit(const wide_char* text) { return SetYUnit(View(text)); }
+bool CSignal::SetYUnit(const wide_char* text) {
+  return text != nullptr && SetYUnit(std::u16string_view(text));
+}
 
 void CSignal::ClearUnits() {
   SetXUnit(u"");
@@ -344,23 +336,11 @@ void CSignal::ShrinkRange(Range& range, const Range& other) {
 void CSignal::SetXLen(std::uint32_t n) { static_cast<void>(TrySetXLen(n)); }
 
 bool CSignal::TrySetXLen(std::uint32_t n) noexcept {
-  try {
-    if (XLen() != n) {
-      info_.X1Len(n);
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return XLen() == n || detail::IfMemoryAllows([&] { info_.X1Len(n); });
 }
 
 bool CSignal::ReserveExtName(const CSignal& other) {
-  try {
-    extName_.reserve(other.extName_.size());
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return detail::IfMemoryAllows([&] { extName_.reserve(other.extName_.size()); });
 }
 
 bool CSignal::AllocateValues(unsigned n) {

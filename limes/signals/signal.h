@@ -89,8 +89,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   static const CRuntimeClass* GetThisClass();
 
   /// Takes over name, info (shared), extension name, time stamp and, when the other has one, the
-  /// six-part name, not the data; owned extension data are deleted. False for itself and when
-  /// memory is short.
+  /// six-part name, not the data; owned extension data are deleted, others stay attached. False,
+  /// with nothing changed, for itself and when memory is short.
   bool CopyInfo(const CSignal& other);
 
   /// Takes over extension name and time stamp; owned extension data are deleted. The bool is not
@@ -103,14 +103,14 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   /// The name, ending with 0; valid until it changes.
   const wide_char* Name() const { return name_.data(); }
 
-  /// Sets the name; null is empty. False, with nothing changed, when memory is short.
+  /// Sets the name; false, with nothing changed, for null and when memory is short.
   bool SetName(const wide_char* name);
   bool SetName(const wide_string& name) { return SetName(name.c_str()); }
 
   /// UTF-8; an ill-formed piece becomes U+FFFD, all behind 499 characters is cut.
   bool SetName(const char* name);
 
-  /// Appends to the name; false, with nothing changed, when memory is short.
+  /// Appends to the name; false, with nothing changed, for null and when memory is short.
   bool AppendToName(const wide_char* text);
 
   /// Characters that the name's buffer holds, the closing 0 included: 40 at first.
@@ -132,7 +132,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   /// Takes over both units; a shared info stays shared when they are the same.
   void TakeUnits(const CSignal& other);
 
-  /// Parses the text with CMeasuringUnit::set and returns its result.
+  /// Parses the text with CMeasuringUnit::set and returns its result; a null pointer changes
+  /// nothing and is false.
   bool SetXUnit(std::u16string_view text);
   bool SetYUnit(std::u16string_view text);
   bool SetXUnit(const wide_char* text);
@@ -202,6 +203,9 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   /// Copy with an own info.
   CSignal& operator=(const CSignal& other);
 
+  /// As Copy, with an x length.
+  [[nodiscard]] bool CopyWithXLen(const CSignal& other, bool deep, std::uint32_t xLen);
+
   /// Sets the x length; the info becomes this signal's own only when it changes. False, with the x
   /// length as it was, when a shared info cannot be copied for want of memory.
   [[nodiscard]] bool TrySetXLen(std::uint32_t n) noexcept;
@@ -225,6 +229,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   CInfoNode& InfoNode(std::u16string_view key);
   void DropExtData();
   bool ReserveName(std::size_t characters, std::vector<wide_char>* former = nullptr);
+  void TakeNames(const CSignal& other, const CSignalInfoHandle& info, wide_string& extName,
+                 std::unique_ptr<CQuinterMFC>& quinter);
   void WriteName(std::size_t at, std::u16string_view text);
 
   CObject* extData_ = nullptr;

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <utility>
 
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/pair_signal.h"
@@ -64,8 +65,9 @@ bool MatchesKey(const CClavis& key, const CClavis& pattern) {
 
 namespace detail {
 
+// Defaulted members of an exported template would be hidden.
 template <class Signal>
-SignalList<Signal>::SignalList() = default;
+SignalList<Signal>::SignalList() {}
 
 template <class Signal>
 SignalList<Signal>::SignalList(const SignalList& other) : keys_(other.keys_) {
@@ -97,7 +99,7 @@ SignalList<Signal>& SignalList<Signal>::operator=(SignalList&& other) noexcept {
 }
 
 template <class Signal>
-SignalList<Signal>::~SignalList() = default;
+SignalList<Signal>::~SignalList() {}
 
 template <class Signal>
 Signal* SignalList<Signal>::Add(std::unique_ptr<Signal> signal, const CClavis& key) {
@@ -208,7 +210,7 @@ bool SignalList<Signal>::ReadFromFile(CFileStream& file) {
   if (!in.Get(count) || !in.Fits(count, LeastBytes(static_cast<const Signal*>(nullptr)))) {
     return false;
   }
-  try {
+  return IfMemoryAllows(false, [&] {
     SignalList read;
     for (; count > 0; --count) {
       auto signal = std::make_unique<Signal>();
@@ -218,10 +220,8 @@ bool SignalList<Signal>::ReadFromFile(CFileStream& file) {
       read.Add(std::move(signal));
     }
     *this = std::move(read);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+    return true;
+  });
 }
 
 template class SignalList<CSigCurveExt>;

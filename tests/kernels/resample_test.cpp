@@ -76,10 +76,12 @@ Floats Plain(const Floats& src, std::size_t n, int opts, float last = kNaN) {
   return dst;
 }
 
+constexpr float kBefore = 7.0F;  ///< in the grid, which rows without curves keep
+
 /// Rows of samples i0 to i1 of the curves, T from..to.
 Floats PlainGrid(const CSigCurveArray& array, std::size_t width, std::size_t height, float from,
                  float to, std::size_t i0, std::size_t i1) {
-  std::vector<Floats> rows(height, Floats(width));
+  std::vector<Floats> rows(height, Floats(width, kBefore));
   float boundary = from;
   std::size_t last = 0;
   int c = array.FindeKurveHinter(from, 0);
@@ -105,7 +107,9 @@ Floats PlainGrid(const CSigCurveArray& array, std::size_t width, std::size_t hei
       last = r;
     }
   }
-  std::fill(rows.begin() + static_cast<int>(last), rows.end(), Floats(rows[last]));
+  if (c == array.Anzahl()) {  // otherwise there are curves behind the section
+    std::fill(rows.begin() + static_cast<int>(last), rows.end(), Floats(rows[last]));
+  }
   Floats grid;
   for (const Floats& row : rows) {
     grid.insert(grid.end(), row.begin(), row.end());
@@ -204,6 +208,8 @@ TEST(Resample, GridEqualsThePlainLoops) {
     const float from = section ? static_cast<float>(random() % 9) - 2.0F : array.TMin();
     const float to = section ? from + static_cast<float>(random() % 9) + 0.5F : array.TMax();
     tool.Setze2dAusschnitt(section, 0.2F, 0.7F, from, to);
+    ASSERT_TRUE(tool.Adjust2dPuffer(width, height));
+    std::fill_n(tool.PZeile(0), std::size_t{width} * height, kBefore);
     ASSERT_EQ(tool.Resample2d(&array, width, height), array.TMin() < array.TMax()) << round;
     if (array.TMin() < array.TMax()) {
       const auto i0 = static_cast<std::size_t>(section ? array[0]->GetIndex(0.2F) : 0);

@@ -102,30 +102,66 @@ TEST(CurveArray, FillsSortsAndAppends) {
   EXPECT_EQ(State(array), "1:0 - 3:2 1:0 - 3:2 8:3 T 1 8 1 x 0 2");
 }
 
+/// An array whose search by time is open, of curves put at times.
+struct Series : CSigCurveArray {
+  using CSigCurveArray::KurveBei;
+
+  Series(std::int64_t start, std::int64_t end, const std::vector<std::int64_t>& times) {
+    const Ext curve = MakeCurve<Ext>({1, 2});
+    for (const std::int64_t t : times) {
+      EXPECT_GE(Anzahl() == 0 ? ErsteKurve(curve, start, end, t) : WeitereKurveTm(curve, t), 0);
+      KurvenKomplett();
+    }
+  }
+
+  std::vector<std::int64_t> Times() const {
+    std::vector<std::int64_t> times;
+    for (int i = 0; i < Anzahl(); ++i) {
+      times.push_back(ZeitPos(i));
+    }
+    return times;
+  }
+};
+
 TEST(CurveArray, TimeSeriesScalesToTheNumberOfCurves) {
-  struct Opened : CSigCurveArray {
-    using CSigCurveArray::KurveBei;
-  } array;
-  const Ext curve = MakeCurve<Ext>({1, 2});
-  EXPECT_EQ(array.ErsteKurve(curve, 1000, 1100, 1000), 0);
-  for (const int t : {1050, 1090, 1100}) {
-    EXPECT_GT(array.WeitereKurveTm(curve, t), 0);
-  }
+  Series array(1000, 1100, {1000, 1050, 1090, 1100});
   for (int repeat = 0; repeat < 2; ++repeat) {
-    array.KurvenKomplett();
     EXPECT_EQ(State(array), "0:1 2:1 3.6:1 4:1 T 0 4 1 x 0 1");
+    array.KurvenKomplett();
   }
-  EXPECT_SHOWN("1050 1 0 1", array.ZeitPos(1), array.ZeitImBereich(1100), array.ZeitImBereich(1101),
+  EXPECT_SHOWN("in range 1 1 0 at 1060 1", "in range", array.ZeitImBereich(array.ErsteZeit()),
+               array.ZeitImBereich(1100), array.ZeitImBereich(1101), "at 1060",
                array.KurveBei(1060));
-  array.ZeitraumAendern(900, 1100);  // times are whole seconds, so the third curve loses one
-  EXPECT_EQ(State(array), "2:1 3:1 3.78:1 4:1 T 0 4 1 x 0 1");
-  CSigCurveArray later;
-  later.ErsteKurve(curve, 1100, 1300, 1200);
-  EXPECT_SHOWN("1 1200 5", array.Append(later), array.ZeitPos(4), array.TMax());
+  array.ZeitraumAendern(900, 1100);
+  EXPECT_EQ(State(array), "2:1 3:1 3.8:1 4:1 T 0 4 1 x 0 1");
+  array.TPos(1, 0.5F);
+  EXPECT_EQ(array.ZeitPos(1), 925) << "of a T that the host set";
   array.ZeitraumAendern(std::numeric_limits<std::int64_t>::max(),
                         std::numeric_limits<std::int64_t>::min());
   array.ZeitraumAendern(7, 7);
-  EXPECT_EQ(State(array), "0:1 0:1 0:1 0:1 0:1 T 0 5 1 x 0 1");
+  EXPECT_EQ(State(array), "0:1 0:1 0:1 0:1 T 0 4 1 x 0 1");
+}
+
+TEST(CurveArray, TimesOfASeriesStay) {
+  std::mt19937 random(5);
+  const std::int64_t years = 200000000;  // a float of the interval holds no seconds
+  std::vector<std::int64_t> times;
+  for (int i = 0; i < 300; ++i) {
+    times.push_back(1000 + i * (years / 300) + static_cast<std::int64_t>(random() % 1000));
+  }
+  Series array(1000, 1000 + years, times);
+  EXPECT_EQ(array.Times(), times) << "completed after each";
+  array.ZeitraumAendern(900, 2000 + 2 * years);
+  EXPECT_EQ(array.Times(), times);
+  const Series later(3 * years, 4 * years, {3 * years + 1, 4 * years - 1});
+  ASSERT_TRUE(array.Append(later));
+  times.insert(times.end(), {3 * years + 1, 4 * years - 1});
+  EXPECT_EQ(array.Times(), times);
+  EXPECT_LE(array.TPos(301), array.TMax());
+  EXPECT_TRUE(array.ZeitImBereich(array.ErsteZeit()) && array.ZeitImBereich(array.LetzteZeit()));
+  EXPECT_SHOWN("interval 900 800000000", "interval", array.StartZeit(), array.EndZeit());
+  CSigCurveArray moved = std::move(array);
+  EXPECT_SHOWN("moved 302 0", "moved", moved.Anzahl(), array.Anzahl());
 }
 
 TEST(CurveArray, RangesAndSearch) {

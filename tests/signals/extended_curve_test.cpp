@@ -86,6 +86,10 @@ TEST(ExtendedCurve, CopyTable) {
   EXPECT_SHOWN("{0 0 0 0 0} 0 5 3, valid 1 3 1 3 9", State(target), target.Date());
   const CSigCurve plain(source, true);
   EXPECT_TRUE(plain.IsSigCurve());
+  CSigCurve assigned;
+  EXPECT_TRUE(assigned.Copy(source, false));
+  EXPECT_SHOWN("x lengths 5 5 3 3", "x lengths", plain.XLen(), assigned.XLen(),
+               CSigCurveExt(source, false).XLen(), source.XLen());
   EXPECT_EQ(AsExtended(static_cast<const CSigRaw*>(&plain)), nullptr);
 }
 
@@ -248,6 +252,13 @@ TEST(ExtendedCurve, KeepsOneMoreWeightedValueThanSquares) {
   CSigCurveExt target(10);
   target.AddWithWeight(Valid(7, 4, 6), 1, 0);
   EXPECT_EQ(target[3], 6.0F) << "behind the end the last value";
+  CSigCurveExt stale = Valid(10, 1, 8);
+  stale.SetBuffer(stale.ValArray(), 10);
+  stale.CopyData(MakeRamp(3));
+  target = 0.0F;
+  target.AddWithWeight(stale, 1, 0);
+  target.AddSquared(stale, 1, 5);
+  EXPECT_SHOWN("{1 2 2 0 0 1 4 0 0 0}", ValuesOf(target)) << "once, whatever the indices say";
 }
 
 TEST(ExtendedCurve, KeepsOddRanges) {

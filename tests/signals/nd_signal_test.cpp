@@ -69,6 +69,39 @@ TEST(NDSignal, JoinsAndSlices) {
       << "other descriptions";
 }
 
+TEST(NDSignal, DescriptionsMayBeThereBeforeTheirRows) {
+  CSigNDBase table;
+  table.describe().push_back(kHertz);
+  table.describe().push_back(CDimDescription());
+  EXPECT_TRUE(table.append(Floats{1, 2}) && table.append(table[0], kHertz));
+  EXPECT_SHOWN("{1 2} {1 2} of 2", Rows(table), "of", table.describe().size());
+  EXPECT_TRUE(table.describe(0) == kHertz && table.describe(1) == kHertz);
+}
+
+TEST(NDSignal, WhatIsMovedIsEmpty) {
+  CSigND table;
+  table.append(Floats{1, 2}, kHertz);
+  CSigND second = std::move(table);
+  CSigND third;
+  third = std::move(second);
+  EXPECT_SHOWN("{1 2}", Rows(third));
+  for (const CSigND* const moved : {&table, &second}) {
+    EXPECT_TRUE(moved->xdim() == 0 && moved->ydim() == 0 && moved->describe().empty());
+  }
+}
+
+TEST(NDSignal, RowsCostTheirValuesOnly) {
+  CSigNDBase table;
+  const Floats row(64, 1.0F);
+  const float* values = nullptr;
+  int moves = 0;
+  for (int i = 0; i < 4096; ++i) {
+    ASSERT_TRUE(table.append(row));
+    moves += std::exchange(values, table[0].data()) != values ? 1 : 0;
+  }
+  EXPECT_LT(moves, 16);
+}
+
 // ---- Signals
 
 TEST(NDSignal, OfCurvesAndBack) {

@@ -19,7 +19,6 @@ TEST(Signal, NameTable) {
   const std::string fifty(50, '5');
   const std::tuple<const char*, std::string, std::uint32_t> kCases[] = {
       {"", "", 40},
-      {nullptr, "", 40},
       {"Kupplung \xC3\xBC", "Kupplung ü", 40},
       {"\xF0\x9F\x94\xA7", "\xF0\x9F\x94\xA7", 40},
       {"a\xFF z", "a\xEF\xBF\xBD z", 40},
@@ -41,8 +40,18 @@ TEST(Signal, NamesMayBeTakenFromTheSignalItself) {
   CSigCurve curve;
   curve.SetName(u"0123456789012345678901234567890123456789");
   EXPECT_SHOWN("1 81", curve.AppendToName(curve.Name()), curve.NameCapacity());
-  EXPECT_SHOWN("1 1 1 89-lim", curve.SetName(curve.Name() + 78), curve.AppendToName(u"-lim"),
-               curve.AppendToName(static_cast<const wide_char*>(nullptr)), curve.Name());
+  EXPECT_SHOWN("1 1 89-lim", curve.SetName(curve.Name() + 78), curve.AppendToName(u"-lim"),
+               curve.Name());
+}
+
+TEST(Signal, NullTextsChangeNothing) {
+  constexpr const wide_char* kNull = nullptr;
+  CSigCurve curve;
+  curve.SetName(u"gear");
+  curve.SetXUnit(u"Hz");
+  EXPECT_FALSE(curve.SetName(kNull) || curve.SetName(static_cast<const char*>(nullptr)) ||
+               curve.AppendToName(kNull) || curve.SetXUnit(kNull) || curve.SetYUnit(kNull));
+  EXPECT_SHOWN("gear Hz", curve.Name(), curve.XUnit().mainunit());
 }
 
 TEST(Signal, SharedInfoIsCopiedOnChange) {
@@ -72,6 +81,11 @@ TEST(Signal, CopyTakesAllButExtensionData) {
   CSigCurve target = MakeCurve({1, 2});
   EXPECT_SHOWN("1 gear ext 1700000000 V 1 {1 2} 0 1 3", target.CopyInfo(source), all(target));
   EXPECT_SHOWN("1 0", target.InfoID() == source.InfoID(), target.CopyInfo(target));
+  target.AttachExtData(&source);
+  target.AttachExtData(false);
+  EXPECT_TRUE(target.CopyInfo(source) && target.ExtData() == &source) << "not owned: attached";
+  target.AttachExtData(new HostData);
+  EXPECT_TRUE(target.CopyInfo(source) && target.ExtData() == nullptr) << "owned: deleted";
   target.AttachExtData(new HostData);
   EXPECT_SHOWN("1 0 1", target.Copy(source, true), HostData::alive, target.ExtData() == nullptr);
   EXPECT_SHOWN("gear ext 1700000000 V 4 {1 2 3} 5 8 3 0", all(target), target.Copy(target, true));

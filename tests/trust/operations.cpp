@@ -59,6 +59,8 @@ const CSigCurveArray& Curves(int count = 9) {
     i == 0 ? array.ErsteKurve(c) : array.WeitereKurve(c, 0.7F * static_cast<float>(i));
   }
   array.KurvenKomplett();
+  array.SetName(u"A name longer than any buffer inside of texts");
+  array.Quinter().Mode(u"A mode longer than any buffer inside of texts");
   return array;
 }
 
@@ -458,7 +460,16 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
       }
     }));
   }
+  LIMES_OP(CSigCurveArray, "Querschnitt", {
+    thread_local Ext section;
+    thread_local CSigPairs pairs;
+    const bool ok = o.Querschnitt(3, &section) == 9 && o.Querschnitt(1.5F, &pairs) == 9;
+    return ok && o.FlaechenKurveBilden(&section, 1.0F, 9.0F, true) == 9;
+  });
   LIMES_OP(CSigND, "append", { return o.append(FixedSample<CSigND>()); });
+  LIMES_OP(CSigND, "append row", { return o.append(FixedSample<CSigND>()[0], o.describe(1)); });
+  LIMES_OP(CSigND, "slice", { return o.slice({1, 0}).xdim() == 2; });
+  LIMES_OP(CSigND, "SigCurveArray", { return o.SigCurveArray().Anzahl() == 2; });
   all.push_back(Reading<CSigCurveArray>(
       "CSigCurveArray record",
       [](const CSigCurveArray& a, CFileStream& f) { return a.DateiExport(f); },
