@@ -9,6 +9,7 @@
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_loops.h"
+#include "limes/learning/part_score.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
@@ -51,6 +52,19 @@ void Learn(benchmark::State& state) {
   const CSigCurveExt k = RandomCurve(state.range(0), 9);
   for (auto _ : state) {
     tool.NeueMessung(&k);
+  }
+}
+
+void ScoreAndLearn(benchmark::State& state) {
+  CKurvenLernWerkzeug tool = LearntTool(state.range(0));
+  const CSigCurveExt k = RandomCurve(state.range(0), 9);
+  CSigCurveExt& m = *tool.Mittelwert();
+  CSigCurveExt& q = *tool.QuadratMW();
+  for (auto _ : state) {
+    limes::SPartExcess excess;
+    limes::detail::ScoreAndLearnValues(m.ValArray(), q.ValArray(), k.ValArray(), k.DLen(), 0.75F,
+                                       0.25F, 3.0F, 0, excess);
+    benchmark::DoNotOptimize(excess);
   }
 }
 
@@ -238,6 +252,7 @@ void Register(const char* who, const char* operation, void (*run)(benchmark::Sta
 
 int main(int argc, char** argv) {
   Register("Ours", "NeueMessung", Learn);
+  Register("Ours", "ScoreAndLearn", ScoreAndLearn);
   Register("Ours", "GrenzeBilden", FormLimit);
   Register("Ours", "Widening", Widen);
   Register("Peer", "Widening", PlainWiden);

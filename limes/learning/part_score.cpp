@@ -1,0 +1,146 @@
+#include "limes/learning/part_score.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "limes/learning/learning_loops.h"
+#include "limes/learning/score.h"
+#include "limes/platform/cpu_clones.h"
+
+namespace limes {
+namespace {
+
+constexpr float kNoSpread = 0x1p-24F;  ///< of |M|: S is a rounding of the values
+constexpr std::size_t kBlock = 512;
+constexpr std::size_t kLanes = 16;
+
+/// What a block of points comes to.
+struct BlockExcess {
+  float above;
+  float below;
+  float shiftSum;
+  std::uint32_t points;
+};
+
+/// Shift of each point in spreads, and one over the spread; NaN and 0 where nothing varies.
+LIMES_CLONES void ShiftValues(float* __restrict shift, float* __restrict inverse,
+                              const float* __restrict m, const float* __restrict q,
+                              const float* __restrict k, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const float square = q[i] - m[i] * m[i];
+    const float spread = std::sqrt(square > 0.0F ? square : 0.0F);
+    const bool varies = spread > kNoSpread * std::fabs(m[i]);
+    inverse[i] = 1.0F / (varies ? spread : 1.0F);
+    shift[i] = varies ? (k[i] - m[i]) * inverse[i] : std::numeric_limits<float>::quiet_NaN();
+  }
+}
+
+/// The largest of both sides, and the sum, in as many lanes on every processor.
+LIMES_CLONES BlockExcess Gather(const float* shift, const float* inverse, std::size_t n,
+                                float base) {
+  float above[kLanes];
+  float below[kLanes];
+  float sum[kLanes];
+  std::uint32_t points[kLanes];
+  for (std::size_t j = 0; j < kLanes; ++j) {
+    above[j] = below[j] = -std::numeric_limits<float>::infinity();
+    sum[j] = 0.0F;
+    points[j] = 0;
+  }
+  for (std::size_t i = 0; i < n; i += kLanes) {  // the block is padded to whole lanes
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC unroll 1
+#endif
+    for (std::size_t j = 0; j < kLanes; ++j) {
+      const float z = shift[i + j];
+      const float least = base * inverse[i + j];
+      const float up = z - least;
+      const float down = -z - least;
+      above[j] = up > above[j] ? up : above[j];
+      below[j] = down > below[j] ? down : below[j];
+      sum[j] += z == z ? z : 0.0F;
+      points[j] += z == z ? 1U : 0U;
+    }
+  }
+  BlockExcess block{above[0], below[0], sum[0], points[0]};
+  for (std::size_t j = 1; j < kLanes; ++j) {
+    block.above = std::max(block.above, above[j]);
+    block.below = std::max(block.below, below[j]);
+    block.shiftSum += sum[j];
+    block.points += points[j];
+  }
+  return block;
+}
+
+/// Index of the first point whose excess is the given one; sign is -1 below.
+std::size_t Find(const float* shift, const float* inverse, std::size_t n, float base, float sign,
+                 float excess) {
+  std::size_t i = 0;
+  while (i + 1 < n && sign * shift[i] - base * inverse[i] != excess) {
+    ++i;
+  }
+  return i;
+}
+
+}  // namespace
+
+SPartScores ScoresOf(const SPartExcess& excess, double n) {
+  return {std::max(ScoreOf(excess.above, n), kLowestScore),
+          std::max(ScoreOf(excess.below, n), kLowestScore)};
+}
+
+SPartScores Larger(const SPartScores& a, const SPartScores& b) {
+  return {std::max(a.above, b.above), std::max(a.below, b.below)};
+}
+
+SPartExcess ExcessOf(double x, double mean, double spread, double base) {
+  SPartExcess excess;
+  if (spread > double{kNoSpread} * std::fabs(mean) && !std::isnan(x)) {
+    excess.above = static_cast<float>((x - mean - base) / spread);
+    excess.below = static_cast<float>((mean - base - x) / spread);
+    excess.shiftSum = (x - mean) / spread;
+    excess.points = 1;
+  }
+  return excess;
+}
+
+namespace detail {
+
+void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, float base,
+                 std::size_t first, SPartExcess& excess) {
+  std::array<float, kBlock> shift;
+  std::array<float, kBlock> inverse;
+  for (std::size_t start = 0; start < n; start += kBlock) {
+    const std::size_t count = std::min(kBlock, n - start);
+    const std::size_t padded = (count + kLanes - 1) / kLanes * kLanes;
+    ShiftValues(shift.data(), inverse.data(), m + start, q + start, k + start, count);
+    std::fill(shift.data() + count, shift.data() + padded, std::numeric_limits<float>::quiet_NaN());
+    std::fill(inverse.data() + count, inverse.data() + padded, 0.0F);
+    const BlockExcess block = Gather(shift.data(), inverse.data(), padded, base);
+    if (block.above > excess.above) {
+      excess.above = block.above;
+      excess.aboveAt =
+          first + start + Find(shift.data(), inverse.data(), count, base, 1.0F, block.above);
+    }
+    if (block.below > excess.below) {
+      excess.below = block.below;
+      excess.belowAt =
+          first + start + Find(shift.data(), inverse.data(), count, base, -1.0F, block.below);
+    }
+    excess.shiftSum += double{block.shiftSum};
+    excess.points += block.points;
+  }
+}
+
+void ScoreAndLearnValues(float* m, float* q, const float* k, std::size_t n, float a, float v,
+                         float base, std::size_t first, SPartExcess& excess) {
+  for (std::size_t start = 0; start < n; start += kBlock) {
+    const std::size_t count = std::min(kBlock, n - start);
+    ScoreValues(m + start, q + start, k + start, count, base, first + start, excess);
+    LearnValues(m + start, q + start, k + start, count, a, v);
+  }
+}
+
+}  // namespace detail
+}  // namespace limes
