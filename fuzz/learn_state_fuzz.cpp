@@ -1,9 +1,10 @@
-// Learn states: the first byte picks the kind (bits 0, 2 and 3) and, by bit 1, whether the checksum
-// is made right, so that the fields behind it are reached. What is read is written again and read
-// with the same bytes.
+// Learn states: the first byte picks the kind (bits 0, 2, 3 and 4) and, by bit 1, whether the
+// checksum is made right, so that the fields behind it are reached. What is read is written again
+// and read with the same bytes.
 #include "fuzz/fuzz.h"
 #include "limes/learning/calibration.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/drift_alarm.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/signals/extended_curve.h"
@@ -60,6 +61,14 @@ void RunCalibration(Input input) {
   }
 }
 
+void RunDriftAlarm(Input input) {
+  CDriftAlarm alarm;
+  if (Reads(input, alarm)) {
+    alarm.Add(2.0);
+    Require(alarm.Merge(alarm) == MergeStatus::kOk);
+  }
+}
+
 }  // namespace
 
 void Try(Input input) {
@@ -70,7 +79,7 @@ void Try(Input input) {
     detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
   }
   if ((way & 8U) != 0) {
-    RunCalibration(bytes);
+    (way & 16U) != 0 ? RunDriftAlarm(bytes) : RunCalibration(bytes);
   } else if ((way & 1U) == 0) {
     CLernenderGrenzwert limit;
     if (Reads(bytes, limit)) {

@@ -16,6 +16,7 @@
 #include "limes/learning/calibration.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/drift_alarm.h"
 #include "limes/learning/hold_back.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"

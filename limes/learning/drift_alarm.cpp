@@ -1,0 +1,217 @@
+#include "limes/learning/drift_alarm.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <new>
+#include <vector>
+
+#include "limes/learning/calibration.h"
+#include "limes/learning/distributions.h"
+#include "limes/learning/score.h"
+#include "limes/platform/file_stream.h"
+
+namespace limes {
+namespace {
+
+constexpr double kAllowance = 0.5;
+constexpr double kMostThreshold = 40.0;
+constexpr double kMostShift = 1000.0;  ///< larger ones count as this one
+constexpr std::int64_t kMostShifts = std::int64_t{1} << 53;
+
+}  // namespace
+
+namespace detail {
+
+double OneSidedRunLength(double threshold) {
+  // States 0 to t - 1: the sum within w / 2 of j w, and below w / 2; solves (I - P) length = 1 by
+  // elimination, which needs no exchange of rows for such a matrix.
+  constexpr std::size_t t = 400;
+  const double w = 2.0 * threshold / (2.0 * t - 1.0);
+  std::array<double, 2 * t> below{};  // P(step ends below the upper bound of cell j, from cell i)
+  for (std::size_t d = 0; d < 2 * t; ++d) {
+    below[d] = NormalShare((static_cast<double>(d) - t) * w + 0.5 * w + kAllowance);
+  }
+  std::vector<double> rows(t * t);
+  std::vector<double> length(t, 1.0);
+  for (std::size_t i = 0; i < t; ++i) {
+    for (std::size_t j = 0; j < t; ++j) {
+      const double share = below[t + j - i] - (j == 0 ? 0.0 : below[t + j - i - 1]);
+      rows[i * t + j] = (i == j ? 1.0 : 0.0) - share;
+    }
+  }
+  for (std::size_t i = 0; i < t; ++i) {
+    for (std::size_t r = i + 1; r < t; ++r) {
+      const double f = rows[r * t + i] / rows[i * t + i];
+      for (std::size_t j = i + 1; j < t; ++j) {
+        rows[r * t + j] -= f * rows[i * t + j];
+      }
+      length[r] -= f * length[i];
+    }
+  }
+  for (std::size_t i = t; i-- > 0;) {
+    for (std::size_t j = i + 1; j < t; ++j) {
+      length[i] -= rows[i * t + j] * length[j];
+    }
+    length[i] /= rows[i * t + i];
+  }
+  return length[0];
+}
+
+}  // namespace detail
+
+double DriftThreshold(double partsBetweenFalseAlarms) {
+  // The sides alarm independently, each half as often. The logarithm of the run length grows almost
+  // linearly with the threshold: a few secant steps.
+  const double wanted = std::log(2.0 * partsBetweenFalseAlarms);
+  double h0 = 0.0;
+  double l0 = std::log(detail::OneSidedRunLength(0.0));
+  if (!(wanted > l0)) {
+    return 0.0;
+  }
+  if (std::isinf(wanted)) {
+    return kMostThreshold;
+  }
+  double h1 = std::min(wanted, kMostThreshold);
+  for (int step = 0; step < 20; ++step) {
+    const double l1 = std::log(detail::OneSidedRunLength(h1));
+    const double h2 = std::clamp(h1 + (wanted - l1) * (h1 - h0) / (l1 - l0), 0.0, kMostThreshold);
+    if (!(std::fabs(h2 - h1) > 1e-9)) {
+      return h2;
+    }
+    h0 = h1;
+    l0 = l1;
+    h1 = h2;
+  }
+  return h1;
+}
+
+CDriftAlarm::CDriftAlarm(double threshold)
+    : threshold_(threshold > 0.0 ? std::min(threshold, kMostThreshold) : 0.0) {}
+
+void CDriftAlarm::Side::Add(double step, double excessHere, double placeHere) {
+  if (!(sum + step > 0.0)) {
+    *this = Side();
+    return;
+  }
+  if (parts == 0 || excessHere > excess) {
+    excess = excessHere;
+    place = placeHere;
+  }
+  sum += step;
+  ++parts;
+}
+
+SDrift CDriftAlarm::Add(double meanShift, const SPlaces& places) {
+  SDrift drift;
+  if (std::isnan(meanShift)) {
+    return drift;
+  }
+  const double shift = std::clamp(meanShift, -kMostShift, kMostShift);
+  if (shifts_ >= kShiftsBeforeScores) {
+    const auto n = static_cast<double>(shifts_);
+    const double spread = moments_.Spread(n);
+    const double score = spread > 0.0 ? std::clamp(ScoreOf((shift - moments_.Mean(n)) / spread, n),
+                                                   -kMostShift, kMostShift)
+                                      : 0.0;
+    up_.Add(score - kAllowance, places.excessAbove, places.above);
+    down_.Add(-score - kAllowance, places.excessBelow, places.below);
+  }
+  moments_.Add(shift);
+  shifts_ = std::min(shifts_ + 1, kMostShifts);
+  const Side* const beyond = up_.sum > threshold_     ? &up_
+                             : down_.sum > threshold_ ? &down_
+                                                      : nullptr;
+  if (beyond != nullptr) {
+    drift = {beyond == &up_ ? DriftDirection::kUp : DriftDirection::kDown, beyond->parts,
+             beyond->place};
+    alarms_ = std::min(alarms_ + 1, kMostShifts);
+    up_ = down_ = Side();
+  }
+  return drift;
+}
+
+MergeStatus CDriftAlarm::Merge(const CDriftAlarm& other) {
+  if (threshold_ != other.threshold_) {
+    return MergeStatus::kRule;
+  }
+  shifts_ = std::min(shifts_ + other.shifts_, kMostShifts);
+  alarms_ = std::min(alarms_ + other.alarms_, kMostShifts);
+  moments_.Add(other.moments_);
+  up_ =
+      std::max(up_, other.up_, [](const Side& a, const Side& b) { return a.Order() < b.Order(); });
+  down_ = std::max(down_, other.down_,
+                   [](const Side& a, const Side& b) { return a.Order() < b.Order(); });
+  return MergeStatus::kOk;
+}
+
+/// Everything of an alarm, in the order of its record.
+struct CDriftAlarm::SRecord {
+  double threshold = 0.0;
+  std::int64_t shifts = 0;
+  std::int64_t alarms = 0;
+  detail::ScoreMoments::Words moments{};
+  double upSum = 0.0;
+  std::int64_t upParts = 0;
+  double upExcess = 0.0;
+  double upPlace = 0.0;
+  double downSum = 0.0;
+  std::int64_t downParts = 0;
+  double downExcess = 0.0;
+  double downPlace = 0.0;
+
+  static constexpr auto Fields(auto& r) {
+    return std::tie(r.threshold, r.shifts, r.alarms, r.moments, r.upSum, r.upParts, r.upExcess,
+                    r.upPlace, r.downSum, r.downParts, r.downExcess, r.downPlace);
+  }
+
+  bool IsConsistent() const {
+    const auto count = [](std::int64_t n, std::int64_t most) { return n >= 0 && n <= most; };
+    const auto side = [&](double sum, std::int64_t parts, double excess, double place) {
+      return sum >= 0.0 && sum <= threshold && count(parts, shifts) && !std::isnan(excess) &&
+             !std::isnan(place);
+    };
+    return threshold >= 0.0 && threshold <= kMostThreshold && count(shifts, kMostShifts) &&
+           count(alarms, shifts) && side(upSum, upParts, upExcess, upPlace) &&
+           side(downSum, downParts, downExcess, downPlace);
+  }
+};
+
+bool CDriftAlarm::WriteState(CFileStream& file) const try {
+  const SRecord state{threshold_, shifts_,     alarms_,      moments_.ToWords(),
+                      up_.sum,    up_.parts,   up_.excess,   up_.place,
+                      down_.sum,  down_.parts, down_.excess, down_.place};
+  detail::RecordWriter record;
+  detail::BeginLearnState(record, detail::LearnStateKind::kDriftAlarm);
+  record.PutFields(state);
+  detail::FinishLearnState(record, file);
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+LearnStateStatus CDriftAlarm::ReadState(CFileStream& file) try {
+  std::vector<std::uint8_t> payload;
+  const LearnStateStatus status =
+      detail::ReadLearnState(file, detail::LearnStateKind::kDriftAlarm, payload);
+  if (status != LearnStateStatus::kOk) {
+    return status;
+  }
+  CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+  detail::RecordReader in(stream);
+  SRecord state;
+  if (!in.GetFields(state) || stream.Remaining() != 0 || !state.IsConsistent()) {
+    return LearnStateStatus::kContent;
+  }
+  threshold_ = state.threshold;
+  shifts_ = state.shifts;
+  alarms_ = state.alarms;
+  moments_ = detail::ScoreMoments(state.moments);
+  up_ = {state.upSum, state.upParts, state.upExcess, state.upPlace};
+  down_ = {state.downSum, state.downParts, state.downExcess, state.downPlace};
+  return LearnStateStatus::kOk;
+} catch (const std::bad_alloc&) {
+  return LearnStateStatus::kMemory;
+}
+
+}  // namespace limes
