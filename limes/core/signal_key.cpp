@@ -1,11 +1,9 @@
 #include "limes/core/signal_key.h"
 
 #include <algorithm>
-#include <mutex>
 #include <stdexcept>
 #include <tuple>
 
-#include "limes/platform/module.h"
 #include "limes/platform/string_table.h"
 
 namespace limes {
@@ -21,10 +19,7 @@ wide_string OrEmpty(const wide_char* text) {
 
 /// A text of this library, whatever module the host loads its texts from at the moment.
 wide_string OwnString(unsigned id) {
-  static std::mutex mutex;  // one change and restoring of the source at a time
-  const std::scoped_lock lock(mutex);
-  const ResourceSourceScope scope(ModuleRegistry::Library());
-  return LoadString(id);
+  return OrEmpty(detail::LibraryText(id, platform::CurrentLanguage()));
 }
 
 bool IsAsterisk(const wide_string& text) { return text == u"*"; }

@@ -9,6 +9,8 @@
 
 namespace limes {
 
+CFileStream::failure::~failure() = default;
+
 CFileStream::~CFileStream() = default;
 
 CMemoryStream::CMemoryStream(std::vector<std::uint8_t> bytes) : own_(std::move(bytes)) {}
@@ -27,7 +29,7 @@ std::size_t CMemoryStream::Read(void* data, std::size_t bytes) {
 
 void CMemoryStream::Write(const void* data, std::size_t bytes) {
   if (foreign_) {
-    throw CStorable::failure("memory stream is read-only");
+    throw failure("memory stream is read-only");
   }
   if (bytes == 0) {
     return;
@@ -37,7 +39,7 @@ void CMemoryStream::Write(const void* data, std::size_t bytes) {
   try {
     own_.insert(own_.end(), source + inside, source + bytes);
   } catch (const std::exception&) {
-    throw CStorable::failure("memory stream cannot grow");
+    throw failure("memory stream cannot grow");
   }
   std::memcpy(own_.data() + position_, source, inside);
   position_ += bytes;
@@ -45,7 +47,7 @@ void CMemoryStream::Write(const void* data, std::size_t bytes) {
 
 void CMemoryStream::Seek(std::int64_t position) {
   if (position < 0 || static_cast<std::uint64_t>(position) > Bytes().size()) {
-    throw CStorable::failure("seek outside of a memory stream");
+    throw failure("seek outside of a memory stream");
   }
   position_ = static_cast<std::size_t>(position);
 }
@@ -153,7 +155,7 @@ void CDiskStream::Write(const void* data, std::size_t bytes) {
   } catch (const std::exception&) {
   }
   if (!written) {
-    throw CStorable::failure("cannot write to the file");
+    throw failure("cannot write to the file");
   }
   file_->position += n;
   if (file_->size >= 0) {
@@ -169,7 +171,7 @@ void CDiskStream::Seek(std::int64_t position) {
   } catch (const std::exception&) {
   }
   if (!done) {
-    throw CStorable::failure("cannot seek in the file");
+    throw failure("cannot seek in the file");
   }
   if (position != file_->position) {
     file_->position = position;

@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 #include "limes/export.h"
-#include "limes/platform/storable.h"
 
 namespace limes {
 
@@ -16,6 +16,13 @@ namespace limes {
 /// One thread at a time.
 class LIMES_EXPORT CFileStream {
  public:
+  /// What a stream throws when it cannot write or seek.
+  class LIMES_EXPORT failure : public std::runtime_error {
+   public:
+    using std::runtime_error::runtime_error;
+    ~failure() override;
+  };
+
   CFileStream() = default;
   CFileStream(const CFileStream&) = delete;
   CFileStream& operator=(const CFileStream&) = delete;
@@ -24,10 +31,10 @@ class LIMES_EXPORT CFileStream {
   /// Reads up to bytes bytes: the number read, fewer at the end or on an error. Never throws.
   [[nodiscard]] virtual std::size_t Read(void* data, std::size_t bytes) = 0;
 
-  /// Writes all bytes, or throws CStorable::failure.
+  /// Writes all bytes, or throws failure.
   virtual void Write(const void* data, std::size_t bytes) = 0;
 
-  /// Moves to a position from the start, or throws CStorable::failure; behind the end is an error.
+  /// Moves to a position from the start, or throws failure; behind the end is an error.
   virtual void Seek(std::int64_t position) = 0;
 
   /// Position of the next byte, from the start.

@@ -7,12 +7,6 @@
 
 namespace limes {
 
-namespace platform {
-
-const char16_t* LibraryText(unsigned id, Language language);  // string_table.cpp
-
-}  // namespace platform
-
 namespace {
 
 /// Made at its first use, so that registrations from any file find it ready.
@@ -27,7 +21,12 @@ constinit const SModule* gSource = nullptr;
 constinit limes_module_observer gObserver = nullptr;
 constinit void* gContext = nullptr;
 
-constexpr SModule kLibrary = {"limes", LIMES_VERSION_STRING, platform::LibraryText};
+constexpr SModule kLibrary = {"limes", LIMES_VERSION_STRING, detail::LibraryText};
+
+const SModule* Source() {
+  const std::scoped_lock lock(Mutex());
+  return gSource;
+}
 
 // In the file of every look-up, so that a static library cannot lose it.
 const CModuleRegistration gLibrary(&kLibrary);
@@ -46,6 +45,15 @@ void Tell(const SModule& module, int joined) {
 }
 
 }  // namespace
+
+const SModule* ModuleRegistry::At(unsigned i) {
+  const std::scoped_lock lock(Mutex());
+  const CModuleRegistration* at = gFirst;
+  for (; at != nullptr && i > 0; --i) {
+    at = at->next_;
+  }
+  return at == nullptr ? nullptr : at->module_;
+}
 
 CModuleRegistration::CModuleRegistration(const SModule* module) : module_(module) {
   {
@@ -77,10 +85,9 @@ CModuleRegistration::~CModuleRegistration() {
 }
 
 std::vector<ModuleRegistry::Entry> ModuleRegistry::Modules() {
-  const std::scoped_lock lock(Mutex());
   std::vector<Entry> entries;
-  for (const CModuleRegistration* at = gFirst; at != nullptr; at = at->next_) {
-    entries.push_back({at->module_->name, at->module_->version});
+  for (unsigned i = 0; const SModule* const module = At(i); ++i) {
+    entries.push_back({module->name, module->version});
   }
   return entries;
 }
@@ -93,15 +100,20 @@ const SModule* ModuleRegistry::SetResourceSource(const SModule* module) {
 }
 
 const char16_t* ModuleRegistry::FindText(unsigned id, platform::Language language) {
-  const std::scoped_lock lock(Mutex());
   const auto find = [=](const SModule* module) {
     return module == nullptr || module->text == nullptr ? nullptr : module->text(id, language);
   };
-  const char16_t* text = find(gSource);
-  for (const CModuleRegistration* at = gFirst; text == nullptr && at != nullptr; at = at->next_) {
-    text = find(at->module_);
+  const char16_t* text = find(Source());
+  const SModule* module = nullptr;
+  for (unsigned i = 0; text == nullptr && (module = At(i)) != nullptr; ++i) {
+    text = find(module);
   }
   return text;
+}
+
+wide_string LoadString(unsigned id) {
+  const char16_t* const text = ModuleRegistry::FindText(id, platform::CurrentLanguage());
+  return text == nullptr ? wide_string() : wide_string(text);
 }
 
 }  // namespace limes
@@ -113,12 +125,16 @@ void limes_observe_modules(limes_module_observer observer, void* context) {
     limes::gContext = context;
   }
   if (observer != nullptr) {
-    for (const auto& entry : limes::ModuleRegistry::Modules()) {
-      observer(entry.name.c_str(), entry.version.c_str(), 1, context);
+    for (unsigned i = 0; const auto* const module = limes::ModuleRegistry::At(i); ++i) {
+      observer(module->name, module->version, 1, context);
     }
   }
 }
 
 unsigned limes_module_count() {
-  return static_cast<unsigned>(limes::ModuleRegistry::Modules().size());
+  unsigned count = 0;
+  while (limes::ModuleRegistry::At(count) != nullptr) {
+    ++count;
+  }
+  return count;
 }

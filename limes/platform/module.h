@@ -5,15 +5,17 @@
 
 #include "limes/export.h"
 #include "limes/platform/string_table.h"
+#include "limes/platform/text.h"
 
 namespace limes {
 
 /// An extension module of the host's framework: a name, a version and a string table. Constant
-/// data that outlives its registration.
+/// data that outlives its registration, and calls of its text that are under way in other threads.
 struct SModule {
   const char* name = "";
   const char* version = "";
-  /// Text of an id in a language; null when the module has none.
+  /// Text of an id in a language; null when the module has none. Called under no lock: it may load
+  /// texts itself.
   const char16_t* (*text)(unsigned id, platform::Language language) = nullptr;
 };
 
@@ -42,6 +44,9 @@ class LIMES_EXPORT ModuleRegistry {
   };
   static std::vector<Entry> Modules();
 
+  /// The module at a place of the chain, from 0; null behind its end.
+  static const SModule* At(unsigned i);
+
   /// This library's own module, "limes".
   static const SModule* Library();
 
@@ -52,6 +57,10 @@ class LIMES_EXPORT ModuleRegistry {
   /// Text of an id from the resource source or the chain; null when none has it.
   static const char16_t* FindText(unsigned id, platform::Language language);
 };
+
+/// The text of a number in the current language, from the resource source or else from the first
+/// module of the chain that has it; empty when none has. Any thread.
+LIMES_EXPORT wide_string LoadString(unsigned id);
 
 /// Makes a module the resource source for a scope, and the former one again at its end.
 class ResourceSourceScope {

@@ -10,7 +10,7 @@ namespace limes::PrWin {
 namespace {
 
 struct State {
-  std::recursive_mutex mutex;  ///< recursive: a sink may print itself
+  std::mutex mutex;  ///< of the pointer: no lock is held while a host is called
   std::shared_ptr<Sink> sink = std::make_shared<Sink>();
 };
 
@@ -20,13 +20,17 @@ State& GetState() {
   return state;
 }
 
+std::shared_ptr<Sink> CurrentSink() {
+  State& state = GetState();
+  const std::scoped_lock lock(state.mutex);
+  return state.sink;
+}
+
 }  // namespace
 
 void Output(int category, int style, std::u16string_view text) {
   try {
-    State& state = GetState();
-    const std::scoped_lock lock(state.mutex);
-    const std::shared_ptr<Sink> sink = state.sink;  // survives a SetSink from within the sink
+    const std::shared_ptr<Sink> sink = CurrentSink();  // survives a SetSink from within the sink
     if (*sink) {
       (*sink)(category, style, text);
     } else {

@@ -7,15 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <span>
-#include <stdexcept>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <vector>
 
 #include "limes/export.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -23,10 +22,13 @@ class CFileStream;
 
 namespace detail {
 
+template <class T>
+inline constexpr bool kIsBool = std::is_same_v<std::remove_cv_t<T>, bool>;
+
 /// A number of a record: an integer or a float of 1, 2, 4 or 8 bytes.
 template <class T>
-concept Scalar = (std::integral<T> || std::same_as<T, float> ||
-                  std::same_as<T, double>)&&!std::same_as<std::remove_cv_t<T>, bool>;
+concept Scalar =
+    !kIsBool<T> && (std::integral<T> || std::same_as<T, float> || std::same_as<T, double>);
 
 /// CRC-32 of IEEE 802.3 (polynomial 0x04C11DB7, reflected); pass the last result to go on. O(n).
 LIMES_EXPORT std::uint32_t Crc32(std::span<const std::uint8_t> bytes, std::uint32_t crc = 0);
@@ -141,22 +143,21 @@ class LIMES_EXPORT RecordReader {
       return Fail();
     }
     const std::uint64_t piece = Remaining() >= 0 ? count : kPieceBytes / sizeof(T);
-    try {
-      std::uint64_t have = 0;
-      do {  // what memory the values have is used again, without clearing it
-        const auto n = static_cast<std::size_t>(std::min<std::uint64_t>(piece, count - have));
-        have += n;
-        values.resize(static_cast<std::size_t>(have));
-        if (!GetSpan(std::span<T>(values).last(n))) {
-          return false;
-        }
-      } while (have < count);
-    } catch (const std::bad_alloc&) {
-      return Fail();
-    } catch (const std::length_error&) {
-      return Fail();
-    }
-    return true;
+    return IfMemoryAllows(false,
+                          [&] {
+                            std::uint64_t have = 0;
+                            do {  // what memory the values have is used again, without clearing it
+                              const auto n = static_cast<std::size_t>(
+                                  std::min<std::uint64_t>(piece, count - have));
+                              have += n;
+                              values.resize(static_cast<std::size_t>(have));
+                              if (!this->GetSpan(std::span<T>(values).last(n))) {
+                                return false;
+                              }
+                            } while (have < count);
+                            return true;
+                          }) ||
+           Fail();
   }
 
  private:

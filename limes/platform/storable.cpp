@@ -1,11 +1,8 @@
 #include "limes/platform/storable.h"
 
-#include "limes/platform/file_stream.h"
 #include "limes/platform/record_io.h"
 
 namespace limes {
-
-CStorable::failure::~failure() = default;
 
 CStorable::~CStorable() = default;
 

@@ -1,13 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
 
 #include "limes/export.h"
+#include "limes/platform/file_stream.h"
 
 namespace limes {
-
-class CFileStream;
 
 /// Base of the objects that write themselves to a file stream and read themselves back.
 ///
@@ -16,11 +14,7 @@ class CFileStream;
 class LIMES_EXPORT CStorable {
  public:
   /// What a file stream throws when it cannot write or seek.
-  class LIMES_EXPORT failure : public std::runtime_error {
-   public:
-    using std::runtime_error::runtime_error;
-    ~failure() override;
-  };
+  using failure = CFileStream::failure;
 
   CStorable() = default;
   CStorable(const CStorable&) = default;

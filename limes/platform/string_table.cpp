@@ -4,8 +4,6 @@
 #include <atomic>
 #include <iterator>
 
-#include "limes/platform/module.h"
-
 namespace limes {
 
 namespace {
@@ -130,28 +128,17 @@ constinit std::atomic<platform::Language> gLanguage = platform::Language::kEngli
 
 }  // namespace
 
-namespace platform {
-
-/// Text of this library; null when it has none of that id.
-const char16_t* LibraryText(unsigned id, Language language);
-
-const char16_t* LibraryText(unsigned id, Language language) {
+const char16_t* detail::LibraryText(unsigned id, platform::Language language) {
   const Row* const at =
       std::lower_bound(std::begin(kTexts), std::end(kTexts), id,
                        [](const Row& row, unsigned wanted) { return row.id < wanted; });
   const auto column = static_cast<unsigned>(language);
-  return at != std::end(kTexts) && at->id == id && column < kLanguages ? at->text[column] : nullptr;
+  return at != std::end(kTexts) && at->id == id && column < platform::kLanguages ? at->text[column]
+                                                                                 : nullptr;
 }
 
-void SetLanguage(Language language) { gLanguage = language; }
+void platform::SetLanguage(Language language) { gLanguage = language; }
 
-Language CurrentLanguage() { return gLanguage; }
-
-}  // namespace platform
-
-wide_string LoadString(unsigned id) {
-  const char16_t* const text = ModuleRegistry::FindText(id, platform::CurrentLanguage());
-  return text == nullptr ? wide_string() : wide_string(text);
-}
+platform::Language platform::CurrentLanguage() { return gLanguage; }
 
 }  // namespace limes

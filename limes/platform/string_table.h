@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "limes/export.h"
-#include "limes/platform/text.h"
 
 namespace limes {
 
@@ -28,11 +27,11 @@ LIMES_EXPORT Language CurrentLanguage();
 
 }  // namespace platform
 
-/// The text of a number in the current language, from the resource source or else from the first
-/// module of the chain that has it (see module.h); empty when none has. Any thread.
-///
-/// This library holds 1..8 (coordinates, type, bench), 11..18 (their plurals), 20..23 (rpm, rev,
-/// ord, all) and 50..79 (the quantity of unit number id - 50).
-LIMES_EXPORT wide_string LoadString(unsigned id);
+namespace detail {
 
+/// Text of this library; null when it has none of that id: 1..8 (coordinates, type, bench), 11..18
+/// (their plurals), 20..23 (rpm, rev, ord, all), 50..79 (the quantity of unit number id - 50).
+const char16_t* LibraryText(unsigned id, platform::Language language);
+
+}  // namespace detail
 }  // namespace limes

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "limes/platform/record_io.h"
+#include "limes/platform/storable.h"
 #include "tests/support/hostile.h"
 #include "tests/support/show.h"
 
@@ -32,8 +33,8 @@ void ExpectFileContract(CFileStream& file) {
   file.Write("", 0);
   file.Seek(0);
   EXPECT_SHOWN("helXYZ", ReadText(file, 99));
-  EXPECT_THROW(file.Seek(7), CStorable::failure);
-  EXPECT_THROW(file.Seek(-1), CStorable::failure);
+  EXPECT_THROW(file.Seek(7), CFileStream::failure);
+  EXPECT_THROW(file.Seek(-1), CFileStream::failure);
   EXPECT_EQ(file.Position(), 6);
   file.Write("!", 1);
   file.Seek(5);
@@ -56,11 +57,11 @@ TEST(FileStream, MemoryAndDiskKeepTheSameContract) {
   EXPECT_EQ(ReadText(file, 1), "") << "not open for reading";
   ASSERT_TRUE(file.Open(path, Mode::kRead));
   EXPECT_EQ(file.Remaining(), 3);
-  EXPECT_THROW(file.Write("x", 1), CStorable::failure);
+  EXPECT_THROW(file.Write("x", 1), CFileStream::failure);
   EXPECT_EQ(ReadText(file, 9), "abc");
   EXPECT_TRUE(file.Close());
   EXPECT_EQ(std::filesystem::file_size(path), 3U);
-  EXPECT_THROW(file.Seek(0), CStorable::failure) << "closed";
+  EXPECT_THROW(file.Seek(0), CFileStream::failure) << "closed";
   EXPECT_EQ(file.Read(nullptr, 0), 0U);
   std::filesystem::remove(path);
 }
@@ -71,7 +72,7 @@ TEST(FileStream, FullDeviceIsReported) {
     GTEST_SKIP() << "no such device";
   }
   const std::vector<char> much(1 << 20);
-  EXPECT_THROW(full.Write(much.data(), much.size()), CStorable::failure);
+  EXPECT_THROW(full.Write(much.data(), much.size()), CFileStream::failure);
   CDiskStream little("/dev/full", CDiskStream::Mode::kWrite);
   little.Write("x", 1);
   EXPECT_FALSE(little.Close());
@@ -151,7 +152,7 @@ TEST(Storable, HeaderIsTheVersionWord) {
   test::ExpectHostileSafe(CStorable());
   CMemoryStream closed{std::span<const std::uint8_t>()};
   EXPECT_FALSE(CStorable().WriteToFile(closed));
-  EXPECT_THROW(closed.Write("x", 1), CStorable::failure) << "foreign memory is read-only";
+  EXPECT_THROW(closed.Write("x", 1), CFileStream::failure) << "foreign memory is read-only";
   CMemoryStream other(test::Bytes{1, 0, 0, 0});
   EXPECT_FALSE(CStorable().ReadFromFile(other)) << "another version";
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -15,7 +16,9 @@ class Messages {
  public:
   Messages()
       : sink_(PrWin::SetSink([this](int category, int style, std::u16string_view text) {
-          printed += Exact{category, style, text}.text;
+          const std::string line = Exact{category, style, text}.text;
+          const std::scoped_lock lock(mutex_);
+          printed += line;
         })),
         handler_(MessageBoxes::SetHandler([this](std::u16string_view text) {
           boxes += WideToUtf8(text) + "|";
@@ -31,6 +34,7 @@ class Messages {
   std::string printed, boxes;
 
  private:
+  std::mutex mutex_;
   PrWin::Sink sink_;
   MessageBoxes::Handler handler_;
 };

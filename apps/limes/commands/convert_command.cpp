@@ -18,11 +18,11 @@ class CConsoleFile : public CFileStream {
   std::size_t Read(void* /*data*/, std::size_t /*bytes*/) override { return 0; }
   void Write(const void* data, std::size_t bytes) override {
     if (!out_.write(static_cast<const char*>(data), static_cast<std::streamsize>(bytes))) {
-      throw CStorable::failure("standard output fails");
+      throw CFileStream::failure("standard output fails");
     }
   }
   void Seek(std::int64_t /*position*/) override {
-    throw CStorable::failure("standard output has no places");
+    throw CFileStream::failure("standard output has no places");
   }
   std::int64_t Position() override { return 0; }
   std::int64_t Remaining() override { return -1; }
@@ -94,7 +94,7 @@ int RunConvert(const SOptions& options, SConsole& console) {
       losses = WriteParts(parts, format, file.Stream());
       file.Finish();
     }
-  } catch (const CStorable::failure&) {
+  } catch (const CFileStream::failure&) {
     throw CHostError(ExitCode::kStore, (options.output.empty() ? "the output" : options.output) +
                                            std::string(" cannot be written"));
   }

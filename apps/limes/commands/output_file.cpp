@@ -54,7 +54,7 @@ void COutputFile::Fail(const std::string& reason) const {
 void COutputFile::Write(const std::string& text) {
   try {
     stream_.Write(text.data(), text.size());
-  } catch (const CStorable::failure&) {
+  } catch (const CFileStream::failure&) {
     Fail("cannot be written");
   }
 }
