@@ -37,7 +37,10 @@ namespace detail {
 class FormatArg {
  public:
   template <std::integral T>
-  FormatArg(T value) : value_(static_cast<std::int64_t>(value)), bits_(8 * sizeof(T)) {}
+  FormatArg(T value)
+      : value_(static_cast<std::int64_t>(value)),
+        bits_(8 * sizeof(T)),
+        isSigned_(std::signed_integral<T>) {}
   FormatArg(float value) : value_(double{value}), bits_(32) {}
   FormatArg(double value) : value_(value) {}
   FormatArg(const char* text) : value_(text == nullptr ? std::string_view() : text) {}
@@ -52,9 +55,13 @@ class FormatArg {
   /// Width of the number's type.
   unsigned Bits() const { return bits_; }
 
+  /// False for integers of an unsigned type.
+  bool IsSigned() const { return isSigned_; }
+
  private:
   std::variant<std::int64_t, double, std::string_view, std::u16string_view> value_;
   unsigned bits_ = 64;
+  bool isSigned_ = true;
 };
 
 LIMES_EXPORT wide_string FormatText(std::u16string_view format, std::span<const FormatArg> args);
@@ -72,7 +79,8 @@ LIMES_EXPORT int ScanText(std::u16string_view text, std::u16string_view format,
 ///
 /// The same on every system, whatever its locale: decimal point '.', "nan", "inf". 8-bit texts are
 /// code page 1252; a null text is empty. The kind of the argument decides, not the letter alone: a
-/// number under %s is written out, a text under %d is taken as text. A conversion that is unknown
+/// number under %s is written out, a text under %d is taken as text, an unsigned number under %d
+/// keeps its value. A conversion that is unknown
 /// or has no argument left appears as it stands; surplus arguments are dropped.
 template <class... Args>
 wide_string Format(std::u16string_view format, const Args&... args) {
@@ -87,8 +95,9 @@ wide_string Format(std::u16string_view format, const Args&... args) {
 /// Reads numbers after a scanf format of %f and %d: number of fields read, the others untouched.
 ///
 /// Blanks in the format skip blanks of the text, numbers skip leading blanks and take a '+', any
-/// other character must match. Independent of the locale. A number beyond its type ends the
-/// reading, and so does an unknown conversion or one without a target.
+/// other character must match. Independent of the locale. A number too small for its type is 0 with
+/// its sign; one too large ends the reading, and so does an unknown conversion or one without a
+/// target.
 template <class... Targets>
 int Scan(std::u16string_view text, std::u16string_view format, Targets*... targets) {
   const detail::ScanTarget list[] = {detail::ScanTarget(targets)...};

@@ -126,12 +126,14 @@ void AppendFloat(wide_string& out, double value, unsigned bits, const Conversion
   PadNumber(out, upper ? Upper(text) : std::string(text), how, std::isfinite(value));
 }
 
-void AppendInteger(wide_string& out, std::int64_t value, unsigned bits, const Conversion& how) {
+void AppendInteger(wide_string& out, std::int64_t value, const FormatArg& arg,
+                   const Conversion& how) {
   char buffer[24];
   std::to_chars_result result{};
   const bool hex = how.letter == u'x' || how.letter == u'X';
-  if (hex || how.letter == u'u') {
+  if (hex || how.letter == u'u' || !arg.IsSigned()) {
     // Two's complement in the width of the argument's type.
+    const unsigned bits = std::holds_alternative<double>(arg.Value()) ? 64 : arg.Bits();
     const std::uint64_t mask = bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
     result = std::to_chars(buffer, std::end(buffer), static_cast<std::uint64_t>(value) & mask,
                            hex ? 16 : 10);
@@ -166,13 +168,13 @@ void AppendArgument(wide_string& out, const FormatArg& arg, const Conversion& ho
       const auto c = static_cast<char16_t>(*integer);
       Pad(out, {&c, 1}, how);
     } else {
-      AppendInteger(out, *integer, arg.Bits(), how);
+      AppendInteger(out, *integer, arg, how);
     }
   } else if (const auto* const number = std::get_if<double>(&arg.Value())) {
     if (asFloat || how.letter == u's') {
       AppendFloat(out, *number, arg.Bits(), how);
     } else {
-      AppendInteger(out, TruncToInt64(*number), 64, how);
+      AppendInteger(out, TruncToInt64(*number), arg, how);
     }
   } else if (const auto* const narrow = std::get_if<std::string_view>(&arg.Value())) {
     AppendText(out, Cp1252ToWide(*narrow), how);

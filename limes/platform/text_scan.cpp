@@ -1,5 +1,5 @@
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <string>
 #include <type_traits>
@@ -35,6 +35,23 @@ std::string NumberChars(std::u16string_view text, bool real) {
   return out;
 }
 
+/// Whether a number that is out of range is too small rather than too large, by the power of ten of
+/// its first digit that is not 0.
+bool IsTooSmall(std::string_view number) {
+  const std::size_t e = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view digits = number.substr(0, e);
+  const std::string_view power = number.substr(std::min(e + 1, number.size()));
+  const std::size_t sign = power.starts_with('+') ? 1 : 0;
+  std::int64_t exponent = 0;
+  if (std::from_chars(power.data() + sign, power.data() + power.size(), exponent).ec ==
+      std::errc::result_out_of_range) {
+    return power[0] == '-';
+  }
+  const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+  const auto first = static_cast<std::int64_t>(digits.find_first_of("123456789"));
+  return exponent < first - point;
+}
+
 /// Reads a number from the start of the text and removes it; false when there is none in range.
 template <class T>
 bool ReadNumber(std::u16string_view& text, T& value) {
@@ -43,12 +60,13 @@ bool ReadNumber(std::u16string_view& text, T& value) {
   const std::string chars = NumberChars(text, kReal);
   const char* const end = chars.data() + chars.size();
   auto result = std::from_chars(chars.data(), end, value);
-  if constexpr (std::is_same_v<T, float>) {
-    double wide = 0.0;
-    // A value too small for float is in range: it rounds to 0.
+  if constexpr (kReal) {
+    // A value too small is in range: it rounds to 0, or to what float has between there and 1.
     if (result.ec == std::errc::result_out_of_range &&
-        std::from_chars(chars.data(), end, wide).ec == std::errc() && std::fabs(wide) < 1.0) {
-      value = static_cast<float>(wide);
+        IsTooSmall({chars.data(), static_cast<std::size_t>(result.ptr - chars.data())})) {
+      double wide = chars[0] == '-' ? -0.0 : 0.0;  // stays, where it is too small for double too
+      std::from_chars(chars.data(), end, wide);
+      value = static_cast<T>(wide);
       result.ec = std::errc();
     }
   }

@@ -42,7 +42,14 @@ std::int64_t CTimeFloatScaling::ToTime(float x) const {
   if (std::isnan(x)) {
     return start_;
   }
-  return SaturatingSum(start_, TruncToInt64(double{x} * span_));
+  const double offset = span_ == 0.0 ? 0.0 : std::trunc(double{x} * span_);
+  if (std::fabs(offset) >= 0x1p64) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    return offset < 0.0 ? Limits::min() : Limits::max();
+  }
+  // In halves, for an offset beyond 64 bits may still lead to a time within them.
+  const double half = std::trunc(offset / 2.0);
+  return SaturatingSum(SaturatingSum(start_, TruncToInt64(half)), TruncToInt64(offset - half));
 }
 
 }  // namespace limes

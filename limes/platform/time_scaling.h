@@ -31,7 +31,8 @@ class LIMES_EXPORT CTimeFloatScaling {
   /// A length of time as a fraction of the interval; 0.0 for an empty span.
   float SpanToFloat(std::int64_t seconds) const;
 
-  /// start + x * span, the product truncated to whole seconds; saturates, NaN gives the start.
+  /// start + x * span, the product truncated to whole seconds; the sum saturates. NaN gives the
+  /// start, and so does an empty span.
   std::int64_t ToTime(float x) const;
 
  private:

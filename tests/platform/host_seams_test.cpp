@@ -41,10 +41,10 @@ TEST(TimeScaling, Table) {
   constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
   constexpr float kInf = std::numeric_limits<float>::infinity();
   // Start, end and time: as a float and from there back as a time; extremes saturate.
-  for (const auto& [times, shown] : test::Rows(
-           "1000 1100 1050: 0.5 1050; 1000 1100 950: -0.5 950; 1100 1000 1075: 0.25 1075; "
-           "7 7 99: 0 7; -9223372036854775808 9223372036854775807 9223372036854775807: 1 -1; "
-           "0 2 -9223372036854775808: -4.611686e+18 -9223372036854775808")) {
+  for (const auto& [times, shown] :
+       test::Rows("1000 1100 1050: 0.5 1050; 1000 1100 950: -0.5 950; 1100 1000 1075: 0.25 1075; "
+                  "7 7 99: 0 7; -9223372036854775808 9223372036854775807 9223372036854775807: 1 0; "
+                  "0 2 -9223372036854775808: -4.611686e+18 -9223372036854775808")) {
     std::int64_t start = 0, end = 0, t = 0;
     EXPECT_EQ(Scan(times, u"%d %d %d", &start, &end, &t), 3);
     const CTimeFloatScaling scaling(start, end);
@@ -52,8 +52,10 @@ TEST(TimeScaling, Table) {
     EXPECT_SHOWN(shown, x, scaling.ToTime(x));
   }
   const CTimeFloatScaling s(10, 20);
-  EXPECT_SHOWN("9 10 9223372036854775807 -9223372036854775798", s.ToTime(-0.19F),
-               s.ToTime(std::nanf("")), s.ToTime(kInf), s.ToTime(-kInf));
+  EXPECT_SHOWN("9 10 9223372036854775807 -9223372036854775808 5", s.ToTime(-0.19F),
+               s.ToTime(std::nanf("")), s.ToTime(kInf), s.ToTime(-kInf),
+               CTimeFloatScaling(5, 5).ToTime(kInf));
+  EXPECT_EQ(CTimeFloatScaling(kMin, 0).ToTime(1.5F), kMax / 2 + 1) << "the whole result saturates";
   EXPECT_EQ(std::max(SaturatingDifference(-2, kMax), SaturatingSum(kMin, -1)), kMin);
   EXPECT_EQ(std::min(SaturatingDifference(0, kMin), SaturatingSum(kMax, 1)), kMax);
   EXPECT_EQ(CTimeFloatScaling().Scale(), 1.0);
