@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <atomic>
 
+#include "limes/platform/memory_errors.h"
+
 namespace limes {
 namespace {
 
 std::atomic<std::uint32_t> g_globalFlags = 0;
 
 constexpr std::u16string_view kPrefixes = u"fpn\u00B5m-kMGT";
-constexpr int kNoPrefix = 5;  ///< place of '-' in kPrefixes
+constexpr char16_t kTimes = u'\u00B7';  ///< behind a factor that no prefix stands for
+constexpr int kNoPrefix = 5;            ///< place of '-' in kPrefixes
 
 /// The low 16 bits, as all exponents and powers keep them.
 constexpr short Narrow(int value) { return static_cast<short>(static_cast<std::uint16_t>(value)); }
@@ -71,24 +74,20 @@ wide_string Level(std::u16string_view text) {
 static_assert(sizeof(SMeasuringUnitPOD) == 16);
 
 SMeasuringUnitPOD::SMeasuringUnitPOD(const CMeasuringUnit& other)
-    : unit(other.Unit_e()),
-      exponent(other.Exponent()),
-      power(other.Power()),
-      logref(other.Logref()),
-      flags(other.Flags()) {}
+    : SMeasuringUnitPOD(other.fields_) {}
 
 CMeasuringUnit::CMeasuringUnit() : text_(1, u'-') {}
 
 CMeasuringUnit::CMeasuringUnit(commonUnits unit, short exponent, short power, float logref) {
-  set(unit, exponent, power, logref);
+  Take(With(unit, exponent, power, logref));
 }
 
 CMeasuringUnit::CMeasuringUnit(std::u16string_view text, short exponent, short power,
                                float logref) {
   if (exponent == 0 && power == 1) {
-    set(text);
+    Parse(text);
   } else {
-    set(UnitStrings::theStrings().FindOrAdd(UpToZero(text)), exponent, power, logref);
+    Take(With(UnitStrings::theStrings().FindOrAdd(UpToZero(text)), exponent, power, logref));
   }
 }
 
@@ -97,11 +96,7 @@ CMeasuringUnit::CMeasuringUnit(const CMeasuringUnit& other, bool /*deep*/)
 
 CMeasuringUnit& CMeasuringUnit::operator=(const CMeasuringUnit& other) {
   text_ = other.text_;  // alone may fail
-  unit_ = other.unit_;
-  exponent_ = other.exponent_;
-  power_ = other.power_;
-  logref_ = other.logref_;
-  flags_ = other.flags_;
+  fields_ = other.fields_;
   return *this;
 }
 
@@ -109,80 +104,99 @@ void CMeasuringUnit::copy(const CMeasuringUnit& other, bool /*deep*/) { *this = 
 
 void CMeasuringUnit::_construct(bool keepFields) {
   if (keepFields) {
-    buildstringrep();
+    Take(fields_);
     return;
   }
-  SetFields(0, 0, 1, 0.0F);
-  flags_ = 0;
+  fields_ = NoFields();
   text_.clear();
 }
 
-void CMeasuringUnit::SetFields(std::uint32_t unit, short exponent, short power, float logref) {
-  unit_ = unit;
-  exponent_ = exponent;
-  power_ = power;
-  logref_ = logref;
-  SetLogarithmic(logref != 0.0F);
+void CMeasuringUnit::Take(const SMeasuringUnitPOD& fields) {
+  fields_ = fields;
+  if (!detail::IfMemoryAllows([&] { text_ = ShownText(fields); })) {
+    text_.assign(1, u'?');  // fits without memory
+  }
+}
+
+SMeasuringUnitPOD CMeasuringUnit::With(std::uint32_t unit, short exponent, short power,
+                                       float logref) const {
+  SMeasuringUnitPOD fields = fields_;
+  fields.unit = unit;
+  fields.exponent = exponent;
+  fields.power = power;
+  fields.logref = logref;
+  fields.flags = (fields.flags & ~kLogarithmic) | (logref != 0.0F ? kLogarithmic : 0);
+  return fields;
 }
 
 void CMeasuringUnit::set(std::uint32_t unit, short exponent, short power, float logref) {
-  SetFields(unit, exponent, power, logref);
-  buildstringrep();
+  Take(With(unit, exponent, power, logref));
+}
+
+bool CMeasuringUnit::set(std::u16string_view text) {
+  return detail::IfMemoryAllows(false, [&] { return Parse(text); });
 }
 
 bool CMeasuringUnit::setA(const char* text) {
   constexpr std::size_t kMaxText = 256;
   const std::string_view all = text == nullptr ? std::string_view() : text;
-  return set(Cp1252ToWide(all.substr(0, kMaxText)));
+  return detail::IfMemoryAllows(false,
+                                [&] { return Parse(Cp1252ToWide(all.substr(0, kMaxText))); });
 }
 
 CMeasuringUnit& CMeasuringUnit::power(short n) {
-  exponent_ = Narrow(exponent_ * n);
-  power_ = Narrow(power_ * n);
-  buildstringrep();
+  SMeasuringUnitPOD fields = fields_;
+  fields.exponent = Narrow(fields.exponent * n);
+  fields.power = Narrow(fields.power * n);
+  Take(fields);
   return *this;
 }
 
 bool CMeasuringUnit::root(short n) {
-  if (n == 0 || power_ % n != 0 || power_ / n == 0) {
+  if (n == 0 || fields_.power % n != 0 || fields_.power / n == 0) {
     return false;
   }
-  power_ = Narrow(power_ / n);
-  exponent_ = Narrow(exponent_ / n);
-  buildstringrep();
+  SMeasuringUnitPOD fields = fields_;
+  fields.power = Narrow(fields.power / n);
+  fields.exponent = Narrow(fields.exponent / n);
+  Take(fields);
   return true;
 }
 
 void CMeasuringUnit::invert() {
-  if (logref_ != 0.0F) {
+  if (fields_.logref != 0.0F) {
     return;
   }
-  const std::uint32_t reciprocal = UnitStrings::inverseIndex(unit_);
+  SMeasuringUnitPOD fields = fields_;
+  const std::uint32_t reciprocal = UnitStrings::inverseIndex(fields.unit);
   if (reciprocal != 0) {
-    unit_ = reciprocal;
+    fields.unit = reciprocal;
   } else {
-    power_ = Narrow(-power_);
+    fields.power = Narrow(-fields.power);
   }
-  exponent_ = Narrow(-exponent_);
-  buildstringrep();
+  fields.exponent = Narrow(-fields.exponent);
+  Take(fields);
 }
 
 CMeasuringUnit& CMeasuringUnit::logref(float reference) {
-  logref_ = reference;
-  SetLogarithmic(reference != 0.0F);
+  fields_ = With(fields_.unit, fields_.exponent, fields_.power, reference);
   return *this;
 }
 
-void CMeasuringUnit::set_log(bool on) { SetLogarithmic(on); }
+void CMeasuringUnit::set_log(bool on) {
+  fields_.flags = (fields_.flags & ~kLogarithmic) | (on ? kLogarithmic : 0);
+}
 
 void CMeasuringUnit::clearExponent() {
-  exponent_ = 0;
-  buildstringrep();
+  SMeasuringUnitPOD fields = fields_;
+  fields.exponent = 0;
+  Take(fields);
 }
 
 void CMeasuringUnit::clearPower() {
-  power_ = 0;  // kept: 0, not 1
-  buildstringrep();
+  SMeasuringUnitPOD fields = fields_;
+  fields.power = 0;  // kept: 0, not 1
+  Take(fields);
 }
 
 const char* CMeasuringUnit::prefixunitA() const {
@@ -193,31 +207,32 @@ const char* CMeasuringUnit::prefixunitA() const {
   return buffer.data();
 }
 
-const wide_string& CMeasuringUnit::baseunit() const { return UnitStrings::theStrings()[unit_]; }
+const wide_string& CMeasuringUnit::baseunit() const {
+  return UnitStrings::theStrings()[fields_.unit];
+}
 
 wide_string CMeasuringUnit::mainunit() const {
   wide_string text = baseunit();
-  AppendPower(text, power_);
+  AppendPower(text, fields_.power);
   return is_log() && !IsLevelText(text_) ? Level(text) : text;
 }
 
 wide_string CMeasuringUnit::ExactText() const {
-  const int shown = 3 * PrefixIndex(exponent_, power_) * power_;
-  if (unit_ == 0 || shown == exponent_) {
+  const auto& [unit, exponent, power, logref, flags] = fields_;
+  const int shown = 3 * PrefixIndex(exponent, power) * power;
+  if (unit == 0 || shown == exponent) {
     return text_;
   }
   wide_string text = u"10^";
-  AppendNumber(text, exponent_);
+  AppendNumber(text, exponent);
   text += u' ';
-  CMeasuringUnit whole = *this;
-  whole.clearExponent();
-  text += whole.text_;
-  return text;
+  SMeasuringUnitPOD whole = fields_;
+  whole.exponent = 0;
+  return text + ShownText(whole);
 }
 
 bool CMeasuringUnit::operator==(const CMeasuringUnit& other) const {
-  return unit_ == other.unit_ && exponent_ == other.exponent_ && power_ == other.power_ &&
-         logref_ == other.logref_ && flags_ == other.flags_;
+  return SMeasuringUnitPOD::Fields(fields_) == SMeasuringUnitPOD::Fields(other.fields_);
 }
 
 std::uint32_t CMeasuringUnit::GlobalFlags() {
@@ -241,39 +256,33 @@ void CMeasuringUnit::SetGlobalFlag(unsigned bit, bool on) {
   }
 }
 
-bool CMeasuringUnit::IsPlainLevel() const {
-  return is_log() && TestGlobalFlag(kShowPlainDb) &&
-         (unit_ == gravity || unit_ == metrePerSecond2 || unit_ == metrePerSecond);
-}
-
-void CMeasuringUnit::buildstringrep() {
-  if (unit_ == 0) {
-    text_.assign(1, u'-');
-    return;
+wide_string CMeasuringUnit::ShownText(const SMeasuringUnitPOD& fields) {
+  if (fields.unit == 0) {
+    return wide_string(1, u'-');
   }
-  const wide_string& base = baseunit();
-  if (is_log() && unit_ == pascal && TestGlobalFlag(kShowDbA)) {
-    text_ = u"dB(A)";
-  } else if (IsPlainLevel()) {
-    text_ = u"dB";
-  } else if (is_log() && !IsLevelText(base)) {
-    text_ = Level(base);
-  } else {
-    text_ = base;
+  const bool isLevel = (fields.flags & kLogarithmic) != 0;
+  wide_string text = UnitStrings::theStrings()[fields.unit];
+  if (isLevel && fields.unit == pascal && TestGlobalFlag(kShowDbA)) {
+    text = u"dB(A)";
+  } else if (isLevel && TestGlobalFlag(kShowPlainDb) &&
+             (fields.unit == gravity || fields.unit == metrePerSecond2 ||
+              fields.unit == metrePerSecond)) {
+    text = u"dB";
+  } else if (isLevel && !IsLevelText(text)) {
+    text = Level(text);
   }
-  const int k = PrefixIndex(exponent_, power_);
-  if (k != 0) {
-    const int place = kNoPrefix + k;
-    if (place >= 0 && place < static_cast<int>(kPrefixes.size())) {
-      text_.insert(text_.begin(), kPrefixes[static_cast<std::size_t>(place)]);
-    } else {
-      wide_string factor = u"10^";
-      AppendNumber(factor, 3 * k);
-      factor += u'\u00B7';
-      text_.insert(0, factor);
-    }
+  const int k = PrefixIndex(fields.exponent, fields.power);
+  const int place = kNoPrefix + k;
+  if (k != 0 && place >= 0 && place < static_cast<int>(kPrefixes.size())) {
+    text.insert(text.begin(), kPrefixes[static_cast<std::size_t>(place)]);
+  } else if (k != 0) {
+    wide_string factor = u"10^";
+    AppendNumber(factor, 3 * k);
+    factor += kTimes;
+    text.insert(0, factor);
   }
-  AppendPower(text_, power_);
+  AppendPower(text, fields.power);
+  return text;
 }
 
 }  // namespace limes

@@ -6,6 +6,7 @@
 #include <deque>
 #include <mutex>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 
 #include "limes/export.h"
@@ -27,6 +28,10 @@ struct LIMES_EXPORT SMeasuringUnitPOD {
   std::int16_t power = 0;     // kept: 0 here, unlike the default unit's 1
   float logref = 0.0F;        ///< reference of a level; 0 when linear
   std::uint32_t flags = 0;    ///< bit 0: level in dB
+
+  static constexpr auto Fields(auto& u) {
+    return std::tie(u.unit, u.exponent, u.power, u.logref, u.flags);
+  }
 };
 
 /// Physical unit of an axis: 10^exponent times a base unit raised to a power, linear or as a level
@@ -34,9 +39,9 @@ struct LIMES_EXPORT SMeasuringUnitPOD {
 ///
 /// The base unit is a number of the process-wide table of unit texts (0: no unit). The text shown
 /// is kept ready: "kHz", "(m/s)²", "dB(Pa)". A small value; one thread at a time each. No operation
-/// throws, except what a stream throws while writing, and std::bad_alloc where the memory for a
-/// text of more than 7 characters is short: an assignment then changes nothing, after others the
-/// unit may be given a new value only.
+/// throws, except what a stream throws while writing, and std::bad_alloc from constructors, copies,
+/// assignments and what returns a text. Where only the text shown has no room in memory, the fields
+/// hold and it is "?" until it is built anew.
 class LIMES_EXPORT CMeasuringUnit {
  public:
   /// The built-in units; their values are their numbers in the table.
@@ -152,26 +157,26 @@ class LIMES_EXPORT CMeasuringUnit {
   void clearPower();
 
   /// Number of the base unit in the table.
-  std::uint32_t Unit_e() const { return unit_; }
+  std::uint32_t Unit_e() const { return fields_.unit; }
 
   /// Decimal exponent of the whole: km² has 6.
-  short Exponent() const { return exponent_; }
-  short exponent() const { return exponent_; }
+  short Exponent() const { return fields_.exponent; }
+  short exponent() const { return fields_.exponent; }
 
-  short Power() const { return power_; }
-  short power() const { return power_; }
+  short Power() const { return fields_.power; }
+  short power() const { return fields_.power; }
 
   /// Reference of a level, in the unit itself; 0 when linear.
-  float Logref() const { return logref_; }
-  float logref() const { return logref_; }
+  float Logref() const { return fields_.logref; }
+  float logref() const { return fields_.logref; }
 
   /// Bit 0: level in dB. The others are 0 unless a record brought them.
-  std::uint32_t Flags() const { return flags_; }
-  bool is_log() const { return (flags_ & kLogarithmic) != 0; }
+  std::uint32_t Flags() const { return fields_.flags; }
+  bool is_log() const { return (fields_.flags & kLogarithmic) != 0; }
 
   /// No unit, whatever its exponent and power.
-  bool operator!() const { return unit_ == 0; }
-  bool empty() const { return unit_ == 0; }
+  bool operator!() const { return fields_.unit == 0; }
+  bool empty() const { return fields_.unit == 0; }
 
   /// The text shown. A decimal exponent that is no multiple of 3 per power is not in it.
   // kept: 10^-1 s shows "ms"; ExactText tells
@@ -190,10 +195,13 @@ class LIMES_EXPORT CMeasuringUnit {
   /// As prefixunit, with "10^n " before it where prefixunit hides a part of the exponent.
   wide_string ExactText() const;
 
-  /// Unit of a text as people write it: the whole text is looked up before it is parsed as by set,
-  /// so that "km/h", "mph", "pu" or "rad/s^2" are not split. exact: true when the base unit was in
-  /// the table before and no prefix was read before n, x, y, z, t or g ("kg" is no kilo-g).
-  /// O(length).
+  /// Unit of a text as people write it, and of every text that is shown here, "dB" alone excepted:
+  /// what stands in "dB(...)", under a power or behind a prefix is looked up as a whole before it
+  /// is split, so that "km/h", "(km/h)²", "dB(mph)", "pu" or "rad/s^2" keep their units; µ may be
+  /// the Greek letter. Other texts are parsed as by set. An unknown unit is no unit, with a message
+  /// that names it, or registered as it stands where the table allows it. exact: true when the base
+  /// unit was in the table before and no prefix was read before n, x, y, z, t or g ("kg" is no
+  /// kilo-g). Throws std::bad_alloc as a constructor does. O(length).
   static CMeasuringUnit FromText(std::u16string_view text, bool* exact = nullptr);
 
   /// All fields equal, the reference as float; the text is not compared.
@@ -216,7 +224,7 @@ class LIMES_EXPORT CMeasuringUnit {
 
   /// The same record with the base unit's text, which every reader takes; registered units come
   /// back by it. False, with nothing written, for a text that is no 255 characters of code page
-  /// 1252 or holds a 0.
+  /// 1252 or holds a 0, and for a unit that the table does not hold.
   [[nodiscard]] bool WriteToFileWithText(CFileStream& file) const;
 
   /// Reads a record of version 0 to 12. False when it is cut short (the fields are then the
@@ -226,28 +234,35 @@ class LIMES_EXPORT CMeasuringUnit {
   [[nodiscard]] bool ReadFromFile(CFileStream& file);
 
  private:
+  friend struct SMeasuringUnitPOD;
+
   static constexpr std::uint32_t kLogarithmic = 1;
 
-  /// Sets all fields but the unit from a text; base becomes what to look it up by, a part of text
-  /// or of infix. The text shown is not built. False when there is nothing to look up.
-  bool ParseFields(std::u16string_view text, std::u16string_view& base, wide_string& infix);
+  /// No unit, with power 1.
+  static SMeasuringUnitPOD NoFields() {
+    SMeasuringUnitPOD fields;
+    fields.power = 1;
+    return fields;
+  }
 
   /// What a look-up takes of a text: a 0 ends it, as in texts from buffers of fixed size.
   static std::u16string_view UpToZero(std::u16string_view text) {
     return text.substr(0, text.find(u'\0'));
   }
 
+  /// As set; what it throws leaves the unit as it was.
+  bool Parse(std::u16string_view text);
   bool WriteRecord(CFileStream& file, std::string_view text) const;
-  void buildstringrep();
-  void SetLogarithmic(bool on) { flags_ = (flags_ & ~kLogarithmic) | (on ? kLogarithmic : 0); }
-  void SetFields(std::uint32_t unit, short exponent, short power, float logref);
-  bool IsPlainLevel() const;
 
-  std::uint32_t unit_ = 0;
-  std::int16_t exponent_ = 0;
-  std::int16_t power_ = 1;
-  float logref_ = 0.0F;
-  std::uint32_t flags_ = 0;
+  static wide_string ShownText(const SMeasuringUnitPOD& fields);
+
+  /// Takes the fields and builds the text.
+  void Take(const SMeasuringUnitPOD& fields);
+
+  /// Fields logarithmic when logref is not 0; further flags stay as they are.
+  SMeasuringUnitPOD With(std::uint32_t unit, short exponent, short power, float logref) const;
+
+  SMeasuringUnitPOD fields_ = NoFields();
   wide_string text_;
 };
 
@@ -261,7 +276,7 @@ class LIMES_EXPORT CMeasuringUnit::UnitStrings {
   /// Units the table takes at most; further ones are rejected.
   static constexpr std::size_t kMaxUnits = 65536;
 
-  /// The table, made at the first call, gone at the end of the process.
+  /// The table, made at the first call, gone with the process.
   static UnitStrings& theStrings();
 
   /// Text of a unit; "?" for a number that the table does not hold.
@@ -288,7 +303,7 @@ class LIMES_EXPORT CMeasuringUnit::UnitStrings {
   static std::uint32_t inverseIndex(std::uint32_t unit);
 
   /// Reciprocal of the unit behind the one of that text.
-  // kept: one row too far; hosts rely on it
+  // kept: one row too far, as it has always answered; the number form has the right row
   static std::uint32_t inverseIndex(const wide_char* text);
 
   /// As FindOrAdd with settings of its own instead of the table's.

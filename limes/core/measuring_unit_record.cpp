@@ -1,3 +1,4 @@
+#include <array>
 #include <string>
 
 #include "limes/core/measuring_unit.h"
@@ -11,29 +12,42 @@ constexpr std::uint8_t kVersion = 2;
 constexpr std::uint8_t kFirstUnknownVersion = 13;
 constexpr std::size_t kMaxTextBytes = 255;
 
+/// Hands the fields behind the text to get, those that a record of the version holds; false when
+/// that fails for one of them.
+bool ForFields(auto& fields, std::uint8_t version, auto get) {
+  constexpr std::array kSince = {1, 0, 0, 0, 2};  // version that brought each of the fields
+  return std::apply(
+      [&](auto&... field) {
+        std::size_t i = 0;
+        return ((version < kSince[i++] || get(field)) && ...);
+      },
+      SMeasuringUnitPOD::Fields(fields));
+}
+
 }  // namespace
 
 bool CMeasuringUnit::WriteRecord(CFileStream& file, std::string_view text) const {
-  detail::RecordWriter out;
-  out.Put(kVersion);
-  out.Put(static_cast<std::uint8_t>(text.size()));
-  out.PutBytes(text.data(), text.size());
-  out.Put(unit_);
-  out.Put(exponent_);
-  out.Put(power_);
-  out.Put(logref_);
-  out.Put(flags_);
-  out.WriteTo(file);
-  return true;
+  return detail::IfMemoryAllows([&] {
+    detail::RecordWriter out;
+    out.Put(kVersion);
+    out.Put(static_cast<std::uint8_t>(text.size()));
+    out.PutBytes(text.data(), text.size());
+    out.PutFields(fields_);
+    out.WriteTo(file);
+  });
 }
 
 bool CMeasuringUnit::WriteToFile(CFileStream& file) const { return WriteRecord(file, {}); }
 
 bool CMeasuringUnit::WriteToFileWithText(CFileStream& file) const {
-  const wide_string& base = baseunit();
-  const std::string text = WideToCp1252(base);
-  return text.size() <= kMaxTextBytes && UpToZero(Cp1252ToWide(text)) == base &&
-         WriteRecord(file, text);
+  return detail::IfMemoryAllows(false, [&] {
+    const wide_string& base = baseunit();
+    const std::string text = WideToCp1252(base);
+    const bool isInTable =
+        UnitStrings::theStrings().Find(base) == static_cast<std::int64_t>(fields_.unit);
+    return isInTable && text.size() <= kMaxTextBytes && UpToZero(Cp1252ToWide(text)) == base &&
+           WriteRecord(file, text);
+  });
 }
 
 bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
@@ -48,31 +62,26 @@ bool CMeasuringUnit::ReadFromFile(CFileStream& file) {
   if (!in.Get(length) || !in.GetBytes(bytes, length)) {
     return false;
   }
-  const wide_string whole = Cp1252ToWide(std::string_view(bytes, length));
-  const std::u16string_view text = UpToZero(whole);
-  UnitStrings& strings = UnitStrings::theStrings();
-  CMeasuringUnit read;
-  if (version == 0) {
-    if (length == 0) {
-      buildstringrep();
-      return in.Skip(8);
+  if (version == 0 && length == 0) {
+    _construct(true);
+    return in.Skip(8);
+  }
+  SMeasuringUnitPOD read;
+  if (!ForFields(read, version, [&](auto& field) { return in.Get(field); })) {
+    return false;
+  }
+  return detail::IfMemoryAllows(false, [&] {
+    const wide_string whole = Cp1252ToWide(std::string_view(bytes, length));
+    UnitStrings& strings = UnitStrings::theStrings();
+    if (version == 0 || read.unit >= kBuiltInUnits) {
+      read.unit = strings.FindOrAdd(UpToZero(whole), true, version > 0 && strings.Complains());
     }
-    read.unit_ = strings.FindOrAdd(text, true, false);
-  } else if (!in.Get(read.unit_)) {
-    return false;
-  } else if (read.unit_ >= kBuiltInUnits) {
-    read.unit_ = strings.FindOrAdd(text, true, strings.Complains());
-  }
-  if (!in.Get(read.exponent_) || !in.Get(read.power_) || !in.Get(read.logref_)) {
-    return false;
-  }
-  read.SetLogarithmic(read.logref_ != 0.0F);
-  if (version >= 2 && !in.Get(read.flags_)) {
-    return false;
-  }
-  read.buildstringrep();
-  *this = std::move(read);
-  return true;
+    if (version < 2) {
+      read.flags = read.logref != 0.0F ? kLogarithmic : 0;
+    }
+    Take(read);
+    return true;
+  });
 }
 
 }  // namespace limes

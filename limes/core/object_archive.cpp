@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
 #include <string_view>
 #include <vector>
 
@@ -42,13 +41,19 @@ void ExpandString(std::string_view text, std::uint32_t* words, std::size_t n) {
   }
 }
 
-/// The low byte of each word up to the first 0; words without one need no terminator.
-std::string CondenseString(const std::uint32_t* words, std::size_t n) {
-  std::string text;
-  for (std::size_t i = 0; i < n && static_cast<char>(words[i]) != '\0'; ++i) {
-    text.push_back(static_cast<char>(words[i]));
-  }
-  return text;
+/// The low byte of each of the words of a name; those need no terminator.
+std::array<char, CSerializer::kNameWords + 1> CondenseName(const std::uint32_t* words) {
+  std::array<char, CSerializer::kNameWords + 1> name{};
+  std::transform(words, words + CSerializer::kNameWords, name.begin(),
+                 [](std::uint32_t word) { return static_cast<char>(word); });
+  return name;
+}
+
+/// Shows a warning; what does not fit its buffer, or into memory, is lost.
+template <class... Args>
+void Warn(std::u16string_view format, const Args&... args) {
+  detail::IfMemoryAllows(
+      [&] { MessageBoxes::Warning(Format(format, args...).substr(0, kMessageBuffer - 1)); });
 }
 
 std::string_view ClassName(const CObject& object) {
@@ -58,16 +63,14 @@ std::string_view ClassName(const CObject& object) {
 
 /// An archivable object of the class; null when the class cannot create one.
 std::unique_ptr<CSObject> CreateObject(const CRuntimeClass& runtimeClass) {
-  try {
+  return detail::IfMemoryAllows(nullptr, [&] {
     std::unique_ptr<CObject> object(runtimeClass.CreateObject());
     auto* const archivable = dynamic_cast<CSObject*>(object.get());
     if (archivable != nullptr) {
       static_cast<void>(object.release());
     }
     return std::unique_ptr<CSObject>(archivable);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  });
 }
 
 }  // namespace
@@ -121,9 +124,9 @@ void CSerializer::TakeHeader(std::uint32_t wordsPresent) {
 void CSerializer::SetArchiveName(const char* name) {
   std::string_view text = name == nullptr ? "" : name;
   if (text.size() > kNameWords) {
-    PrWin::Output(PrWin::kWarnings, PrWin::kAlert,
-                  Format(u"CSerializer::SetArchiveName '%s' too long, cutting to %d char's.\n",
-                         text, kNameWords));
+    PrWin::Print(PrWin::kWarnings, PrWin::kAlert,
+                 u"CSerializer::SetArchiveName '%s' too long, cutting to %d char's.\n", text,
+                 kNameWords);
     text = text.substr(0, kNameWords);
   }
   name_.fill('\0');
@@ -248,14 +251,14 @@ CSObject* CSerializer::LoadObject() {
   if (LoadData(words.data(), n) < n) {
     return nullptr;
   }
-  const std::string name = CondenseString(words.data(), words.size());
-  const CRuntimeClass* const runtimeClass = CSObjectRegister::ObjektSuchen(name.c_str());
+  const auto name = CondenseName(words.data());
+  const CRuntimeClass* const runtimeClass = CSObjectRegister::ObjektSuchen(name.data());
   if (runtimeClass == nullptr) {
     return nullptr;
   }
   std::unique_ptr<CSObject> object = CreateObject(*runtimeClass);
   if (object == nullptr) {
-    MessageBoxes::Warning(Format(u"Interner Fehler: konnte kein\n'%s' erzeugen", name));
+    Warn(u"Interner Fehler: konnte kein\n'%s' erzeugen", name.data());
     return nullptr;
   }
   object->Serialize(this);  // kept: the result is not looked at; curves answer 0 and are wanted
@@ -268,14 +271,12 @@ int CSerializer::ReloadObject(CSObject* object) {
   if (object == nullptr || LoadData(words.data(), n) < n) {
     return 0;
   }
-  const std::string name = CondenseString(words.data(), words.size());
-  if (name == ClassName(*object)) {
+  const auto name = CondenseName(words.data());
+  if (ClassName(*object) == name.data()) {
     return object->Serialize(this);
   }
-  const wide_string text =
-      Format(u"Serialisierungsfehler:\nes wird versucht, %s\nmit %s (=%x%x...) zu überladen!",
-             ClassName(*object), name, words[0], words[1]);
-  MessageBoxes::Warning(text.substr(0, kMessageBuffer - 1));
+  Warn(u"Serialisierungsfehler:\nes wird versucht, %s\nmit %s (=%x%x...) zu überladen!",
+       ClassName(*object), name.data(), words[0], words[1]);
   return 0;
 }
 
@@ -286,19 +287,16 @@ int CSerializer::TestLoadObject(wide_string& name) {
   if (Peek(words.data(), n) < n) {
     return 0;
   }
-  const std::string stored = CondenseString(words.data(), words.size());
-  if (CSObjectRegister::ObjektSuchen(stored.c_str()) == nullptr) {
-    return 0;
-  }
-  name = Cp1252ToWide(stored);
-  return 1;
+  const auto stored = CondenseName(words.data());
+  const bool isKnown = CSObjectRegister::ObjektSuchen(stored.data()) != nullptr;
+  return isKnown && detail::IfMemoryAllows([&] { name = Cp1252ToWide(stored.data()); }) ? 1 : 0;
 }
 
 int CSerializer::TestReloadObject(const CSObject* object) {
   NameWords words;
   const int n = static_cast<int>(kNameWords);
   return object != nullptr && Peek(words.data(), n) == n &&
-                 CondenseString(words.data(), words.size()) == ClassName(*object)
+                 ClassName(*object) == CondenseName(words.data()).data()
              ? 1
              : 0;
 }
@@ -323,7 +321,7 @@ int CSerializer::FetchFromFile(CFileStream& file, int* wordCount) {
   }
   try {
     file.Seek(start);
-  } catch (const CStorable::failure&) {
+  } catch (const CFileStream::failure&) {
     return 0;
   }
   report(static_cast<int>(std::min(count, static_cast<std::uint32_t>(kMaxInt))));

@@ -154,8 +154,9 @@ class LIMES_EXPORT CSerializer : public CObject {
 
 /// Entry of the process-wide list of classes that the archive creates by name.
 ///
-/// Entries are static objects made while the library (or a host's module) is loaded; the list
-/// never shrinks. Any thread may look up; no code is to be loaded meanwhile.
+/// Entries are static objects made while the library (or a host's module) is loaded; the list never
+/// shrinks, and as it links the entries themselves, they cannot be copied. Any thread may look up;
+/// no code is to be loaded meanwhile.
 class LIMES_EXPORT CSObjectRegister : public CObject {
  public:
   /// An empty entry outside the list.
@@ -163,6 +164,8 @@ class LIMES_EXPORT CSObjectRegister : public CObject {
 
   /// Appends an entry to the list; the name must outlive it.
   CSObjectRegister(const CRuntimeClass* runtimeClass, const char* name);
+  CSObjectRegister(const CSObjectRegister&) = delete;
+  CSObjectRegister& operator=(const CSObjectRegister&) = delete;
 
   const CRuntimeClass* GetRuntimeClass() const override;
   static const CRuntimeClass* GetThisClass();

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "limes/core/measuring_unit.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/print_window.h"
 
 namespace limes {
@@ -79,22 +79,21 @@ int FindBuiltIn(std::u16string_view text) {
   return -1;
 }
 
+/// Never destroyed, as the table: units that end after it, statics of a host, still ask for texts.
 const std::array<wide_string, Unit::kBuiltInUnits>& BuiltInTexts() {
-  static const auto kTexts = [] {
-    std::array<wide_string, Unit::kBuiltInUnits> texts;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-      texts[i] = kRows[i].text;
-    }
-    return texts;
+  static const auto& texts = *[] {
+    auto* const made = new std::array<wide_string, Unit::kBuiltInUnits>;
+    std::transform(std::begin(kRows), std::end(kRows), made->begin(),
+                   [](const Row& row) { return wide_string(row.text); });
+    return made;
   }();
-  return kTexts;
+  return texts;
 }
 
 }  // namespace
 
 CMeasuringUnit::UnitStrings& CMeasuringUnit::UnitStrings::theStrings() {
-  BuiltInTexts();  // built first, so destroyed last
-  static UnitStrings strings;
+  static UnitStrings& strings = *new UnitStrings;
   return strings;
 }
 
@@ -103,9 +102,9 @@ const wide_string& CMeasuringUnit::UnitStrings::operator[](std::uint32_t unit) c
     return BuiltInTexts()[unit];
   }
   const std::scoped_lock lock(mutex_);
-  static const wide_string kUnknown = u"?";
+  static const wide_string& unknown = *new wide_string(u"?");
   const std::size_t i = unit - kBuiltInUnits;
-  return i < added_.size() ? added_[i] : kUnknown;
+  return i < added_.size() ? added_[i] : unknown;
 }
 
 int CMeasuringUnit::UnitStrings::Find(std::u16string_view text) const {
@@ -157,29 +156,26 @@ std::uint32_t CMeasuringUnit::UnitStrings::FindOrAdd(std::u16string_view text, b
       return raced->second;
     }
     if (added_.size() + kBuiltInUnits < kMaxUnits) {
-      try {
-        const std::u16string_view kept = added_.emplace_back(text);
-        unit = static_cast<std::uint32_t>(added_.size() - 1) + kBuiltInUnits;
-        numbers_.emplace(kept, unit);
-      } catch (const std::bad_alloc&) {
-        if (unit != 0) {
-          added_.pop_back();
-        }
-        unit = 0;
+      const std::size_t before = added_.size();
+      const auto next = static_cast<std::uint32_t>(before) + kBuiltInUnits;
+      if (detail::IfMemoryAllows([&] { numbers_.emplace(added_.emplace_back(text), next); })) {
+        unit = next;
+      } else {
+        added_.resize(before);
       }
     }
   }
   if (unit == 0) {
-    PrWin::Output(PrWin::kWarnings, PrWin::kAlert,
-                  Format(u"CMeasuringUnit::UnitStrings: Unknown measuring unit \u2018%s\u2019 "
-                         u"rejected!\n",
-                         text));
+    PrWin::Print(PrWin::kWarnings, PrWin::kAlert,
+                 u"CMeasuringUnit::UnitStrings: Unknown measuring unit \u2018%s\u2019 rejected!\n",
+                 text);
   } else if (complain) {
-    PrWin::Output(PrWin::kWarnings, PrWin::kAlert,
-                  Format(u"CMeasuringUnit::UnitStrings: Uncommon measuring unit \u2018%s\u2019 "
-                         u"registered as #%d. This may cause compatibility issues. Please check "
-                         u"for a newer version of the Panorama app.\n",
-                         text, unit));
+    PrWin::Print(
+        PrWin::kWarnings, PrWin::kAlert,
+        u"CMeasuringUnit::UnitStrings: Uncommon measuring unit \u2018%s\u2019 registered "
+        u"as #%d. This may cause compatibility issues. Please check for a newer version of "
+        u"the Panorama app.\n",
+        text, unit);
   }
   return unit;
 }

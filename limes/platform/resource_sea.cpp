@@ -178,7 +178,7 @@ bool CResourceSea::Save(CFileStream& file) const {
       }
     }
     file.Write(text.data(), text.size());
-  } catch (const CStorable::failure&) {
+  } catch (const CFileStream::failure&) {
     return false;
   } catch (const std::bad_alloc&) {
     return false;

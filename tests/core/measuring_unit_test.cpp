@@ -186,7 +186,7 @@ TEST(MeasuringUnit, FromTextLooksUpBeforeItParses) {
   const test::Messages messages;
   for (const auto& [text, shown] :
        test::Rows("km/h: 1 21 0; mph: 1 22 0; rad/s^2: 1 25 0; kHz: 1 8 3; kg: 0 17 3; "
-                  "furlong: 0 0 -15; : 0 0 0; dB(Pa): 1 13 0")) {
+                  "furlong: 0 0 0; : 0 0 0; dB(Pa): 1 13 0; \u03BCPa: 1 13 -6")) {
     bool exact = shown[0] == '0';
     const CMeasuringUnit unit = CMeasuringUnit::FromText(text, &exact);
     EXPECT_SHOWN(shown, exact, unit.Unit_e(), unit.exponent()) << WideToUtf8(text);

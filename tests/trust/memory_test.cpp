@@ -102,6 +102,7 @@ auto Arming(int failAt = kNever, bool forEver = false) {
 
 TEST(ShortOfMemory, OperationsReportItAndChangeNothing) {
   int runs = 0;
+  PrWin::SetSink([](int, int, std::u16string_view) {});
   for (const Operation& operation : AllOperations()) {
     SCOPED_TRACE(operation.name);
     operation.run(Arming());  // whatever is made once for the process
@@ -146,7 +147,7 @@ class FailingStream : public CMemoryStream {
       if (half_) {
         CMemoryStream::Write(data, bytes / 2);
       }
-      throw CStorable::failure("no space");
+      throw CFileStream::failure("no space");
     }
     CMemoryStream::Write(data, bytes);
   }
@@ -185,7 +186,7 @@ TEST(FailingStreams, ReadersAndWritersReportIt) {
         bool written = false;
         try {
           written = operation.write(out);
-        } catch (const CStorable::failure&) {
+        } catch (const CFileStream::failure&) {
           written = false;
         }
         EXPECT_EQ(written, !out.HasFailed());

@@ -5,6 +5,8 @@
 #include <memory>
 #include <tuple>
 
+#include "limes/core/object_archive.h"
+#include "limes/platform/module.h"
 #include "tests/support/curves.h"
 
 namespace limes::test {
@@ -128,6 +130,39 @@ const T& FixedSample() {
   return kMade;
 }
 
+/// Archivable, with a name that is longer than any buffer inside of texts.
+class LongNamed : public CSObject {
+ public:
+  static const CRuntimeClass* GetThisClass() {
+    static constexpr CRuntimeClass kClass = {"CAnArchivableClassWithALongName",
+                                             [] { return static_cast<CObject*>(new LongNamed); },
+                                             &detail::kObjectClass};
+    return &kClass;
+  }
+  const CRuntimeClass* GetRuntimeClass() const override { return GetThisClass(); }
+};
+const CSObjectRegister g_longNamed(LongNamed::GetThisClass(), "CAnArchivableClassWithALongName");
+
+/// Stores an object and loads it in every way; true when all of it was done.
+bool StoreAndLoad(Sink& out) {
+  std::uint32_t words[200] = {};
+  CSerializer archive(words, 200, 0);
+  archive.SetArchiveName("A name of an archive that is longer than the forty kept");
+  LongNamed object;
+  bool ok = archive.StoreObject(&object) != 0;
+  archive.Init(words, 200, CSerializer::kLoad);
+  wide_string name;
+  ok = archive.TestLoadObject(name) != 0 && archive.TestReloadObject(&object) != 0 && ok;
+  ok = archive.ReloadObject(&object) != 0 && ok;
+  archive.Init(words, 200, CSerializer::kLoad);
+  const std::unique_ptr<CSObject> loaded(archive.LoadObject());
+  archive.Init(words, 200, CSerializer::kLoad);
+  CSObject other;
+  ok = archive.ReloadObject(&other) == 0 && loaded != nullptr && ok;
+  out << std::span(words) << archive.GetPosition();
+  return ok;
+}
+
 /// act(object, out): bool when it reports success; further results go to out.
 template <class T, class Act, class Make>
 Operation On(std::string name, Act act, Make make) {
@@ -151,7 +186,7 @@ Operation On(std::string name, Act act, Make make) {
               }
             } catch (const std::bad_alloc&) {
               outcome.threw = true;
-            } catch (const CStorable::failure&) {
+            } catch (const CFileStream::failure&) {
               outcome.ok = false;  // of a stream that cannot grow
             }
             armed(false);
@@ -490,6 +525,13 @@ void AddTexts(std::vector<Operation>& all) {
           out << o.root(2) << o.power(-3).ExactText();
         }));
   }
+  all.push_back(On<CMeasuringUnit>("Units without throwing", [](CMeasuringUnit& o, Sink& out) {
+    o.set(CMeasuringUnit::metrePerSecond2, -6, 4, 1.0F), o.power(-2).invert(), o.clearExponent();
+    out << o << o.set(u"dB(m/s²)") << o.set(u"q") << o.setA("an unknown unit");
+    out << limes_module_count();
+  }));
+  all.push_back(On<CMeasuringUnit>("CSerializer long names",
+                                   [](CMeasuringUnit&, Sink& out) { return StoreAndLoad(out); }));
   for (const int mode : {0, 1, 2, 3, 4, 5}) {
     all.push_back(On<CPolygonCodierung>(
         "CPolygonCodierung mode " + std::to_string(mode), [=](CPolygonCodierung& o, Sink& out) {
@@ -560,10 +602,10 @@ std::vector<Operation> AllOperations() {
         return std::string_view(operation.name).substr(0, name.size()) == name;
       });
     };
-    operation.losesOnFailure =
-        isOne({"Curves Vorlage", "CSigCurveArray AlleKurvenAusstatten",
-               "CSigPairs AusSigCurveBilden", "CSigPairs AbschnittKopieren", "Ext MeanAndSpread",
-               "CPolygonCodierung points", "CIntervallCodierung", "CProtocolItemList"});
+    operation.losesOnFailure = isOne(
+        {"Curves Vorlage", "CSigCurveArray AlleKurvenAusstatten", "CSigPairs AusSigCurveBilden",
+         "CSigPairs AbschnittKopieren", "Ext MeanAndSpread", "CPolygonCodierung points",
+         "CIntervallCodierung", "CProtocolItemList", "CMeasuringUnit"});
     operation.throws = isOne({"CMeasuringUnit", "CProtocolItemList"});
   }
   return all;
