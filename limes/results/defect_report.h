@@ -71,9 +71,10 @@ class LIMES_EXPORT CDefectReport {
   const wide_string& Remark() const { return remark_; }
   void Remark(std::u16string_view remark) { remark_ = remark; }
 
-  /// Unit text, of which 11 characters are shown.
+  /// Unit text, of which 11 characters are shown. Null has no effect, here and below.
   const wide_char* Unit() const { return unit_.data(); }
   void Unit(std::u16string_view unit);
+  void Unit(const wide_char* unit) { unit == nullptr ? void() : Unit(std::u16string_view(unit)); }
 
   /// Priority: larger ones come first.
   std::int32_t Prioritaet() const { return priority_; }
@@ -89,10 +90,14 @@ class LIMES_EXPORT CDefectReport {
   /// Name of the tested quantity, of which 79 characters are shown.
   const wide_char* Name() const { return name_.data(); }
   void Name(std::u16string_view name);
+  void Name(const wide_char* name) { name == nullptr ? void() : Name(std::u16string_view(name)); }
 
   /// The formatted line, at most 119 characters.
   const wide_char* Berichtstext() const { return line_.data(); }
   void SetReportText(std::u16string_view text);
+  void SetReportText(const wide_char* text) {
+    text == nullptr ? void() : SetReportText(std::u16string_view(text));
+  }
 
   /// Seconds since 1970-01-01 UTC.
   std::uint32_t TimeStamp() const { return timeStamp_; }

@@ -59,6 +59,9 @@ class LIMES_EXPORT CDefectReportOrdner {
   /// Removes the reports whose name 0 is the text ("*": all of them); an empty text removes none.
   /// The ordered view starts anew. O(n).
   void ModeLoeschen(std::u16string_view mode);
+  void ModeLoeschen(const wide_char* mode) {
+    ModeLoeschen(mode == nullptr ? std::u16string_view() : std::u16string_view(mode));
+  }
 
   /// Formats the reports that have no text yet. O(n).
   void BerichteFormatieren();

@@ -92,7 +92,8 @@ void BindDefects(py::module_& module) {
           },
           "The reports by descending priority, as they were last ordered.")
       .def("GruppeLoeschen", &Folder::GruppeLoeschen, py::arg("group"))
-      .def("ModeLoeschen", &Folder::ModeLoeschen, py::arg("mode"))
+      .def("ModeLoeschen", py::overload_cast<std::u16string_view>(&Folder::ModeLoeschen),
+           py::arg("mode"))
       .def("BerichteFormatieren", &Folder::BerichteFormatieren);
 }
 
