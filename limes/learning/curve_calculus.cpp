@@ -1,10 +1,10 @@
 // Derivative and integral of curves, with their units.
 #include <algorithm>
 #include <array>
-#include <new>
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
@@ -60,21 +60,21 @@ double Step(const CSigCurveExt& c) {
 
 }  // namespace
 
-bool CSigCurveAssistent::Derive(CSigCurveExt& c) try {
-  const std::span<float> y = c.ValidValues();
-  const std::vector<float> from(y.begin(), y.end());
-  const double step = Step(c);
-  c.SetYUnit(Combined(c.YUnit(), c.XUnit(), -1));  // nothing fails from here on
-  for (std::size_t i = 0; i < y.size(); ++i) {
-    const std::size_t left = i > 0 ? i - 1 : 0;
-    const std::size_t right = std::min(i + 1, y.size() - 1);
-    const double width = static_cast<double>(right - left) * step;
-    y[i] = left == right ? 0.0F
-                         : static_cast<float>((double{from[right]} - double{from[left]}) / width);
-  }
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CSigCurveAssistent::Derive(CSigCurveExt& c) {
+  return detail::IfMemoryAllows(false, [&] {
+    const std::span<float> y = c.ValidValues();
+    const std::vector<float> from(y.begin(), y.end());
+    const double step = Step(c);
+    c.SetYUnit(Combined(c.YUnit(), c.XUnit(), -1));  // nothing fails from here on
+    for (std::size_t i = 0; i < y.size(); ++i) {
+      const std::size_t left = i > 0 ? i - 1 : 0;
+      const std::size_t right = std::min(i + 1, y.size() - 1);
+      const double width = static_cast<double>(right - left) * step;
+      y[i] = left == right ? 0.0F
+                           : static_cast<float>((double{from[right]} - double{from[left]}) / width);
+    }
+    return true;
+  });
 }
 
 double CSigCurveAssistent::Integral(const CSigCurveExt& c, float x0, float x1) {
@@ -90,17 +90,17 @@ double CSigCurveAssistent::Integral(const CSigCurveExt& c, float x0, float x1) {
   return sum * Step(c);
 }
 
-bool CSigCurveAssistent::IntegralCurve(CSigCurveExt& c) try {
-  const double step = Step(c);
-  c.SetYUnit(Combined(c.YUnit(), c.XUnit(), 1));  // nothing fails from here on
-  double sum = 0.0;
-  for (float& y : c.ValidValues()) {
-    sum += double{y};
-    y = static_cast<float>(sum * step);
-  }
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CSigCurveAssistent::IntegralCurve(CSigCurveExt& c) {
+  return detail::IfMemoryAllows(false, [&] {
+    const double step = Step(c);
+    c.SetYUnit(Combined(c.YUnit(), c.XUnit(), 1));  // nothing fails from here on
+    double sum = 0.0;
+    for (float& y : c.ValidValues()) {
+      sum += double{y};
+      y = static_cast<float>(sum * step);
+    }
+    return true;
+  });
 }
 
 }  // namespace limes

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
@@ -91,28 +91,28 @@ void Medians(std::span<const float> y, std::size_t width, std::vector<float>& ou
 
 }  // namespace
 
-bool CSigCurveAssistent::Glaetten(CSigCurveExt& c, int halfWidth, Smoothing mode) try {
-  const std::span<float> y = c.ValidValues();
-  if (halfWidth < 1 || y.empty()) {
+bool CSigCurveAssistent::Glaetten(CSigCurveExt& c, int halfWidth, Smoothing mode) {
+  return detail::IfMemoryAllows(false, [&] {
+    const std::span<float> y = c.ValidValues();
+    if (halfWidth < 1 || y.empty()) {
+      return true;
+    }
+    const std::size_t width = std::min(static_cast<std::size_t>(halfWidth), y.size() - 1);
+    std::vector<float> smooth(y.size());
+    switch (mode) {
+      case Smoothing::kMean:
+        Means(y, width, smooth);
+        break;
+      case Smoothing::kMedian:
+        Medians(y, width, smooth);
+        break;
+      case Smoothing::kMaximum:
+        Maxima(y, width, smooth);
+        break;
+    }
+    std::copy(smooth.begin(), smooth.end(), y.begin());
     return true;
-  }
-  const std::size_t width = std::min(static_cast<std::size_t>(halfWidth), y.size() - 1);
-  std::vector<float> smooth(y.size());
-  switch (mode) {
-    case Smoothing::kMean:
-      Means(y, width, smooth);
-      break;
-    case Smoothing::kMedian:
-      Medians(y, width, smooth);
-      break;
-    case Smoothing::kMaximum:
-      Maxima(y, width, smooth);
-      break;
-  }
-  std::copy(smooth.begin(), smooth.end(), y.begin());
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+  });
 }
 
 }  // namespace limes

@@ -7,6 +7,7 @@
 
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/merge_checks.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 
@@ -68,44 +69,44 @@ CSigCurveExt Result(const CSigCurveExt& like, SIndexRange range,
 }  // namespace
 
 bool CSigCurveAssistent::WeightedMean(Curves curves, std::span<const float> weights,
-                                      CSigCurveExt& out) try {
-  const SIndexRange range = CommonRange(curves);
-  double total = 0.0;
-  for (const float w : weights) {
-    total += double{w};
-  }
-  if (range.IsEmpty() || weights.size() != curves.size() || !std::isfinite(total) || total == 0.0) {
-    return false;
-  }
-  return out.Copy(Result(*curves[0], range, Means(curves, range, weights, total)), true);
-} catch (const std::bad_alloc&) {
-  return false;
+                                      CSigCurveExt& out) {
+  return detail::IfMemoryAllows(false, [&] {
+    const SIndexRange range = CommonRange(curves);
+    double total = 0.0;
+    for (const float w : weights) {
+      total += double{w};
+    }
+    if (range.IsEmpty() || weights.size() != curves.size() || !std::isfinite(total) ||
+        total == 0.0) {
+      return false;
+    }
+    return out.Copy(Result(*curves[0], range, Means(curves, range, weights, total)), true);
+  });
 }
 
-bool CSigCurveAssistent::MeanAndSpread(Curves curves, CSigCurveExt& mean,
-                                       CSigCurveExt& stdDev) try {
-  const SIndexRange range = CommonRange(curves);
-  if (range.IsEmpty() || &mean == &stdDev) {
-    return false;
-  }
-  const auto n = static_cast<double>(curves.size());
-  const std::vector<double> means = Means(curves, range, {}, n);
-  std::vector<double> spreads(means.size());
-  for (const CSigCurveExt* const curve : curves) {
-    const float* const y = curve->ValArray() + range.first;
-    for (std::size_t i = 0; i < spreads.size(); ++i) {
-      const double d = double{y[i]} - means[i];
-      spreads[i] += d * d;
+bool CSigCurveAssistent::MeanAndSpread(Curves curves, CSigCurveExt& mean, CSigCurveExt& stdDev) {
+  return detail::IfMemoryAllows(false, [&] {
+    const SIndexRange range = CommonRange(curves);
+    if (range.IsEmpty() || &mean == &stdDev) {
+      return false;
     }
-  }
-  for (double& spread : spreads) {
-    spread = std::sqrt(spread / n);
-  }
-  const CSigCurveExt first = Result(*curves[0], range, means);
-  const CSigCurveExt second = Result(*curves[0], range, spreads);
-  return mean.Copy(first, true) && stdDev.Copy(second, true);
-} catch (const std::bad_alloc&) {
-  return false;
+    const auto n = static_cast<double>(curves.size());
+    const std::vector<double> means = Means(curves, range, {}, n);
+    std::vector<double> spreads(means.size());
+    for (const CSigCurveExt* const curve : curves) {
+      const float* const y = curve->ValArray() + range.first;
+      for (std::size_t i = 0; i < spreads.size(); ++i) {
+        const double d = double{y[i]} - means[i];
+        spreads[i] += d * d;
+      }
+    }
+    for (double& spread : spreads) {
+      spread = std::sqrt(spread / n);
+    }
+    const CSigCurveExt first = Result(*curves[0], range, means);
+    const CSigCurveExt second = Result(*curves[0], range, spreads);
+    return mean.Copy(first, true) && stdDev.Copy(second, true);
+  });
 }
 
 bool CSigCurveAssistent::Summe(const CSigCurveArray& array, CSigCurveExt& out) {

@@ -17,7 +17,6 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -25,6 +24,7 @@
 
 #include "limes/learning/curve_assistant.h"
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/text.h"
 #include "limes/signals/extended_curve.h"
 
@@ -383,55 +383,55 @@ const wide_char* Text(CurveTextStatus status) {
   return u"unknown";
 }
 
-bool CSigCurveAssistent::TextExport(const CSigCurveExt& c, CFileStream& file) try {
-  std::string text = HeadOf(c);
-  // The last point is finite when all are.
-  if (c.DLen() == 0 || !(c.XMin() < c.XMax()) || text.size() > kLongest ||
-      !std::isfinite(c.GetPoint(static_cast<int>(c.DLen()) - 1))) {
-    return false;
-  }
-  text.reserve(kPiece + 100);
-  for (std::uint32_t i = 0; i < c.DLen(); ++i) {
-    AppendNumber(text, c.GetPoint(static_cast<int>(i)));
-    text += '\t';
-    AppendNumber(text, c.ValArray()[i]);
-    text += '\n';
-    if (text.size() >= kPiece) {
-      file.Write(text.data(), text.size());
-      text.clear();
+bool CSigCurveAssistent::TextExport(const CSigCurveExt& c, CFileStream& file) {
+  return detail::IfMemoryAllows(false, [&] {
+    std::string text = HeadOf(c);
+    // The last point is finite when all are.
+    if (c.DLen() == 0 || !(c.XMin() < c.XMax()) || text.size() > kLongest ||
+        !std::isfinite(c.GetPoint(static_cast<int>(c.DLen()) - 1))) {
+      return false;
     }
-  }
-  file.Write(text.data(), text.size());
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+    text.reserve(kPiece + 100);
+    for (std::uint32_t i = 0; i < c.DLen(); ++i) {
+      AppendNumber(text, c.GetPoint(static_cast<int>(i)));
+      text += '\t';
+      AppendNumber(text, c.ValArray()[i]);
+      text += '\n';
+      if (text.size() >= kPiece) {
+        file.Write(text.data(), text.size());
+        text.clear();
+      }
+    }
+    file.Write(text.data(), text.size());
+    return true;
+  });
 }
 
-CurveTextStatus CSigCurveAssistent::TextImport(CFileStream& file, CSigCurveExt& c) try {
-  LineReader lines(file);
-  CurveBuilder builder;
-  std::string line;
-  while (lines.Next(line)) {
-    if (line.starts_with('#')) {
-      if (!builder.TakeHead(line)) {
-        return CurveTextStatus::kHeader;
+CurveTextStatus CSigCurveAssistent::TextImport(CFileStream& file, CSigCurveExt& c) {
+  return detail::IfMemoryAllows(CurveTextStatus::kMemory, [&] {
+    LineReader lines(file);
+    CurveBuilder builder;
+    std::string line;
+    while (lines.Next(line)) {
+      if (line.starts_with('#')) {
+        if (!builder.TakeHead(line)) {
+          return CurveTextStatus::kHeader;
+        }
+      } else if (!IsBlank(line) && !builder.TakePoint(line)) {
+        return CurveTextStatus::kNumber;
       }
-    } else if (!IsBlank(line) && !builder.TakePoint(line)) {
+    }
+    if (lines.TooLong()) {
       return CurveTextStatus::kNumber;
     }
-  }
-  if (lines.TooLong()) {
-    return CurveTextStatus::kNumber;
-  }
-  if (builder.IsEmpty()) {
-    return CurveTextStatus::kEmpty;
-  }
-  if (!builder.FindAxis()) {
-    return CurveTextStatus::kSteps;
-  }
-  return builder.Build(c) ? CurveTextStatus::kOk : CurveTextStatus::kMemory;
-} catch (const std::bad_alloc&) {
-  return CurveTextStatus::kMemory;
+    if (builder.IsEmpty()) {
+      return CurveTextStatus::kEmpty;
+    }
+    if (!builder.FindAxis()) {
+      return CurveTextStatus::kSteps;
+    }
+    return builder.Build(c) ? CurveTextStatus::kOk : CurveTextStatus::kMemory;
+  });
 }
 
 }  // namespace limes

@@ -1,12 +1,11 @@
 #include "limes/platform/resource_sea.h"
 
 #include <algorithm>
-#include <new>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 
 namespace limes {
@@ -44,22 +43,16 @@ wide_string OneLine(wide_string text) {
   return text;
 }
 
-/// Reads the stream to its end in pieces; false when it fails or memory is short.
+/// Reads the stream to its end in pieces; false when it fails.
 bool ReadAll(CFileStream& file, std::string& text) {
   constexpr std::size_t kPiece = 65536;
-  try {
-    std::size_t got = 0;
-    do {
-      const std::size_t at = text.size();
-      text.resize(at + kPiece);
-      got = std::min(file.Read(text.data() + at, kPiece), kPiece);
-      text.resize(at + got);
-    } while (got > 0);
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::length_error&) {
-    return false;
-  }
+  std::size_t got = 0;
+  do {
+    const std::size_t at = text.size();
+    text.resize(at + kPiece);
+    got = std::min(file.Read(text.data() + at, kPiece), kPiece);
+    text.resize(at + got);
+  } while (got > 0);
   return file.Remaining() <= 0;
 }
 
@@ -151,21 +144,19 @@ bool CResourceSea::RemoveList(std::u16string_view name) {
 }
 
 bool CResourceSea::Load(CFileStream& file) {
-  try {
+  return detail::IfMemoryAllows(false, [&] {
     std::string text;
     std::map<wide_string, CResourceList, std::less<>> lists;
-    if (!ReadAll(file, text) || !Parse(text, lists)) {
-      return false;
+    const bool read = ReadAll(file, text) && Parse(text, lists);
+    if (read) {
+      lists_.swap(lists);
     }
-    lists_.swap(lists);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+    return read;
+  });
 }
 
-bool CResourceSea::Save(CFileStream& file) const {
-  try {
+bool CResourceSea::Save(CFileStream& file) const try {
+  return detail::IfMemoryAllows([&] {
     std::string text;
     for (const auto& [name, list] : lists_) {
       text += '[' + WideToUtf8(OneLine(name)) + "]\n";
@@ -178,12 +169,9 @@ bool CResourceSea::Save(CFileStream& file) const {
       }
     }
     file.Write(text.data(), text.size());
-  } catch (const CFileStream::failure&) {
-    return false;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  });
+} catch (const CFileStream::failure&) {
+  return false;
 }
 
 }  // namespace limes

@@ -5,20 +5,19 @@
 #include <new>
 #include <utility>
 
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/print_window.h"
 
 namespace limes {
 
 CDefectReportOrdner::CDefectReportOrdner(int capacity) {
   const auto n = static_cast<std::size_t>(std::max(capacity, 0));
-  try {
+  detail::IfMemoryAllows([&] {
     auto records = std::make_unique<CDefectReport[]>(n);
     order_ = std::make_unique<const CDefectReport*[]>(n);
     records_ = std::move(records);
     capacity_ = static_cast<std::int32_t>(n);
-  } catch (const std::bad_alloc&) {
-    capacity_ = 0;
-  }
+  });
   ResetOrder();
 }
 

@@ -1,19 +1,15 @@
 #include "limes/results/protocol_item_list.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
+#include "limes/platform/memory_errors.h"
 #include "limes/results/defect_report_folder.h"
 
 namespace limes {
 
 CProtocolItem* CProtocolItemList::Add(const CProtocolItem& item) {
-  try {
-    return &items_.emplace_back(item);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  return detail::IfMemoryAllows(nullptr, [&] { return &items_.emplace_back(item); });
 }
 
 int CProtocolItemList::FindFirst(const CQuinterMFC& pattern, int start) const {
@@ -43,38 +39,38 @@ const CProtocolItem* CProtocolItemList::Worst() const {
   return worst;
 }
 
-bool CProtocolItemList::ToFolder(CDefectReportOrdner& folder) const try {
-  std::vector<const CProtocolItem*> failed;
-  for (const CProtocolItem& item : items_) {
-    if (item.state == Verdict::kFail) {
-      failed.push_back(&item);
+bool CProtocolItemList::ToFolder(CDefectReportOrdner& folder) const {
+  return detail::IfMemoryAllows(false, [&] {
+    std::vector<const CProtocolItem*> failed;
+    for (const CProtocolItem& item : items_) {
+      if (item.state == Verdict::kFail) {
+        failed.push_back(&item);
+      }
     }
-  }
-  std::stable_sort(failed.begin(), failed.end(),
-                   [](const auto* a, const auto* b) { return a->priority > b->priority; });
-  for (const CProtocolItem* const item : failed) {
-    CDefectReport filled;  // first, so that no half report is left when memory is short
-    filled.Fillin(*item, folder.Anzahl() + 1, item->group);
-    CDefectReport* const report = folder.Naechster();
-    if (report == nullptr) {
-      return false;
+    std::stable_sort(failed.begin(), failed.end(),
+                     [](const auto* a, const auto* b) { return a->priority > b->priority; });
+    for (const CProtocolItem* const item : failed) {
+      CDefectReport filled;  // first, so that no half report is left when memory is short
+      filled.Fillin(*item, folder.Anzahl() + 1, item->group);
+      CDefectReport* const report = folder.Naechster();
+      if (report == nullptr) {
+        return false;
+      }
+      *report = std::move(filled);
     }
-    *report = std::move(filled);
-  }
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+    return true;
+  });
 }
 
-bool CProtocolItemList::FromFolder(const CDefectReportOrdner& folder) try {
-  std::vector<CProtocolItem> items = items_;
-  for (int i = 0; i < folder.Anzahl(); ++i) {
-    folder[i].InProtokollWandeln(items.emplace_back());
-  }
-  items_.swap(items);
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CProtocolItemList::FromFolder(const CDefectReportOrdner& folder) {
+  return detail::IfMemoryAllows(false, [&] {
+    std::vector<CProtocolItem> items = items_;
+    for (int i = 0; i < folder.Anzahl(); ++i) {
+      folder[i].InProtokollWandeln(items.emplace_back());
+    }
+    items_.swap(items);
+    return true;
+  });
 }
 
 }  // namespace limes
