@@ -14,8 +14,10 @@
 #include "limes/learning/judgement.h"
 #include "limes/platform/text.h"
 
-/// Compares values, evaluated in order, with their text: "1 0.5 {2 3} name".
-#define EXPECT_SHOWN(expected, ...) EXPECT_EQ((::limes::test::Exact{__VA_ARGS__}.text), expected)
+/// Compares values, evaluated in order, with their text: "1 0.5 {2 3} name". A failure names those
+/// that differ by the text of their arguments.
+#define EXPECT_SHOWN(expected, ...) \
+  EXPECT_TRUE(::limes::test::IsShown(expected, ::limes::test::Exact{__VA_ARGS__}, #__VA_ARGS__))
 
 namespace limes::test {
 
@@ -27,7 +29,7 @@ template <bool kRounded>
 struct SShow {
   template <class... T>
   explicit SShow(const T&... values) {
-    Fields(values...);
+    ((Next(values, ' '), ends.push_back(text.size())), ...);
   }
 
   template <class... T>
@@ -93,8 +95,53 @@ struct SShow {
   }
 
   std::string text;
+  std::vector<std::size_t> ends;  ///< of each value's piece of the text
 };
 using Exact = SShow<false>;
+
+/// The arguments of a macro's text: apart by commas outside of brackets and quotes.
+inline std::vector<std::string> Arguments(std::string_view text) {
+  std::vector<std::string> arguments(1);
+  int depth = 0;
+  bool quoted = false;
+  for (const char c : text) {
+    quoted = quoted != (c == '"');
+    depth += quoted ? 0 : (c == '(' || c == '{' || c == '[') - (c == ')' || c == '}' || c == ']');
+    if (c == ',' && depth == 0 && !quoted) {
+      arguments.emplace_back();
+    } else if (c != ' ' || !arguments.back().empty()) {
+      arguments.back() += c;
+    }
+  }
+  return arguments;
+}
+
+inline testing::AssertionResult IsShown(std::string_view expected, const Exact& got,
+                                        std::string_view source) {
+  if (got.text == expected) {
+    return testing::AssertionSuccess();
+  }
+  auto result = testing::AssertionFailure() << got.text << "\nbut expected\n" << expected;
+  const std::vector<std::string> names = Arguments(source);
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < got.ends.size(); ++i) {
+    const std::string_view piece(got.text.data() + begin, got.ends[i] - begin);
+    // As many words of what is expected.
+    const auto blanks = std::count(piece.begin(), piece.end(), ' ');
+    std::size_t end = std::min(expected.find(' '), expected.size());
+    for (auto k = blanks; k > 0 && end < expected.size(); --k) {
+      end = std::min(expected.find(' ', end + 1), expected.size());
+    }
+    if (piece != expected.substr(0, end)) {
+      result << "\n  "
+             << (names.size() == got.ends.size() ? names[i] : "value " + std::to_string(i))
+             << " is " << piece << ", not " << expected.substr(0, end);
+    }
+    expected.remove_prefix(std::min(end + 1, expected.size()));
+    begin = std::min(got.ends[i] + 1, got.text.size());
+  }
+  return result;
+}
 
 template <class... T>
 std::string Shown(const T&... values) {
