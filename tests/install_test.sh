@@ -16,8 +16,7 @@ cmake --build "$work/examples" >"$work/log" || { cat "$work/log"; exit 1; }
 
 pc=$(dirname "$(find "$work/prefix" -name limes.pc)")
 example=$source/examples/first_limit.cpp
-# The file names the prefix of the configuration; --define-variable moves it.
-flags() { PKG_CONFIG_PATH=$pc pkg-config --define-variable=prefix="$work/prefix" "$@" limes; }
+flags() { PKG_CONFIG_PATH=$pc pkg-config "$@" limes; }  # the file finds its prefix itself
 # shellcheck disable=SC2046
 "$cxx" -std=c++20 $(flags --cflags) "$example" $(flags --libs) -o "$work/shared"
 LD_LIBRARY_PATH=$(dirname "$pc") "$work/shared"
@@ -31,4 +30,7 @@ LD_LIBRARY_PATH=$(dirname "$pc") "$work/consumer"
 # shellcheck disable=SC2046
 "$cxx" -std=c++20 -DLIMES_STATIC_DEFINE $(flags --cflags) "$example" \
   "$(find "$work/prefix" -name liblimes.a)" -o "$work/static"
+# shellcheck disable=SC2046
+errors=$("$cxx" -std=c++17 -fsyntax-only $(flags --cflags) "$example" 2>&1 | grep -c 'error:' || true)
+[ "$errors" -le 2 ] || { echo "before C++20: $errors errors instead of one message"; exit 1; }
 "$work/static"
