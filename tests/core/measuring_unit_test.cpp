@@ -62,19 +62,34 @@ TEST(MeasuringUnit, KeepsPrefixBeforeLookUp) {
             "1 3 CMeasuringUnit::UnitStrings: Unknown measuring unit ‘...’ rejected!\n");
 }
 
-TEST(MeasuringUnit, LinearTextsReadBackAsShown) {
+/// Ends after the table of units, which is made later.
+const struct Last {
+  ~Last() { EXPECT_EQ(CMeasuringUnit(u"kHz").baseunit(), u"Hz"); }
+} g_last;
+
+TEST(MeasuringUnit, TextsReadBackAsShown) {
   for (unsigned base = 1; base < CMeasuringUnit::kBuiltInUnits; ++base) {
     const bool splits = base == 21 || base == 22 || base == 27;  // km/h, mph, pu
-    for (int thousands = -5; thousands <= 4; ++thousands) {
+    for (int thousands = -7; thousands <= 6; ++thousands) {
       for (const int power : {1, 2, 3, 4, -1, -2, 0}) {
-        CMeasuringUnit unit;
-        unit.set(base, static_cast<short>(3 * thousands * power), static_cast<short>(power), 0.0F);
-        if (!splits || (thousands != 0 && power != 0)) {
-          EXPECT_EQ(CMeasuringUnit(unit.prefixunit()), unit) << WideToUtf8(unit.prefixunit());
+        for (const float logref : {0.0F, base == commonUnits::pascal ? 2e-5F : 1.0F}) {
+          CMeasuringUnit unit;
+          unit.set(base, static_cast<short>(3 * thousands * power), static_cast<short>(power),
+                   logref);
+          const wide_string text = unit.prefixunit();
+          if (base != commonUnits::ampere || logref == 0.0F) {  // dB(A) is of sound pressure
+            EXPECT_EQ(CMeasuringUnit::FromText(text), unit) << WideToUtf8(text);
+          }
+          if (thousands >= -5 && thousands <= 4 && logref == 0.0F &&
+              (!splits || (thousands != 0 && power != 0))) {
+            EXPECT_EQ(CMeasuringUnit(text), unit) << WideToUtf8(text);
+          }
         }
       }
     }
   }
+  const CMeasuringUnit hidden(commonUnits::metrePerSecond, -4, 3);
+  EXPECT_EQ(CMeasuringUnit::FromText(hidden.ExactText()), hidden);
 }
 
 /// Parentheses that change nothing keep a text from the short way through the parser.
@@ -186,11 +201,14 @@ TEST(MeasuringUnit, FromTextLooksUpBeforeItParses) {
   const test::Messages messages;
   for (const auto& [text, shown] :
        test::Rows("km/h: 1 21 0; mph: 1 22 0; rad/s^2: 1 25 0; kHz: 1 8 3; kg: 0 17 3; "
-                  "furlong: 0 0 0; : 0 0 0; dB(Pa): 1 13 0; \u03BCPa: 1 13 -6")) {
+                  "furlong: 0 0 0; : 0 0 0; dB(Pa): 1 13 0; \u03BCPa: 1 13 -6; "
+                  "V^(1200-300): 1 12 0; kV^(1200-100): 0 0 0; parsec²: 0 0 0")) {
     bool exact = shown[0] == '0';
     const CMeasuringUnit unit = CMeasuringUnit::FromText(text, &exact);
     EXPECT_SHOWN(shown, exact, unit.Unit_e(), unit.exponent()) << WideToUtf8(text);
   }
+  EXPECT_EQ(CMeasuringUnit::FromText(u"V^(1200-300)").power(), 900);
+  EXPECT_NE(messages.printed.find("‘furlong’ rejected"), std::string::npos) << "named whole";
 }
 
 TEST(UnitStrings, RejectsOrRegistersUnknownTexts) {
@@ -284,6 +302,10 @@ TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
     EXPECT_FALSE(Registered(text).WriteToFileWithText(none));
     EXPECT_TRUE(none.Bytes().empty());
   }
+  CMeasuringUnit outside;
+  outside.set(999999, 0, 1, 0.0F);
+  CMemoryStream file;
+  EXPECT_FALSE(outside.WriteToFileWithText(file)) << "not in the table";
 }
 
 TEST(MeasuringUnitRecord, KeepsTextOfRegisteredUnitsOut) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include "limes/platform/info_object.h"
@@ -16,8 +17,8 @@ TEST(PrintWindow, SinkGetsTextAsItIs) {
   wide_string got;
   PrWin::Sink former = PrWin::SetSink([&got](int category, int style, std::u16string_view text) {
     got += Format(u"%d %d %s|", category, style, text);
-    if (text == u"again") {
-      PrWin::Output(2, 0, u"from the sink");
+    if (text == u"again") {  // by a thread that it waits for: under no lock
+      std::thread(PrWin::Output, 2, 0, u"from the sink").join();
     }
   });
   PrWin::Output(1, 3, u"%s 100%\n");

@@ -108,7 +108,10 @@ TEST(StringTable, EveryIdInEveryLanguage) {
 }
 
 const char16_t* HostText(unsigned id, Language /*language*/) {
-  return id == 1 ? u"host's 1" : id == 1000 ? u"host's 1000" : nullptr;
+  return id == 1                              ? u"host's 1"
+         : id == 1000                         ? u"host's 1000"
+         : id == 1001 && LoadString(1) != u"" ? u"loads another"  // under no lock
+                                              : nullptr;
 }
 
 TEST(Module, ChainAndResourceSource) {
@@ -125,7 +128,8 @@ TEST(Module, ChainAndResourceSource) {
   {
     const CModuleRegistration registration(&kHost);
     EXPECT_EQ(names(), alone + "host 2.0 ");
-    EXPECT_SHOWN("Test step, host's 1000", LoadString(1) + u",", LoadString(1000));
+    EXPECT_SHOWN("Test step, host's 1000 loads another", LoadString(1) + u",", LoadString(1000),
+                 LoadString(1001));
     {
       const ResourceSourceScope scope(&kHost);
       EXPECT_SHOWN("host's 1, Instrument", LoadString(1) + u",", LoadString(2));

@@ -85,6 +85,8 @@ TEST(Format, Table) {
       {Format(u"100%% %d", 5), u"100% 5"},
       {Format(u"%ld %hd %lld", 1, 2, 3), u"1 2 3"},
       {Format(u"%s %s", 0.1, 5), u"0.1 5"},
+      {Format(u"%s %d %s", ~std::uint64_t{0}, ~std::uint64_t{0}, std::int64_t{-1}),
+       u"18446744073709551615 18446744073709551615 -1"},
       {Format(u"%d %f", 2.9, 3), u"2 3.000000"},
       {Format(u"%d", u"text"), u"text"},
       {Format(u"%s", static_cast<const char16_t*>(nullptr)), u""},
@@ -120,6 +122,7 @@ TEST(Scan, Table) {
            "1 x 2 | %f %f %d: 1 1 -99 -99; 1.5Hz 2 | %f %f: 1 1.5 -99 -99; "
            "x=1;y=2 | x=%f;y=%f: 2 1 2 -99; 5% 6 | %f%% %f: 2 5 6 -99; 1,5 | %f,%f: 2 1 5 -99; "
            "1e39 1 | %f %f: 0 -99 -99 -99; 1e-60 1 | %f %f: 2 0 1 -99; "
+           "-0.001e-99999999999999999999 1 | %f %f: 2 -0 1 -99; 0.1e400 | %f: 0 -99 -99 -99; "
            "1 2 2147483648 | %f %f %d: 2 1 2 -99; "
            "1 2 -2147483648 | %f %f %d: 3 1 2 -2147483648; 1 2 3.9 | %f %f %d: 3 1 2 3; "
            "1 2 3 | %f %s %f: 1 1 -99 -99;  | %f: 0 -99 -99 -99; 1 % | %f %: 1 1 -99 -99")) {
@@ -133,6 +136,7 @@ TEST(Scan, Table) {
   double d = 0;
   std::uint32_t u = 5;
   EXPECT_SHOWN("1 inf 5", Scan(u"inf -1", u"%f %d", &d, &u), d, u);
+  EXPECT_SHOWN("1 0 0 0", Scan(u"1e-400", u"%f", &d), d, Scan(u"1e400", u"%f", &d), d);
   EXPECT_SHOWN("1 0 1", Scan(u"nan", u"%f", &u), u, Scan(u"1 2", u"%f %f", &d));
 }
 

@@ -59,6 +59,8 @@ TEST(DefectReport, CutsLongTextsAndSurvivesExtremeNumbers) {
   report.Name(std::u16string(1000000, u'n'));
   report.NameAt(4, std::u16string(1000000, u'p'));
   report.Unit(u"a unit that is too long");
+  const wide_char* const none = nullptr;
+  report.Unit(none), report.Name(none), report.SetReportText(none);
   report.Value(3e38F);
   EXPECT_EQ(Line(report).size(), 119U);
   EXPECT_EQ(WideToUtf8(report.Unit()), "a unit that");
@@ -104,6 +106,7 @@ TEST(DefectReportFolder, HandsOutOrdersAndRemoves) {
   EXPECT_TRUE(folder.Ordered(4) == nullptr && folder.Ordered(-1) == nullptr);
 
   folder.ModeLoeschen(u"");
+  folder.ModeLoeschen(nullptr);
   folder.ModeLoeschen(u"AB");
   EXPECT_EQ(folder.Anzahl(), 2) << "of any mode, too";
   folder.GruppeLoeschen(1);
