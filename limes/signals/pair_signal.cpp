@@ -1,11 +1,11 @@
 #include "limes/signals/pair_signal.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 
 #include "limes/core/runtime_classes.h"
-#include "limes/kernels/pair_loops.h"
-#include "limes/kernels/value_loops.h"
+#include "limes/kernels/pair_search.h"
 #include "limes/signals/cloned.h"
 #include "limes/signals/curve.h"
 
@@ -116,6 +116,10 @@ bool CSigPairs::Resize(unsigned n) {
   return true;
 }
 
+detail::SPairRun CSigPairs::Run() const {
+  return {Pairs(), NPaare(), sorted_, inverse_, NeverFalls(), NeverRises()};
+}
+
 void CSigPairs::Neustart() { EmptyRun(); }
 
 void CSigPairs::EmptyRun() {
@@ -153,69 +157,171 @@ bool CSigPairs::PruefeInverseSortierung() {
   return inverse_;
 }
 
-bool CSigPairs::Append(const CSignal& other) {
-  const auto* const pairs = dynamic_cast<const CSigPairs*>(&other);
-  return pairs != nullptr && Append(*pairs);
+float CSigPairs::WertBei(float x) const { return detail::ValueAt(Run(), x); }
+
+int CSigPairs::IndexZu(float x, int mode) const {
+  using detail::Neighbour;
+  const Neighbour which = mode == kLower     ? Neighbour::kLower
+                          : mode == kNearest ? Neighbour::kNearest
+                                             : Neighbour::kHigher;
+  return static_cast<int>(detail::NeighbourOf(Run(), x, which));
 }
 
-bool CSigPairs::Append(const CSigPairs& other) {
-  const std::uint32_t added = other.NPaare();  // the other may be this signal
-  const std::uint32_t own = NPaare();
-  if (added > DLen() / 2 - own && !Resize(own + added)) {
-    return false;
-  }
-  for (std::uint32_t i = 0; i < added; ++i) {
-    NeuesPaar(other.Punkt(i), other.Wert(i));
-  }
-  return true;
+bool CSigPairs::HatWertBei(float x, float tol) const {
+  return NPaare() > 0 &&
+         std::fabs(x - Punkt(static_cast<std::uint32_t>(IndexZu(x, kNearest)))) <= tol;
 }
 
-int CSigPairs::AbschnittKopieren(const CSigPairs& src, float x1, float x2) try {
-  const std::uint32_t n = src.NPaare();
-  const detail::XyPair* const p = src.Pairs();
-  CSigPairs section;
-  const auto inside = [x1, x2](const detail::XyPair& at) { return at.x >= x1 && at.x <= x2; };
-  if (!section.NeueGroesse(static_cast<std::uint32_t>(std::count_if(p, p + n, inside)))) {
-    return -1;
-  }
-  std::copy_if(p, p + n, section.Pairs(), inside);
-  section.SetCount(section.DLen() / 2);
-  return TakeSection(src, section);
-} catch (const std::bad_alloc&) {
-  return -1;
+float CSigPairs::MinStepSize() const { return detail::SmallestStep(Run()); }
+
+namespace {
+
+void TakeBounds(float min, float max, float& lo, float& hi, bool set) {
+  lo = set || min < lo ? min : lo;
+  hi = set || max > hi ? max : hi;
 }
 
-int CSigPairs::AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2) try {
-  const std::int64_t n = src.NPaare();
-  const std::int64_t first = std::max(i1, 0);
-  const std::int64_t behind = std::min(std::int64_t{i2} + 1, n);
-  const auto count = static_cast<std::uint32_t>(std::max<std::int64_t>(behind - first, 0));
-  CSigPairs section;
-  if (!section.NeueGroesse(count)) {
-    return -1;
+}  // namespace
+
+void CSigPairs::XBereich(float& lo, float& hi, int neu) const {
+  if (NPaare() > 0) {
+    const detail::SRunExtremes at = detail::FindEnds(Run());
+    TakeBounds(Pairs()[at.min].x, Pairs()[at.max].x, lo, hi, neu != 0);
   }
-  if (count > 0) {
-    std::copy_n(src.Pairs() + first, count, section.Pairs());
-  }
-  section.SetCount(count);
-  return TakeSection(src, section);
-} catch (const std::bad_alloc&) {
-  return -1;
 }
 
-/// Takes the pairs of a section of src, and all of src but its pairs.
-int CSigPairs::TakeSection(const CSigPairs& src, const CSigPairs& section) {
-  const std::uint32_t count = section.NPaare();
-  if ((&src != this && !CopyInfo(src)) || !AllocateOrKeep(2 * count)) {
-    return -1;
+void CSigPairs::YBereich(float& lo, float& hi, int neu) const {
+  if (NPaare() > 0) {
+    const detail::SRunExtremes at = detail::FindPairExtremes(Words() + 1, NPaare());
+    TakeBounds(Pairs()[at.min].y, Pairs()[at.max].y, lo, hi, neu != 0);
   }
-  detail::MoveValues(Words(), section.Words(), std::size_t{2} * count);
-  if (&src != this) {
-    TakeHeader(src);
+}
+
+void CSigPairs::GetXRange(float& min, float& max) const { XBereich(min, max); }
+
+void CSigPairs::GetYRange(float& min, float& max) const { YBereich(min, max); }
+
+void CSigPairs::GetYRangeX(float& min, float& max, float x0, float x1) const {
+  bool found = false;
+  for (std::uint32_t i = 0; i < NPaare(); ++i) {
+    if (Punkt(i) >= x0 && Punkt(i) <= x1) {
+      TakeBounds(Wert(i), Wert(i), min, max, !found);
+      found = true;
+    }
   }
-  SetCount(count);
-  PruefeSortierung();
-  return static_cast<int>(count);
+}
+
+void CSigPairs::GetYRangeXI(float& min, float& max, unsigned i0, unsigned i1) const {
+  const std::uint32_t n = NPaare();
+  if (i0 >= n || i0 > i1) {
+    return;
+  }
+  const std::uint32_t behind = std::min(i1, n - 1) + 1;
+  const detail::SRunExtremes at =
+      detail::FindPairExtremes(Words() + 2 * std::size_t{i0} + 1, behind - i0);
+  min = Pairs()[i0 + at.min].y;
+  max = Pairs()[i0 + at.max].y;
+}
+
+namespace {
+
+float Found(const detail::XyPair* p, std::size_t i, float& x, int* index) {
+  x = p[i].x;
+  if (index != nullptr) {
+    *index = static_cast<int>(i);
+  }
+  return p[i].y;
+}
+
+float NotFound(int* index) {
+  if (index != nullptr) {
+    *index = -1;
+  }
+  return 0.0F;
+}
+
+}  // namespace
+
+float CSigPairs::FindeYMin(float& x, int* index) const {
+  return NPaare() == 0
+             ? NotFound(index)
+             : Found(Pairs(), detail::FindPairExtremes(Words() + 1, NPaare()).min, x, index);
+}
+
+float CSigPairs::FindeYMax(float& x, int* index) const {
+  return NPaare() == 0
+             ? NotFound(index)
+             : Found(Pairs(), detail::FindPairExtremes(Words() + 1, NPaare()).max, x, index);
+}
+
+CSignal::Range CSigPairs::YRange() const {
+  Range range;
+  range.first.second = FindeYMin(range.first.first);
+  range.second.second = FindeYMax(range.second.first);
+  return range;
+}
+
+bool CSigPairs::IsInRange(float x) const {
+  float lo = 1.0F;
+  float hi = 0.0F;
+  XBereich(lo, hi);
+  return x >= lo && x <= hi && NPaare() > 0;
+}
+
+float CSigPairs::PointDistance(float x, float y, int* index) const {
+  const detail::SNearest nearest = detail::NearestPair(Run(), x, y);
+  if (nearest.index >= NPaare()) {
+    return NotFound(index);
+  }
+  if (index != nullptr) {
+    *index = static_cast<int>(nearest.index);
+  }
+  return nearest.distance;
+}
+
+float CSigPairs::Mittelwert(float* deviation) const {
+  const std::uint32_t n = NPaare();
+  if (n < 2) {
+    return n == 0 ? 0.0F : Wert(0);
+  }
+  float sum = 0.0F;
+  float squares = 0.0F;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    sum += Wert(i);
+    squares += Wert(i) * Wert(i);
+  }
+  const float mean = sum / static_cast<float>(n);
+  if (deviation != nullptr) {
+    // kept: not limited to 0, so that rounding may give NaN
+    *deviation = std::sqrt(squares / static_cast<float>(n) - mean * mean);
+  }
+  return mean;
+}
+
+float CSigPairs::RmsWert() const {
+  const std::uint32_t n = NPaare();
+  if (n < 2) {
+    return n == 0 ? 0.0F : Wert(0);
+  }
+  float squares = 0.0F;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    squares += Wert(i) * Wert(i);
+  }
+  return std::sqrt(squares / static_cast<float>(n));
+}
+
+float CSigPairs::MittelwertDb() const {
+  constexpr double kPerDecibel = 0.2302585;  // ln(10) / 10
+  const std::uint32_t n = NPaare();
+  if (n < 2) {
+    return n == 0 ? 0.0F : Wert(0);
+  }
+  const double first = std::exp(kPerDecibel * Wert(0));
+  double sum = 0.0;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    sum += std::exp(kPerDecibel * Wert(i)) / first;
+  }
+  return static_cast<float>(std::log(first * sum) / kPerDecibel / n);
 }
 
 }  // namespace limes

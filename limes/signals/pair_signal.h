@@ -16,8 +16,10 @@ class CPolygonCodierung;
 class CSigCurve;
 
 namespace detail {
+struct SMerging;
+struct SPairRun;
 struct XyPair;
-}
+}  // namespace detail
 
 /// Signal of freely spaced points: a run of (x, y) pairs of floats, for measured order tracks,
 /// limit polygons and whatever else has no constant step.
@@ -463,25 +465,21 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   const detail::XyPair* Pairs() const { return reinterpret_cast<const detail::XyPair*>(Words()); }
   bool NeverFalls() const { return neverFalls_ && !WrittenOutside(); }
   bool NeverRises() const { return neverRises_ && !WrittenOutside(); }
-  bool InPlainOrder() const;
+  detail::SPairRun Run() const;
   void SortPairs();
   void EmptyRun();
   bool GrowForOne();
   void TakeHeader(const CSigPairs& other);
   int TakeSection(const CSigPairs& src, const CSigPairs& section);
-  std::uint32_t FirstAtOrAbove(float x) const;
-  std::uint32_t FirstAtOrBelow(float x) const;
-  std::uint32_t BehindAtOrBelow(float x) const;
-  std::uint32_t BehindAtOrAbove(float x) const;
+  template <class Op>
+  void ForEachY(Op op);
   float Tolerance() const;
   static std::unique_ptr<CSigPairs> SortedCopy(const CSigPairs& run);
   void Combine(const CSigPairs& other, int code);
-  void Merge(const CSigPairs& other, float tol, int code, bool fixedRange);
-  void MergeEach(const CSigPairs& other, float tol, int code, bool fixedRange);
-  bool MergeInOneWalk(const CSigPairs& other, float tol, int code, bool fixedRange);
+  void Merge(const CSigPairs& other, const detail::SMerging& how);
+  void MergeEach(const CSigPairs& other, const detail::SMerging& how);
+  bool MergeInOneWalk(const CSigPairs& other, const detail::SMerging& how);
   void CutTo(const CSigPairs& other, float tol);
-  template <class Op>
-  void ForValuesOf(const CSigPairs& other, bool insideOnly, Op op);
   CSigPairs& Combined(const CSigPairs& other, int code);
   CSigPairs CombinedCopy(const CSigPairs& other, int code) const;
 

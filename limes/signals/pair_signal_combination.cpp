@@ -1,10 +1,9 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include <span>
 #include <vector>
 
-#include "limes/kernels/pair_loops.h"
+#include "limes/kernels/pair_combination.h"
 #include "limes/signals/cloned.h"
 #include "limes/signals/pair_signal.h"
 
@@ -12,94 +11,12 @@ namespace limes {
 
 namespace {
 
-using Run = std::vector<detail::XyPair>;
-using View = std::span<const detail::XyPair>;
-
-float ValueBetween(const detail::XyPair& a, const detail::XyPair& b, float x) {
-  const float slope = (b.y - a.y) / (b.x - a.x);
-  return (x - a.x) * slope + a.y;
+detail::SMerging MergingOf(int code, float tol, bool growing) {
+  const bool zeros = code == CSigPairs::kUnionOfZeros;
+  return {tol, zeros || code == CSigPairs::kUnion, zeros, growing};
 }
-
-bool IsUnion(int code) { return code == CSigPairs::kUnion || code == CSigPairs::kUnionOfZeros; }
-
-/// The pairs of a run with those of another merged in, as MergeEach does it one by one, for runs
-/// that never fall and are finite.
-class MergeWalk {
- public:
-  MergeWalk(View run, View other, float tol, int code, bool fixedRange)
-      : run_(run), tol_(tol), code_(code), fixedRange_(fixedRange) {
-    out_.reserve(run.size() + other.size());
-    for (const detail::XyPair& pair : other) {
-      Merge(pair);
-    }
-    out_.insert(out_.end(), run_.begin() + static_cast<std::ptrdiff_t>(next_), run_.end());
-  }
-
-  const Run& Result() const { return out_; }
-
- private:
-  void Merge(const detail::XyPair& pair) {
-    while (next_ < run_.size() && run_[next_].x <= pair.x) {
-      out_.push_back(run_[next_++]);
-    }
-    while (low_ < out_.size() && out_[low_].x < pair.x) {
-      ++low_;
-    }
-    const detail::XyPair front = out_.empty() ? run_.front() : out_.front();
-    const detail::XyPair back = next_ < run_.size() ? run_.back() : out_.back();
-    const float lo = fixedRange_ ? run_.front().x : front.x;
-    const float hi = fixedRange_ ? run_.back().x : back.x;
-    if (pair.x >= lo - tol_ && pair.x <= hi + tol_) {
-      if (!HasNear(pair.x)) {
-        const bool zero = code_ == CSigPairs::kUnionOfZeros;
-        out_.push_back({pair.x, zero ? 0.0F : ValueAt(pair.x, front, back)});
-      }
-    } else if (IsUnion(code_)) {
-      out_.push_back({pair.x, code_ == CSigPairs::kUnion ? pair.y : 0.0F});
-    }
-  }
-
-  /// A pair from the start index on lies within the tolerance. Rounding keeps the order of
-  /// differences, so the last one at or below x and the first one above stand for all.
-  bool HasNear(float x) {
-    // kept: the search begins one pair further right for each pair merged, even past near ones
-    const std::size_t from = fixedRange_ ? 0 : start_++;
-    if (out_.size() > from && std::fabs(out_.back().x - x) <= tol_) {
-      return true;
-    }
-    const std::size_t above = from > out_.size() ? next_ + (from - out_.size()) : next_;
-    return above < run_.size() && std::fabs(run_[above].x - x) <= tol_;
-  }
-
-  float ValueAt(float x, const detail::XyPair& front, const detail::XyPair& back) const {
-    if (x <= front.x) {
-      return front.y;
-    }
-    if (x >= back.x) {
-      return back.y;
-    }
-    return low_ < out_.size() ? ValueBetween(out_[low_ - 1], out_[low_], x)
-                              : ValueBetween(out_.back(), run_[next_], x);
-  }
-
-  View run_;
-  float tol_;
-  int code_;
-  bool fixedRange_;
-  Run out_;               ///< the run up to the current x, with what was inserted
-  std::size_t next_ = 0;  ///< first pair of the run that is not in out_
-  std::size_t low_ = 0;   ///< first pair of out_ at or above the current x
-  std::size_t start_ = 0;
-};
 
 }  // namespace
-
-/// x never falls and is finite; tested when it is not known.
-bool CSigPairs::InPlainOrder() const {
-  const std::uint32_t n = NPaare();
-  return n > 0 && std::isfinite(Punkt(0)) && std::isfinite(Punkt(n - 1)) &&
-         (NeverFalls() || detail::FindOrder(Pairs(), n).neverFalls);
-}
 
 float CSigPairs::Tolerance() const {
   if (tolerance_ >= 0.0F) {
@@ -155,96 +72,94 @@ void CSigPairs::Combine(const CSigPairs& other, int code) {
     EmptyRun();  // kept: for the unions too
     return;
   }
-  Merge(other, tol, code, false);
+  Merge(other, MergingOf(code, tol, true));
+  const auto forValues = [&](bool insideOnly, auto op) {
+    detail::ForValuesOf(Pairs(), Run(), other.Run(), insideOnly, op);
+  };
   switch (code) {
     case kUnion:
     case kUnionOfZeros:
       return;
     case kMinimum:
     case kMinimumToo:
-      ForValuesOf(other, true, [](float& y, float v) { y = v < y ? v : y; });
-      return;
+      return forValues(true, [](float& y, float v) { y = v < y ? v : y; });
     case kMaximum:
     case kMaximumToo:
-      ForValuesOf(other, true, [](float& y, float v) { y = v > y ? v : y; });
-      return;
+      return forValues(true, [](float& y, float v) { y = v > y ? v : y; });
     default:
       CutTo(other, tol);
   }
   switch (code) {
     case kPlus:
-      return ForValuesOf(other, false, [](float& y, float v) { y = y + v; });
+      return forValues(false, [](float& y, float v) { y = y + v; });
     case kMinus:
-      return ForValuesOf(other, false, [](float& y, float v) { y = y - v; });
+      return forValues(false, [](float& y, float v) { y = y - v; });
     case kTimes:
-      return ForValuesOf(other, false, [](float& y, float v) { y = y * v; });
+      return forValues(false, [](float& y, float v) { y = y * v; });
     case kDivided:
-      return ForValuesOf(other, false, [](float& y, float v) { y = v == 0.0F ? 0.0F : y / v; });
+      return forValues(false, [](float& y, float v) { y = v == 0.0F ? 0.0F : y / v; });
     case kPlusSquare:
-      return ForValuesOf(other, false, [](float& y, float v) { y = y + v * v; });
+      return forValues(false, [](float& y, float v) { y = y + v * v; });
     case kMinusSquare:
-      return ForValuesOf(other, false, [](float& y, float v) { y = y - v * v; });
+      return forValues(false, [](float& y, float v) { y = y - v * v; });
     default:
       return;
   }
 }
 
 /// The other's x inside this run's range become pairs of this run, with its values there, unless a
-/// pair lies within the tolerance. The range grows with what is merged unless it is fixed.
-void CSigPairs::Merge(const CSigPairs& other, float tol, int code, bool fixedRange) {
-  if (!MergeInOneWalk(other, tol, code, fixedRange)) {
-    MergeEach(other, tol, code, fixedRange);
+/// pair lies within the tolerance.
+void CSigPairs::Merge(const CSigPairs& other, const detail::SMerging& how) {
+  if (!MergeInOneWalk(other, how)) {
+    MergeEach(other, how);
   }
 }
 
 /// Merge for any order, NaN included. O(n * m).
-void CSigPairs::MergeEach(const CSigPairs& other, float tol, int code, bool fixedRange) {
+void CSigPairs::MergeEach(const CSigPairs& other, const detail::SMerging& how) {
   const float first = Punkt(0);
   const float last = Punkt(NPaare() - 1);
   std::uint32_t start = 0;
   for (std::uint32_t k = 0; k < other.NPaare(); ++k) {
     const float x = other.Punkt(k);
     const std::uint32_t n = NPaare();
-    const float lo = fixedRange ? first : Punkt(0);
-    const float hi = fixedRange ? last : Punkt(n - 1);
-    if (x >= lo - tol && x <= hi + tol) {
-      // kept: the search begins one pair further right for each pair merged, even past near ones
-      std::uint32_t i = fixedRange ? 0 : start++;
-      while (i < n && !(std::fabs(Punkt(i) - x) <= tol)) {
+    if (detail::IsInside(x, how.growing ? Punkt(0) : first, how.growing ? Punkt(n - 1) : last,
+                         how.tolerance)) {
+      std::uint32_t i = how.growing ? start++ : 0;
+      while (i < n && !(std::fabs(Punkt(i) - x) <= how.tolerance)) {
         ++i;
       }
       if (i >= n) {
-        NeuesPaarEinsortieren(x, code == kUnionOfZeros ? 0.0F : WertBei(x));
+        NeuesPaarEinsortieren(x, how.zeros ? 0.0F : WertBei(x));
       }
-    } else if (IsUnion(code)) {
-      NeuesPaarEinsortieren(x, code == kUnion ? other.Wert(k) : 0.0F);
+    } else if (how.takesOthers) {
+      NeuesPaarEinsortieren(x, how.zeros ? 0.0F : other.Wert(k));
     }
   }
 }
 
 /// The result of MergeEach in O(n + m); false, with nothing changed, when it must be done plainly.
-bool CSigPairs::MergeInOneWalk(const CSigPairs& other, float tol, int code, bool fixedRange) {
+bool CSigPairs::MergeInOneWalk(const CSigPairs& other, const detail::SMerging& how) {
   const std::uint32_t n = NPaare();
-  if (!sorted_ || (inverse_ && n > 1) || !InPlainOrder() || !other.InPlainOrder()) {
+  if (!sorted_ || (inverse_ && n > 1) || !detail::InPlainOrder(Run()) ||
+      !detail::InPlainOrder(other.Run())) {
     return false;
   }
   try {
-    const MergeWalk walk(View(Pairs(), n), View(other.Pairs(), other.NPaare()), tol, code,
-                         fixedRange);
-    const std::size_t merged = walk.Result().size();
-    if (merged == n) {
+    const std::vector<detail::XyPair> merged = detail::Merged(Run(), other.Run(), how);
+    if (merged.size() == n) {
       return true;
     }
     std::uint64_t room = DLen() / 2;
-    while (room < merged) {  // the room that pairs inserted one by one would have needed
+    while (room < merged.size()) {  // the room that pairs inserted one by one would have needed
       room *= 2;
     }
     if (room > kMaxWords / 2 || (room > DLen() / 2 && !Resize(static_cast<std::uint32_t>(room)))) {
       return false;
     }
-    std::copy(walk.Result().begin(), walk.Result().end(), Pairs());
+    std::copy(merged.begin(), merged.end(), Pairs());
     inverse_ = false;
-    SetCount(static_cast<std::uint32_t>(merged));
+    SetCount(static_cast<std::uint32_t>(merged.size()));
     NoteOrder();
     return true;
   } catch (const std::bad_alloc&) {
@@ -252,44 +167,11 @@ bool CSigPairs::MergeInOneWalk(const CSigPairs& other, float tol, int code, bool
   }
 }
 
-/// Calls op(y, v) for each pair with the other's value v at its x, or only for those inside the
-/// other's range.
-template <class Op>
-void CSigPairs::ForValuesOf(const CSigPairs& other, bool insideOnly, Op op) {
-  const View values(other.Pairs(), other.NPaare());
-  const bool inOrder = InPlainOrder() && other.InPlainOrder();
-  const float first = values.front().x;
-  const float last = values.back().x;
-  std::size_t at = 1;
-  for (detail::XyPair& pair : std::span(Pairs(), NPaare())) {
-    if (insideOnly && !(pair.x >= first && pair.x <= last)) {
-      continue;
-    }
-    if (!inOrder || pair.x <= first || pair.x >= last) {
-      op(pair.y, other.WertBei(pair.x));
-      continue;
-    }
-    while (values[at].x < pair.x) {
-      ++at;
-    }
-    op(pair.y, ValueBetween(values[at - 1], values[at], pair.x));
-  }
-}
-
 /// Drops the pairs before and behind the other's range widened by the tolerance.
 void CSigPairs::CutTo(const CSigPairs& other, float tol) {
-  const float lo = other.Punkt(0) - tol;
-  const float hi = other.Punkt(other.NPaare() - 1) + tol;
-  std::uint32_t begin = 0;
-  std::uint32_t end = NPaare();
-  while (begin < end && Punkt(begin) < lo) {
-    ++begin;
-  }
-  while (end > begin && Punkt(end - 1) > hi) {
-    --end;
-  }
-  PunkteEntfernen(end, NPaare());
-  PunkteEntfernen(0, begin);
+  const detail::SSection section = detail::CommonSection(Run(), other.Run(), tol);
+  PunkteEntfernen(static_cast<std::uint32_t>(section.end), NPaare());
+  PunkteEntfernen(0, static_cast<std::uint32_t>(section.begin));
   if (!Gueltig()) {
     EmptyRun();
   }
@@ -314,7 +196,7 @@ void CSigPairs::UnionWith(const CSigPairs& other) {
     }
     return;
   }
-  Merge(other, Tolerance(), kUnion, true);
+  Merge(other, MergingOf(kUnion, Tolerance(), false));
 }
 
 CSigPairs& CSigPairs::Combined(const CSigPairs& other, int code) {
