@@ -16,9 +16,9 @@ constexpr std::size_t kLanes = 8;
 /// From so many values on lanes are faster than one by one.
 constexpr std::size_t kWorthLanes = 48;
 
-// The rule of extremes, for floats and lanes alike: a becomes the lower (the higher) one of both and
-// stays where they tie or b is NaN. So a leading NaN stays, another one is passed over, and of zeros
-// the first one's sign counts as long as the values come in order.
+// The rule of extremes, for floats and lanes alike: a becomes the lower (the higher) one of both
+// and stays where they tie or b is NaN. So a leading NaN stays, another one is passed over, and of
+// zeros the first one's sign counts as long as the values come in order.
 struct SLower {
   template <class T>
   void operator()(T& a, const T& b) const {
@@ -32,7 +32,7 @@ struct SHigher {
   }
 };
 
-/// Lanes from memory, for LanesEach.
+/// Loads lanes for TakeLanes.
 inline auto LanesAt(const float* p) {
   return [p](std::size_t i, Lanes& lanes) { std::memcpy(&lanes, p + i, sizeof(lanes)); };
 }

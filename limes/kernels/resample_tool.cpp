@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "limes/kernels/resample_bins.h"
+#include "limes/kernels/value_bounds.h"
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/cpu_clones.h"
 
@@ -131,17 +132,20 @@ BinWalk::BinWalk(int count, int bins, float startBins, int end)
 
 namespace {
 
-using Lanes __attribute__((vector_size(16))) = float;
+// Four lanes, which need not cross between the halves of wider vectors.
+using Four __attribute__((vector_size(16))) = float;
 constexpr std::size_t kWidth = 4;
 
-/// The larger of both, lane by lane; the former where they tie or the row is NaN.
-inline Lanes Raised(Lanes former, const float* row) {
-  Lanes next;
-  std::memcpy(&next, row, sizeof(next));
-  return next > former ? next : former;
+inline Four Larger(Four a, const Four& b) {
+  SHigher()(a, b);
+  return a;
 }
 
-inline Lanes Larger(Lanes a, Lanes b) { return b > a ? b : a; }
+inline Four Raised(const Four& former, const float* row) {
+  Four next;
+  std::memcpy(&next, row, sizeof(next));
+  return Larger(former, next);
+}
 
 /// Brings the three cache lines from value i on nearer, wherever they lie.
 inline void Prefetch(const float* values, std::size_t i) {
@@ -156,8 +160,8 @@ inline void Prefetch(const float* values, std::size_t i) {
 /// between where that leaves a gap. All lanes begin at the first value, so that a NaN there stays;
 /// a value that two lanes see changes nothing.
 template <bool kGap>
-inline Lanes Highest(const float* values, std::size_t n, std::size_t rows) {
-  Lanes high = values[0] - Lanes{};
+inline Four Highest(const float* values, std::size_t n, std::size_t rows) {
+  Four high = values[0] - Four{};
 #pragma GCC unroll 4
   for (std::size_t r = 0; r < rows; ++r) {
     high = Raised(high, values + r * kWidth);
@@ -184,16 +188,16 @@ inline std::size_t MaximaOfFours(const float* values, const SBins& bins, const f
     const float* const bin = values + ends[k - 1];
     const std::size_t at = ends[k - 1] + kAhead;
     Prefetch(at < total ? values : next, at < total ? at : at - total);
-    const Lanes a = Highest<kGap>(bin, ends[k] - ends[k - 1], rows);
-    const Lanes b = Highest<kGap>(values + ends[k], ends[k + 1] - ends[k], rows);
-    const Lanes c = Highest<kGap>(values + ends[k + 1], ends[k + 2] - ends[k + 1], rows);
-    const Lanes d = Highest<kGap>(values + ends[k + 2], ends[k + 3] - ends[k + 2], rows);
-    const Lanes ab = Larger(__builtin_shufflevector(a, b, 0, 4, 1, 5),
-                            __builtin_shufflevector(a, b, 2, 6, 3, 7));
-    const Lanes cd = Larger(__builtin_shufflevector(c, d, 0, 4, 1, 5),
-                            __builtin_shufflevector(c, d, 2, 6, 3, 7));
-    const Lanes all = Larger(__builtin_shufflevector(ab, cd, 0, 1, 4, 5),
-                             __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
+    const Four a = Highest<kGap>(bin, ends[k] - ends[k - 1], rows);
+    const Four b = Highest<kGap>(values + ends[k], ends[k + 1] - ends[k], rows);
+    const Four c = Highest<kGap>(values + ends[k + 1], ends[k + 2] - ends[k + 1], rows);
+    const Four d = Highest<kGap>(values + ends[k + 2], ends[k + 3] - ends[k + 2], rows);
+    const Four ab = Larger(__builtin_shufflevector(a, b, 0, 4, 1, 5),
+                           __builtin_shufflevector(a, b, 2, 6, 3, 7));
+    const Four cd = Larger(__builtin_shufflevector(c, d, 0, 4, 1, 5),
+                           __builtin_shufflevector(c, d, 2, 6, 3, 7));
+    const Four all = Larger(__builtin_shufflevector(ab, cd, 0, 1, 4, 5),
+                            __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
     std::memcpy(maxima + k, &all, sizeof(all));
   }
   return k;

@@ -1,6 +1,5 @@
 #include "limes/kernels/value_loops.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -13,19 +12,12 @@ namespace {
 
 template <class Op>
 inline void ForEach(float* y, std::size_t n, Op op) {
-  LIMES_UNROLL
-  for (std::size_t i = 0; i < n; ++i) {
-    y[i] = op(y[i]);
-  }
+  ForEach(y, n, 1, op);
 }
 
-// The compiler tests for overlap itself and then runs the plain loop.
 template <class Op>
 inline void ForBoth(float* y, const float* s, std::size_t n, Op op) {
-  LIMES_UNROLL
-  for (std::size_t i = 0; i < n; ++i) {
-    y[i] = op(y[i], s[i]);
-  }
+  ForBoth(y, 1, s, 1, n, op);
 }
 
 }  // namespace
@@ -103,178 +95,64 @@ LIMES_CLONES void TakeLarger(float* y, const float* s, std::size_t n) {
   ForBoth(y, s, n, [](float v, float o) { return o > v ? o : v; });
 }
 
+namespace {
+
+template <class Op>
+inline void Each(float* __restrict y, const float* __restrict a, const float* __restrict b,
+                 const float* __restrict c, const float* __restrict d, const float* __restrict e,
+                 const float* __restrict f, const float* __restrict g, const float* __restrict h,
+                 std::size_t n, const SEight& s, Op op) {
+  const float w0 = s.w[0];
+  const float w1 = s.w[1];
+  const float w2 = s.w[2];
+  const float w3 = s.w[3];
+  const float w4 = s.w[4];
+  const float w5 = s.w[5];
+  const float w6 = s.w[6];
+  const float w7 = s.w[7];
+  for (std::size_t i = 0; i < n; ++i) {
+    float v = op(op(op(op(y[i], a[i], w0), b[i], w1), c[i], w2), d[i], w3);
+    v = op(op(op(op(v, e[i], w4), f[i], w5), g[i], w6), h[i], w7);
+    y[i] = v;
+  }
+}
+
+template <class Op>
+inline void ForEight(float* y, const SEight& s, std::size_t n, Op op) {
+  Each(y, s.source[0], s.source[1], s.source[2], s.source[3], s.source[4], s.source[5], s.source[6],
+       s.source[7], n, s, op);
+}
+
+}  // namespace
+
+LIMES_CLONES void AddEight(float* y, const SEight& s, std::size_t n) {
+  ForEight(y, s, n, [](float v, float o, float) { return v + o; });
+}
+
+LIMES_CLONES void AddScaledEight(float* y, const SEight& s, std::size_t n) {
+  ForEight(y, s, n, [](float v, float o, float w) { return v + w * o; });
+}
+
+LIMES_CLONES void AddScaledTimesEight(float* y, const SEight& s, std::size_t n) {
+  ForEight(y, s, n, [](float v, float o, float w) { return v + (w * o) * o; });
+}
+
+LIMES_CLONES void TakeSmallerEight(float* y, const SEight& s, std::size_t n) {
+  ForEight(y, s, n, [](float v, float o, float) { return o < v ? o : v; });
+}
+
+LIMES_CLONES void TakeLargerEight(float* y, const SEight& s, std::size_t n) {
+  ForEight(y, s, n, [](float v, float o, float) { return o > v ? o : v; });
+}
+
+LIMES_CLONES void RaiseEight(float* y, const SEight& s, std::size_t n) {
+  ForEight(y, s, n, [](float v, float o, float) { return v > o ? v : o; });
+}
+
 void MoveValues(float* target, const float* source, std::size_t n) {
   if (n > 0) {
     std::memmove(target, source, n * sizeof(float));
   }
-}
-
-namespace {
-
-// Eight lanes, which the compiler halves where the processor's are shorter; four rows at a time, so
-// that no minimum waits for the one before.
-using Lanes __attribute__((vector_size(32))) = float;
-constexpr std::size_t kWidth = 8;
-constexpr std::size_t kRows = 4;
-constexpr std::size_t kStep = kWidth * kRows;
-constexpr std::size_t kBlock = 512;  ///< values between two looks at the lanes
-
-// By reference: vectors that are passed as such depend on the processor.
-
-/// a becomes the lower (the higher) one of both; it stays where they tie or b is NaN.
-struct SLower {
-  void operator()(Lanes& a, const Lanes& b) const { a = b < a ? b : a; }
-};
-struct SHigher {
-  void operator()(Lanes& a, const Lanes& b) const { a = b > a ? b : a; }
-};
-
-/// All lanes of all rows against each other.
-template <class Of>
-__attribute__((always_inline)) inline float Fold(Lanes (&rows)[kRows], Of of) {
-  of(rows[0], rows[1]);
-  of(rows[2], rows[3]);
-  of(rows[0], rows[2]);
-  Lanes& v = rows[0];
-  of(v, __builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3));
-  of(v, __builtin_shufflevector(v, v, 2, 3, 0, 1, 6, 7, 4, 5));
-  of(v, __builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6));
-  return v[0];
-}
-
-/// Extremes of n >= kStep values, begun at the given bounds. A lane keeps its value on NaN and on
-/// ties, as the plain loop does; only the sign of a zero may be another's.
-LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
-  Lanes low[kRows];
-  Lanes high[kRows];
-  for (std::size_t r = 0; r < kRows; ++r) {
-    low[r] = start.min - Lanes{};
-    high[r] = start.max - Lanes{};
-  }
-  for (std::size_t i = 0; i < n; i += kStep) {
-    const float* const rows = y + std::min(i, n - kStep);  // some once more at the end
-    for (std::size_t r = 0; r < kRows; ++r) {
-      Lanes row;
-      std::memcpy(&row, rows + r * kWidth, sizeof(row));
-      SLower()(low[r], row);
-      SHigher()(high[r], row);
-    }
-  }
-  return {Fold(low, SLower()), Fold(high, SHigher())};
-}
-
-/// The same, one by one where that is faster.
-inline SBounds BoundsFrom(SBounds start, const float* y, std::size_t n) {
-  if (n >= kWorthLanes) {
-    return LaneBounds(y, n, start);
-  }
-  for (std::size_t i = 0; i < n; ++i) {
-    start.min = y[i] < start.min ? y[i] : start.min;
-    start.max = y[i] > start.max ? y[i] : start.max;
-  }
-  return start;
-}
-
-/// Index of the first of n values that equals value; n when there is none.
-LIMES_CLONES std::size_t FirstEqual(const float* y, std::size_t n, float value) {
-  constexpr std::size_t kRow = 64;
-  std::size_t i = 0;
-  for (; i + kRow <= n; i += kRow) {
-    unsigned hit = 0;
-#pragma GCC unroll 1
-    for (std::size_t k = 0; k < kRow; ++k) {
-      hit |= static_cast<unsigned>(y[i + k] == value);
-    }
-    if (hit != 0) {
-      break;
-    }
-  }
-  while (i < n && y[i] != value) {
-    ++i;
-  }
-  return i;
-}
-
-}  // namespace
-
-namespace {
-
-/// Bounds of start and n values behind those of it.
-SBounds JoinBounds(SBounds start, const float* y, std::size_t n) {
-  SBounds bounds = BoundsFrom(start, y, n);
-  // Of zeros the first one counts, with its sign.
-  if (bounds.min == 0.0F && start.min != 0.0F) {
-    bounds.min = y[FirstEqual(y, n, 0.0F)];
-  }
-  if (bounds.max == 0.0F && start.max != 0.0F) {
-    bounds.max = y[FirstEqual(y, n, 0.0F)];
-  }
-  return bounds;
-}
-
-}  // namespace
-
-SBounds FindBounds(const float* y, std::size_t n) { return JoinBounds({y[0], y[0]}, y, n); }
-
-SBounds FindBounds(const float* y, std::size_t n, std::size_t inc) {
-  SBounds bounds{y[0], y[0]};
-  if (inc == 1) {
-    return JoinBounds(bounds, y, n);
-  }
-  constexpr std::size_t kGathered = 512;
-  float row[kGathered];
-  for (std::size_t i = 0; i < n; i += kGathered) {
-    const std::size_t size = std::min(kGathered, n - i);
-    for (std::size_t k = 0; k < size; ++k) {
-      row[k] = y[(i + k) * inc];
-    }
-    bounds = JoinBounds(bounds, row, size);
-  }
-  return bounds;
-}
-
-namespace {
-
-/// The extreme values of n > 0, and the blocks where they lie first; zeros of either sign are
-/// alike.
-struct SPlaces {
-  SPlaces(const float* y, std::size_t n) {
-    const SBounds first{y[0], y[0]};
-    value = first;
-    for (std::size_t i = 0; i < n; i += kBlock) {
-      const SBounds bounds = BoundsFrom(first, y + i, std::min(kBlock, n - i));
-      block.min = bounds.min < value.min ? i : block.min;
-      block.max = bounds.max > value.max ? i : block.max;
-      value.min = bounds.min < value.min ? bounds.min : value.min;
-      value.max = bounds.max > value.max ? bounds.max : value.max;
-    }
-  }
-
-  SBounds value;
-  SExtremes block = {0, 0};
-};
-
-/// Index of a value that is there from the block on; 0 for NaN, which only the first one can be.
-std::size_t IndexOf(float value, const float* y, std::size_t n, std::size_t block) {
-  return std::isnan(value) ? 0 : block + FirstEqual(y + block, n - block, value);
-}
-
-}  // namespace
-
-SExtremes FindExtremes(const float* y, std::size_t n) {
-  const SPlaces places(y, n);
-  return {IndexOf(places.value.min, y, n, places.block.min),
-          IndexOf(places.value.max, y, n, places.block.max)};
-}
-
-std::size_t FindSmallest(const float* y, std::size_t n) {
-  const SPlaces places(y, n);
-  return IndexOf(places.value.min, y, n, places.block.min);
-}
-
-std::size_t FindLargest(const float* y, std::size_t n) {
-  const SPlaces places(y, n);
-  return IndexOf(places.value.max, y, n, places.block.max);
 }
 
 LIMES_CLONES void CodeValues(const float* y, std::size_t n, SBounds bounds, std::uint8_t* bytes) {

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "limes/kernels/value_bounds.h"
+
 namespace limes::detail {
 
 // Loops over the values of curves, each element by itself and in ascending order. Source and target
@@ -40,48 +42,26 @@ void AddScaledTimes(float* y, const float* s, std::size_t n, float w);
 void TakeSmaller(float* y, const float* s, std::size_t n);
 void TakeLarger(float* y, const float* s, std::size_t n);
 
+/// Vectors that are combined into one in a single pass: the target is read and written once, and
+/// more of memory is under way at a time than with one after the other.
+struct SEight {
+  const float* source[8];
+  float w[8];  ///< one weight each
+};
+
+// The same for eight sources in turn, with the same bits. The target overlaps no source.
+
+void AddEight(float* y, const SEight& s, std::size_t n);
+void AddScaledEight(float* y, const SEight& s, std::size_t n);
+void AddScaledTimesEight(float* y, const SEight& s, std::size_t n);
+void TakeSmallerEight(float* y, const SEight& s, std::size_t n);
+void TakeLargerEight(float* y, const SEight& s, std::size_t n);
+
+/// y where it is larger, else s: a NaN takes the next source's value.
+void RaiseEight(float* y, const SEight& s, std::size_t n);
+
 /// Moves values that may overlap; n may be 0 with null pointers.
 void MoveValues(float* target, const float* source, std::size_t n);
-
-struct SBounds {
-  float min;
-  float max;
-};
-
-/// Smallest and largest of n > 0 values, by strict comparisons from the first on: a leading NaN is
-/// both, another one neither; of zeros the first one's sign.
-SBounds FindBounds(const float* y, std::size_t n);
-
-/// The same of values at distances of inc.
-SBounds FindBounds(const float* y, std::size_t n, std::size_t inc);
-
-/// From so many values on lanes are faster than one by one.
-inline constexpr std::size_t kWorthLanes = 48;
-
-/// FindBounds for bins that may be short, which spares them the call.
-inline SBounds BoundsOfBin(const float* y, std::size_t n, std::size_t inc = 1) {
-  if (n >= kWorthLanes) {
-    return FindBounds(y, n, inc);
-  }
-  SBounds bounds{*y, *y};
-  for (std::size_t i = 0; i < n; ++i, y += inc) {
-    bounds.min = *y < bounds.min ? *y : bounds.min;
-    bounds.max = *y > bounds.max ? *y : bounds.max;
-  }
-  return bounds;
-}
-
-struct SExtremes {
-  std::size_t min;
-  std::size_t max;
-};
-
-/// Indices of the first smallest and the first largest of n > 0 values by the same rule.
-SExtremes FindExtremes(const float* y, std::size_t n);
-
-/// One of both.
-std::size_t FindSmallest(const float* y, std::size_t n);
-std::size_t FindLargest(const float* y, std::size_t n);
 
 /// Values as bytes over their bounds: the low 8 bits of trunc(q * 255 + 0.5) with the float
 /// q = (y - min) / (max - min); 0 where that is no 32-bit integer.

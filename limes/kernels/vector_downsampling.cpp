@@ -4,7 +4,7 @@
 
 #include "limes/kernels/element_loops.h"
 #include "limes/kernels/equal_steps.h"
-#include "limes/kernels/value_loops.h"
+#include "limes/kernels/value_bounds.h"
 #include "limes/kernels/vector_kernels.h"
 #include "limes/platform/cpu_clones.h"
 
@@ -158,9 +158,6 @@ void DownsamlingMean(const float* src, std::uint32_t nIn, std::uint32_t srcInc, 
 
 namespace {
 
-using Lanes __attribute__((vector_size(32))) = float;
-constexpr std::size_t kWidth = 8;
-
 inline float MaxOf(const float* p, std::size_t n, std::size_t inc, float start) {
   for (std::size_t i = 0; i < n; ++i, p += inc) {
     start = *p > start ? *p : start;
@@ -168,43 +165,16 @@ inline float MaxOf(const float* p, std::size_t n, std::size_t inc, float start) 
   return start;
 }
 
-/// The same for n >= detail::kWorthLanes neighbours. A lane keeps its value on NaN and on ties, as
-/// the plain loop does; only the sign of a zero may be another's.
-inline float MaxInLanes(const float* p, std::size_t n) {
-  constexpr std::size_t kRows = 4;
-  const Lanes first = *p - Lanes{};
-  Lanes high[kRows] = {first, first, first, first};
-  std::size_t i = 0;
-  for (; i + kRows * kWidth <= n; i += kRows * kWidth) {
-    for (std::size_t r = 0; r < kRows; ++r) {
-      Lanes row;
-      std::memcpy(&row, p + i + r * kWidth, sizeof(row));
-      high[r] = row > high[r] ? row : high[r];
-    }
+std::uint32_t Maxima(const float* src, std::uint32_t nIn, float* dst, std::uint32_t nOut) {
+  const float step = StepOf(nIn, nOut);
+  if (step < static_cast<float>(detail::kWorthLanes)) {
+    return ForBins(nIn, nOut, step, [=](std::uint32_t k, std::size_t from, std::size_t count) {
+      dst[k] = MaxOf(src + from, count, 1, src[from]);
+    });
   }
-  for (; i + kWidth <= n; i += kWidth) {
-    Lanes row;
-    std::memcpy(&row, p + i, sizeof(row));
-    high[0] = row > high[0] ? row : high[0];
-  }
-  high[0] = high[1] > high[0] ? high[1] : high[0];
-  high[2] = high[3] > high[2] ? high[3] : high[2];
-  high[0] = high[2] > high[0] ? high[2] : high[0];
-  float max = *p;
-  for (std::size_t k = 0; k < kWidth; ++k) {
-    max = high[0][k] > max ? high[0][k] : max;
-  }
-  max = MaxOf(p + i, n - i, 1, max);
-  return max == 0.0F ? *std::find(p, p + n, 0.0F) : max;  // of zeros the first one counts
-}
-
-LIMES_CLONES std::uint32_t Maxima(const float* src, std::uint32_t nIn, float* dst,
-                                  std::uint32_t nOut) {
-  return ForBins(
-      nIn, nOut, StepOf(nIn, nOut), [=](std::uint32_t k, std::size_t from, std::size_t count) {
-        const float* bin = src + from;
-        dst[k] = count < detail::kWorthLanes ? MaxOf(bin, count, 1, *bin) : MaxInLanes(bin, count);
-      });
+  return ForBins(nIn, nOut, step, [=](std::uint32_t k, std::size_t from, std::size_t count) {
+    dst[k] = detail::LargestValue(src + from, count);
+  });
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
-#include "limes/kernels/value_loops.h"
+#include "limes/kernels/value_bounds.h"
 #include "limes/kernels/vector_kernels.h"
 #include "limes/platform/cpu_clones.h"
 
@@ -41,74 +40,12 @@ void VectorMinMax(const float* p, std::uint32_t n, std::uint32_t inc, float& min
   max = bounds.max;
 }
 
-namespace {
-
-using Lanes __attribute__((vector_size(32))) = float;
-using Bits __attribute__((vector_size(32))) = std::uint32_t;
-constexpr std::size_t kWidth = 8;
-constexpr std::size_t kRows = 4;
-constexpr std::size_t kStep = kWidth * kRows;
-
-/// The largest of start and n values, but for the sign of a zero; a NaN among them is passed over.
-/// load(i, lanes) gives the values from i on, one(i) a single one.
-template <class Load, class One>
-__attribute__((always_inline)) inline float Largest(std::size_t n, float start, Load load,
-                                                    One one) {
-  for (std::size_t i = 0; n < kStep && i < n; ++i) {
-    start = one(i) > start ? one(i) : start;
-  }
-  if (n < kStep) {
-    return start;
-  }
-  const Lanes first = start - Lanes{};
-  Lanes high[kRows] = {first, first, first, first};
-  for (std::size_t i = 0; i < n; i += kStep) {
-    const std::size_t at = std::min(i, n - kStep);  // some once more at the end
-    for (std::size_t r = 0; r < kRows; ++r) {
-      Lanes lanes;
-      load(at + r * kWidth, lanes);
-      high[r] = lanes > high[r] ? lanes : high[r];
-    }
-  }
-  high[0] = high[1] > high[0] ? high[1] : high[0];
-  high[2] = high[3] > high[2] ? high[3] : high[2];
-  high[0] = high[2] > high[0] ? high[2] : high[0];
-  for (std::size_t k = 0; k < kWidth; ++k) {
-    start = high[0][k] > start ? high[0][k] : start;
-  }
-  return start;
-}
-
-inline void Load(const float* p, Lanes& lanes) { std::memcpy(&lanes, p, sizeof(lanes)); }
-
-LIMES_CLONES float LargestMagnitude(const float* p, std::size_t n) {
-  const auto load = [p](std::size_t i, Lanes& lanes) {
-    Bits bits;
-    std::memcpy(&bits, p + i, sizeof(bits));
-    bits &= 0x7FFFFFFFU;
-    std::memcpy(&lanes, &bits, sizeof(lanes));
-  };
-  return Largest(n, std::fabs(p[0]), load, [p](std::size_t i) { return std::fabs(p[i]); });
-}
-
-LIMES_CLONES float LargestDifference(const float* a, const float* b, std::size_t n, float start) {
-  const auto load = [a, b](std::size_t i, Lanes& lanes) {
-    Lanes y;
-    Load(a + i, lanes);
-    Load(b + i, y);
-    lanes -= y;
-  };
-  return Largest(n, start, load, [a, b](std::size_t i) { return a[i] - b[i]; });
-}
-
-}  // namespace
-
 float VectorAbsMax(const float* p, std::uint32_t n, std::uint32_t inc) {
   if (n == 0) {
     return 0.0F;
   }
   if (inc == 1) {
-    return LargestMagnitude(p, n);
+    return detail::LargestMagnitude(p, n, std::fabs(p[0]));
   }
   const detail::SBounds bounds = detail::FindBounds(p, n, inc);
   const float low = std::fabs(bounds.min);
@@ -209,7 +146,7 @@ float MaxDifference(const float* a, const float* b, std::uint32_t n, std::uint32
   std::size_t end = 1;       // of the block where the last largest difference lies
   for (std::size_t i = 0; i < n && !std::isnan(best); i += kBlock) {
     const std::size_t size = std::min(kBlock, n - i);
-    const float high = LargestDifference(a + i, b + i, size, -HUGE_VALF);
+    const float high = detail::LargestDifference(a + i, b + i, size, -HUGE_VALF);
     end = high >= best ? i + size : end;
     best = high >= best ? high : best;
   }
@@ -228,7 +165,7 @@ bool LocalMaxDifferencePosition(const float* a, const float* b, std::uint32_t n,
   }
   const std::size_t begin = FirstAbove(a, b, start, n);
   const std::size_t stop = FirstBelow(a, b, begin, n);
-  const float largest = LargestDifference(a + begin, b + begin, stop - begin, 0.0F);
+  const float largest = detail::LargestDifference(a + begin, b + begin, stop - begin, 0.0F);
   end = static_cast<std::uint32_t>(stop) + 1;
   pos = kNone;
   if (largest > 0.0F) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "limes/kernels/fixed_exp.h"
+#include "limes/kernels/lanes.h"
 #include "limes/kernels/vector_kernels.h"
 #include "limes/platform/cpu_clones.h"
 
@@ -12,9 +13,8 @@ namespace limes::DVL {
 
 namespace {
 
-using Lanes __attribute__((vector_size(32))) = float;
-using Bits __attribute__((vector_size(32))) = std::uint32_t;
-constexpr std::size_t kLanes = 8;
+using detail::kLanes;
+using detail::Lanes;
 constexpr std::size_t kBlock = 4 * kLanes;
 
 /// sum + e^(x * scale) * factor of n values, in order. In short blocks: the processor adds the
@@ -33,7 +33,7 @@ LIMES_CLONES float AddExps(float sum, const float* x, std::size_t n, float scale
       Lanes lanes;
       std::memcpy(&lanes, block + i, sizeof(lanes));
       lanes *= scale;
-      detail::TakeFixedExp<Lanes, Bits>(lanes);
+      detail::TakeFixedExp<Lanes, detail::LaneBits>(lanes);
       lanes *= factor;
       std::memcpy(terms + i, &lanes, sizeof(lanes));
     }

@@ -5,7 +5,6 @@
 #include <limits>
 #include <span>
 
-#include "limes/kernels/eight_loops.h"
 #include "limes/kernels/resample_bins.h"
 #include "limes/kernels/resample_tool.h"
 #include "limes/kernels/value_loops.h"
