@@ -1,5 +1,6 @@
 #include "limes/kernels/pair_combination.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace limes::detail {
@@ -11,48 +12,51 @@ bool InPlainOrder(const SPairRun& run) {
 
 namespace {
 
+template <bool kGrowing>
 class MergeWalk {
  public:
   MergeWalk(const SPairRun& run, const SPairRun& other, const SMerging& how)
-      : run_(run), how_(how) {
-    out_.reserve(run.n + other.n);
+      : out_(run.n + other.n), run_(run), how_(how) {
     for (std::size_t i = 0; i < other.n; ++i) {
       Merge(other.p[i]);
     }
-    out_.insert(out_.end(), run_.p + next_, run_.p + run_.n);
+    std::copy(run_.p + next_, run_.p + run_.n, out_.begin() + static_cast<std::ptrdiff_t>(size_));
+    out_.resize(size_ + (run_.n - next_));
   }
 
-  std::vector<XyPair> out_;  ///< the run up to the current x, with what was merged in
+  std::vector<XyPair> out_;  ///< first the run up to the current x, with what was merged in
 
  private:
+  void Put(const XyPair& pair) { out_[size_++] = pair; }
+
   void Merge(const XyPair& pair) {
     while (next_ < run_.n && run_.p[next_].x <= pair.x) {
-      out_.push_back(run_.p[next_++]);
+      Put(run_.p[next_++]);
     }
-    while (low_ < out_.size() && out_[low_].x < pair.x) {
+    while (low_ < size_ && out_[low_].x < pair.x) {
       ++low_;
     }
-    const XyPair front = out_.empty() ? run_.p[0] : out_.front();
-    const XyPair back = next_ < run_.n ? run_.p[run_.n - 1] : out_.back();
-    const float first = how_.growing ? front.x : run_.p[0].x;
-    const float last = how_.growing ? back.x : run_.p[run_.n - 1].x;
+    const XyPair front = size_ == 0 ? run_.p[0] : out_[0];
+    const XyPair back = next_ < run_.n ? run_.p[run_.n - 1] : out_[size_ - 1];
+    const float first = kGrowing ? front.x : run_.p[0].x;
+    const float last = kGrowing ? back.x : run_.p[run_.n - 1].x;
     if (IsInside(pair.x, first, last, how_.tolerance)) {
       if (!HasNear(pair.x)) {
-        out_.push_back({pair.x, how_.zeros ? 0.0F : ValueIn(pair.x, front, back)});
+        Put({pair.x, how_.zeros ? 0.0F : ValueIn(pair.x, front, back)});
       }
     } else if (how_.takesOthers) {
-      out_.push_back({pair.x, how_.zeros ? 0.0F : pair.y});
+      Put({pair.x, how_.zeros ? 0.0F : pair.y});
     }
   }
 
   /// A pair from the start index on lies within the tolerance. Rounding keeps the order of
   /// differences, so the last one at or below x and the first one above stand for all.
   bool HasNear(float x) {
-    const std::size_t from = how_.growing ? start_++ : 0;
-    if (out_.size() > from && std::fabs(out_.back().x - x) <= how_.tolerance) {
+    const std::size_t from = kGrowing ? start_++ : 0;
+    if (size_ > from && std::fabs(out_[size_ - 1].x - x) <= how_.tolerance) {
       return true;
     }
-    const std::size_t above = from > out_.size() ? next_ + (from - out_.size()) : next_;
+    const std::size_t above = from > size_ ? next_ + (from - size_) : next_;
     return above < run_.n && std::fabs(run_.p[above].x - x) <= how_.tolerance;
   }
 
@@ -63,10 +67,11 @@ class MergeWalk {
     if (x >= back.x) {
       return back.y;
     }
-    return low_ < out_.size() ? ValueBetween(out_[low_ - 1], out_[low_], x)
-                              : ValueBetween(out_.back(), run_.p[next_], x);
+    return low_ < size_ ? ValueBetween(out_[low_ - 1], out_[low_], x)
+                        : ValueBetween(out_[size_ - 1], run_.p[next_], x);
   }
 
+  std::size_t size_ = 0;  ///< pairs in out_
   SPairRun run_;
   SMerging how_;
   std::size_t next_ = 0;   ///< first pair of the run that is not in out_
@@ -77,7 +82,8 @@ class MergeWalk {
 }  // namespace
 
 std::vector<XyPair> Merged(const SPairRun& run, const SPairRun& other, const SMerging& how) {
-  return MergeWalk(run, other, how).out_;
+  return how.growing ? MergeWalk<true>(run, other, how).out_
+                     : MergeWalk<false>(run, other, how).out_;
 }
 
 SSection CommonSection(const SPairRun& run, const SPairRun& other, float tolerance) {
