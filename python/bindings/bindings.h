@@ -26,6 +26,10 @@ void BindPairVariants(py::module_& module);
 void BindCurveArray(py::module_& module);
 void BindKernels(py::module_& module);
 
+/// Makes the functions of a module and of its classes say in a sentence what they take when they
+/// are called otherwise.
+void SpeakInSentences(const py::handle& scope);
+
 /// Loops over fewer points keep the interpreter lock: opening it costs as much as they do.
 inline constexpr std::size_t kLongLoop = 50000;
 
@@ -112,6 +116,21 @@ py::bytes WrittenBytes(F write) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+/// Name and units of a signal, which its record may shorten.
+template <class Signal>
+py::tuple HeadOf(const Signal& signal) {
+  return py::make_tuple(wide_string(signal.Name()), signal.XUnit(), signal.YUnit());
+}
+
+template <class Signal>
+void SetHead(Signal& signal, const py::tuple& head) {
+  if (!signal.SetName(head[0].cast<wide_string>())) {
+    throw std::bad_alloc();
+  }
+  signal.SetXUnit(head[1].cast<CMeasuringUnit>());
+  signal.SetYUnit(head[2].cast<CMeasuringUnit>());
+}
+
 /// Name and units of a signal, and its plot in notebooks.
 template <class Signal>
 void BindHeading(py::class_<Signal>& signal) {
@@ -135,9 +154,39 @@ void BindHeading(py::class_<Signal>& signal) {
 }
 
 /// A stream over the bytes of a Python object, which must outlive it.
-inline CMemoryStream StreamOver(std::string_view bytes) {
-  return CMemoryStream(
-      std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+inline CMemoryStream StreamOver(const py::bytes& bytes) {
+  const auto view = bytes.cast<std::string_view>();
+  return CMemoryStream(std::span(reinterpret_cast<const std::uint8_t*>(view.data()), view.size()));
+}
+
+inline py::bytes PairsRecord(const CSigPairs& pairs) {
+  return WrittenBytes(
+      [&](CMemoryStream& file) { return pairs.WriteToFile(file, CSignal::CurrentFileVersion()); });
+}
+
+inline void ReadPairs(CSigPairs& pairs, const py::bytes& record) {
+  CMemoryStream file = StreamOver(record);
+  if (!pairs.ReadFromFile(file, CSignal::CurrentFileVersion())) {
+    throw py::value_error("the record is cut short or malformed");
+  }
+}
+
+/// Copies and pickling of pairs. more: what the record does not hold; take: sets it, before the
+/// pairs are read.
+template <class Pairs, class... Base, class More, class Take>
+void BindCopies(py::class_<Pairs, Base...>& pairs, More more, Take take) {
+  pairs.def("__copy__", [](const Pairs& p) { return Pairs(p); })
+      .def(
+          "__deepcopy__", [](const Pairs& p, const py::dict&) { return Pairs(p); }, py::arg("memo"))
+      .def(py::pickle(
+          [more](const Pairs& p) { return py::make_tuple(PairsRecord(p), HeadOf(p), more(p)); },
+          [take](const py::tuple& state) {
+            auto read = std::make_unique<Pairs>();
+            take(*read, state[2].cast<py::tuple>());
+            ReadPairs(*read, state[0].cast<py::bytes>());
+            SetHead(*read, state[1].cast<py::tuple>());
+            return read;
+          }));
 }
 
 }  // namespace limes::python

@@ -14,6 +14,10 @@ std::unique_ptr<Array> FromCurves(const py::iterable& curves, const py::object& 
   }
   std::size_t i = 0;
   for (const py::handle item : curves) {
+    if (!py::isinstance<CSigCurveExt>(item)) {
+      throw py::type_error("the curves must be CSigCurveExt, not " +
+                           std::string(Py_TYPE(item.ptr())->tp_name));
+    }
     CSigCurveExt curve(item.cast<const CSigCurveExt&>());
     if (!positions.is_none()) {
       if (i >= t.size()) {
@@ -46,6 +50,29 @@ CSigCurveExt& CurveAt(Array& array, py::ssize_t i) {
   return *curve;
 }
 
+py::array_t<float> Positions(const Array& array) {
+  py::array_t<float> t(array.Anzahl());
+  for (int i = 0; i < array.Anzahl(); ++i) {
+    t.mutable_at(i) = array.TPos(i);
+  }
+  return t;
+}
+
+py::tuple StateOf(Array& array) {
+  py::list curves;
+  for (int i = 0; i < array.Anzahl(); ++i) {
+    curves.append(py::cast(CurveAt(array, i)));  // a copy
+  }
+  return py::make_tuple(curves, Positions(array), wide_string(array.Name()), array.TUnit());
+}
+
+std::unique_ptr<Array> FromState(const py::tuple& state) {
+  auto array = FromCurves(state[0].cast<py::list>(), state[1]);
+  array->SetName(state[2].cast<wide_string>());
+  array->SetTUnit(state[3].cast<CMeasuringUnit>());
+  return array;
+}
+
 /// A reduction of all curves into a new one, without the interpreter lock when they are many.
 template <class Reduce>
 auto Reduction(Reduce reduce) {
@@ -74,14 +101,7 @@ void BindCurveArray(py::module_& module) {
       .def_property(
           "t_unit", [](const Array& a) { return a.TUnit(); },
           [](Array& a, const CMeasuringUnit& unit) { a.SetTUnit(unit); })
-      .def_property_readonly("positions",
-                             [](const Array& a) {
-                               py::array_t<float> t(a.Anzahl());
-                               for (int i = 0; i < a.Anzahl(); ++i) {
-                                 t.mutable_at(i) = a.TPos(i);
-                               }
-                               return t;
-                             })
+      .def_property_readonly("positions", &Positions)
       .def("TMin", &Array::TMin)
       .def("TMax", &Array::TMax)
       .def("Mittelwert", Reduction([](const Array& a, CSigCurveExt* t) { return a.Mittelwert(t); }),
@@ -124,7 +144,7 @@ void BindCurveArray(py::module_& module) {
           "The file record with the values unchanged.")
       .def_static(
           "DateiImport",
-          [](std::string_view record) {
+          [](const py::bytes& record) {
             auto read = std::make_unique<Array>();
             CMemoryStream file = StreamOver(record);
             int status = 0;
@@ -133,7 +153,8 @@ void BindCurveArray(py::module_& module) {
             }
             return read;
           },
-          py::arg("record"));
+          py::arg("record"))
+      .def(py::pickle(&StateOf, &FromState));
 }
 
 }  // namespace limes::python

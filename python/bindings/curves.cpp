@@ -26,6 +26,9 @@ std::unique_ptr<CSigCurveExt> CurveOver(const py::array_t<float>& values, float 
 
 py::object MakeCurve(const py::object& values, float x0, float x1) {
   const py::array_t<float> array = FloatArray(values);
+  if (!array.is(values)) {
+    throw py::value_error("only a writable float32 array in one piece can be used without a copy");
+  }
   py::object curve = py::cast(CurveOver(array, x0, x1));
   py::detail::keep_alive_impl(curve, array);
   return curve;
@@ -49,7 +52,7 @@ py::bytes Record(const CSigCurveExt& curve, bool raw) {
   });
 }
 
-std::unique_ptr<CSigCurveExt> FromRecord(std::string_view bytes, unsigned version) {
+std::unique_ptr<CSigCurveExt> FromRecord(const py::bytes& bytes, unsigned version) {
   auto curve = std::make_unique<CSigCurveExt>();
   CMemoryStream file = StreamOver(bytes);
   if (const auto status = curve->ReadFromFileChecked(file, version);
@@ -190,7 +193,7 @@ void BindCurves(py::module_& module) {
            py::arg("values"), py::arg("x_min"), py::arg("x_max"),
            "A curve with a copy of the values; x_max lies one step behind the last one.")
       .def_static("over", &MakeCurve, py::arg("values"), py::arg("x_min"), py::arg("x_max"),
-                  "A curve over a float32 array's own memory; other values are copied.")
+                  "A curve over a float32 array's own memory; ValueError for other values.")
       .def_property_readonly(
           "values",
           [](const py::object& self) {
@@ -226,11 +229,16 @@ void BindCurves(py::module_& module) {
       .def_static("ReadFromFile", &FromRecord, py::arg("record"),
                   py::arg("version") = CSignal::CurrentFileVersion(),
                   "The curve of a file record; ValueError says what is wrong with it.")
-      .def(py::pickle([](const CSigCurveExt& c) { return py::make_tuple(Record(c, true)); },
-                      [](const py::tuple& state) {
-                        return FromRecord(state[0].cast<std::string_view>(),
-                                          CSignal::CurrentFileVersion());
-                      }));
+      .def(py::pickle(
+          [](const CSigCurveExt& c) {
+            return py::make_tuple(Record(c, true), HeadOf(c), c.Date());
+          },
+          [](const py::tuple& state) {
+            auto read = FromRecord(state[0].cast<py::bytes>(), CSignal::CurrentFileVersion());
+            SetHead(*read, state[1].cast<py::tuple>());
+            read->Date(state[2].cast<float>());
+            return read;
+          }));
   BindHeader(curve);
   BindOperations(curve);
 

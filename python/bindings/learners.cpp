@@ -41,7 +41,7 @@ std::unique_ptr<CSigCurveExt> CopyOf(const CSigCurveExt* curve) {
 }
 
 template <class T>
-std::unique_ptr<Locked<T>> FromState(std::string_view bytes) {
+std::unique_ptr<Locked<T>> FromState(const py::bytes& bytes) {
   auto tool = std::make_unique<Locked<T>>();
   CMemoryStream file = StreamOver(bytes);
   if (const LearnStateStatus status = tool->ReadState(file); status != LearnStateStatus::kOk) {
@@ -50,7 +50,14 @@ std::unique_ptr<Locked<T>> FromState(std::string_view bytes) {
   return tool;
 }
 
-/// What all three learners do alike: states, pickling, joining.
+bool Form(CKurvenLernWerkzeug& tool) {
+  return tool.StandardAbwBilden() != 0 && tool.UpdateLimit() != 0;
+}
+bool Form(CTrackLernWerkzeug& tool) { return tool.GrenzeBilden(); }
+bool Form(CLernenderGrenzwert&) { return true; }  // its limit is part of its state
+
+/// What all three learners do alike: states, pickling, joining. A copy has a limit, formed of what
+/// is learnt, when anything is.
 template <class T>
 void BindState(py::class_<Locked<T>>& tool) {
   const auto state = [](Locked<T>& t) {
@@ -76,9 +83,26 @@ void BindState(py::class_<Locked<T>>& tool) {
             Require(status);
           },
           py::arg("other"), "Joins the state with one that was learnt elsewhere, as the later one.")
-      .def(py::pickle(
-          [state](Locked<T>& t) { return py::make_tuple(state(t)); },
-          [](const py::tuple& s) { return FromState<T>(s[0].cast<std::string_view>()); }));
+      .def(py::pickle([state](Locked<T>& t) { return py::make_tuple(state(t)); },
+                      [](const py::tuple& s) {
+                        auto read = FromState<T>(s[0].cast<py::bytes>());
+                        static_cast<void>(Form(*read));  // false with nothing learnt
+                        return read;
+                      }));
+}
+
+/// The fields of a judgement, which is true when the part passed.
+template <class Judgement, class... T>
+void BindFields(py::class_<Judgement> judgement, std::pair<const char*, T Judgement::*>... fields) {
+  (judgement.def_readonly(fields.first, fields.second), ...);
+  judgement.def("__bool__", [](const Judgement& j) { return j.verdict == Verdict::kPass; })
+      .def(py::pickle([=](const Judgement& j) { return py::make_tuple(j.*fields.second...); },
+                      [=](const py::tuple& state) {
+                        Judgement j;
+                        std::size_t i = 0;
+                        ((j.*fields.second = state[i++].template cast<T>()), ...);
+                        return j;
+                      }));
 }
 
 void BindJudgements(py::module_& module) {
@@ -86,35 +110,27 @@ void BindJudgements(py::module_& module) {
       .value("PASS", Verdict::kPass)
       .value("FAIL", Verdict::kFail)
       .value("NOT_JUDGED", Verdict::kNotJudged);
-  py::class_<SValueJudgement>(module, "SValueJudgement", "Judgement of a value by a learnt limit.")
-      .def_readonly("verdict", &SValueJudgement::verdict)
-      .def_readonly("value", &SValueJudgement::value)
-      .def_readonly("limit", &SValueJudgement::limit)
-      .def_readonly("mean", &SValueJudgement::mean)
-      .def_readonly("spread", &SValueJudgement::spread)
-      .def_readonly("deviation", &SValueJudgement::deviation)
-      .def("__bool__", [](const SValueJudgement& j) { return j.verdict == Verdict::kPass; })
-      .def("__repr__", [](const SValueJudgement& j) {
-        return py::str("<{}: value {:g}, limit {:g}>").format(Text(j.verdict), j.value, j.limit);
-      });
-  py::class_<SCurveJudgement>(module, "SCurveJudgement",
-                              "Judgement of a curve by a learnt limit curve.")
-      .def_readonly("verdict", &SCurveJudgement::verdict)
-      .def_readonly("x0", &SCurveJudgement::x0)
-      .def_readonly("x1", &SCurveJudgement::x1)
-      .def_readonly("share", &SCurveJudgement::share)
-      .def_readonly("deviation", &SCurveJudgement::deviation)
-      .def_readonly("rms", &SCurveJudgement::rms)
-      .def_readonly("x", &SCurveJudgement::x)
-      .def_readonly("value", &SCurveJudgement::value)
-      .def_readonly("limit", &SCurveJudgement::limit)
-      .def_readonly("mean", &SCurveJudgement::mean)
-      .def_readonly("spread", &SCurveJudgement::spread)
-      .def("__bool__", [](const SCurveJudgement& j) { return j.verdict == Verdict::kPass; })
-      .def("__repr__", [](const SCurveJudgement& j) {
-        return py::str("<{}: deviation {:g} at x {:g}, value {:g}, limit {:g}>")
-            .format(Text(j.verdict), j.deviation, j.x, j.value, j.limit);
-      });
+  using Value = SValueJudgement;
+  py::class_<Value> value(module, "SValueJudgement", "Judgement of a value by a learnt limit.");
+  value.def("__repr__", [](const Value& j) {
+    return py::str("<{}: value {:g}, limit {:g}>").format(Text(j.verdict), j.value, j.limit);
+  });
+  BindFields(value, std::pair("verdict", &Value::verdict), std::pair("value", &Value::value),
+             std::pair("limit", &Value::limit), std::pair("mean", &Value::mean),
+             std::pair("spread", &Value::spread), std::pair("deviation", &Value::deviation));
+  using Curve = SCurveJudgement;
+  py::class_<Curve> curve(module, "SCurveJudgement",
+                          "Judgement of a curve by a learnt limit curve.");
+  curve.def("__repr__", [](const Curve& j) {
+    return py::str("<{}: deviation {:g} at x {:g}, value {:g}, limit {:g}>")
+        .format(Text(j.verdict), j.deviation, j.x, j.value, j.limit);
+  });
+  BindFields(curve, std::pair("verdict", &Curve::verdict), std::pair("x0", &Curve::x0),
+             std::pair("x1", &Curve::x1), std::pair("share", &Curve::share),
+             std::pair("deviation", &Curve::deviation), std::pair("rms", &Curve::rms),
+             std::pair("x", &Curve::x), std::pair("value", &Curve::value),
+             std::pair("limit", &Curve::limit), std::pair("mean", &Curve::mean),
+             std::pair("spread", &Curve::spread));
 }
 
 void BindValueLearner(py::module_& module) {
@@ -197,6 +213,10 @@ void BindCurveLearner(py::module_& module) {
       .def(
           "Fitted",
           [](LockedCurve& t, py::object curve) {
+            if (!py::isinstance<CSigCurveExt>(curve)) {
+              throw py::type_error("a part is a CSigCurveExt, not " +
+                                   std::string(Py_TYPE(curve.ptr())->tp_name));
+            }
             const auto& given = curve.cast<const CSigCurveExt&>();
             const CSigCurveExt* grid = t.Mittelwert();
             const bool fits = grid == nullptr || grid->FitTogether(&given);
@@ -208,8 +228,8 @@ void BindCurveLearner(py::module_& module) {
       .def(
           "UpdateLimit",
           [](LockedCurve& t) {
-            const bool formed = Exclusively(
-                t, kLongLoop, [](CKurvenLernWerkzeug& plain) { return plain.UpdateLimit() != 0; });
+            const bool formed =
+                Exclusively(t, kLongLoop, [](CKurvenLernWerkzeug& plain) { return Form(plain); });
             if (!formed) {
               throw py::value_error("nothing is learnt yet");
             }
@@ -264,8 +284,7 @@ void BindTrackLearner(py::module_& module) {
       .def(
           "GrenzeBilden",
           [](LockedTrack& t) {
-            if (!Exclusively(t, kLongLoop,
-                             [](CTrackLernWerkzeug& plain) { return plain.GrenzeBilden(); })) {
+            if (!Exclusively(t, kLongLoop, [](CTrackLernWerkzeug& plain) { return Form(plain); })) {
               throw py::value_error("nothing is learnt yet");
             }
           },

@@ -12,4 +12,5 @@ PYBIND11_MODULE(_limes, module) {
   limes::python::BindPairVariants(module);
   limes::python::BindCurveArray(module);
   limes::python::BindKernels(module);
+  limes::python::SpeakInSentences(module);
 }

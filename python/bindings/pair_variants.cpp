@@ -63,13 +63,22 @@ py::object Times(const CSigPairsTm& pairs) {
   return times.attr("view")("datetime64[s]");
 }
 
-/// Copies in Python are those of C++.
-template <class Signal>
-void BindCopies(py::class_<Signal, CSigPairs>& signal) {
-  signal.def("__copy__", [](const Signal& s) { return Signal(s); })
-      .def(
-          "__deepcopy__", [](const Signal& s, const py::dict&) { return Signal(s); },
-          py::arg("memo"));
+py::tuple FieldsOf(const CSigPairsVM& pairs) {
+  py::tuple texts(CQuinterMFC::kFields);
+  for (unsigned i = 0; i < CQuinterMFC::kFields; ++i) {
+    texts[i] = pairs.Specification().Field(i);
+  }
+  return texts;
+}
+
+void SetFields(CSigPairsVM& pairs, const py::tuple& texts) {
+  CQuinterMFC specification;
+  for (unsigned i = 0; i < CQuinterMFC::kFields; ++i) {
+    specification.Field(i, texts[i].cast<wide_string>());
+  }
+  if (!pairs.SetSpecification(specification)) {
+    throw std::bad_alloc();
+  }
 }
 
 void BindTimePairs(py::module_& module) {
@@ -115,7 +124,11 @@ void BindTimePairs(py::module_& module) {
       .def_property_readonly("times", &Times, "The times of all pairs.")
       .def_property_readonly("start", [](const CSigPairsTm& p) { return Time(p.StartZeit()); })
       .def_property_readonly("end", [](const CSigPairsTm& p) { return Time(p.EndZeit()); });
-  BindCopies(pairs);
+  BindCopies(
+      pairs, [](const CSigPairsTm& p) { return py::make_tuple(p.StartZeit(), p.EndZeit()); },
+      [](CSigPairsTm& p, const py::tuple& more) {
+        p.Neustart(more[0].cast<std::int64_t>(), more[1].cast<std::int64_t>());
+      });
 }
 
 void BindMeasurementPairs(py::module_& module) {
@@ -134,23 +147,24 @@ void BindMeasurementPairs(py::module_& module) {
           },
           py::arg("step"), py::arg("channel") = "", py::arg("location") = "",
           py::arg("instrument") = "", py::arg("parameter") = "")
-      .def_property_readonly(
-          "specification",
-          [](const Pairs& p) {
-            py::tuple texts(CQuinterMFC::kFields);
-            for (unsigned i = 0; i < CQuinterMFC::kFields; ++i) {
-              texts[i] = p.Specification().Field(i);
-            }
-            return texts;
-          },
-          "Step, channel, location, instrument, parameter and sensor.")
+      .def_property_readonly("specification", &FieldsOf,
+                             "Step, channel, location, instrument, parameter and sensor.")
       .def("SetzeTriggerStartStop", &Pairs::SetzeTriggerStartStop, py::arg("start"),
            py::arg("stop"))
       .def("SetzeTriggerMethode", &Pairs::SetzeTriggerMethode, py::arg("method"))
       .def("TriggerStart", &Pairs::TriggerStart)
       .def("TriggerStop", &Pairs::TriggerStop)
       .def("TriggerMethode", &Pairs::TriggerMethode);
-  BindCopies(pairs);
+  BindCopies(
+      pairs,
+      [](const Pairs& p) {
+        return py::make_tuple(FieldsOf(p), p.TriggerStart(), p.TriggerStop(), p.TriggerMethode());
+      },
+      [](Pairs& p, const py::tuple& more) {
+        SetFields(p, more[0].cast<py::tuple>());
+        p.SetzeTriggerStartStop(more[1].cast<std::int32_t>(), more[2].cast<std::int32_t>());
+        p.SetzeTriggerMethode(more[3].cast<std::int32_t>());
+      });
 }
 
 }  // namespace

@@ -127,32 +127,23 @@ void BindPairs(py::module_& module) {
             return target;
           },
           py::arg("grid"), "The run as lines on a copy of a curve, whose values beside it stay.")
-      .def("WriteToFile",
-           [](const Pairs& p) {
-             return WrittenBytes([&](CMemoryStream& file) {
-               return p.WriteToFile(file, CSignal::CurrentFileVersion());
-             });
-           })
+      .def("WriteToFile", &PairsRecord)
       .def_static(
           "ReadFromFile",
-          [](std::string_view record) {
+          [](const py::bytes& record) {
             auto read = std::make_unique<Pairs>();
-            CMemoryStream file = StreamOver(record);
-            if (!read->ReadFromFile(file, CSignal::CurrentFileVersion())) {
-              throw py::value_error("the record is cut short or malformed");
-            }
+            ReadPairs(*read, record);
             return read;
           },
           py::arg("record"))
-      .def("__copy__", [](const Pairs& p) { return Pairs(p); })
-      .def(
-          "__deepcopy__", [](const Pairs& p, const py::dict&) { return Pairs(p); }, py::arg("memo"))
       .def("__repr__", [](const Pairs& p) {
         return py::str("CSigPairs('{}', {} pairs, x in {}, y in {})")
             .format(p.Name(), p.NPaare(), p.XUnit().prefixunit(), p.YUnit().prefixunit());
       });
   BindHeading(pairs);
   BindChanges(pairs);
+  BindCopies(
+      pairs, [](const Pairs&) { return py::tuple(); }, [](Pairs&, const py::tuple&) {});
 }
 
 }  // namespace limes::python

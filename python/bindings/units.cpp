@@ -50,7 +50,20 @@ void BindUnits(py::module_& module) {
       .def("__copy__", [](const CMeasuringUnit& unit) { return unit; })
       .def(
           "__deepcopy__", [](const CMeasuringUnit& unit, const py::dict&) { return unit; },
-          py::arg("memo"));
+          py::arg("memo"))
+      .def(py::pickle(
+          [](const CMeasuringUnit& unit) {
+            return py::make_tuple(
+                WrittenBytes([&](CMemoryStream& file) { return unit.WriteToFileWithText(file); }));
+          },
+          [](const py::tuple& state) {
+            CMeasuringUnit unit;
+            CMemoryStream file = StreamOver(state[0].cast<py::bytes>());
+            if (!unit.ReadFromFile(file)) {
+              throw py::value_error("the record is cut short or malformed");
+            }
+            return unit;
+          }));
   py::implicitly_convertible<py::str, CMeasuringUnit>();
 }
 

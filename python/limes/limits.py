@@ -3,8 +3,12 @@
 from __future__ import annotations
 
 import dataclasses
+import math
+import numbers
 import os
 import pathlib
+import shutil
+import threading
 from collections.abc import Iterable
 from typing import Any
 
@@ -18,8 +22,9 @@ from . import _limes, plots
 class Rule:
     """How a limit is formed: base + mean + factor * spread.
 
-    width widens a curve's limit along x (a place on the x axis whose index says by how many points,
-    at most 31); time_scale is the number of parts after which old ones are forgotten by and by.
+    width widens a curve's limit along x by a number of points: the index of that place on the x
+    axis, at most 31, to the left and one less to the right; the last point stays. time_scale is the
+    number of parts after which old ones are forgotten by and by.
     """
 
     base: float = 0.0
@@ -27,10 +32,21 @@ class Rule:
     width: float = 0.0
     time_scale: int = 10000
 
+    def __post_init__(self) -> None:
+        for name in ("base", "factor", "width"):
+            number = getattr(self, name)
+            if not isinstance(number, numbers.Real) or not math.isfinite(number):
+                raise ValueError(f"{name} must be a finite number, not {number!r}")
+        for name in ("factor", "width"):
+            if getattr(self, name) < 0:
+                raise ValueError(f"{name} must not be negative")
+        if not isinstance(self.time_scale, numbers.Integral) or self.time_scale < 1:
+            raise ValueError(f"time_scale must be a whole number from 1 on, not {self.time_scale!r}")
+
 
 def curve(
     values: npt.ArrayLike,
-    x_min: float = 0.0,
+    x_min: float | None = None,
     x_max: float | None = None,
     *,
     name: str = "",
@@ -38,21 +54,71 @@ def curve(
     y_unit: str | _limes.CMeasuringUnit = "",
     copy: bool = True,
 ) -> _limes.CSigCurveExt:
-    """A curve of values at equal steps from x_min on; x_max, one step behind the last value, is
-    x_min + len(values) unless given. With copy=False the curve uses a float32 array's own memory.
+    """A curve of values at equal steps from x_min (0 unless given) on; x_max, one step behind the
+    last value, is x_min + len(values) unless given. The index or coordinate of a Series or
+    DataArray becomes x; ValueError when its steps are not equal or x_min or x_max is given, too.
+    With copy=False the curve uses the memory of a writable float32 array.
     """
+    index = _index(values)
     array = np.asarray(values)
-    end = x_min + len(array) if x_max is None else x_max
+    if array.ndim != 1 or array.dtype.kind not in "biuf":
+        raise TypeError(f"a curve is made of a row of numbers, not of {type(values).__name__}")
+    if index is not None:
+        if x_min is not None or x_max is not None:
+            raise ValueError("x is that of the index: give the plain values to set another one")
+        x_min, x_max = _ends(index)
+    start = 0.0 if x_min is None else x_min
+    end = start + len(array) if x_max is None else x_max
     make = _limes.CSigCurveExt if copy else _limes.CSigCurveExt.over
-    made = make(array, x_min, end)
-    made.name = name
+    made = make(array, start, end)
+    made.name = name or str(getattr(values, "name", None) or "")
     made.x_unit = _unit(x_unit)
     made.y_unit = _unit(y_unit)
     return made
 
 
+def _index(values: Any) -> Any:
+    """What a Series or DataArray has along x; None for what has none."""
+    if hasattr(values, "coords") and hasattr(values, "dims"):
+        along = [values.coords[dim] for dim in values.dims if dim in values.coords]
+        return np.asarray(along[0]) if len(along) == 1 else None
+    index = getattr(values, "index", None)
+    return None if index is None or callable(index) else np.asarray(index)
+
+
+def _ends(index: Any) -> tuple[float, float]:
+    """First x, and that one step behind the last one."""
+    if index.dtype.kind not in "iuf" or len(index) < 2:
+        raise ValueError("the index is no x axis of two numbers or more")
+    x = index.astype(np.float64)
+    step = (x[-1] - x[0]) / (len(x) - 1)
+    if not step > 0 or not np.allclose(np.diff(x), step, rtol=1e-3, atol=0):
+        raise ValueError("the index does not rise in equal steps")
+    return float(x[0]), float(x[-1] + step)
+
+
 def _unit(unit: str | _limes.CMeasuringUnit) -> _limes.CMeasuringUnit:
     return unit if isinstance(unit, _limes.CMeasuringUnit) else _limes.CMeasuringUnit(unit)
+
+
+def _replace(path: pathlib.Path, content: bytes) -> None:
+    """Writes a file whole or not at all. A link, its target's mode and a device stay."""
+    target = pathlib.Path(os.path.realpath(path))
+    if target.exists() and not target.is_file():
+        target.write_bytes(content)
+        return
+    part = target.with_name(f".{target.name}.{os.getpid()}.{threading.get_ident()}")
+    try:
+        with open(part, "xb") as file:
+            file.write(content)
+            file.flush()
+            os.fsync(file.fileno())
+        if target.exists():
+            shutil.copymode(target, part)
+        part.replace(target)
+    except BaseException:
+        part.unlink(missing_ok=True)
+        raise
 
 
 class _Saved:
@@ -65,10 +131,7 @@ class _Saved:
 
     def save(self, path: str | os.PathLike[str]) -> None:
         """Writes the state to a file that other hosts of the library read, too."""
-        target = pathlib.Path(path)
-        part = target.with_name(target.name + ".new")
-        part.write_bytes(self.tool.WriteState())
-        part.replace(target)
+        _replace(pathlib.Path(path), self.tool.WriteState())
 
     @classmethod
     def load(cls, path: str | os.PathLike[str]):

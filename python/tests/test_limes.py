@@ -2,6 +2,7 @@
 
 import copy
 import datetime
+import os
 import pickle
 import threading
 
@@ -16,6 +17,18 @@ def part(level=60.0, n=100, seed=0, **changes):
     made = dict(name="Gear", x_unit="Hz", y_unit="dB(Pa)")
     made.update(changes)
     return limes.curve(level + noise, 0, 1000, **made)
+
+
+class Indexed:
+    """Values with an index, as a Series has them."""
+
+    name = "level"
+
+    def __init__(self, index):
+        self.index = np.asarray(index)
+
+    def __array__(self, dtype=None):
+        return np.arange(len(self.index), dtype=dtype)
 
 
 REFUSED = [
@@ -36,6 +49,22 @@ REFUSED = [
     (lambda: limes.DVL.VectorSum(np.zeros((2, 2))), ValueError, ""),
     (lambda: limes.CDefectReportOrdner(0).Naechster(), IndexError, ""),
     (lambda: limes.CDefectReportOrdner(2)[2], IndexError, ""),
+    (lambda: limes.Rule(base=float("nan")), ValueError, "base"),
+    (lambda: limes.Rule(factor=-1), ValueError, "negative"),
+    (lambda: limes.Rule(factor="3"), ValueError, "'3'"),
+    (lambda: limes.Rule(time_scale=0), ValueError, "time_scale"),
+    (lambda: limes.curve(np.arange(3.0), copy=False), ValueError, "without a copy"),
+    (lambda: limes.curve(np.zeros(9, np.float32)[::2], copy=False), ValueError, "without a copy"),
+    (lambda: limes.curve(np.frombuffer(bytes(8), np.float32), copy=False), ValueError, "copy"),
+    (lambda: limes.curve("abc"), TypeError, "not of str"),
+    (lambda: limes.curve(Indexed([1.0, 2.0, 4.0])), ValueError, "equal steps"),
+    (lambda: limes.curve(Indexed([2.0, 1.0, 0.0])), ValueError, "equal steps"),
+    (lambda: limes.curve(Indexed(["a", "b", "c"])), ValueError, "x axis"),
+    (lambda: limes.curve(Indexed([1.0, 2.0, 3.0]), 5), ValueError, "index"),
+    (lambda: limes.learn([part()]).judge([1, 2]), TypeError, "not list"),
+    (lambda: limes.learn_values([1, 2]).tool.Judge("a"), TypeError, r"Judge takes .*not \(str\)"),
+    (lambda: limes.CSigPairs("a"), TypeError, r"^CSigPairs takes \(x: .* or \(curve: .*, not \(str\)$"),
+    (lambda: limes.fit(part(), grid=3), TypeError, r"not \(\S*CSigCurveExt, grid: int\)$"),
 ]
 
 
@@ -68,13 +97,8 @@ def test_values_are_views():
     shared = limes.curve(array, 0, 10, copy=False)
     array[9] = 7
     assert shared[-1] == 7
-    readonly = np.zeros(10, np.float32)
-    readonly.flags.writeable = False
-    own = limes.curve(readonly, 0, 10, copy=False)
-    own.values[0] = 5
-    assert readonly[0] == 0
-    strided = limes.curve(np.arange(20, dtype=np.float32)[::2], 0, 10, copy=False)
-    assert list(strided.values[:3]) == [0, 2, 4]
+    indexed = limes.curve(Indexed([10.0, 10.5, 11.0]))
+    assert (list(indexed.x), indexed.XMax(), indexed.name) == ([10, 10.5, 11], 11.5, "level")
 
 
 def test_learn_and_judge():
@@ -99,18 +123,78 @@ def test_states(tmp_path):
     whole.save(tmp_path / "gear.state")
     again = limes.CurveLimit.load(tmp_path / "gear.state")
     assert np.array_equal(again.limit.values, whole.limit.values)
+    assert np.array_equal(again.spread.values, whole.spread.values)
     damaged = bytearray(whole.tool.WriteState())
     damaged[60] ^= 1
     with pytest.raises(ValueError):
         limes.CKurvenLernWerkzeug.ReadState(bytes(damaged))
     with pytest.raises(ValueError, match="itself"):
         first.merge(first)
-    for made in (whole.tool, limes.learn_values([1.0, 2.0]).tool):
-        assert pickle.loads(pickle.dumps(made)).WriteState() == made.WriteState()
-    c = part()
-    for twin in (copy.copy(c), copy.deepcopy(c), pickle.loads(pickle.dumps(c))):
-        assert np.array_equal(twin.values, c.values)
-        assert (twin.name, twin.x_unit) == ("Gear", c.x_unit)
+
+
+def test_save_keeps_links_modes_and_devices(tmp_path):
+    limit = limes.learn_values([1.0, 2.0])
+    state = limit.tool.WriteState()
+    target, link = tmp_path / "a.state", tmp_path / "link"
+    target.write_bytes(b"old")
+    target.chmod(0o640)
+    link.symlink_to(target)
+    limit.save(link)
+    assert link.is_symlink() and target.read_bytes() == state
+    assert target.stat().st_mode & 0o777 == 0o640
+    limit.save("/dev/null")
+    assert not os.path.isfile("/dev/null")
+    with pytest.raises(OSError):
+        limit.save(tmp_path / "none" / "a.state")
+    assert sorted(p.name for p in tmp_path.iterdir()) == ["a.state", "link"]
+
+
+def times():
+    day = limes.CSigPairsTm("2026-01-01", "2026-01-02")
+    day.NeuesPaar("2026-01-01T12:00:07", 3)
+    return day
+
+
+def run():
+    pairs = limes.CSigPairsVM([0, 1], [2, 3])
+    pairs.SetSpecification("run-up", "Mic 1", parameter="level")
+    pairs.SetzeTriggerStartStop(1, 9)
+    return pairs
+
+
+def tracks():
+    return limes.learn_tracks(part(seed=i) for i in range(9))
+
+
+def curves():
+    return limes.learn(part(seed=i) for i in range(9))
+
+
+ANSWERS = [
+    (part, lambda c: (list(c.values), c.name, c.x_unit, c.y_unit)),
+    (lambda: part(name="a" * 300), lambda c: c.name),
+    (lambda: limes.CMeasuringUnit("dB(m/s²)"), lambda u: (u, u.ExactText(), u.reference)),
+    (lambda: limes.CSigPairs(part()), lambda p: (list(p.x), list(p.y), p.name, p.y_unit)),
+    (times, lambda p: (list(p.times), list(p.y), p.start, p.end)),
+    (run, lambda p: (list(p.y), p.specification, p.TriggerStart(), p.TriggerStop())),
+    (
+        lambda: limes.CSigCurveArray([part(), part(seed=1)], [3, 5]),
+        lambda a: (list(a.positions), list(a[1].values), a[1].y_unit),
+    ),
+    (lambda: curves().judge(part(80.0)), lambda j: (j.verdict, j.deviation, j.x, j.share)),
+    (lambda: limes.learn_values([1, 2]).judge(9), lambda j: (j.verdict, j.value, j.limit)),
+    (lambda: limes.Rule(factor=4), lambda r: r),
+    (lambda: limes.learn_values([1, 2]), lambda v: (v.limit, v.spread, v.tool.WriteState())),
+    (curves, lambda c: (list(c.limit.values), list(c.spread.values), c.judge(part(80.0)).verdict)),
+    (tracks, lambda t: (list(t.limit.values), list(t.counts), t.judge(part(80.0)).verdict)),
+]
+
+
+@pytest.mark.parametrize(("make", "answer"), ANSWERS)
+def test_copies_answer_as_their_originals(make, answer):
+    made = make()
+    for twin in (pickle.loads(pickle.dumps(made)), copy.deepcopy(made)):
+        assert answer(twin) == answer(made)
 
 
 def test_values_and_tracks():
