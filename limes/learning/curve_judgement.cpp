@@ -22,7 +22,7 @@ float CKurvenLernWerkzeug::MaxAbweichung(const CSigCurve* k, float* result, int 
 
 SCurveJudgement CKurvenLernWerkzeug::Judge(const CSigCurve& k) const {
   const detail::CurveOverlap overlap(&k, Reference(true));
-  if (overlap.IsEmpty() || !*formed_ || !HasLearnt() || limit_->ILen() <= 0) {
+  if (overlap.IsEmpty() || !formed_->limit || !HasLearnt() || limit_->ILen() <= 0) {
     return {};
   }
   const detail::SComparison comparison = detail::Compare(overlap);

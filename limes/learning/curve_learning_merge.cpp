@@ -3,6 +3,7 @@
 #include <tuple>
 
 #include "limes/core/measuring_unit.h"
+#include "limes/learning/curve_fit.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_loops.h"
 #include "limes/learning/merge_checks.h"
@@ -64,6 +65,7 @@ MergeStatus CKurvenLernWerkzeug::Merge(const CKurvenLernWerkzeug& other) {
   generator_->SetTime(detail::JointTime(n1, n2, scale));
   count_ = detail::JointCount(count_, other.count_);
   stale_ = 1;
+  Outdate();
   return MergeStatus::kOk;
 }
 

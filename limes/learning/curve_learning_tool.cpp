@@ -7,6 +7,7 @@
 #include <new>
 
 #include "limes/core/object_archive.h"
+#include "limes/learning/curve_fit.h"
 #include "limes/learning/learning_loops.h"
 #include "limes/signals/extended_curve.h"
 
@@ -107,7 +108,7 @@ bool CKurvenLernWerkzeug::Make(Curve& curve, int n) {
 bool CKurvenLernWerkzeug::MakeLimit(int n) {
   try {
     if (limit_ == nullptr) {
-      formed_ = std::make_shared<bool>(false);
+      formed_ = std::make_shared<SFormed>();
     }
   } catch (const std::bad_alloc&) {
     return false;
@@ -132,7 +133,7 @@ void CKurvenLernWerkzeug::SetCurves(int n, const wide_char* name, Set set) {
     ok = false;
   }
   if (ok) {
-    *formed_ = false;
+    *formed_ = {};
   } else {
     mean_ = meanSquare_ = spread_ = limit_ = nullptr;
   }
@@ -179,7 +180,7 @@ void CKurvenLernWerkzeug::Neustart(std::int32_t timeScale) {
     }
   }
   if (formed_ != nullptr) {
-    *formed_ = false;
+    *formed_ = {};
   }
   count_ = 0;
   stale_ = 0;
@@ -190,6 +191,7 @@ void CKurvenLernWerkzeug::Neustart(std::int32_t timeScale) {
 void CKurvenLernWerkzeug::ExterneLernzahl(int count) {
   if (mean_ != nullptr) {
     count_ = count;
+    Outdate();
   }
 }
 
@@ -197,6 +199,12 @@ void CKurvenLernWerkzeug::ExternerLernFaktor(float a) {
   externalOn_ = a >= 0.0F ? 1 : 0;
   if (externalOn_ != 0) {
     external_ = a;
+  }
+}
+
+void CKurvenLernWerkzeug::Outdate() {
+  if (formed_ != nullptr) {
+    formed_->current = false;
   }
 }
 
@@ -209,6 +217,7 @@ void CKurvenLernWerkzeug::NeueMessung(const CSigCurve* k) {
     ++count_;
   }
   stale_ = 1;
+  Outdate();
   const float a = externalOn_ != 0 ? external_ : generator_->CurrentFactor();
   const float v = 1.0F - a;
   if (!LearnInOnePass(*mean_, *meanSquare_, *k, a, v)) {
@@ -258,7 +267,7 @@ bool CKurvenLernWerkzeug::FormLimit() {
   }
   Widen();
   limit.TakeUnits(mean);
-  *formed_ = true;
+  *formed_ = {true, true, base_, factor_, width_};
   return true;
 }
 

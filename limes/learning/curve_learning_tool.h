@@ -10,14 +10,17 @@
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
+#include "limes/learning/part.h"
 #include "limes/platform/text.h"
 
 namespace limes {
 
 class CFileStream;
 class CSerializer;
-class CSigCurve;
-class CSigCurveExt;
+
+namespace detail {
+struct SLearntCurves;
+}
 
 /// Upper limit along a curve, learnt from the curves of good parts: limit = base + M + factor * S,
 /// point by point, optionally widened along x by a running maximum.
@@ -26,8 +29,9 @@ class CSigCurveExt;
 /// S = sqrt(Q - M^2) with the divisor n. Each curve learnt rounds both, so S is sure to about a
 /// tenth only while |M| / S stays below 300 and 4000 / sqrt(N), with the N curves that count: the
 /// time scale, or without forgetting all that are learnt, at most 450000 (where that makes 6).
-/// Call Vorlage, then Neustart, then NeueMessung with curves fitted to the grid of Mittelwert()
-/// (see CSigCurveAssistent::FitTo). The valid range narrows to what all learnt curves cover;
+/// Call LearnPart and JudgePart, which check the curve. The calls below them check nothing: call
+/// Vorlage, then Neustart, then NeueMessung with curves fitted to the grid of Mittelwert() (see
+/// CSigCurveAssistent::FitTo). The valid range narrows to what all learnt curves cover;
 /// only Vorlage widens it again. A lower limit is learnt on mirrored curves. Copies share the
 /// curves and the time of the averaging. One thread at a time, all copies together.
 class LIMES_EXPORT CKurvenLernWerkzeug {
@@ -39,6 +43,33 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   CKurvenLernWerkzeug(const CKurvenLernWerkzeug& other) = default;
   CKurvenLernWerkzeug& operator=(const CKurvenLernWerkzeug& other) = default;
   virtual ~CKurvenLernWerkzeug();
+
+  using Part = SCurvePart;
+  using Fitted = CFittedPart;
+  static constexpr double kMinShare = kMinShareOfCurve;
+
+  /// Learns a curve, drawn on the grid of the first one, which is the template and gives name and
+  /// units; set the time scale before it. kOk, or why nothing was learnt: all but kNothingLearnt,
+  /// kResolution and kTooLong. What the mask takes out keeps what was learnt. Allocates nothing
+  /// from the second curve on. O(n).
+  [[nodiscard]] LearnStatus LearnPart(const SCurvePart& part, const SPartRule& rule = {});
+
+  /// Judges a curve by the rule as it is now: passed only when at least this share of the
+  /// template's grid and of the curve was compared, and a point was. Failed whatever the share,
+  /// with the regions beyond the limit when they are asked for; an excess of a few rounding steps
+  /// is none. Not judged for a reason of LearnPart, and for kClipped unless it is beyond the limit.
+  /// Allocates nothing once the regions have room. O(n).
+  [[nodiscard]] SPartJudgement JudgePart(const SCurvePart& part, double minShare = kMinShare,
+                                         std::vector<SCurveExcess>* regions = nullptr);
+
+  // The steps of both, for those who prepare a part once: see CSided.
+  PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
+                              CFittedPart& fitted) const;
+  bool MakeRoom(const SCurvePart& part, const CFittedPart& fitted);
+  PartStatus Fit(const SCurvePart& part, CFittedPart& fitted) const;
+  void LearnFitted(CFittedPart& fitted);
+  SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
+                             std::vector<SCurveExcess>& regions);
 
   /// Sets name, grid, units and valid range of the four curves from a template. Leaves the tool
   /// without curves when memory is short. O(n).
@@ -152,15 +183,31 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   void SetCurves(int n, const wide_char* name, Set set);
   bool HasLearnt() const { return count_ != 0 && mean_ != nullptr && meanSquare_ != nullptr; }
   bool FormLimit();
+  void Outdate();
   void Widen();
   const CSigCurveExt* Reference(bool limit) const;
   float SpreadAt(int i) const;
+  detail::SLearntCurves Learnt(const CSigCurveExt& limit) const;
+
+  /// What the limit curve holds; shared as the curve is.
+  struct SFormed {
+    bool limit = false;    ///< a limit
+    bool current = false;  ///< of the means as they are, by this rule
+    float base = 0.0F;
+    float factor = 0.0F;
+    float width = 0.0F;
+
+    bool Holds(float itsBase, float itsFactor, float itsWidth) const {
+      return limit && current && base == itsBase && factor == itsFactor && width == itsWidth;
+    }
+  };
 
   Curve mean_;
   Curve meanSquare_;
   Curve spread_;
   Curve limit_;
-  std::shared_ptr<bool> formed_;  ///< the limit curve holds a limit; shared as the curve is
+  std::shared_ptr<SFormed> formed_;
+  std::shared_ptr<CFittedPart> fitted_;  ///< of the checked calls
   wide_string name_ = u"Limes";
   std::shared_ptr<CExpAverFacGenerator> generator_;
   std::int32_t count_ = 0;

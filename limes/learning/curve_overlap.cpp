@@ -129,38 +129,55 @@ SCurveJudgement JudgementOf(const CurveOverlap& overlap, const SComparison& comp
 
 bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs, PointMask mask) {
   std::vector<SCurveExcess> found;
-  try {
-    bool inside = false;
-    for (std::int64_t i = overlap.First(); i <= overlap.Last(); ++i) {
-      const float value = overlap.Measured(i);
-      const float limit = overlap.Reference(i);
-      const bool counts = mask.empty() || mask[static_cast<std::size_t>(i)] != 0;
-      if (!counts || !(value > limit)) {
-        inside = false;
-        continue;
-      }
-      const float x = overlap.X(i);
-      if (!inside) {
-        inside = true;
-        found.push_back({.x0 = x});
-      }
-      SCurveExcess& run = found.back();
-      run.x1 = x;
-      ++run.points;
-      const auto excess = static_cast<float>(double{value} - double{limit});
-      if (run.points == 1 || excess > run.excess) {
-        run.excess = excess;
-        run.index = static_cast<std::int32_t>(i);
-        run.x = x;
-        run.value = value;
-        run.limit = limit;
-      }
-    }
-  } catch (const std::bad_alloc&) {
+  if (!AddExcess(overlap, found, mask, nullptr)) {
     return false;
   }
   runs.swap(found);
   return true;
+}
+
+bool AddExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs, PointMask mask,
+               ExcuseExcess excuse) try {
+  bool inside = false;
+  bool real = true;  // a point of the last run is beyond the excuse
+  const auto end = [&] {
+    if (inside && !real) {
+      runs.pop_back();
+    }
+    inside = false;
+  };
+  for (std::int64_t i = overlap.First(); i <= overlap.Last(); ++i) {
+    const float value = overlap.Measured(i);
+    const float limit = overlap.Reference(i);
+    const bool counts = mask.empty() || mask[static_cast<std::size_t>(i)] != 0;
+    if (!counts || !(value > limit)) {
+      end();
+      continue;
+    }
+    const float x = overlap.X(i);
+    if (!inside) {
+      runs.push_back({.x0 = x});
+      inside = true;
+      real = false;
+    }
+    const double difference = double{value} - double{limit};
+    real = real || excuse == nullptr || !excuse(difference, double{value}, double{limit});
+    SCurveExcess& run = runs.back();
+    run.x1 = x;
+    ++run.points;
+    const auto excess = static_cast<float>(difference);
+    if (run.points == 1 || excess > run.excess) {
+      run.excess = excess;
+      run.index = static_cast<std::int32_t>(i);
+      run.x = x;
+      run.value = value;
+      run.limit = limit;
+    }
+  }
+  end();
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace limes::detail

@@ -102,4 +102,10 @@ SCurveJudgement JudgementOf(const CurveOverlap& overlap, const SComparison& comp
 [[nodiscard]] bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs,
                               PointMask mask = {});
 
+/// Adds those runs of which a point lies above the reference by more than what the condition
+/// excuses; all without one. False, with the runs found so far, when memory is short. O(n).
+using ExcuseExcess = bool (*)(double excess, double value, double limit);
+[[nodiscard]] bool AddExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs,
+                             PointMask mask, ExcuseExcess excuse);
+
 }  // namespace limes::detail

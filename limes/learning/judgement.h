@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "limes/export.h"
 #include "limes/platform/text.h"
@@ -16,6 +17,57 @@ enum class Verdict {
 
 /// The verdict in words: "pass", "fail", "not judged".
 LIMES_EXPORT const wide_char* Text(Verdict verdict);
+
+/// What came of learning or judging a part by the checked calls.
+enum class PartStatus {
+  kOk,
+  kNothingLearnt,       ///< there is no limit yet
+  kNoValues,            ///< no values, or an x axis that does not rise or is not finite
+  kNotFinite,           ///< a value, or the limit there, is no finite number
+  kUnit,                ///< another unit than learnt
+  kReference,           ///< a level in dB over another reference, or with and without
+  kXUnit,               ///< another unit of the x axis
+  kStep,                ///< another step of the x axis
+  kGaps,                ///< the first part, whose grid is learnt, was not measured everywhere
+  kNoCommonPoint,       ///< no measured point lies in the learnt range
+  kCoversTooLittle,     ///< less than the least share was measured
+  kLongerThanTemplate,  ///< the learnt grid covers less than the least share of the part
+  kNoSignal,            ///< silent, constant, or far below what was learnt at nearly all points
+  kClipped,             ///< the recording ran at full scale
+  kResolution,          ///< the spread is smaller than what the measurement can show
+  kTooLong,             ///< the grid of the tracks would become too large
+  kMemory,              ///< memory is short
+};
+using LearnStatus = PartStatus;  ///< why a part was not learnt
+using JudgeReason = PartStatus;  ///< why a part was not judged
+
+/// The status in words, in English.
+LIMES_EXPORT const wide_char* Text(PartStatus status);
+
+/// Judgement of a part by the checked calls: of a value, or along a curve or track. The numbers are
+/// 0 when nothing could be compared.
+struct SPartJudgement {
+  Verdict verdict = Verdict::kNotJudged;
+  JudgeReason reason = JudgeReason::kNothingLearnt;  ///< kOk when it was judged
+
+  /// Part of the learnt grid that was judged, of the first part's range however far the learnt one
+  /// has narrowed, 0 to 1. Of a track that of the limit or of the part, whichever is smaller.
+  double share = 0.0;
+  double x0 = 0.0;  ///< first and last x judged
+  double x1 = 0.0;
+  double deviation = 0.0;  ///< largest value - limit: above 0 beyond the limit
+  double rms = 0.0;        ///< RMS of the excess over all points judged
+  double x = 0.0;          ///< where the largest deviation lies; what follows is that point's
+  double value = 0.0;
+  double limit = 0.0;
+  double mean = 0.0;
+  double spread = 0.0;
+
+  /// Largest value - mean - base in spreads: the factor at which the part would just pass; infinite
+  /// when no factor would do, absent when no point has a spread. And where that is.
+  std::optional<double> inSpreads;
+  double xInSpreads = 0.0;
+};
 
 /// Judgement of a value by a learnt limit. All but the verdict is 0 when nothing was judged.
 struct SValueJudgement {

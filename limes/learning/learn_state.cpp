@@ -9,7 +9,7 @@ namespace {
 
 struct SHead {
   std::uint32_t magic = 0x534D494C;  ///< "LIMS"
-  std::uint16_t version = detail::kLearnStateVersion;
+  std::uint16_t version = 1;
   std::uint16_t kind = 0;
   std::uint64_t payloadBytes = 0;
 
@@ -47,8 +47,9 @@ const wide_char* Text(LearnStateStatus status) {
 
 namespace detail {
 
-void BeginLearnState(RecordWriter& record, LearnStateKind kind) {
+void BeginLearnState(RecordWriter& record, LearnStateKind kind, std::uint16_t version) {
   SHead head;
+  head.version = version;
   head.kind = static_cast<std::uint16_t>(kind);
   record.PutFields(head);
 }
@@ -60,7 +61,7 @@ void FinishLearnState(RecordWriter& record, CFileStream& file) {
 }
 
 LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
-                                std::vector<std::uint8_t>& payload) {
+                                std::vector<std::uint8_t>& payload, std::uint16_t* version) {
   RecordReader in(file);
   SHead head;
   if (!in.GetFields(head)) {
@@ -69,8 +70,11 @@ LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
   if (head.magic != SHead().magic) {
     return LearnStateStatus::kNoState;
   }
-  if (head.version != kLearnStateVersion) {
+  if (head.version < 1 || head.version > (version != nullptr ? *version : 1)) {
     return LearnStateStatus::kVersion;
+  }
+  if (version != nullptr) {
+    *version = head.version;
   }
   std::uint32_t stated = 0;
   if (!in.Fits(head.payloadBytes, 1)) {

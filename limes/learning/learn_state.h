@@ -41,18 +41,19 @@ enum class LearnStateKind : std::uint16_t {
 //   0  u32 magic "LIMS"   4  u16 version   6  u16 kind   8  u64 bytes of the payload
 //   16 payload            then u32 CRC-32 of everything before it
 
-inline constexpr std::uint16_t kLearnStateVersion = 1;
-
 /// Begins a record that holds nothing yet; the payload is put behind it.
-void BeginLearnState(RecordWriter& record, LearnStateKind kind);
+void BeginLearnState(RecordWriter& record, LearnStateKind kind, std::uint16_t version = 1);
 
 /// Completes head and checksum and writes the record at once; what the stream throws passes
 /// through.
 void FinishLearnState(RecordWriter& record, CFileStream& file);
 
-/// Checks head and checksum and gives the payload. Never allocates more than the stream holds.
+/// Checks head and checksum and gives the payload. The version, unless null, is the newest that can
+/// be read, then the record's; 1 is the only one otherwise. Never allocates more than the stream
+/// holds.
 LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
-                                std::vector<std::uint8_t>& payload);
+                                std::vector<std::uint8_t>& payload,
+                                std::uint16_t* version = nullptr);
 
 }  // namespace detail
 }  // namespace limes

@@ -7,18 +7,6 @@
 
 namespace limes {
 
-const wide_char* Text(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kPass:
-      return u"pass";
-    case Verdict::kFail:
-      return u"fail";
-    case Verdict::kNotJudged:
-      return u"not judged";
-  }
-  return u"";
-}
-
 CLernenderGrenzwert::~CLernenderGrenzwert() = default;
 
 void CLernenderGrenzwert::Reset() {
@@ -34,11 +22,17 @@ void CLernenderGrenzwert::Reset() {
   fixedLower_ = fixedUpper_ = 0.0;
   hasFixedLower_ = hasFixedUpper_ = false;
   name_.fill(0);
+  exact_ = {};
+  given_ = false;
+  unit_.reset();
 }
 
 void CLernenderGrenzwert::Neustart(std::int32_t timeScale) {
   mean_ = meanSquare_ = limit_ = 0.0;
   count_ = 0;
+  exact_ = {};
+  given_ = false;
+  unit_.reset();
   generator_.SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
   generator_.ResetTime();
 }
@@ -58,6 +52,7 @@ void CLernenderGrenzwert::ExternerLernFaktor(float a) {
 void CLernenderGrenzwert::ExterneVorgaben(float mean, float meanSquare) {
   mean_ = mean;
   meanSquare_ = meanSquare;
+  exact_ = {};
 }
 
 void CLernenderGrenzwert::Bildungsregel(float base, float factor) {
@@ -81,10 +76,12 @@ void CLernenderGrenzwert::FesteOGSetzen(float value, bool present) {
   hasFixedUpper_ = present;
 }
 
-void CLernenderGrenzwert::BasislernenGrenze() { limit_ = hasFixedUpper_ ? fixedUpper_ : upper_; }
+void CLernenderGrenzwert::BasislernenGrenze() {
+  GrenzwertSetzen(hasFixedUpper_ ? fixedUpper_ : upper_);
+}
 
-void CLernenderGrenzwert::NeueMessung(float x) {
-  last_ = x;
+void CLernenderGrenzwert::NeueMessung(double x) {
+  last_ = static_cast<float>(x);
   ++generator_;
   if (count_ < std::numeric_limits<std::int32_t>::max()) {
     ++count_;
@@ -95,10 +92,13 @@ void CLernenderGrenzwert::NeueMessung(float x) {
   if (count_ == 1) {
     a = 0.0F;
   }
-  const double value = x;
-  const double b = (1.0 - double{a}) * value;
-  mean_ = double{a} * mean_ + b;
-  meanSquare_ = double{a} * meanSquare_ + value * b;
+  const auto learn = [a](double& mean, double& square, double value) {
+    const double b = (1.0 - double{a}) * value;
+    mean = double{a} * mean + b;
+    square = double{a} * square + value * b;
+  };
+  learn(mean_, meanSquare_, x);
+  learn(exact_.mean, exact_.square, x - exact_.origin);
   GrenzwertErneuern(1.0F);
 }
 
@@ -106,17 +106,20 @@ double CLernenderGrenzwert::SpreadInLimit(float varianceFactor) const {
   if (count_ <= 1) {
     return 0.0;
   }
-  const double variance = (meanSquare_ - mean_ * mean_) * double{varianceFactor};
+  const double square =
+      exact_.on ? exact_.square - exact_.mean * exact_.mean : meanSquare_ - mean_ * mean_;
+  const double variance = square * double{varianceFactor};
   return variance > 0.0 ? std::sqrt(variance) : 0.0;
 }
 
 void CLernenderGrenzwert::GrenzwertErneuern(float varianceFactor) {
+  given_ = varianceFactor != 1.0F;
   if (hasFixedUpper_) {
     limit_ = fixedUpper_;
     return;
   }
   const double spread = factor_ > 0.0 ? factor_ * SpreadInLimit(varianceFactor) : 0.0;
-  limit_ = base_ + mean_ + spread;
+  limit_ = base_ + Mean() + spread;
   if (bounded_) {
     if (limit_ < lower_) {
       limit_ = lower_;
@@ -151,19 +154,28 @@ MergeStatus CLernenderGrenzwert::Merge(const CLernenderGrenzwert& other) {
   if (externalOn_ || other.externalOn_) {
     return MergeStatus::kFactor;
   }
+  if (unit_ && other.unit_ && *unit_ != *other.unit_) {
+    return MergeStatus::kUnit;
+  }
   if (other.count_ == 0) {
     return MergeStatus::kOk;
   }
   const std::int32_t n1 = count_ == 0 ? 0 : generator_.GetTime();
   const std::int32_t n2 = other.generator_.GetTime();
   const double share = detail::EarlierShare(n1, std::max(n2, 1), scale);
-  if (share == 0.0) {
-    mean_ = other.mean_;
-    meanSquare_ = other.meanSquare_;
-  } else {
-    mean_ = share * mean_ + (1.0 - share) * other.mean_;
-    meanSquare_ = share * meanSquare_ + (1.0 - share) * other.meanSquare_;
+  const auto mix = [share](double& mine, double theirs) {
+    mine = share == 0.0 ? theirs : share * mine + (1.0 - share) * theirs;
+  };
+  if (exact_.on || other.exact_.on) {
+    const SExact theirs = other.ExactOrPlain();
+    exact_ = count_ == 0 ? theirs : ExactOrPlain();
+    const double d = theirs.origin - exact_.origin;
+    mix(exact_.mean, theirs.mean + d);
+    mix(exact_.square, theirs.square + d * (2.0 * theirs.mean + d));
+    exact_.step = std::max(exact_.step, theirs.step);
   }
+  mix(mean_, other.mean_);
+  mix(meanSquare_, other.meanSquare_);
   generator_.SetTime(detail::JointTime(n1, n2, scale));
   count_ = detail::JointCount(count_, other.count_);
   last_ = other.last_;

@@ -1,14 +1,19 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstdint>
+#include <optional>
 #include <string_view>
+#include <tuple>
+#include <vector>
 
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
+#include "limes/learning/part.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -20,7 +25,9 @@ class CSerializer;
 ///
 /// M and Q are weighted running means of the values and their squares, S = sqrt(Q - M^2) with the
 /// divisor n. Call Neustart before learning: without it the first value counts twice. Held in
-/// double, handed out as float. A lower limit is learnt on negated values. One thread at a time.
+/// double, handed out as float. LearnPart and JudgePart check the value and its unit, and keep a
+/// spread that is far smaller than the mean; NeueMessung and Judge check nothing. A lower limit is
+/// learnt on negated values. One thread at a time.
 class LIMES_EXPORT CLernenderGrenzwert {
  public:
   /// Base 5, factor 3, no band, no fixed limits, nothing learnt.
@@ -28,6 +35,33 @@ class LIMES_EXPORT CLernenderGrenzwert {
   CLernenderGrenzwert(const CLernenderGrenzwert&) = default;
   CLernenderGrenzwert& operator=(const CLernenderGrenzwert&) = delete;
   virtual ~CLernenderGrenzwert();
+
+  using Part = SValuePart;
+  using Fitted = SFittedValue;
+  static constexpr double kMinShare = 1.0;
+
+  /// Learns a value and forms the limit; the first unit given is learnt too, until the next
+  /// restart. kOk, or why nothing was learnt: kNotFinite, kUnit, kReference, kMemory.
+  [[nodiscard]] LearnStatus LearnPart(const SValuePart& part, const SPartRule& rule = {});
+
+  /// Judges a value by the rule as it is now, or by a limit that was set or read. Not judged for a
+  /// reason of LearnPart, without a limit, and for kResolution: unless the base alone can be told
+  /// from 0, or the value is beyond the limit by more than the resolution. The share is 1. The
+  /// regions are left empty.
+  [[nodiscard]] SPartJudgement JudgePart(const SValuePart& part, double minShare = kMinShare,
+                                         std::vector<SCurveExcess>* regions = nullptr);
+
+  // The steps of both, for those who prepare a part once: see CSided.
+  PartStatus CheckForLearning(const SValuePart& part, const SPartRule& rule,
+                              SFittedValue& fitted) const;
+  bool MakeRoom(const SValuePart& part, const SFittedValue& fitted);
+  PartStatus Fit(const SValuePart& part, SFittedValue& fitted) const;
+  void LearnFitted(SFittedValue& fitted);
+  SPartJudgement JudgeFitted(SFittedValue& fitted, double minShare,
+                             std::vector<SCurveExcess>& regions);
+
+  /// Unit of the values, as LearnPart learnt it; none when it was never given.
+  const std::optional<CMeasuringUnit>& Unit() const { return unit_; }
 
   /// Everything back to its default, name and rule included.
   // kept: the time of the averaging stays, so call Neustart too
@@ -65,13 +99,21 @@ class LIMES_EXPORT CLernenderGrenzwert {
   void FesteOGSetzen(float value, bool present);
 
   /// Sets the limit.
-  void GrenzwertSetzen(double limit) { limit_ = limit; }
+  void GrenzwertSetzen(double limit) {
+    limit_ = limit;
+    given_ = true;
+  }
 
   /// Sets the limit for the time of base learning: the fixed one, else the band's upper bound.
   void BasislernenGrenze();
 
   /// Learns one value and forms the limit.
-  void NeueMessung(float x);
+  void NeueMessung(double x);
+  void NeueMessung(float x) { NeueMessung(double{x}); }
+  template <std::integral T>
+  void NeueMessung(T x) {
+    NeueMessung(static_cast<double>(x));
+  }
 
   /// Forms the limit from M and Q, the variance multiplied by a factor first.
   void GrenzwertErneuern(float varianceFactor);
@@ -142,6 +184,21 @@ class LIMES_EXPORT CLernenderGrenzwert {
   struct SState;
 
   double SpreadInLimit(float varianceFactor) const;
+  double Mean() const { return exact_.on ? exact_.origin + exact_.mean : mean_; }
+
+  /// Mean and mean square beside an origin: exact where Q - M^2 drowns in rounding.
+  struct SExact {
+    bool on = false;      ///< since LearnPart learnt
+    double origin = 0.0;  ///< first value, or the mean that was there before
+    double mean = 0.0;
+    double square = 0.0;
+    double step = 0.0;  ///< relative rounding of what was learnt
+
+    static constexpr auto Fields(auto& e) { return std::tie(e.origin, e.mean, e.square, e.step); }
+  };
+  static constexpr double kFloatStep = 1.0 / (1 << 24);
+
+  SExact ExactOrPlain() const;
 
   double mean_ = 0.0;
   double meanSquare_ = 0.0;
@@ -162,6 +219,9 @@ class LIMES_EXPORT CLernenderGrenzwert {
   bool hasFixedLower_ = false;
   bool hasFixedUpper_ = false;
   std::array<wide_char, kNameLength> name_{};
+  SExact exact_;
+  bool given_ = false;  ///< the limit was set or read, not formed
+  std::optional<CMeasuringUnit> unit_;
 };
 
 }  // namespace limes

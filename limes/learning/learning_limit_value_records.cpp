@@ -2,8 +2,10 @@
 #include <new>
 #include <span>
 #include <tuple>
+#include <utility>
 
 #include "limes/core/object_archive.h"
+#include "limes/learning/learn_state_fields.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/platform/file_stream.h"
 
@@ -72,6 +74,8 @@ bool CLernenderGrenzwert::AusArchivLaden(CSerializer* archive) {
     return false;
   }
   const auto value = [&floats](std::size_t i) { return double{std::bit_cast<float>(floats[i])}; };
+  exact_ = {};
+  given_ = true;
   mean_ = value(0);
   meanSquare_ = value(1);
   limit_ = value(2);
@@ -142,8 +146,14 @@ bool CLernenderGrenzwert::WriteState(CFileStream& file) const {
   state.name = name_;
   try {
     detail::RecordWriter record;
-    detail::BeginLearnState(record, detail::LearnStateKind::kLimitValue);
+    const bool checked = exact_.on || unit_;
+    detail::BeginLearnState(record, detail::LearnStateKind::kLimitValue, checked ? 2 : 1);
     record.PutFields(state);
+    if (checked) {
+      record.Put(static_cast<std::uint8_t>((exact_.on ? 1 : 0) | (unit_ ? 2 : 0)));
+      record.PutFields(exact_);
+      detail::PutUnit(record, unit_.value_or(CMeasuringUnit()));
+    }
     detail::FinishLearnState(record, file);
   } catch (const std::bad_alloc&) {
     return false;
@@ -153,17 +163,31 @@ bool CLernenderGrenzwert::WriteState(CFileStream& file) const {
 
 LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) try {
   std::vector<std::uint8_t> payload;
+  std::uint16_t version = 2;
   const LearnStateStatus status =
-      detail::ReadLearnState(file, detail::LearnStateKind::kLimitValue, payload);
+      detail::ReadLearnState(file, detail::LearnStateKind::kLimitValue, payload, &version);
   if (status != LearnStateStatus::kOk) {
     return status;
   }
   CMemoryStream stream{std::span<const std::uint8_t>(payload)};
   detail::RecordReader in(stream);
   SState state;
-  if (!in.GetFields(state) || stream.Remaining() != 0 || !state.IsConsistent()) {
+  std::uint8_t has = 0;
+  SExact exact;
+  CMeasuringUnit unit;
+  if (!in.GetFields(state) || !state.IsConsistent() ||
+      (version == 2 &&
+       (!in.Get(has) || has > 3 || !in.GetFields(exact) || !detail::GetUnit(in, unit))) ||
+      stream.Remaining() != 0) {
     return LearnStateStatus::kContent;
   }
+  exact_ = exact;
+  exact_.on = (has & 1) != 0;
+  unit_.reset();
+  if ((has & 2) != 0) {
+    unit_ = std::move(unit);
+  }
+  given_ = true;
   mean_ = state.mean;
   meanSquare_ = state.meanSquare;
   limit_ = state.limit;

@@ -8,9 +8,6 @@ class CSigCurveExt;
 
 namespace detail {
 
-/// Part of a step by which the axes of two benches may differ.
-inline constexpr double kSamePlace = 0.01;
-
 /// Whether two curves have the same points and units; kGrid for null and without points.
 MergeStatus CheckCurves(const CSigCurveExt* a, const CSigCurveExt* b);
 

@@ -205,6 +205,7 @@ MergeStatus CTrackLernWerkzeug::Merge(const CTrackLernWerkzeug& other) {
   mean_->Expandieren(other.mean_.get());
   meanSquare_->Expandieren(other.meanSquare_.get());
   learnt_ = true;
+  current_ = false;
   return MergeStatus::kOk;
 }
 

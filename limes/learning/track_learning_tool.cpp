@@ -173,11 +173,13 @@ void CTrackLernWerkzeug::Neustart() {
   std::fill(counts_.begin(), counts_.end(), 0U);
   learnt_ = false;
   formed_ = false;
+  current_ = false;
 }
 
 void CTrackLernWerkzeug::Bildungsregel(float base, float factor) {
   base_ = base;
   factor_ = factor;
+  current_ = false;
 }
 
 wide_string CTrackLernWerkzeug::GrenzParameterText() const {
@@ -218,6 +220,7 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
   mean_->Expandieren(k->VMin(), k->VMax());
   meanSquare_->Expandieren(k->VMin(), k->VMax());
   learnt_ = true;
+  current_ = false;
 }
 
 bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) {
@@ -243,6 +246,7 @@ bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) 
     return false;
   }
   formed_ = false;
+  current_ = false;
   return true;
 }
 
@@ -312,6 +316,7 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
     qualified_ = false;
   }
   formed_ = true;
+  current_ = true;
   return true;
 }
 
@@ -410,15 +415,24 @@ bool CTrackLernWerkzeug::Excesses(const CSigCurveExt& k, std::vector<SCurveExces
   return true;
 }
 
-/// The spread as it stands in the limit.
+/// The spreads as they stand in the limit.
+void CTrackLernWerkzeug::Spreads(std::int64_t first, std::size_t n, float* out) const {
+  const auto begin = static_cast<std::size_t>(first);
+  ForEachRun(counts_, begin, begin + n,
+             [&](std::size_t i, std::size_t points, std::uint32_t count) {
+               float* const y = out + (i - begin);
+               if (count > 1) {
+                 detail::TrackSpreadValues(y, mean_->ValArray() + i, meanSquare_->ValArray() + i,
+                                           points, CFactors::Get().Correction(count));
+               } else {
+                 std::fill_n(y, points, 0.0F);
+               }
+             });
+}
+
 float CTrackLernWerkzeug::SpreadAt(std::int64_t i) const {
-  const std::uint32_t count = counts_[static_cast<std::size_t>(i)];
   float spread = 0.0F;
-  if (count > 1) {
-    const float m = (*mean_)[i];
-    const float q = (*meanSquare_)[i];
-    detail::TrackSpreadValues(&spread, &m, &q, 1, CFactors::Get().Correction(count));
-  }
+  Spreads(i, 1, &spread);
   return spread;
 }
 

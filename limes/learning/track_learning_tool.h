@@ -10,13 +10,17 @@
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
+#include "limes/learning/part.h"
 #include "limes/platform/text.h"
 
 namespace limes {
 
 class CFileStream;
 class CSerializer;
-class CSigCurveExt;
+
+namespace detail {
+struct SLearntCurves;
+}
 
 /// Upper limit along a curve, learnt from curves that each cover a part of the x axis (tracks, such
 /// as an order over a run-up whose range differs from part to part): limit = base + M + factor * S.
@@ -25,7 +29,9 @@ class CSigCurveExt;
 /// corrected for bias by the factor of CExpAverFacGenerator::GetCorrFactor. The learnt range grows
 /// to the union of the ranges seen, and the limit holds from the first to the last point that was
 /// learnt often enough. M and Q are held in float, so S is sure only while |M| / S stays below
-/// about 300. Call Vorlage once, then NeueMessung with curves on its grid. One thread at a time.
+/// about 300. Call LearnPart and JudgePart, which check the curve and let the grid grow. The calls
+/// below them check nothing: Vorlage once, then NeueMessung with curves on its grid. One thread at
+/// a time.
 class LIMES_EXPORT CTrackLernWerkzeug {
  public:
   /// Thrown by NeueMessung as plain ints: there is no template yet, or the curve has another grid.
@@ -41,6 +47,33 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   CTrackLernWerkzeug& operator=(CTrackLernWerkzeug&& other) noexcept;
   virtual ~CTrackLernWerkzeug();
 
+  using Part = SCurvePart;
+  using Fitted = CFittedPart;
+  static constexpr double kMinShare = kMinShareOfTrack;
+
+  /// Most points of a grid that grows by itself.
+  static constexpr std::uint32_t kMostPoints = 1U << 24;
+
+  /// Learns a curve, drawn on the grid of the first one, which gives name and units; the grid grows
+  /// to hold it, with an eighth more. kOk, or why nothing was learnt: all but kNothingLearnt,
+  /// kNoCommonPoint, kResolution and the two of the share. What the mask takes out keeps what was
+  /// learnt and does not count. O(n).
+  [[nodiscard]] LearnStatus LearnPart(const SCurvePart& part, const SPartRule& rule = {});
+
+  /// Judges a curve by the rule as it is now, where enough was learnt: passed only when at least
+  /// this share of the limit, and of the curve, was compared. Else as of a curve. O(n).
+  [[nodiscard]] SPartJudgement JudgePart(const SCurvePart& part, double minShare = kMinShare,
+                                         std::vector<SCurveExcess>* regions = nullptr);
+
+  // The steps of both, for those who prepare a part once: see CSided.
+  PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
+                              CFittedPart& fitted) const;
+  bool MakeRoom(const SCurvePart& part, const CFittedPart& fitted);
+  PartStatus Fit(const SCurvePart& part, CFittedPart& fitted) const;
+  void LearnFitted(CFittedPart& fitted);
+  SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
+                             std::vector<SCurveExcess>& regions);
+
   /// Sets name, grid, units and valid range from a template and restarts. Nothing changes for null
   /// and when memory is short. O(n).
   // kept: the template's valid range counts as learnt
@@ -54,7 +87,10 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   void Bildungsregel(float base, float factor);
 
   /// Sets how many curves a point must have learnt to belong to the limit.
-  void BasisLernenAnzahl(std::uint32_t count) { baseCount_ = count; }
+  void BasisLernenAnzahl(std::uint32_t count) {
+    baseCount_ = count;
+    current_ = false;
+  }
   std::uint32_t BasisLernenAnzahl() const { return baseCount_; }
 
   /// The rule in words: " 0.00 + M +  1.00 * S".
@@ -143,6 +179,8 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   bool TakeFirstName(std::u16string_view name);
   void SetLimitRange();
   float SpreadAt(std::int64_t i) const;
+  void Spreads(std::int64_t first, std::size_t n, float* out) const;
+  detail::SLearntCurves Learnt(const CSigCurveExt& limit) const;
   LearnStateStatus ReadPayload(detail::RecordReader& in);
 
   Curve mean_;
@@ -157,8 +195,10 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   bool learnt_ = false;
   bool qualified_ = false;  ///< the limit has a point that was learnt often enough
   bool formed_ = false;     ///< the limit was formed since the last restart
+  bool current_ = false;    ///< of the means and by the rule as they are
   float base_ = 0.0F;
   float factor_ = 1.0F;
+  std::unique_ptr<CFittedPart> fitted_;  ///< of the checked calls
 };
 
 }  // namespace limes

@@ -144,10 +144,11 @@ void BindValueLearner(py::module_& module) {
            py::arg("time_scale") = 10000)
       .def("Neustart", &LockedValue::Neustart, py::arg("time_scale"))
       .def("Bildungsregel", &LockedValue::Bildungsregel, py::arg("base"), py::arg("factor"))
-      .def("NeueMessung", &LockedValue::NeueMessung, py::arg("value"))
+      .def("NeueMessung", static_cast<void (LockedValue::*)(double)>(&LockedValue::NeueMessung),
+           py::arg("value"))
       .def(
           "NeueMessungen",
-          [](LockedValue& t, const py::array_t<float, py::array::forcecast>& values) {
+          [](LockedValue& t, const py::array_t<double, py::array::forcecast>& values) {
             if (values.ndim() != 1) {
               throw py::value_error("the values must be one-dimensional");
             }

@@ -1,0 +1,165 @@
+#include "limes/learning/part_judgement.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace limes::detail {
+namespace {
+
+/// Calls use(i, value, mean, spread) for each point of the overlap that counts.
+template <class Use>
+void ForEachPoint(const CurveOverlap& overlap, PointMask mask, const SLearntCurves& learnt,
+                  Use use) {
+  std::array<float, 256> spreads;
+  overlap.ForEachPiece([&](std::int64_t first, const float* k, const float*, std::size_t n) {
+    for (std::size_t start = 0; start < n; start += spreads.size()) {
+      const std::size_t count = std::min(spreads.size(), n - start);
+      const std::int64_t i0 = first + static_cast<std::int64_t>(start);
+      learnt.spreads(i0, count, spreads.data());
+      for (std::size_t j = 0; j < count; ++j) {
+        const std::int64_t i = i0 + static_cast<std::int64_t>(j);
+        if (mask.empty() || mask[static_cast<std::size_t>(i)] != 0) {
+          use(i, k[start + j], learnt.mean.ValArray()[i], spreads[j]);
+        }
+      }
+    }
+  });
+}
+
+/// The factor at which the part would just pass, without widening.
+void FindInSpreads(const CurveOverlap& overlap, PointMask mask, const SLearntCurves& learnt,
+                   SPartJudgement& judgement) {
+  double most = -std::numeric_limits<double>::infinity();
+  std::int64_t where = -1;
+  ForEachPoint(overlap, mask, learnt, [&](std::int64_t i, float value, float mean, float spread) {
+    const double middle = double{mean} + double{learnt.base};
+    const double excess = double{value} - middle;
+    if (!(spread > 0.0F) && (!(excess > 0.0) || IsRounding(excess, value, middle))) {
+      return;
+    }
+    if (const double factor = excess / double{spread}; factor > most) {
+      most = factor;
+      where = i;
+    }
+  });
+  if (where >= 0) {
+    judgement.inSpreads = most;
+    judgement.xInSpreads = double{overlap.X(where)};
+  }
+}
+
+float SpreadAt(const SLearntCurves& learnt, std::int64_t i) {
+  float spread = 0.0F;
+  learnt.spreads(i, 1, &spread);
+  return spread;
+}
+
+/// Why nothing can be passed; kOk when the part may be.
+PartStatus Obstacle(const CFittedPart& part, const SPartJudgement& judgement, double minShare) {
+  if (!(part.PartShare() >= minShare) && part.GridShare() >= minShare) {
+    return PartStatus::kLongerThanTemplate;
+  }
+  if (!(judgement.share >= minShare) || !(judgement.share > 0.0)) {
+    return PartStatus::kCoversTooLittle;
+  }
+  return part.Health() == SignalHealth::kClipped ? PartStatus::kClipped : PartStatus::kOk;
+}
+
+}  // namespace
+
+bool IsRounding(double excess, double value, double limit) {
+  constexpr double kFourSteps = 4.0 / (1 << 24);
+  return std::isfinite(limit) &&
+         excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
+}
+
+bool IsDead(const CFittedPart& part, const CSigCurveExt& mean) {
+  if (part.Health() != SignalHealth::kSilent && part.Health() != SignalHealth::kConstant) {
+    return false;
+  }
+  const SIndexRange range = mean.ValidIndices();
+  const float* const m = mean.ValArray();
+  return std::any_of(m + range.first, m + range.last + 1,
+                     [&](float value) { return value != m[range.first]; });
+}
+
+bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt) {
+  constexpr double kSpreads = 20.0;
+  constexpr double kShare = 0.95;
+  constexpr std::int64_t kLeastPoints = 8;
+  const SIndexRange range = learnt.mean.ValidIndices();
+  float largest = 0.0F;
+  for (std::int64_t i = range.first; i <= range.last; ++i) {
+    largest = std::max(largest, std::fabs(learnt.mean.ValArray()[i]));
+  }
+  const double sign = part.IsMirrored() ? -1.0 : 1.0;
+  std::int64_t points = 0;
+  std::int64_t below = 0;
+  ForEachPoint(CurveOverlap(&part.Curve(), &learnt.limit), part.Masked(learnt.judged), learnt,
+               [&](std::int64_t, float value, float mean, float spread) {
+                 const double least = std::max(kSpreads * double{spread}, 0.5 * double{largest});
+                 ++points;
+                 below += sign * (double{mean} - double{value}) > least ? 1 : 0;
+               });
+  return points >= kLeastPoints &&
+         static_cast<double>(below) >= kShare * static_cast<double>(points);
+}
+
+SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double minShare,
+                          std::vector<SCurveExcess>& regions) {
+  SPartJudgement judgement;
+  regions.clear();
+  const CurveOverlap overlap(&part.Curve(), &learnt.limit);
+  const PointMask mask = part.Masked(learnt.judged);
+  const SComparison comparison = Compare(overlap, mask);
+  if (comparison.points == 0) {
+    judgement.reason = PartStatus::kNoCommonPoint;
+    return judgement;
+  }
+  const SCurveJudgement numbers = JudgementOf(overlap, comparison);
+  if (numbers.verdict == Verdict::kNotJudged) {
+    judgement.reason = PartStatus::kNotFinite;
+    return judgement;
+  }
+  bool complete = true;
+  if (numbers.verdict == Verdict::kFail) {
+    complete = AddExcess(overlap, regions, mask, IsRounding);
+    for (SCurveExcess& region : regions) {
+      region.mean = learnt.mean.ValArray()[region.index];
+      region.spread = SpreadAt(learnt, region.index);
+    }
+  }
+  const bool beyond = !regions.empty() || !complete;
+  const bool none = numbers.verdict == Verdict::kFail && !beyond;  // within rounding
+  judgement.share = static_cast<double>(comparison.points) / learnt.gridPoints;
+  if (learnt.partPoints > 0.0) {
+    judgement.share =
+        std::min(judgement.share, static_cast<double>(comparison.points) / learnt.partPoints);
+  }
+  judgement.x0 = double{numbers.x0};
+  judgement.x1 = double{numbers.x1};
+  judgement.deviation = none ? 0.0 : double{numbers.deviation};
+  judgement.rms = none ? 0.0 : double{numbers.rms};
+  judgement.x = double{numbers.x};
+  judgement.value = double{numbers.value};
+  judgement.limit = double{numbers.limit};
+  judgement.mean = double{learnt.mean.ValArray()[comparison.index]};
+  judgement.spread = double{SpreadAt(learnt, comparison.index)};
+  FindInSpreads(overlap, mask, learnt, judgement);
+  if (IsDead(part, learnt.mean) || IsFarBelow(part, learnt)) {
+    judgement.reason = PartStatus::kNoSignal;
+    regions.clear();
+  } else if (beyond) {
+    judgement.verdict = Verdict::kFail;
+    judgement.reason = complete ? PartStatus::kOk : PartStatus::kMemory;
+  } else {
+    judgement.reason = Obstacle(part, judgement, minShare);
+    judgement.verdict = judgement.reason == PartStatus::kOk ? Verdict::kPass : Verdict::kNotJudged;
+  }
+  return judgement;
+}
+
+}  // namespace limes::detail

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "limes/learning/curve_overlap.h"
+#include "limes/learning/part.h"
+
+namespace limes::detail {
+
+/// What a learner of curves or tracks holds, all on one grid.
+struct SLearntCurves {
+  const CSigCurveExt& limit;
+  const CSigCurveExt& mean;
+  float base;
+  PointMask judged;   ///< points at which the limit counts; empty: all of its valid range
+  double gridPoints;  ///< that the share judged refers to
+  double partPoints;  ///< that part of it, whichever share is smaller counts; 0: not looked at
+
+  /// Writes the spreads of n points from i on as they stand in the limit.
+  std::function<void(std::int64_t i, std::size_t n, float* out)> spreads;
+};
+
+/// Judges a part on the learnt grid and gives the regions beyond the limit. Allocates nothing once
+/// part and regions have their room. O(n).
+SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double minShare,
+                          std::vector<SCurveExcess>& regions);
+
+/// Whether a part lies below the mean by more than 20 spreads, and by more than half of the
+/// largest magnitude of the mean, at 95 % of at least 8 points: a sensor that is dead or was not
+/// plugged in. Never before two parts are learnt, when there is no spread. O(n).
+bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt);
+
+/// Whether a part has one value only and what was learnt has more.
+bool IsDead(const CFittedPart& part, const CSigCurveExt& mean);
+
+/// A limit computed in float may lie a few rounding steps beside the values it was learnt from; an
+/// excess within this is none.
+bool IsRounding(double excess, double value, double limit);
+
+}  // namespace limes::detail

@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/learning_limit_value.h"
+#include "limes/learning/sided.h"
+#include "limes/learning/track_learning_tool.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/text.h"
+
+namespace limes {
+namespace {
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+/// A part: 100 points at 1 Hz from 0 on, in dB over 20 uPa, about 70.
+struct SShape {
+  int points = 100;
+  float x0 = 0.0F;
+  float step = 1.0F;
+  float level = 70.0F;
+  const char16_t* xUnit = u"Hz";
+  const char16_t* unit = u"Pa";
+  float reference = 2e-5F;
+  int gapAt = 0;  ///< from here on as many points are not covered
+  int gap = 0;
+  float fault = 0.0F;  ///< at point 50
+  SignalHealth health = SignalHealth::kHealthy;
+};
+
+/// What comes of learning and judging a part that differs from those learnt.
+struct SCase {
+  const char* name;
+  PartStatus learnt;
+  PartStatus judged;
+  SShape shape = {};
+};
+
+/// A part and the mask it refers to.
+class CMade {
+ public:
+  explicit CMade(const SShape& c, float wobble = 0.0F)
+      : curve_(CSigCurveExt::Make(c.points, c.x0, c.x0 + c.step * static_cast<float>(c.points))),
+        covered_(static_cast<std::size_t>(c.points), 1),
+        health_(c.health) {
+    for (int i = 0; i < c.points; ++i) {
+      const float ripple = c.level == 70.0F ? static_cast<float>(i * 7 % 5) + wobble : 0.0F;
+      curve_.SetAt(i, c.level + ripple + (i == 50 ? c.fault : 0.0F));
+      covered_[static_cast<std::size_t>(i)] = i >= c.gapAt && i < c.gapAt + c.gap ? 0 : 1;
+    }
+    CMeasuringUnit unit(c.unit);
+    unit.logref(c.reference);
+    curve_.SetYUnit(unit);
+    curve_.SetXUnit(CMeasuringUnit(c.xUnit));
+  }
+
+  SCurvePart Part() const { return {curve_, covered_, health_}; }
+
+ private:
+  CSigCurveExt curve_;
+  std::vector<std::uint8_t> covered_;
+  SignalHealth health_;
+};
+
+template <class Tool>
+std::vector<std::uint8_t> StateOf(const Tool& tool) {
+  CMemoryStream stream;
+  EXPECT_TRUE(tool.WriteState(stream));
+  return {stream.Bytes().begin(), stream.Bytes().end()};
+}
+
+template <class Tool>
+void LearnGood(CSided<Tool>& tools, const SShape& good = {}) {
+  tools.SetRule(3.0F, 3.0F);
+  for (const float wobble : {0.1F, -0.1F, 0.2F, -0.2F, 0.0F, 0.1F}) {
+    ASSERT_EQ(tools.LearnPart(CMade(good, wobble).Part()), LearnStatus::kOk);
+  }
+}
+
+using S = PartStatus;
+
+/// Each of these was OK, or learnt without a word, before the calls checked it.
+template <class Tool>
+void ExpectRefused(std::span<const SCase> cases) {
+  for (const SCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    CSided<Tool> tools;
+    LearnGood(tools);
+    const CMade made(c.shape);
+    CSidedJudgement judgement;
+    tools.JudgePart(made.Part(), judgement);
+    const SPartJudgement& upper = judgement[Side::kUpper];
+    EXPECT_EQ(upper.reason, c.judged) << WideToUtf8(Text(upper.reason));
+    EXPECT_EQ(upper.verdict, c.judged != S::kOk     ? Verdict::kNotJudged
+                             : c.shape.fault > 0.0F ? Verdict::kFail
+                                                    : Verdict::kPass);
+    const auto before = StateOf(tools[Side::kUpper]);
+    const LearnStatus learnt = tools.LearnPart(made.Part());
+    EXPECT_EQ(learnt, c.learnt) << WideToUtf8(Text(learnt));
+    EXPECT_EQ(StateOf(tools[Side::kUpper]) == before, c.learnt != S::kOk);
+  }
+}
+
+TEST(CheckedCurve, RefusesWhatDoesNotBelong) {
+  const SCase kCases[] = {
+      {"good", S::kOk, S::kOk},
+      {"another unit", S::kUnit, S::kUnit, {.unit = u"V"}},
+      {"another reference", S::kReference, S::kReference, {.reference = 1e-6F}},
+      {"another x unit", S::kXUnit, S::kXUnit, {.xUnit = u"s"}},
+      {"another step", S::kStep, S::kStep, {.step = 1.001F}},
+      {"no common point", S::kNoCommonPoint, S::kNoCommonPoint, {.x0 = 100.0F}},
+      {"one common point", S::kLongerThanTemplate, S::kCoversTooLittle, {.x0 = 99.0F}},
+      {"short", S::kCoversTooLittle, S::kCoversTooLittle, {.points = 80}},
+      {"longer", S::kLongerThanTemplate, S::kLongerThanTemplate, {.points = 130}},
+      {"a little shorter", S::kOk, S::kOk, {.points = 95}},
+      {"fault in a gap",
+       S::kCoversTooLittle,
+       S::kCoversTooLittle,
+       {.gapAt = 45, .gap = 11, .fault = 30.0F}},
+      {"fault beside a gap", S::kCoversTooLittle, S::kOk, {.gapAt = 60, .gap = 11, .fault = 30.0F}},
+      {"not finite", S::kNotFinite, S::kNotFinite, {.fault = kNaN}},
+      {"silent", S::kNoSignal, S::kNoSignal, {.level = 0.0F}},
+      {"constant", S::kNoSignal, S::kNoSignal, {.level = 500.0F, .health = SignalHealth::kUnknown}},
+      {"dead sensor", S::kNoSignal, S::kNoSignal, {.level = -100.0F}},
+      {"clipped", S::kClipped, S::kClipped, {.health = SignalHealth::kClipped}},
+      {"clipped and beyond",
+       S::kClipped,
+       S::kOk,
+       {.fault = 30.0F, .health = SignalHealth::kClipped}},
+  };
+  ExpectRefused<CKurvenLernWerkzeug>(kCases);
+}
+
+TEST(CheckedTrack, RefusesWhatDoesNotBelong) {
+  const SCase kCases[] = {
+      {"good", S::kOk, S::kOk},
+      {"another unit", S::kUnit, S::kUnit, {.unit = u"V"}},
+      {"another reference", S::kReference, S::kReference, {.reference = 0.0F}},
+      {"another x unit", S::kXUnit, S::kXUnit, {.xUnit = u"s"}},
+      {"another step", S::kStep, S::kStep, {.step = 0.5F}},
+      {"further out", S::kOk, S::kNoCommonPoint, {.x0 = 300.0F}},
+      {"hardly inside", S::kOk, S::kCoversTooLittle, {.x0 = 60.0F}},
+      {"too far", S::kTooLong, S::kNoCommonPoint, {.x0 = 3e7F, .step = 1.0F}},
+      {"measured nowhere", S::kNoValues, S::kNoValues, {.gapAt = 0, .gap = 100}},
+      {"fault in a gap", S::kOk, S::kCoversTooLittle, {.gapAt = 20, .gap = 60}},
+      {"not finite", S::kNotFinite, S::kNotFinite, {.fault = kNaN}},
+      {"silent", S::kNoSignal, S::kNoSignal, {.level = 0.0F}},
+      {"dead sensor", S::kNoSignal, S::kNoSignal, {.level = -100.0F}},
+      {"clipped", S::kClipped, S::kClipped, {.health = SignalHealth::kClipped}},
+  };
+  ExpectRefused<CTrackLernWerkzeug>(kCases);
+}
+
+}  // namespace
+}  // namespace limes
