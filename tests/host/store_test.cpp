@@ -13,6 +13,7 @@
 #include <thread>
 #include <tuple>
 
+#include "apps/limes/commands/relearn.h"
 #include "apps/limes/store/checked_pages.h"
 #include "apps/limes/store/database.h"
 #include "tests/host/host_fixture.h"
@@ -34,7 +35,8 @@ class Store : public test::HostTest {
   }
 
   std::vector<std::string> Learn(int first, int last) {
-    std::vector<std::string> words = {"learn", store_, "--values", "--sides", "both", "--json"};
+    std::vector<std::string> words = {"learn", store_,    "--values", "--sides",
+                                      "both",  "--again", "--json"};
     for (int i = first; i < last; ++i) {
       words.push_back(Table(i));
     }
@@ -113,7 +115,7 @@ TEST_F(Store, HoldsWholePartsAfterAKillAtAnyMoment) {
   std::mt19937 random(Seed());
   const auto words = Learn(0, 60);
   auto judging = words;
-  judging.erase(judging.begin() + 2, judging.begin() + 5);
+  judging.erase(judging.begin() + 2, judging.begin() + 6);
   judging[0] = "test";
   std::int64_t before = 0;
   std::int64_t judgedBefore = 0;
@@ -135,7 +137,7 @@ TEST_F(Store, HoldsWholePartsAfterAKillAtAnyMoment) {
     EXPECT_EQ(parts % 2, 0) << "a file of two parts is stored as a whole";
     EXPECT_GE(parts, before + (learns ? lines : 0));
     before = parts;
-    const std::int64_t judged = PartsIn(RunLimes({"report", store_, "--json"}).out);
+    const std::int64_t judged = PartsIn(RunLimes({"report", store_, "--all-runs", "--json"}).out);
     EXPECT_GE(judged, judgedBefore + (learns ? 0 : lines));
     judgedBefore = judged;
   }
@@ -231,8 +233,8 @@ TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
   Execute("UPDATE state SET record = substr(record, 1, 60)");
   EXPECT_EQ(RunLimes({"show", store_}).code, 4);
   EXPECT_THAT(RunLimes(Learn(1, 2)).err, HasSubstr("quantity 'a': the learn state"));
-  Execute("PRAGMA user_version = 5");
-  expect("has schema version 5, this program knows up to 4");
+  Execute("PRAGMA user_version = 6");
+  expect("has schema version 6, this program knows up to 5");
 }
 
 TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
@@ -245,6 +247,29 @@ TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
   EXPECT_EQ(Read(store_)[20], 8) << "no room for checks";
   EXPECT_EQ(
       RunLimes({"report", store_, "--json"}).Lines().at(3).at("quantities").at(0).at("learnt"), 4);
+}
+
+TEST_F(Store, ForgetsExactlyWhatItStillKeeps) {
+  const auto learnt = [&](const std::vector<std::string>& words) {
+    EXPECT_EQ(RunLimes(words).code, 0);
+    return RunLimes({"show", store_, "--json"}).out;
+  };
+  const std::string before = learnt(Learn(1, 9));
+  learnt(Learn(9, 11));
+  {
+    CStore store(store_, CStore::Mode::kExisting);
+    store.Begin();
+    LimitKept(store, *store.Settings(), store.KeptBytes() / 2);
+    EXPECT_EQ(store.KeptParts(0, 100).size(), 5U);
+    store.Commit();
+  }
+  EXPECT_THAT(RunLimes({"forget", store_, "t1.csv:1"}).err, HasSubstr("5 parts are kept"));
+  EXPECT_EQ(learnt({"forget", store_, "--run", "2"}), before);
+  Write("store.limes", Read(LIMES_TEST_DATA "/store_v1.limes"));
+  EXPECT_EQ(RunLimes({"test", store_, Table(99)}).code, 1);  // brings it up to date
+  const std::string old = RunLimes({"show", store_, "--json"}).out;
+  EXPECT_NE(learnt({"learn", store_, Table(7)}), old);
+  EXPECT_EQ(learnt({"forget", store_, "t7.csv:1", "t7.csv:2"}), old);
 }
 
 TEST_F(Store, ReportsDamageToAnyOfItsBytes) {

@@ -26,6 +26,10 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunConvert(options, console);
     case Command::kPlot:
       return RunPlot(options, console);
+    case Command::kForget:
+      return RunForget(options, console);
+    case Command::kSet:
+      return RunSet(options, console);
     case Command::kDemo:
       break;
   }
@@ -33,6 +37,11 @@ int Dispatch(const SOptions& options, SConsole& console) {
 }
 
 }  // namespace
+
+bool IsCalled(const std::string& part, const std::string& name) {
+  return part == name || (part.size() > name.size() && part.ends_with(name) &&
+                          part[part.size() - name.size() - 1] == '/');
+}
 
 int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
   int code = static_cast<int>(ExitCode::kStore);

@@ -19,6 +19,11 @@ int RunReport(const SOptions& options, SConsole& console);
 int RunMerge(const SOptions& options, SConsole& console);
 int RunConvert(const SOptions& options, SConsole& console);
 int RunPlot(const SOptions& options, SConsole& console);
+int RunForget(const SOptions& options, SConsole& console);
+int RunSet(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);
+
+/// A part is called by its whole name, or by what is behind its last slash.
+bool IsCalled(const std::string& part, const std::string& name);
 
 }  // namespace limes::host

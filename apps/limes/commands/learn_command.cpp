@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -6,7 +7,9 @@
 #include <thread>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/measurement/part_record.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
 #include "recordings/part_source.h"
@@ -43,13 +46,17 @@ class CLearnRun {
     source_->CheckFiles();
   }
 
-  void Run() {
+  int Run() {
     CProgressBar bar(console_);
     while (source_->OpenNext()) {
       LearnFile(bar);
     }
     Commit();
     bar.Clear();
+    ReportRefused();
+    if (learntBefore_ == 0 && !refused_.empty()) {
+      throw CHostError(ExitCode::kBadInput, "nothing is learnt");
+    }
     if (learntBefore_ == 0) {
       throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
     }
@@ -59,6 +66,7 @@ class CLearnRun {
     (options_.json ? console_.err : console_.out)
         << "learnt " << learntBefore_ << (learntBefore_ == 1 ? " part; " : " parts; ")
         << store_->CountParts(true) << " in " << options_.store << '\n';
+    return static_cast<int>(refused_.empty() ? ExitCode::kAllGood : ExitCode::kBadInput);
   }
 
  private:
@@ -70,8 +78,7 @@ class CLearnRun {
     Begin();
     try {
       while (source_->Next(part_)) {
-        model_->Learn(part_);
-        pending_.push_back({part_.name, part_.label});
+        LearnPart();
         if (bar.IsDue()) {
           bar.Show(source_->Progress());
         }
@@ -85,6 +92,27 @@ class CLearnRun {
     if (several || Clock::now() - begun_ > kBatchTime) {
       Commit();
     }
+  }
+
+  /// Learns the part, or notes why it is refused.
+  void LearnPart() {
+    SLearntPart learnt{part_.name, part_.label, std::nullopt, RecordOf(part_)};
+    learnt.content = ContentOf(part_, learnt.record);
+    const auto same = std::find_if(pending_.begin(), pending_.end(), [&](const SLearntPart& p) {
+      return p.content == learnt.content;
+    });
+    auto known = same == pending_.end() ? std::nullopt : std::optional(same->name);
+    if (!known && store_) {
+      known = store_->FindLearnt(*learnt.content);
+    }
+    if (known && !options_.again) {
+      refused_.push_back({part_.name, "is learnt already" +
+                                          (*known == part_.name ? "" : ", as " + *known) +
+                                          " (--again learns it once more)"});
+      return;
+    }
+    model_->Learn(part_);
+    pending_.push_back(std::move(learnt));
   }
 
   void Begin() {
@@ -134,20 +162,38 @@ class CLearnRun {
       store_->SetSettings(settings_);
     }
     if (run_ == 0) {
-      run_ = store_->AddRun("learn");
+      run_ = store_->AddRun("learn", settings_);
     }
     for (const SLearntPart& learnt : pending_) {
       store_->AddLearnt(run_, learnt);
     }
-    store_->SetQuantities(model_->States());
-    store_->SetHistory(run_, model_->Moment());
-    store_->NextStateVersion();
+    SaveModel(*store_, *model_, run_);
+    LimitKept(*store_, settings_);
     stateVersion_ = store_->StateVersion();
     store_->Commit();
     Report();
     // Leaves others time to get in; they look every millisecond.
     const auto pause = (Clock::now() - begun_) / 20;
     std::this_thread::sleep_for(std::min<Clock::duration>(pause, std::chrono::milliseconds(3)));
+  }
+
+  struct SRefused {
+    std::string part;
+    std::string reason;
+  };
+
+  void PrintJson(const nlohmann::ordered_json& json) {
+    console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  }
+
+  /// Names every part that was not learnt.
+  void ReportRefused() {
+    for (const SRefused& refused : refused_) {
+      if (options_.json) {
+        PrintJson({{"part", refused.part}, {"learnt", false}, {"reason", refused.reason}});
+      }
+      console_.err << "not learnt  " << refused.part << "  " << refused.reason << '\n';
+    }
   }
 
   void Report() {
@@ -159,7 +205,7 @@ class CLearnRun {
           json["label"] = *learnt.label;
         }
         json["learnt"] = true;
-        console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        PrintJson(json);
       }
       console_.out.flush();
     }
@@ -175,6 +221,7 @@ class CLearnRun {
   std::unique_ptr<CPartSource> source_;
   SPart part_;
   std::vector<SLearntPart> pending_;  ///< learnt, not yet stored
+  std::vector<SRefused> refused_;
   std::uint64_t learntBefore_ = 0;
   std::int64_t stateVersion_ = -1;
   std::int64_t run_ = 0;
@@ -187,8 +234,7 @@ class CLearnRun {
 int RunLearn(const SOptions& options, SConsole& console) {
   for (;;) {
     try {
-      CLearnRun(options, console).Run();
-      return static_cast<int>(ExitCode::kAllGood);
+      return CLearnRun(options, console).Run();
     } catch (const CBegunElsewhere&) {
       // nothing was stored yet: begin again, on top of the other's store
     }

@@ -1,10 +1,14 @@
+#include <algorithm>
 #include <filesystem>
+#include <limits>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
@@ -25,6 +29,7 @@ class CMergeRun {
     for (const std::string& path : options_.files) {
       Join(path);
     }
+    CheckCommon();
     Write();
     Report();
   }
@@ -88,6 +93,32 @@ class CMergeRun {
   /// What the others are joined with.
   const std::string& Here() const { return newSettings_ ? options_.files[0] : options_.store; }
 
+  /// Refuses parts that two of the stores have learnt; those of older programs can be told by
+  /// their names only.
+  void CheckCommon() {
+    std::map<std::int64_t, std::string> contents;
+    std::set<std::string> names;
+    const auto take = [&](const SLearntPart& part, const std::string& path) {
+      const bool known = part.content && !contents.emplace(*part.content, part.name).second;
+      if (known && !options_.again) {
+        throw CUsageError(path + ": " + part.name + " is learnt already, as " +
+                          contents.at(*part.content) +
+                          "; the same parts count twice then (--again joins all the same)");
+      }
+      twice_ += names.insert(part.name).second || known ? 0 : 1;
+    };
+    if (store_) {
+      for (const SLearntPart& part : store_->LearntParts()) {
+        contents.emplace(part.content.value_or(0), part.name);
+        names.insert(part.name);
+      }
+    }
+    for (const SOther& other : others_) {
+      std::for_each(other.parts.begin(), other.parts.end(),
+                    [&](const SLearntPart& part) { take(part, other.path); });
+    }
+  }
+
   void Write() {
     if (!store_) {
       store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kCreate);
@@ -99,20 +130,15 @@ class CMergeRun {
     if (newSettings_) {
       store_->SetSettings(*newSettings_);
     }
-    std::set<std::string> names;
-    for (const SLearntPart& part : store_->LearntParts()) {
-      names.insert(part.name);
-    }
-    const std::int64_t run = store_->AddRun("merge");
+    const std::int64_t run = store_->AddRun("merge", model_->Settings());
     for (const SOther& other : others_) {
       for (const SLearntPart& part : other.parts) {
         store_->AddLearnt(run, part);
-        twice_ += names.insert(part.name).second ? 0 : 1;
       }
     }
-    store_->SetQuantities(model_->States());
-    store_->SetHistory(run, model_->Moment());
-    store_->NextStateVersion();
+    SaveModel(*store_, *model_, run);
+    store_->SetBase(model_->States());  // the joint state is not that of parts learnt in a row
+    store_->DropKept(std::numeric_limits<std::int64_t>::max());
     store_->Commit();
   }
 

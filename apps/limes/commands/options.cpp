@@ -171,10 +171,30 @@ CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help)
   return command;
 }
 
+void AddFlag(CLI::App& app, const std::string& name, bool& target, const std::string& help) {
+  app.add_flag_callback(
+      name, [&target] { target = true; }, help);
+}
+
 CLI::App* AddList(CLI::App& app, SOptions& o, const char* name, const char* help) {
   CLI::App* command = app.add_subcommand(name, help);
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   command->add_flag("--json", o.json, "one JSON object per line");
+  return command;
+}
+
+CLI::App* AddForget(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("forget", "take learnt parts out of what was learnt");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("PART", o.files, "names of learnt parts")->type_name("");
+  Add(*command, "--run", o.run, "the parts of this run (limes show --runs)", "N");
+  return command;
+}
+
+CLI::App* AddSet(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("set", "judge by another rule, without learning anew");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  AddRule(*command, o);
   return command;
 }
 
@@ -187,6 +207,7 @@ CLI::App* AddMerge(CLI::App& app, SOptions& o) {
       ->required()
       ->type_name("");
   command->add_flag("--json", o.json, "one JSON object per other store and line");
+  AddFlag(*command, "--again", o.again, "join parts that are learnt here already once more");
   return command;
 }
 
@@ -203,6 +224,19 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
   AddReading(*command, o);
   AddSelection(*command, o);
   AddForming(*command, o);
+  return command;
+}
+
+CLI::App* AddLearn(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddRun(app, o, "learn", "learn every part in the files as good");
+  command->option_defaults()->group("Options");
+  AddFlag(*command, "--again", o.again, "learn parts that are learnt already once more");
+  return command;
+}
+
+CLI::App* AddShow(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddList(app, o, "show", "list the learnt quantities");
+  AddFlag(*command, "--runs", o.runs, "list the runs instead, with their numbers");
   return command;
 }
 
@@ -232,6 +266,7 @@ CLI::App* AddReport(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--html", [&o](const std::string& t) { o.output = t; },
       "write a page with plots, verdicts and defects instead", "FILE");
+  AddFlag(*command, "--all-runs", o.allRuns, "every verdict, not the latest one of each part");
   return command;
 }
 
@@ -297,13 +332,15 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       "3 a measurement that cannot be used; 4 store, input or output failed.");
   CLI::App* demo = nullptr;
   const std::pair<CLI::App*, Command> commands[] = {
-      {AddRun(app, o, "learn", "learn every part in the files as good"), Command::kLearn},
+      {AddLearn(app, o), Command::kLearn},
       {AddTest(app, o), Command::kTest},
-      {AddList(app, o, "show", "list the learnt quantities"), Command::kShow},
+      {AddShow(app, o), Command::kShow},
       {AddReport(app, o), Command::kReport},
       {AddMerge(app, o), Command::kMerge},
       {AddConvert(app, o), Command::kConvert},
       {AddPlot(app, o), Command::kPlot},
+      {AddForget(app, o), Command::kForget},
+      {AddSet(app, o), Command::kSet},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

@@ -8,7 +8,7 @@
 
 namespace limes::host {
 
-enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kPlot, kDemo };
+enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kPlot, kForget, kSet, kDemo };
 
 /// The command line.
 struct SOptions {
@@ -19,7 +19,15 @@ struct SOptions {
   SGivenSettings settings;
   SSelection selection;
   std::vector<SCondition> where;
+  std::optional<std::int64_t> run;  ///< whose parts are forgotten
   bool json = false;
+  bool again = false;                 ///< learn or join what is learnt already
+  bool allowShort = false;            ///< learn what covers too little
+  bool allRuns = false;               ///< every verdict of a part, not the latest
+  bool runs = false;                  ///< show the runs
+  bool keepGoing = false;             ///< judge on after a file that cannot be used
+  bool noStore = false;               ///< judge without storing
+  bool force = false;                 ///< replace files of others
   std::string output;                 ///< file of a conversion, plot or page; empty: none
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one

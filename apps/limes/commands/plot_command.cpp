@@ -14,18 +14,12 @@
 namespace limes::host {
 namespace {
 
-/// A part is called by its whole name, or by what is behind its last slash.
-bool IsCalled(const std::string& part, const std::string& name) {
-  return part == name || (part.size() > name.size() && part.ends_with(name) &&
-                          part[part.size() - name.size() - 1] == '/');
-}
-
 /// The named parts in the order of the names; of one judged twice the later verdict.
 std::vector<SPlotPart> PartsOf(CStore& store, const std::vector<std::string>& names,
                                const std::string& quantity) {
   std::vector<SPlotPart> parts(names.size());
   if (!names.empty()) {
-    store.ForEachJudged([&](const SPartVerdict& verdict) {
+    store.ForEachJudged(false, [&](const SPartVerdict& verdict) {
       for (std::size_t i = 0; i < names.size(); ++i) {
         if (IsCalled(verdict.part, names[i])) {
           parts[i] = {verdict.part, MarksOfPart(verdict, quantity), {}};

@@ -16,7 +16,7 @@ int WritePage(const SOptions& options, SConsole& console) {
   }
   CStore store(options.store, CStore::Mode::kReading);
   RefuseStore(options.output, options.store);
-  WriteOutput(options.output, HtmlReport(store));
+  WriteOutput(options.output, HtmlReport(store, options.allRuns));
   console.out << "wrote " << options.output << '\n';
   return static_cast<int>(ExitCode::kAllGood);
 }
@@ -30,8 +30,13 @@ int RunReport(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   SCounts counts;
   const std::string good = store.Settings().value_or(SSettings()).good;
-  store.ForEachJudged([&](const SPartVerdict& verdict) {
+  std::string rule;
+  store.ForEachJudged(options.allRuns, [&](const SPartVerdict& verdict) {
     counts.Add(verdict, good);
+    if (!options.json && verdict.rule != rule) {
+      PrintRule(console.out, verdict);
+      rule = verdict.rule;
+    }
     if (options.json) {
       PrintVerdictJson(console.out, verdict);
     } else {

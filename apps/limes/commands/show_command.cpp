@@ -4,6 +4,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/report.h"
+#include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
 
 namespace limes::host {
@@ -11,6 +12,14 @@ namespace limes::host {
 int RunShow(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
+  if (options.runs) {
+    for (const SRun& run : store.Runs()) {
+      console.out << run.id << "  " << TimeText(run.started) << "  " << run.command << "  "
+                  << run.learnt << " learnt, " << run.ok << " OK, " << run.nok << " NOK, "
+                  << run.notJudged << " not judged\n";
+    }
+    return static_cast<int>(ExitCode::kAllGood);
+  }
   const SSettings settings = store.Settings().value_or(SSettings());
   CModel model(settings);
   model.Load(store.Quantities(), store.Path());

@@ -5,6 +5,7 @@
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/measurement/part_record.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/html_report.h"
 #include "apps/limes/report/report.h"
@@ -72,6 +73,7 @@ class CTestRun {
       SPart part;
       while (source_.Next(part)) {
         pending_.push_back(model_.Judge(part));
+        pending_.back().content = ContentOf(part, RecordOf(part));
         if (report_) {
           report_->Add(pending_.back(),
                        [&](const std::string& name) { return model_.Judged(name); });
@@ -100,7 +102,7 @@ class CTestRun {
     }
     store_.Begin();
     if (run_ == 0) {
-      run_ = store_.AddRun("test");
+      run_ = store_.AddRun("test", settings_);
     }
     for (const SPartVerdict& verdict : pending_) {
       store_.AddJudged(run_, verdict);

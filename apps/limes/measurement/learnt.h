@@ -17,6 +17,8 @@ struct SStoredQuantity {
     Side side;
     std::int64_t learnt;
     std::vector<std::uint8_t> record;  ///< learn-state record of the library
+
+    bool operator==(const SState&) const = default;
   };
 
   std::string name;

@@ -121,6 +121,9 @@ struct SPartVerdict {
   Verdict verdict = Verdict::kNotJudged;
   std::vector<SQuantityVerdict> quantities;
   std::vector<SDefect> defects;  ///< most important first
+
+  std::optional<std::int64_t> content{};  ///< tells what was measured apart (ContentOf)
+  std::string rule{};  ///< of a stored verdict: the settings it was given by, as JSON; may be empty
 };
 
 }  // namespace limes::host

@@ -58,6 +58,7 @@ class CModel {
   /// What the engineer should know about the learnt limits; one text each.
   std::vector<std::string> Warnings();
 
+  const SSettings& Settings() const { return settings_; }
   bool IsEmpty() const { return quantities_.empty(); }
 
  private:

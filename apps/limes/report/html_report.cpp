@@ -308,13 +308,13 @@ void CHtmlReport::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
 
 std::string CHtmlReport::Page(CStore& store) const { return CPage(judged_).Write(store); }
 
-std::string HtmlReport(CStore& store) {
+std::string HtmlReport(CStore& store, bool allRuns) {
   store.BeginReading();
   const SSettings settings = store.Settings().value_or(SSettings());
   CModel model(settings);
   model.Load(store.Quantities(), store.Path());
   CHtmlReport report(settings, model.Summaries());
-  store.ForEachJudged([&](const SPartVerdict& verdict) { report.Add(verdict); });
+  store.ForEachJudged(allRuns, [&](const SPartVerdict& verdict) { report.Add(verdict); });
   std::string page = report.Page(store);
   store.Rollback();
   return page;

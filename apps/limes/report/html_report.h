@@ -28,7 +28,8 @@ class CHtmlReport {
   CJudgedParts judged_;
 };
 
-/// All that a store holds as a page. Reads a moment of the store.
-std::string HtmlReport(CStore& store);
+/// All that a store holds as a page: the latest verdict of each part, or those of all runs. Reads a
+/// moment of the store.
+std::string HtmlReport(CStore& store, bool allRuns);
 
 }  // namespace limes::host

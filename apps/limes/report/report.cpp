@@ -96,6 +96,20 @@ void AddSureness(Json& json, const std::optional<SLimitSureness>& sureness) {
               known);
 }
 
+/// The rule among the settings that a verdict was stored with.
+Json RuleOf(const SPartVerdict& verdict) {
+  Json rule = Json::object();
+  const Json settings = Json::parse(verdict.rule, nullptr, false);
+  for (const char* name : {"base", "factor", "width", "min-parts", "min-share"}) {
+    if (settings.is_object() && settings.contains(name)) {
+      std::string key = name;
+      std::replace(key.begin(), key.end(), '-', '_');
+      rule[key] = settings[name];
+    }
+  }
+  return rule;
+}
+
 Json Curve(const std::vector<float>& values) {
   Json list = Json::array();
   for (const float v : values) {
@@ -161,6 +175,18 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
   }
 }
 
+void PrintRule(std::ostream& out, const SPartVerdict& verdict) {
+  std::string text;
+  const Json rule = RuleOf(verdict);
+  for (const auto& [name, value] : rule.items()) {
+    text += (text.empty() ? "rule: " : ", ") + name + " " +
+            (value.is_number() ? Brief(value.get<double>()) : value.dump());
+  }
+  if (!text.empty()) {
+    out << text << '\n';
+  }
+}
+
 void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
   Json json;
   json["part"] = verdict.part;
@@ -168,6 +194,9 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
     json["label"] = *verdict.label;
   }
   json["verdict"] = VerdictText(verdict.verdict);
+  if (!verdict.rule.empty()) {
+    json["rule"] = RuleOf(verdict);
+  }
   json["quantities"] = Json::array();
   for (const auto& q : verdict.quantities) {
     Json entry;

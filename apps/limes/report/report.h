@@ -14,6 +14,9 @@ namespace limes::host {
 /// One line per part and its defects for people; colours only when asked for.
 void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours);
 
+/// The rule that a stored verdict was given by, in a line; nothing where it was not stored.
+void PrintRule(std::ostream& out, const SPartVerdict& verdict);
+
 /// One JSON object and a line end. The field names are a contract with scripts.
 void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict);
 

@@ -89,6 +89,13 @@ CStatement& CStatement::Bind(const std::optional<std::string>& text) {
   return *this;
 }
 
+CStatement& CStatement::Bind(std::optional<std::int64_t> value) {
+  Check(value ? sqlite3_bind_int64(statement_, bound_ + 1, *value)
+              : sqlite3_bind_null(statement_, bound_ + 1));
+  ++bound_;
+  return *this;
+}
+
 CStatement& CStatement::Bind(std::span<const std::uint8_t> bytes) {
   Check(sqlite3_bind_blob64(statement_, ++bound_, bytes.data(), bytes.size(), SQLITE_TRANSIENT));
   return *this;
@@ -113,6 +120,14 @@ void CStatement::Run() {
 void CStatement::Reset() {
   sqlite3_reset(statement_);
   bound_ = 0;
+}
+
+std::optional<std::string> CStatement::OptionalText(int column) const {
+  return IsNull(column) ? std::nullopt : std::optional(Text(column));
+}
+
+std::optional<std::int64_t> CStatement::OptionalInt(int column) const {
+  return IsNull(column) ? std::nullopt : std::optional(Int(column));
 }
 
 std::int64_t CStatement::Int(int column) const { return sqlite3_column_int64(statement_, column); }

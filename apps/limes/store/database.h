@@ -26,6 +26,7 @@ class CStatement {
   CStatement& Bind(const char* text) { return Bind(std::string_view(text)); }
   CStatement& Bind(std::optional<double> value);
   CStatement& Bind(const std::optional<std::string>& text);
+  CStatement& Bind(std::optional<std::int64_t> value);
   CStatement& Bind(std::span<const std::uint8_t> bytes);
 
   /// True when there is a row.
@@ -38,6 +39,8 @@ class CStatement {
   std::int64_t Int(int column) const;
   std::optional<double> Real(int column) const;
   std::string Text(int column) const;
+  std::optional<std::string> OptionalText(int column) const;
+  std::optional<std::int64_t> OptionalInt(int column) const;
   bool IsNull(int column) const;
   std::vector<std::uint8_t> Bytes(int column) const;
 

@@ -20,9 +20,12 @@ struct CStore::Statements {
                     "ON CONFLICT(name) DO NOTHING"),
         setState(db,
                  std::string("INSERT OR REPLACE INTO state VALUES(") + kQuantity + ", ?, ?, ?)"),
+        setBase(db, std::string("INSERT OR REPLACE INTO base VALUES(") + kQuantity + ", ?, ?, ?)"),
+        findLearnt(db, "SELECT name FROM part WHERE content = ? AND verdict = 'learnt'"),
         setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
                            ", ?, ?, ?, ?)"),
-        addPart(db, "INSERT INTO part(run, name, label, verdict) VALUES(?, ?, ?, ?)"),
+        addPart(db, "INSERT INTO part(run, name, label, verdict, content) VALUES(?, ?, ?, ?, ?)"),
+        keepPart(db, "INSERT INTO kept VALUES(?, ?)"),
         addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
                            ColumnNames<SQuantityVerdict>(kSchemaVersion) +
                            ColumnNames<SLimitSureness>(kSchemaVersion) + ") VALUES(?, ?, " +
@@ -36,8 +39,11 @@ struct CStore::Statements {
 
   CStatement addQuantity;
   CStatement setState;
+  CStatement setBase;
+  CStatement findLearnt;
   CStatement setHistory;
   CStatement addPart;
+  CStatement keepPart;
   CStatement addVerdict;
   CStatement addDefect;
 };
@@ -108,7 +114,8 @@ std::optional<SSettings> CStore::Settings() {
 
 void CStore::SetSettings(const SSettings& settings) {
   CStatement(database_->Handle(),
-             "INSERT INTO store(id, settings, state_version, program) VALUES(1, ?, 0, ?)")
+             "INSERT INTO store(id, settings, state_version, program) VALUES(1, ?, 0, ?) "
+             "ON CONFLICT(id) DO UPDATE SET settings = excluded.settings")
       .Bind(SettingsToText(settings))
       .Bind(LIMES_VERSION_STRING)
       .Run();
@@ -122,12 +129,12 @@ void CStore::NextStateVersion() {
   database_->Execute("UPDATE store SET state_version = state_version + 1");
 }
 
-std::vector<SStoredQuantity> CStore::Quantities() {
+std::vector<SStoredQuantity> CStore::ReadQuantities(const std::string& table) {
   std::vector<SStoredQuantity> result;
   CStatement list(database_->Handle(),
                   "SELECT id, name, kind, x_unit, unit FROM quantity ORDER BY id");
-  CStatement states(database_->Handle(),
-                    "SELECT side, learnt, record FROM state WHERE quantity = ? ORDER BY side DESC");
+  CStatement states(database_->Handle(), "SELECT side, learnt, record FROM " + table +
+                                             " WHERE quantity = ? ORDER BY side DESC");
   while (list.Step()) {
     SStoredQuantity q;
     q.name = list.Text(1);
@@ -143,12 +150,22 @@ std::vector<SStoredQuantity> CStore::Quantities() {
       q.states.push_back({SideFromText(states.Text(0)), states.Int(1), states.Bytes(2)});
     }
     states.Reset();
-    result.push_back(std::move(q));
+    if (!q.states.empty()) {
+      result.push_back(std::move(q));
+    }
   }
   return result;
 }
 
 void CStore::SetQuantities(const std::vector<SStoredQuantity>& quantities) {
+  WriteQuantities(statements_->setState, quantities);
+}
+
+void CStore::SetBase(const std::vector<SStoredQuantity>& quantities) {
+  WriteQuantities(statements_->setBase, quantities);
+}
+
+void CStore::WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities) {
   for (const SStoredQuantity& quantity : quantities) {
     statements_->addQuantity.Bind(quantity.name)
         .Bind(quantity.single ? "value" : "curve")
@@ -156,7 +173,7 @@ void CStore::SetQuantities(const std::vector<SStoredQuantity>& quantities) {
         .Bind(UnitToText(quantity.unit))
         .Run();
     for (const SStoredQuantity::SState& state : quantity.states) {
-      statements_->setState.Bind(quantity.name)
+      setState.Bind(quantity.name)
           .Bind(SideText(state.side))
           .Bind(state.learnt)
           .Bind(std::span(state.record))
@@ -165,40 +182,100 @@ void CStore::SetQuantities(const std::vector<SStoredQuantity>& quantities) {
   }
 }
 
-std::int64_t CStore::AddRun(const std::string& command) {
-  CStatement(database_->Handle(), "INSERT INTO run(command, program) VALUES(?, ?)")
+std::int64_t CStore::AddRun(const std::string& command, const SSettings& settings) {
+  CStatement(database_->Handle(), "INSERT INTO run(command, program, settings) VALUES(?, ?, ?)")
       .Bind(command)
       .Bind(LIMES_VERSION_STRING)
+      .Bind(SettingsToText(settings))
       .Run();
   return database_->LastRowId();
 }
 
 void CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
-  statements_->addPart.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Run();
+  statements_->addPart.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Bind(part.content);
+  statements_->addPart.Run();
+  if (!part.record.empty()) {
+    statements_->keepPart.Bind(database_->LastRowId()).Bind(std::span(part.record)).Run();
+    CStatement(database_->Handle(), "UPDATE store SET kept_bytes = kept_bytes + ?")
+        .Bind(static_cast<std::int64_t>(part.record.size()))
+        .Run();
+  }
 }
 
 std::vector<SLearntPart> CStore::LearntParts() {
   std::vector<SLearntPart> result;
   CStatement list(database_->Handle(),
-                  "SELECT name, label FROM part WHERE verdict = 'learnt' ORDER BY id");
+                  std::string("SELECT part.id, run, name, label, ") +
+                      (version_ < 5 ? "NULL, NULL FROM part"
+                                    : "content, kept.part FROM part LEFT JOIN kept "
+                                      "ON kept.part = part.id") +
+                      " WHERE verdict = 'learnt' ORDER BY part.id");
   while (list.Step()) {
-    result.push_back({list.Text(0), std::nullopt});
-    if (!list.IsNull(1)) {
-      result.back().label = list.Text(1);
-    }
+    SLearntPart& part = result.emplace_back();
+    part.id = list.Int(0);
+    part.run = list.Int(1);
+    part.name = list.Text(2);
+    part.label = list.OptionalText(3);
+    part.content = list.OptionalInt(4);
+    part.kept = !list.IsNull(5);
   }
   return result;
 }
 
+std::optional<std::string> CStore::FindLearnt(std::int64_t content) {
+  CStatement& find = statements_->findLearnt;
+  std::optional<std::string> name;
+  if (find.Bind(content).Step()) {
+    name = find.Text(0);
+  }
+  find.Reset();
+  return name;
+}
+
+std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most) {
+  std::vector<SLearntPart> result;
+  CStatement list(database_->Handle(),
+                  "SELECT part.id, name, record FROM kept JOIN part ON part.id = kept.part "
+                  "WHERE kept.part > ? ORDER BY kept.part LIMIT ?");
+  list.Bind(behind).Bind(static_cast<std::int64_t>(most));
+  while (list.Step()) {
+    SLearntPart& part = result.emplace_back();
+    part.id = list.Int(0);
+    part.name = list.Text(1);
+    part.record = list.Bytes(2);
+    part.kept = true;
+  }
+  return result;
+}
+
+std::int64_t CStore::KeptBytes() { return database_->QueryInt("SELECT kept_bytes FROM store"); }
+
+void CStore::DropKept(std::int64_t last) {
+  CStatement(database_->Handle(), "DELETE FROM kept WHERE part <= ?").Bind(last).Run();
+  database_->Execute(
+      "UPDATE store SET kept_bytes = (SELECT coalesce(sum(length(record)), 0) FROM kept)");
+}
+
+void CStore::RemoveLearnt(const std::vector<std::int64_t>& ids) {
+  CStatement kept(database_->Handle(), "DELETE FROM kept WHERE part = ?");
+  CStatement part(database_->Handle(), "DELETE FROM part WHERE id = ? AND verdict = 'learnt'");
+  for (const std::int64_t id : ids) {
+    kept.Bind(id).Run();
+    part.Bind(id).Run();
+  }
+  DropKept(0);
+}
+
 std::vector<SRun> CStore::Runs() {
   std::vector<SRun> result;
-  CStatement list(database_->Handle(),
-                  "SELECT command, started, total(verdict = 'learnt'), total(verdict = 'OK'), "
-                  "total(verdict = 'NOK'), total(verdict = 'not judged') FROM run "
-                  "LEFT JOIN part ON part.run = run.id GROUP BY run.id ORDER BY run.id");
+  CStatement list(
+      database_->Handle(),
+      "SELECT run.id, command, started, total(verdict = 'learnt'), total(verdict = 'OK'), "
+      "total(verdict = 'NOK'), total(verdict = 'not judged') FROM run "
+      "LEFT JOIN part ON part.run = run.id GROUP BY run.id ORDER BY run.id");
   while (list.Step()) {
-    result.push_back(
-        {list.Text(0), list.Text(1), list.Int(2), list.Int(3), list.Int(4), list.Int(5)});
+    result.push_back({list.Int(0), list.Text(1), list.Text(2), list.Int(3), list.Int(4),
+                      list.Int(5), list.Int(6)});
   }
   return result;
 }
@@ -236,6 +313,7 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
       .Bind(verdict.part)
       .Bind(verdict.label)
       .Bind(VerdictText(verdict.verdict))
+      .Bind(verdict.content)
       .Run();
   const std::int64_t part = database_->LastRowId();
   for (std::size_t i = 0; i < verdict.quantities.size(); ++i) {
@@ -260,23 +338,28 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
   }
 }
 
-bool CStore::NextJudged(std::int64_t& id, SPartVerdict& verdict) {
+void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take) {
+  const std::string known = version_ < 5 ? "NULL" : "content";
   CStatement next(database_->Handle(),
-                  "SELECT id, name, label, verdict FROM part WHERE id > ? AND verdict <> 'learnt' "
-                  "ORDER BY id LIMIT 1");
-  if (!next.Bind(id).Step()) {
-    return false;
+                  "SELECT part.id, name, label, verdict, " + known + ", " +
+                      (version_ < 5 ? "NULL" : "settings") +
+                      " FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " +
+                      (all ? ""
+                           : "AND part.id IN (SELECT max(id) FROM part WHERE verdict <> 'learnt' "
+                             "GROUP BY name, " +
+                                 known + ") ") +
+                      "ORDER BY part.id");
+  while (next.Step()) {
+    SPartVerdict verdict;
+    verdict.part = next.Text(1);
+    verdict.label = next.OptionalText(2);
+    verdict.verdict = VerdictFromText(next.Text(3));
+    verdict.content = next.OptionalInt(4);
+    verdict.rule = next.Text(5);
+    ReadVerdicts(next.Int(0), verdict);
+    ReadDefects(next.Int(0), verdict);
+    take(verdict);
   }
-  id = next.Int(0);
-  verdict = SPartVerdict();
-  verdict.part = next.Text(1);
-  if (!next.IsNull(2)) {
-    verdict.label = next.Text(2);
-  }
-  verdict.verdict = VerdictFromText(next.Text(3));
-  ReadVerdicts(id, verdict);
-  ReadDefects(id, verdict);
-  return true;
 }
 
 void CStore::ReadVerdicts(std::int64_t part, SPartVerdict& verdict) {

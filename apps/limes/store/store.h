@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,10 +18,16 @@ namespace limes::host {
 struct SLearntPart {
   std::string name;
   std::optional<std::string> label;
+  std::optional<std::int64_t> content;  ///< see ContentOf; empty when it was not stored
+  std::vector<std::uint8_t> record{};   ///< see RecordOf; empty when it is not kept or not read
+  std::int64_t id = 0;
+  std::int64_t run = 0;
+  bool kept = false;
 };
 
 /// A command that stored something.
 struct SRun {
+  std::int64_t id = 0;
   std::string command;
   std::string started;  ///< UTC
   std::int64_t learnt = 0;
@@ -35,7 +42,9 @@ struct SRun {
 ///   state     learn state per quantity and side, the library's record
 ///   run       one row per learn or test command that stored something
 ///   history   parts, mean and limit of each quantity and side after each run that learnt
-///   part      every part: name, label, "learnt" or its verdict
+///   part      every part: name, label, "learnt" or its verdict, what tells its content apart
+///   kept      what was formed of the parts learnt last, so that they can be learnt again
+///   base      the learn states from before the first part that is kept
 ///   verdict   numbers per judged part, quantity and side
 ///   defect    report lines per judged part, most important first
 /// Everything about one part is written in one transaction. Throws CStoreError.
@@ -59,20 +68,42 @@ class CStore {
   bool InTransaction() const { return inTransaction_; }
 
   std::optional<SSettings> Settings();
+
+  /// Replaces the settings, or writes the first ones.
   void SetSettings(const SSettings& settings);
 
   /// Differs when some process changed a learn state.
   std::int64_t StateVersion();
   void NextStateVersion();
 
-  std::vector<SStoredQuantity> Quantities();
+  /// A learn state per quantity and side: the present one, and that from before the parts that are
+  /// kept, which has no quantities when all parts are kept.
+  std::vector<SStoredQuantity> Quantities() { return ReadQuantities("state"); }
+  std::vector<SStoredQuantity> Base() { return ReadQuantities("base"); }
 
   /// Replaces the learn states of quantities, which are added when they are new.
   void SetQuantities(const std::vector<SStoredQuantity>& quantities);
+  void SetBase(const std::vector<SStoredQuantity>& quantities);
 
-  std::int64_t AddRun(const std::string& command);
+  /// settings: by which the run learns or judges.
+  std::int64_t AddRun(const std::string& command, const SSettings& settings);
   void AddLearnt(std::int64_t run, const SLearntPart& part);
+
+  /// All of them, without their records.
   std::vector<SLearntPart> LearntParts();
+
+  /// The name of a learnt part with this content.
+  std::optional<std::string> FindLearnt(std::int64_t content);
+
+  /// The parts that are kept, in the order of learning: name, record and id.
+  std::vector<SLearntPart> KeptParts(std::int64_t behind, std::size_t most);
+  std::int64_t KeptBytes();
+
+  /// Removes what is kept of parts, up to the one with this id.
+  void DropKept(std::int64_t last);
+
+  /// Removes learnt parts themselves.
+  void RemoveLearnt(const std::vector<std::int64_t>& ids);
   std::vector<SRun> Runs();
 
   /// Replaces what the run has left behind so far.
@@ -83,27 +114,23 @@ class CStore {
 
   void AddJudged(std::int64_t run, const SPartVerdict& verdict);
 
-  /// Hands out the judged parts in the order of judging.
-  template <class Take>
-  void ForEachJudged(Take take) {
-    for (std::int64_t id = 0; NextJudged(id, judged_);) {
-      take(judged_);
-    }
-  }
+  /// Hands out the judged parts in the order of judging: all verdicts, or the latest one of each
+  /// part. Who has the same name and content is the same part.
+  void ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take);
 
   std::int64_t CountParts(bool learnt);
 
  private:
   struct Statements;
 
-  bool NextJudged(std::int64_t& id, SPartVerdict& verdict);
+  std::vector<SStoredQuantity> ReadQuantities(const std::string& table);
+  void WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities);
   void ReadVerdicts(std::int64_t part, SPartVerdict& verdict);
   void ReadDefects(std::int64_t part, SPartVerdict& verdict);
 
   std::string path_;
   std::unique_ptr<CDatabase> database_;
   std::unique_ptr<Statements> statements_;
-  SPartVerdict judged_;
   std::int64_t version_ = 0;  ///< of the tables
   bool inTransaction_ = false;
 };

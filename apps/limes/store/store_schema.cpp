@@ -88,6 +88,25 @@ PRAGMA user_version = 4;
 )sql";
 static_assert(kCheckedSince == 3);
 
+/// By which settings a run judged, who was learnt or judged twice, and what forgetting needs.
+constexpr const char* kVersion5 = R"sql(
+ALTER TABLE run ADD COLUMN settings TEXT;
+ALTER TABLE part ADD COLUMN content INTEGER;
+ALTER TABLE store ADD COLUMN kept_bytes INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX part_content ON part(content) WHERE content IS NOT NULL;
+CREATE TABLE kept(
+  part   INTEGER PRIMARY KEY REFERENCES part(id),
+  record BLOB NOT NULL);
+CREATE TABLE base(
+  quantity INTEGER NOT NULL REFERENCES quantity(id),
+  side     TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
+  learnt   INTEGER NOT NULL,
+  record   BLOB NOT NULL,
+  PRIMARY KEY(quantity, side));
+INSERT INTO base SELECT quantity, side, learnt, record FROM state;
+PRAGMA user_version = 5;
+)sql";
+
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
   constexpr int kTries = 5000;
@@ -157,6 +176,10 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     }
     if (version < 4) {
       database.Execute(kVersion4);
+    }
+    if (version < 5) {
+      database.Execute(kVersion5);
+      database.Execute(AddedColumns(5));
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");

@@ -1,0 +1,102 @@
+#include <algorithm>
+#include <ostream>
+#include <set>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/relearn.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/store/store.h"
+#include "recordings/text.h"
+
+namespace limes::host {
+namespace {
+
+/// The parts with one of the names, or of the run. Throws CUsageError.
+std::vector<SLearntPart> Chosen(const std::vector<SLearntPart>& parts, const SOptions& options) {
+  if (options.files.empty() == !options.run) {
+    throw CUsageError("forget needs names of parts, or --run N (limes show --runs lists the runs)");
+  }
+  std::vector<SLearntPart> chosen;
+  for (const std::string& name : options.files) {
+    const std::size_t before = chosen.size();
+    std::copy_if(parts.begin(), parts.end(), std::back_inserter(chosen),
+                 [&](const SLearntPart& part) { return IsCalled(part.name, name); });
+    if (chosen.size() == before) {
+      throw CUsageError("no part " + Quoted(name) + " is learnt in this store");
+    }
+    if (chosen.size() > before + 1) {
+      throw CUsageError(std::to_string(chosen.size() - before) + " learnt parts are called " +
+                        Quoted(name) + ", the last one in run " +
+                        std::to_string(chosen.back().run) + "; forget that with --run");
+    }
+  }
+  std::copy_if(parts.begin(), parts.end(), std::back_inserter(chosen),
+               [&](const SLearntPart& part) { return part.run == options.run; });
+  if (chosen.empty()) {
+    throw CUsageError("run " + std::to_string(*options.run) + " has no learnt part");
+  }
+  return chosen;
+}
+
+/// Whether the parts can be taken out exactly; throws CUsageError with the reason where not.
+void CheckKept(const std::vector<SLearntPart>& chosen, const std::vector<SLearntPart>& parts) {
+  const auto lost = std::find_if(chosen.begin(), chosen.end(),
+                                 [](const SLearntPart& part) { return !part.kept; });
+  if (lost != chosen.end()) {
+    const auto kept = std::count_if(parts.begin(), parts.end(),
+                                    [](const SLearntPart& part) { return part.kept; });
+    throw CUsageError(Quoted(lost->name) +
+                      " cannot be forgotten exactly: its values are not kept " +
+                      "any more (it was learnt by an older program, before a merge, or too many "
+                      "parts ago; " +
+                      std::to_string(kept) + " parts are kept)");
+  }
+  if (chosen.size() == parts.size()) {
+    throw CUsageError("nothing would be left; to begin anew, learn into another store");
+  }
+}
+
+bool SameStates(CModel& a, CModel& b) {
+  const auto one = a.States();
+  const auto other = b.States();
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                    [](const SStoredQuantity& x, const SStoredQuantity& y) {
+                      return x.name == y.name && x.states == y.states;
+                    });
+}
+
+}  // namespace
+
+int RunForget(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kExisting);
+  store.Begin();
+  const auto settings = store.Settings();
+  const std::vector<SLearntPart> parts = store.LearntParts();
+  if (!settings || parts.empty()) {
+    throw CStoreError(options.store + ": nothing is learnt in this store");
+  }
+  const std::vector<SLearntPart> chosen = Chosen(parts, options);
+  CheckKept(chosen, parts);
+  CModel now(*settings);
+  now.Load(store.Quantities(), store.Path());
+  CModel again = Relearn(store, *settings, {});
+  if (!SameStates(now, again)) {
+    throw CStoreError(options.store +
+                      ": the kept parts do not give the learnt state again, nothing is forgotten");
+  }
+  std::vector<std::int64_t> ids;
+  std::transform(chosen.begin(), chosen.end(), std::back_inserter(ids),
+                 [](const SLearntPart& part) { return part.id; });
+  CModel left = Relearn(store, *settings, {ids.begin(), ids.end()});
+  store.RemoveLearnt(ids);
+  SaveModel(store, left, store.AddRun("forget", *settings));
+  store.Commit();
+  for (const SLearntPart& part : chosen) {
+    console.out << "forgot " << part.name << '\n';
+  }
+  console.out << store.CountParts(true) << " learnt in " << options.store << '\n';
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host

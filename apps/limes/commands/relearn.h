@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <set>
+
+#include "apps/limes/measurement/settings.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/store/store.h"
+
+namespace limes::host {
+
+/// Most bytes of learnt parts that a store keeps; the oldest beyond go into its base.
+inline constexpr std::int64_t kMostKeptBytes = std::int64_t{64} << 20;
+
+/// What the store's base and the parts kept since give, without some of them: bit for bit as if
+/// these had never been learnt. Throws CStoreError.
+CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int64_t>& leftOut);
+
+/// Stores what a model has learnt in a run. Needs an open transaction.
+void SaveModel(CStore& store, CModel& model, std::int64_t run);
+
+/// Moves the oldest kept parts into the base when there are more than most bytes, until half of
+/// them is left. Needs an open transaction.
+void LimitKept(CStore& store, const SSettings& settings, std::int64_t most = kMostKeptBytes);
+
+}  // namespace limes::host

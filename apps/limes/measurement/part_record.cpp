@@ -1,0 +1,107 @@
+#include "apps/limes/measurement/part_record.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "apps/limes/errors.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/record_io.h"
+
+namespace limes::host {
+namespace {
+
+constexpr std::uint32_t kVersion = 1;
+constexpr std::size_t kFewValues = 16;  ///< that two parts may have alike by chance
+
+struct SHead {
+  std::uint32_t nameBytes = 0;
+  std::uint32_t single = 0;
+  double x0 = 0.0;
+  double dx = 1.0;
+  std::uint32_t places = 0;  ///< x of each value where steps are not equal
+  std::uint32_t values = 0;
+
+  static constexpr auto Fields(auto& h) {
+    return std::tie(h.nameBytes, h.single, h.x0, h.dx, h.places, h.values);
+  }
+};
+
+bool Read(detail::RecordReader& in, SQuantity& q) {
+  SHead head;
+  std::vector<char> name;
+  if (!in.GetFields(head) || !in.GetArray(name, head.nameBytes) || !in.GetArray(q.x, head.places) ||
+      !in.GetArray(q.values, head.values)) {
+    return false;
+  }
+  q.name.assign(name.begin(), name.end());
+  q.single = head.single != 0;
+  q.x0 = head.x0;
+  q.dx = head.dx;
+  return !q.values.empty() && (q.x.empty() || q.x.size() == q.values.size());
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> RecordOf(const SPart& part) {
+  detail::RecordWriter out;
+  out.Put(kVersion);
+  for (const SQuantity& q : part.quantities) {
+    out.PutFields(SHead{static_cast<std::uint32_t>(q.name.size()), q.single ? 1U : 0U, q.x0, q.dx,
+                        static_cast<std::uint32_t>(q.x.size()),
+                        static_cast<std::uint32_t>(q.values.size())});
+    out.PutBytes(q.name.data(), q.name.size());
+    out.PutArray(std::span(q.x));
+    out.PutArray(std::span(q.values));
+  }
+  return {out.Bytes().begin(), out.Bytes().end()};
+}
+
+SPart PartFromRecord(std::span<const std::uint8_t> record,
+                     const std::vector<SStoredQuantity>& quantities) {
+  CMemoryStream stream(record);
+  detail::RecordReader in(stream);
+  std::uint32_t version = 0;
+  SPart part;
+  bool good = in.Get(version) && version == kVersion;
+  while (good && in.Remaining() > 0) {
+    SQuantity& q = part.quantities.emplace_back();
+    good = Read(in, q);
+    const auto known = std::find_if(quantities.begin(), quantities.end(),
+                                    [&](const SStoredQuantity& s) { return s.name == q.name; });
+    if (known == quantities.end()) {
+      good = false;
+      break;
+    }
+    q.unit = known->unit;
+    q.xUnit = known->xUnit;
+  }
+  if (!good) {
+    throw CStoreError("the values of a learnt part cannot be read");
+  }
+  return part;
+}
+
+std::int64_t ContentOf(const SPart& part, std::span<const std::uint8_t> record) {
+  std::uint64_t hash = 0x9E3779B97F4A7C15U;
+  const auto add = [&](std::span<const std::uint8_t> bytes) {
+    for (std::size_t i = 0; i < bytes.size(); i += 8) {
+      std::uint64_t word = 0;
+      for (std::size_t k = i; k < std::min(i + 8, bytes.size()); ++k) {
+        word = word << 8 | bytes[k];
+      }
+      hash = (hash ^ word) * 0xFF51AFD7ED558CCDU;
+      hash ^= hash >> 32;
+    }
+  };
+  std::size_t values = 0;
+  for (const SQuantity& q : part.quantities) {
+    values += q.values.size();
+  }
+  add(record);
+  if (values < kFewValues) {
+    add({reinterpret_cast<const std::uint8_t*>(part.name.data()), part.name.size()});
+  }
+  return static_cast<std::int64_t>(hash);
+}
+
+}  // namespace limes::host
