@@ -117,7 +117,11 @@ TEST_F(Cycle, DemoFindsAllItsFaults) {
   const SResult result = RunLimes({"demo", File("demo")});
   EXPECT_EQ(result.code, 0) << result.err;
   EXPECT_THAT(result.out, HasSubstr("30 parts: 20 OK, 10 NOK, 0 not judged"));
-  EXPECT_EQ(RunLimes({"demo", File("demo")}).out, result.out);
+  const std::string store = Read(File("demo/bench.limes"));
+  EXPECT_THAT(RunLimes({"demo", File("demo")}).err, HasSubstr("is there already"));
+  EXPECT_EQ(Read(File("demo/bench.limes")), store);
+  const SResult again = RunLimes({"demo", File("demo"), "--force"});
+  EXPECT_THAT(again.out, HasSubstr("30 parts: 20 OK, 10 NOK, 0 not judged"));
 }
 
 }  // namespace

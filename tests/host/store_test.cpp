@@ -1,7 +1,9 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -247,6 +249,22 @@ TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
   EXPECT_EQ(Read(store_)[20], 8) << "no room for checks";
   EXPECT_EQ(
       RunLimes({"report", store_, "--json"}).Lines().at(3).at("quantities").at(0).at("learnt"), 4);
+}
+
+TEST_F(Store, LeavesNoHalfPageBehindWhenStopped) {
+  EXPECT_EQ(RunLimes(Learn(1, 3)).code, 0);
+  ASSERT_EQ(mkfifo(File("slow.csv").c_str(), 0600), 0);
+  const std::string page = File("page.html");
+  const pid_t child = Start({"test", store_, File("slow.csv"), "--report", page}, File("out"));
+  const int feed = open(File("slow.csv").c_str(), O_WRONLY);  // waits until the child reads
+  EXPECT_TRUE(std::filesystem::exists(page + ".unfinished"));
+  kill(child, SIGTERM);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+  close(feed);
+  EXPECT_FALSE(std::filesystem::exists(page + ".unfinished"));
+  EXPECT_FALSE(std::filesystem::exists(page));
 }
 
 TEST_F(Store, ForgetsExactlyWhatItStillKeeps) {

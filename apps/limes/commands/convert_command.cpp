@@ -90,7 +90,7 @@ int RunConvert(const SOptions& options, SConsole& console) {
       CConsoleFile file(console.out);
       losses = WriteParts(parts, format, file);
     } else {
-      COutputFile file(options.output);
+      COutputFile file(options.output, options.force);
       losses = WriteParts(parts, format, file.Stream());
       file.Finish();
     }

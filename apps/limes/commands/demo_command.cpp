@@ -52,6 +52,21 @@ class CFolder {
   bool temporary_;
 };
 
+/// Nothing of an earlier demo, or of somebody else, is replaced unasked.
+void RefuseReplacing(const std::string& path) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(path, error)) {
+    const std::string name = entry.path().filename().string();
+    const bool sound =
+        name.ends_with(".wav") &&
+        (name.starts_with("learn_") || name.starts_with("good_") || name.starts_with("bad_"));
+    if (sound || name.starts_with("bench.limes") || name == "report.html") {
+      throw CUsageError(entry.path().string() +
+                        ": is there already; name another folder, or replace it with --force");
+    }
+  }
+}
+
 void WriteSound(const std::string& path, const std::vector<float>& signal) {
   SF_INFO info{};
   info.samplerate = CSimulatedBench::kSamplingRate;
@@ -90,6 +105,9 @@ void RunCommand(SConsole& console, const std::vector<std::string>& options,
 
 int RunDemo(const SOptions& options, SConsole& console) {
   const CFolder folder(options.demoFolder);
+  if (!options.force) {
+    RefuseReplacing(folder.File(""));
+  }
   CSimulatedBench bench(kSeed);
   std::vector<std::string> learn;
   std::vector<std::string> test;
@@ -124,6 +142,9 @@ int RunDemo(const SOptions& options, SConsole& console) {
   std::vector<std::string> judge = {"test", store};
   if (!options.demoFolder.empty()) {
     judge.insert(judge.end(), {"--report", folder.File("report.html")});
+    if (options.force) {
+      judge.push_back("--force");
+    }
   }
   RunCommand(console, judge, test, " good_*.wav bad_*.wav");
   if (!options.demoFolder.empty()) {

@@ -176,6 +176,10 @@ void AddFlag(CLI::App& app, const std::string& name, bool& target, const std::st
       name, [&target] { target = true; }, help);
 }
 
+void AddForce(CLI::App& app, SOptions& o) {
+  AddFlag(app, "--force", o.force, "replace files that this program did not write");
+}
+
 CLI::App* AddList(CLI::App& app, SOptions& o, const char* name, const char* help) {
   CLI::App* command = app.add_subcommand(name, help);
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -221,6 +225,7 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
       "the file to write (standard output)", "OUT");
   Add(*command, "--to", o.format,
       "csv, text, curve, pairs or array (by the ending of OUT, else csv)", "FORMAT");
+  AddForce(*command, o);
   AddReading(*command, o);
   AddSelection(*command, o);
   AddForming(*command, o);
@@ -246,6 +251,7 @@ CLI::App* AddTest(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--report", [&o](const std::string& t) { o.output = t; },
       "write a page with plots of the worst parts, too", "FILE");
+  AddForce(*command, o);
   return command;
 }
 
@@ -258,6 +264,7 @@ CLI::App* AddPlot(CLI::App& app, SOptions& o) {
   AddText(
       *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
       "the file to write (standard output)", "OUT");
+  AddForce(*command, o);
   return command;
 }
 
@@ -266,6 +273,7 @@ CLI::App* AddReport(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--html", [&o](const std::string& t) { o.output = t; },
       "write a page with plots, verdicts and defects instead", "FILE");
+  AddForce(*command, o);
   AddFlag(*command, "--all-runs", o.allRuns, "every verdict, not the latest one of each part");
   return command;
 }
@@ -344,6 +352,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");
+  AddForce(*demo, o);
   Parse(app, parsed, arguments);
   if (parsed.run) {
     o.command = std::find_if(std::begin(commands), std::end(commands), [](const auto& command) {

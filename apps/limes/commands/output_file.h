@@ -7,10 +7,12 @@
 namespace limes::host {
 
 /// A file that takes its name only when it is whole, so that no one reads half of it and what was
-/// there stays when the writing fails. A device or pipe is written as it comes. Throws CHostError.
+/// there stays when the writing fails; a signal that ends the program leaves no half of it behind.
+/// A device or pipe is written as it comes. One at a time. Throws CHostError.
 class COutputFile {
  public:
-  explicit COutputFile(const std::string& path);
+  /// Only a page or drawing of this program is replaced, anything when forced: throws CUsageError.
+  COutputFile(const std::string& path, bool force);
   COutputFile(const COutputFile&) = delete;
   COutputFile& operator=(const COutputFile&) = delete;
   ~COutputFile();
@@ -35,7 +37,10 @@ class COutputFile {
 /// Throws CUsageError when the output would replace the store.
 void RefuseStore(const std::string& output, const std::string& store);
 
+/// Throws CUsageError for a name that no page should have.
+void RequirePageName(const std::string& path);
+
 /// Writes a whole text.
-void WriteOutput(const std::string& path, const std::string& text);
+void WriteOutput(const std::string& path, const std::string& text, bool force);
 
 }  // namespace limes::host

@@ -65,7 +65,7 @@ int RunPlot(const SOptions& options, SConsole& console) {
     console.out << svg;
   } else {
     RefuseStore(options.output, options.store);
-    WriteOutput(options.output, svg);
+    WriteOutput(options.output, svg, options.force);
     console.out << "wrote " << options.output << '\n';
   }
   return static_cast<int>(ExitCode::kAllGood);

@@ -14,9 +14,10 @@ int WritePage(const SOptions& options, SConsole& console) {
   if (options.json) {
     throw CUsageError("--json and --html exclude each other");
   }
+  RequirePageName(options.output);
   CStore store(options.store, CStore::Mode::kReading);
   RefuseStore(options.output, options.store);
-  WriteOutput(options.output, HtmlReport(store, options.allRuns));
+  WriteOutput(options.output, HtmlReport(store, options.allRuns), options.force);
   console.out << "wrote " << options.output << '\n';
   return static_cast<int>(ExitCode::kAllGood);
 }

@@ -32,7 +32,7 @@ class CTestRun {
     store_.Rollback();
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);
-      reportFile_ = std::make_unique<COutputFile>(options.output);
+      reportFile_ = std::make_unique<COutputFile>(options.output, options.force);
       report_ = std::make_unique<CHtmlReport>(settings_, model_.Summaries());
     }
   }

@@ -47,7 +47,7 @@ class CPage {
     const std::string title = judged_.Counts().parts > 0 ? "Test report" : "Learnt limits";
     learnt_ = store.CountParts(true);
     runs_ = store.Runs();
-    out_ = kHead;
+    out_ = std::string(kHead) + kPageMark;
     out_.append("<style>\n").append(kReportStyle).append(kChartStyle).append("</style>\n");
     out_ += "<title>" + title + ": " + name + "</title></head><body>\n<h1>" + title + "</h1>\n";
     WriteOrigin(name);

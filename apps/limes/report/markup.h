@@ -6,6 +6,10 @@
 
 namespace limes::host {
 
+/// What the pages and drawings of this program begin with, so that it knows them again.
+inline constexpr const char* kPageMark = "<meta name=\"generator\" content=\"limes\"/>\n";
+inline constexpr const char* kPlotMark = "<svg data-generator=\"limes\" ";
+
 /// Text from files as it may be shown: what is no character becomes U+FFFD, what is longer than the
 /// given bytes is cut and ends in an ellipsis.
 std::string Shortened(std::string_view text, std::size_t most = 160);

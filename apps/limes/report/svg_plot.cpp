@@ -74,8 +74,8 @@ class CDrawing {
 
   std::string Draw() {
     const double height = LegendTop() + kRow * static_cast<double>(plot_.parts.size()) + 10.0;
-    out_ = "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 560 " + Coordinate(height) +
-           "\" width=\"560\" height=\"" + Coordinate(height) +
+    out_ = kPlotMark + std::string("xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 560 ") +
+           Coordinate(height) + "\" width=\"560\" height=\"" + Coordinate(height) +
            "\" role=\"img\" font-family=\"sans-serif\" font-size=\"14\" fill=\"#222\"><title>" +
            Markup(content_.yName) + "</title><rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>";
     DrawAxes();
