@@ -35,21 +35,20 @@ std::size_t UseAll() {
 }  // namespace
 
 int main() {
-  const std::size_t used =
-      UseAll<CArithExpression, CClavis, CClonable, CCompressedVector, CDefectReport,
-             CDefectReportOrdner, CDimDescription, CDimDescriptionVec, CDiskStream,
-             CExpAverFacGenerator, CExpression, CFileStream, CSignalInfoHandle, CInfoHandleBase,
-             CInfoNode, CInfoObject, CInfoObjectServerBase, CIntervallCodierung,
-             CKurvenLernWerkzeug, CLernenderGrenzwert, CMeasuringUnit, CMeasuringUnit::UnitStrings,
-             CMemoryStream, CMiniProtocolItem, CModuleRegistration, CObject, CPolygonCodierung,
-             CPolygonTool, CProtocolItem, CProtocolItemList, CQuinterMFC, CResampleTool,
-             CResourceEntry, CResourceList, CResourceSea, CSObject, CSObjectRegister, CSerializer,
-             CSigCurve, CSigCurveArray, CSigCurveAssistent, CSigCurveCollection, CSigCurveExt,
-             CSigCurveList, CSigND, CSigNDBase, CSigPairs, CSigPairsList, CSigPairsTm, CSigPairsVM,
-             CSigRaw, CSightSeeing, CSignal, CSignalInfo, CStorable, CTimeFloatScaling,
-             CTrackLernWerkzeug, CViewable, ModuleRegistry, detail::RecordReader,
-             detail::RecordWriter, SMeasuringUnitPOD, DVL::StatisticsData_t, CStorable::failure,
-             detail::SignalList<CSigCurveExt>>();
+  const std::size_t used = UseAll<
+      CArithExpression, CClavis, CClonable, CCompressedVector, CDefectReport, CDefectReportOrdner,
+      CDimDescription, CDimDescriptionVec, CDiskStream, CDriftAlarm, CExpAverFacGenerator,
+      CExpression, CFileStream, CFittedPart, CSignalInfoHandle, CInfoHandle<CInfoObject>,
+      CInfoHandleBase, CInfoNode, CInfoObject, CInfoObjectServerBase, CIntervallCodierung,
+      CKurvenLernWerkzeug, CLearnGuard, CLimitCalibration, CLernenderGrenzwert, CMeasuringUnit,
+      CMeasuringUnit::UnitStrings, CMemoryStream, CMiniProtocolItem, CModuleRegistration, CObject,
+      COtherParts, CPolygonCodierung, CPolygonTool, CProtocolItem, CProtocolItemList, CQuinterMFC,
+      CResampleTool, CResourceEntry, CResourceList, CResourceSea, CSObject, CSObjectRegister,
+      CSerializer, CSigCurve, CSigCurveArray, CSigCurveAssistent, CSigCurveCollection, CSigCurveExt,
+      CSigCurveList, CSigND, CSigNDBase, CSigPairs, CSigPairsList, CSigPairsTm, CSigPairsVM,
+      CSigRaw, CSightSeeing, CSignal, CSignalInfo, CStorable, CTimeFloatScaling, CTrackLernWerkzeug,
+      CViewable, ModuleRegistry, detail::RecordReader, detail::RecordWriter, SMeasuringUnitPOD,
+      DVL::StatisticsData_t, CStorable::failure, detail::SignalList<CSigCurveExt>>();
   std::printf("%zu classes\n", used);
   return 0;
 }

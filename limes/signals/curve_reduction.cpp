@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "limes/kernels/eight_loops.h"
 #include "limes/kernels/value_loops.h"
 #include "limes/signals/extended_curve.h"
 #include "limes/signals/sum_runs.h"
