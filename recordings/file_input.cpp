@@ -5,35 +5,76 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
+#include <optional>
 #include <string_view>
 
 #include "recordings/errors.h"
 
 namespace limes::recordings {
+namespace {
+
+constexpr struct {
+  std::string_view ending;
+  std::optional<FileKind> kind;  ///< empty: the first bytes say it
+} kEndings[] = {
+    {".csv", FileKind::kTable},  {".txt", FileKind::kTable},  {".wav", FileKind::kSound},
+    {".flac", FileKind::kSound}, {".aif", FileKind::kSound},  {".aiff", FileKind::kSound},
+    {".w64", FileKind::kSound},  {".rf64", FileKind::kSound}, {".caf", FileKind::kSound},
+    {".au", FileKind::kSound},   {".curve", std::nullopt},    {".pairs", std::nullopt},
+    {".array", std::nullopt},
+};
+
+/// The row of the table of endings; null when none fits.
+auto FindEnding(const std::string& path) {
+  std::string ending = std::filesystem::path(path).extension().string();
+  std::transform(ending.begin(), ending.end(), ending.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const auto found = std::find_if(std::begin(kEndings), std::end(kEndings),
+                                  [&](const auto& known) { return known.ending == ending; });
+  return found == std::end(kEndings) ? nullptr : found;
+}
+
+}  // namespace
+
+std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths) {
+  std::vector<std::string> files;
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+      files.push_back(path);
+      continue;
+    }
+    const std::size_t before = files.size();
+    for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
+         entry.increment(error)) {
+      const std::string file = entry->path().string();
+      std::error_code unknown;
+      if (FindEnding(file) != nullptr && entry->is_regular_file(unknown)) {
+        files.push_back(file);
+      }
+    }
+    if (error || files.size() == before) {
+      throw COpenError(path, error ? error.message() : "the folder holds no measurements");
+    }
+    std::sort(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
+  }
+  return files;
+}
 
 void OpenForReading(const std::string& path, CDiskStream& stream) {
   std::error_code error;
+  const std::string file = path == kStandardInput ? "/dev/stdin" : path;
   const bool folder = std::filesystem::is_directory(path, error);
   errno = 0;
-  if (folder || !stream.Open(path, CDiskStream::Mode::kRead)) {
+  if (folder || !stream.Open(file, CDiskStream::Mode::kRead)) {
     throw COpenError(path, folder ? "is a folder" : errno != 0 ? std::strerror(errno) : "unknown");
   }
 }
 
 FileKind DetectKind(const std::string& path, CFileStream& stream) {
-  const auto dot = path.rfind('.');
-  std::string ending = dot == std::string::npos ? "" : path.substr(dot + 1);
-  std::transform(ending.begin(), ending.end(), ending.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  for (const std::string_view table : {"csv", "txt"}) {
-    if (ending == table) {
-      return FileKind::kTable;
-    }
-  }
-  for (const std::string_view sound : {"wav", "flac", "aif", "aiff", "w64", "rf64", "caf", "au"}) {
-    if (ending == sound) {
-      return FileKind::kSound;
-    }
+  if (const auto* known = FindEnding(path); known != nullptr && known->kind) {
+    return *known->kind;
   }
   if (stream.Remaining() < 0) {
     return FileKind::kTable;  // a pipe cannot be looked at twice

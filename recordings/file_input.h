@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "limes/platform/file_stream.h"
 
@@ -9,6 +10,14 @@ namespace limes::recordings {
 
 /// What a file of measurements holds.
 enum class FileKind { kTable, kSound, kRecords };
+
+/// Stands for standard input where a file is named.
+inline constexpr char kStandardInput[] = "-";
+
+/// The files, with the measurements in a folder, sorted by name, in its place: files by whose
+/// ending they are tables, sound files or records, not those of folders in it. Throws COpenError
+/// for a folder without any.
+std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 
 /// Opens a measurement for reading. Throws COpenError.
 void OpenForReading(const std::string& path, CDiskStream& stream);

@@ -52,7 +52,12 @@ struct SQuantity {
   std::vector<float> x;    ///< x of each value where steps are not equal, else empty
   std::optional<float> t;  ///< place on a second axis, of curves of an array; else their date
   SUnit tUnit;
-  std::vector<float> values;  ///< one for a single value; finite
+  std::vector<float> values;  ///< of a curve; finite
+  double value = 0.0;         ///< of a single value; finite
+
+  /// For each value whether something was measured nearby, 0 where lines were drawn over a gap;
+  /// empty when all are covered.
+  std::vector<std::uint8_t> covered;
 };
 
 /// What was measured on one part.

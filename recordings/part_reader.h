@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ class CPartReader {
   virtual double Progress() { return 0.0; }
 };
 
+/// Takes what was assumed about a file and should be told to whoever reads it.
+using NoteTaker = std::function<void(const std::string& note)>;
+
 /// What a reader of one file needs beside the settings.
 struct SReadContext {
   std::string path;  ///< also the start of the part's name
@@ -30,6 +34,7 @@ struct SReadContext {
   const std::vector<SCondition>* where = nullptr;
   bool goodOnly = false;       ///< leave out parts with another label than the good one
   bool labelOptional = false;  ///< a table without the label column is no error, unless goodOnly
+  NoteTaker note = nullptr;    ///< may be empty
 };
 
 /// Reader for a file of this kind; the stream must outlive it. Throws CInputError.

@@ -93,6 +93,9 @@ class CRecordingReader : public CPartReader {
 };
 
 void RequireFinite(const SPart& part, const SQuantity& q) {
+  if (q.single && !std::isfinite(q.value)) {
+    throw CInputError(part.name, "quantity " + Quoted(q.name) + " is not finite");
+  }
   const auto bad =
       std::find_if_not(q.values.begin(), q.values.end(), [](float v) { return std::isfinite(v); });
   if (bad != q.values.end()) {
@@ -117,6 +120,7 @@ void CopyPiece(const SQuantity& whole, std::size_t start, std::size_t length, SQ
   piece.x0 = whole.x0;
   piece.dx = whole.dx;
   const auto first = whole.values.begin() + static_cast<std::ptrdiff_t>(start);
+  piece.covered.clear();
   piece.values.assign(first, first + static_cast<std::ptrdiff_t>(length));
 }
 
@@ -138,6 +142,10 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
   if (context.settings->IsTable() && kind != FileKind::kTable) {
     throw CInputError(context.path, "--rows and --values are for CSV tables");
   }
+  if (!context.where->empty() && kind != FileKind::kTable) {
+    throw CInputError(context.path, "has no column " + Quoted(context.where->front().column) +
+                                        ", as --where needs it: it is no table");
+  }
   switch (kind) {
     case FileKind::kSound:
       return std::make_unique<CRecordingReader>(OpenSound(stream, context.path, *context.settings),
@@ -150,9 +158,9 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
   if (context.settings->IsTable()) {
     return MakeTableRowReader(stream, context);
   }
+  auto columns = OpenColumns(stream, context);
   SReadContext all = context;
   SReadSettings settings = *context.settings;
-  auto columns = OpenColumns(stream, context.path, settings, *context.where);
   settings.use.clear();  // the columns were chosen
   all.settings = &settings;
   return std::make_unique<CRecordingReader>(std::move(columns), all);
@@ -195,6 +203,7 @@ void CFormer::Form(SPart& part) {
   const std::uint32_t n = settings_.spectrum;
   for (SQuantity& q : part.quantities) {
     Scale(q.values, settings_.scale);
+    q.value *= settings_.scale;
     if (settings_.unit) {
       q.unit = ParseUnit(*settings_.unit);
     }
@@ -212,18 +221,25 @@ void CFormer::Form(SPart& part) {
   }
 }
 
-CPartSource::CPartSource(std::vector<std::string> files, SConfig config)
-    : files_(std::move(files)), config_(std::move(config)), former_(config_.settings) {}
+CPartSource::CPartSource(const std::vector<std::string>& files, SConfig config)
+    : files_(ExpandFolders(files)), config_(std::move(config)), former_(config_.settings) {}
 
 CPartSource::~CPartSource() = default;
 
 void CPartSource::CheckFiles() const {
   for (const std::string& file : files_) {
     std::error_code error;
-    if (!std::filesystem::exists(file, error) || std::filesystem::is_regular_file(file, error)) {
+    if (file != kStandardInput &&
+        (!std::filesystem::exists(file, error) || std::filesystem::is_regular_file(file, error))) {
       CDiskStream stream;  // a pipe is not opened: that would take its first bytes
       OpenForReading(file, stream);
     }
+  }
+}
+
+void CPartSource::Note(const std::string& text) {
+  if (config_.note && noted_.insert(text).second) {
+    config_.note(text);
   }
 }
 
@@ -236,8 +252,12 @@ bool CPartSource::OpenNext() {
   stream_ = std::make_unique<CDiskStream>();
   OpenForReading(path, *stream_);
   const FileKind kind = DetectKind(path, *stream_);
-  const SReadContext context{path, &config_.settings, &config_.where, config_.goodOnly,
-                             config_.labelOptional};
+  const SReadContext context{path,
+                             &config_.settings,
+                             &config_.where,
+                             config_.goodOnly,
+                             config_.labelOptional,
+                             [this](const std::string& text) { Note(text); }};
   reader_ = MakePartReader(kind, *stream_, context);
   const bool cut = config_.settings.cut > 0;
   several_ = cut || config_.settings.IsTable();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,9 +38,12 @@ class CPartSource {
     std::vector<SCondition> where;
     bool goodOnly = false;
     bool labelOptional = false;
+    NoteTaker note = nullptr;  ///< is told each assumption once
   };
 
-  CPartSource(std::vector<std::string> files, SConfig config);
+  /// files: also folders, of which all measurements are taken, and "-" for standard input. Throws
+  /// COpenError for a folder without any.
+  CPartSource(const std::vector<std::string>& files, SConfig config);
   ~CPartSource();
 
   /// Opens every file once, so that a wrong name is known before anything is learnt.
@@ -61,12 +65,14 @@ class CPartSource {
   double Progress() const;
 
  private:
+  void Note(const std::string& text);
   bool NextRaw(SPart& part);
   bool NextPiece(SPart& part);
 
   std::vector<std::string> files_;
   SConfig config_;
   CFormer former_;
+  std::set<std::string> noted_;
   std::size_t nextFile_ = 0;
   std::unique_ptr<CDiskStream> stream_;
   std::unique_ptr<CPartReader> reader_;

@@ -7,7 +7,7 @@
 
 #include "limes/platform/file_stream.h"
 #include "recordings/measurement.h"
-#include "recordings/read_settings.h"
+#include "recordings/part_reader.h"
 
 namespace limes::recordings {
 
@@ -48,8 +48,6 @@ std::unique_ptr<CRecording> OpenSound(CFileStream& stream, const std::string& na
 /// A table with one signal per column, the first column x unless a step is given. Where an x lies
 /// further than a tenth of a step from equal steps, x must rise or fall from row to row, and the
 /// recording must be read as a whole.
-std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const std::string& name,
-                                        const SReadSettings& settings,
-                                        const std::vector<SCondition>& where);
+std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const SReadContext& context);
 
 }  // namespace limes::recordings

@@ -81,6 +81,10 @@ std::string NumberText(double value) {
 
 bool IsUtf8(std::string_view text) { return WideToUtf8(Utf8ToWide(text)) == text; }
 
+std::string TextOfFile(std::string_view text) {
+  return IsUtf8(text) ? std::string(text) : WideToUtf8(Cp1252ToWide(text));
+}
+
 std::string Escaped(std::string_view text) {
   std::string out;
   while (!text.empty()) {

@@ -19,6 +19,10 @@ std::string NumberText(double value);
 /// Whether the text is UTF-8 throughout. O(n).
 bool IsUtf8(std::string_view text);
 
+/// A text of a file as UTF-8: what is not UTF-8 is taken for code page 1252, in which older
+/// programs write "µ", "°" and "²". O(n).
+std::string TextOfFile(std::string_view text);
+
 /// A text from outside as it may be printed: control characters, marks that turn the writing
 /// direction, and bytes that are no UTF-8 become \n, \t, \x1b, \u202e, ..., so that no name forges
 /// a line or moves the cursor. Everything else stays. O(n).

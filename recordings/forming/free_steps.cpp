@@ -16,6 +16,8 @@ namespace limes::recordings {
 namespace {
 
 constexpr double kMostSteps = 1 << 24;
+constexpr double kNearSteps = 1.5;       ///< of the grid, to the nearest measurement
+constexpr double kMostOwnSteps = 3.0;    ///< of the grid, that a coarser measurement may bridge
 constexpr double kStepTolerance = 1e-4;  ///< by which single precision may change a step
 
 /// In the order of x, equal ones as they came. The library's own sorting would repeat the exchanges
@@ -39,6 +41,35 @@ CSigPairs SortedPairs(const SQuantity& quantity, const std::string& what) {
   return pairs;
 }
 
+/// Marks the values that have no measurement nearby; nothing when all have one.
+void MarkGaps(const CSigPairs& pairs, SQuantity& drawn) {
+  const std::uint32_t n = pairs.NPaare();
+  std::vector<float> steps;
+  for (std::uint32_t i = 1; i < n; ++i) {
+    steps.push_back(pairs.Punkt(i) - pairs.Punkt(i - 1));
+  }
+  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
+  std::nth_element(steps.begin(), middle, steps.end());
+  const double near =
+      std::max(kNearSteps * drawn.dx, std::min(double{*middle}, kMostOwnSteps * drawn.dx));
+  drawn.covered.assign(drawn.values.size(), 1);
+  bool gaps = false;
+  std::uint32_t next = 0;  // first pair that is not before the value
+  for (std::size_t k = 0; k < drawn.values.size(); ++k) {
+    const double x = drawn.x0 + static_cast<double>(k) * drawn.dx;
+    while (next < n && pairs.Punkt(next) < x) {
+      ++next;
+    }
+    const bool isNear = (next < n && pairs.Punkt(next) - x <= near) ||
+                        (next > 0 && x - pairs.Punkt(next - 1) <= near);
+    drawn.covered[k] = isNear ? 1 : 0;
+    gaps = gaps || !isNear;
+  }
+  if (!gaps) {
+    drawn.covered.clear();
+  }
+}
+
 SQuantity Drawn(const SQuantity& quantity, const std::string& what, const CSigPairs& pairs,
                 double origin, double step) {
   const double first = std::round((pairs.Punkt(0) - origin) / step);
@@ -57,6 +88,7 @@ SQuantity Drawn(const SQuantity& quantity, const std::string& what, const CSigPa
   drawn.dx = step;
   const std::span<const float> values = std::as_const(curve).ValidValues();
   drawn.values.assign(values.begin(), values.end());
+  MarkGaps(pairs, drawn);
   return drawn;
 }
 

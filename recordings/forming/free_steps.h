@@ -16,8 +16,10 @@ CSigPairs MakePairs(const SQuantity& quantity);
 CSigCurveExt MakeCurveOn(const std::string& what, double x0, double dx, std::size_t n);
 
 /// A quantity without equal steps, drawn by lines on the grid of x = origin + i * step as far as it
-/// reaches: each of its points counts at the grid point nearest to it. Throws CInputError, which
-/// names it by what, when it covers one x only or too many steps.
+/// reaches: each of its points counts at the grid point nearest to it. Grid points with no
+/// measurement within 1.5 steps, or within the median step of the measurement where that is larger
+/// (at most three steps), are not covered. Throws CInputError, which names it by what, when it
+/// covers one x only or too many steps.
 SQuantity DrawnOnGrid(const SQuantity& quantity, const std::string& what, double origin,
                       double step);
 

@@ -16,9 +16,8 @@ constexpr double kStepTolerance = 1e-3;
 
 class CColumns : public CRecording {
  public:
-  CColumns(CFileStream& stream, const std::string& name, const SReadSettings& settings,
-           const std::vector<SCondition>& where)
-      : table_(stream, name, !settings.noHeader, where),
+  CColumns(CFileStream& stream, const SReadContext& context, const SReadSettings& settings)
+      : table_(stream, context),
         hasX_(!settings.dx),
         x0_(settings.x0),
         dx_(settings.dx.value_or(0.0)),
@@ -53,7 +52,7 @@ class CColumns : public CRecording {
         TakeX();
       }
       for (std::size_t i = 0; i < columns_.size(); ++i) {
-        channels[i].push_back(table_.Number(cells_, columns_[i]));
+        channels[i].push_back(table_.Number<float>(cells_, columns_[i]));
       }
     }
     if (hasX_ && total > 0) {
@@ -92,14 +91,7 @@ class CColumns : public CRecording {
     }
   }
 
-  void TakeX() {
-    double x = 0.0;
-    if (!ParseNumber(cells_[0], x)) {
-      table_.Number(cells_, 0);  // says what is wrong
-      throw CInputError(table_.Name(), table_.Reader().Line(), "x is out of range");
-    }
-    places_.push_back({x, table_.Reader().Line()});
-  }
+  void TakeX() { places_.push_back({table_.Number<double>(cells_, 0), table_.Reader().Line()}); }
 
   void CheckSteps() {
     const std::size_t n = places_.size();
@@ -166,10 +158,8 @@ class CColumns : public CRecording {
 
 }  // namespace
 
-std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const std::string& name,
-                                        const SReadSettings& settings,
-                                        const std::vector<SCondition>& where) {
-  return std::make_unique<CColumns>(stream, name, settings, where);
+std::unique_ptr<CRecording> OpenColumns(CFileStream& stream, const SReadContext& context) {
+  return std::make_unique<CColumns>(stream, context, *context.settings);
 }
 
 }  // namespace limes::recordings

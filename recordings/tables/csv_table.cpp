@@ -23,14 +23,13 @@ bool LooksLikeData(const std::vector<std::string_view>& cells) {
                      [&](std::string_view cell) { return ParseNumber(cell, number); });
 }
 
-/// Whether a cell holds words: neither a number, nor what programs write where they have none.
-bool IsText(std::string_view cell) {
+}  // namespace
+
+bool IsWords(std::string_view cell) {
   return !cell.empty() && std::isalpha(static_cast<unsigned char>(cell[0])) != 0 &&
          !cell.starts_with("nan") && !cell.starts_with("NaN") && !cell.starts_with("inf") &&
          !cell.starts_with("Inf");
 }
-
-}  // namespace
 
 SColumn ParseHeader(std::string_view header) {
   SColumn column{std::string(header), std::string(Trimmed(header)), ""};
@@ -43,9 +42,9 @@ SColumn ParseHeader(std::string_view header) {
   return column;
 }
 
-CCsvTable::CCsvTable(CFileStream& file, const std::string& name, bool hasHeader,
-                     const std::vector<SCondition>& where)
-    : reader_(file, name) {
+CCsvTable::CCsvTable(CFileStream& file, const SReadContext& context) : reader_(file, context.path) {
+  const std::string& name = context.path;
+  const bool hasHeader = !context.settings->noHeader;
   std::vector<std::string_view> cells;
   if (!reader_.Next(cells)) {
     throw CInputError(name, 1, "empty file");
@@ -60,24 +59,41 @@ CCsvTable::CCsvTable(CFileStream& file, const std::string& name, bool hasHeader,
                           (cells[0].find(';') != std::string_view::npos ? "semicolons" : "tabs") +
                           ", not by commas; save the table with commas and decimal points");
   }
-  for (const std::string_view cell : cells) {
-    const std::string number = std::to_string(columns_.size() + 1);
-    columns_.push_back(hasHeader ? ParseHeader(cell) : SColumn{number, number, ""});
-    if (columns_.back().name.empty()) {
-      columns_.back().name = "column " + number;
-    }
-  }
+  TakeHeader(cells, context);
   hasPending_ = !hasHeader;
   if (hasPending_) {
     pending_ = cells;  // stays valid: no row is read before it was handed out
   }
-  for (const SCondition& condition : where) {
+  for (const SCondition& condition : *context.where) {
     SFilter filter{Find(condition.column), condition.value, std::nullopt};
     double number = 0.0;
     if (ParseNumber(condition.value, number)) {
       filter.number = number;
     }
     filters_.push_back(std::move(filter));
+  }
+}
+
+void CCsvTable::TakeHeader(const std::vector<std::string_view>& cells,
+                           const SReadContext& context) {
+  const bool hasHeader = !context.settings->noHeader;
+  bool otherPage = false;
+  for (const std::string_view cell : cells) {
+    const std::string number = std::to_string(columns_.size() + 1);
+    columns_.push_back(hasHeader ? ParseHeader(TextOfFile(cell)) : SColumn{number, number, ""});
+    SColumn& column = columns_.back();
+    otherPage = otherPage || (hasHeader && !IsUtf8(cell));
+    if (column.name.empty()) {
+      column.name = "column " + number;
+    }
+    if (context.note && column.unit == "dB(A)") {
+      context.note(
+          "the unit dB(A) is read as dB(Pa): levels weighted and not weighted by the curve "
+          "A are not told apart");
+    }
+  }
+  if (context.note && otherPage) {
+    context.note("texts that are no UTF-8 are read as code page 1252");
   }
 }
 
@@ -121,7 +137,7 @@ bool CCsvTable::Passes(const std::vector<std::string_view>& cells) const {
   return std::all_of(filters_.begin(), filters_.end(), [&](const SFilter& filter) {
     double number = 0.0;
     const std::string_view cell = cells[filter.column];
-    return cell == filter.value ||
+    return cell == filter.value || (!IsUtf8(cell) && TextOfFile(cell) == filter.value) ||
            (filter.number && ParseNumber(cell, number) && number == *filter.number);
   });
 }
@@ -148,17 +164,21 @@ void CCsvTable::GoTo(const CCsvReader::SPlace& place, std::uint64_t row) {
   row_ = row - 1;
 }
 
-float CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t column) const {
-  float value = 0.0F;
+template <class T>
+T CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t column) const {
+  T value{};
   const std::string_view cell = cells[column];
   if (!ParseNumber(cell, value)) {
     throw CInputError(
         Name(), reader_.Line(),
         "column " + Quoted(columns_[column].name) +
             (cell.empty() ? ": empty cell" : ": " + Quoted(cell) + " is not a finite number") +
-            (IsText(cell) ? " (--skip names columns that hold no values)" : ""));
+            (IsWords(cell) ? " (--skip names columns that hold no values)" : ""));
   }
   return value;
 }
+
+template float CCsvTable::Number(const std::vector<std::string_view>&, std::size_t) const;
+template double CCsvTable::Number(const std::vector<std::string_view>&, std::size_t) const;
 
 }  // namespace limes::recordings

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "recordings/read_settings.h"
+#include "recordings/part_reader.h"
 #include "recordings/tables/csv_reader.h"
 
 namespace limes::recordings {
@@ -19,12 +19,14 @@ struct SColumn {
 /// "Gear noise [dB(Pa)]" as name and unit.
 SColumn ParseHeader(std::string_view header);
 
+/// Whether a cell holds words: neither a number, nor what programs write where they have none.
+bool IsWords(std::string_view cell);
+
 /// A table with a header line. Rows are checked for their number of cells and filtered.
 class CCsvTable {
  public:
   /// Reads the header. Without a header line the columns are called "1", "2", ...
-  CCsvTable(CFileStream& file, const std::string& name, bool hasHeader,
-            const std::vector<SCondition>& where);
+  CCsvTable(CFileStream& file, const SReadContext& context);
 
   /// The next row that meets all conditions; false at the end. Cells are valid until the next call.
   bool NextRow(std::vector<std::string_view>& cells);
@@ -42,8 +44,9 @@ class CCsvTable {
   CCsvReader& Reader() { return reader_; }
   const std::string& Name() const { return reader_.Name(); }
 
-  /// The cell as number, or an error that names line and column.
-  float Number(const std::vector<std::string_view>& cells, std::size_t column) const;
+  /// The cell as float or double, or an error that names line and column.
+  template <class T>
+  T Number(const std::vector<std::string_view>& cells, std::size_t column) const;
 
  private:
   struct SFilter {
@@ -52,6 +55,7 @@ class CCsvTable {
     std::optional<double> number;
   };
 
+  void TakeHeader(const std::vector<std::string_view>& cells, const SReadContext& context);
   void CheckCellCount(const std::vector<std::string_view>& cells) const;
   bool Passes(const std::vector<std::string_view>& cells) const;
 

@@ -15,7 +15,7 @@ namespace {
 class CRowReader : public CPartReader {
  public:
   CRowReader(CFileStream& stream, const SReadContext& context)
-      : table_(stream, context.path, !context.settings->noHeader, *context.where),
+      : table_(stream, context),
         settings_(*context.settings),
         goodOnly_(context.goodOnly && settings_.labelColumn),
         single_(settings_.values),
@@ -85,7 +85,7 @@ class CRowReader : public CPartReader {
   }
 
   bool Wanted(const std::vector<std::string_view>& cells) const {
-    return !goodOnly_ || cells[*label_] == settings_.good;
+    return !goodOnly_ || TextOfFile(cells[*label_]) == settings_.good;
   }
 
   bool NextRow(SPart& part) {
@@ -97,7 +97,7 @@ class CRowReader : public CPartReader {
     part.name = table_.Name() + ":" + std::to_string(table_.RowNumber());
     part.label.reset();
     if (label_) {
-      part.label = cells_[*label_];
+      part.label = TextOfFile(cells_[*label_]);
     }
     std::size_t used = 0;
     TakeQuantities(part, used);
@@ -143,17 +143,24 @@ class CRowReader : public CPartReader {
       q.single = single_;
       q.x0 = settings_.x0;
       q.dx = settings_.dx.value_or(1.0);
-      const std::size_t n = single_ ? 1 : columns_.size();
-      q.values.resize(n);
-      for (std::size_t k = 0; k < n; ++k) {
-        q.values[k] = table_.Number(cells_, columns_[single_ ? i : k]);
-      }
+      TakeNumbers(q, i);
       for (std::size_t k = 0; k < before; ++k) {
         if (part.quantities[k].name == q.name) {
           throw CInputError(table_.Name(), table_.Reader().Line(),
                             "quantity " + Quoted(q.name) + " twice in part " + Quoted(part.name));
         }
       }
+    }
+  }
+
+  void TakeNumbers(SQuantity& q, std::size_t column) const {
+    if (single_) {
+      q.value = table_.Number<double>(cells_, columns_[column]);
+      return;
+    }
+    q.values.resize(columns_.size());
+    for (std::size_t k = 0; k < columns_.size(); ++k) {
+      q.values[k] = table_.Number<float>(cells_, columns_[k]);
     }
   }
 
@@ -164,12 +171,12 @@ class CRowReader : public CPartReader {
 
   void NameQuantity(SQuantity& q, std::size_t column) const {
     if (!single_) {
-      q.name = quantity_ ? std::string(cells_[*quantity_]) : settings_.name.value_or("curve");
+      q.name = quantity_ ? TextOfFile(cells_[*quantity_]) : settings_.name.value_or("curve");
       return;
     }
     q.name = table_.Columns()[columns_[column]].name;
     if (quantity_) {
-      const std::string own(cells_[*quantity_]);
+      const std::string own = TextOfFile(cells_[*quantity_]);
       q.name = columns_.size() == 1 ? own : own + " " + q.name;
     }
   }
@@ -184,9 +191,10 @@ class CRowReader : public CPartReader {
       if (!Wanted(cells_)) {
         continue;
       }
-      std::pair<std::string, std::optional<std::string>> key(cells_[*part_], std::nullopt);
+      std::pair<std::string, std::optional<std::string>> key(TextOfFile(cells_[*part_]),
+                                                             std::nullopt);
       if (label_) {
-        key.second = cells_[*label_];
+        key.second = TextOfFile(cells_[*label_]);
       }
       const auto [found, isNew] = known.try_emplace(key, groups_.size());
       if (isNew) {

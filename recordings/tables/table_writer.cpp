@@ -18,8 +18,9 @@ struct SCell {
   std::string_view View() const { return {text, size}; }
 };
 
-/// Shortest text that reads as the same float.
-SCell CellOf(float value) {
+/// Shortest text that reads as the same number.
+template <class T>
+SCell ShortestCell(T value) {
   SCell cell;
   cell.size = static_cast<std::size_t>(
       std::to_chars(cell.text, cell.text + sizeof(cell.text), value).ptr - cell.text);
@@ -27,7 +28,7 @@ SCell CellOf(float value) {
 }
 
 /// 15 digits: those that all doubles have.
-SCell CellOf(double value) {
+SCell PlaceCell(double value) {
   SCell cell;
   cell.size = static_cast<std::size_t>(
       std::to_chars(cell.text, cell.text + sizeof(cell.text), value, std::chars_format::general, 15)
@@ -45,9 +46,9 @@ struct SColumnOut {
   std::size_t Rows() const { return quantity->values.size(); }
   SCell Cell(std::size_t row) const {
     if (isX && quantity->x.empty()) {
-      return CellOf(quantity->x0 + static_cast<double>(row) * quantity->dx);
+      return PlaceCell(quantity->x0 + static_cast<double>(row) * quantity->dx);
     }
-    return CellOf(isX ? quantity->x[row] : quantity->values[row]);
+    return ShortestCell(isX ? quantity->x[row] : quantity->values[row]);
   }
 };
 
@@ -164,7 +165,7 @@ void WriteValues(const std::vector<SPart>& parts, bool aligned, CFileStream& out
     }
   }
   WriteRows(headers, parts.size(), aligned, out, [&](std::size_t row, std::size_t column) {
-    return CellOf(parts[row].quantities[column].values.at(0));
+    return ShortestCell(parts[row].quantities[column].value);
   });
 }
 

@@ -18,6 +18,10 @@ SConsole StandardConsole() {
   return {std::cout, std::cerr, !plain && isatty(STDOUT_FILENO) != 0, isatty(STDERR_FILENO) != 0};
 }
 
+void Warn(SConsole& console, const std::string& text) {
+  console.err << "warning: " << text << '\n';
+}
+
 bool CProgressBar::IsDue() { return console_.progress && Clock::now() >= next_; }
 
 void CProgressBar::Show(double share) {

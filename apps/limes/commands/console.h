@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <iosfwd>
+#include <string>
 
 namespace limes::host {
 
@@ -15,6 +16,9 @@ struct SConsole {
 
 /// Standard output and error; NO_COLOR (https://no-color.org) switches colours off.
 SConsole StandardConsole();
+
+/// Prints what should be known but stops nothing.
+void Warn(SConsole& console, const std::string& text);
 
 /// A bar on the terminal, shown when a run takes longer than a second.
 class CProgressBar {

@@ -52,9 +52,10 @@ OutputFormat ChooseFormat(const SOptions& options) {
 }
 
 std::vector<SPart> ReadAll(const SOptions& options, SConsole& console) {
-  const SSettings settings = Resolve(SettingsWithSkip(options), std::nullopt, true);
-  CPartSource source(options.files,
-                     CPartSource::SConfig{settings, options.selection, options.where, false, true});
+  const NoteTaker note = [&console](const std::string& text) { Warn(console, text); };
+  const SSettings settings = Resolve(SettingsWithSkip(options, note), std::nullopt, true);
+  CPartSource source(options.files, CPartSource::SConfig{settings, options.selection, options.where,
+                                                         false, true, note});
   source.CheckFiles();
   CProgressBar bar(console);
   std::vector<SPart> parts;

@@ -38,11 +38,12 @@ class CLearnRun {
       store_ = std::make_unique<CStore>(options.store, CStore::Mode::kCreate);
       stored = store_->Settings();
     }
-    settings_ = Resolve(stored ? options.settings : SettingsWithSkip(options), stored, true);
+    const NoteTaker note = [&console](const std::string& text) { Warn(console, text); };
+    settings_ = Resolve(stored ? options.settings : SettingsWithSkip(options, note), stored, true);
     model_ = std::make_unique<CModel>(settings_);
     source_ = std::make_unique<CPartSource>(
         options.files,
-        CPartSource::SConfig{settings_, options.selection, options.where, true, false});
+        CPartSource::SConfig{settings_, options.selection, options.where, true, false, note});
     source_->CheckFiles();
   }
 

@@ -7,6 +7,7 @@
 
 #include "apps/limes/errors.h"
 #include "limes/version.h"
+#include "recordings/tables/identification.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -316,12 +317,18 @@ SParsed Parse(CLI::App& app, SParsed& parsed, const std::vector<std::string>& ar
 
 }  // namespace
 
-SGivenSettings SettingsWithSkip(const SOptions& options) {
+SGivenSettings SettingsWithSkip(const SOptions& options, const NoteTaker& note) {
   SGivenSettings settings = options.settings;
   if (!settings.skip) {
     settings.skip.emplace();
     for (const SCondition& condition : options.where) {
       settings.skip->push_back(condition.column);
+    }
+    const std::string first = ExpandFolders(options.files).at(0);
+    const SSettings resolved = Resolve(settings, std::nullopt, true);
+    for (const std::string& name : IdentifyingColumns(first, resolved, options.where)) {
+      settings.skip->push_back(name);
+      note("column " + Quoted(name) + " names the parts and is not measured (--use takes it)");
     }
   }
   return settings;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/limes/measurement/settings.h"
+#include "recordings/part_reader.h"
 
 namespace limes::host {
 
@@ -33,8 +34,10 @@ struct SOptions {
   std::string demoFolder;             ///< empty: a temporary one
 };
 
-/// The given settings; without --skip the columns of --where are skipped, as they hold one value.
-SGivenSettings SettingsWithSkip(const SOptions& options);
+/// The given settings for files that no store knows. Without --skip the columns of --where are
+/// skipped, as they hold one value, and those that name the parts of the first file, which note is
+/// told. Throws CReadError.
+SGivenSettings SettingsWithSkip(const SOptions& options, const NoteTaker& note);
 
 struct SParsed {
   bool run = false;     ///< false: print the text and end with the code

@@ -25,8 +25,10 @@ class CTestRun {
         store_(options.store, CStore::Mode::kExisting),
         settings_(ResolveWithStore()),
         model_(settings_),
-        source_(options.files, CPartSource::SConfig{settings_, options.selection, options.where,
-                                                    false, !options.settings.labelColumn}) {
+        source_(options.files, CPartSource::SConfig{
+                                   settings_, options.selection, options.where, false,
+                                   !options.settings.labelColumn,
+                                   [&console](const std::string& text) { Warn(console, text); }}) {
     source_.CheckFiles();
     model_.Load(store_.Quantities(), store_.Path());
     store_.Rollback();

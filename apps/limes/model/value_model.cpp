@@ -28,7 +28,7 @@ class CValueModel : public CQuantityModel {
 
   void Prepare(const SQuantity& quantity, const std::string& part) override {
     CheckUnits(quantity, part);
-    value_ = quantity.values.at(0);
+    value_ = static_cast<float>(quantity.value);
   }
 
   void Learn() override {

@@ -1,0 +1,124 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "recordings/errors.h"
+#include "recordings/forming/free_steps.h"
+#include "recordings/part_source.h"
+#include "recordings/tables/identification.h"
+
+namespace limes::recordings {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Files : public testing::Test {
+ protected:
+  Files() : folder_(testing::TempDir() + "limes-" + std::to_string(getpid())) {
+    std::filesystem::create_directories(folder_);
+  }
+  ~Files() override { std::filesystem::remove_all(folder_); }
+
+  std::string Write(const std::string& name, const std::string& content) const {
+    std::ofstream(folder_ + "/" + name, std::ios::binary) << content;
+    return folder_ + "/" + name;
+  }
+
+  /// The parts of the files; what was noted goes to notes.
+  std::vector<SPart> Read(const std::vector<std::string>& files, const SReadSettings& settings = {},
+                          const std::vector<SCondition>& where = {}) {
+    CPartSource::SConfig config{settings, {}, where, false, false, nullptr};
+    config.note = [this](const std::string& text) { notes.push_back(text); };
+    CPartSource source(files, config);
+    std::vector<SPart> parts;
+    while (source.OpenNext()) {
+      for (SPart part; source.Next(part);) {
+        parts.push_back(part);
+      }
+    }
+    return parts;
+  }
+
+  std::string folder_;
+  std::vector<std::string> notes;
+};
+
+SReadSettings Values() {
+  SReadSettings settings;
+  settings.values = true;
+  return settings;
+}
+
+TEST_F(Files, UnitsInTheOldCodePageAreRead) {
+  const auto parts = Read({Write("a.csv", "x [s],Weg [\xB5m],Pegel [dB(A)]\n0,1,2\n1,2,3\n")});
+  EXPECT_EQ(parts.at(0).quantities.at(0).unit, ParseUnit("µm"));
+  EXPECT_THAT(notes, ElementsAre(HasSubstr("dB(A)"), HasSubstr("1252")));
+}
+
+TEST_F(Files, SingleValuesKeepTheirDigits) {
+  const auto parts = Read({Write("a.csv", "f [Hz]\n24576000.1\n")}, Values());
+  EXPECT_EQ(parts.at(0).quantities.at(0).value, 24576000.1);
+}
+
+TEST_F(Files, AConditionThatCannotBeCheckedIsRefused) {
+  const std::string records = Write("a.curve", std::string(64, '\0'));
+  EXPECT_THROW(Read({records}, {}, {{"gear", "3"}}), CInputError);
+  EXPECT_THROW(Read({Write("b.csv", "x,y\n0,1\n1,2\n")}, {}, {{"gear", "3"}}), CInputError);
+}
+
+TEST_F(Files, FoldersGiveTheirMeasurementsInOrder) {
+  Write("b.csv", "x,y\n0,1\n1,2\n");
+  Write("a.CSV", "x,y\n0,1\n1,2\n");
+  Write("notes.md", "no measurement");
+  EXPECT_THAT(ExpandFolders({folder_, "-"}),
+              ElementsAre(folder_ + "/a.CSV", folder_ + "/b.csv", "-"));
+  std::filesystem::create_directories(folder_ + "/empty.d");
+  EXPECT_THROW(ExpandFolders({folder_ + "/empty.d"}), COpenError);
+}
+
+TEST_F(Files, ColumnsThatNameThePartsAreFound) {
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
+      {"name,f\nA7,1\nA8,1\n", {"name"}},
+      {"name,f\nA7,1\n", {}},
+      {"id,f\n7,1\n8,1\n9,2\n", {"id"}},
+      {"id,f\n7,1\n8,1\n", {}},                                         // too few to tell
+      {"id,f\n7,1\n9,1\n12,2\n", {}},                                   // may be measured
+      {"id,f\n1,1\n3,1\n4,1\n6,1\n7,1\n9,1\n10,1\n13,1\n", {"id"}},     // eight that rise
+      {"f,g\n1.5,1\n2.5,1\n3.5,1\n4.5,2\n5.5,1\n6,1\n7,1\n8,1\n", {}},  // no whole numbers
+      {"f,g\nnan,1\n2,1\n", {}},
+      {"only\nA\nB\n", {}},
+  };
+  for (const auto& [text, names] : cases) {
+    EXPECT_EQ(IdentifyingColumns(Write("t.csv", text), Values(), {}), names) << text;
+  }
+}
+
+/// Lines over gaps are no measurement: measured at these x, drawn on 0, 1, ..., 20.
+TEST(FreeSteps, CoverOnlyWhatWasMeasuredNearby) {
+  const std::pair<std::vector<float>, std::string> cases[] = {
+      {{0, 1, 2.4F, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20}, ""},
+      {{0, 1, 2, 3, 4, 10, 11, 12, 13, 14, 20}, "111111000111111100011"},
+      {{0, 2.5F, 5, 7.5F, 10, 12.5F, 15, 17.5F, 20}, ""},  // coarser, but everywhere
+      {{0, 9, 20}, "111100111111100001111"},
+  };
+  for (const auto& [x, covered] : cases) {
+    SQuantity q;
+    q.x = x;
+    q.values.assign(x.size(), 1.0F);
+    const SQuantity drawn = DrawnOnGrid(q, "q", 0.0, 1.0);
+    std::string shown;
+    for (const std::uint8_t c : drawn.covered) {
+      shown += c != 0 ? '1' : '0';
+    }
+    EXPECT_EQ(drawn.values.size(), 21U);
+    EXPECT_EQ(shown, covered);
+  }
+}
+
+}  // namespace
+}  // namespace limes::recordings
