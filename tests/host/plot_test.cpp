@@ -101,6 +101,20 @@ TEST_F(Plot, EscapesWhatFilesHold) {
   EXPECT_EQ(Unbalanced(RunLimes({"plot", store_, "noise"}).out), "");
 }
 
+TEST_F(Plot, NoNameForgesALineOfTheTerminal) {
+  Fill(4, 1, "a\nOK  forged\x1b[2J.csv");
+  for (const char* command : {"report", "test"}) {
+    std::vector<std::string> words = {command, store_};
+    if (words[0] == "test") {
+      words.push_back(File("a\nOK  forged\x1b[2J.csv"));
+    }
+    const std::string out = RunLimes(words).out;
+    EXPECT_THAT(out, HasSubstr("a\\nOK  forged\\x1b[2J.csv:p0  noise: "));
+    EXPECT_THAT(out, Not(HasSubstr("\nOK")));
+    EXPECT_THAT(out, Not(HasSubstr("\x1b")));
+  }
+}
+
 TEST_F(Plot, DrawsCurvesAndMarksAtTheirPlaces) {
   Fill(5, 3, "parts.csv");
   const auto result = RunLimes({"plot", store_, "noise", "parts.csv:p1"});

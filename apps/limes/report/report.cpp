@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <sstream>
 
 #include "apps/limes/measurement/number_text.h"
 #include "apps/limes/report/report_texts.h"
@@ -139,39 +140,37 @@ void PrintReason(std::ostream& out, const SPartVerdict& verdict) {
 }
 
 void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) {
-  if (colours) {
-    out << Colour(verdict.verdict) << VerdictText(verdict.verdict) << "\033[0m";
-  } else {
-    out << VerdictText(verdict.verdict);
-  }
-  out << "  " << verdict.part;
+  const char* text = VerdictText(verdict.verdict);
+  out << (colours ? Colour(verdict.verdict) + std::string(text) + "\033[0m" : text);
+  std::ostringstream line;
+  line << "  " << verdict.part;
   if (verdict.label) {
-    out << "  (" << *verdict.label << ")";
+    line << "  (" << *verdict.label << ")";
   }
   if (verdict.verdict == Verdict::kNotJudged) {
-    PrintReason(out, verdict);
+    PrintReason(line, verdict);
   } else if (const SQuantityVerdict* q = Worst(verdict)) {
     const double deviation = std::fabs(*q->maxDeviation);
-    out << "  " << q->name << ": ";
+    line << "  " << q->name << ": ";
     if (!q->x && q->value) {
-      out << WithUnit(Brief(*q->value, deviation), q->unit) << ", ";
+      line << WithUnit(Brief(*q->value, deviation), q->unit) << ", ";
     }
-    out << DistanceText(*q->maxDeviation, q->side, q->unit);
+    line << DistanceText(*q->maxDeviation, q->side, q->unit);
     if (!q->x && q->limit) {
-      out << " of " << WithUnit(Brief(*q->limit, deviation), q->unit);
+      line << " of " << WithUnit(Brief(*q->limit, deviation), q->unit);
     }
     if (q->x) {
-      out << " at " << WithUnit(Brief(*q->x), q->xUnit);
+      line << " at " << WithUnit(Brief(*q->x), q->xUnit);
     }
   }
-  out << '\n';
+  out << Escaped(line.str()) << '\n';
   std::size_t shown = 0;
   for (const SDefect& defect : verdict.defects) {
     if (shown++ == kMostShown) {
       out << "    and " << verdict.defects.size() - kMostShown << " more\n";
       break;
     }
-    out << "    " << defect.text << '\n';
+    out << "    " << Escaped(defect.text) << '\n';
   }
 }
 
@@ -225,7 +224,8 @@ void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
   std::size_t limits = 0;
   for (const SQuantityVerdict& q : verdict.quantities) {
     if (q.sureness && q.sureness->parts > 0) {
-      out << q.name << ", " << SideText(q.side) << " limit: " << SurenessText(*q.sureness) << '\n';
+      out << Escaped(q.name) << ", " << SideText(q.side) << " limit: " << SurenessText(*q.sureness)
+          << '\n';
       together += q.sureness->rejectedBound;
       ++limits;
     }
@@ -257,15 +257,17 @@ void PrintCounts(std::ostream& out, const SCounts& c) {
 }
 
 void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
-  out << s.name << (s.unit.empty() ? "" : " [" + s.unit + "]") << ", " << SideText(s.side)
+  const std::string unit = Escaped(s.unit);
+  const std::string xUnit = Escaped(s.xUnit);
+  out << Escaped(s.name) << (unit.empty() ? "" : " [" + unit + "]") << ", " << SideText(s.side)
       << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt";
   if (s.parts < settings.minParts) {
     out << " (judged from " << settings.minParts << " on)";
   }
   out << '\n';
   if (s.kind != "value") {
-    out << "  x       " << Brief(s.xFirst) << " .. " << WithUnit(Brief(s.xLast), s.xUnit)
-        << ", step " << WithUnit(Brief(s.step), s.xUnit) << ", " << s.points << " points\n";
+    out << "  x       " << Brief(s.xFirst) << " .. " << WithUnit(Brief(s.xLast), xUnit) << ", step "
+        << WithUnit(Brief(s.step), xUnit) << ", " << s.points << " points\n";
   }
   if (s.kind == "track" && !s.learntAt.empty()) {
     const auto [least, most] = std::minmax_element(s.learntAt.begin(), s.learntAt.end());
@@ -276,7 +278,7 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
   }
   const char* sign = s.side == Side::kUpper ? " + " : " - ";
   out << "  rule    mean" << sign << Brief(settings.factor) << " * spread" << sign
-      << WithUnit(Brief(settings.base), s.unit) << '\n';
+      << WithUnit(Brief(settings.base), unit) << '\n';
   const double spread = s.kind == "value" && s.spread.size() == 1 ? s.spread[0] : 0.0;
   out << "  mean    " << Range(s.mean, spread) << '\n';
   out << "  spread  " << Range(s.spread) << '\n';
