@@ -62,8 +62,8 @@ void ScoreAndLearn(benchmark::State& state) {
   CSigCurveExt& q = *tool.QuadratMW();
   for (auto _ : state) {
     limes::SPartExcess excess;
-    limes::detail::ScoreAndLearnValues(m.ValArray(), q.ValArray(), k.ValArray(), k.DLen(), 0.75F,
-                                       0.25F, 3.0F, 0, excess);
+    limes::detail::ScoreAndLearnValues(m.ValArray(), q.ValArray(), k.ValArray(), k.DLen(), 1.0F,
+                                       0.0F, 3.0F, 0, excess);  // so that the spread stays
     benchmark::DoNotOptimize(excess);
   }
 }

@@ -14,8 +14,8 @@
 namespace limes {
 namespace {
 
-constexpr double kAllowance = 0.5;
 constexpr double kMostThreshold = 40.0;
+constexpr double kMostAllowance = 5.0;
 constexpr double kMostShift = 1000.0;  ///< larger ones count as this one
 constexpr std::int64_t kMostShifts = std::int64_t{1} << 53;
 
@@ -23,14 +23,14 @@ constexpr std::int64_t kMostShifts = std::int64_t{1} << 53;
 
 namespace detail {
 
-double OneSidedRunLength(double threshold) {
+double OneSidedRunLength(double threshold, double allowance) {
   // States 0 to t - 1: the sum within w / 2 of j w, and below w / 2; solves (I - P) length = 1 by
   // elimination, which needs no exchange of rows for such a matrix.
   constexpr std::size_t t = 400;
   const double w = 2.0 * threshold / (2.0 * t - 1.0);
   std::array<double, 2 * t> below{};  // P(step ends below the upper bound of cell j, from cell i)
   for (std::size_t d = 0; d < 2 * t; ++d) {
-    below[d] = NormalShare((static_cast<double>(d) - t) * w + 0.5 * w + kAllowance);
+    below[d] = NormalShare((static_cast<double>(d) - t) * w + 0.5 * w + allowance);
   }
   std::vector<double> rows(t * t);
   std::vector<double> length(t, 1.0);
@@ -60,12 +60,12 @@ double OneSidedRunLength(double threshold) {
 
 }  // namespace detail
 
-double DriftThreshold(double partsBetweenFalseAlarms) {
+double DriftThreshold(double partsBetweenFalseAlarms, double allowance) {
   // The sides alarm independently, each half as often. The logarithm of the run length grows almost
   // linearly with the threshold: a few secant steps.
   const double wanted = std::log(2.0 * partsBetweenFalseAlarms);
   double h0 = 0.0;
-  double l0 = std::log(detail::OneSidedRunLength(0.0));
+  double l0 = std::log(detail::OneSidedRunLength(0.0, allowance));
   if (!(wanted > l0)) {
     return 0.0;
   }
@@ -74,7 +74,7 @@ double DriftThreshold(double partsBetweenFalseAlarms) {
   }
   double h1 = std::min(wanted, kMostThreshold);
   for (int step = 0; step < 20; ++step) {
-    const double l1 = std::log(detail::OneSidedRunLength(h1));
+    const double l1 = std::log(detail::OneSidedRunLength(h1, allowance));
     const double h2 = std::clamp(h1 + (wanted - l1) * (h1 - h0) / (l1 - l0), 0.0, kMostThreshold);
     if (!(std::fabs(h2 - h1) > 1e-9)) {
       return h2;
@@ -86,8 +86,9 @@ double DriftThreshold(double partsBetweenFalseAlarms) {
   return h1;
 }
 
-CDriftAlarm::CDriftAlarm(double threshold)
-    : threshold_(threshold > 0.0 ? std::min(threshold, kMostThreshold) : 0.0) {}
+CDriftAlarm::CDriftAlarm(double threshold, double allowance)
+    : threshold_(threshold > 0.0 ? std::min(threshold, kMostThreshold) : 0.0),
+      allowance_(allowance > 0.0 ? std::min(allowance, kMostAllowance) : 0.0) {}
 
 void CDriftAlarm::Side::Add(double step, double excessHere, double placeHere) {
   if (!(sum + step > 0.0)) {
@@ -114,8 +115,8 @@ SDrift CDriftAlarm::Add(double meanShift, const SPlaces& places) {
     const double score = spread > 0.0 ? std::clamp(ScoreOf((shift - moments_.Mean(n)) / spread, n),
                                                    -kMostShift, kMostShift)
                                       : 0.0;
-    up_.Add(score - kAllowance, places.excessAbove, places.above);
-    down_.Add(-score - kAllowance, places.excessBelow, places.below);
+    up_.Add(score - allowance_, places.excessAbove, places.above);
+    down_.Add(-score - allowance_, places.excessBelow, places.below);
   }
   moments_.Add(shift);
   shifts_ = std::min(shifts_ + 1, kMostShifts);
@@ -132,7 +133,7 @@ SDrift CDriftAlarm::Add(double meanShift, const SPlaces& places) {
 }
 
 MergeStatus CDriftAlarm::Merge(const CDriftAlarm& other) {
-  if (threshold_ != other.threshold_) {
+  if (threshold_ != other.threshold_ || allowance_ != other.allowance_) {
     return MergeStatus::kRule;
   }
   shifts_ = std::min(shifts_ + other.shifts_, kMostShifts);
@@ -148,6 +149,7 @@ MergeStatus CDriftAlarm::Merge(const CDriftAlarm& other) {
 /// Everything of an alarm, in the order of its record.
 struct CDriftAlarm::SRecord {
   double threshold = 0.0;
+  double allowance = 0.0;
   std::int64_t shifts = 0;
   std::int64_t alarms = 0;
   detail::ScoreMoments::Words moments{};
@@ -161,8 +163,8 @@ struct CDriftAlarm::SRecord {
   double downPlace = 0.0;
 
   static constexpr auto Fields(auto& r) {
-    return std::tie(r.threshold, r.shifts, r.alarms, r.moments, r.upSum, r.upParts, r.upExcess,
-                    r.upPlace, r.downSum, r.downParts, r.downExcess, r.downPlace);
+    return std::tie(r.threshold, r.allowance, r.shifts, r.alarms, r.moments, r.upSum, r.upParts,
+                    r.upExcess, r.upPlace, r.downSum, r.downParts, r.downExcess, r.downPlace);
   }
 
   bool IsConsistent() const {
@@ -171,16 +173,17 @@ struct CDriftAlarm::SRecord {
       return sum >= 0.0 && sum <= threshold && count(parts, shifts) && !std::isnan(excess) &&
              !std::isnan(place);
     };
-    return threshold >= 0.0 && threshold <= kMostThreshold && count(shifts, kMostShifts) &&
-           count(alarms, shifts) && side(upSum, upParts, upExcess, upPlace) &&
+    return threshold >= 0.0 && threshold <= kMostThreshold && allowance >= 0.0 &&
+           allowance <= kMostAllowance && count(shifts, kMostShifts) && count(alarms, shifts) &&
+           side(upSum, upParts, upExcess, upPlace) &&
            side(downSum, downParts, downExcess, downPlace);
   }
 };
 
 bool CDriftAlarm::WriteState(CFileStream& file) const try {
-  const SRecord state{threshold_, shifts_,     alarms_,      moments_.ToWords(),
-                      up_.sum,    up_.parts,   up_.excess,   up_.place,
-                      down_.sum,  down_.parts, down_.excess, down_.place};
+  const SRecord state{threshold_,  allowance_,   shifts_,    alarms_,   moments_.ToWords(),
+                      up_.sum,     up_.parts,    up_.excess, up_.place, down_.sum,
+                      down_.parts, down_.excess, down_.place};
   detail::RecordWriter record;
   detail::BeginLearnState(record, detail::LearnStateKind::kDriftAlarm);
   record.PutFields(state);
@@ -204,6 +207,7 @@ LearnStateStatus CDriftAlarm::ReadState(CFileStream& file) try {
     return LearnStateStatus::kContent;
   }
   threshold_ = state.threshold;
+  allowance_ = state.allowance;
   shifts_ = state.shifts;
   alarms_ = state.alarms;
   moments_ = detail::ScoreMoments(state.moments);
