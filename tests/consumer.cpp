@@ -1,5 +1,6 @@
 // Uses every exported class of an installed limes once, so that no symbol of it is hidden: makes,
-// copies, moves and assigns what can be made, and asks the others for their types.
+// copies, moves and assigns what can be made, and asks the others for their types. The test of the
+// installation lists the classes from the headers.
 #include <cstdio>
 #include <type_traits>
 #include <typeinfo>
@@ -10,6 +11,8 @@
 namespace {
 
 using namespace limes;
+using namespace limes::detail;
+using namespace limes::DVL;
 
 template <class T>
 std::size_t Use() {
@@ -36,19 +39,8 @@ std::size_t UseAll() {
 
 int main() {
   const std::size_t used = UseAll<
-      CArithExpression, CClavis, CClonable, CCompressedVector, CDefectReport, CDefectReportOrdner,
-      CDimDescription, CDimDescriptionVec, CDiskStream, CDriftAlarm, CExpAverFacGenerator,
-      CExpression, CFileStream, CFittedPart, CSignalInfoHandle, CInfoHandle<CInfoObject>,
-      CInfoHandleBase, CInfoNode, CInfoObject, CInfoObjectServerBase, CIntervallCodierung,
-      CKurvenLernWerkzeug, CLearnGuard, CLimitCalibration, CLernenderGrenzwert, CMeasuringUnit,
-      CMeasuringUnit::UnitStrings, CMemoryStream, CMiniProtocolItem, CModuleRegistration, CObject,
-      COtherParts, CPolygonCodierung, CPolygonTool, CProtocolItem, CProtocolItemList, CQuinterMFC,
-      CResampleTool, CResourceEntry, CResourceList, CResourceSea, CSObject, CSObjectRegister,
-      CSerializer, CSigCurve, CSigCurveArray, CSigCurveAssistent, CSigCurveCollection, CSigCurveExt,
-      CSigCurveList, CSigND, CSigNDBase, CSigPairs, CSigPairsList, CSigPairsTm, CSigPairsVM,
-      CSigRaw, CSightSeeing, CSignal, CSignalInfo, CStorable, CTimeFloatScaling, CTrackLernWerkzeug,
-      CViewable, ModuleRegistry, detail::RecordReader, detail::RecordWriter, SMeasuringUnitPOD,
-      DVL::StatisticsData_t, CStorable::failure, detail::SignalList<CSigCurveExt>>();
+#include "exported_classes.inc"
+      >();
   std::printf("%zu classes\n", used);
   return 0;
 }

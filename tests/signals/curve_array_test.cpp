@@ -41,18 +41,18 @@ TEST(CurveArray, SlotsGrowAndHandOver) {
   EXPECT_EQ(State(CSigCurveArray(4)), "- - - - T 0 1 0.25 x 0 1");
   auto* const first = new Ext(3);
   first->Date(4.0F);
-  EXPECT_SHOWN("1 1 1 0 0", array.AttachNext(first, true), array.AttachNext(new Ext(2), true),
-               array.Attach(3, new Ext(1), true), array.Attach(-1, first, true),
-               array.Attach(7, nullptr, true));
+  EXPECT_TRUE(array.AttachNext(first, true) && array.AttachNext(new Ext(2), true) &&
+              array.Attach(3, new Ext(1), true));
+  EXPECT_FALSE(array.Attach(-1, first, true) || array.Attach(7, nullptr, true));
   array.TPos(3, 9.0F);
   array.AttachOperationComplete();
   EXPECT_EQ(State(array), "4:0 0:0 - 9:0 T 4 9 1.25 x 0 1");
-  EXPECT_SHOWN("1 4", array.Expandieren(2), array.SlotCapacity()) << "never shrinks";
+  EXPECT_TRUE(array.Expandieren(2) && array.SlotCapacity() == 4) << "never shrinks";
   EXPECT_EQ(array.Detach(3), nullptr);
   const std::unique_ptr<Ext> detached(array.Detach(0));
   EXPECT_EQ(detached.get(), first);
-  EXPECT_SHOWN("1 7 7 1", array.AlleKurvenAusstatten(7), array[0]->DLen(), array[1]->DLen(),
-               array.KurveAusstatten(2, 5));
+  EXPECT_TRUE(array.AlleKurvenAusstatten(7) && array.KurveAusstatten(2, 5));
+  EXPECT_SHOWN("lengths 7 7", "lengths", array[0]->DLen(), array[1]->DLen());
   const std::unique_ptr<Ext> former(array[0]);
   EXPECT_TRUE(array.Attach(0, new Ext(1), false));
   array.KurvenFreigeben();
@@ -69,15 +69,16 @@ TEST(CurveArray, FillsSortsAndAppends) {
   plain.SetXUnit(u"Hz");
   Ext dated = MakeCurve<Ext>({3, 4});
   dated.Date(8.0F);
-  EXPECT_SHOWN("0 1 2 Hz", array.ErsteKurve(plain), array.WeitereKurve(plain),
-               array.WeitereKurve(plain, 3.5F), array.XUnit().mainunit());
+  EXPECT_SHOWN("at 0 1 2 unit Hz", "at", array.ErsteKurve(plain), array.WeitereKurve(plain),
+               array.WeitereKurve(plain, 3.5F), "unit", array.XUnit().mainunit());
   for (int i = 3; i < 20; ++i) {
     EXPECT_EQ(array.WeitereKurve(dated), i);
   }
   array.KurvenKomplett(4);
   EXPECT_EQ(State(array), "0:1 1:1 3.5:1 8:3 T 0 8 2 x 10 30");
-  EXPECT_SHOWN("0 1 3 -1", array.KurveSetzen(0, dated), array.KurveSetzen(1, *array[1], 6.0F),
-               array.KurveSetzen(3, plain), array.KurveSetzen(4, plain));
+  EXPECT_SHOWN("set 0 1 3 none -1", "set", array.KurveSetzen(0, dated),
+               array.KurveSetzen(1, *array[1], 6.0F), array.KurveSetzen(3, plain), "none",
+               array.KurveSetzen(4, plain));
   array.WertSetzen(2, 0, 9.0F);
   array.WertSetzen(9, 9, 9.0F);
   EXPECT_EQ(State(array), "8:3 6:1 3.5:9 8:1 T 0 8 2 x 10 30");
@@ -171,7 +172,7 @@ TEST(CurveArray, RangesAndSearch) {
   EXPECT_EQ(array.TMax(), 1.0F);
   array.TBereich(1, 8, 0.5F);
   array.TVBereich(-5, 4);
-  EXPECT_SHOWN("1 4", array.TVMin(), array.TVMax());
+  EXPECT_SHOWN("visible 1 4", "visible", array.TVMin(), array.TVMax());
   array.XVBereich(0.5F, 7);
   EXPECT_EQ(State(array), "1:0 3:1 3:2 - 8:4 T 1 8 0.5 x 0.5 2");
   const std::tuple<float, int, int, int> cases[] = {
@@ -184,7 +185,7 @@ TEST(CurveArray, RangesAndSearch) {
         << t << " from " << start;
   }
   array.AlleKurvenBereich(5, 15, CMeasuringUnit(), CMeasuringUnit());
-  EXPECT_SHOWN("15 5", array[4]->VMax(), array.XDelta());
+  EXPECT_SHOWN("valid to 15 step 5", "valid to", array[4]->VMax(), "step", array.XDelta());
 }
 
 TEST(CurveArray, ArithmeticIsThatOfTheCurves) {
@@ -195,12 +196,14 @@ TEST(CurveArray, ArithmeticIsThatOfTheCurves) {
   EXPECT_SHOWN("{0 19} {6 14}", ValuesOf(*a[0]), ValuesOf(*a[1]));
   a[0]->ResetVMinMax();
   a.QuadratAddieren(b, 2.0F);
-  EXPECT_SHOWN("{0 69} 1 0", ValuesOf(*a[0]), a.FitTogether(a), a.FitTogether(b));
+  EXPECT_SHOWN("{0 69}", ValuesOf(*a[0]));
+  EXPECT_TRUE(a.FitTogether(a) && !a.FitTogether(b));
   float low = 77;
   float high = 77;
-  EXPECT_SHOWN("0 77", CSigCurveArray(3).GlobalesMinMax(low, high), low);
+  EXPECT_TRUE(!CSigCurveArray(3).GlobalesMinMax(low, high) && low == 77) << "untouched";
   a.WertSetzen(1, 0, kNaN);
-  EXPECT_SHOWN("1 0 69", a.GlobalesMinMax(low, high), low, high);
+  EXPECT_TRUE(a.GlobalesMinMax(low, high));
+  EXPECT_SHOWN("from 0 to 69", "from", low, "to", high);
 }
 
 // ---- Reductions against the operations of curves, one after the other.
@@ -311,10 +314,11 @@ TEST(CurveArrayReductions, UnitsAndTargetsInTheArray) {
   CSigCurveArray array = AtPositions({0, 1});
   array[0]->SetYUnit(u"Pa");
   Ext target;
-  EXPECT_SHOWN("1 Pa²", array.QuadratSumme(&target), target.YUnit().mainunit());
-  EXPECT_SHOWN("1 1 {0.5 5}", array.Mittelwert(array[1]), array.Maximum(array[0], 1),
-               ValuesOf(*array[0]));
-  EXPECT_SHOWN("0 0 0", array.Mittelwert(nullptr), array.Mittelwert(&target, nullptr),
+  EXPECT_TRUE(array.QuadratSumme(&target));
+  EXPECT_SHOWN("unit Pa²", "unit", target.YUnit().mainunit());
+  EXPECT_TRUE(array.Mittelwert(array[1]) && array.Maximum(array[0], 1));
+  EXPECT_SHOWN("{0.5 5}", ValuesOf(*array[0]));
+  EXPECT_FALSE(array.Mittelwert(nullptr) || array.Mittelwert(&target, nullptr) ||
                CSigCurveArray(3).Maximum(&target, 1));
 }
 
@@ -323,18 +327,18 @@ TEST(CurveArray, SectionsAcrossTheCurves) {
   array[1]->Malloc(1);
   array[1]->SetAt(0, 3);
   CSigPairs pairs;
-  EXPECT_SHOWN("2 8,5", array.Querschnitt(1, &pairs), pairs.Point(1));
-  EXPECT_SHOWN("3 4", array.Querschnitt(0.5F, &pairs), pairs.Wert(2));
-  EXPECT_SHOWN("0 0 3 0 0", array.Querschnitt(5.0F, &pairs), array.Querschnitt(-1, &pairs),
-               array.Querschnitt(0, &pairs), CSigCurveArray().Querschnitt(0, &pairs),
-               pairs.NPaare());
+  EXPECT_SHOWN("2 pairs to 8,5", array.Querschnitt(1, &pairs), "pairs to", pairs.Point(1));
+  EXPECT_SHOWN("3 pairs to 4", array.Querschnitt(0.5F, &pairs), "pairs to", pairs.Wert(2));
+  EXPECT_SHOWN("beside x 0 i 0 inside 3 empty 0 0", "beside x", array.Querschnitt(5.0F, &pairs),
+               "i", array.Querschnitt(-1, &pairs), "inside", array.Querschnitt(0, &pairs), "empty",
+               CSigCurveArray().Querschnitt(0, &pairs), pairs.NPaare());
   Ext curve;
-  EXPECT_SHOWN("3 {0 3 0 3} 2 10", array.Querschnitt(0, &curve), ValuesOf(curve), curve.XMin(),
-               curve.XMax());
+  EXPECT_SHOWN("3 {0 3 0 3} x 2 10", array.Querschnitt(0, &curve), ValuesOf(curve), "x",
+               curve.XMin(), curve.XMax());
   delete array.Detach(3);
-  EXPECT_SHOWN("2 1", array.Querschnitt(0, &curve), curve.IMax());
+  EXPECT_SHOWN("2 valid to 1", array.Querschnitt(0, &curve), "valid to", curve.IMax());
   EXPECT_SHOWN("2 {5 3 0 0}", array.FlaechenKurveBilden(&curve, 0, 2, false), ValuesOf(curve));
-  EXPECT_SHOWN("0 0", array.Querschnitt(9, &curve), curve.IsValid());
+  EXPECT_TRUE(array.Querschnitt(9, &curve) == 0 && !curve.IsValid());
 }
 
 TEST(CurveArray, KeepsTheLastPositionWithoutItsStart) {
