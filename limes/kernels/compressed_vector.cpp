@@ -126,7 +126,7 @@ bool CCompressedVector::ReadFromFile(CFileStream& file) {
     return false;
   }
   head_ = head;
-  // The stated size of the record is not looked at; what is written again states the true one.
+  // The size in a record is not looked at; the true one is written again.
   head_.recordSize = static_cast<std::int32_t>(std::min<std::int64_t>(
       std::int64_t{head.dataBytes} + kHeadBytes, std::numeric_limits<std::int32_t>::max()));
   return true;

@@ -9,9 +9,10 @@
 ///
 /// n counts elements. An increment (inc, srcInc, ...) is the distance of neighbouring elements in
 /// elements, so that a row, a column or every k-th sample is worked on in place; 0 repeats one
-/// element. "Ip" in a name: in place. The order of the arguments differs from kernel to kernel;
-/// hosts rely on each. Pointers must not be null unless said; n = 0 writes nothing and reduces to
-/// 0.0 unless said. Nothing allocates or throws. O(n) unless said.
+/// element. "Ip" in a name: in place. The order of the arguments differs from kernel to kernel and
+/// must stay: a call in another order compiles and works on other elements. Pointers must not be
+/// null unless said; n = 0 writes nothing and reduces to 0.0 unless said. Nothing allocates or
+/// throws. O(n) unless said.
 ///
 /// Arithmetic is single precision in ascending order of the elements, sums included, so that
 /// results are the same bits on every processor and for every increment and alignment. Only which

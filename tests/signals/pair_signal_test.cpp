@@ -7,11 +7,11 @@
 namespace limes::test {
 namespace {
 
-/// Pairs (x, 10 x), appended.
+/// Pairs (x, x |x|), appended: on no line, so that each wrong neighbour shows.
 CSigPairs MakeRun(const Floats& x) {
   CSigPairs run;
   for (const float at : x) {
-    run.NeuesPaar(at, 10 * at);
+    run.NeuesPaar(at, at * std::fabs(at));
   }
   return run;
 }
@@ -60,28 +60,28 @@ TEST(PairSignal, EveryStepAgreesWithPlainLoops) {
 // What the loops above do not compare.
 TEST(PairSignal, OperationTable) {
   const std::tuple<const char*, Floats, int (*)(CSigPairs&), const char*> kCases[] = {
-      LIMES_ROW(({1}), r.Aendern(1, 5, 5), "0 {1} {10} 3"),
-      LIMES_ROW(({1, 2, 3}), r.Resize(2), "1 {1 2} {10 20} 1"),
-      LIMES_ROW(({1, 2, 3}), r.AbschnittKopieren(r, 2, 9), "2 {2 3} {20 30} 1"),
-      LIMES_ROW(({3, 2, 1}), r.AbschnittKopierenIdx(r, -4, 1), "2 {3 2} {30 20} 2"),
-      LIMES_ROW(({1, 2}), r.Append(r), "1 {1 2 1 2} {10 20 10 20} 0"),
-      LIMES_ROW(({1, 2}), r.Resize(1U << 31) || r.NeueGroesse(1U << 30), "0 {1 2} {10 20} 1"),
+      LIMES_ROW(({1}), r.Aendern(1, 5, 5), "0 {1} {1} 3"),
+      LIMES_ROW(({1, 2, 3}), r.Resize(2), "1 {1 2} {1 4} 1"),
+      LIMES_ROW(({1, 2, 3}), r.AbschnittKopieren(r, 2, 9), "2 {2 3} {4 9} 1"),
+      LIMES_ROW(({3, 2, 1}), r.AbschnittKopierenIdx(r, -4, 1), "2 {3 2} {9 4} 2"),
+      LIMES_ROW(({1, 2}), r.Append(r), "1 {1 2 1 2} {1 4 1 4} 0"),
+      LIMES_ROW(({1, 2}), r.Resize(1U << 31) || r.NeueGroesse(1U << 30), "0 {1 2} {1 4} 1"),
       LIMES_ROW(({1, 2}), (r.Free(), 0), "0 {} {} 1"),
       LIMES_ROW(({1, 2}), (r /= 0, 0), "0 {1 2} {0 0} 1"),
-      LIMES_ROW(({1, 2}), (r /= 4, r += 1, r -= 2, 0), "0 {1 2} {1.5 4} 1"),
-      LIMES_ROW(({1, 2, 3}), (r << 20, 0), "0 {1 2 3} {10 20 20} 1"),
-      LIMES_ROW(({1, 2, kNaN}), (r >> 15, 0), "0 {1 2 nan} {15 20 nan} 0"),
+      LIMES_ROW(({1, 2}), (r /= 4, r += 1, r -= 2, 0), "0 {1 2} {-0.75 0} 1"),
+      LIMES_ROW(({1, 2, 3}), (r << 5, 0), "0 {1 2 3} {1 4 5} 1"),
+      LIMES_ROW(({1, 2, kNaN}), (r >> 3, 0), "0 {1 2 nan} {3 4 nan} 0"),
       LIMES_ROW(({-1, 10}), (r.WurzelZiehen(), 0), "0 {-1 10} {0 10} 1"),
-      LIMES_ROW(({-1, 1}), (r.Abs(), r.DatenSpiegeln(), 0), "0 {-1 1} {-10 -10} 1"),
-      LIMES_ROW(({1, 2, 3}), r.Mittelwert(), "20 {1 2 3} {10 20 30} 1"),
-      LIMES_ROW(({1, 2, 3}), (r /= r - MakeRun({2, 4}), 0), "0 {2 3} {0 0} 1"),
+      LIMES_ROW(({-1, 1}), (r.Abs(), r.DatenSpiegeln(), 0), "0 {-1 1} {-1 -1} 1"),
+      LIMES_ROW(({1, 2, 4}), r.Mittelwert(), "7 {1 2 4} {1 4 16} 1"),
+      LIMES_ROW(({1, 2, 3}), (r /= r - MakeRun({2, 4}), 0), "0 {2 3} {0 -9} 1"),
       LIMES_ROW(({2, 3}), (r += MakeRun({5, 6}), 0), "0 {} {} 3"),
-      LIMES_ROW(({2, 3}), (r.UnionWith(MakeRun({6, 5})), 0), "0 {2 3 5 6} {20 30 50 60} 1"),
-      LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, true), 0), "0 {1 4 5} {10 30 50} 1"),
-      LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, false), 0), "0 {1 4 5} {10 40 50} 1"),
-      LIMES_ROW(({1, 4}), r < MakeRun({1, 4}) + MakeRun({1, 4}), "1 {1 4} {10 40} 1"),
-      LIMES_ROW(({1, 4}), r > MakeRun({7, 9}), "0 {1 4} {10 40} 1"),
-      LIMES_ROW(({1, 4}), r > MakeCurve({5, 9}, 0, 8), "1 {1 4} {10 40} 1"),
+      LIMES_ROW(({2, 3}), (r.UnionWith(MakeRun({6, 5})), 0), "0 {2 3 5 6} {4 9 25 36} 1"),
+      LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, true), 0), "0 {1 4 5} {1 9.666667 25} 1"),
+      LIMES_ROW(({1, 2, 3, 4, 5}), (r.Unterabtasten(3, false), 0), "0 {1 4 5} {1 16 25} 1"),
+      LIMES_ROW(({1, 4}), r < MakeRun({1, 4}) + MakeRun({1, 4}), "1 {1 4} {1 16} 1"),
+      LIMES_ROW(({1, 4}), r > MakeRun({7, 9}), "0 {1 4} {1 16} 1"),
+      LIMES_ROW(({3, 4}), r > MakeCurve({5, 9}, 0, 8), "1 {3 4} {9 16} 1"),
   };
   for (const auto& [name, x, operation, expected] : kCases) {
     CSigPairs run = MakeRun(x);
@@ -140,7 +140,7 @@ TEST(PairSignal, StatisticsAndTolerance) {
   float x = 0;
   float deviation = 0;
   run.Mittelwert(&deviation);
-  EXPECT_SHOWN("30.397367 55.136196 40 2", deviation, run.RmsWert(),
+  EXPECT_SHOWN("30.871346 43.326664 56 2", deviation, run.RmsWert(),
                run.MaxKurvenAbstand(MakeCurve({60, 60}, 2, 7), &x, true), x);
   for (const float stored : {0.05F, -5.0F, -101.0F}) {
     stored < -100 ? run.PunktgleichheitAutoToleranz() : run.PunktgleichheitToleranz(stored);
@@ -161,11 +161,13 @@ TEST(PairSignal, CurvesThereAndBack) {
   curve.SetXUnit(u"Hz");
   CSigPairs run(curve);
   EXPECT_SHOWN("{20 30} 1 Hz", XOf(run), FlagsOf(run), run.XUnit().mainunit());
-  const std::pair<Floats, const char*> kCases[] = {
-      // values, x max, inverse scale
-      {{10, 50}, "{100 200 300 400} 50 1"},   {{50, 10}, "{100 200 300 400} 50 -1"},
-      {{20, 25, 40}, "{7 200 250 400} 50 1"}, {{-20, 30}, "{50 175 300 7} 50 1"},
-      {{1, 5}, "{10 20 30 40} 5 1"},          {{60, 90}, "{7 7 7 7} 50 1"}};
+  const std::pair<Floats, const char*> kCases[] = {// values, x max, inverse scale
+                                                   {{10, 50}, "{100 700 1300 1900} 50 1"},
+                                                   {{50, 10}, "{100 700 1300 1900} 50 -1"},
+                                                   {{20, 25, 40}, "{7 400 625 1600} 50 1"},
+                                                   {{-20, 30}, "{250 575 900 7} 50 1"},
+                                                   {{1, 5}, "{1 7 13 19} 5 1"},
+                                                   {{60, 90}, "{7 7 7 7} 50 1"}};
   for (const auto& [x, expected] : kCases) {
     CSigCurve target = MakeCurve({7, 7, 7, 7}, 10, 50);
     MakeRun(x).KurveBilden(&target, x[1] == 5);

@@ -5,7 +5,7 @@
 #include "limes/signals/pair_signal.h"
 #include "tests/support/bits.h"
 
-// The stated procedures of a run as plain loops, held against CSigPairs step by step on random runs
+// What a run of pairs does as plain loops, held against CSigPairs step by step on random runs
 // with equal x, NaN, falling order, flags that no longer fit, and pointers handed out.
 namespace limes::test::pairs {
 
