@@ -1,11 +1,11 @@
 #pragma once
 
-/// LIMES_CLONES before the definition of a function: it is compiled a second time for AVX2, and the
-/// processor decides at load which form runs. AVX2 holds no fused multiply-add, so both forms give
-/// the same bits. Only for functions outside of headers, and not for reductions that must stay in
-/// order. Empty where the compiler or the loader has no such choice; the thread sanitizer's run
-/// time is not ready yet when the choice is made. With LIMES_NARROW all processors run the same
-/// baseline form.
+/// LIMES_CLONES before the definition of a function: it is compiled again for AVX2 and for AVX-512,
+/// and the processor decides at load which form runs. All forms give the same bits as long as
+/// -ffp-contract=off keeps the fused multiply-add that AVX-512 holds out of them. Only for
+/// functions outside of headers, and not for reductions that must stay in order. Empty where the
+/// compiler or the loader has no such choice; the thread sanitizer's run time is not ready yet when
+/// the choice is made. With LIMES_NARROW all processors run the same baseline form.
 #if defined(__SANITIZE_THREAD__)
 #define LIMES_NARROW
 #elif defined(__has_feature)
@@ -21,7 +21,7 @@
 #if !defined(LIMES_CLONES)
 #if defined(__x86_64__) && defined(__linux__) && defined(__GLIBC__) && \
     (!defined(__clang__) || __clang_major__ >= 14)
-#define LIMES_CLONES __attribute__((target_clones("avx2", "default")))
+#define LIMES_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
 #else
 #define LIMES_CLONES
 #endif
