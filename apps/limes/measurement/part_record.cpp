@@ -18,11 +18,13 @@ struct SHead {
   std::uint32_t single = 0;
   double x0 = 0.0;
   double dx = 1.0;
+  double value = 0.0;        ///< of a single value
   std::uint32_t places = 0;  ///< x of each value where steps are not equal
   std::uint32_t values = 0;
+  std::uint32_t covered = 0;  ///< marks of points near a measurement, or none
 
   static constexpr auto Fields(auto& h) {
-    return std::tie(h.nameBytes, h.single, h.x0, h.dx, h.places, h.values);
+    return std::tie(h.nameBytes, h.single, h.x0, h.dx, h.value, h.places, h.values, h.covered);
   }
 };
 
@@ -30,14 +32,16 @@ bool Read(detail::RecordReader& in, SQuantity& q) {
   SHead head;
   std::vector<char> name;
   if (!in.GetFields(head) || !in.GetArray(name, head.nameBytes) || !in.GetArray(q.x, head.places) ||
-      !in.GetArray(q.values, head.values)) {
+      !in.GetArray(q.values, head.values) || !in.GetArray(q.covered, head.covered)) {
     return false;
   }
   q.name.assign(name.begin(), name.end());
   q.single = head.single != 0;
   q.x0 = head.x0;
   q.dx = head.dx;
-  return !q.values.empty() && (q.x.empty() || q.x.size() == q.values.size());
+  q.value = head.value;
+  return q.values.empty() == q.single && (q.x.empty() || q.x.size() == q.values.size()) &&
+         (q.covered.empty() || q.covered.size() == q.values.size());
 }
 
 }  // namespace
@@ -47,11 +51,13 @@ std::vector<std::uint8_t> RecordOf(const SPart& part) {
   out.Put(kVersion);
   for (const SQuantity& q : part.quantities) {
     out.PutFields(SHead{static_cast<std::uint32_t>(q.name.size()), q.single ? 1U : 0U, q.x0, q.dx,
-                        static_cast<std::uint32_t>(q.x.size()),
-                        static_cast<std::uint32_t>(q.values.size())});
+                        q.value, static_cast<std::uint32_t>(q.x.size()),
+                        static_cast<std::uint32_t>(q.values.size()),
+                        static_cast<std::uint32_t>(q.covered.size())});
     out.PutBytes(q.name.data(), q.name.size());
     out.PutArray(std::span(q.x));
     out.PutArray(std::span(q.values));
+    out.PutArray(std::span(q.covered));
   }
   return {out.Bytes().begin(), out.Bytes().end()};
 }
@@ -95,7 +101,7 @@ std::int64_t ContentOf(const SPart& part, std::span<const std::uint8_t> record) 
   };
   std::size_t values = 0;
   for (const SQuantity& q : part.quantities) {
-    values += q.values.size();
+    values += q.single ? 1 : q.values.size();
   }
   add(record);
   if (values < kFewValues) {
