@@ -200,6 +200,9 @@ class LIMES_EXPORT CLernenderGrenzwert {
 
   SExact ExactOrPlain() const;
 
+  /// Whether the limit that was read is another one than the rule forms.
+  void FindGiven();
+
   double mean_ = 0.0;
   double meanSquare_ = 0.0;
   double limit_ = 0.0;

@@ -75,7 +75,6 @@ bool CLernenderGrenzwert::AusArchivLaden(CSerializer* archive) {
   }
   const auto value = [&floats](std::size_t i) { return double{std::bit_cast<float>(floats[i])}; };
   exact_ = {};
-  given_ = true;
   mean_ = value(0);
   meanSquare_ = value(1);
   limit_ = value(2);
@@ -84,6 +83,7 @@ bool CLernenderGrenzwert::AusArchivLaden(CSerializer* archive) {
   factor_ = value(5);
   lower_ = value(6);
   upper_ = value(7);
+  FindGiven();
   return true;
 }
 
@@ -187,7 +187,6 @@ LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) try {
   if ((has & 2) != 0) {
     unit_ = std::move(unit);
   }
-  given_ = true;
   mean_ = state.mean;
   meanSquare_ = state.meanSquare;
   limit_ = state.limit;
@@ -207,6 +206,7 @@ LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) try {
   hasFixedLower_ = state.hasFixedLower != 0;
   hasFixedUpper_ = state.hasFixedUpper != 0;
   name_ = state.name;
+  FindGiven();
   return LearnStateStatus::kOk;
 } catch (const std::bad_alloc&) {
   return LearnStateStatus::kMemory;

@@ -17,6 +17,13 @@ CLernenderGrenzwert::SExact CLernenderGrenzwert::ExactOrPlain() const {
   return {true, mean_, 0.0, std::max(meanSquare_ - mean_ * mean_, 0.0), kFloatStep};
 }
 
+void CLernenderGrenzwert::FindGiven() {
+  const double read = limit_;
+  GrenzwertErneuern(1.0F);
+  given_ = static_cast<float>(limit_) != static_cast<float>(read);
+  limit_ = read;
+}
+
 PartStatus CLernenderGrenzwert::Fit(const SValuePart& part, SFittedValue& fitted) const {
   fitted = {};
   fitted.value = part.value;
@@ -43,6 +50,7 @@ bool CLernenderGrenzwert::MakeRoom(const SValuePart& part, const SFittedValue& /
 
 void CLernenderGrenzwert::LearnFitted(SFittedValue& fitted) {
   if (count_ == 0) {
+    generator_.ResetTime();  // else the first value would count twice
     exact_ = {true, fitted.value, 0.0, 0.0, std::numeric_limits<double>::epsilon()};
   } else {
     exact_ = ExactOrPlain();

@@ -1,8 +1,86 @@
 #include "limes/learning/signal_health.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
 
 namespace limes {
+namespace {
+
+/// How often a recording lies at its outermost value on one side.
+struct SOutermost {
+  float level = 0.0F;
+  std::size_t samples = 0;    ///< at the outermost value
+  std::size_t next = 0;       ///< at the next value inside
+  std::size_t stretches = 0;  ///< of samples at the outermost value, one after the other
+  std::size_t longOnes = 0;   ///< of 3 samples and more
+};
+
+SOutermost OutermostOf(std::span<const float> samples, float sign) {
+  constexpr float kLowest = -std::numeric_limits<float>::infinity();
+  SOutermost most;
+  most.level = kLowest;
+  float inside = kLowest;
+  for (const float sample : samples) {
+    const float x = sign * sample;
+    if (x > most.level) {
+      inside = most.level;
+      most.level = x;
+    } else if (x > inside && x < most.level) {
+      inside = x;
+    }
+  }
+  std::size_t length = 0;
+  for (const float sample : samples) {
+    const float x = sign * sample;
+    most.next += x == inside ? 1 : 0;
+    length = x == most.level ? length + 1 : 0;
+    most.samples += length > 0 ? 1 : 0;
+    most.stretches += length == 1 ? 1 : 0;
+    most.longOnes += length == 3 ? 1 : 0;
+  }
+  return most;
+}
+
+/// Of noise the outermost values are the rarest ones, and lie there one at a time.
+bool IsPiledUp(const SOutermost& most) {
+  constexpr std::size_t kLongOnes = 3;
+  constexpr std::size_t kStretches = 8;
+  constexpr std::size_t kTimesNext = 4;
+  return most.longOnes >= kLongOnes ||
+         (most.stretches >= kStretches && most.samples >= kTimesNext * most.next);
+}
+
+/// Signals of few values, as switches, rest at the outermost ones without being clipped.
+bool HasManyValues(std::span<const float> samples) {
+  std::array<float, 32> values;
+  std::size_t count = 0;
+  for (const float sample : samples) {
+    const auto end = values.begin() + static_cast<std::ptrdiff_t>(count);
+    if (std::find(values.begin(), end, sample) == end) {
+      if (count == values.size()) {
+        return true;
+      }
+      values[count++] = sample;
+    }
+  }
+  return false;
+}
+
+/// Only what swings about 0, as sound and vibration: other curves may rest at their largest value.
+bool IsClipped(std::span<const float> samples) {
+  const SOutermost top = OutermostOf(samples, 1.0F);
+  const SOutermost bottom = OutermostOf(samples, -1.0F);
+  const float larger = std::max(top.level, bottom.level);
+  const bool swings = std::min(top.level, bottom.level) >= 0.125F * larger;
+  const auto full = [larger](const SOutermost& most) {
+    return 2.0F * most.level >= larger && IsPiledUp(most);
+  };
+  return swings && (full(top) || full(bottom)) && HasManyValues(samples);
+}
+
+}  // namespace
 
 const wide_char* Text(SignalHealth health) {
   switch (health) {
@@ -28,7 +106,7 @@ SignalHealth HealthOf(std::span<const float> samples) {
   if (std::all_of(samples.begin(), samples.end(), [first](float x) { return x == first; })) {
     return first == 0.0F ? SignalHealth::kSilent : SignalHealth::kConstant;
   }
-  return SignalHealth::kHealthy;
+  return IsClipped(samples) ? SignalHealth::kClipped : SignalHealth::kHealthy;
 }
 
 }  // namespace limes

@@ -19,8 +19,11 @@ enum class SignalHealth {
 /// The health in words, in English.
 LIMES_EXPORT const wide_char* Text(SignalHealth health);
 
-/// Looks at the samples of a recording, before spectra and levels are made of them. Unknown for
-/// fewer than 2 samples. NaN is a value like any other. O(n).
+/// Looks at the samples of a recording, before spectra and levels are made of them. Clipped is one
+/// that swings about 0, has more than 32 different values, and lies at its outermost value, on a
+/// side that reaches at least half as far as the other, either 3 times for 3 samples and more, or
+/// 8 times and 4 times as often as at the next value inside. A recording scaled afterwards is
+/// found all the same. Unknown for fewer than 2 samples. NaN counts for nothing. O(n).
 LIMES_EXPORT SignalHealth HealthOf(std::span<const float> samples);
 
 }  // namespace limes

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -152,6 +153,100 @@ TEST(CheckedTrack, RefusesWhatDoesNotBelong) {
       {"clipped", S::kClipped, S::kClipped, {.health = SignalHealth::kClipped}},
   };
   ExpectRefused<CTrackLernWerkzeug>(kCases);
+}
+
+/// Values that good parts have, and what is said of a further one.
+TEST(CheckedValue, KnowsWhatItsNumbersCanTell) {
+  struct SValueCase {
+    const char* name;
+    double mean;
+    double spread;
+    double resolution;
+    double value;
+    Verdict verdict;
+    PartStatus reason;
+  };
+  constexpr double kClock = 24'576'000.0;
+  constexpr double kFloatStep = 2.0;  // of a float there
+  const SValueCase kCases[] = {
+      {"inside", kClock, 0.1, 0.0, kClock + 0.2, Verdict::kPass, S::kOk},
+      {"a spread lost in the square of the mean", kClock, 0.1, 0.0, kClock + 0.9, Verdict::kFail,
+       S::kOk},
+      {"given in single precision", kClock, 0.0, kFloatStep, kClock, Verdict::kNotJudged,
+       S::kResolution},
+      {"far beyond all the same", kClock, 0.0, kFloatStep, kClock + 4.0, Verdict::kFail, S::kOk},
+      {"constant", 4.0, 0.0, 0.0, 4.0, Verdict::kPass, S::kOk},
+      {"another one than the constant", 4.0, 0.0, 0.0, 5.0, Verdict::kFail, S::kOk},
+      {"not finite", 4.0, 1.0, 0.0, double{kNaN}, Verdict::kNotJudged, S::kNotFinite},
+  };
+  for (const SValueCase& c : kCases) {
+    SCOPED_TRACE(c.name);
+    CSided<CLernenderGrenzwert> whole;
+    CSided<CLernenderGrenzwert> first;
+    CSided<CLernenderGrenzwert> second;
+    for (auto* const limits : {&whole, &first, &second}) {
+      limits->SetRule(0.0F, 3.0F);
+    }
+    for (int i = 0; i < 20; ++i) {
+      const SValuePart part(c.mean + (i % 2 == 0 ? c.spread : -c.spread), CMeasuringUnit(u"Hz"),
+                            c.resolution);
+      ASSERT_EQ(whole.LearnPart(part), LearnStatus::kOk);
+      ASSERT_EQ((i < 9 ? first : second).LearnPart(part), LearnStatus::kOk);
+    }
+    ASSERT_EQ(first[Side::kUpper].Merge(second[Side::kUpper]), MergeStatus::kOk);
+    CMemoryStream record(StateOf(first[Side::kUpper]));
+    CLernenderGrenzwert read;
+    ASSERT_EQ(read.ReadState(record), LearnStateStatus::kOk);
+
+    const SValuePart part(c.value, CMeasuringUnit(u"Hz"), c.resolution);
+    CSidedJudgement judgement;
+    whole.JudgePart(part, judgement);
+    EXPECT_EQ(judgement[Side::kUpper].verdict, c.verdict);
+    EXPECT_EQ(judgement[Side::kUpper].reason, c.reason)
+        << WideToUtf8(Text(judgement[Side::kUpper].reason));
+    EXPECT_NE(judgement[Side::kLower].verdict, Verdict::kFail);
+    const SPartJudgement joined = read.JudgePart(part);
+    EXPECT_EQ(joined.verdict, judgement[Side::kUpper].verdict) << "joined and read back";
+    EXPECT_NEAR(joined.spread, judgement[Side::kUpper].spread, 1e-6);
+    EXPECT_EQ(read.JudgePart({c.mean, CMeasuringUnit(u"V")}).reason, S::kUnit);
+  }
+}
+
+TEST(SignalHealth, TellsRecordingsFromDeadAndClippedOnes) {
+  struct SHealthCase {
+    const char* name;
+    float (*sample)(int i);
+    SignalHealth health;
+  };
+  const SHealthCase kCases[] = {
+      {"silent", [](int) { return 0.0F; }, SignalHealth::kSilent},
+      {"constant", [](int) { return 0.5F; }, SignalHealth::kConstant},
+      {"sound", [](int i) { return std::sin(0.1F * static_cast<float>(i)); },
+       SignalHealth::kHealthy},
+      {"clipped", [](int i) { return std::min(std::sin(0.1F * static_cast<float>(i)), 0.9F); },
+       SignalHealth::kClipped},
+      {"single samples at full scale",
+       [](int i) {
+         const float x =
+             std::sin(1.3F * static_cast<float>(i)) + std::sin(0.71F * static_cast<float>(i));
+         return std::clamp(x, -1.7F, 1.7F);
+       },
+       SignalHealth::kClipped},
+      {"a cycle that rests at its setpoints",
+       [](int i) { return std::clamp(3.0F * std::sin(0.05F * static_cast<float>(i)), 0.0F, 1.0F); },
+       SignalHealth::kHealthy},
+      {"a switch", [](int i) { return i / 50 % 2 == 0 ? 1.0F : -1.0F; }, SignalHealth::kHealthy},
+      {"a count of few steps", [](int i) { return static_cast<float>(i / 5 % 9 - 4); },
+       SignalHealth::kHealthy},
+  };
+  for (const SHealthCase& c : kCases) {
+    SCOPED_TRACE(c.name);
+    std::vector<float> samples;
+    for (int i = 0; i < 2000; ++i) {
+      samples.push_back(c.sample(i));
+    }
+    EXPECT_EQ(HealthOf(samples), c.health) << WideToUtf8(Text(HealthOf(samples)));
+  }
 }
 
 }  // namespace
