@@ -1,6 +1,10 @@
 #include "recordings/errors.h"
 
+#include "recordings/text.h"
+
 namespace limes::recordings {
+
+CReadError::CReadError(const std::string& text) : std::runtime_error(Escaped(text)) {}
 
 CInputError::CInputError(const std::string& file, const std::string& reason)
     : CReadError(file + ": " + reason) {}

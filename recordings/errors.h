@@ -7,10 +7,10 @@
 namespace limes::recordings {
 
 /// A measurement that cannot be read: the text names the file, the line where there is one, and the
-/// reason.
+/// reason. It is escaped, so that no name in it forges a line.
 class CReadError : public std::runtime_error {
  protected:
-  using std::runtime_error::runtime_error;
+  explicit CReadError(const std::string& text);
 };
 
 /// What the file holds cannot be used.

@@ -9,6 +9,7 @@
 #include "recordings/forming/free_steps.h"
 #include "recordings/part_source.h"
 #include "recordings/tables/identification.h"
+#include "recordings/text.h"
 
 namespace limes::recordings {
 namespace {
@@ -69,6 +70,21 @@ TEST_F(Files, AConditionThatCannotBeCheckedIsRefused) {
   const std::string records = Write("a.curve", std::string(64, '\0'));
   EXPECT_THROW(Read({records}, {}, {{"gear", "3"}}), CInputError);
   EXPECT_THROW(Read({Write("b.csv", "x,y\n0,1\n1,2\n")}, {}, {{"gear", "3"}}), CInputError);
+}
+
+TEST_F(Files, NoNameInAMessageForgesALine) {
+  for (const char* text : {"x,a\xe2\x80\xa8z\n0,1\n", "x,y\n0,\x1b[2K\n"}) {
+    SReadSettings settings;
+    settings.use = {"a\nb"};
+    try {
+      Read({Write("a\nOK  b\x1b[2K.csv", text)}, settings);
+      ADD_FAILURE() << "was read: " << text;
+    } catch (const CReadError& e) {
+      EXPECT_THAT(e.what(),
+                  HasSubstr("/a\\nOK  b\\x1b[2K.csv:1: no column 'a\\nb' (there are x, "));
+      EXPECT_EQ(Escaped(e.what()), e.what());
+    }
+  }
 }
 
 TEST_F(Files, FoldersGiveTheirMeasurementsInOrder) {

@@ -6,6 +6,7 @@
 
 #include "apps/limes/errors.h"
 #include "limes/platform/print_window.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -36,6 +37,12 @@ int Dispatch(const SOptions& options, SConsole& console) {
   return RunDemo(options, console);
 }
 
+/// No name in the text forges a line.
+int Fail(SConsole& console, ExitCode code, std::string_view text) {
+  console.err << "limes: " << Escaped(text) << '\n';
+  return static_cast<int>(code);
+}
+
 }  // namespace
 
 bool IsCalled(const std::string& part, const std::string& name) {
@@ -55,22 +62,17 @@ int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
     PrWin::SetSink([](int, int, std::u16string_view) {});
     code = Dispatch(parsed.options, console);
   } catch (const CHostError& e) {
-    console.err << "limes: " << e.what() << '\n';
-    return static_cast<int>(e.Code());
+    return Fail(console, e.Code(), e.what());
   } catch (const CInputError& e) {
-    console.err << "limes: " << e.what() << '\n';
-    return static_cast<int>(ExitCode::kBadInput);
+    return Fail(console, ExitCode::kBadInput, e.what());
   } catch (const std::bad_alloc&) {
-    console.err << "limes: not enough memory\n";
-    return static_cast<int>(ExitCode::kStore);
+    return Fail(console, ExitCode::kStore, "not enough memory");
   } catch (const std::exception& e) {
-    console.err << "limes: " << e.what() << '\n';
-    return static_cast<int>(ExitCode::kStore);
+    return Fail(console, ExitCode::kStore, e.what());
   }
   console.out.flush();
   if (!console.out) {
-    console.err << "limes: the output could not be written\n";
-    return static_cast<int>(ExitCode::kStore);
+    return Fail(console, ExitCode::kStore, "the output could not be written");
   }
   return code;
 }

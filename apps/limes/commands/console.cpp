@@ -8,6 +8,8 @@
 #include <iostream>
 #include <string>
 
+#include "recordings/text.h"
+
 namespace limes::host {
 
 SConsole StandardConsole() {
@@ -19,7 +21,7 @@ SConsole StandardConsole() {
 }
 
 void Warn(SConsole& console, const std::string& text) {
-  console.err << "warning: " << text << '\n';
+  console.err << "warning: " << recordings::Escaped(text) << '\n';
 }
 
 bool CProgressBar::IsDue() { return console_.progress && Clock::now() >= next_; }

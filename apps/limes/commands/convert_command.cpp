@@ -100,7 +100,7 @@ int RunConvert(const SOptions& options, SConsole& console) {
                                            std::string(" cannot be written"));
   }
   for (const std::string& loss : losses) {
-    console.err << "warning: " << loss << '\n';
+    Warn(console, loss);
   }
   if (!options.output.empty()) {
     std::size_t quantities = 0;
@@ -108,7 +108,7 @@ int RunConvert(const SOptions& options, SConsole& console) {
       quantities += part.quantities.size();
     }
     console.out << "wrote " << quantities << (quantities == 1 ? " quantity" : " quantities")
-                << " to " << options.output << '\n';
+                << " to " << Escaped(options.output) << '\n';
   }
   return static_cast<int>(ExitCode::kAllGood);
 }

@@ -93,9 +93,9 @@ int RunForget(const SOptions& options, SConsole& console) {
   SaveModel(store, left, store.AddRun("forget", *settings));
   store.Commit();
   for (const SLearntPart& part : chosen) {
-    console.out << "forgot " << part.name << '\n';
+    console.out << "forgot " << Escaped(part.name) << '\n';
   }
-  console.out << store.CountParts(true) << " learnt in " << options.store << '\n';
+  console.out << store.CountParts(true) << " learnt in " << Escaped(options.store) << '\n';
   return static_cast<int>(ExitCode::kAllGood);
 }
 

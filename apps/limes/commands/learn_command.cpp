@@ -13,6 +13,7 @@
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
 #include "recordings/part_source.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -62,11 +63,11 @@ class CLearnRun {
       throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
     }
     for (const std::string& warning : model_->Warnings()) {
-      console_.err << "warning: " << warning << '\n';
+      Warn(console_, warning);
     }
     (options_.json ? console_.err : console_.out)
         << "learnt " << learntBefore_ << (learntBefore_ == 1 ? " part; " : " parts; ")
-        << store_->CountParts(true) << " in " << options_.store << '\n';
+        << store_->CountParts(true) << " in " << Escaped(options_.store) << '\n';
     return static_cast<int>(refused_.empty() ? ExitCode::kAllGood : ExitCode::kBadInput);
   }
 
@@ -193,7 +194,7 @@ class CLearnRun {
       if (options_.json) {
         PrintJson({{"part", refused.part}, {"learnt", false}, {"reason", refused.reason}});
       }
-      console_.err << "not learnt  " << refused.part << "  " << refused.reason << '\n';
+      console_.err << "not learnt  " << Escaped(refused.part + "  " + refused.reason) << '\n';
     }
   }
 

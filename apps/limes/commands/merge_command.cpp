@@ -148,27 +148,29 @@ class CMergeRun {
     }
     std::ostream& out = options_.json ? console_.err : console_.out;
     const std::int64_t parts = store_->CountParts(true);
-    out << parts << (parts == 1 ? " part" : " parts") << " learnt in " << options_.store << '\n';
+    out << parts << (parts == 1 ? " part" : " parts") << " learnt in " << Escaped(options_.store)
+        << '\n';
     if (twice_ > 0) {
       console_.err << "warning: " << twice_
                    << (twice_ == 1 ? " part has the name" : " parts have names")
                    << " of another one; the same parts must not be learnt twice\n";
     }
     for (const std::string& warning : model_->Warnings()) {
-      console_.err << "warning: " << warning << '\n';
+      Warn(console_, warning);
     }
   }
 
   void ReportText(const SOther& other) {
     console_.out << "joined " << other.parts.size()
-                 << (other.parts.size() == 1 ? " part of " : " parts of ") << other.path << ": "
-                 << other.quantities.both.size()
+                 << (other.parts.size() == 1 ? " part of " : " parts of ") << Escaped(other.path)
+                 << ": " << other.quantities.both.size()
                  << (other.quantities.both.size() == 1 ? " quantity\n" : " quantities\n");
     for (const std::string& name : other.quantities.onlyThere) {
-      console_.out << "  " << Quoted(name) << " is only in " << other.path << " and is left out\n";
+      console_.out << "  " << Quoted(name) << " is only in " << Escaped(other.path)
+                   << " and is left out\n";
     }
     for (const std::string& name : other.quantities.onlyHere) {
-      console_.out << "  " << Quoted(name) << " is not in " << other.path
+      console_.out << "  " << Quoted(name) << " is not in " << Escaped(other.path)
                    << " and stays as it is\n";
     }
   }

@@ -283,7 +283,8 @@ CLI::App* AddReport(CLI::App& app, SOptions& o) {
 std::string Explained(const CLI::App& app, const std::string& reason,
                       const std::vector<std::string>& arguments) {
   if (const auto chosen = app.get_subcommands(); !chosen.empty()) {
-    return "limes: " + reason + "\nlimes " + chosen[0]->get_name() + " --help lists all options\n";
+    return "limes: " + Escaped(reason) + "\nlimes " + chosen[0]->get_name() +
+           " --help lists all options\n";
   }
   const bool named = !arguments.empty() && !arguments[0].starts_with('-');
   std::string text =

@@ -66,7 +66,7 @@ int RunPlot(const SOptions& options, SConsole& console) {
   } else {
     RefuseStore(options.output, options.store);
     WriteOutput(options.output, svg, options.force);
-    console.out << "wrote " << options.output << '\n';
+    console.out << "wrote " << Escaped(options.output) << '\n';
   }
   return static_cast<int>(ExitCode::kAllGood);
 }

@@ -6,6 +6,7 @@
 #include "apps/limes/report/html_report.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/store/store.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -18,7 +19,7 @@ int WritePage(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   RefuseStore(options.output, options.store);
   WriteOutput(options.output, HtmlReport(store, options.allRuns), options.force);
-  console.out << "wrote " << options.output << '\n';
+  console.out << "wrote " << Escaped(options.output) << '\n';
   return static_cast<int>(ExitCode::kAllGood);
 }
 

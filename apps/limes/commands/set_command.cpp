@@ -5,6 +5,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 
@@ -28,7 +29,7 @@ int RunSet(const SOptions& options, SConsole& console) {
   store.SetSettings(settings);
   SaveModel(store, model, store.AddRun("set", settings));
   store.Commit();
-  console.out << options.store << " judges by the new rule\n";
+  console.out << Escaped(options.store) << " judges by the new rule\n";
   return static_cast<int>(ExitCode::kAllGood);
 }
 

@@ -6,6 +6,7 @@
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 
@@ -26,7 +27,7 @@ int RunShow(const SOptions& options, SConsole& console) {
   const std::int64_t learnt = store.CountParts(true);
   store.Rollback();
   if (!options.json) {
-    console.out << options.store << ": " << learnt << (learnt == 1 ? " part" : " parts")
+    console.out << Escaped(options.store) << ": " << learnt << (learnt == 1 ? " part" : " parts")
                 << " learnt\n";
   }
   for (const SLearntSummary& summary : model.Summaries()) {

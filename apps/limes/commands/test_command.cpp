@@ -11,6 +11,7 @@
 #include "apps/limes/report/report.h"
 #include "apps/limes/store/store.h"
 #include "recordings/part_source.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -131,7 +132,7 @@ class CTestRun {
       store_.Rollback();
       reportFile_->Write(page);
       reportFile_->Finish();
-      (options_.json ? console_.err : console_.out) << "wrote " << options_.output << '\n';
+      (options_.json ? console_.err : console_.out) << "wrote " << Escaped(options_.output) << '\n';
     }
   }
 
