@@ -46,6 +46,7 @@ PartStatus CFittedPart::Check(const SCurvePart& part) {
   const float* const values = part.curve.ValArray();
   const float* same = nullptr;  // the value that all have
   bool constant = true;
+  std::size_t points = 0;
   for (std::int64_t i = grid.first; i <= grid.last; ++i) {
     if (!part.covered.empty() && part.covered[static_cast<std::size_t>(i)] == 0) {
       continue;
@@ -55,12 +56,13 @@ PartStatus CFittedPart::Check(const SCurvePart& part) {
     }
     constant = constant && (same == nullptr || *same == values[i]);
     same = values + i;
+    ++points;
   }
   if (same == nullptr) {
     return PartStatus::kNoValues;
   }
   health_ = part.health;
-  if (health_ == SignalHealth::kUnknown && grid.last > grid.first) {
+  if (health_ == SignalHealth::kUnknown && (!constant || points >= kLeastConstant)) {
     health_ = !constant       ? SignalHealth::kHealthy
               : *same == 0.0F ? SignalHealth::kSilent
                               : SignalHealth::kConstant;

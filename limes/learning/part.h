@@ -43,8 +43,8 @@ struct SCurvePart {
   /// For each value of the curve 0 where nothing was measured nearby; empty: measured everywhere.
   std::span<const std::uint8_t> covered;
 
-  /// Of the recording that the curve was made of. Unknown: a curve of one value alone counts as
-  /// constant, clipping is not looked for.
+  /// Of the recording that the curve was made of. Unknown: a curve of kLeastConstant points and
+  /// more that are all the same counts as constant, clipping is not looked for.
   SignalHealth health;
 };
 
@@ -98,7 +98,7 @@ class LIMES_EXPORT CFittedPart {
   /// Points of the part, in steps of the grid.
   double PartPoints() const { return partPoints_; }
 
-  /// As given, else silent or constant where the values say so, else healthy.
+  /// As given, else silent, constant or healthy as the values say, unknown where they tell nothing.
   SignalHealth Health() const { return health_; }
 
   /// What the part needs before it can be learnt.

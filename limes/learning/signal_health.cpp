@@ -104,7 +104,9 @@ SignalHealth HealthOf(std::span<const float> samples) {
   }
   const float first = samples.front();
   if (std::all_of(samples.begin(), samples.end(), [first](float x) { return x == first; })) {
-    return first == 0.0F ? SignalHealth::kSilent : SignalHealth::kConstant;
+    return samples.size() < kLeastConstant ? SignalHealth::kUnknown
+           : first == 0.0F                 ? SignalHealth::kSilent
+                                           : SignalHealth::kConstant;
   }
   return IsClipped(samples) ? SignalHealth::kClipped : SignalHealth::kHealthy;
 }

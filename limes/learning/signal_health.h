@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "limes/export.h"
@@ -16,6 +17,9 @@ enum class SignalHealth {
   kClipped,   ///< it ran at full scale
 };
 
+/// Fewer values may all be the same by nature, as the levels of a few bands: that tells nothing.
+inline constexpr std::size_t kLeastConstant = 16;
+
 /// The health in words, in English.
 LIMES_EXPORT const wide_char* Text(SignalHealth health);
 
@@ -23,7 +27,8 @@ LIMES_EXPORT const wide_char* Text(SignalHealth health);
 /// that swings about 0, has more than 32 different values, and lies at its outermost value, on a
 /// side that reaches at least half as far as the other, either 3 times for 3 samples and more, or
 /// 8 times and 4 times as often as at the next value inside. A recording scaled afterwards is
-/// found all the same. Unknown for fewer than 2 samples. NaN counts for nothing. O(n).
+/// found all the same. Unknown for fewer than 2 samples, and for fewer than kLeastConstant that are
+/// all the same. NaN counts for nothing. O(n).
 LIMES_EXPORT SignalHealth HealthOf(std::span<const float> samples);
 
 }  // namespace limes

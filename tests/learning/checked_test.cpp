@@ -212,15 +212,25 @@ TEST(CheckedValue, KnowsWhatItsNumbersCanTell) {
   }
 }
 
+TEST(CheckedCurve, TakesFewPointsThatAreAllTheSame) {
+  for (const int points : {15, 16}) {
+    CSided<CKurvenLernWerkzeug> tools;
+    const CMade made({.points = points, .level = 500.0F, .health = SignalHealth::kUnknown});
+    EXPECT_EQ(tools.LearnPart(made.Part()), points < 16 ? S::kOk : S::kNoSignal);
+  }
+}
+
 TEST(SignalHealth, TellsRecordingsFromDeadAndClippedOnes) {
   struct SHealthCase {
     const char* name;
     float (*sample)(int i);
     SignalHealth health;
+    int count = 2000;
   };
   const SHealthCase kCases[] = {
       {"silent", [](int) { return 0.0F; }, SignalHealth::kSilent},
-      {"constant", [](int) { return 0.5F; }, SignalHealth::kConstant},
+      {"constant", [](int) { return 0.5F; }, SignalHealth::kConstant, 16},
+      {"few bands alike", [](int) { return 0.5F; }, SignalHealth::kUnknown, 15},
       {"sound", [](int i) { return std::sin(0.1F * static_cast<float>(i)); },
        SignalHealth::kHealthy},
       {"clipped", [](int i) { return std::min(std::sin(0.1F * static_cast<float>(i)), 0.9F); },
@@ -242,7 +252,7 @@ TEST(SignalHealth, TellsRecordingsFromDeadAndClippedOnes) {
   for (const SHealthCase& c : kCases) {
     SCOPED_TRACE(c.name);
     std::vector<float> samples;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < c.count; ++i) {
       samples.push_back(c.sample(i));
     }
     EXPECT_EQ(HealthOf(samples), c.health) << WideToUtf8(Text(HealthOf(samples)));
