@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "limes/core/measuring_unit.h"
+#include "limes/learning/signal_health.h"
 
 namespace limes::recordings {
 
@@ -58,6 +59,8 @@ struct SQuantity {
   /// For each value whether something was measured nearby, 0 where lines were drawn over a gap;
   /// empty when all are covered.
   std::vector<std::uint8_t> covered;
+
+  SignalHealth health = SignalHealth::kUnknown;  ///< of the samples that a curve was formed of
 };
 
 /// What was measured on one part.

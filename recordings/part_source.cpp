@@ -199,7 +199,7 @@ void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
   q.unit = LevelUnit(q.unit, reference);
 }
 
-void CFormer::Form(SPart& part) {
+void CFormer::Form(SPart& part, bool wave) {
   const std::uint32_t n = settings_.spectrum;
   for (SQuantity& q : part.quantities) {
     Scale(q.values, settings_.scale);
@@ -208,6 +208,10 @@ void CFormer::Form(SPart& part) {
       q.unit = ParseUnit(*settings_.unit);
     }
     RequireFinite(part, q);
+    q.health = HealthOf(q.values);
+    if (q.health == SignalHealth::kClipped && !wave && n == 0) {
+      q.health = SignalHealth::kHealthy;  // a curve of a process may rest where it is largest
+    }
     if (settings_.detrend && !q.single) {
       RemoveMean(q.values);
     }
@@ -262,6 +266,7 @@ bool CPartSource::OpenNext() {
   const bool cut = config_.settings.cut > 0;
   several_ = cut || config_.settings.IsTable();
   pieces_ = cut && (config_.settings.IsTable() || kind == FileKind::kRecords);
+  sound_ = kind == FileKind::kSound;
   nextPiece_ = 0;
   whole_ = SPart();
   if (several_) {
@@ -310,7 +315,7 @@ bool CPartSource::Next(SPart& part) {
   while (NextRaw(part)) {
     ++seen_;
     if (config_.selection.Takes(place_++)) {
-      former_.Form(part);
+      former_.Form(part, sound_);
       return true;
     }
   }

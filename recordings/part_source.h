@@ -18,7 +18,8 @@ class CFormer {
  public:
   explicit CFormer(const SReadSettings& settings) : settings_(settings) {}
 
-  void Form(SPart& part);
+  /// wave: the values are samples of a sound, as those that a spectrum is formed of always are.
+  void Form(SPart& part, bool wave);
 
  private:
   void FormSpectrum(const std::string& part, SQuantity& quantity);
@@ -82,6 +83,7 @@ class CPartSource {
   SPart whole_;              ///< a part that is handed out in pieces
   std::uint64_t nextPiece_ = 0;
   bool pieces_ = false;
+  bool sound_ = false;  ///< the open file
 };
 
 }  // namespace limes::recordings

@@ -22,11 +22,12 @@ class Cycle : public test::HostTest {
   std::string store_ = File("store.limes");
 
   std::string Sound(const std::string& name, int channels, int rate, std::size_t frames,
-                    const std::function<double(std::size_t, int)>& value) {
+                    const std::function<double(std::size_t, int)>& value,
+                    int format = SF_FORMAT_FLOAT) {
     SF_INFO info{};
     info.samplerate = rate;
     info.channels = channels;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+    info.format = SF_FORMAT_WAV | format;
     std::vector<float> samples;
     for (std::size_t i = 0; i < frames; ++i) {
       for (int c = 0; c < channels; ++c) {
@@ -68,7 +69,7 @@ TEST_F(Cycle, ReadsSoundCutsAndFormsSpectra) {
   EXPECT_NEAR(q.at("value"), 20.0 * std::log10(0.1 / std::sqrt(2.0) / 2e-5), 1e-2);
   EXPECT_NEAR(q.at("max_deviation"), 20.0, 0.1);
   const std::string fast = Sound("fast.wav", 2, 16000, 256, tone(0.01));
-  EXPECT_THAT(Run({"test", fast}, 3).err, HasSubstr("steps of 250 Hz, in the store 125 Hz"));
+  EXPECT_THAT(Run({"test", fast}, 3).err, HasSubstr("sampled at 16000 Hz, learnt at 8000 Hz"));
   const std::string brief = Sound("brief.wav", 2, 8000, 255, tone(0.01));
   EXPECT_THAT(Run({"test", brief}, 3).err, HasSubstr("255 samples, fewer than --cut 256"));
   const std::string bytes = Read(good);
@@ -76,6 +77,73 @@ TEST_F(Cycle, ReadsSoundCutsAndFormsSpectra) {
     Write("cut.wav", bytes.substr(0, size));
     EXPECT_THAT(Run({"test", File("cut.wav")}, 3).err, HasSubstr("cut.wav"));
   }
+}
+
+TEST_F(Cycle, DoesNotJudgeDeadAndClippedRecordings) {
+  std::mt19937 random;
+  std::normal_distribution<double> noise;
+  const auto sound = [&](const char* name, double level) {
+    return Sound(
+        name, 1, 8000, 8192,
+        [&](std::size_t, int) { return std::clamp(level * noise(random), -1.0, 1.0); },
+        SF_FORMAT_PCM_16);
+  };
+  Run({"learn", sound("good.wav", 0.2), "--cut", "1024", "--spectrum", "256", "--base", "10"}, 0);
+  const struct {
+    const char* name;
+    double level;
+    int code;
+    const char* verdict;
+    const char* reason;
+  } cases[] = {
+      {"like.wav", 0.2, 0, "OK", ""},
+      {"dead.wav", 0.0, 1, "not judged", "no signal"},
+      {"faint.wav", 0.0002, 1, "not judged", "no signal"},
+      {"clipped.wav", 0.5, 1, "not judged", "clipped"},
+      {"clipped and loud.wav", 4.0, 1, "NOK", "clipped"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string path = sound(c.name, c.level);
+    const json part = Run({"test", path, "--json"}, c.code).Lines().at(0);
+    EXPECT_EQ(part.at("verdict"), c.verdict);
+    if (std::string(c.verdict) == "not judged") {
+      EXPECT_THAT(part.at("quantities").at(0).at("reason"), HasSubstr(c.reason));
+    }
+    if (c.code != 0) {
+      EXPECT_THAT(Run({"learn", path}, 3).err, HasSubstr(c.reason));
+    }
+  }
+}
+
+TEST_F(Cycle, DoesNotPassAFaultThatWasNotMeasured) {
+  const auto table = [&](const char* name, double level, const std::function<bool(int)>& has) {
+    std::string text = "x,v\n";
+    for (int i = 0; i < 200; ++i) {
+      const double fault = std::string_view(name).starts_with("bad") && i == 100 ? 50.0 : 0.0;
+      text +=
+          has(i) ? std::to_string(i) + "," + std::to_string(level + 0.01 * i + fault) + "\n" : "";
+    }
+    return Write(name, text);
+  };
+  const auto all = [](int) { return true; };
+  Run({"learn", table("a", 0.0, all), table("b", 0.1, all), table("c", 0.2, all)}, 0);
+  const auto without = [](int i) { return i < 80 || i > 120; };
+  const auto few = [](int i) { return i == 0 || i == 70 || i == 199; };
+  EXPECT_THAT(Run({"test", table("bad", 0.1, all)}, 1).out, HasSubstr("NOK"));
+  EXPECT_THAT(Run({"test", table("bad, cut", 0.1, without)}, 1).out,
+              HasSubstr("covers only 80.5 %"));
+  EXPECT_THAT(Run({"test", table("bad, few", 0.1, few)}, 1).out, HasSubstr("covers only 7.5 %"));
+  EXPECT_THAT(Run({"learn", File("bad, cut")}, 3).err, HasSubstr("too little was measured"));
+}
+
+TEST_F(Cycle, JudgesWithoutTouchingTheStore) {
+  const std::string path = Write("v.csv", "v\n1\n2\n3\n");
+  Run({"learn", path, "--values"}, 0);
+  const std::string before = Read(store_);
+  std::filesystem::permissions(store_, std::filesystem::perms::owner_read);
+  EXPECT_THAT(Run({"test", path, "--no-store"}, 0).out, HasSubstr("3 OK"));
+  EXPECT_EQ(Read(store_), before);
 }
 
 TEST_F(Cycle, ReadsCurveRecords) {

@@ -113,7 +113,10 @@ class CLearnRun {
                                           " (--again learns it once more)"});
       return;
     }
-    model_->Learn(part_);
+    if (std::string reason = model_->Learn(part_, options_.allowShort); !reason.empty()) {
+      refused_.push_back({part_.name, std::move(reason)});
+      return;
+    }
     pending_.push_back(std::move(learnt));
   }
 

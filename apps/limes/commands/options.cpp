@@ -154,7 +154,7 @@ void AddRule(CLI::App& app, SOptions& o) {
   Add(app, "--min-share", s.minShare, "least judged share for an OK (0.9; tracks: 0.5)", "P");
   AddFlag(app, "--one-per-curve", s.onePerCurve,
           "one defect per curve, not one per region beyond the limit");
-  Add(app, "--sides", s.sides, "upper, lower or both (upper)", "SIDES");
+  Add(app, "--sides", s.sides, "upper, lower or both (both)", "SIDES");
 }
 
 CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
@@ -237,6 +237,7 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   CLI::App* command = AddRun(app, o, "learn", "learn every part in the files as good");
   command->option_defaults()->group("Options");
   AddFlag(*command, "--again", o.again, "learn parts that are learnt already once more");
+  AddFlag(*command, "--allow-short", o.allowShort, "learn parts that cover less than --min-share");
   return command;
 }
 
@@ -252,6 +253,8 @@ CLI::App* AddTest(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--report", [&o](const std::string& t) { o.output = t; },
       "write a page with plots of the worst parts, too", "FILE");
+  AddFlag(*command, "--keep-going", o.keepGoing, "judge on after a file that cannot be used");
+  AddFlag(*command, "--no-store", o.noStore, "leave the store as it is");
   AddForce(*command, o);
   return command;
 }

@@ -27,7 +27,9 @@ std::int64_t LearnKept(CStore& store, CModel& model, Take take) {
       if (learns) {
         SPart part = PartFromRecord(kept.record, quantities);
         part.name = kept.name;
-        model.Learn(part);
+        if (const std::string reason = model.Learn(part, true); !reason.empty()) {
+          throw CStoreError(part.name + " does not fit what is left: " + reason);
+        }
       }
     }
     if (parts.empty()) {

@@ -1,5 +1,7 @@
 #include <chrono>
 #include <memory>
+#include <new>
+#include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
@@ -23,14 +25,16 @@ class CTestRun {
   CTestRun(const SOptions& options, SConsole& console)
       : options_(options),
         console_(console),
-        store_(options.store, CStore::Mode::kExisting),
+        store_(options.store, options.noStore ? CStore::Mode::kReading : CStore::Mode::kExisting),
         settings_(ResolveWithStore()),
         model_(settings_),
         source_(options.files, CPartSource::SConfig{
                                    settings_, options.selection, options.where, false,
                                    !options.settings.labelColumn,
                                    [&console](const std::string& text) { Warn(console, text); }}) {
-    source_.CheckFiles();
+    if (!options.keepGoing) {
+      source_.CheckFiles();
+    }
     model_.Load(store_.Quantities(), store_.Path());
     store_.Rollback();
     if (!options.output.empty()) {
@@ -42,20 +46,22 @@ class CTestRun {
 
   int Run() {
     CProgressBar bar(console_);
-    while (source_.OpenNext()) {
-      JudgeFile(bar);
+    while (JudgeNext(bar)) {
     }
     Store();
     bar.Clear();
-    if (counts_.parts == 0) {
+    if (counts_.parts == 0 && unusable_.empty()) {
       throw CHostError(ExitCode::kBadInput, source_.WhyNone() + "; nothing is judged");
     }
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
     if (!options_.json) {
       PrintSureness(console_.out, last_);
     }
+    ListUnusable();
     WriteReport();
-    return static_cast<int>(counts_.ok == counts_.parts ? ExitCode::kAllGood : ExitCode::kNotGood);
+    return static_cast<int>(!unusable_.empty()            ? ExitCode::kBadInput
+                            : counts_.ok == counts_.parts ? ExitCode::kAllGood
+                                                          : ExitCode::kNotGood);
   }
 
  private:
@@ -69,31 +75,56 @@ class CTestRun {
     return Resolve(options_.settings, stored, false);
   }
 
-  void JudgeFile(CProgressBar& bar) {
-    const bool several = source_.MayHoldSeveral();
-    const std::size_t before = pending_.size();
+  /// Judges the parts of the next file; false behind the last. What was judged before a failure is
+  /// stored and printed first.
+  bool JudgeNext(CProgressBar& bar) {
     try {
-      SPart part;
-      while (source_.Next(part)) {
-        pending_.push_back(model_.Judge(part));
-        pending_.back().content = ContentOf(part, RecordOf(part));
-        if (report_) {
-          report_->Add(pending_.back(),
-                       [&](const std::string& name) { return model_.Judged(name); });
-        }
-        if (bar.IsDue()) {
-          bar.Show(source_.Progress());
-        }
+      if (!source_.OpenNext()) {
+        return false;
       }
-    } catch (const CInputError&) {
-      pending_.resize(before);  // a bad file leaves nothing behind
+      JudgeFile(bar);
+    } catch (const CReadError& e) {
       bar.Clear();
+      Store();
+      if (!options_.keepGoing) {
+        throw;
+      }
+      unusable_.push_back(e.what());
+    } catch (const std::bad_alloc&) {
       Store();
       throw;
     }
-    if (several || Clock::now() - stored_ > std::chrono::milliseconds(200)) {
+    return true;
+  }
+
+  void JudgeFile(CProgressBar& bar) {
+    SPart part;
+    while (source_.Next(part)) {
+      pending_.push_back(model_.Judge(part));
+      pending_.back().content = ContentOf(part, RecordOf(part));
+      if (report_) {
+        report_->Add(pending_.back(), [&](const std::string& name) { return model_.Judged(name); });
+      }
+      if (bar.IsDue()) {
+        bar.Show(source_.Progress());
+      }
+    }
+    if (source_.MayHoldSeveral() || Clock::now() - stored_ > std::chrono::milliseconds(200)) {
       bar.Clear();
       Store();
+    }
+  }
+
+  /// Files that could not be used are not judged, and none is passed over in silence.
+  void ListUnusable() {
+    for (const std::string& file : unusable_) {
+      if (options_.json) {
+        const nlohmann::ordered_json json = {
+            {"part", file.substr(0, file.find(": "))}, {"verdict", "not judged"}, {"reason", file}};
+        console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+      } else {
+        console_.out << "not judged  " << Escaped(file) << '\n';
+      }
     }
   }
 
@@ -103,14 +134,9 @@ class CTestRun {
     if (pending_.empty()) {
       return;
     }
-    store_.Begin();
-    if (run_ == 0) {
-      run_ = store_.AddRun("test", settings_);
+    if (!options_.noStore) {
+      WriteVerdicts();
     }
-    for (const SPartVerdict& verdict : pending_) {
-      store_.AddJudged(run_, verdict);
-    }
-    store_.Commit();
     for (const SPartVerdict& verdict : pending_) {
       counts_.Add(verdict, settings_.good);
       if (options_.json) {
@@ -122,6 +148,17 @@ class CTestRun {
     console_.out.flush();
     last_ = std::move(pending_.back());
     pending_.clear();
+  }
+
+  void WriteVerdicts() {
+    store_.Begin();
+    if (run_ == 0) {
+      run_ = store_.AddRun("test", settings_);
+    }
+    for (const SPartVerdict& verdict : pending_) {
+      store_.AddJudged(run_, verdict);
+    }
+    store_.Commit();
   }
 
   /// A page is written when all files could be read.
@@ -145,6 +182,7 @@ class CTestRun {
   std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
   std::unique_ptr<CHtmlReport> report_;
   std::vector<SPartVerdict> pending_;  ///< judged, not yet stored
+  std::vector<std::string> unusable_;  ///< files, each with its reason
   SPartVerdict last_;                  ///< all parts of a run are judged by the same limits
   SCounts counts_;
   std::int64_t run_ = 0;

@@ -22,9 +22,11 @@ struct SHead {
   std::uint32_t places = 0;  ///< x of each value where steps are not equal
   std::uint32_t values = 0;
   std::uint32_t covered = 0;  ///< marks of points near a measurement, or none
+  std::uint32_t health = 0;
 
   static constexpr auto Fields(auto& h) {
-    return std::tie(h.nameBytes, h.single, h.x0, h.dx, h.value, h.places, h.values, h.covered);
+    return std::tie(h.nameBytes, h.single, h.x0, h.dx, h.value, h.places, h.values, h.covered,
+                    h.health);
   }
 };
 
@@ -40,6 +42,8 @@ bool Read(detail::RecordReader& in, SQuantity& q) {
   q.x0 = head.x0;
   q.dx = head.dx;
   q.value = head.value;
+  q.health = static_cast<SignalHealth>(
+      std::min(head.health, static_cast<std::uint32_t>(SignalHealth::kClipped)));
   return q.values.empty() == q.single && (q.x.empty() || q.x.size() == q.values.size()) &&
          (q.covered.empty() || q.covered.size() == q.values.size());
 }
@@ -50,10 +54,10 @@ std::vector<std::uint8_t> RecordOf(const SPart& part) {
   detail::RecordWriter out;
   out.Put(kVersion);
   for (const SQuantity& q : part.quantities) {
-    out.PutFields(SHead{static_cast<std::uint32_t>(q.name.size()), q.single ? 1U : 0U, q.x0, q.dx,
-                        q.value, static_cast<std::uint32_t>(q.x.size()),
-                        static_cast<std::uint32_t>(q.values.size()),
-                        static_cast<std::uint32_t>(q.covered.size())});
+    out.PutFields(
+        SHead{static_cast<std::uint32_t>(q.name.size()), q.single ? 1U : 0U, q.x0, q.dx, q.value,
+              static_cast<std::uint32_t>(q.x.size()), static_cast<std::uint32_t>(q.values.size()),
+              static_cast<std::uint32_t>(q.covered.size()), static_cast<std::uint32_t>(q.health)});
     out.PutBytes(q.name.data(), q.name.size());
     out.PutArray(std::span(q.x));
     out.PutArray(std::span(q.values));

@@ -7,12 +7,10 @@
 #include <string_view>
 
 #include "apps/limes/errors.h"
+#include "limes/learning/sided.h"
 #include "recordings/read_settings.h"
 
 namespace limes::host {
-
-/// Which limits are learnt.
-enum class Sides { kUpper, kLower, kBoth };
 
 /// The rule of the limits.
 template <class Form>
@@ -21,7 +19,7 @@ struct TRule {
   using Field = typename Form::template Holder<T>::Type;
 
   Field<bool> tracks = Form::Default(false);             ///< each part covers its own range of x
-  Field<std::string> sides = Form::Default("upper");     ///< upper, lower or both
+  Field<std::string> sides = Form::Default("both");      ///< upper, lower or both
   Field<std::int32_t> timeScale = Form::Default(10000);  ///< of the running means, in parts
   Field<double> base = Form::Default(0.0);               ///< limit = base + mean + factor * spread
   Field<double> factor = Form::Default(3.0);             ///< see base

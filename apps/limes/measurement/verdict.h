@@ -9,14 +9,13 @@
 
 #include "limes/learning/judgement.h"
 #include "limes/learning/limit_sureness.h"
+#include "limes/learning/part.h"
 
 namespace limes::host {
 
 /// "OK", "NOK" or "not judged".
 const char* VerdictText(Verdict verdict);
 Verdict VerdictFromText(const std::string& text);
-
-enum class Side { kUpper, kLower };
 
 /// "upper" or "lower".
 const char* SideText(Side side);
@@ -41,6 +40,8 @@ struct SQuantityVerdict {
   Verdict verdict = Verdict::kNotJudged;
   std::optional<double> maxDeviation;  ///< positive beyond the limit
   std::optional<double> excessInS;     ///< the same divided by the spread there; empty for spread 0
+  std::optional<double> largestInS;    ///< largest value - mean - base in S: the factor that passes
+  std::optional<double> largestInSX;   ///< where that is
   std::optional<double> x;             ///< empty for a single value
   std::optional<double> value;
   std::optional<double> limit;
@@ -51,6 +52,7 @@ struct SQuantityVerdict {
   std::optional<SLimitSureness> sureness;  ///< of the limit; empty when it was not stored
   std::string unit;
   std::string xUnit;
+  std::optional<std::string> reason;  ///< why it was not judged
 };
 
 /// Calls visit(SField, field) for every field of a record that is shown or stored, in the order of
@@ -69,6 +71,9 @@ void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto& v) {
   visit(SField{"rms_deviation", "rms_deviation"}, v.rmsDeviation);
   visit(SField{"judged_share", "judged_share"}, v.judgedShare);
   visit(SField{"unit", nullptr}, v.unit);
+  visit(SField{"largest_in_s", "largest_in_s", 5}, v.largestInS);
+  visit(SField{"largest_in_s_x", "largest_in_s_x", 5}, v.largestInSX);
+  visit(SField{"reason", "reason", 5}, v.reason);
 }
 
 /// Of the limit, where it is known.

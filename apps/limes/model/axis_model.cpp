@@ -1,211 +1,272 @@
-#include "apps/limes/model/axis_model.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
-#include "apps/limes/errors.h"
-#include "apps/limes/model/defects.h"
-#include "limes/kernels/averaging_factors.h"
+#include "apps/limes/model/axis_part.h"
+#include "apps/limes/model/sided_model.h"
+#include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/track_learning_tool.h"
 #include "limes/results/defect_report.h"
-#include "recordings/forming/free_steps.h"
-#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
 
 constexpr std::int64_t kNoForgetting = CExpAverFacGenerator::kNoForgetting;
 constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
-constexpr double kStepTolerance = 1e-4;    ///< relative; other steps are another quantity
-constexpr double kPlaceTolerance = 0.01;   ///< of a step; closer grids are the same
 constexpr std::size_t kMostDefects = 100;  ///< per quantity and side, the worst ones
+constexpr double kSamePlace = 0.01;        ///< of a step
 
-std::optional<double> InSpreads(float excess, float spread) {
-  return spread > 0.0F ? std::optional(Shown(static_cast<float>(Shown(excess) / spread)))
-                       : std::nullopt;
-}
+/// Limits along an axis: curves that all parts cover alike, or tracks, of which each part covers a
+/// range of its own, on a grid that grows with the ranges seen.
+template <class Tool>
+class CAxisModel : public CSidedModel<Tool> {
+ public:
+  static constexpr bool kTrack = std::is_same_v<Tool, CTrackLernWerkzeug>;
 
-bool IsExcess(float value, float limit) {
-  return value > limit && !IsRounding(double{value} - limit, value, limit);
-}
-
-}  // namespace
-
-void CAxisModel::TakeValues(const SQuantity& q, const std::string& part, const CSigCurveExt* grid) {
-  const std::size_t n = q.values.size();
-  if (n == 0 || n > std::numeric_limits<std::int32_t>::max()) {
-    throw CInputError(part, "quantity " + Quoted(name_) + " has no values or too many");
-  }
-  auto x0 = static_cast<float>(q.x0);
-  auto x1 = static_cast<float>(q.x0 + q.dx * static_cast<double>(n));
-  const float resolution =
-      8.0F * std::numeric_limits<float>::epsilon() * std::max(std::fabs(x0), std::fabs(x1));
-  if (!std::isfinite(x0) || !std::isfinite(x1) || !(q.dx > double{resolution})) {
-    throw CInputError(part, "quantity " + Quoted(name_) + ": steps of " + NumberText(q.dx) +
-                                " from " + NumberText(q.x0) +
-                                " on are too fine for single precision");
-  }
-  if (grid != nullptr && grid->DLen() == n) {
-    const double tolerance = kPlaceTolerance * q.dx + double{resolution};
-    if (std::fabs(double{x0} - grid->XMin()) <= tolerance &&
-        std::fabs(double{x1} - grid->XMax()) <= tolerance) {
-      x0 = grid->XMin();
-      x1 = grid->XMax();
+  CAxisModel(const SSettings& settings, const std::string& name, const SUnit& xUnit,
+             const SUnit& unit)
+      : CSidedModel<Tool>(settings, name, xUnit, unit, false),
+        part_(name, xUnit, unit, settings.spectrum) {
+    for (const Side side : tools_.Limited()) {
+      if constexpr (!kTrack) {
+        tools_[side].Zeitskala(settings.timeScale);
+      }
     }
   }
-  if (raw_.DLen() != n) {
-    raw_ = CSigCurveExt::Make(static_cast<int>(n), x0, x1);
-    if (raw_.DLen() != n) {
-      throw std::bad_alloc();
+
+  std::string PrepareLearning(const SQuantity& quantity, const std::string& part,
+                              bool allowShort) override {
+    Take(quantity, part);
+    const SPartRule rule{settings_.minShare, allowShort};
+    const PartStatus status = tools_.PrepareLearning(part_.Part(), rule);
+    CheckPlace(status, part);
+    if (status == PartStatus::kOk && Learnt() == 0) {
+      SetRule();
+    }
+    return this->Refusal(status, part);
+  }
+
+  void PrepareJudging(const SQuantity& quantity, const std::string& part) override {
+    Take(quantity, part);
+    const PartStatus status = tools_.PrepareJudging(part_.Part());
+    if constexpr (kTrack) {
+      this->fits_ = status != PartStatus::kNoCommonPoint;
+    }
+    if (!kTrack || this->fits_) {
+      CheckPlace(status, part);
+      this->Refusal(status, part);
     }
   }
-  raw_.SetXMinMax(x0, x1);
-  raw_.SetVIMinMax(0, static_cast<std::int32_t>(n) - 1);  // to the last value, not a step behind
-  std::copy(q.values.begin(), q.values.end(), raw_.ValArray());
-}
 
-const SQuantity& CAxisModel::AtEqualSteps(const SQuantity& q, const std::string& part,
-                                          const CSigCurveExt* grid) {
-  if (q.x.empty()) {
-    return q;
+  void Learn() override {
+    CSidedModel<Tool>::Learn();
+    ++learnt_;
   }
-  const std::string what = part + ": quantity " + Quoted(name_);
-  drawn_ = grid == nullptr ? DrawnOnOwnGrid(q, what)
-                           : DrawnOnGrid(q, what, grid->XMin(),
-                                         (double{grid->XMax()} - grid->XMin()) / grid->DLen());
-  return drawn_;
-}
 
-void CAxisModel::CheckStep(const SQuantity& q, const std::string& part,
-                           const CSigCurveExt& grid) const {
-  const double n = grid.DLen();
-  const double step = (double{grid.XMax()} - grid.XMin()) / n;
-  const double rounding = std::numeric_limits<float>::epsilon() *
-                          std::max(std::fabs(grid.XMin()), std::fabs(grid.XMax())) / n;
-  if (std::fabs(q.dx - step) > kStepTolerance * step + rounding) {
-    throw CInputError(part, "quantity " + Quoted(name_) + " has steps of " + Place(q.dx) +
-                                ", in the store " + Place(step));
+  std::int64_t Learnt() const override {
+    if constexpr (kTrack) {
+      return learnt_;
+    } else {
+      return tools_.First().NrGelernt();
+    }
   }
-}
 
-void CAxisModel::Update() {
-  if (!stale_) {
-    return;
+  std::vector<float> Judged() override;
+  SLearntSummary Summary(Side side) override;
+  std::string Warning() override;
+
+ protected:
+  using CSidedModel<Tool>::settings_;
+  using CSidedModel<Tool>::tools_;
+  using CSidedModel<Tool>::name_;
+
+  double Show(double number) const override { return Shown(static_cast<float>(number)); }
+  void AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& regions,
+                CProtocolItemList& items) const override;
+  std::string TakeState(const SStoredQuantity::SState& state) override;
+  std::string JoinStates(CQuantityModel& other) override;
+
+ private:
+  const CSigCurveExt& Grid() const { return *tools_.First().Mittelwert(); }
+
+  void Take(const SQuantity& quantity, const std::string& part) {
+    this->CheckUnits(quantity, part);
+    part_.Take(quantity, part, Learnt() > 0 ? &Grid() : nullptr, !kTrack);
   }
-  for (const Side side : sides_) {
-    Form(side);
+
+  void CheckPlace(PartStatus status, const std::string& part) const {
+    if (status == PartStatus::kNoCommonPoint) {
+      throw CInputError(part, part_.Covered() + ", nothing of the learnt range " +
+                                  part_.Place(Grid().GetPoint(Grid().IMin())) + " to " +
+                                  part_.Place(Grid().GetPoint(Grid().IMax())));
+    }
+    if (status == PartStatus::kTooLong) {
+      throw CInputError(part, part_.Covered() + "; a grid from there to the learnt range has too " +
+                                  "many points");
+    }
   }
-  stale_ = false;
-}
 
-void CAxisModel::SetStale() {
-  stale_ = true;
-  sureness_[0].reset();
-  sureness_[1].reset();
-}
-
-SLimitSureness CAxisModel::Sureness(Side side) {
-  std::optional<SLimitSureness>& sureness = sureness_[side == Side::kUpper ? 0 : 1];
-  if (!sureness) {
-    sureness = FormSureness(side);
+  void SetRule() {
+    const auto base = static_cast<float>(settings_.base);
+    const auto factor = static_cast<float>(settings_.factor);
+    for (const Side side : tools_.Limited()) {
+      if constexpr (kTrack) {
+        tools_[side].Bildungsregel(base, factor);
+        tools_[side].BasisLernenAnzahl(static_cast<std::uint32_t>(settings_.minParts));
+      } else {
+        // The library takes the width as a place on the x axis.
+        const double width = settings_.width;
+        tools_[side].Bildungsregel(base, factor,
+                                   width > 0.0 ? static_cast<float>(Grid().XMin() + width) : 0.0F);
+      }
+    }
   }
-  return *sureness;
-}
 
-std::string CAxisModel::Place(double x) const {
-  const std::string unit = xUnit_.Display();
-  return NumberText(Shown(static_cast<float>(x))) + (unit.empty() ? "" : " " + unit);
-}
-
-std::string CAxisModel::Covered() const {
-  return "quantity " + Quoted(name_) + " covers x from " + Place(raw_.XMin()) + " to " +
-         Place(raw_.GetPoint(static_cast<int>(raw_.DLen()) - 1));
-}
-
-CSigCurveExt& CAxisModel::Fitted(Side side) {
-  if (fittedSign_ != Sign(side)) {
-    fitted_.MirrorY();
-    fittedSign_ = Sign(side);
-  }
-  return fitted_;
-}
-
-/// The regions beyond the limit by more than rounding, the worst first.
-std::vector<SCurveExcess> CAxisModel::Regions(Side side) {
-  std::vector<SCurveExcess> regions = FindRegions(side);
-  const CSigCurveExt& limit = Curves(side).limit;
-  const CSigCurveExt& curve = Fitted(side);
-  std::erase_if(regions, [&](const SCurveExcess& region) {
-    const std::int32_t first = limit.GetIndex(region.x0);
-    for (std::int32_t i = first; i < first + region.points; ++i) {
-      if (IsExcess(curve[i], limit[i])) {
-        return false;
+  /// Adds as many points to the grid, where they are above 0; false when that is too many.
+  bool Grow(double before, double behind) {
+    const double n = Grid().DLen();
+    if (!(n + std::max(before, 0.0) + std::max(behind, 0.0) <=
+          std::max(double{CTrackLernWerkzeug::kMostPoints}, n))) {
+      return false;
+    }
+    for (const Side side : tools_.Limited()) {
+      if (!tools_[side].ExtendGrid(static_cast<std::uint32_t>(std::max(before, 0.0)),
+                                   static_cast<std::uint32_t>(std::max(behind, 0.0)))) {
+        throw std::bad_alloc();
       }
     }
     return true;
-  });
-  std::stable_sort(
-      regions.begin(), regions.end(),
-      [](const SCurveExcess& a, const SCurveExcess& b) { return a.excess > b.excess; });
-  return regions;
-}
+  }
 
-/// Adds the items of the regions: the worst ones, or the worst alone.
-void CAxisModel::AddRegions(const std::vector<SCurveExcess>& regions,
-                            const SQuantityVerdict& verdict, CProtocolItemList& items) const {
-  const std::size_t most = settings_.onePerCurve ? 1 : kMostDefects;
-  for (std::size_t i = 0; i < std::min(regions.size(), most); ++i) {
+  /// Forms limits and spreads when they are older than the means.
+  void Update();
+  const CSigCurveExt& Spread(Side side) const;
+  std::int64_t LearntAt(std::int32_t i) const;
+  bool HasLimit(std::int32_t i) const { return !kTrack || LearntAt(i) >= settings_.minParts; }
+
+  /// First and last point that has learnt.
+  std::pair<std::int32_t, std::int32_t> LearntRange() const;
+  std::string CoarseSpread();
+
+  CAxisPart part_;
+  std::array<const CSigCurveExt*, 2> spreads_{};
+  std::int64_t learnt_ = 0;
+};
+
+template <class Tool>
+void CAxisModel<Tool>::AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& regions,
+                                CProtocolItemList& items) const {
+  if (q.verdict != Verdict::kFail) {
     CProtocolItem item;
-    item.TakeFrom(regions[i]);
-    item.state = Verdict::kFail;
-    item.type = CDefectReport::kWithPlace;
-    AddItem(items, item, verdict, InSpreads(regions[i].excess, regions[i].spread));
-  }
-}
-
-void CAxisModel::Judge(Side side, SQuantityVerdict& verdict, CProtocolItemList& items) {
-  SCurveJudgement result;
-  std::vector<SCurveExcess> regions;
-  if (EnoughLearnt()) {
-    Update();
-    result = JudgeFitted(side);
-  }
-  if (result.verdict == Verdict::kFail) {
-    regions = Regions(side);
-    result.verdict = regions.empty() ? Verdict::kPass : Verdict::kFail;
-    result.deviation = regions.empty() ? 0.0F : result.deviation;
-    result.rms = regions.empty() ? 0.0F : result.rms;
-  }
-  if (result.verdict != Verdict::kNotJudged) {
-    const float sign = Sign(side);
-    verdict.maxDeviation = Shown(result.deviation);
-    verdict.excessInS = InSpreads(result.deviation, result.spread);
-    verdict.x = Shown(result.x);
-    verdict.value = Shown(sign * result.value);
-    verdict.limit = Shown(sign * result.limit);
-    verdict.mean = Shown(sign * result.mean);
-    verdict.spread = Shown(result.spread);
-    verdict.rmsDeviation = Shown(result.rms);
-    verdict.judgedShare = Shown(result.share);
-    if (regions.empty() && verdict.judgedShare < settings_.minShare) {
-      result.verdict = Verdict::kNotJudged;
-    }
-  }
-  verdict.verdict = result.verdict;
-  if (!regions.empty()) {
-    AddRegions(regions, verdict, items);
+    item.state = q.verdict;
+    AddItem(items, item, q, q.excessInS);
     return;
   }
-  CProtocolItem item;
-  item.TakeFrom(result);
-  AddItem(items, item, verdict, verdict.excessInS);
+  std::vector<SCurveExcess> worst = regions;
+  std::stable_sort(worst.begin(), worst.end(), [](const SCurveExcess& a, const SCurveExcess& b) {
+    return a.excess > b.excess;
+  });
+  worst.resize(std::min(worst.size(), settings_.onePerCurve ? 1 : kMostDefects));
+  for (const SCurveExcess& region : worst) {
+    CProtocolItem item;
+    item.TakeFrom(region);
+    item.state = Verdict::kFail;
+    item.type = CDefectReport::kWithPlace;
+    AddItem(items, item, q,
+            region.spread > 0.0F
+                ? std::optional(Show(Show(double{region.excess}) / double{region.spread}))
+                : std::nullopt);
+  }
 }
 
-std::pair<std::int32_t, std::int32_t> CAxisModel::LearntRange() const {
-  const CSigCurveExt& grid = Curves(sides_[0]).mean;
-  std::int32_t first = grid.IMin();
-  std::int32_t last = grid.IMax();
+template <class Tool>
+std::string CAxisModel<Tool>::TakeState(const SStoredQuantity::SState& state) {
+  const Tool& tool = tools_[state.side];
+  const CSigCurveExt& grid = *tool.Mittelwert();
+  const bool same =
+      grid.DLen() == Grid().DLen() && grid.XMin() == Grid().XMin() && grid.XMax() == Grid().XMax();
+  if (kTrack && (grid.DLen() == 0 || !tool.HatGelernt() || !same)) {
+    return WideToUtf8(Text(LearnStateStatus::kContent));
+  }
+  SetRule();
+  learnt_ = std::max<std::int64_t>(state.learnt, 0);
+  return "";
+}
+
+template <class Tool>
+std::string CAxisModel<Tool>::JoinStates(CQuantityModel& other) {
+  auto& theirs = static_cast<CAxisModel&>(other);
+  if constexpr (kTrack) {
+    // Both grids become the range of both, unless they lie between each other's points.
+    const double step = (double{Grid().XMax()} - Grid().XMin()) / Grid().DLen();
+    const double first = (double{theirs.Grid().XMin()} - Grid().XMin()) / step;
+    const double shift = std::nearbyint(first);
+    const double more = shift + theirs.Grid().DLen() - Grid().DLen();
+    const bool fits = std::fabs(first - shift) <= kSamePlace;
+    if (!fits || !Grow(-shift, more) || !theirs.Grow(shift, -more)) {
+      return WideToUtf8(Text(MergeStatus::kGrid));
+    }
+  }
+  for (const Side side : tools_.Limited()) {
+    Tool& tool = theirs.tools_[side];
+    if constexpr (kTrack) {
+      tool.BasisLernenAnzahl(tools_[side].BasisLernenAnzahl());
+    } else {
+      // The same width gives another place where the axes begin a rounding step apart.
+      tool.Bildungsregel(tools_[side].Sockel(), tools_[side].Faktor(), tools_[side].Width());
+    }
+    if (const MergeStatus status = tools_[side].Merge(tool); status != MergeStatus::kOk) {
+      return WideToUtf8(Text(status));
+    }
+  }
+  learnt_ += theirs.learnt_;
+  this->SetStale();
+  return "";
+}
+
+template <class Tool>
+void CAxisModel<Tool>::Update() {
+  if (!this->stale_) {
+    return;
+  }
+  for (const Side side : tools_.Limited()) {
+    if constexpr (kTrack) {
+      spreads_[CSidedJudgement::Index(side)] = tools_[side].StdAbwKurve();
+      if (spreads_[CSidedJudgement::Index(side)] == nullptr || !tools_[side].GrenzeBilden()) {
+        throw std::bad_alloc();
+      }
+    } else {
+      tools_[side].UpdateLimit();
+      tools_[side].StandardAbwBilden();
+    }
+  }
+  this->stale_ = false;
+}
+
+template <class Tool>
+const CSigCurveExt& CAxisModel<Tool>::Spread(Side side) const {
+  if constexpr (kTrack) {
+    return *spreads_[CSidedJudgement::Index(side)];
+  } else {
+    return *tools_[side].StandardAbw();
+  }
+}
+
+template <class Tool>
+std::int64_t CAxisModel<Tool>::LearntAt(std::int32_t i) const {
+  if constexpr (kTrack) {
+    const auto counts = tools_.First().LearnCounts();
+    const auto at = static_cast<std::size_t>(std::max(i, 0));
+    return at < counts.size() ? counts[at] : 0;
+  } else {
+    return Learnt();
+  }
+}
+
+template <class Tool>
+std::pair<std::int32_t, std::int32_t> CAxisModel<Tool>::LearntRange() const {
+  std::int32_t first = Grid().IMin();
+  std::int32_t last = Grid().IMax();
   for (; first < last && LearntAt(first) == 0; ++first) {
   }
   for (; last > first && LearntAt(last) == 0; --last) {
@@ -213,49 +274,53 @@ std::pair<std::int32_t, std::int32_t> CAxisModel::LearntRange() const {
   return {first, last};
 }
 
-std::vector<float> CAxisModel::Judged() {
+template <class Tool>
+std::vector<float> CAxisModel<Tool>::Judged() {
   std::vector<float> values;
-  const CSigCurveExt& curve = Fitted(Side::kUpper);
+  const CSigCurveExt& curve = tools_.Fitted(Side::kUpper).Curve();
   const auto [first, last] = LearntRange();
   for (std::int32_t i = first; i <= last; ++i) {
-    values.push_back(i >= curve.IMin() && i <= curve.IMax() ? curve[i] : kNone);
+    values.push_back(this->fits_ && i >= curve.IMin() && i <= curve.IMax() ? curve[i] : kNone);
   }
   return values;
 }
 
-SLearntSummary CAxisModel::Summary(Side side) {
+template <class Tool>
+SLearntSummary CAxisModel<Tool>::Summary(Side side) {
   Update();
   SLearntSummary summary;
-  const SCurves learnt = Curves(side);
-  const CSigCurveExt& grid = learnt.mean;
+  const CSigCurveExt& mean = *tools_[side].Mittelwert();
+  const CSigCurveExt& limit = *tools_[side].Grenzkurve();
+  const CSigCurveExt& spread = Spread(side);
+  const float sign = this->Sign(side);
   const auto [first, last] = LearntRange();
   summary.points = static_cast<std::size_t>(std::max(last - first + 1, 0));
-  summary.step = Shown(grid.XDelta());
-  summary.xFirst = Shown(grid.GetPoint(first));
-  summary.xLast = Shown(grid.GetPoint(last));
+  summary.step = Shown(mean.XDelta());
+  summary.xFirst = Shown(mean.GetPoint(first));
+  summary.xLast = Shown(mean.GetPoint(last));
   for (std::int32_t i = first; i <= last; ++i) {
     const std::int64_t parts = LearntAt(i);
     summary.learntAt.push_back(parts);
-    summary.mean.push_back(parts > 0 ? Sign(side) * grid[i] : kNone);
-    summary.spread.push_back(parts > 0 ? learnt.spread[i] : kNone);
-    summary.limit.push_back(HasLimit(i) ? Sign(side) * learnt.limit[i] : kNone);
+    summary.mean.push_back(parts > 0 ? sign * mean[i] : kNone);
+    summary.spread.push_back(parts > 0 ? spread[i] : kNone);
+    summary.limit.push_back(HasLimit(i) ? sign * limit[i] : kNone);
   }
   return summary;
 }
 
 /// Mean and mean square are held in single precision and rounded with each part: a spread far below
 /// the mean drowns in that, the sooner the more parts count.
-std::string CAxisModel::Warning() {
+template <class Tool>
+std::string CAxisModel<Tool>::CoarseSpread() {
   Update();
-  const SCurves learnt = Curves(sides_[0]);
-  const CSigCurveExt& grid = learnt.mean;
+  const Side side = tools_.Limited()[0];
   const std::int64_t scale = settings_.timeScale;
   const std::int64_t memory = scale < kNoForgetting ? scale : 45 * scale;
   std::int32_t coarse = 0;
   double most = 64.0;  // roundings that add up, at least
-  for (std::int32_t i = grid.IMin(); i <= grid.IMax(); ++i) {
-    const double spread = learnt.spread[i];
-    const double square = learnt.meanSquare[i];
+  for (std::int32_t i = Grid().IMin(); i <= Grid().IMax(); ++i) {
+    const double spread = Spread(side)[i];
+    const double square = (*tools_[side].QuadratMW())[i];
     const std::int64_t parts = LearntAt(i);
     const double roundings = std::max(64.0, static_cast<double>(std::min(parts, memory)));
     if (parts > 1 && spread * spread < roundings / (1 << 24) * square) {
@@ -266,12 +331,36 @@ std::string CAxisModel::Warning() {
   if (coarse == 0) {
     return "";
   }
-  return "quantity " + Quoted(name_) + ": at " + std::to_string(coarse) + " of " +
-         std::to_string(grid.ILen()) + " points the mean is more than " +
+  return "at " + std::to_string(coarse) + " of " + std::to_string(Grid().ILen()) +
+         " points the mean is more than " +
          std::to_string(std::lround(std::sqrt((1 << 24) / most))) +
          " times the spread, which single precision cannot "
          "tell from rounding; take an offset off (--detrend) or give a --base" +
          (most > 64.0 ? ", or a --time-scale" : "");
+}
+
+template <class Tool>
+std::string CAxisModel<Tool>::Warning() {
+  if (!kTrack && Learnt() < 2) {
+    return "";
+  }
+  std::string text = CoarseSpread();
+  if (const auto n = static_cast<double>(Grid().DLen()); !kTrack && Grid().ILen() < 0.9 * n) {
+    text += (text.empty() ? "" : "; ") + std::string("only ") +
+            NumberText(std::round(100.0 * Grid().ILen() / n)) +
+            " % of the first part's x range is learnt, some parts covered no more";
+  }
+  return text.empty() ? "" : "quantity " + Quoted(name_) + ": " + text;
+}
+
+}  // namespace
+
+std::unique_ptr<CQuantityModel> MakeAxisModel(const SSettings& settings, const std::string& name,
+                                              const SUnit& xUnit, const SUnit& unit) {
+  if (settings.tracks) {
+    return std::make_unique<CAxisModel<CTrackLernWerkzeug>>(settings, name, xUnit, unit);
+  }
+  return std::make_unique<CAxisModel<CKurvenLernWerkzeug>>(settings, name, xUnit, unit);
 }
 
 }  // namespace limes::host

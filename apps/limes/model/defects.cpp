@@ -42,6 +42,9 @@ SDefect DefectOf(const CDefectReport& report, const SQuantityVerdict& quantity) 
     defect.to = Shown(item.to);
     defect.excess = Shown(std::fabs(item.value - item.limit));
   } else {
+    defect.value = quantity.value.value_or(defect.value);
+    defect.limit = quantity.limit.value_or(defect.limit);
+    defect.mean = quantity.mean.value_or(defect.mean);
     defect.excess = quantity.maxDeviation;
   }
   defect.text = WideToUtf8(report.Berichtstext());
@@ -61,11 +64,6 @@ void AddItem(CProtocolItemList& items, CProtocolItem item, const SQuantityVerdic
   if (item.from != item.to) {
     item.names.Location(
         Utf8ToWide(PlaceNumber(Shown(item.from)) + " .. " + PlaceNumber(Shown(item.to))));
-  }
-  if (verdict.side == Side::kLower) {  // learnt from the values with their sign changed
-    item.value = -item.value;
-    item.limit = -item.limit;
-    item.average = -item.average;
   }
   if (items.Add(item) == nullptr) {
     throw std::bad_alloc();

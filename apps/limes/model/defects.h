@@ -9,7 +9,7 @@
 namespace limes::host {
 
 /// Adds an item to the protocol of a part, as a learner judged it: gives it the texts of its
-/// quantity, the numbers in the sign of the measurement, and the priority. Throws std::bad_alloc.
+/// quantity and the priority. Throws std::bad_alloc.
 void AddItem(CProtocolItemList& items, CProtocolItem item, const SQuantityVerdict& verdict,
              const std::optional<double>& excessInS);
 

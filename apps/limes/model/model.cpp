@@ -13,9 +13,7 @@ namespace {
 
 std::unique_ptr<CQuantityModel> Make(const SSettings& settings, const std::string& name,
                                      const SUnit& xUnit, const SUnit& unit, bool single) {
-  return single            ? MakeValueModel(settings, name, unit)
-         : settings.tracks ? MakeTrackModel(settings, name, xUnit, unit)
-                           : MakeCurveModel(settings, name, xUnit, unit);
+  return single ? MakeValueModel(settings, name, unit) : MakeAxisModel(settings, name, xUnit, unit);
 }
 
 void CheckNames(const SPart& part) {
@@ -52,11 +50,11 @@ void CModel::Load(const std::vector<SStoredQuantity>& quantities, const std::str
   quantities_.clear();
   for (const SStoredQuantity& s : quantities) {
     auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
-    for (const Side side : model->Sides()) {
+    for (const Side side : model->Limited()) {
       const auto state = std::find_if(s.states.begin(), s.states.end(),
                                       [&](const auto& known) { return known.side == side; });
       const std::string fault =
-          state == s.states.end() ? "a learn state is missing" : model->SetState(side, *state);
+          state == s.states.end() ? "a learn state is missing" : model->SetState(*state);
       if (!fault.empty()) {
         throw CStoreError(store + ": quantity " + Quoted(s.name) + ": " + fault);
       }
@@ -96,7 +94,8 @@ SJoined CModel::Join(CModel other) {
 }
 
 /// Finds each quantity of the part and checks it; nothing is learnt before all fit.
-void CModel::Prepare(const SPart& part) {
+template <class Call>
+void CModel::ForEachQuantity(const SPart& part, Call prepare) {
   if (part.quantities.empty()) {
     throw CInputError(part.name, "holds none of the quantities of --use");
   }
@@ -118,50 +117,50 @@ void CModel::Prepare(const SPart& part) {
     }
   }
   for (std::size_t i = 0; i < quantities_.size(); ++i) {
-    quantities_[i]->Prepare(part.quantities[order_[i]], part.name);
+    prepare(*quantities_[i], part.quantities[order_[i]]);
   }
 }
 
-void CModel::Learn(const SPart& part) {
+std::string CModel::Learn(const SPart& part, bool allowShort) {
   const bool first = quantities_.empty();
   for (std::size_t i = 0; first && i < part.quantities.size(); ++i) {
     const SQuantity& q = part.quantities[i];
     quantities_.push_back(Make(settings_, q.name, q.xUnit, q.unit, q.single));
   }
+  std::string refused;
   try {
-    Prepare(part);
+    ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
+      const std::string reason = model.PrepareLearning(quantity, part.name, allowShort);
+      refused = refused.empty() ? reason : refused;
+    });
   } catch (const CInputError&) {
     if (first) {
       quantities_.clear();
     }
     throw;
   }
+  if (!refused.empty()) {
+    if (first) {
+      quantities_.clear();
+    }
+    return refused;
+  }
   for (const auto& model : quantities_) {
     model->Learn();
   }
+  return "";
 }
 
 SPartVerdict CModel::Judge(const SPart& part) {
-  Prepare(part);
+  ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
+    model.PrepareJudging(quantity, part.name);
+  });
   SPartVerdict verdict;
   verdict.part = part.name;
   verdict.label = part.label;
   CProtocolItemList items;
   for (const auto& model : quantities_) {
-    for (const Side side : model->Sides()) {
-      SQuantityVerdict q;
-      q.name = model->Name();
-      q.side = side;
-      q.unit = model->Unit().Display();
-      q.xUnit = model->XUnit().Display();
-      q.sureness = model->Sureness(side);
-      const int before = items.Anzahl();
-      model->Judge(side, q, items);
-      for (int i = before; i < items.Anzahl(); ++i) {
-        items[i].group = static_cast<std::int32_t>(verdict.quantities.size());
-      }
-      verdict.quantities.push_back(std::move(q));
-    }
+    model->Judge(verdict, items);
   }
   verdict.verdict = items.OverallVerdict();
   verdict.defects = DefectsOf(items, verdict.quantities);
@@ -178,7 +177,7 @@ std::vector<SStoredQuantity> CModel::States() {
   std::vector<SStoredQuantity> result;
   for (const auto& model : quantities_) {
     result.push_back({model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
-    for (const Side side : model->Sides()) {
+    for (const Side side : model->Limited()) {
       result.back().states.push_back({side, model->Learnt(), model->State(side)});
     }
   }
@@ -196,7 +195,7 @@ std::vector<SHistory> CModel::Moment() {
 std::vector<SLearntSummary> CModel::Summaries() {
   std::vector<SLearntSummary> result;
   for (const auto& model : quantities_) {
-    for (const Side side : model->Sides()) {
+    for (const Side side : model->Limited()) {
       SLearntSummary summary = model->Summary(side);
       summary.name = model->Name();
       summary.side = side;

@@ -37,8 +37,9 @@ class CModel {
   /// is measured or learnt otherwise; discard the model then. The other one is used up.
   SJoined Join(CModel other);
 
-  /// Learns one part, wholly or not at all. Throws CInputError.
-  void Learn(const SPart& part);
+  /// Learns one part, wholly or not at all. Empty, or why it is refused: it covers too little,
+  /// unless that is allowed, or has no signal. Throws CInputError when it is another measurement.
+  std::string Learn(const SPart& part, bool allowShort);
 
   /// Judges one part. Throws CInputError when it does not fit what was learnt.
   SPartVerdict Judge(const SPart& part);
@@ -62,7 +63,9 @@ class CModel {
   bool IsEmpty() const { return quantities_.empty(); }
 
  private:
-  void Prepare(const SPart& part);
+  /// Calls prepare(model, quantity) for each quantity of the part, which must be the known ones.
+  template <class Call>
+  void ForEachQuantity(const SPart& part, Call prepare);
 
   SSettings settings_;
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;

@@ -1,7 +1,6 @@
 #include "apps/limes/model/quantity_model.h"
 
-#include <algorithm>
-#include <cmath>
+#include <utility>
 
 #include "apps/limes/errors.h"
 #include "recordings/text.h"
@@ -14,14 +13,7 @@ CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUni
       name_(std::move(name)),
       xUnit_(std::move(xUnit)),
       unit_(std::move(unit)),
-      single_(single) {
-  if (settings.WhichSides() != Sides::kLower) {
-    sides_.push_back(Side::kUpper);
-  }
-  if (settings.WhichSides() != Sides::kUpper) {
-    sides_.push_back(Side::kLower);
-  }
-}
+      single_(single) {}
 
 void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
   if (q.single != single_) {
@@ -55,12 +47,6 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
                  {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
                   "--base", "--factor", "--width"});
   return difference.empty() ? JoinStates(other) : difference;
-}
-
-bool IsRounding(double excess, double value, double limit) {
-  constexpr double kFourSteps = 4.0 / (1 << 24);
-  return std::isfinite(limit) &&
-         excess <= kFourSteps * std::max(std::fabs(value), std::fabs(limit));
 }
 
 }  // namespace limes::host

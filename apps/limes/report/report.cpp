@@ -20,6 +20,9 @@ constexpr std::size_t kMostShown = 10;  ///< defects of a part in text
 
 Json ToJson(const auto& value) { return Json(value); }
 Json ToJson(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+Json ToJson(const std::optional<std::string>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
 Json ToJson(const Side& side) { return SideText(side); }
 Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
 
@@ -124,18 +127,8 @@ Json Curve(const std::vector<float>& values) {
 void PrintReason(std::ostream& out, const SPartVerdict& verdict) {
   const auto q = std::find_if(verdict.quantities.begin(), verdict.quantities.end(),
                               [](const auto& v) { return v.verdict == Verdict::kNotJudged; });
-  if (q == verdict.quantities.end()) {
-    return;
-  }
-  out << "  " << q->name << ": ";
-  if (q->maxDeviation) {
-    out << "covers only " << Percent(q->judgedShare) << " of the " << SideText(q->side) << " limit";
-    return;
-  }
-  out << "no " << SideText(q->side) << " limit holds for it";
-  if (q->sureness) {
-    out << ", " << q->sureness->parts << (q->sureness->parts == 1 ? " part" : " parts")
-        << " learnt";
+  if (q != verdict.quantities.end()) {
+    out << "  " << q->name << ": " << q->reason.value_or("no limit held for it");
   }
 }
 

@@ -46,6 +46,7 @@ std::string ColumnMarks() {
 }
 
 inline const char* ColumnType(const std::string&) { return " TEXT"; }
+inline const char* ColumnType(const std::optional<std::string>&) { return " TEXT"; }
 inline const char* ColumnType(std::integral auto) { return " INTEGER"; }
 inline const char* ColumnType(const std::optional<double>&) { return " REAL"; }
 inline const char* ColumnType(Side) { return " TEXT CHECK(side IN ('upper', 'lower'))"; }
@@ -70,6 +71,7 @@ std::string NewColumns(std::int64_t version, const std::string& before, const st
 }
 
 inline void BindField(CStatement& s, const std::string& value) { s.Bind(value); }
+inline void BindField(CStatement& s, const std::optional<std::string>& value) { s.Bind(value); }
 inline void BindField(CStatement& s, const std::optional<double>& value) { s.Bind(value); }
 inline void BindField(CStatement& s, double value) { s.Bind(std::optional(value)); }
 inline void BindField(CStatement& s, std::integral auto value) { s.Bind(std::int64_t{value}); }
@@ -82,6 +84,9 @@ void BindFields(CStatement& statement, const Record& record) {
 }
 
 inline void ReadField(const CStatement& s, int i, std::string& value) { value = s.Text(i); }
+inline void ReadField(const CStatement& s, int i, std::optional<std::string>& value) {
+  value = s.OptionalText(i);
+}
 inline void ReadField(const CStatement& s, int i, std::optional<double>& v) { v = s.Real(i); }
 inline void ReadField(const CStatement& s, int i, double& value) {
   value = s.Real(i).value_or(0.0);

@@ -1,0 +1,181 @@
+#pragma once
+
+#include <array>
+#include <new>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "apps/limes/errors.h"
+#include "apps/limes/measurement/number_text.h"
+#include "apps/limes/model/defects.h"
+#include "apps/limes/model/quantity_model.h"
+#include "limes/learning/learn_state.h"
+#include "limes/learning/limit_sureness.h"
+#include "limes/learning/sided.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/text.h"
+#include "recordings/text.h"
+
+namespace limes::host {
+
+/// What the limits of all kinds of quantities have in common: Tool learns one side.
+template <class Tool>
+class CSidedModel : public CQuantityModel {
+ public:
+  void Learn() override {
+    tools_.Learn();
+    SetStale();
+  }
+
+  void Judge(SPartVerdict& verdict, CProtocolItemList& items) override {
+    const bool judges = fits_ && EnoughLearnt();
+    if (judges) {
+      tools_.Judge(settings_.minShare, judgement_);
+    }
+    for (const Side side : tools_.Limited()) {
+      SQuantityVerdict q;
+      q.name = name_;
+      q.side = side;
+      q.unit = unit_.Display();
+      q.xUnit = xUnit_.Display();
+      q.sureness = Sureness(side);
+      static const std::vector<SCurveExcess> kNone;
+      SPartJudgement none;
+      none.reason = fits_ ? PartStatus::kNothingLearnt : PartStatus::kNoCommonPoint;
+      Fill(judges ? judgement_[side] : none, q);
+      const auto before = static_cast<int>(items.Items().size());
+      AddItems(q, judges ? judgement_.Regions(side) : kNone, items);
+      for (int i = before; i < static_cast<int>(items.Items().size()); ++i) {
+        items[i].group = static_cast<std::int32_t>(verdict.quantities.size());
+      }
+      verdict.quantities.push_back(std::move(q));
+    }
+  }
+
+  std::span<const Side> Limited() const override { return tools_.Limited(); }
+
+  std::vector<std::uint8_t> State(Side side) const override {
+    CMemoryStream stream;
+    if (!tools_[side].WriteState(stream)) {
+      throw CStoreError("the learn state of " + name_ + " cannot be written");
+    }
+    return {stream.Bytes().begin(), stream.Bytes().end()};
+  }
+
+  std::string SetState(const SStoredQuantity::SState& state) override {
+    CMemoryStream stream{std::span<const std::uint8_t>(state.record)};
+    const LearnStateStatus status = tools_[state.side].ReadState(stream);
+    if (status != LearnStateStatus::kOk) {
+      return WideToUtf8(Text(status));
+    }
+    SetStale();
+    return TakeState(state);
+  }
+
+  SLimitSureness Sureness(Side side) override {
+    std::optional<SLimitSureness>& sureness = sureness_[CSidedJudgement::Index(side)];
+    if (!sureness) {
+      sureness = SurenessOf(tools_[side]);
+    }
+    return *sureness;
+  }
+
+ protected:
+  using CQuantityModel::CQuantityModel;
+
+  static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
+
+  /// Takes over what a learn state does not hold; empty, or what is wrong with it.
+  virtual std::string TakeState(const SStoredQuantity::SState& state) = 0;
+
+  /// A number of a judgement as it is shown.
+  virtual double Show(double number) const = 0;
+
+  /// Adds the items of a side to the part's protocol.
+  virtual void AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& regions,
+                        CProtocolItemList& items) const = 0;
+
+  /// After a change of what is learnt, or of the rule.
+  void SetStale() {
+    stale_ = true;
+    sureness_ = {};
+  }
+
+  /// Throws for what does not fit; what must not be learnt is told by the text.
+  std::string Refusal(PartStatus status, const std::string& part) const {
+    switch (status) {
+      case PartStatus::kOk:
+        return "";
+      case PartStatus::kMemory:
+        throw std::bad_alloc();
+      case PartStatus::kCoversTooLittle:
+      case PartStatus::kLongerThanTemplate:
+      case PartStatus::kNoSignal:
+      case PartStatus::kClipped:
+        return "quantity " + Quoted(name_) + ": " + WideToUtf8(Text(status)) + Advice(status);
+      default:
+        throw CInputError(part, "quantity " + Quoted(name_) + ": " + WideToUtf8(Text(status)));
+    }
+  }
+
+  CSided<Tool> tools_{settings_.WhichSides()};
+  bool stale_ = false;  ///< limits are older than the means
+  bool fits_ = true;    ///< the part that was prepared has points in common with what was learnt
+
+ private:
+  static std::string Advice(PartStatus status) {
+    return status == PartStatus::kCoversTooLittle ? " (--allow-short learns it all the same)"
+           : status == PartStatus::kLongerThanTemplate
+               ? ": begin a new store with a whole part (--allow-short learns what both cover)"
+               : "";
+  }
+
+  std::optional<double> InSpreads(double excess, double spread) const {
+    return spread > 0.0 ? std::optional(Show(Show(excess) / spread)) : std::nullopt;
+  }
+
+  void Fill(const SPartJudgement& j, SQuantityVerdict& q) const {
+    q.verdict = j.verdict;
+    if (j.share > 0.0) {
+      q.maxDeviation = Show(j.deviation);
+      q.excessInS = InSpreads(j.deviation, j.spread);
+      q.largestInS = j.inSpreads ? std::optional(Show(*j.inSpreads)) : std::nullopt;
+      q.value = Show(j.value);
+      q.limit = Show(j.limit);
+      q.mean = Show(j.mean);
+      q.spread = Show(j.spread);
+      q.rmsDeviation = Show(j.rms);
+      q.judgedShare = Shown(static_cast<float>(j.share));
+      if (!single_) {
+        q.x = Show(j.x);
+        q.largestInSX = j.inSpreads ? std::optional(Show(j.xInSpreads)) : std::nullopt;
+      }
+    }
+    if (j.verdict == Verdict::kNotJudged) {
+      q.reason = Reason(j, q);
+    }
+  }
+
+  std::string Reason(const SPartJudgement& j, const SQuantityVerdict& q) const {
+    const std::string limit = std::string(SideText(q.side)) + " limit";
+    if (j.reason == PartStatus::kCoversTooLittle) {
+      return "covers only " + Percent(q.judgedShare) + " of the " + limit;
+    }
+    if (j.reason == PartStatus::kLongerThanTemplate) {
+      return "only " + Percent(q.judgedShare) + " of it lies in the learnt range";
+    }
+    if (j.reason == PartStatus::kNothingLearnt) {
+      return "no " + limit + " holds for it, " + std::to_string(q.sureness->parts) +
+             (q.sureness->parts == 1 ? " part learnt" : " parts learnt");
+    }
+    return WideToUtf8(Text(j.reason));
+  }
+
+  CSidedJudgement judgement_;
+  std::array<std::optional<SLimitSureness>, 2> sureness_;
+};
+
+}  // namespace limes::host
