@@ -4,11 +4,11 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <new>
 
 #include "limes/learning/distributions.h"
 #include "limes/learning/score.h"
 #include "limes/platform/conversions.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -123,14 +123,14 @@ double TailScore(std::span<const double> largest, std::int64_t m, double share) 
 
 }  // namespace detail
 
-bool CLimitCalibration::MakeRoom() try {
-  highest_.reserve(kKept);
-  if (sides_ == ScoreSides::kBoth) {
-    deepest_.reserve(kKept);
-  }
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CLimitCalibration::MakeRoom() {
+  return detail::IfMemoryAllows(false, [&] {
+    highest_.reserve(kKept);
+    if (sides_ == ScoreSides::kBoth) {
+      deepest_.reserve(kKept);
+    }
+    return true;
+  });
 }
 
 void CLimitCalibration::Keep(const SPartScores& part) {
@@ -245,27 +245,27 @@ double CLimitCalibration::HoldLimit() const {
   return largest.empty() ? tail : std::max(largest.front(), tail);
 }
 
-MergeStatus CLimitCalibration::Merge(const CLimitCalibration& other) try {
-  if (sides_ != other.sides_) {
-    return MergeStatus::kRule;
-  }
-  if (!MakeRoom()) {
-    return MergeStatus::kMemory;
-  }
-  const Parts highest = other.highest_;  // other may be this one
-  const Parts deepest = other.deepest_;
-  count_ = std::min(count_ + other.count_, kMostScores);
-  above_.Add(other.above_);
-  below_.Add(other.below_);
-  for (const SPartScores& part : highest) {
-    Insert(highest_, part, Higher);
-  }
-  for (const SPartScores& part : deepest) {
-    Insert(deepest_, part, Deeper);
-  }
-  return MergeStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return MergeStatus::kMemory;
+MergeStatus CLimitCalibration::Merge(const CLimitCalibration& other) {
+  return detail::IfMemoryAllows(MergeStatus::kMemory, [&] {
+    if (sides_ != other.sides_) {
+      return MergeStatus::kRule;
+    }
+    if (!MakeRoom()) {
+      return MergeStatus::kMemory;
+    }
+    const Parts highest = other.highest_;  // other may be this one
+    const Parts deepest = other.deepest_;
+    count_ = std::min(count_ + other.count_, kMostScores);
+    above_.Add(other.above_);
+    below_.Add(other.below_);
+    for (const SPartScores& part : highest) {
+      Insert(highest_, part, Higher);
+    }
+    for (const SPartScores& part : deepest) {
+      Insert(deepest_, part, Deeper);
+    }
+    return MergeStatus::kOk;
+  });
 }
 
 }  // namespace limes

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <new>
 #include <tuple>
 
 #include "limes/learning/calibration.h"
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -62,55 +62,55 @@ bool CLimitCalibration::IsConsistent() const {
   return same && (all || count_ > static_cast<std::int64_t>(kKept));
 }
 
-bool CLimitCalibration::WriteState(CFileStream& file) const try {
-  SHead head;
-  head.sides = static_cast<std::uint8_t>(sides_);
-  head.count = count_;
-  head.above = above_.ToWords();
-  head.below = below_.ToWords();
-  detail::RecordWriter record;
-  detail::BeginLearnState(record, detail::LearnStateKind::kCalibration);
-  record.PutFields(head);
-  PutParts(record, highest_, sides_);
-  PutParts(record, deepest_, sides_);
-  detail::FinishLearnState(record, file);
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CLimitCalibration::WriteState(CFileStream& file) const {
+  return detail::IfMemoryAllows(false, [&] {
+    SHead head;
+    head.sides = static_cast<std::uint8_t>(sides_);
+    head.count = count_;
+    head.above = above_.ToWords();
+    head.below = below_.ToWords();
+    detail::RecordWriter record;
+    detail::BeginLearnState(record, detail::LearnStateKind::kCalibration);
+    record.PutFields(head);
+    PutParts(record, highest_, sides_);
+    PutParts(record, deepest_, sides_);
+    detail::FinishLearnState(record, file);
+    return true;
+  });
 }
 
-LearnStateStatus CLimitCalibration::ReadState(CFileStream& file) try {
-  std::vector<std::uint8_t> payload;
-  const LearnStateStatus status =
-      detail::ReadLearnState(file, detail::LearnStateKind::kCalibration, payload);
-  if (status != LearnStateStatus::kOk) {
-    return status;
-  }
-  CMemoryStream stream{std::span<const std::uint8_t>(payload)};
-  detail::RecordReader in(stream);
-  SHead head;
-  constexpr std::int64_t kMost = std::int64_t{1} << 53;
-  if (!in.GetFields(head) || head.sides < 1 || head.sides > 2 || head.count < 0 ||
-      head.count > kMost) {
-    return LearnStateStatus::kContent;
-  }
-  CLimitCalibration read(static_cast<ScoreSides>(head.sides));
-  read.count_ = head.count;
-  read.above_ = detail::ScoreMoments(head.above);
-  read.below_ = detail::ScoreMoments(head.below);
-  const auto kept = std::min(static_cast<std::size_t>(head.count), kKept);
-  if (!read.MakeRoom()) {
-    return LearnStateStatus::kMemory;
-  }
-  if (!GetParts(in, read.highest_, kept, read.sides_) ||
-      (head.sides == 2 && !GetParts(in, read.deepest_, kept, read.sides_)) ||
-      stream.Remaining() != 0 || !read.IsOrdered() || !read.IsConsistent()) {
-    return LearnStateStatus::kContent;
-  }
-  *this = std::move(read);
-  return LearnStateStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return LearnStateStatus::kMemory;
+LearnStateStatus CLimitCalibration::ReadState(CFileStream& file) {
+  return detail::IfMemoryAllows(LearnStateStatus::kMemory, [&] {
+    std::vector<std::uint8_t> payload;
+    const LearnStateStatus status =
+        detail::ReadLearnState(file, detail::LearnStateKind::kCalibration, payload);
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+    detail::RecordReader in(stream);
+    SHead head;
+    constexpr std::int64_t kMost = std::int64_t{1} << 53;
+    if (!in.GetFields(head) || head.sides < 1 || head.sides > 2 || head.count < 0 ||
+        head.count > kMost) {
+      return LearnStateStatus::kContent;
+    }
+    CLimitCalibration read(static_cast<ScoreSides>(head.sides));
+    read.count_ = head.count;
+    read.above_ = detail::ScoreMoments(head.above);
+    read.below_ = detail::ScoreMoments(head.below);
+    const auto kept = std::min(static_cast<std::size_t>(head.count), kKept);
+    if (!read.MakeRoom()) {
+      return LearnStateStatus::kMemory;
+    }
+    if (!GetParts(in, read.highest_, kept, read.sides_) ||
+        (head.sides == 2 && !GetParts(in, read.deepest_, kept, read.sides_)) ||
+        stream.Remaining() != 0 || !read.IsOrdered() || !read.IsConsistent()) {
+      return LearnStateStatus::kContent;
+    }
+    *this = std::move(read);
+    return LearnStateStatus::kOk;
+  });
 }
 
 }  // namespace limes

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "limes/platform/conversions.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
 namespace {
@@ -98,23 +98,23 @@ void SetValidPoints(CSigCurveExt& out, SIndexRange range, const CSigCurveExt& gr
       range.last == own.last ? grid.VMax() : grid.GetPoint(static_cast<int>(range.last)));
 }
 
-bool CopyValid(const CSigCurve& curve, CSigCurveExt& out) try {
-  const SGrid grid(curve);
-  const auto n = static_cast<std::uint32_t>(grid.last - grid.first + 1);
-  if (n == curve.DLen()) {
-    const CSigCurveExt* const extended = AsExtended(&curve);
-    return (extended != nullptr ? out.Copy(*extended, true) : out.Copy(curve, true)) &&
-           out.DLen() == n;
-  }
-  out = CSigCurveExt::Make(static_cast<int>(n), curve.GetPoint(static_cast<int>(grid.first)),
-                           curve.GetPoint(static_cast<int>(grid.last) + 1));
-  if (out.DLen() != n || !out.SetName(curve.Name())) {
-    return false;
-  }
-  out.TakeUnits(curve);
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CopyValid(const CSigCurve& curve, CSigCurveExt& out) {
+  return detail::IfMemoryAllows(false, [&] {
+    const SGrid grid(curve);
+    const auto n = static_cast<std::uint32_t>(grid.last - grid.first + 1);
+    if (n == curve.DLen()) {
+      const CSigCurveExt* const extended = AsExtended(&curve);
+      return (extended != nullptr ? out.Copy(*extended, true) : out.Copy(curve, true)) &&
+             out.DLen() == n;
+    }
+    out = CSigCurveExt::Make(static_cast<int>(n), curve.GetPoint(static_cast<int>(grid.first)),
+                             curve.GetPoint(static_cast<int>(grid.last) + 1));
+    if (out.DLen() != n || !out.SetName(curve.Name())) {
+      return false;
+    }
+    out.TakeUnits(curve);
+    return true;
+  });
 }
 
 }  // namespace limes::detail

@@ -1,9 +1,9 @@
 #include "limes/learning/curve_overlap.h"
 
 #include <cmath>
-#include <new>
 
 #include "limes/learning/learning_loops.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
 namespace {
@@ -137,47 +137,47 @@ bool FindExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs, Po
 }
 
 bool AddExcess(const CurveOverlap& overlap, std::vector<SCurveExcess>& runs, PointMask mask,
-               ExcuseExcess excuse) try {
-  bool inside = false;
-  bool real = true;  // a point of the last run is beyond the excuse
-  const auto end = [&] {
-    if (inside && !real) {
-      runs.pop_back();
+               ExcuseExcess excuse) {
+  return detail::IfMemoryAllows(false, [&] {
+    bool inside = false;
+    bool real = true;  // a point of the last run is beyond the excuse
+    const auto end = [&] {
+      if (inside && !real) {
+        runs.pop_back();
+      }
+      inside = false;
+    };
+    for (std::int64_t i = overlap.First(); i <= overlap.Last(); ++i) {
+      const float value = overlap.Measured(i);
+      const float limit = overlap.Reference(i);
+      const bool counts = mask.empty() || mask[static_cast<std::size_t>(i)] != 0;
+      if (!counts || !(value > limit)) {
+        end();
+        continue;
+      }
+      const float x = overlap.X(i);
+      if (!inside) {
+        runs.push_back({.x0 = x});
+        inside = true;
+        real = false;
+      }
+      const double difference = double{value} - double{limit};
+      real = real || excuse == nullptr || !excuse(difference, double{value}, double{limit});
+      SCurveExcess& run = runs.back();
+      run.x1 = x;
+      ++run.points;
+      const auto excess = static_cast<float>(difference);
+      if (run.points == 1 || excess > run.excess) {
+        run.excess = excess;
+        run.index = static_cast<std::int32_t>(i);
+        run.x = x;
+        run.value = value;
+        run.limit = limit;
+      }
     }
-    inside = false;
-  };
-  for (std::int64_t i = overlap.First(); i <= overlap.Last(); ++i) {
-    const float value = overlap.Measured(i);
-    const float limit = overlap.Reference(i);
-    const bool counts = mask.empty() || mask[static_cast<std::size_t>(i)] != 0;
-    if (!counts || !(value > limit)) {
-      end();
-      continue;
-    }
-    const float x = overlap.X(i);
-    if (!inside) {
-      runs.push_back({.x0 = x});
-      inside = true;
-      real = false;
-    }
-    const double difference = double{value} - double{limit};
-    real = real || excuse == nullptr || !excuse(difference, double{value}, double{limit});
-    SCurveExcess& run = runs.back();
-    run.x1 = x;
-    ++run.points;
-    const auto excess = static_cast<float>(difference);
-    if (run.points == 1 || excess > run.excess) {
-      run.excess = excess;
-      run.index = static_cast<std::int32_t>(i);
-      run.x = x;
-      run.value = value;
-      run.limit = limit;
-    }
-  }
-  end();
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+    end();
+    return true;
+  });
 }
 
 }  // namespace limes::detail

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <new>
 #include <vector>
 
 #include "limes/learning/calibration.h"
 #include "limes/learning/distributions.h"
 #include "limes/learning/score.h"
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -180,42 +180,42 @@ struct CDriftAlarm::SRecord {
   }
 };
 
-bool CDriftAlarm::WriteState(CFileStream& file) const try {
-  const SRecord state{threshold_,  allowance_,   shifts_,    alarms_,   moments_.ToWords(),
-                      up_.sum,     up_.parts,    up_.excess, up_.place, down_.sum,
-                      down_.parts, down_.excess, down_.place};
-  detail::RecordWriter record;
-  detail::BeginLearnState(record, detail::LearnStateKind::kDriftAlarm);
-  record.PutFields(state);
-  detail::FinishLearnState(record, file);
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CDriftAlarm::WriteState(CFileStream& file) const {
+  return detail::IfMemoryAllows(false, [&] {
+    const SRecord state{threshold_,  allowance_,   shifts_,    alarms_,   moments_.ToWords(),
+                        up_.sum,     up_.parts,    up_.excess, up_.place, down_.sum,
+                        down_.parts, down_.excess, down_.place};
+    detail::RecordWriter record;
+    detail::BeginLearnState(record, detail::LearnStateKind::kDriftAlarm);
+    record.PutFields(state);
+    detail::FinishLearnState(record, file);
+    return true;
+  });
 }
 
-LearnStateStatus CDriftAlarm::ReadState(CFileStream& file) try {
-  std::vector<std::uint8_t> payload;
-  const LearnStateStatus status =
-      detail::ReadLearnState(file, detail::LearnStateKind::kDriftAlarm, payload);
-  if (status != LearnStateStatus::kOk) {
-    return status;
-  }
-  CMemoryStream stream{std::span<const std::uint8_t>(payload)};
-  detail::RecordReader in(stream);
-  SRecord state;
-  if (!in.GetFields(state) || stream.Remaining() != 0 || !state.IsConsistent()) {
-    return LearnStateStatus::kContent;
-  }
-  threshold_ = state.threshold;
-  allowance_ = state.allowance;
-  shifts_ = state.shifts;
-  alarms_ = state.alarms;
-  moments_ = detail::ScoreMoments(state.moments);
-  up_ = {state.upSum, state.upParts, state.upExcess, state.upPlace};
-  down_ = {state.downSum, state.downParts, state.downExcess, state.downPlace};
-  return LearnStateStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return LearnStateStatus::kMemory;
+LearnStateStatus CDriftAlarm::ReadState(CFileStream& file) {
+  return detail::IfMemoryAllows(LearnStateStatus::kMemory, [&] {
+    std::vector<std::uint8_t> payload;
+    const LearnStateStatus status =
+        detail::ReadLearnState(file, detail::LearnStateKind::kDriftAlarm, payload);
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+    detail::RecordReader in(stream);
+    SRecord state;
+    if (!in.GetFields(state) || stream.Remaining() != 0 || !state.IsConsistent()) {
+      return LearnStateStatus::kContent;
+    }
+    threshold_ = state.threshold;
+    allowance_ = state.allowance;
+    shifts_ = state.shifts;
+    alarms_ = state.alarms;
+    moments_ = detail::ScoreMoments(state.moments);
+    up_ = {state.upSum, state.upParts, state.upExcess, state.upPlace};
+    down_ = {state.downSum, state.downParts, state.downExcess, state.downPlace};
+    return LearnStateStatus::kOk;
+  });
 }
 
 }  // namespace limes

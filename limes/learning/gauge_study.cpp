@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <numbers>
 #include <tuple>
 #include <vector>
 
 #include "limes/learning/distributions.h"
 #include "limes/learning/limit_sureness.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -135,27 +135,27 @@ SGaugeCheck CheckGauge(std::span<const double> values, double reference,
   return check;
 }
 
-GaugeStatus StudyGauge(std::span<const SGaugeReading> readings, SGaugeStudy& study) try {
-  std::vector<SGaugeReading> table(readings.begin(), readings.end());
-  if (!std::all_of(table.begin(), table.end(),
-                   [](const SGaugeReading& r) { return std::isfinite(r.value); })) {
-    return GaugeStatus::kNotFinite;
-  }
-  std::sort(table.begin(), table.end(), [](const SGaugeReading& a, const SGaugeReading& b) {
-    return std::tie(a.part, a.person, a.value) < std::tie(b.part, b.person, b.value);
+GaugeStatus StudyGauge(std::span<const SGaugeReading> readings, SGaugeStudy& study) {
+  return detail::IfMemoryAllows(GaugeStatus::kMemory, [&] {
+    std::vector<SGaugeReading> table(readings.begin(), readings.end());
+    if (!std::all_of(table.begin(), table.end(),
+                     [](const SGaugeReading& r) { return std::isfinite(r.value); })) {
+      return GaugeStatus::kNotFinite;
+    }
+    std::sort(table.begin(), table.end(), [](const SGaugeReading& a, const SGaugeReading& b) {
+      return std::tie(a.part, a.person, a.value) < std::tie(b.part, b.person, b.value);
+    });
+    SGaugeStudy found;
+    if (!IsBalanced(table, found)) {
+      return table.empty() ? GaugeStatus::kTooFew : GaugeStatus::kUnbalanced;
+    }
+    if (found.parts < 2 || found.trials < 2) {
+      return GaugeStatus::kTooFew;
+    }
+    FillComponents(SquaresOf(table, found), found);
+    study = found;
+    return GaugeStatus::kOk;
   });
-  SGaugeStudy found;
-  if (!IsBalanced(table, found)) {
-    return table.empty() ? GaugeStatus::kTooFew : GaugeStatus::kUnbalanced;
-  }
-  if (found.parts < 2 || found.trials < 2) {
-    return GaugeStatus::kTooFew;
-  }
-  FillComponents(SquaresOf(table, found), found);
-  study = found;
-  return GaugeStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return GaugeStatus::kMemory;
 }
 
 }  // namespace limes

@@ -4,10 +4,10 @@
 #include <bit>
 #include <cmath>
 #include <functional>
-#include <new>
 #include <numeric>
 
 #include "limes/learning/other_parts.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -73,40 +73,40 @@ std::size_t CountHeld(std::span<const double> scores) {
 }  // namespace
 
 bool HoldBack(std::size_t parts, const PartValues& values, std::span<const float> base,
-              ScoreSides sides, SHeldParts& held) try {
-  constexpr int kMostRounds = 10;
-  SHeldParts found{std::vector<std::uint8_t>(parts, 0), std::vector<double>(parts)};
-  std::vector<std::size_t> order(parts);
-  std::vector<double> scores(parts);
-  if (parts == 0) {
+              ScoreSides sides, SHeldParts& held) {
+  return detail::IfMemoryAllows(false, [&] {
+    constexpr int kMostRounds = 10;
+    SHeldParts found{std::vector<std::uint8_t>(parts, 0), std::vector<double>(parts)};
+    std::vector<std::size_t> order(parts);
+    std::vector<double> scores(parts);
+    if (parts == 0) {
+      held = std::move(found);
+      return true;
+    }
+    COtherParts kept(NearMost(parts, values));
+    for (int round = 0; round < kMostRounds; ++round) {
+      if (!ScoreByKept(values, base, sides, found, kept)) {
+        return false;
+      }
+      std::iota(order.begin(), order.end(), std::size_t{0});
+      std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        // Of equal ones the later part is the first to be held.
+        return found.scores[a] != found.scores[b] ? found.scores[a] > found.scores[b] : a > b;
+      });
+      std::transform(order.begin(), order.end(), scores.begin(),
+                     [&](std::size_t i) { return found.scores[i]; });
+      std::vector<std::uint8_t> now(parts, 0);
+      for (std::size_t j = CountHeld(scores); j > 0; --j) {
+        now[order[j - 1]] = 1;
+      }
+      if (now == found.held) {
+        break;
+      }
+      found.held.swap(now);
+    }
     held = std::move(found);
     return true;
-  }
-  COtherParts kept(NearMost(parts, values));
-  for (int round = 0; round < kMostRounds; ++round) {
-    if (!ScoreByKept(values, base, sides, found, kept)) {
-      return false;
-    }
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-      // Of equal ones the later part is the first to be held.
-      return found.scores[a] != found.scores[b] ? found.scores[a] > found.scores[b] : a > b;
-    });
-    std::transform(order.begin(), order.end(), scores.begin(),
-                   [&](std::size_t i) { return found.scores[i]; });
-    std::vector<std::uint8_t> now(parts, 0);
-    for (std::size_t j = CountHeld(scores); j > 0; --j) {
-      now[order[j - 1]] = 1;
-    }
-    if (now == found.held) {
-      break;
-    }
-    found.held.swap(now);
-  }
-  held = std::move(found);
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+  });
 }
 
 bool CLearnGuard::Holds(const CLimitCalibration& kept, const SPartScores& part) {

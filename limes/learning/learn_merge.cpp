@@ -59,11 +59,5 @@ std::int32_t JointTime(std::int32_t n1, std::int32_t n2, std::int32_t timeScale)
       {std::int64_t{n1} + n2, end, std::int64_t{std::numeric_limits<std::int32_t>::max()}}));
 }
 
-std::int32_t JointCount(std::int32_t n1, std::int32_t n2) {
-  using Limits = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(
-      std::clamp<std::int64_t>(std::int64_t{n1} + n2, Limits::min(), Limits::max()));
-}
-
 }  // namespace detail
 }  // namespace limes

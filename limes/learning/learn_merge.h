@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <concepts>
 #include <cstdint>
+#include <limits>
 
 #include "limes/export.h"
 #include "limes/platform/text.h"
@@ -32,8 +35,13 @@ double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale);
 /// Steps of the joint mean, as far as they are counted.
 std::int32_t JointTime(std::int32_t n1, std::int32_t n2, std::int32_t timeScale);
 
-/// Sum of two counts, at most the largest number.
-std::int32_t JointCount(std::int32_t n1, std::int32_t n2);
+/// Sum of two counts, kept inside what their type holds.
+template <std::integral Count>
+Count JointCount(Count n1, Count n2) {
+  using Limits = std::numeric_limits<Count>;
+  return static_cast<Count>(
+      std::clamp<std::int64_t>(std::int64_t{n1} + n2, Limits::min(), Limits::max()));
+}
 
 }  // namespace detail
 }  // namespace limes

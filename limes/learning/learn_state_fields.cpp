@@ -36,27 +36,6 @@ struct SCurveHead {
   }
 };
 
-/// The fields of a unit; the text of its base unit follows, for units registered at run time.
-struct SUnitFields {
-  SUnitFields() = default;
-  explicit SUnitFields(const CMeasuringUnit& u)
-      : unit(u.Unit_e()),
-        exponent(u.Exponent()),
-        power(u.Power()),
-        logref(u.Logref()),
-        flags(u.Flags()) {}
-
-  std::uint32_t unit = 0;
-  std::int16_t exponent = 0;
-  std::int16_t power = 0;
-  float logref = 0.0F;
-  std::uint32_t flags = 0;
-
-  static constexpr auto Fields(auto& u) {
-    return std::tie(u.unit, u.exponent, u.power, u.logref, u.flags);
-  }
-};
-
 }  // namespace
 
 void PutText(RecordWriter& out, std::u16string_view text) {
@@ -75,12 +54,12 @@ bool GetText(RecordReader& in, wide_string& text) {
 }
 
 void PutUnit(RecordWriter& out, const CMeasuringUnit& unit) {
-  out.PutFields(SUnitFields(unit));
+  out.PutFields(SMeasuringUnitPOD(unit));
   PutText(out, unit.baseunit());
 }
 
 bool GetUnit(RecordReader& in, CMeasuringUnit& unit) {
-  SUnitFields fields;
+  SMeasuringUnitPOD fields;
   wide_string base;
   if (!in.GetFields(fields) || !GetText(in, base)) {
     return false;

@@ -1,5 +1,4 @@
 #include <bit>
-#include <new>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -8,6 +7,7 @@
 #include "limes/learning/learn_state_fields.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -161,55 +161,55 @@ bool CLernenderGrenzwert::WriteState(CFileStream& file) const {
   return true;
 }
 
-LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) try {
-  std::vector<std::uint8_t> payload;
-  std::uint16_t version = 2;
-  const LearnStateStatus status =
-      detail::ReadLearnState(file, detail::LearnStateKind::kLimitValue, payload, &version);
-  if (status != LearnStateStatus::kOk) {
-    return status;
-  }
-  CMemoryStream stream{std::span<const std::uint8_t>(payload)};
-  detail::RecordReader in(stream);
-  SState state;
-  std::uint8_t has = 0;
-  SExact exact;
-  CMeasuringUnit unit;
-  if (!in.GetFields(state) || !state.IsConsistent() ||
-      (version == 2 &&
-       (!in.Get(has) || has > 3 || !in.GetFields(exact) || !detail::GetUnit(in, unit))) ||
-      stream.Remaining() != 0) {
-    return LearnStateStatus::kContent;
-  }
-  exact_ = exact;
-  exact_.on = (has & 1) != 0;
-  unit_.reset();
-  if ((has & 2) != 0) {
-    unit_ = std::move(unit);
-  }
-  mean_ = state.mean;
-  meanSquare_ = state.meanSquare;
-  limit_ = state.limit;
-  count_ = state.count;
-  last_ = state.last;
-  errorcode_ = state.errorcode;
-  base_ = state.base;
-  factor_ = state.factor;
-  lower_ = state.lower;
-  upper_ = state.upper;
-  bounded_ = state.bounded != 0;
-  externalOn_ = state.externalOn != 0;
-  external_ = state.external;
-  generator_ = CExpAverFacGenerator(state.time, state.timeScale);
-  fixedLower_ = state.fixedLower;
-  fixedUpper_ = state.fixedUpper;
-  hasFixedLower_ = state.hasFixedLower != 0;
-  hasFixedUpper_ = state.hasFixedUpper != 0;
-  name_ = state.name;
-  FindGiven();
-  return LearnStateStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return LearnStateStatus::kMemory;
+LearnStateStatus CLernenderGrenzwert::ReadState(CFileStream& file) {
+  return detail::IfMemoryAllows(LearnStateStatus::kMemory, [&] {
+    std::vector<std::uint8_t> payload;
+    std::uint16_t version = 2;
+    const LearnStateStatus status =
+        detail::ReadLearnState(file, detail::LearnStateKind::kLimitValue, payload, &version);
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+    detail::RecordReader in(stream);
+    SState state;
+    std::uint8_t has = 0;
+    SExact exact;
+    CMeasuringUnit unit;
+    if (!in.GetFields(state) || !state.IsConsistent() ||
+        (version == 2 &&
+         (!in.Get(has) || has > 3 || !in.GetFields(exact) || !detail::GetUnit(in, unit))) ||
+        stream.Remaining() != 0) {
+      return LearnStateStatus::kContent;
+    }
+    exact_ = exact;
+    exact_.on = (has & 1) != 0;
+    unit_.reset();
+    if ((has & 2) != 0) {
+      unit_ = std::move(unit);
+    }
+    mean_ = state.mean;
+    meanSquare_ = state.meanSquare;
+    limit_ = state.limit;
+    count_ = state.count;
+    last_ = state.last;
+    errorcode_ = state.errorcode;
+    base_ = state.base;
+    factor_ = state.factor;
+    lower_ = state.lower;
+    upper_ = state.upper;
+    bounded_ = state.bounded != 0;
+    externalOn_ = state.externalOn != 0;
+    external_ = state.external;
+    generator_ = CExpAverFacGenerator(state.time, state.timeScale);
+    fixedLower_ = state.fixedLower;
+    fixedUpper_ = state.fixedUpper;
+    hasFixedLower_ = state.hasFixedLower != 0;
+    hasFixedUpper_ = state.hasFixedUpper != 0;
+    name_ = state.name;
+    FindGiven();
+    return LearnStateStatus::kOk;
+  });
 }
 
 }  // namespace limes

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <utility>
 
 #include "limes/learning/part_score.h"
 #include "limes/learning/score.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -57,30 +57,30 @@ void COtherParts::Point::Add(double y) {
   ++n;
 }
 
-bool COtherParts::Add(std::span<const float> part) try {
-  if (points_.empty()) {
-    std::vector<float> about(part.size(), NAN);
-    std::vector<Point> points(part.size());
-    about_.swap(about);
-    points_.swap(points);
-  }
-  if (part.size() != points_.size()) {
-    return false;
-  }
-  for (std::size_t i = 0; i < part.size(); ++i) {
-    if (std::isnan(part[i])) {
-      continue;
+bool COtherParts::Add(std::span<const float> part) {
+  return detail::IfMemoryAllows(false, [&] {
+    if (points_.empty()) {
+      std::vector<float> about(part.size(), NAN);
+      std::vector<Point> points(part.size());
+      about_.swap(about);
+      points_.swap(points);
     }
-    if (std::isnan(about_[i])) {
-      about_[i] = part[i];
+    if (part.size() != points_.size()) {
+      return false;
     }
-    const double y = double{part[i]} - about_[i];
-    points_[i].Add(y);
-  }
-  ++parts_;
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+    for (std::size_t i = 0; i < part.size(); ++i) {
+      if (std::isnan(part[i])) {
+        continue;
+      }
+      if (std::isnan(about_[i])) {
+        about_[i] = part[i];
+      }
+      const double y = double{part[i]} - about_[i];
+      points_[i].Add(y);
+    }
+    ++parts_;
+    return true;
+  });
 }
 
 COtherParts COtherParts::NewGroup() const {

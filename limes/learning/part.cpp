@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "limes/learning/curve_fit.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -89,80 +89,82 @@ PartStatus CFittedPart::CheckTemplate(const SCurvePart& part, const SPartRule& r
   return constant && !rule.allowConstant ? PartStatus::kNoSignal : PartStatus::kOk;
 }
 
-PartStatus CFittedPart::Fit(const SCurvePart& part, const CSigCurveExt& grid, bool narrow) try {
-  room = {};
-  side_ = Side::kUpper;
-  covered_.clear();
-  gridShare_ = partShare_ = partPoints_ = 0.0;
-  if (const PartStatus status = Check(part); status != PartStatus::kOk) {
-    return status;
-  }
-  if (const PartStatus status = CheckUnits(part.curve, grid); status != PartStatus::kOk) {
-    return status;
-  }
-  detail::SGrid to(grid);
-  const SIndexRange valid{to.first, to.last};
-  to.first = 0;
-  to.last = std::int64_t{grid.DLen()} - 1;
-  const detail::SGrid from(part.curve);
-  if (!to.IsUsable()) {
-    return PartStatus::kNothingLearnt;
-  }
-  const double tolerance = kStepTolerance * to.step + StepRounding(part.curve) + StepRounding(grid);
-  if (std::fabs(from.step - to.step) > tolerance) {
-    return PartStatus::kStep;
-  }
-  const SIndexRange range = detail::CoveredRange(from, to);
-  if (range.IsEmpty()) {
-    return PartStatus::kNoCommonPoint;
-  }
-  curve_.MakeSameSize(grid);
-  if (curve_.DLen() != grid.DLen()) {
-    return PartStatus::kMemory;
-  }
-  const CSigCurve* source = &part.curve;
-  if (!part.covered.empty()) {
-    gapped_ = part.curve;
-    if (gapped_.DLen() != part.curve.DLen()) {
+PartStatus CFittedPart::Fit(const SCurvePart& part, const CSigCurveExt& grid, bool narrow) {
+  return detail::IfMemoryAllows(PartStatus::kMemory, [&] {
+    room = {};
+    side_ = Side::kUpper;
+    covered_.clear();
+    gridShare_ = partShare_ = partPoints_ = 0.0;
+    if (const PartStatus status = Check(part); status != PartStatus::kOk) {
+      return status;
+    }
+    if (const PartStatus status = CheckUnits(part.curve, grid); status != PartStatus::kOk) {
+      return status;
+    }
+    detail::SGrid to(grid);
+    const SIndexRange valid{to.first, to.last};
+    to.first = 0;
+    to.last = std::int64_t{grid.DLen()} - 1;
+    const detail::SGrid from(part.curve);
+    if (!to.IsUsable()) {
+      return PartStatus::kNothingLearnt;
+    }
+    const double tolerance =
+        kStepTolerance * to.step + StepRounding(part.curve) + StepRounding(grid);
+    if (std::fabs(from.step - to.step) > tolerance) {
+      return PartStatus::kStep;
+    }
+    const SIndexRange range = detail::CoveredRange(from, to);
+    if (range.IsEmpty()) {
+      return PartStatus::kNoCommonPoint;
+    }
+    curve_.MakeSameSize(grid);
+    if (curve_.DLen() != grid.DLen()) {
       return PartStatus::kMemory;
     }
-    for (std::size_t i = 0; i < part.covered.size(); ++i) {
-      if (part.covered[i] == 0) {
-        gapped_.ValArray()[i] = std::numeric_limits<float>::quiet_NaN();
+    const CSigCurve* source = &part.curve;
+    if (!part.covered.empty()) {
+      gapped_ = part.curve;
+      if (gapped_.DLen() != part.curve.DLen()) {
+        return PartStatus::kMemory;
       }
+      for (std::size_t i = 0; i < part.covered.size(); ++i) {
+        if (part.covered[i] == 0) {
+          gapped_.ValArray()[i] = std::numeric_limits<float>::quiet_NaN();
+        }
+      }
+      source = &gapped_;
     }
-    source = &gapped_;
-  }
-  detail::FillFitted(*source, from, to, range, CSigCurveAssistent::Binning::kMean,
-                     curve_.ValArray());
-  if (!part.covered.empty()) {
-    FindGaps(range.first, range.last);
-  }
-  const auto points = covered_.empty()
-                          ? static_cast<std::ptrdiff_t>(range.Size())
-                          : std::count(covered_.begin(), covered_.end(), std::uint8_t{1});
-  gridShare_ = static_cast<double>(points) / grid.DLen();
-  partPoints_ = std::round(static_cast<double>(from.last - from.first) * from.step / to.step) + 1.0;
-  partShare_ = std::min(1.0, static_cast<double>(range.Size()) / partPoints_);
-  SIndexRange counts = range;
-  if (narrow) {
-    counts = {std::max(range.first, valid.first), std::min(range.last, valid.last)};
-    detail::SetValidPoints(curve_, counts, grid, valid);
-  } else {
-    curve_.SetVMinMax(grid.GetPoint(static_cast<int>(range.first)),
-                      grid.GetPoint(static_cast<int>(range.last)));
-  }
-  if (points == 0 || counts.IsEmpty()) {
-    return PartStatus::kNoCommonPoint;
-  }
-  if (std::u16string_view(curve_.Name()) != part.curve.Name() &&
-      !curve_.SetName(part.curve.Name())) {
-    return PartStatus::kMemory;
-  }
-  curve_.TakeUnits(part.curve);
-  return PartStatus::kOk;
-} catch (const std::bad_alloc&) {
-  return PartStatus::kMemory;
+    detail::FillFitted(*source, from, to, range, CSigCurveAssistent::Binning::kMean,
+                       curve_.ValArray());
+    if (!part.covered.empty()) {
+      FindGaps(range.first, range.last);
+    }
+    const auto points = covered_.empty()
+                            ? static_cast<std::ptrdiff_t>(range.Size())
+                            : std::count(covered_.begin(), covered_.end(), std::uint8_t{1});
+    gridShare_ = static_cast<double>(points) / grid.DLen();
+    partPoints_ =
+        std::round(static_cast<double>(from.last - from.first) * from.step / to.step) + 1.0;
+    partShare_ = std::min(1.0, static_cast<double>(range.Size()) / partPoints_);
+    SIndexRange counts = range;
+    if (narrow) {
+      counts = {std::max(range.first, valid.first), std::min(range.last, valid.last)};
+      detail::SetValidPoints(curve_, counts, grid, valid);
+    } else {
+      curve_.SetVMinMax(grid.GetPoint(static_cast<int>(range.first)),
+                        grid.GetPoint(static_cast<int>(range.last)));
+    }
+    if (points == 0 || counts.IsEmpty()) {
+      return PartStatus::kNoCommonPoint;
+    }
+    if (std::u16string_view(curve_.Name()) != part.curve.Name() &&
+        !curve_.SetName(part.curve.Name())) {
+      return PartStatus::kMemory;
+    }
+    curve_.TakeUnits(part.curve);
+    return PartStatus::kOk;
+  });
 }
 
 /// The points that were drawn from a value that is missing.

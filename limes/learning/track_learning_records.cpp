@@ -1,7 +1,6 @@
 // Archive, lossless record and joining of what a track learning tool has learnt.
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <new>
 #include <tuple>
 
@@ -32,10 +31,6 @@ struct SToolHead {
 
   bool IsConsistent() const { return timeScale == CTrackLernWerkzeug::kTimeScale && learnt <= 1; }
 };
-
-std::uint32_t JointCount(std::uint32_t n1, std::uint32_t n2) {
-  return n1 + std::min(n2, std::numeric_limits<std::uint32_t>::max() - n1);
-}
 
 }  // namespace
 
@@ -198,7 +193,8 @@ MergeStatus CTrackLernWerkzeug::Merge(const CTrackLernWerkzeug& other) {
       detail::MixValues(mean_->ValArray() + i, other.mean_->ValArray() + i, points, share);
       detail::MixValues(meanSquare_->ValArray() + i, other.meanSquare_->ValArray() + i, points,
                         share);
-      std::fill_n(counts_.begin() + static_cast<std::ptrdiff_t>(i), points, JointCount(n1, n2));
+      std::fill_n(counts_.begin() + static_cast<std::ptrdiff_t>(i), points,
+                  detail::JointCount(n1, n2));
     }
     i += points;
   }
