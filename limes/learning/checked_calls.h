@@ -1,16 +1,17 @@
 #pragma once
 
 #include <memory>
-#include <new>
 #include <vector>
 
 #include "limes/learning/part.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
 
 // The checked calls of a learner are put together from its steps: CheckForLearning tells whether a
-// part may be learnt and what room it needs, MakeRoom makes that, Fit draws the part on the grid;
-// after them LearnFitted and JudgeFitted cannot fail.
+// part may be learnt and what room it needs, MakeRoom makes that beside it, TakeRoom takes it,
+// which cannot fail, Fit draws the part on the grid; after them LearnFitted and JudgeFitted cannot
+// fail.
 
 /// All that can fail of learning.
 template <class Tool>
@@ -20,7 +21,12 @@ PartStatus PrepareLearning(Tool& tool, const typename Tool::Part& part, const SP
   if (status != PartStatus::kOk || !fitted.room.IsNeeded()) {
     return status;
   }
-  return tool.MakeRoom(part, fitted) ? tool.Fit(part, fitted) : PartStatus::kMemory;
+  typename Tool::Room room;
+  if (!tool.MakeRoom(part, fitted, room)) {
+    return PartStatus::kMemory;
+  }
+  tool.TakeRoom(room);
+  return tool.Fit(part, fitted);
 }
 
 /// The tool's own fitted part, made at first use. Throws std::bad_alloc.
@@ -36,35 +42,31 @@ inline SFittedValue& Scratch(SFittedValue& fitted) { return fitted; }
 
 template <class Tool, class Pointer>
 LearnStatus LearnPart(Tool& tool, const typename Tool::Part& part, const SPartRule& rule,
-                      Pointer& scratch) try {
-  auto& fitted = Scratch(scratch);
-  const PartStatus status = PrepareLearning(tool, part, rule, fitted);
-  if (status == PartStatus::kOk) {
-    tool.LearnFitted(fitted);
-  }
-  return status;
-} catch (const std::bad_alloc&) {
-  return PartStatus::kMemory;
+                      Pointer& scratch) {
+  return IfMemoryAllows(PartStatus::kMemory, [&] {
+    auto& fitted = Scratch(scratch);
+    const PartStatus status = PrepareLearning(tool, part, rule, fitted);
+    if (status == PartStatus::kOk) {
+      tool.LearnFitted(fitted);
+    }
+    return status;
+  });
 }
 
 template <class Tool, class Pointer>
 SPartJudgement JudgePart(Tool& tool, const typename Tool::Part& part, double minShare,
                          std::vector<SCurveExcess>* regions, Pointer& scratch) {
+  std::vector<SCurveExcess> own;
+  std::vector<SCurveExcess>& found = regions != nullptr ? *regions : own;
+  found.clear();
   SPartJudgement judgement;
   judgement.reason = PartStatus::kMemory;
-  std::vector<SCurveExcess> own;
-  try {
+  return IfMemoryAllows(judgement, [&] {
     auto& fitted = Scratch(scratch);
     judgement.reason = tool.Fit(part, fitted);
-    if (judgement.reason == PartStatus::kOk) {
-      return tool.JudgeFitted(fitted, minShare, regions != nullptr ? *regions : own);
-    }
-  } catch (const std::bad_alloc&) {
-  }
-  if (regions != nullptr) {
-    regions->clear();
-  }
-  return judgement;
+    return judgement.reason == PartStatus::kOk ? tool.JudgeFitted(fitted, minShare, found)
+                                               : judgement;
+  });
 }
 
 }  // namespace limes::detail

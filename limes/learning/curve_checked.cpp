@@ -54,14 +54,24 @@ PartStatus CKurvenLernWerkzeug::CheckForLearning(const SCurvePart& part, const S
                                                                 : PartStatus::kCoversTooLittle;
 }
 
-bool CKurvenLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& fitted) {
+bool CKurvenLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& /*fitted*/,
+                                   Room& room) const {
   CSigCurveExt valid;
-  if (!fitted.room.start || !detail::CopyValid(part.curve, valid)) {
-    return !fitted.room.start;
+  if (!detail::CopyValid(part.curve, valid)) {
+    return false;
   }
-  Vorlage(&valid);
+  room.Vorlage(&valid);
+  return room.mean_ != nullptr;
+}
+
+void CKurvenLernWerkzeug::TakeRoom(Room& room) noexcept {
+  mean_.swap(room.mean_);
+  meanSquare_.swap(room.meanSquare_);
+  spread_.swap(room.spread_);
+  limit_.swap(room.limit_);
+  formed_.swap(room.formed_);
+  name_.swap(room.name_);
   Neustart(generator_->GetTimeScale());
-  return mean_ != nullptr;
 }
 
 void CKurvenLernWerkzeug::LearnFitted(CFittedPart& fitted) {
@@ -84,7 +94,9 @@ SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minS
     judgement.reason = PartStatus::kMemory;
     return judgement;
   }
-  return detail::JudgeAlong(fitted, Learnt(*limit_), minShare, regions);
+  detail::SLearntCurves learnt = Learnt(*limit_);
+  learnt.width = Widening();
+  return detail::JudgeAlong(fitted, learnt, minShare, regions);
 }
 
 LearnStatus CKurvenLernWerkzeug::LearnPart(const SCurvePart& part, const SPartRule& rule) {

@@ -255,33 +255,30 @@ bool CKurvenLernWerkzeug::FormLimit() {
     const auto i0 = static_cast<std::size_t>(valid.first);
     const std::size_t end = i0 + valid.Size();
     float* const y = limit.ValArray();
-    detail::ScaledSpreadValues(y, m, q, i0, factor_);
+    detail::SpreadValues(y, m, q, i0, factor_);
     detail::LimitValues(y + i0, m + i0, q + i0, end - i0, factor_, base_);
-    detail::ScaledSpreadValues(y + end, m + end, q + end, n - end, factor_);
+    detail::SpreadValues(y + end, m + end, q + end, n - end, factor_);
   } else {
     if (spread) {
-      detail::ScaledSpreadValues(limit.ValArray(), m, q, n, factor_);
+      detail::SpreadValues(limit.ValArray(), m, q, n, factor_);
     }
     limit += mean;
     limit += base_;
   }
-  Widen();
+  const std::span<float> values = limit.ValidValues();
+  if (const int w = Widening(); w >= 1 && values.size() > 1) {
+    // kept: the last valid point is neither widened nor looked at
+    detail::WidenValues(values.data(), values.size() - 1, static_cast<std::size_t>(w));
+  }
   limit.TakeUnits(mean);
   *formed_ = {true, true, base_, factor_, width_};
   return true;
 }
 
-void CKurvenLernWerkzeug::Widen() {
-  constexpr int kMostPoints = 31;
-  if (!(width_ > 0.0F)) {
-    return;
-  }
-  const int w = std::min(limit_->GetIndex(width_), kMostPoints);
-  const std::span<float> valid = limit_->ValidValues();
-  if (w >= 1 && valid.size() > 1) {
-    // kept: the last valid point is neither widened nor looked at
-    detail::WidenValues(valid.data(), valid.size() - 1, static_cast<std::size_t>(w));
-  }
+/// By how many points the limit is widened.
+int CKurvenLernWerkzeug::Widening() const {
+  const int points = width_ > 0.0F ? limit_->GetIndex(width_) : 0;
+  return std::clamp(points, 0, static_cast<int>(detail::kMostWidening));
 }
 
 int CKurvenLernWerkzeug::GrenzeBilden() {

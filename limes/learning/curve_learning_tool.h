@@ -65,7 +65,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   // The steps of both, for those who prepare a part once: see CSided.
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
-  bool MakeRoom(const SCurvePart& part, const CFittedPart& fitted);
+  using Room = CKurvenLernWerkzeug;
+  bool MakeRoom(const SCurvePart& part, const CFittedPart& fitted, Room& room) const;
+  void TakeRoom(Room& room) noexcept;
   PartStatus Fit(const SCurvePart& part, CFittedPart& fitted) const;
   void LearnFitted(CFittedPart& fitted);
   SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
@@ -184,7 +186,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   bool HasLearnt() const { return count_ != 0 && mean_ != nullptr && meanSquare_ != nullptr; }
   bool FormLimit();
   void Outdate();
-  void Widen();
+  int Widening() const;
   const CSigCurveExt* Reference(bool limit) const;
   float SpreadAt(int i) const;
   detail::SLearntCurves Learnt(const CSigCurveExt& limit) const;

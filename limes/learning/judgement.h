@@ -63,8 +63,9 @@ struct SPartJudgement {
   double mean = 0.0;
   double spread = 0.0;
 
-  /// Largest value - mean - base in spreads: the factor at which the part would just pass; infinite
-  /// when no factor would do, absent when no point has a spread. And where that is.
+  /// Largest value - mean - base in spreads: the factor at which the part would just pass, of a
+  /// widened limit too; infinite when no factor would do, absent when no point has a spread. And
+  /// where that is.
   std::optional<double> inSpreads;
   double xInSpreads = 0.0;
 };

@@ -54,7 +54,9 @@ class LIMES_EXPORT CLernenderGrenzwert {
   // The steps of both, for those who prepare a part once: see CSided.
   PartStatus CheckForLearning(const SValuePart& part, const SPartRule& rule,
                               SFittedValue& fitted) const;
-  bool MakeRoom(const SValuePart& part, const SFittedValue& fitted);
+  using Room = std::optional<CMeasuringUnit>;
+  bool MakeRoom(const SValuePart& part, const SFittedValue& fitted, Room& room) const;
+  void TakeRoom(Room& room) noexcept { unit_.swap(room); }
   PartStatus Fit(const SValuePart& part, SFittedValue& fitted) const;
   void LearnFitted(SFittedValue& fitted);
   SPartJudgement JudgeFitted(SFittedValue& fitted, double minShare,

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "limes/kernels/value_bounds.h"
 #include "limes/platform/cpu_clones.h"
 
 namespace limes::detail {
@@ -31,15 +32,8 @@ LIMES_CLONES void LearnValues(float* __restrict m, float* __restrict q, const fl
   }
 }
 
-LIMES_CLONES void SpreadValues(float* __restrict s, const float* __restrict m,
-                               const float* __restrict q, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) {
-    s[i] = Root(q[i] - m[i] * m[i]);
-  }
-}
-
-LIMES_CLONES void ScaledSpreadValues(float* __restrict y, const float* __restrict m,
-                                     const float* __restrict q, std::size_t n, float factor) {
+LIMES_CLONES void SpreadValues(float* __restrict y, const float* __restrict m,
+                               const float* __restrict q, std::size_t n, float factor) {
   for (std::size_t i = 0; i < n; ++i) {
     y[i] = Root(q[i] - m[i] * m[i]) * factor;
   }
@@ -140,9 +134,8 @@ LIMES_CLONES void CountUp(std::uint32_t* counts, std::size_t n) {
 
 namespace {
 
-constexpr std::size_t kMaxWidth = 31;
 constexpr std::size_t kBlock = 2048;
-constexpr std::size_t kWindow = kBlock + 2 * kMaxWidth;
+constexpr std::size_t kWindow = kBlock + 2 * kMostWidening;
 
 LIMES_CLONES void MaximaOfNeighbours(float* y, std::size_t n, std::size_t step) {
   for (std::size_t i = 0; i < n; ++i) {
@@ -192,7 +185,7 @@ void WidenValues(float* y, std::size_t n, std::size_t w) {
   // The window of a block: w values before it as they stood, the block, and w - 1 behind it. What
   // lies outside the values is NaN or the lowest number, which both replace nothing.
   std::array<float, kWindow> window;
-  std::array<float, kMaxWidth> before;
+  std::array<float, kMostWidening> before;
   before.fill(std::numeric_limits<float>::quiet_NaN());
   std::size_t known = 0;  // values of `before` that are real ones
   for (std::size_t start = 0; start < n; start += kBlock) {
@@ -226,41 +219,13 @@ void WidenValues(float* y, std::size_t n, std::size_t w) {
   }
 }
 
-namespace {
-
-constexpr std::size_t kLanes = 16;
-
-/// Largest difference; the lowest number when there is none above it.
-LIMES_CLONES float LargestOf(const float* k, const float* r, std::size_t n) {
-  float lanes[kLanes];
-  for (float& lane : lanes) {
-    lane = kLowest;
-  }
-  std::size_t i = 0;
-  for (; i + kLanes <= n; i += kLanes) {
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC unroll 1
-#endif
-    for (std::size_t j = 0; j < kLanes; ++j) {
-      const float d = k[i + j] - r[i + j];
-      lanes[j] = d > lanes[j] ? d : lanes[j];
-    }
-  }
-  for (std::size_t j = 0; i + j < n; ++j) {
-    const float d = k[i + j] - r[i + j];
-    lanes[j] = d > lanes[j] ? d : lanes[j];
-  }
-  return *std::max_element(lanes, lanes + kLanes);
-}
-
-}  // namespace
-
 SLargest LargestDifference(const float* k, const float* r, std::size_t n) {
   constexpr std::size_t kSearched = 512;
   float largest = kLowest;
   std::size_t block = 0;
   for (std::size_t start = 0; start < n; start += kSearched) {
-    const float here = LargestOf(k + start, r + start, std::min(kSearched, n - start));
+    const float here =
+        LargestDifference(k + start, r + start, std::min(kSearched, n - start), kLowest);
     if (here > largest) {
       largest = here;
       block = start;

@@ -11,13 +11,10 @@ namespace limes::detail {
 /// m = m a + v k and q = q a + (v k) k.
 void LearnValues(float* m, float* q, const float* k, std::size_t n, float a, float v);
 
-/// sqrt(q - m m), 0 where that is not above 0 or NaN.
-void SpreadValues(float* s, const float* m, const float* q, std::size_t n);
+/// factor sqrt(q - m m), 0 where that is not above 0 or NaN.
+void SpreadValues(float* y, const float* m, const float* q, std::size_t n, float factor = 1.0F);
 
-/// The same times factor.
-void ScaledSpreadValues(float* y, const float* m, const float* q, std::size_t n, float factor);
-
-/// The same times factor, plus m, plus base.
+/// The same, plus m, plus base.
 void LimitValues(float* y, const float* m, const float* q, std::size_t n, float factor, float base);
 
 /// As LearnValues of a track: m = a m + v k and q = a q + v (k k). Buffers may overlap; each k is
@@ -46,6 +43,9 @@ std::size_t EqualRun(const std::uint32_t* counts, std::size_t n);
 
 /// Adds 1 to each of n counts, up to the largest number.
 void CountUp(std::uint32_t* counts, std::size_t n);
+
+/// Most points that WidenValues looks at before a value.
+inline constexpr std::size_t kMostWidening = 31;
 
 /// Replaces each of n values by the largest one, as they stood, from w before it to w - 1 behind
 /// it, as far as they are among the n; 1 <= w <= 31. NaN are passed over; a value whose window

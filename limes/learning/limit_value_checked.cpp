@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "limes/learning/checked_calls.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -41,11 +41,9 @@ PartStatus CLernenderGrenzwert::CheckForLearning(const SValuePart& part, const S
   return status != PartStatus::kNotFinite && count_ == 0 ? PartStatus::kOk : status;
 }
 
-bool CLernenderGrenzwert::MakeRoom(const SValuePart& part, const SFittedValue& /*fitted*/) try {
-  unit_ = part.unit;
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
+bool CLernenderGrenzwert::MakeRoom(const SValuePart& part, const SFittedValue& /*fitted*/,
+                                   Room& room) const {
+  return detail::IfMemoryAllows([&] { room = part.unit; });
 }
 
 void CLernenderGrenzwert::LearnFitted(SFittedValue& fitted) {

@@ -4,7 +4,8 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <new>
+
+#include "limes/learning/learning_loops.h"
 
 namespace limes::detail {
 namespace {
@@ -29,18 +30,49 @@ void ForEachPoint(const CurveOverlap& overlap, PointMask mask, const SLearntCurv
   });
 }
 
-/// The factor at which the part would just pass, without widening.
+constexpr double kNone = -std::numeric_limits<double>::infinity();
+
+/// The factor at which a value reaches the limit of a point; the lowest where any factor will do.
+double FactorAt(const SLearntCurves& learnt, double value, float mean, float spread) {
+  const double middle = double{mean} + double{learnt.base};
+  const double excess = value - middle;
+  if (!(spread > 0.0F) && (!(excess > 0.0) || IsRounding(excess, value, middle))) {
+    return kNone;
+  }
+  return excess / double{spread};
+}
+
+/// The same of a limit that is widened: the smallest factor of the neighbours, any of which may
+/// hold the limit there; at most as many as are needed to be no more than enough.
+double WidenedFactorAt(const SLearntCurves& learnt, double value, std::int64_t i, double own,
+                       double enough) {
+  const SIndexRange valid = learnt.limit.ValidIndices();
+  if (i < valid.first || i >= valid.last) {
+    return own;  // the last valid point is neither widened nor looked at
+  }
+  std::array<float, 2 * kMostWidening> spreads;
+  const std::int64_t first = std::max(valid.first, i - learnt.width);
+  const std::int64_t end = std::min(valid.last, i + learnt.width);
+  learnt.spreads(first, static_cast<std::size_t>(end - first), spreads.data());
+  for (std::int64_t j = first; j < end && own > enough; ++j) {
+    const double factor = FactorAt(learnt, value, learnt.mean.ValArray()[j],
+                                   spreads[static_cast<std::size_t>(j - first)]);
+    own = factor < own ? factor : own;
+  }
+  return own;
+}
+
+/// The factor at which the part would just pass.
 void FindInSpreads(const CurveOverlap& overlap, PointMask mask, const SLearntCurves& learnt,
                    SPartJudgement& judgement) {
-  double most = -std::numeric_limits<double>::infinity();
+  double most = kNone;
   std::int64_t where = -1;
   ForEachPoint(overlap, mask, learnt, [&](std::int64_t i, float value, float mean, float spread) {
-    const double middle = double{mean} + double{learnt.base};
-    const double excess = double{value} - middle;
-    if (!(spread > 0.0F) && (!(excess > 0.0) || IsRounding(excess, value, middle))) {
-      return;
+    double factor = FactorAt(learnt, value, mean, spread);
+    if (factor > most && learnt.width > 0) {
+      factor = WidenedFactorAt(learnt, value, i, factor, most);
     }
-    if (const double factor = excess / double{spread}; factor > most) {
+    if (factor > most) {
       most = factor;
       where = i;
     }

@@ -19,6 +19,9 @@ struct SLearntCurves {
 
   /// Writes the spreads of n points from i on as they stand in the limit.
   std::function<void(std::int64_t i, std::size_t n, float* out)> spreads;
+
+  /// w of WidenValues, by which the limit was widened; 0: it was not.
+  std::int64_t width = 0;
 };
 
 /// Judges a part on the learnt grid and gives the regions beyond the limit. Allocates nothing once

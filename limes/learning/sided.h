@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <span>
 #include <vector>
 
 #include "limes/learning/checked_calls.h"
 #include "limes/learning/part.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -65,27 +65,30 @@ class CSided {
   Tool& First() { return tools_[first_]; }
   const Tool& First() const { return tools_[first_]; }
 
-  /// Prepares a part for Learn; kOk, or why it cannot be learnt: as of the tool's LearnPart.
-  [[nodiscard]] PartStatus PrepareLearning(const Part& part, const SPartRule& rule = {}) try {
-    const PartStatus status = First().CheckForLearning(part, rule, fitted_);
-    if (status != PartStatus::kOk || !fitted_.room.IsNeeded()) {
-      return status;
-    }
-    for (const Side side : Limited()) {
-      if (!(*this)[side].MakeRoom(part, fitted_)) {
-        return PartStatus::kMemory;
+  /// Prepares a part for Learn; kOk, or why it cannot be learnt: as of the tool's LearnPart. Room
+  /// is made on all sides or on none.
+  [[nodiscard]] PartStatus PrepareLearning(const Part& part, const SPartRule& rule = {}) {
+    return detail::IfMemoryAllows(PartStatus::kMemory, [&] {
+      const PartStatus status = First().CheckForLearning(part, rule, fitted_);
+      if (status != PartStatus::kOk || !fitted_.room.IsNeeded()) {
+        return status;
       }
-    }
-    return First().Fit(part, fitted_);
-  } catch (const std::bad_alloc&) {
-    return PartStatus::kMemory;
+      std::array<typename Tool::Room, 2> rooms;  // for all sides or for none
+      for (const Side side : Limited()) {
+        if (!(*this)[side].MakeRoom(part, fitted_, rooms[CSidedJudgement::Index(side)])) {
+          return PartStatus::kMemory;
+        }
+      }
+      for (const Side side : Limited()) {
+        (*this)[side].TakeRoom(rooms[CSidedJudgement::Index(side)]);
+      }
+      return First().Fit(part, fitted_);
+    });
   }
 
   /// Prepares a part for Judge; kOk, or why it cannot be judged.
-  [[nodiscard]] PartStatus PrepareJudging(const Part& part) try {
-    return First().Fit(part, fitted_);
-  } catch (const std::bad_alloc&) {
-    return PartStatus::kMemory;
+  [[nodiscard]] PartStatus PrepareJudging(const Part& part) {
+    return detail::IfMemoryAllows(PartStatus::kMemory, [&] { return First().Fit(part, fitted_); });
   }
 
   /// Learns the part that was prepared.

@@ -74,19 +74,31 @@ PartStatus CTrackLernWerkzeug::CheckForLearning(const SCurvePart& part, const SP
   return fitted.room.IsNeeded() ? PartStatus::kOk : status;
 }
 
-bool CTrackLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& fitted) {
+bool CTrackLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& fitted,
+                                  Room& room) const {
   if (!fitted.room.start) {
-    return ExtendGrid(fitted.room.before, fitted.room.behind);
+    return Extend(fitted.room.before, fitted.room.behind, room);
   }
   CSigCurveExt valid;
   if (!detail::CopyValid(part.curve, valid)) {
     return false;
   }
-  const CSigCurveExt* const before = mean_.get();
-  Vorlage(&valid);
-  CFittedPart::SRoom room;
-  return mean_ != nullptr && mean_.get() != before && PlanRoom(part.curve, *mean_, room) &&
-         ExtendGrid(room.before, room.behind);
+  room.Vorlage(&valid);
+  CFittedPart::SRoom more;
+  return room.mean_ != nullptr && PlanRoom(part.curve, *room.mean_, more) &&
+         room.ExtendGrid(more.before, more.behind);
+}
+
+void CTrackLernWerkzeug::TakeRoom(Room& room) noexcept {
+  mean_.swap(room.mean_);
+  meanSquare_.swap(room.meanSquare_);
+  counts_.swap(room.counts_);
+  formed_ = current_ = false;
+  if (room.limit_ != nullptr) {  // of a template
+    limit_.swap(room.limit_);
+    name_.swap(room.name_);
+    learnt_ = qualified_ = false;
+  }
 }
 
 void CTrackLernWerkzeug::LearnFitted(CFittedPart& fitted) {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <new>
 
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_overlap.h"
 #include "limes/learning/learning_loops.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
@@ -29,7 +29,8 @@ class CFactors {
   double Correction(std::uint32_t n) const { return corrections_[std::min<std::size_t>(n, kLast)]; }
 
  private:
-  static constexpr std::size_t kLast = 45 * CTrackLernWerkzeug::kTimeScale + 1;
+  static constexpr std::size_t kLast =
+      std::size_t{CExpAverFacGenerator::kSaturated} * CTrackLernWerkzeug::kTimeScale + 1;
 
   CFactors() {
     for (std::size_t n = 0; n <= kLast; ++n) {
@@ -112,33 +113,19 @@ CTrackLernWerkzeug& CTrackLernWerkzeug::operator=(CTrackLernWerkzeug&& other) no
 CTrackLernWerkzeug::~CTrackLernWerkzeug() = default;
 
 bool CTrackLernWerkzeug::GrowCounts(std::size_t n) {
-  try {
-    if (counts_.size() < n) {
-      counts_.resize(n);
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return detail::IfMemoryAllows([&] { counts_.resize(std::max(counts_.size(), n)); });
 }
 
 /// A tool without a name of its own takes that of the first curve; false when memory is short.
 bool CTrackLernWerkzeug::TakeFirstName(std::u16string_view name) {
-  try {
-    if (name_ == kFirstName) {
-      name_ = name;
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return name_ != kFirstName || detail::IfMemoryAllows([&] { name_ = name; });
 }
 
 void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
   if (vorlage == nullptr) {
     return;
   }
-  try {
+  const bool taken = detail::IfMemoryAllows(false, [&] {
     auto mean = std::make_unique<CSigCurveExt>(*vorlage);
     auto meanSquare = std::make_unique<CSigCurveExt>(*vorlage);
     auto limit = std::make_unique<CSigCurveExt>(*vorlage);
@@ -146,22 +133,23 @@ void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
     for (const auto& [curve, suffix] :
          {std::pair(mean.get(), u"-avg"), {meanSquare.get(), u"-sqa"}, {limit.get(), u"-lim"}}) {
       if (curve->DLen() != vorlage->DLen()) {
-        return;
+        return false;
       }
       curve->SetName(wide_string(name).append(suffix));
     }
     if (!GrowCounts(vorlage->DLen())) {
-      return;
+      return false;
     }
     mean_ = std::move(mean);
     meanSquare_ = std::move(meanSquare);
     limit_ = std::move(limit);
     name_ = std::move(name);
-  } catch (const std::bad_alloc&) {
-    return;
+    return true;
+  });
+  if (taken) {
+    Neustart();
+    qualified_ = false;
   }
-  Neustart();
-  qualified_ = false;
 }
 
 void CTrackLernWerkzeug::Neustart() {
@@ -223,14 +211,16 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
   current_ = false;
 }
 
-bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) {
+/// What is learnt, on a longer grid; false, with nothing in the other one, when that cannot be.
+bool CTrackLernWerkzeug::Extend(std::uint32_t before, std::uint32_t behind,
+                                CTrackLernWerkzeug& into) const {
   const std::uint64_t n = std::uint64_t{before} + behind + (mean_ ? mean_->DLen() : 0);
   if (mean_ == nullptr || mean_->DLen() == 0 || meanSquare_ == nullptr ||
       meanSquare_->DLen() != mean_->DLen() || counts_.size() < mean_->DLen() ||
       n > std::uint64_t{std::numeric_limits<std::int32_t>::max()}) {
     return false;
   }
-  try {
+  return detail::IfMemoryAllows(false, [&] {
     const auto points = static_cast<std::uint32_t>(n);
     std::vector<std::uint32_t> counts(points);
     Curve mean = Extended(*mean_, before, points);
@@ -239,10 +229,15 @@ bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) 
       return false;
     }
     std::copy_n(counts_.begin(), mean_->DLen(), counts.begin() + before);
-    counts_ = std::move(counts);
-    mean_ = std::move(mean);
-    meanSquare_ = std::move(meanSquare);
-  } catch (const std::bad_alloc&) {
+    into.counts_ = std::move(counts);
+    into.mean_ = std::move(mean);
+    into.meanSquare_ = std::move(meanSquare);
+    return true;
+  });
+}
+
+bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) {
+  if (!Extend(before, behind, *this)) {
     return false;
   }
   formed_ = false;
@@ -271,7 +266,7 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
     return false;
   }
   const std::size_t n = mean_->DLen();
-  try {
+  const bool room = detail::IfMemoryAllows(false, [&] {
     if (limit_ == nullptr) {
       limit_ = NewCurve(n);
     }
@@ -289,7 +284,9 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
       }
       SetYUnitTo(*limit_, mean_->YUnit());
     }
-  } catch (const std::bad_alloc&) {
+    return true;
+  });
+  if (!room) {
     return false;
   }
   mask_.resize(n);

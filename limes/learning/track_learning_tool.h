@@ -68,7 +68,9 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   // The steps of both, for those who prepare a part once: see CSided.
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
-  bool MakeRoom(const SCurvePart& part, const CFittedPart& fitted);
+  using Room = CTrackLernWerkzeug;
+  bool MakeRoom(const SCurvePart& part, const CFittedPart& fitted, Room& room) const;
+  void TakeRoom(Room& room) noexcept;
   PartStatus Fit(const SCurvePart& part, CFittedPart& fitted) const;
   void LearnFitted(CFittedPart& fitted);
   SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
@@ -176,6 +178,7 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   using Curve = std::unique_ptr<CSigCurveExt>;
 
   bool GrowCounts(std::size_t n);
+  bool Extend(std::uint32_t before, std::uint32_t behind, CTrackLernWerkzeug& into) const;
   bool TakeFirstName(std::u16string_view name);
   void SetLimitRange();
   float SpreadAt(std::int64_t i) const;

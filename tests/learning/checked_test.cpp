@@ -135,6 +135,32 @@ TEST(CheckedCurve, RefusesWhatDoesNotBelong) {
   ExpectRefused<CKurvenLernWerkzeug>(kCases);
 }
 
+TEST(CheckedCurve, PassesFromTheFactorItNamesOn) {
+  for (const float width : {0.0F, 1.0F, 3.0F, 40.0F}) {
+    for (const float fault : {0.0F, 8.0F}) {
+      SCOPED_TRACE(testing::Message() << width << ' ' << fault);
+      CKurvenLernWerkzeug tool;
+      for (const float wobble : {0.5F, -0.5F, 0.9F, -0.9F, 0.1F}) {
+        SShape good;
+        good.fault = 3.0F * wobble;  // a point with a larger spread than its neighbours
+        ASSERT_EQ(tool.LearnPart(CMade(good, wobble).Part()), LearnStatus::kOk);
+      }
+      SShape shape;
+      shape.fault = fault;
+      const CMade made(shape, 1.3F);
+      tool.Bildungsregel(0.1F, 1.0F, width);
+      const auto inSpreads = tool.JudgePart(made.Part()).inSpreads;
+      ASSERT_TRUE(inSpreads && *inSpreads > 0.1);
+      for (const double share : {0.999, 1.001}) {
+        tool.Bildungsregel(0.1F, static_cast<float>(share * *inSpreads), width);
+        EXPECT_EQ(tool.JudgePart(made.Part()).verdict,
+                  share > 1.0 ? Verdict::kPass : Verdict::kFail)
+            << *inSpreads;
+      }
+    }
+  }
+}
+
 TEST(CheckedTrack, RefusesWhatDoesNotBelong) {
   const SCase kCases[] = {
       {"good", S::kOk, S::kOk},

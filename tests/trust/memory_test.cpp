@@ -11,6 +11,7 @@
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/sided.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/signals/extended_curve.h"
 #include "tests/support/hostile.h"
@@ -130,6 +131,14 @@ TEST(ShortOfMemory, OperationsReportItAndChangeNothing) {
   }
   RecordProperty("runs", runs);
   EXPECT_GT(runs, 1000);
+}
+
+CSigCurveExt Sloping(int points) {
+  CSigCurveExt curve = CSigCurveExt::Make(points, 0.0F, static_cast<float>(points));
+  for (int i = 0; i < points; ++i) {
+    curve.SetAt(i, static_cast<float>(i % 7));
+  }
+  return curve;
 }
 
 /// A file whose call number failAt fails: it reads nothing or half, or does not write.
@@ -275,6 +284,27 @@ TEST(HostileBytes, StoredRecordsWithAnyBitFlippedOrCutAnywhere) {
       bytes[bit / 8 % bytes.size()] ^= flip;
       ASSERT_LE(g_heap.bytes, kTimes * size + kAlways) << name << ' ' << bit;
     }
+  }
+}
+
+TEST(ShortOfMemory, BothSidesOfATrackKeepOneGrid) {
+  const CSigCurveExt first = Sloping(20);
+  const CSigCurveExt longer = Sloping(100);
+  bool learnt = false;
+  for (int k = 1; !learnt; ++k) {
+    SCOPED_TRACE(k);
+    CSided<CTrackLernWerkzeug> sides;
+    ASSERT_EQ(sides.LearnPart(first), LearnStatus::kOk);
+    const std::uint32_t points = sides.First().Mittelwert()->DLen();
+    Arming(k)(true);
+    const LearnStatus status = sides.LearnPart(longer);
+    Arming()(false);
+    learnt = status == LearnStatus::kOk;
+    EXPECT_EQ(status, learnt ? LearnStatus::kOk : LearnStatus::kMemory);
+    const std::uint32_t upper = sides[Side::kUpper].Mittelwert()->DLen();
+    EXPECT_EQ(upper, sides[Side::kLower].Mittelwert()->DLen());
+    EXPECT_TRUE(upper == points || upper >= 100) << upper;
+    EXPECT_EQ(sides.LearnPart(longer), LearnStatus::kOk);
   }
 }
 
