@@ -60,6 +60,8 @@ void FinishLearnState(RecordWriter& record, CFileStream& file) {
   record.WriteTo(file);
 }
 
+constexpr std::uint16_t kNewestVersion = 2;  ///< of any kind of limit
+
 LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
                                 std::vector<std::uint8_t>& payload, std::uint16_t* version) {
   RecordReader in(file);
@@ -70,7 +72,10 @@ LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
   if (head.magic != SHead().magic) {
     return LearnStateStatus::kNoState;
   }
-  if (head.version < 1 || head.version > (version != nullptr ? *version : 1)) {
+  const bool ofThisKind = head.kind == static_cast<std::uint16_t>(kind);
+  const std::uint16_t ofCaller = version != nullptr ? *version : 1;
+  const std::uint16_t newest = ofThisKind ? ofCaller : kNewestVersion;
+  if (head.version < 1 || head.version > newest) {
     return LearnStateStatus::kVersion;
   }
   if (version != nullptr) {
@@ -93,8 +98,7 @@ LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind,
   if (Crc32(payload, Crc32(bytes.Bytes())) != stated) {
     return LearnStateStatus::kChecksum;
   }
-  return head.kind == static_cast<std::uint16_t>(kind) ? LearnStateStatus::kOk
-                                                       : LearnStateStatus::kOtherKind;
+  return ofThisKind ? LearnStateStatus::kOk : LearnStateStatus::kOtherKind;
 }
 
 }  // namespace detail

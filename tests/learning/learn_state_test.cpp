@@ -104,7 +104,7 @@ TEST(LearnStateStatus, SaysWhyItFailed) {
       {value, LearnStateStatus::kOtherKind},
       {{1, 2, 3}, LearnStateStatus::kCutShort},
       {test::Bytes(100, 7), LearnStateStatus::kNoState},
-      {changed(4, 2), LearnStateStatus::kVersion},
+      {changed(4, 3), LearnStateStatus::kVersion},
       {changed(20, value[20] ^ 1), LearnStateStatus::kChecksum},
       {changed(15, 0x7F), LearnStateStatus::kCutShort}};
   for (const auto& [bytes, status] : cases) {
