@@ -10,16 +10,18 @@ int main() {
 
   limes::CKurvenLernWerkzeug tool;
   tool.Bildungsregel(3.0F, 3.0F, 0.0F);  // limit = 3 dB + mean + 3 spreads
-  tool.Vorlage(&part);                   // the grid,
-  tool.Neustart(10000);                  // and nothing learnt yet: a plain mean
   for (int good = 0; good < 50; ++good) {
-    part = 60.0F + 0.1F * static_cast<float>(good % 7);  // your measurement
-    tool.NeueMessung(&part);
+    for (int i = 0; i < 1000; ++i) {
+      part.SetAt(i, 60.0F + 0.1F * static_cast<float>((good + i) % 7));  // your measurement
+    }
+    if (const limes::LearnStatus status = tool.LearnPart(part); status != limes::LearnStatus::kOk) {
+      std::printf("not learnt: %s\n", limes::WideToUtf8(limes::Text(status)).c_str());
+      return 1;
+    }
   }
-  tool.UpdateLimit();
 
   part.SetAt(440, 72.0F);  // a whining gear
-  const limes::SCurveJudgement judged = tool.Judge(part);
+  const limes::SPartJudgement judged = tool.JudgePart(part);
   std::printf("%.1f dB over the limit at %.0f Hz\n", judged.deviation, judged.x);
   return judged.verdict == limes::Verdict::kFail ? 0 : 1;
 }

@@ -9,8 +9,10 @@ import types
 
 # What a docstring calls an object, by the name of its parameter or property.
 OBJECTS = {
+    "covered": "npt.NDArray[np.bool_] | None",
     "curves": "Iterable[CSigCurveExt]",
     "positions": "npt.ArrayLike | None",
+    "samples": "npt.ArrayLike",
     "values": "npt.ArrayLike",
     "x": "npt.ArrayLike",
     "y": "npt.ArrayLike",
@@ -26,9 +28,11 @@ RETURNS = {
 TYPES = [
     (r"\blimes\._limes\.|(?<![\w.])_limes\.", ""),
     (r"\bnumpy\.ndarray\[numpy\.(\w+)\]", r"npt.NDArray[np.\1]"),
+    (r"\bnumpy\.ndarray\[bool\]", "npt.NDArray[np.bool_]"),
     (r"\bnumpy\.", "np."),
     (r"\b(?:Tuple|List|Dict)\b", lambda m: m[0].lower()),
     (r"\btuple\b(?!\[)", "tuple[Any, ...]"),
+    (r"\bOptional\[((?:[^][]|\[[^]]*\])*)\]", r"\1 | None"),
     (r"\bdict\b(?!\[)", "dict[Any, Any]"),
     (r"\blist\b(?!\[)", "list[Any]"),
 ]

@@ -1,4 +1,7 @@
+#include <pybind11/stl.h>
+
 #include <memory>
+#include <optional>
 
 #include "bindings.h"
 
@@ -15,23 +18,12 @@ void Require(MergeStatus status) {
   }
 }
 
-/// Why a curve cannot be learnt or judged on a grid; null when it can.
-const char* Misfit(const CSigCurveExt* grid, const CSigCurve& curve) {
-  if (grid == nullptr) {
-    return "no template yet: call Vorlage first";
+void Require(LearnStatus status) {
+  if (status == LearnStatus::kMemory) {
+    throw std::bad_alloc();
   }
-  if (!grid->FitTogether(&curve)) {
-    return "the curve has another grid: fit it first";
-  }
-  if (!(grid->XUnit() == curve.XUnit()) || !(grid->YUnit() == curve.YUnit())) {
-    return "the curve has other units";
-  }
-  return nullptr;
-}
-
-void RequireFit(const CSigCurveExt* grid, const CSigCurve& curve) {
-  if (const char* reason = Misfit(grid, curve)) {
-    throw py::value_error(reason);
+  if (status != LearnStatus::kOk) {
+    throw py::value_error(Utf8(Text(status)));
   }
 }
 
@@ -105,32 +97,115 @@ void BindFields(py::class_<Judgement> judgement, std::pair<const char*, T Judgem
                       }));
 }
 
-void BindJudgements(py::module_& module) {
+void BindEnums(py::module_& module) {
   py::enum_<Verdict>(module, "Verdict", "What a limit says of a part.")
       .value("PASS", Verdict::kPass)
       .value("FAIL", Verdict::kFail)
       .value("NOT_JUDGED", Verdict::kNotJudged);
-  using Value = SValueJudgement;
-  py::class_<Value> value(module, "SValueJudgement", "Judgement of a value by a learnt limit.");
-  value.def("__repr__", [](const Value& j) {
-    return py::str("<{}: value {:g}, limit {:g}>").format(Text(j.verdict), j.value, j.limit);
-  });
-  BindFields(value, std::pair("verdict", &Value::verdict), std::pair("value", &Value::value),
-             std::pair("limit", &Value::limit), std::pair("mean", &Value::mean),
-             std::pair("spread", &Value::spread), std::pair("deviation", &Value::deviation));
-  using Curve = SCurveJudgement;
-  py::class_<Curve> curve(module, "SCurveJudgement",
-                          "Judgement of a curve by a learnt limit curve.");
-  curve.def("__repr__", [](const Curve& j) {
+  py::enum_<PartStatus> status(module, "PartStatus", "Why a part was not learnt, or not judged.");
+  using enum PartStatus;
+  const std::pair<const char*, PartStatus> all[] = {
+      {"OK", kOk},
+      {"NOTHING_LEARNT", kNothingLearnt},
+      {"NO_VALUES", kNoValues},
+      {"NOT_FINITE", kNotFinite},
+      {"UNIT", kUnit},
+      {"REFERENCE", kReference},
+      {"X_UNIT", kXUnit},
+      {"STEP", kStep},
+      {"GAPS", kGaps},
+      {"NO_COMMON_POINT", kNoCommonPoint},
+      {"COVERS_TOO_LITTLE", kCoversTooLittle},
+      {"LONGER_THAN_TEMPLATE", kLongerThanTemplate},
+      {"NO_SIGNAL", kNoSignal},
+      {"CLIPPED", kClipped},
+      {"RESOLUTION", kResolution},
+      {"TOO_LONG", kTooLong},
+      {"MEMORY", kMemory},
+  };
+  for (const auto& [name, value] : all) {
+    status.value(name, value);
+  }
+  status.def_property_readonly(
+      "text", [](PartStatus s) { return wide_string(Text(s)); }, "The reason in words.");
+  py::enum_<SignalHealth>(module, "SignalHealth", "What a recording says of its sensor.")
+      .value("UNKNOWN", SignalHealth::kUnknown)
+      .value("HEALTHY", SignalHealth::kHealthy)
+      .value("SILENT", SignalHealth::kSilent)
+      .value("CONSTANT", SignalHealth::kConstant)
+      .value("CLIPPED", SignalHealth::kClipped);
+  module.def(
+      "HealthOf",
+      [](const py::object& samples) {
+        const py::array_t<float> array = FloatArray(samples);
+        return HealthOf({array.data(), static_cast<std::size_t>(array.size())});
+      },
+      py::arg("samples"), "Whether a recording is silent, constant or clipped.");
+}
+
+void BindJudgement(py::module_& module) {
+  using Part = SPartJudgement;
+  py::class_<Part> part(module, "SPartJudgement",
+                        "Judgement of a part by a learnt limit; true when it passed.");
+  part.def("__repr__", [](const Part& j) {
+    if (j.verdict == Verdict::kNotJudged) {
+      return py::str("<not judged: {}>").format(Text(j.reason));
+    }
     return py::str("<{}: deviation {:g} at x {:g}, value {:g}, limit {:g}>")
         .format(Text(j.verdict), j.deviation, j.x, j.value, j.limit);
   });
-  BindFields(curve, std::pair("verdict", &Curve::verdict), std::pair("x0", &Curve::x0),
-             std::pair("x1", &Curve::x1), std::pair("share", &Curve::share),
-             std::pair("deviation", &Curve::deviation), std::pair("rms", &Curve::rms),
-             std::pair("x", &Curve::x), std::pair("value", &Curve::value),
-             std::pair("limit", &Curve::limit), std::pair("mean", &Curve::mean),
-             std::pair("spread", &Curve::spread));
+  BindFields(
+      part, std::pair("verdict", &Part::verdict), std::pair("reason", &Part::reason),
+      std::pair("share", &Part::share), std::pair("x0", &Part::x0), std::pair("x1", &Part::x1),
+      std::pair("deviation", &Part::deviation), std::pair("rms", &Part::rms),
+      std::pair("x", &Part::x), std::pair("value", &Part::value), std::pair("limit", &Part::limit),
+      std::pair("mean", &Part::mean), std::pair("spread", &Part::spread),
+      std::pair("in_spreads", &Part::inSpreads), std::pair("x_in_spreads", &Part::xInSpreads));
+}
+
+using Mask = py::array_t<bool, py::array::c_style>;
+
+/// The checked calls of a learner of curves or tracks.
+template <class T>
+void BindChecked(py::class_<Locked<T>>& tool) {
+  const auto made = [](const CSigCurveExt& curve, const std::optional<Mask>& covered,
+                       SignalHealth health) {
+    SCurvePart part(curve, {}, health);
+    if (covered) {
+      if (covered->ndim() != 1 || covered->size() != py::ssize_t{curve.DLen()}) {
+        throw py::value_error("covered must have one truth value for each value of the curve");
+      }
+      part.covered = {reinterpret_cast<const std::uint8_t*>(covered->data()), curve.DLen()};
+    }
+    return part;
+  };
+  tool.def(
+          "LearnPart",
+          [made](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
+                 SignalHealth health, double minShare, bool allowShort, bool allowConstant) {
+            const SCurvePart part = made(curve, covered, health);
+            const SPartRule rule{minShare, allowShort, allowConstant};
+            const Hold hold(curve);
+            Require(Exclusively(t, curve.DLen(),
+                                [&](T& plain) { return plain.LearnPart(part, rule); }));
+          },
+          py::arg("curve"), py::arg("covered") = py::none(),
+          py::arg("health") = SignalHealth::kUnknown, py::arg("min_share") = SPartRule().minShare,
+          py::arg("allow_short") = false, py::arg("allow_constant") = false,
+          "Learns one curve, drawn on the grid of the first one; ValueError says why it is none of "
+          "these parts.")
+      .def(
+          "JudgePart",
+          [made](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
+                 SignalHealth health, double minShare) {
+            const SCurvePart part = made(curve, covered, health);
+            const Hold hold(curve);
+            return Exclusively(t, curve.DLen(),
+                               [&](T& plain) { return plain.JudgePart(part, minShare); });
+          },
+          py::arg("curve"), py::arg("covered") = py::none(),
+          py::arg("health") = SignalHealth::kUnknown, py::arg("min_share") = T::kMinShare,
+          "Judges a curve by what is learnt; reason tells why it could not be judged.");
 }
 
 void BindValueLearner(py::module_& module) {
@@ -142,25 +217,46 @@ void BindValueLearner(py::module_& module) {
              return made;
            }),
            py::arg("time_scale") = 10000)
-      .def("Neustart", &LockedValue::Neustart, py::arg("time_scale"))
       .def("Bildungsregel", &LockedValue::Bildungsregel, py::arg("base"), py::arg("factor"))
-      .def("NeueMessung", static_cast<void (LockedValue::*)(double)>(&LockedValue::NeueMessung),
-           py::arg("value"))
       .def(
-          "NeueMessungen",
-          [](LockedValue& t, const py::array_t<double, py::array::forcecast>& values) {
+          "LearnParts",
+          [](LockedValue& t, const py::array_t<double, py::array::forcecast>& values,
+             const std::optional<CMeasuringUnit>& unit) {
             if (values.ndim() != 1) {
               throw py::value_error("the values must be one-dimensional");
             }
             const auto v = values.unchecked<1>();
-            Exclusively(t, static_cast<std::size_t>(v.size()), [&](CLernenderGrenzwert& plain) {
-              for (py::ssize_t i = 0; i < v.size(); ++i) {
-                plain.NeueMessung(v(i));
-              }
-            });
+            py::ssize_t i = 0;
+            const LearnStatus status =
+                Exclusively(t, static_cast<std::size_t>(v.size()), [&](CLernenderGrenzwert& plain) {
+                  SValuePart part(0.0);
+                  part.unit = unit;
+                  LearnStatus learnt = LearnStatus::kOk;
+                  for (; i < v.size() && learnt == LearnStatus::kOk; ++i) {
+                    part.value = v(i);
+                    learnt = plain.LearnPart(part);
+                  }
+                  return learnt;
+                });
+            if (status != LearnStatus::kOk && status != LearnStatus::kMemory) {
+              throw py::value_error("value " + std::to_string(i) + ": " + Utf8(Text(status)));
+            }
+            Require(status);
           },
-          py::arg("values"), "Learns one value after the other.")
-      .def("Judge", &LockedValue::Judge, py::arg("value"))
+          py::arg("values"), py::arg("unit") = py::none(),
+          "Learns one value after the other; ValueError at the first one that cannot be learnt.")
+      .def(
+          "JudgePart",
+          [](LockedValue& t, double value, const std::optional<CMeasuringUnit>& unit,
+             double resolution) {
+            SValuePart part(value);
+            part.unit = unit;
+            part.resolution = resolution;
+            return Exclusively(t, 0,
+                               [&](CLernenderGrenzwert& plain) { return plain.JudgePart(part); });
+          },
+          py::arg("value"), py::arg("unit") = py::none(), py::arg("resolution") = 0.0,
+          "Judges a value by what is learnt; reason tells why it could not be judged.")
       .def("GrenzenGrenzen", &LockedValue::GrenzenGrenzen, py::arg("lower"), py::arg("upper"))
       .def("NrGelernt", &LockedValue::NrGelernt)
       .def("Mittelwert", &LockedValue::Mittelwert)
@@ -174,21 +270,6 @@ void BindValueLearner(py::module_& module) {
   BindState<CLernenderGrenzwert>(tool);
 }
 
-/// Learns a curve of a grid that fits.
-void LearnCurve(LockedCurve& t, const CSigCurveExt& curve) {
-  const Hold hold(curve);
-  const char* misfit = Exclusively(t, curve.DLen(), [&](CKurvenLernWerkzeug& plain) {
-    const char* reason = Misfit(plain.Mittelwert(), curve);
-    if (reason == nullptr) {
-      plain.NeueMessung(&curve);
-    }
-    return reason;
-  });
-  if (misfit != nullptr) {
-    throw py::value_error(misfit);
-  }
-}
-
 void BindCurveLearner(py::module_& module) {
   py::class_<LockedCurve> tool(
       module, "CKurvenLernWerkzeug",
@@ -200,32 +281,10 @@ void BindCurveLearner(py::module_& module) {
     };
   };
   tool.def(py::init<>())
-      .def(
-          "Vorlage",
-          [](LockedCurve& t, const CSigCurveExt& curve) {
-            const Hold hold(curve);
-            Exclusively(t, curve.DLen(),
-                        [&](CKurvenLernWerkzeug& plain) { plain.Vorlage(&curve); });
-          },
-          py::arg("template"), "Sets grid and units; then call Neustart.")
       .def("Bildungsregel", &LockedCurve::Bildungsregel, py::arg("base"), py::arg("factor"),
            py::arg("width") = 0.0F)
-      .def("Neustart", &LockedCurve::Neustart, py::arg("time_scale") = 10000)
-      .def(
-          "Fitted",
-          [](LockedCurve& t, py::object curve) {
-            if (!py::isinstance<CSigCurveExt>(curve)) {
-              throw py::type_error("a part is a CSigCurveExt, not " +
-                                   std::string(Py_TYPE(curve.ptr())->tp_name));
-            }
-            const auto& given = curve.cast<const CSigCurveExt&>();
-            const CSigCurveExt* grid = t.Mittelwert();
-            const bool fits = grid == nullptr || grid->FitTogether(&given);
-            return fits ? curve : py::cast(Fitted(given, *grid, false));
-          },
-          py::arg("curve"), "The curve itself when it is on the learnt grid, else fitted to it.")
-      .def("NeueMessung", &LearnCurve, py::arg("curve"),
-           "Learns one curve; ValueError when it does not fit the template.")
+      .def("Neustart", &LockedCurve::Neustart, py::arg("time_scale") = 10000,
+           "Forgets what was learnt.")
       .def(
           "UpdateLimit",
           [](LockedCurve& t) {
@@ -236,16 +295,6 @@ void BindCurveLearner(py::module_& module) {
             }
           },
           "Forms the limit of what is learnt.")
-      .def(
-          "Judge",
-          [](LockedCurve& t, const CSigCurveExt& curve) {
-            RequireFit(t.Mittelwert(), curve);
-            const Hold hold(curve);
-            return Exclusively(t, curve.DLen(), [&](const CKurvenLernWerkzeug& plain) {
-              return plain.Judge(curve);
-            });
-          },
-          py::arg("curve"), "Judges a curve by the limit as it was last formed.")
       .def("NrGelernt", &LockedCurve::NrGelernt)
       .def("Mittelwert", part(&CKurvenLernWerkzeug::Mittelwert), "A copy of the mean.")
       .def("QuadratMW", part(&CKurvenLernWerkzeug::QuadratMW), "A copy of the mean square.")
@@ -255,6 +304,7 @@ void BindCurveLearner(py::module_& module) {
       .def("Sockel", &LockedCurve::Sockel)
       .def("Faktor", &LockedCurve::Faktor)
       .def("Width", &LockedCurve::Width);
+  BindChecked<CKurvenLernWerkzeug>(tool);
   BindState<CKurvenLernWerkzeug>(tool);
 }
 
@@ -268,20 +318,8 @@ void BindTrackLearner(py::module_& module) {
     };
   };
   tool.def(py::init<>())
-      .def(
-          "Vorlage", [](LockedTrack& t, const CSigCurveExt& curve) { t.Vorlage(&curve); },
-          py::arg("template"), "Sets grid and units; its valid range counts as learnt.")
       .def("Neustart", &LockedTrack::Neustart)
       .def("Bildungsregel", &LockedTrack::Bildungsregel, py::arg("base"), py::arg("factor"))
-      .def(
-          "NeueMessung",
-          [](LockedTrack& t, const CSigCurveExt& curve) {
-            RequireFit(t.Mittelwert(), curve);
-            const Hold hold(curve);
-            Exclusively(t, curve.DLen(),
-                        [&](CTrackLernWerkzeug& plain) { plain.NeueMessung(&curve); });
-          },
-          py::arg("curve"), "Learns one curve; ValueError when it does not fit the template.")
       .def(
           "GrenzeBilden",
           [](LockedTrack& t) {
@@ -290,14 +328,6 @@ void BindTrackLearner(py::module_& module) {
             }
           },
           "Forms the limit of what is learnt.")
-      .def(
-          "Judge",
-          [](LockedTrack& t, const CSigCurveExt& curve) {
-            RequireFit(t.Mittelwert(), curve);
-            return Exclusively(t, 0,
-                               [&](const CTrackLernWerkzeug& plain) { return plain.Judge(curve); });
-          },
-          py::arg("curve"), "Judges a curve where enough curves were learnt.")
       .def_property(
           "base_count", [](const LockedTrack& t) { return t.BasisLernenAnzahl(); },
           [](LockedTrack& t, std::uint32_t count) { t.BasisLernenAnzahl(count); })
@@ -316,13 +346,15 @@ void BindTrackLearner(py::module_& module) {
         const auto counts = t.LearnCounts();
         return py::array_t<std::uint32_t>(static_cast<py::ssize_t>(counts.size()), counts.data());
       });
+  BindChecked<CTrackLernWerkzeug>(tool);
   BindState<CTrackLernWerkzeug>(tool);
 }
 
 }  // namespace
 
 void BindLearners(py::module_& module) {
-  BindJudgements(module);
+  BindEnums(module);
+  BindJudgement(module);
   BindValueLearner(module);
   BindCurveLearner(module);
   BindTrackLearner(module);

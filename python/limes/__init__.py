@@ -23,13 +23,24 @@ from ._limes import (
     CSigPairsTm,
     CSigPairsVM,
     CTrackLernWerkzeug,
-    SCurveJudgement,
-    SValueJudgement,
+    PartStatus,
+    SignalHealth,
+    SPartJudgement,
     Verdict,
     __version__,
     fit,
 )
-from .limits import CurveLimit, Rule, TrackLimit, ValueLimit, curve, learn, learn_tracks, learn_values
+from .limits import (
+    CurveLimit,
+    Part,
+    Rule,
+    TrackLimit,
+    ValueLimit,
+    curve,
+    learn,
+    learn_tracks,
+    learn_values,
+)
 
 __all__ = [
     "CDefectReport",
@@ -45,9 +56,11 @@ __all__ = [
     "CTrackLernWerkzeug",
     "CurveLimit",
     "DVL",
+    "Part",
+    "PartStatus",
     "Rule",
-    "SCurveJudgement",
-    "SValueJudgement",
+    "SPartJudgement",
+    "SignalHealth",
     "TrackLimit",
     "ValueLimit",
     "Verdict",

@@ -101,6 +101,41 @@ def _unit(unit: str | _limes.CMeasuringUnit) -> _limes.CMeasuringUnit:
     return unit if isinstance(unit, _limes.CMeasuringUnit) else _limes.CMeasuringUnit(unit)
 
 
+@dataclasses.dataclass(frozen=True)
+class Part:
+    """A measured curve with what is known of its measurement.
+
+    covered says for each value whether anything was measured there: NaN is refused where it is
+    true, and judged is only where it is true. samples is the recording that the curve was made of,
+    which is looked at for silence and clipping; without it the curve's own values are.
+    """
+
+    curve: _limes.CSigCurveExt
+    covered: npt.ArrayLike | None = None
+    samples: npt.ArrayLike | None = None
+
+    def __post_init__(self) -> None:
+        if not isinstance(self.curve, _limes.CSigCurveExt):
+            raise TypeError(f"a part is a CSigCurveExt or a Part, not {type(self.curve).__name__}")
+        if self.covered is not None and np.asarray(self.covered).dtype.kind != "b":
+            raise TypeError("covered is a row of truth values")
+
+    def _given(self) -> tuple[_limes.CSigCurveExt, npt.NDArray[np.bool_] | None, Any]:
+        """Curve, mask and health, as the learners take them."""
+        covered = None if self.covered is None else np.array(self.covered, dtype=np.bool_)
+        samples: Any = self.samples
+        if samples is None:
+            valid = slice(max(self.curve.IMin(), 0), max(self.curve.IMax() + 1, 0))
+            samples = self.curve.values[valid]
+            if covered is not None and covered.shape == (len(self.curve),):
+                samples = samples[covered[valid]]
+        return self.curve, covered, _limes.HealthOf(samples)
+
+
+def _part(part: _limes.CSigCurveExt | Part) -> Part:
+    return part if isinstance(part, Part) else Part(part)
+
+
 def _replace(path: pathlib.Path, content: bytes) -> None:
     """Writes a file whole or not at all. A link, its target's mode and a device stay."""
     target = pathlib.Path(os.path.realpath(path))
@@ -150,10 +185,59 @@ class _Saved:
         pass
 
 
-class CurveLimit(_Saved):
+class _AlongX(_Saved):
+    """What limits of curves and of tracks have in common."""
+
+    _min_share: float  # for a pass, unless another one is given
+
+    @property
+    def mean(self) -> _limes.CSigCurveExt:
+        return self.tool.Mittelwert()
+
+    @property
+    def limit(self) -> _limes.CSigCurveExt:
+        return self.tool.Grenzkurve()
+
+    def learn(
+        self,
+        part: _limes.CSigCurveExt | Part,
+        *,
+        min_share: float = 0.9,
+        allow_short: bool = False,
+        allow_constant: bool = False,
+    ) -> None:
+        """Learns one more good part, drawn on the grid of the first one. ValueError says why it
+        cannot be learnt: other units or steps, values that are not finite, no signal, clipped, or
+        of a curve less than min_share in common with the first one unless allow_short.
+        allow_constant learns a curve that has one value only."""
+        self.tool.LearnPart(*_part(part)._given(), min_share, allow_short, allow_constant)
+        self._form()
+
+    def judge(
+        self, part: _limes.CSigCurveExt | Part, *, min_share: float | None = None
+    ) -> _limes.SPartJudgement:
+        """Judges a part, drawn on the learnt grid. It passes only when at least min_share of the
+        grid was measured (curves 0.9, tracks 0.5); what cannot be judged says why in reason."""
+        share = self._min_share if min_share is None else min_share
+        return self.tool.JudgePart(*_part(part)._given(), share)
+
+    def _learn_all(self, parts: Iterable[_limes.CSigCurveExt | Part], **allowed: Any) -> None:
+        number = 0
+        for number, part in enumerate(parts, 1):
+            try:
+                self.tool.LearnPart(*_part(part)._given(), **allowed)
+            except ValueError as error:
+                raise ValueError(f"part {number} cannot be learnt: {error}") from None
+        if number == 0:
+            raise ValueError("no parts to learn from")
+        self._form()
+
+
+class CurveLimit(_AlongX):
     """Limit along a curve. tool is the learner behind it."""
 
     _tool_class = _limes.CKurvenLernWerkzeug
+    _min_share = 0.9
 
     @property
     def count(self) -> int:
@@ -161,25 +245,8 @@ class CurveLimit(_Saved):
         return self.tool.NrGelernt()
 
     @property
-    def mean(self) -> _limes.CSigCurveExt:
-        return self.tool.Mittelwert()
-
-    @property
     def spread(self) -> _limes.CSigCurveExt:
         return self.tool.StandardAbw()
-
-    @property
-    def limit(self) -> _limes.CSigCurveExt:
-        return self.tool.Grenzkurve()
-
-    def learn(self, part: _limes.CSigCurveExt) -> None:
-        """Learns one more good part, fitted to the grid where it needs to be."""
-        self.tool.NeueMessung(self.tool.Fitted(part))
-        self._form()
-
-    def judge(self, part: _limes.CSigCurveExt) -> _limes.SCurveJudgement:
-        """Judges a part, fitted to the grid where it needs to be; ValueError for other units."""
-        return self.tool.Judge(self.tool.Fitted(part))
 
     def _form(self) -> None:
         if self.count > 0:
@@ -189,30 +256,16 @@ class CurveLimit(_Saved):
         return plots.limit_plot(self.mean, self.limit, f"{self.count} parts learnt")
 
 
-class TrackLimit(_Saved):
+class TrackLimit(_AlongX):
     """Limit along a curve, learnt from parts that each cover their own x range."""
 
     _tool_class = _limes.CTrackLernWerkzeug
-
-    @property
-    def mean(self) -> _limes.CSigCurveExt:
-        return self.tool.Mittelwert()
-
-    @property
-    def limit(self) -> _limes.CSigCurveExt:
-        return self.tool.Grenzkurve()
+    _min_share = 0.5
 
     @property
     def counts(self) -> npt.NDArray[np.uint32]:
-        """Parts learnt, point by point."""
+        """Parts learnt, point by point of mean."""
         return self.tool.LearnCounts()
-
-    def learn(self, part: _limes.CSigCurveExt) -> None:
-        self.tool.NeueMessung(part)
-        self._form()
-
-    def judge(self, part: _limes.CSigCurveExt) -> _limes.SCurveJudgement:
-        return self.tool.Judge(part)
 
     def _form(self) -> None:
         if self.tool.HatGelernt():
@@ -243,54 +296,79 @@ class ValueLimit(_Saved):
     def limit(self) -> float:
         return self.tool.Grenzwert()
 
-    def learn(self, value: float) -> None:
-        self.tool.NeueMessung(value)
+    def learn(self, value: float, *, unit: str | _limes.CMeasuringUnit | None = None) -> None:
+        """Learns one more value; ValueError when it is not finite or has another unit."""
+        self.tool.LearnParts(np.array([value], dtype=np.float64), _value_unit(unit))
 
-    def judge(self, value: float) -> _limes.SValueJudgement:
-        return self.tool.Judge(value)
+    def judge(
+        self,
+        value: float,
+        *,
+        unit: str | _limes.CMeasuringUnit | None = None,
+        resolution: float | None = None,
+    ) -> _limes.SPartJudgement:
+        """Judges a value. The unit is checked when it is given; resolution is the smallest
+        difference that the measurement shows, that of a float32 when the value is one."""
+        if resolution is None:
+            single = isinstance(value, np.generic | np.ndarray) and value.dtype == np.float32
+            resolution = abs(float(value)) / 2**24 if single else 0.0
+        return self.tool.JudgePart(value, _value_unit(unit), resolution)
 
 
-def learn(curves: Iterable[_limes.CSigCurveExt], rule: Rule = Rule()) -> CurveLimit:
-    """The limit of good parts; the first one sets grid and units, the others are fitted to it."""
+def _value_unit(unit: str | _limes.CMeasuringUnit | None) -> _limes.CMeasuringUnit | None:
+    return None if unit is None else _unit(unit)
+
+
+def learn(
+    curves: Iterable[_limes.CSigCurveExt | Part],
+    rule: Rule = Rule(),
+    *,
+    min_share: float = 0.9,
+    allow_short: bool = False,
+    allow_constant: bool = False,
+) -> CurveLimit:
+    """The limit of good parts; the first one sets grid and units, on which the others are drawn.
+    ValueError names the part that cannot be learnt, and why: see CurveLimit.learn."""
     limit = CurveLimit(_limes.CKurvenLernWerkzeug())
     limit.tool.Bildungsregel(rule.base, rule.factor, rule.width)
-    for i, part in enumerate(curves):
-        if i == 0:
-            limit.tool.Vorlage(part)
-            limit.tool.Neustart(rule.time_scale)
-        limit.tool.NeueMessung(limit.tool.Fitted(part))
-    if limit.count == 0:
-        raise ValueError("no parts to learn from")
-    limit._form()
+    limit.tool.Neustart(rule.time_scale)
+    limit._learn_all(
+        curves, min_share=min_share, allow_short=allow_short, allow_constant=allow_constant
+    )
     return limit
 
 
 def learn_tracks(
-    tracks: Iterable[_limes.CSigCurveExt], rule: Rule = Rule(), base_count: int = 5
+    tracks: Iterable[_limes.CSigCurveExt | Part],
+    rule: Rule = Rule(),
+    base_count: int = 5,
+    *,
+    allow_constant: bool = False,
 ) -> TrackLimit:
-    """The limit of good parts on one grid, each with a valid range of its own; points learnt from
-    fewer than base_count parts are not judged. Width and time scale of the rule are not used."""
+    """The limit of good parts with an x range each of their own, on the grid of the first one,
+    which grows; points learnt from fewer than base_count parts are not judged. Width and time scale
+    of the rule are not used. ValueError as of learn."""
     limit = TrackLimit(_limes.CTrackLernWerkzeug())
     limit.tool.Bildungsregel(rule.base, rule.factor)
     limit.tool.base_count = base_count
-    for i, part in enumerate(tracks):
-        if i == 0:
-            limit.tool.Vorlage(part)
-        limit.tool.NeueMessung(part)
-    if not limit.tool.HatGelernt():
-        raise ValueError("no parts to learn from")
-    limit._form()
+    limit._learn_all(tracks, allow_constant=allow_constant)
     return limit
 
 
-def learn_values(values: npt.ArrayLike, rule: Rule = Rule()) -> ValueLimit:
-    """The limit of a value measured at good parts; the rule's width is not used."""
-    array = np.asarray(values, dtype=np.float32)
+def learn_values(
+    values: npt.ArrayLike,
+    rule: Rule = Rule(),
+    *,
+    unit: str | _limes.CMeasuringUnit | None = None,
+) -> ValueLimit:
+    """The limit of a value measured at good parts, in double; the rule's width is not used.
+    ValueError when a value is not finite."""
+    array = np.asarray(values)
     if array.size == 0:
         raise ValueError("no values to learn from")
-    if not np.isfinite(array).all():
-        raise ValueError("values that are not finite cannot be learnt")
+    if array.dtype.kind not in "biuf":
+        raise TypeError(f"values are numbers, not {array.dtype}")
     limit = ValueLimit(_limes.CLernenderGrenzwert(rule.time_scale))
     limit.tool.Bildungsregel(rule.base, rule.factor)
-    limit.tool.NeueMessungen(array)
+    limit.tool.LearnParts(array.astype(np.float64), _value_unit(unit))
     return limit
