@@ -60,7 +60,7 @@ def curve(
     With copy=False the curve uses the memory of a writable float32 array.
     """
     index = _index(values)
-    array = np.asarray(values)
+    array = _unmasked(values)
     if array.ndim != 1 or array.dtype.kind not in "biuf":
         raise TypeError(f"a curve is made of a row of numbers, not of {type(values).__name__}")
     if index is not None:
@@ -75,6 +75,12 @@ def curve(
     made.x_unit = _unit(x_unit)
     made.y_unit = _unit(y_unit)
     return made
+
+
+def _unmasked(values: npt.ArrayLike) -> npt.NDArray[Any]:
+    if np.ma.is_masked(values):
+        raise ValueError("what is masked has no values: leave it out, or see Part for curves")
+    return np.asarray(values)
 
 
 def _index(values: Any) -> Any:
@@ -308,10 +314,11 @@ class ValueLimit(_Saved):
         resolution: float | None = None,
     ) -> _limes.SPartJudgement:
         """Judges a value. The unit is checked when it is given; resolution is the smallest
-        difference that the measurement shows, that of a float32 when the value is one."""
+        difference that the measurement shows, that of a float32 or float16 when the value is one."""
         if resolution is None:
-            single = isinstance(value, np.generic | np.ndarray) and value.dtype == np.float32
-            resolution = abs(float(value)) / 2**24 if single else 0.0
+            kind = np.asarray(value).dtype
+            short = kind.kind == "f" and kind.itemsize < 8
+            resolution = abs(float(value)) * float(np.finfo(kind).eps) / 2 if short else 0.0
         return self.tool.JudgePart(value, _value_unit(unit), resolution)
 
 
@@ -363,7 +370,7 @@ def learn_values(
 ) -> ValueLimit:
     """The limit of a value measured at good parts, in double; the rule's width is not used.
     ValueError when a value is not finite."""
-    array = np.asarray(values)
+    array = _unmasked(values)
     if array.size == 0:
         raise ValueError("no values to learn from")
     if array.dtype.kind not in "biuf":

@@ -64,6 +64,8 @@ REFUSED = [
     (lambda: limes.learn([part(), part(n=50)]), ValueError, "part 2 .* another step"),
     (lambda: limes.learn_values([1, float("nan")]), ValueError, "value 2: .* not finite"),
     (lambda: limes.learn_values(["1"]), TypeError, "numbers"),
+    (lambda: limes.learn_values(np.ma.masked_less([1, 9], 5)), ValueError, "masked"),
+    (lambda: limes.curve(np.ma.masked_less([1, 9], 5)), ValueError, "masked"),
     (lambda: limes.Part([1.0]), TypeError, "not list"),
     (lambda: limes.Part(part(), covered=[1.0, 0.0]), TypeError, "truth"),
     (lambda: limes.learn([limes.Part(part(), [True])]), ValueError, "each value"),
