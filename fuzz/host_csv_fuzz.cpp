@@ -64,7 +64,7 @@ void Try(Input input) {
                                        {"t", &settings, &where, (way & 64) != 0, (way & 128) != 0});
     CFormer former(settings);
     for (SPart part; reader->Next(part);) {
-      former.Form(part);
+      former.Form(part, (way & 16) != 0);
     }
   } catch (const CReadError&) {
   }

@@ -19,7 +19,7 @@ void limes::fuzz::Try(Input input) {
       const auto reader = MakePartReader(kind, stream, {"t", &settings, &where, false, false});
       CFormer former(settings);
       for (SPart part; reader->Next(part);) {
-        former.Form(part);
+        former.Form(part, kind == FileKind::kSound);
         for (const char* name : {"text", "curve", "pairs", "array"}) {
           try {
             CMemoryStream out;
