@@ -16,11 +16,12 @@
 
 namespace limes::detail {
 
+template <class Point>
+constexpr bool kHasFloatX = std::is_same_v<std::remove_cvref_t<decltype(Point::x)>, float>;
+
 /// A point of a run: trivially copyable, ordered by its member float x.
 template <class Point>
-concept RunPoint =
-    std::is_trivially_copyable_v<Point> && std::is_same_v < std::remove_cvref_t<decltype(Point::x)>,
-float > ;
+concept RunPoint = std::is_trivially_copyable_v<Point> && kHasFloatX<Point>;
 
 /// Exchange sort by ascending x. A pass goes over the points in turn and swaps each with the first
 /// one before it whose x is larger; passes repeat until one swaps nothing. O(n^3).
