@@ -1,40 +1,34 @@
 #include "limes/core/measuring_unit.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <random>
-#include <string>
 
-#include "limes/platform/file_stream.h"
 #include "tests/support/hostile.h"
 #include "tests/support/messages.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 /// Unit, exponent, power, whether it is a level, and the text shown.
 std::string State(const CMeasuringUnit& unit) {
-  return test::Exact{unit.Unit_e(), unit.Exponent(), unit.Power(), unit.is_log(), unit.prefixunit()}
-      .text;
+  return Exact{unit.Unit_e(), unit.Exponent(), unit.Power(), unit.is_log(), unit.prefixunit()}.text;
 }
 
 TEST(MeasuringUnit, ParsesAndShowsTexts) {
-  const test::Messages messages;
-  for (const auto& [text, state] : test::Rows(
-           "kHz: 8 3 1 0 kHz; UpM: 9 0 1 0 rpm; m/s²: 16 0 1 0 m/s²; m/s^2: 16 0 1 0 m/s²; "
-           "km/s²: 16 3 1 0 km/s²; m²: 18 0 2 0 m²; km²: 18 6 2 0 km²; %²: 6 0 2 0 %²; "
-           "°C²: 15 0 2 0 °C²; (m/s)²: 23 0 2 0 (m/s)²; (km/s)²: 23 6 2 0 (km/s)²; "
-           "(m/s²)^4: 16 0 4 0 (m/s²)^4; km^4: 18 12 4 0 km^4; kHz^(-1): 8 -3 -1 0 kHz^(-1); "
-           "Hz^(2*3-4): 8 0 2 0 Hz²; V^0: 12 0 0 0 V^0; V^9: 12 0 9 0 V^9; dB(Pa): 13 0 1 1 "
-           "dB(Pa); "
-           "dB(A): 13 0 1 1 dB(Pa); dB(m/s²): 16 0 1 1 dB(m/s²); dB(V²): 12 0 2 1 (dB(V))²; "
-           "dB(kV): 12 3 1 1 kdB(V); (m^2)²: 18 0 3 0 m³; kkm/h: 21 3 1 0 kkm/h; "
-           "dB((m/s)²): 0 0 2 1 -; kdB(Pa): 0 3 1 0 -; (dB(Pa))²: 0 0 2 0 -; "
-           "rad/s^2: 0 0 1 0 -; Hz^(1/2): 0 0 1 0 -; Hz^1001: 0 0 1 0 -; Hz^f(2): 0 0 1 0 -; "
-           "((((: 0 0 1 0 -")) {
+  const Messages messages;
+  for (const auto& [text, state] :
+       Rows("kHz: 8 3 1 0 kHz; UpM: 9 0 1 0 rpm; m/s²: 16 0 1 0 m/s²; m/s^2: 16 0 1 0 m/s²; "
+            "km/s²: 16 3 1 0 km/s²; m²: 18 0 2 0 m²; km²: 18 6 2 0 km²; %²: 6 0 2 0 %²; "
+            "°C²: 15 0 2 0 °C²; (m/s)²: 23 0 2 0 (m/s)²; (km/s)²: 23 6 2 0 (km/s)²; "
+            "(m/s²)^4: 16 0 4 0 (m/s²)^4; km^4: 18 12 4 0 km^4; kHz^(-1): 8 -3 -1 0 kHz^(-1); "
+            "Hz^(2*3-4): 8 0 2 0 Hz²; V^0: 12 0 0 0 V^0; V^9: 12 0 9 0 V^9; dB(Pa): 13 0 1 1 "
+            "dB(Pa); "
+            "dB(A): 13 0 1 1 dB(Pa); dB(m/s²): 16 0 1 1 dB(m/s²); dB(V²): 12 0 2 1 (dB(V))²; "
+            "dB(kV): 12 3 1 1 kdB(V); (m^2)²: 18 0 3 0 m³; kkm/h: 21 3 1 0 kkm/h; "
+            "dB((m/s)²): 0 0 2 1 -; kdB(Pa): 0 3 1 0 -; (dB(Pa))²: 0 0 2 0 -; "
+            "rad/s^2: 0 0 1 0 -; Hz^(1/2): 0 0 1 0 -; Hz^1001: 0 0 1 0 -; Hz^f(2): 0 0 1 0 -; "
+            "((((: 0 0 1 0 -")) {
     CMeasuringUnit unit;
     EXPECT_TRUE(unit.set(text));
     EXPECT_EQ(State(unit), state) << WideToUtf8(text);
@@ -49,7 +43,7 @@ TEST(MeasuringUnit, ParsesAndShowsTexts) {
 }
 
 TEST(MeasuringUnit, KeepsPrefixBeforeLookUp) {
-  test::Messages messages;
+  Messages messages;
   EXPECT_EQ(CMeasuringUnit(u"kg").exponent(), 3);
   for (const char16_t* text : {u"km/h", u"mph", u"pu"}) {
     EXPECT_TRUE(CMeasuringUnit(text).empty());
@@ -105,7 +99,7 @@ void ExpectSameTheLongWay(const wide_string& text) {
 }
 
 TEST(MeasuringUnit, ShortWayThroughTheParserGivesWhatTheLongOneGives) {
-  const test::Messages messages;
+  const Messages messages;
   const auto& strings = CMeasuringUnit::UnitStrings::theStrings();
   for (unsigned base = 1; base < CMeasuringUnit::kBuiltInUnits; ++base) {
     for (const char16_t* prefix : {u"", u"k", u"m", u"µ", u"u", u"T", u"q", u" "}) {
@@ -127,11 +121,11 @@ TEST(MeasuringUnit, ShortWayThroughTheParserGivesWhatTheLongOneGives) {
 TEST(MeasuringUnit, ShowsPrefixPowerAndLevel) {
   // Unit, exponent, power, reference: shown, main unit, exact.
   for (const auto& [fields, texts] :
-       test::Rows("7 -1 1 0: ms|s|10^-1 s; 7 1 1 0: s|s|10^1 s; 18 6 2 0: km²|m²|km²; "
-                  "18 15 1 0: 10^15·m|m|10^15·m; 18 -18 1 0: 10^-18·m|m|10^-18·m; "
-                  "13 3 1 2e-5: kdB(Pa)|dB(Pa)|kdB(Pa); 12 0 2 1: (dB(V))²|dB(V²)|(dB(V))²; "
-                  "12 5 0 0: V^0|V^0|10^5 V^0; 999 0 1 0: ?|?|?; "
-                  "7 32767 -32768 0: s^(-32768)|s^(-32768)|10^32767 s^(-32768)")) {
+       Rows("7 -1 1 0: ms|s|10^-1 s; 7 1 1 0: s|s|10^1 s; 18 6 2 0: km²|m²|km²; "
+            "18 15 1 0: 10^15·m|m|10^15·m; 18 -18 1 0: 10^-18·m|m|10^-18·m; "
+            "13 3 1 2e-5: kdB(Pa)|dB(Pa)|kdB(Pa); 12 0 2 1: (dB(V))²|dB(V²)|(dB(V))²; "
+            "12 5 0 0: V^0|V^0|10^5 V^0; 999 0 1 0: ?|?|?; "
+            "7 32767 -32768 0: s^(-32768)|s^(-32768)|10^32767 s^(-32768)")) {
     std::int32_t base = 0, exponent = 0, power = 0;
     float logref = 0.0F;
     Scan(fields, u"%d %d %d %f", &base, &exponent, &power, &logref);
@@ -162,8 +156,8 @@ TEST(MeasuringUnit, PowersRootsAndInverse) {
   EXPECT_FALSE(unit.root(2) || unit.root(0) || unit.root(6));
   EXPECT_EQ(unit, u"km³");
   for (const auto& [text, inverse] :
-       test::Rows("ms: 8 3 1 0 kHz; Hz: 7 0 1 0 s; V: 12 0 -1 0 V^(-1); "
-                  "dB(Pa): 13 0 1 1 dB(Pa); °: 11 0 1 0 ord; : 0 0 -1 0 -")) {
+       Rows("ms: 8 3 1 0 kHz; Hz: 7 0 1 0 s; V: 12 0 -1 0 V^(-1); "
+            "dB(Pa): 13 0 1 1 dB(Pa); °: 11 0 1 0 ord; : 0 0 -1 0 -")) {
     CMeasuringUnit of(text);
     of.invert();
     EXPECT_EQ(State(of), inverse);
@@ -198,11 +192,11 @@ TEST(MeasuringUnit, KeepsPowerZeroAndTextsUntouchedByReferenceAndFlag) {
 }
 
 TEST(MeasuringUnit, FromTextLooksUpBeforeItParses) {
-  const test::Messages messages;
+  const Messages messages;
   for (const auto& [text, shown] :
-       test::Rows("km/h: 1 21 0; mph: 1 22 0; rad/s^2: 1 25 0; kHz: 1 8 3; kg: 0 17 3; "
-                  "furlong: 0 0 0; : 0 0 0; dB(Pa): 1 13 0; \u03BCPa: 1 13 -6; "
-                  "V^(1200-300): 1 12 0; kV^(1200-100): 0 0 0; parsec²: 0 0 0")) {
+       Rows("km/h: 1 21 0; mph: 1 22 0; rad/s^2: 1 25 0; kHz: 1 8 3; kg: 0 17 3; "
+            "furlong: 0 0 0; : 0 0 0; dB(Pa): 1 13 0; \u03BCPa: 1 13 -6; "
+            "V^(1200-300): 1 12 0; kV^(1200-100): 0 0 0; parsec²: 0 0 0")) {
     bool exact = shown[0] == '0';
     const CMeasuringUnit unit = CMeasuringUnit::FromText(text, &exact);
     EXPECT_SHOWN(shown, exact, unit.Unit_e(), unit.exponent()) << WideToUtf8(text);
@@ -212,7 +206,7 @@ TEST(MeasuringUnit, FromTextLooksUpBeforeItParses) {
 }
 
 TEST(UnitStrings, RejectsOrRegistersUnknownTexts) {
-  const test::Messages messages;
+  const Messages messages;
   auto& strings = CMeasuringUnit::UnitStrings::theStrings();
   EXPECT_EQ(strings.index(u"smoot"), 0U);
   EXPECT_EQ(messages.printed,
@@ -244,7 +238,7 @@ TEST(UnitStrings, KeepsReciprocalOfTheRowBehindForTexts) {
 TEST(UnitStringsDeathTest, RejectWhatIsBeyondTheLargestTable) {
   EXPECT_EXIT(
       {
-        const test::Messages messages;
+        const Messages messages;
         auto& strings = CMeasuringUnit::UnitStrings::theStrings();
         unsigned last = 0;
         for (unsigned i = 0, unit = 1; unit != 0; ++i) {
@@ -268,12 +262,11 @@ CMeasuringUnit Registered(const wide_string& text) {
 }
 
 TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
-  const test::Messages messages;
+  const Messages messages;
   const CMeasuringUnit level(commonUnits::pascal, 3, 1, 2e-5F);
-  const test::Bytes pinned = {2, 0, 13, 0, 0, 0, 3, 0, 1, 0, 0xAC, 0xC5, 0xA7, 0x37, 1, 0, 0, 0};
-  EXPECT_EQ(test::Written(level, [](auto& u, CFileStream& file) { return u.WriteToFile(file); }),
-            pinned);
-  const std::pair<test::Bytes, const char*> cases[] = {
+  const Bytes pinned = {2, 0, 13, 0, 0, 0, 3, 0, 1, 0, 0xAC, 0xC5, 0xA7, 0x37, 1, 0, 0, 0};
+  EXPECT_EQ(Written(level, [](auto& u, CFileStream& file) { return u.WriteToFile(file); }), pinned);
+  const std::pair<Bytes, const char*> cases[] = {
       {pinned, "1 kdB(Pa)"},
       {{13, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}, "0 km"},
       {{1, 0, 8, 0, 0, 0, 3, 0, 1, 0, 0, 0, 0, 0}, "1 kHz"},
@@ -293,8 +286,8 @@ TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
     EXPECT_SHOWN(shown, ok, unit.prefixunit());
     EXPECT_TRUE(!ok || file.Remaining() == 0) << shown;
   }
-  test::ExpectHostileSafe(
-      test::Written(Registered(u"smoot"), kWriteWithText), [] { return CMeasuringUnit(); },
+  ExpectHostileSafe(
+      Written(Registered(u"smoot"), kWriteWithText), [] { return CMeasuringUnit(); },
       [](CMeasuringUnit& unit, CFileStream& stream) { return unit.ReadFromFile(stream); },
       kWriteWithText, {.keepsState = false});
   for (const wide_string& text : {wide_string(u"\u2126"), wide_string(256, u'a')}) {
@@ -309,7 +302,7 @@ TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
 }
 
 TEST(MeasuringUnitRecord, KeepsTextOfRegisteredUnitsOut) {
-  const test::Messages messages;
+  const Messages messages;
   CMeasuringUnit added = Registered(u"smoot");
   CMemoryStream file;
   EXPECT_TRUE(added.WriteToFile(file));
@@ -319,4 +312,4 @@ TEST(MeasuringUnitRecord, KeepsTextOfRegisteredUnitsOut) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

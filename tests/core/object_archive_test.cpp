@@ -1,20 +1,15 @@
 #include "limes/core/object_archive.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <climits>
 #include <iterator>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "limes/platform/file_stream.h"
 #include "limes/platform/record_io.h"
 #include "limes/signals/extended_curve.h"
 #include "tests/support/messages.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using Words = std::vector<std::uint32_t>;
@@ -92,7 +87,7 @@ TEST(Serializer, HeaderWordsAndCounts) {
 }
 
 TEST(Serializer, LongNamesAreCutWithAMessage) {
-  const test::Messages messages;
+  const Messages messages;
   Words words(42);
   CSerializer archive(words.data(), 42, 0);
   const std::string forty(40, 'n');
@@ -204,7 +199,7 @@ TEST(Serializer, ObjectsComeBackByName) {
 
 TEST(Serializer, NamesThatCannotBeCreated) {
   RegisterOwn();
-  test::Messages messages;
+  Messages messages;
   Words words(100);
   for (const CRuntimeClass* stored : {&kWrong, &kNameless, &kLong, &kAbstract}) {
     CSerializer out(words.data(), 100, 0);
@@ -271,11 +266,11 @@ TEST(Serializer, FetchFromFileTable) {
   stored[43] = 9;
   // Words in the file, count in it, capacity: result, words reported, is storing, size, marker,
   // position, name. Too little capacity, files too short, and headers cut behind marker and name.
-  for (const auto& [input, shown] : test::Rows(
-           "44 44 44: 1 44 0 44 5 176 n; 44 44 50: 1 44 0 44 5 176 n; 44 44 43: 0 44 1 42 0 0 ; "
-           "44 0 50: 0 0 1 42 0 0 ; 43 44 50: 0 44 1 42 0 172 ; 1 44 50: 0 0 1 42 0 4 ; "
-           "0 44 50: 0 0 1 42 0 0 ; 44 -1 50: 0 2147483647 1 42 0 0 ; 44 1 50: 1 1 0 0 5 4 ; "
-           "44 3 50: 1 3 0 3 5 12 n")) {
+  for (const auto& [input, shown] :
+       Rows("44 44 44: 1 44 0 44 5 176 n; 44 44 50: 1 44 0 44 5 176 n; 44 44 43: 0 44 1 42 0 0 ; "
+            "44 0 50: 0 0 1 42 0 0 ; 43 44 50: 0 44 1 42 0 172 ; 1 44 50: 0 0 1 42 0 4 ; "
+            "0 44 50: 0 0 1 42 0 0 ; 44 -1 50: 0 2147483647 1 42 0 0 ; 44 1 50: 1 1 0 0 5 4 ; "
+            "44 3 50: 1 3 0 3 5 12 n")) {
     std::uint32_t fileWords = 0;
     std::int32_t count = 0;
     std::uint32_t capacity = 0;
@@ -315,4 +310,4 @@ TEST(Serializer, KeepsLoadsBoundedByTheCapacityNotTheCount) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,12 +1,8 @@
 #include "limes/core/signal_info.h"
 
-#include <gtest/gtest.h>
-
-#include <utility>
-
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 /// Each sets one member to something else than its default.
@@ -21,8 +17,8 @@ constexpr void (*const kSetters[])(Info&) = {[](Info& i) { i.X1Len(5); },
 
 template <class Info>
 std::string State(const Info& i) {
-  return test::Exact(i.X1Len(), i.Name(), i.X1Unit().prefixunit(), i.X1Name(),
-                     i.YUnit().prefixunit(), i.YName(), i.SigType())
+  return Exact(i.X1Len(), i.Name(), i.X1Unit().prefixunit(), i.X1Name(), i.YUnit().prefixunit(),
+               i.YName(), i.SigType())
       .text;
 }
 constexpr const char* kDefault = "0  -  -  0";
@@ -69,4 +65,4 @@ TEST(SignalInfo, KeepsTheTextOfTheRepartKey) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,17 +1,12 @@
 #include "limes/core/signal_key.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <functional>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "limes/platform/string_table.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using Name = CQuinterMFC;
@@ -109,8 +104,8 @@ TEST(SignalName, FieldsByNameAndPosition) {
 TEST(SignalName, ChannelAndSensorTable) {
   // Text: channel, sensor, both.
   for (const auto& [text, shown] :
-       test::Rows("Vib,X: Vib|X|Vib,X; Vib: Vib||Vib; ,X: ,X||,X; ,a,b: ,a,b||,a,b; "
-                  "a,b,c: a|b,c|a,b,c; a,: a||a; : ||")) {
+       Rows("Vib,X: Vib|X|Vib,X; Vib: Vib||Vib; ,X: ,X||,X; ,a,b: ,a,b||,a,b; "
+            "a,b,c: a|b,c|a,b,c; a,: a||a; : ||")) {
     const Name name(u"m", text.c_str(), u"l", u"i", u"p", u"");
     const wide_string parts =
         name.Channel() + u"|" + name.Sensor() + u"|" + name.GetChanPlusSensor();
@@ -203,4 +198,4 @@ TEST(SignalName, KeepsRaisingOnTheSixthField) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

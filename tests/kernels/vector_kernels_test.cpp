@@ -1,7 +1,5 @@
 #include "limes/kernels/vector_kernels.h"
 
-#include <array>
-
 #include "tests/support/reduction_cases.h"
 #include "tests/support/show.h"
 

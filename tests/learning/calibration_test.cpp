@@ -1,25 +1,14 @@
 #include "limes/learning/calibration.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <random>
 
 #include "limes/learning/score.h"
-#include "limes/platform/file_stream.h"
 #include "tests/support/hostile.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-constexpr auto kWrite = [](const auto& learner, CFileStream& file) {
-  return learner.WriteState(file);
-};
-constexpr auto kRead = [](auto& learner, CFileStream& file) {
-  return learner.ReadState(file) == LearnStateStatus::kOk;
-};
 
 /// Leave-one-out scores of 10 12 11 13 9 11 12 10 14 11 10 13, each by all others.
 constexpr double kTwelve[] = {-0.883110, 0.434817,  -0.216600, 1.117303,  -1.619741, -0.216600,
@@ -191,45 +180,10 @@ TEST(Calibration, OfManyPartsIsThatOfAllScores) {
   EXPECT_FALSE(Of(RandomParts(5000, 5)).Beyond(-50.0, -50.0).exact);
 }
 
-/// Whatever the scores are distributed like, of parts like them at most the rate is rejected.
-TEST(Calibration, RanksHoldForAnyDistribution) {
-  std::mt19937 random(2);
-  std::normal_distribution<double> normal;
-  std::cauchy_distribution<double> heavy;
-  const std::pair<const char*, std::function<double()>> cases[] = {
-      {"Normal", [&] { return normal(random); }},
-      {"heavy tails", [&] { return heavy(random); }},
-      {"quantised", [&] { return std::floor(normal(random)); }},
-      {"mostly nothing varies", [&] { return random() % 8 == 0 ? normal(random) : -INFINITY; }},
-      {"two modes", [&] { return normal(random) + (random() % 10 == 0 ? 30.0 : 0.0); }}};
-  constexpr int kRounds = 400;
-  constexpr int kJudged = 50;
-  for (const auto& [name, draw] : cases) {
-    for (const auto& [m, rate] : {std::pair(19, 0.05), {99, 0.05}, {60, 0.1}}) {
-      int rejected = 0;
-      for (int round = 0; round < kRounds; ++round) {
-        CLimitCalibration calibration(ScoreSides::kOne);
-        for (int i = 0; i < m; ++i) {
-          EXPECT_TRUE(calibration.Add({draw(), NAN}));
-        }
-        const double limit = calibration.ForRate(rate).above;
-        for (int i = 0; i < kJudged; ++i) {
-          rejected += draw() > limit ? 1 : 0;
-        }
-      }
-      const double share = rejected / double{kRounds * kJudged};
-      EXPECT_LT(share, rate + 0.01) << name << ", " << m;
-      if (std::string_view(name) == "Normal" || std::string_view(name) == "heavy tails") {
-        EXPECT_GT(share, rate - 0.013) << name << ", " << m;
-      }
-    }
-  }
-}
-
 TEST(Calibration, MergesInAnyOrderGiveTheSameBytes) {
   for (const std::size_t n : {60U, 3000U}) {
     std::vector<SPartScores> parts = RandomParts(n, 9);
-    const test::Bytes straight = test::Written(Of(parts), kWrite);
+    const Bytes straight = Written(Of(parts), kWriteState);
     std::mt19937 random(1);
     for (int round = 0; round < 5; ++round) {
       std::shuffle(parts.begin(), parts.end(), random);
@@ -242,14 +196,14 @@ TEST(Calibration, MergesInAnyOrderGiveTheSameBytes) {
         EXPECT_EQ(benches[to].Merge(benches.back()), MergeStatus::kOk);
         benches.pop_back();
       }
-      EXPECT_EQ(test::Written(benches[0], kWrite), straight) << n;
+      EXPECT_EQ(Written(benches[0], kWriteState), straight) << n;
     }
   }
   CLimitCalibration twice = OfTwelve(ScoreSides::kBoth);
   CLimitCalibration again = twice;
   EXPECT_EQ(twice.Merge(again), MergeStatus::kOk);
   EXPECT_EQ(again.Merge(again), MergeStatus::kOk);
-  EXPECT_EQ(test::Written(twice, kWrite), test::Written(again, kWrite));
+  EXPECT_EQ(Written(twice, kWriteState), Written(again, kWriteState));
   EXPECT_EQ(twice.Merge(OfTwelve(ScoreSides::kOne)), MergeStatus::kRule);
 }
 
@@ -261,26 +215,26 @@ TEST(Calibration, RecordsAreSafe) {
     EXPECT_TRUE(both.Add({0.25 * i, 1.0 - i * i}));
   }
   for (const CLimitCalibration* sample : {&small, &both}) {
-    const test::Bytes record = test::Written(*sample, kWrite);
-    test::ExpectHostileSafe(
-        record, [] { return CLimitCalibration(); }, kRead, kWrite);
+    const Bytes record = Written(*sample, kWriteState);
+    ExpectHostileSafe(
+        record, [] { return CLimitCalibration(); }, kReadState, kWriteState);
     int taken = 0;
     for (std::size_t i = 0; i < 3 * (record.size() - 20); ++i) {
-      test::Bytes bytes = record;
+      Bytes bytes = record;
       bytes[16 + i / 3] = std::array<std::uint8_t, 3>{0x00, 0x7F, 0xFF}[i % 3];
       CLimitCalibration read;
-      taken += bytes != record && test::ReadBlock(read, test::WithChecksum(bytes), kRead) ? 1 : 0;
+      taken += bytes != record && ReadBlock(read, WithChecksum(bytes), kReadState) ? 1 : 0;
     }
     EXPECT_LT(taken, 20) << "sums, order and scores bind each other but for the last bits";
   }
-  test::Bytes many = test::Written(Of(RandomParts(600, 3)), kWrite);
+  Bytes many = Written(Of(RandomParts(600, 3)), kWriteState);
   CLimitCalibration read;
-  EXPECT_TRUE(test::ReadBlock(read, many, kRead));
+  EXPECT_TRUE(ReadBlock(read, many, kReadState));
   EXPECT_EQ(read.Scores(), 600);
-  EXPECT_EQ(test::Written(read, kWrite), many);
+  EXPECT_EQ(Written(read, kWriteState), many);
   std::swap_ranges(many.end() - 4 - 16, many.end() - 4, many.end() - 4 - 32);
-  EXPECT_FALSE(test::ReadBlock(read, test::WithChecksum(many), kRead)) << "out of order";
+  EXPECT_FALSE(ReadBlock(read, WithChecksum(many), kReadState)) << "out of order";
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,29 +1,15 @@
 #include "limes/learning/curve_assistant.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/curve_array.h"
-#include "limes/signals/extended_curve.h"
-#include "tests/support/bits.h"
 #include "tests/support/curves.h"
-#include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using Assistant = CSigCurveAssistent;
-using Floats = std::vector<float>;
-using test::Difference;
-using test::MakeExt;
-using test::Shown;
 
 TEST(CurveAssistant, RegionsOfExcess) {
   const CSigCurveExt limit = MakeExt(Floats(10, 5.0F));
@@ -212,7 +198,7 @@ TEST(CurveAssistant, TextKeepsEveryBit) {
                                      CMeasuringUnit(commonUnits::pascal, 0, 1, 2e-5F),
                                      CMeasuringUnit(commonUnits::pascal, 0, 1, 0.5F),
                                      CMeasuringUnit(commonUnits::metre, 1, 3)}) {
-    CSigCurveExt c = MakeExt(test::RandomFloats(random, 9000, ++round % 3), -0.1F);
+    CSigCurveExt c = MakeExt(RandomFloats(random, 9000, ++round % 3), -0.1F);
     c.SetVMinMax(3.3F, 1000.0F);
     c.Date(-2.5F), c.CurveId(round), c.SetScaleFactor(4.0F);
     if (round % 2 == 0) {
@@ -283,4 +269,4 @@ TEST(CurveAssistant, TextOfOthers) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,25 +1,11 @@
 #include "limes/learning/curve_learning_tool.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <random>
-#include <vector>
-
 #include "limes/core/object_archive.h"
-#include "limes/signals/extended_curve.h"
 #include "tests/support/curves.h"
 #include "tests/support/loop_cases.h"
-#include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using test::Difference;
-using test::MakeExt;
-using test::Shown;
-using Floats = std::vector<float>;
 
 CKurvenLernWerkzeug Tool(const CSigCurve& grid, float base, float factor, float width = 0.0F) {
   CKurvenLernWerkzeug tool;
@@ -156,7 +142,7 @@ TEST(CurveLearningTool, KeepsMisalignedAdditionOfUnfittedCurves) {
   CKurvenLernWerkzeug tool = Tool(first, 0.0F, 1.0F);
   first.SetVMinMax(8.0F, 12.0F);
   Learn(tool, first);
-  auto second = test::MakeRamp<CSigCurveExt>(20);
+  auto second = MakeRamp<CSigCurveExt>(20);
   second.SetVMinMax(5.0F, 15.0F);
   Learn(tool, second);
   EXPECT_EQ((*tool.Mittelwert())[8], 2.5F);  // half of the value at 5, not of that at 8
@@ -175,7 +161,7 @@ TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
   for (int round = 0; round < 300; ++round) {
     const int kind = round % 3;
     const std::size_t n = 1 + random() % 70;
-    CSigCurveExt mean = MakeExt(test::RandomFloats(random, n, kind));
+    CSigCurveExt mean = MakeExt(RandomFloats(random, n, kind));
     CSigCurveExt meanSquare = mean;
     CKurvenLernWerkzeug tool;
     tool.Vorlage(&mean);
@@ -187,12 +173,12 @@ TEST(CurveLearningTool, OnePassGivesTheBitsOfTheSteps) {
       CSigCurveAssistent::AddierenMitQuadrat(mean, meanSquare, same, 1.0F - a);
       EXPECT_EQ(Difference(tool.Mittelwert()->Values(), mean.Values()), "");
       EXPECT_EQ(Difference(tool.QuadratMW()->Values(), meanSquare.Values()), "");
-      EXPECT_EQ(test::ValidOf(*tool.Mittelwert()), test::ValidOf(mean));
+      EXPECT_EQ(ValidOf(*tool.Mittelwert()), ValidOf(mean));
     };
     for (const float a : {0.0F, 0.25F, 0.25F, 1.0F}) {
       const std::size_t size = random() % 4 != 0 ? n : 1 + random() % 90;
-      CSigCurveExt k = MakeExt(test::RandomFloats(random, size, kind),
-                               random() % 3 == 0 ? 5.0F : 0.0F, random() % 8 == 0 ? 2.0F : 1.0F);
+      CSigCurveExt k = MakeExt(RandomFloats(random, size, kind), random() % 3 == 0 ? 5.0F : 0.0F,
+                               random() % 8 == 0 ? 2.0F : 1.0F);
       if (random() % 2 == 0) {
         k.SetVIMinMax(static_cast<int>(random() % n), static_cast<int>(random() % n));
       }
@@ -237,12 +223,12 @@ TEST(LearningLoops, GiveTheBitsOfThePlainLoops) {
   for (const std::size_t n : {1U, 2U, 5U, 31U, 62U, 63U, 100U, 2047U, 2048U, 2049U, 2080U, 4500U}) {
     for (std::size_t w = 1; w <= 31; ++w) {
       const int kind = static_cast<int>(w % 3);
-      Floats k = test::RandomFloats(random, n, kind);
-      ASSERT_TRUE(test::WideningIsPlain(k, w)) << n << ' ' << w;
+      Floats k = RandomFloats(random, n, kind);
+      ASSERT_TRUE(WideningIsPlain(k, w)) << n << ' ' << w;
       if (w % 7 == 0) {
         std::fill(k.begin(), k.end(), w % 2 == 0 ? NAN : -INFINITY);
       }
-      ASSERT_TRUE(test::JudgingIsPlain(k, test::RandomFloats(random, n, kind))) << n << ' ' << w;
+      ASSERT_TRUE(JudgingIsPlain(k, RandomFloats(random, n, kind))) << n << ' ' << w;
     }
   }
 }
@@ -269,7 +255,7 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
     ASSERT_TRUE(CSigCurveAssistent::FitTo(c.k, raster, fitted, c.binning));
     EXPECT_EQ(Shown(fitted, fitted.IMin(), fitted.IMax()), c.fitted);
   }
-  CSigCurve plain = test::MakeCurve(fine, 0.0F, 6.0F);
+  CSigCurve plain = MakeCurve(fine, 0.0F, 6.0F);
   plain.SetYUnit(u"Pa");
   ASSERT_TRUE(CSigCurveAssistent::FitTo(plain, raster, fitted));
   EXPECT_EQ(Shown(fitted, fitted.IMax(), fitted.YUnit().mainunit()), "1 3 5 7 9 1 5 Pa");
@@ -278,4 +264,4 @@ TEST(CurveAssistant, FitsCurvesToAGrid) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,23 +1,12 @@
 #include "limes/learning/drift_alarm.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
 #include <random>
 
-#include "limes/platform/file_stream.h"
 #include "tests/support/hostile.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-constexpr auto kWrite = [](const auto& learner, CFileStream& file) {
-  return learner.WriteState(file);
-};
-constexpr auto kRead = [](auto& learner, CFileStream& file) {
-  return learner.ReadState(file) == LearnStateStatus::kOk;
-};
 
 TEST(DriftAlarm, RunLengthsAndThresholds) {
   EXPECT_NEAR(detail::OneSidedRunLength(4.0, 0.5), 335.4, 0.06);
@@ -140,19 +129,19 @@ TEST(DriftAlarm, MergesInAnyOrderAndKeepsItsRecord) {
   EXPECT_EQ(forth.Merge(benches[2]), MergeStatus::kOk);
   EXPECT_EQ(benches[1].Merge(benches[0]), MergeStatus::kOk);
   EXPECT_EQ(back.Merge(benches[1]), MergeStatus::kOk);
-  EXPECT_EQ(test::Written(forth, kWrite), test::Written(back, kWrite));
+  EXPECT_EQ(Written(forth, kWriteState), Written(back, kWriteState));
   EXPECT_EQ(forth.Shifts(), 150);
   EXPECT_EQ(forth.Merge(CDriftAlarm(3.0)), MergeStatus::kRule);
 
-  const test::Bytes record = test::Written(forth, kWrite);
-  test::ExpectHostileSafe(
-      record, [] { return CDriftAlarm(); }, kRead, kWrite);
+  const Bytes record = Written(forth, kWriteState);
+  ExpectHostileSafe(
+      record, [] { return CDriftAlarm(); }, kReadState, kWriteState);
   int refused = 0;
   for (std::size_t i = 0; i < 2 * (record.size() - 20); ++i) {
-    test::Bytes bytes = record;
+    Bytes bytes = record;
     bytes[16 + i / 2] = i % 2 == 0 ? 0x7F : 0xFF;
     CDriftAlarm read;
-    const bool ok = test::ReadBlock(read, test::WithChecksum(bytes), kRead);
+    const bool ok = ReadBlock(read, WithChecksum(bytes), kReadState);
     refused += ok ? 0 : 1;
     read.Add(1.0);
     EXPECT_TRUE(!ok || !std::isnan(read.Up() + read.Down()));
@@ -161,4 +150,4 @@ TEST(DriftAlarm, MergesInAnyOrderAndKeepsItsRecord) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

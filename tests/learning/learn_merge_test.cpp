@@ -1,27 +1,14 @@
 #include "limes/learning/learn_merge.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
-#include <set>
-#include <string>
-#include <vector>
-
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/track_learning_tool.h"
-#include "limes/signals/extended_curve.h"
-#include "tests/support/bits.h"
 #include "tests/support/curves.h"
-#include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using test::Shown;
 
 constexpr int kPoints = 40;
 constexpr double kRounding = 2e-5;  ///< of values up to 100 that were rounded to float at each step
@@ -29,9 +16,9 @@ constexpr double kRounding = 2e-5;  ///< of values up to 100 that were rounded t
 CSigCurveExt RandomTrack(std::mt19937& random, int iMin, int iMax) {
   std::vector<float> values(kPoints);
   for (float& y : values) {
-    y = 50.0F + test::RandomFloat(random, 0) / 8.0F;
+    y = 50.0F + RandomFloat(random, 0) / 8.0F;
   }
-  CSigCurveExt track = test::MakeCurve<CSigCurveExt>(values, 0.0F, kPoints);
+  CSigCurveExt track = MakeCurve<CSigCurveExt>(values, 0.0F, kPoints);
   track.SetVIMinMax(iMin, iMax);
   return track;
 }
@@ -104,7 +91,7 @@ TYPED_TEST(MergeOf, EqualsLearningOneAfterTheOther) {
 }
 
 TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
-  CSigCurveExt curve = test::MakeRamp<CSigCurveExt>(10);
+  CSigCurveExt curve = MakeRamp<CSigCurveExt>(10);
   curve.SetXUnit(u"Hz");
   CKurvenLernWerkzeug tool;
   tool.Vorlage(&curve);
@@ -165,23 +152,5 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   EXPECT_EQ(otherValue.Merge(value), MergeStatus::kFactor);
 }
 
-/// The texts of the statuses from 0 to the last.
-template <class Status>
-std::set<std::u16string> Texts(Status last) {
-  std::set<std::u16string> texts;
-  for (int i = 0; i <= static_cast<int>(last); ++i) {
-    texts.insert(Text(static_cast<Status>(i)));
-  }
-  EXPECT_EQ(texts.count(u""), 0U);
-  return texts;
-}
-
-TEST(Statuses, HaveTextsOfTheirOwn) {
-  EXPECT_EQ(Texts(MergeStatus::kMemory).size(), 8U);
-  EXPECT_EQ(Texts(LearnStateStatus::kMemory).size(), 8U);
-  EXPECT_EQ(Texts(CurveTextStatus::kMemory).size(), 6U);
-  EXPECT_EQ(Texts(CurveReadStatus::kMemory).size(), 6U);
-}
-
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

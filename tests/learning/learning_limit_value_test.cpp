@@ -1,18 +1,13 @@
 #include "limes/learning/learning_limit_value.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
-#include <vector>
 
 #include "limes/core/object_archive.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using test::Shown;
 
 CLernenderGrenzwert Learnt(const std::vector<float>& values, std::int32_t timeScale = 10000) {
   CLernenderGrenzwert limit;
@@ -140,4 +135,4 @@ TEST(LearningLimitValueArchive, StoresAndLoadsItsWords) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

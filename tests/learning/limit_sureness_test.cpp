@@ -48,34 +48,6 @@ TEST(LimitSureness, EffectivePartsFollowTheCorrectionFactor) {
   }
 }
 
-TEST(LimitSureness, EqualsWhatSimulatedPartsShow) {
-  constexpr int kRounds = 20000;
-  const std::tuple<int, std::int32_t, float> cases[] = {
-      {5, 10000, 1.5F}, {5, 10000, 3.0F}, {20, 10000, 2.0F}, {60, 8, 2.0F}};
-  for (const auto& [parts, timeScale, factor] : cases) {
-    std::mt19937 random(11);
-    std::normal_distribution<float> normal(10.0F, 2.0F);
-    SLimitSureness sureness;
-    int rejected = 0;
-    for (int round = 0; round < kRounds; ++round) {
-      CLernenderGrenzwert limit;
-      limit.Neustart(timeScale);
-      limit.Bildungsregel(0.0F, factor);
-      for (int i = 0; i < parts; ++i) {
-        limit.NeueMessung(normal(random));
-      }
-      sureness = SurenessOf(limit);
-      rejected += normal(random) > limit.Grenzwert() ? 1 : 0;
-    }
-    const double expected = sureness.rejectedPerPoint;
-    EXPECT_TRUE(sureness.parts == parts && sureness.rejectedBound == expected);
-    const double noise = 4.0 * std::sqrt(expected * (1.0 - expected) / kRounds);
-    // With forgetting the degrees of freedom are a little more than effective parts - 1.
-    EXPECT_NEAR(rejected / double{kRounds}, expected,
-                noise + (timeScale < 10000 ? 0.1 * expected : 0.0));
-  }
-}
-
 TEST(LimitSureness, OfCurvesAndTracks) {
   CSigCurveExt curve = CSigCurveExt::Make(50, 0.0F, 50.0F);
   CKurvenLernWerkzeug tool;
@@ -90,6 +62,15 @@ TEST(LimitSureness, OfCurvesAndTracks) {
   CLernenderGrenzwert single;
   single.NeueMessung(5.0F);
   EXPECT_EQ(SurenessOf(single).parts, 1);
+  single.Neustart(10000);
+  single.Bildungsregel(0.0F, 3.0F);
+  for (const float x : {1.0F, 2.0F, 3.0F}) {
+    single.NeueMessung(x);
+  }
+  // With 2 degrees of freedom the tail beyond t is 1/2 - t / (2 sqrt(2 + t^2)); t^2 = 9
+  // (n-1)/(n+1).
+  const double t = 3.0 * std::sqrt(2.0 / 4.0);
+  EXPECT_NEAR(SurenessOf(single).rejectedPerPoint, 0.5 - t / (2.0 * std::sqrt(2.0 + t * t)), 1e-9);
   std::mt19937 random(3);
   std::normal_distribution<float> normal(60.0F, 1.0F);
   for (int part = 0; part < 8; ++part) {

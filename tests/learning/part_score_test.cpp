@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
-#include <random>
-#include <vector>
 
 #include "limes/learning/hold_back.h"
 #include "limes/learning/learning_loops.h"
@@ -13,7 +10,7 @@
 #include "limes/learning/score.h"
 #include "tests/support/bits.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using Values = std::vector<float>;
@@ -106,8 +103,8 @@ TEST(PartScore, KernelGivesTheBitsOfThePlainLoop) {
       EXPECT_TRUE(excess.shiftSum == plain.shiftSum ||
                   std::fabs(excess.shiftSum - plain.shiftSum) < 1e-3 * static_cast<double>(n));
       detail::LearnValues(state.m.data(), state.q.data(), k.data(), n, 0.75F, 0.25F);
-      EXPECT_EQ(test::Difference(m, state.m), "");
-      EXPECT_EQ(test::Difference(q, state.q), "");
+      EXPECT_EQ(Difference(m, state.m), "");
+      EXPECT_EQ(Difference(q, state.q), "");
     }
   }
 }
@@ -199,14 +196,6 @@ TEST(OtherParts, LeaveOneOutTable) {
       EXPECT_TRUE(c.base != 0.0F || std::fabs(scores[i].below + c.above[i]) < 6e-7) << i;
     }
   }
-  CLimitCalibration calibration;
-  for (const SPartScores& scores : LeaveOut(kTwelve, 0.0F, 1)) {
-    EXPECT_TRUE(calibration.Add(scores));
-  }
-  EXPECT_NEAR(calibration.ForRate(0.25).FactorAbove(12), 1.411564, 6e-7);
-  EXPECT_NEAR(calibration.ForRate(0.25).FactorBelow(12), 1.394739, 6e-7);
-  EXPECT_NEAR(calibration.ForRate(0.10).FactorAbove(12), 3.047164, 6e-7);
-  EXPECT_NEAR(calibration.ForRate(0.10).FactorBelow(12), 3.024664, 6e-7);
 }
 
 /// Points that some parts lack count with their own number of parts, as if each were alone.
@@ -313,4 +302,4 @@ TEST(HoldBack, OnePassHoldsOutliersAndSeesSteps) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

@@ -1,29 +1,18 @@
 #include "limes/learning/track_learning_tool.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <random>
-#include <vector>
-
 #include "limes/core/object_archive.h"
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/learning_loops.h"
-#include "limes/signals/extended_curve.h"
-#include "tests/support/bits.h"
 #include "tests/support/curves.h"
-#include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using Generator = CExpAverFacGenerator;
-using test::Shown;
 
 /// n values of y on 0, 1, 2, ... of which those from iMin to iMax are valid.
 CSigCurveExt Track(int n, int iMin, int iMax, float y) {
-  CSigCurveExt track = test::MakeExt(std::vector<float>(static_cast<std::size_t>(n), y));
+  CSigCurveExt track = MakeExt(std::vector<float>(static_cast<std::size_t>(n), y));
   track.SetVIMinMax(iMin, iMax);
   return track;
 }
@@ -82,7 +71,7 @@ TEST(TrackLearningTool, OnePassGivesTheBitsOfThePoints) {
     std::vector<float> m(size), q(size), limit;
     std::vector<std::int32_t> counts(size);
     for (int part = 0; part < 5; ++part) {
-      CSigCurveExt k = test::MakeExt(test::RandomFloats(random, size, round % 3));
+      CSigCurveExt k = MakeExt(RandomFloats(random, size, round % 3));
       k.SetVIMinMax(static_cast<int>(random() % size), static_cast<int>(random() % size));
       tool.NeueMessung(&k);
       for (auto i = static_cast<std::size_t>(k.IMin()); static_cast<int>(i) < k.IMax(); ++i) {
@@ -94,8 +83,8 @@ TEST(TrackLearningTool, OnePassGivesTheBitsOfThePoints) {
     }
     ASSERT_TRUE(tool.GrenzeBilden());
     EXPECT_EQ(Shown(tool.LearnCounts()), Shown(counts));
-    EXPECT_EQ(test::Difference(tool.Mittelwert()->Values(), m), "");
-    EXPECT_EQ(test::Difference(tool.QuadratMW()->Values(), q), "");
+    EXPECT_EQ(Difference(tool.Mittelwert()->Values(), m), "");
+    EXPECT_EQ(Difference(tool.QuadratMW()->Values(), q), "");
     int first = 0;
     int last = -1;
     for (std::size_t i = 0; i < size; ++i) {
@@ -107,7 +96,7 @@ TEST(TrackLearningTool, OnePassGivesTheBitsOfThePoints) {
         first = first == 0 ? last : first;
       }
     }
-    EXPECT_EQ(test::Difference(tool.Grenzkurve()->Values(), limit), "");
+    EXPECT_EQ(Difference(tool.Grenzkurve()->Values(), limit), "");
     EXPECT_TRUE(last < 0 ? !tool.Grenzkurve()->IsValid()
                          : Range(*tool.Grenzkurve()) == Shown(first, last));
   }
@@ -209,4 +198,4 @@ TEST(TrackLearningTool, KeepsWhatHostsRelyOn) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

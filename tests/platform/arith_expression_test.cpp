@@ -1,13 +1,10 @@
 #include "limes/platform/arith_expression.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
-#include <string>
 
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 std::string Postfix(const CExpression& expression) {
@@ -19,14 +16,14 @@ std::string Postfix(const CExpression& expression) {
 }
 
 TEST(ArithExpression, TokensAndInfix) {
-  for (const auto& [text, shown] : test::Rows(
-           ": : ; m/s²: m s 2 ^ /: m/s²; m²/s: m 2 ^ s /: m^2/s; m/s^2: m s 2 ^ /: m/s^2; "
-           "Hz^(-1): Hz -1 ^: Hz^(-1); Hz^-1: Hz -1 ^: Hz^(-1);  a  b * c : a  b c *: a  b*c; "
-           "a-(b-c): a b c - -: a-(b-c); (a-b)-c: a b - c -: a-b-c; "
-           "(a+b)*c: a b + c *: (a+b)*c; a/(b*c): a b c * /: a/(b*c); "
-           "(a*b)^2^c: a b * 2 ^ c ^: (a*b)^2^c; a^(b^c): a b c ^ ^: a^(b^c); "
-           "dB(m/s)²: m s / dB() 2 ^: dB(m/s)²; (-a)*b: a -() b *: (-a)*b; %²: % 2 ^: %^2; "
-           "f((-a)): a -() f(): f((-a)); (-1): -1: (-1); m²³: m 2 ^ 3 ^: m^2³")) {
+  for (const auto& [text, shown] :
+       Rows(": : ; m/s²: m s 2 ^ /: m/s²; m²/s: m 2 ^ s /: m^2/s; m/s^2: m s 2 ^ /: m/s^2; "
+            "Hz^(-1): Hz -1 ^: Hz^(-1); Hz^-1: Hz -1 ^: Hz^(-1);  a  b * c : a  b c *: a  b*c; "
+            "a-(b-c): a b c - -: a-(b-c); (a-b)-c: a b - c -: a-b-c; "
+            "(a+b)*c: a b + c *: (a+b)*c; a/(b*c): a b c * /: a/(b*c); "
+            "(a*b)^2^c: a b * 2 ^ c ^: (a*b)^2^c; a^(b^c): a b c ^ ^: a^(b^c); "
+            "dB(m/s)²: m s / dB() 2 ^: dB(m/s)²; (-a)*b: a -() b *: (-a)*b; %²: % 2 ^: %^2; "
+            "f((-a)): a -() f(): f((-a)); (-1): -1: (-1); m²³: m 2 ^ 3 ^: m^2³")) {
     CArithExpression expression;
     expression.Process(text);
     EXPECT_EQ(Postfix(expression) + ": " + WideToUtf8(expression.Infix()), shown)
@@ -51,4 +48,4 @@ TEST(ArithExpression, RefusesWhatIsNone) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

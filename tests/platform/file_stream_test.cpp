@@ -1,17 +1,13 @@
 #include "limes/platform/file_stream.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <numeric>
-#include <string>
 
-#include "limes/platform/record_io.h"
 #include "limes/platform/storable.h"
 #include "tests/support/hostile.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using detail::RecordReader;
@@ -92,9 +88,9 @@ TEST(RecordIo, FieldsAreLittleEndianAndUnpadded) {
   out.PutFields(SSample());
   out.PutChars("abcdef", 4);
   out.PutChars("a", 2);
-  const test::Bytes expected = {1,    0,    0xFF, 2,    3,    0,   0,   0,   0,   0,   0, 0xE0,
-                                0x3F, 0xFE, 0xFF, 0xFF, 0xFF, 'a', 'b', 'c', 'd', 'a', 0};
-  EXPECT_EQ(test::Bytes(out.Bytes().begin(), out.Bytes().end()), expected);
+  const Bytes expected = {1,    0,    0xFF, 2,    3,    0,   0,   0,   0,   0,   0, 0xE0,
+                          0x3F, 0xFE, 0xFF, 0xFF, 0xFF, 'a', 'b', 'c', 'd', 'a', 0};
+  EXPECT_EQ(Bytes(out.Bytes().begin(), out.Bytes().end()), expected);
   CMemoryStream file(expected);
   RecordReader in(file);
   SSample sample{9, {}, 0, 0};
@@ -119,7 +115,7 @@ class Trickle : public CMemoryStream {
 };
 
 TEST(RecordIo, ArraysAskBeforeMemoryGrows) {
-  const test::Bytes bytes(100000, 1);
+  const Bytes bytes(100000, 1);
   CMemoryStream known(bytes);
   std::vector<float> values;
   EXPECT_FALSE(RecordReader(known).GetArray(values, 25001));
@@ -138,9 +134,9 @@ TEST(RecordIo, ArraysAskBeforeMemoryGrows) {
 }
 
 TEST(RecordIo, CrcKnownValueAndAnySplit) {
-  const test::Bytes digits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+  const Bytes digits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
   EXPECT_EQ(detail::Crc32(digits), 0xCBF43926U);
-  test::Bytes bytes(67);
+  Bytes bytes(67);
   std::iota(bytes.begin(), bytes.end(), std::uint8_t{190});
   const std::span<const std::uint8_t> block(bytes);
   for (std::size_t i = 0; i <= bytes.size(); ++i) {
@@ -149,13 +145,13 @@ TEST(RecordIo, CrcKnownValueAndAnySplit) {
 }
 
 TEST(Storable, HeaderIsTheVersionWord) {
-  test::ExpectHostileSafe(CStorable());
+  ExpectHostileSafe(CStorable());
   CMemoryStream closed{std::span<const std::uint8_t>()};
   EXPECT_FALSE(CStorable().WriteToFile(closed));
   EXPECT_THROW(closed.Write("x", 1), CFileStream::failure) << "foreign memory is read-only";
-  CMemoryStream other(test::Bytes{1, 0, 0, 0});
+  CMemoryStream other(Bytes{1, 0, 0, 0});
   EXPECT_FALSE(CStorable().ReadFromFile(other)) << "another version";
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

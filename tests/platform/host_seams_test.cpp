@@ -1,16 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <thread>
-#include <utility>
 
 #include "limes/platform/info_object.h"
 #include "limes/platform/time_scaling.h"
 #include "tests/support/messages.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 TEST(PrintWindow, SinkGetsTextAsItIs) {
@@ -33,7 +31,7 @@ TEST(PrintWindow, SinkGetsTextAsItIs) {
   PrWin::SetSink([](int, int, std::u16string_view) { throw 1; });
   PrWin::Output(0, 0, u"lost");
   PrWin::SetSink(former);
-  const test::Messages messages;
+  const Messages messages;
   EXPECT_SHOWN("2 Fehler|", MessageBoxes::Warning(u"Fehler"), messages.boxes);
 }
 
@@ -43,9 +41,9 @@ TEST(TimeScaling, Table) {
   constexpr float kInf = std::numeric_limits<float>::infinity();
   // Start, end and time: as a float and from there back as a time; extremes saturate.
   for (const auto& [times, shown] :
-       test::Rows("1000 1100 1050: 0.5 1050; 1000 1100 950: -0.5 950; 1100 1000 1075: 0.25 1075; "
-                  "7 7 99: 0 7; -9223372036854775808 9223372036854775807 9223372036854775807: 1 0; "
-                  "0 2 -9223372036854775808: -4.611686e+18 -9223372036854775808")) {
+       Rows("1000 1100 1050: 0.5 1050; 1000 1100 950: -0.5 950; 1100 1000 1075: 0.25 1075; "
+            "7 7 99: 0 7; -9223372036854775808 9223372036854775807 9223372036854775807: 1 0; "
+            "0 2 -9223372036854775808: -4.611686e+18 -9223372036854775808")) {
     std::int64_t start = 0, end = 0, t = 0;
     EXPECT_EQ(Scan(times, u"%d %d %d", &start, &end, &t), 3);
     const CTimeFloatScaling scaling(start, end);
@@ -65,7 +63,7 @@ TEST(TimeScaling, Table) {
 TEST(InfoNode, ConvertsBetweenItsForms) {
   CInfoNode node;
   const auto shown = [&node] {  // empty, as text, as an integer, as a number
-    return test::Exact{node.IsEmpty(), node.AsText(), node.AsInt(), node.AsFloat()}.text;
+    return Exact{node.IsEmpty(), node.AsText(), node.AsInt(), node.AsFloat()}.text;
   };
   EXPECT_EQ(shown(), "1  0 0");
   node.Set(-5);
@@ -91,8 +89,7 @@ TEST(InfoObject, HandlesCopyOnWrite) {
   Handle shared(a, false);
   const Handle deep(a, true);
   const auto state = [&](const Handle& h) {  // value, is shared, is the same as of a
-    return test::Exact{h.Rep().Find(u"key")->AsInt(), h.IsShared(),
-                       &h.Rep() == &std::as_const(a).Rep()}
+    return Exact{h.Rep().Find(u"key")->AsInt(), h.IsShared(), &h.Rep() == &std::as_const(a).Rep()}
         .text;
   };
   EXPECT_SHOWN("1 1 1 1 0 0", state(shared), state(deep));
@@ -109,4 +106,4 @@ TEST(InfoObject, HandlesCopyOnWrite) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

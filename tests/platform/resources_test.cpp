@@ -1,11 +1,9 @@
 #if defined(__unix__)
 #include <dlfcn.h>
 #endif
-#include <gtest/gtest.h>
 
 #include <functional>
 
-#include "limes/platform/file_stream.h"
 #include "limes/platform/module.h"
 #include "limes/platform/resource_sea.h"
 #include "limes/platform/string_table.h"
@@ -13,17 +11,17 @@
 #include "tests/support/hostile.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 using platform::Language;
 
 CMemoryStream Stream(std::string_view text) {
-  return CMemoryStream(test::Bytes(text.begin(), text.end()));
+  return CMemoryStream(Bytes(text.begin(), text.end()));
 }
 
 std::string Saved(const CResourceSea& sea) {
-  const test::Bytes bytes = test::Written(sea, std::mem_fn(&CResourceSea::Save));
+  const Bytes bytes = Written(sea, std::mem_fn(&CResourceSea::Save));
   return {bytes.begin(), bytes.end()};
 }
 
@@ -73,9 +71,9 @@ TEST(ResourceSea, ColumnsAreNumbers) {
 
 TEST(ResourceSea, HostileTextKeepsTheStore) {
   const std::string text = "[l]\n1 2\n\\# ä\n[m]\n";
-  test::ExpectHostileSafe(test::Bytes(text.begin(), text.end()), [] { return CResourceSea(); },
-                          std::mem_fn(&CResourceSea::Load), std::mem_fn(&CResourceSea::Save),
-                          {.cutsFail = false});
+  ExpectHostileSafe(Bytes(text.begin(), text.end()), [] { return CResourceSea(); },
+                    std::mem_fn(&CResourceSea::Load), std::mem_fn(&CResourceSea::Save),
+                    {.cutsFail = false});
   for (const char* bad : {"1 2\n[l]\n", "[l\n", "[l] x\n", "[", "\\x"}) {
     CResourceSea sea;
     sea.MakeList(u"old");
@@ -119,7 +117,7 @@ TEST(Module, ChainAndResourceSource) {
   const auto names = [] {
     std::string text;
     for (const auto& module : ModuleRegistry::Modules()) {
-      text += test::Exact{module.name, module.version, ""}.text;
+      text += Exact{module.name, module.version, ""}.text;
     }
     return text;
   };
@@ -168,4 +166,4 @@ TEST(Module, LoadedLibraryRegistersAndLeaves) {
 #endif
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

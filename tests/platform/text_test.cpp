@@ -1,7 +1,5 @@
 #include "limes/platform/text.h"
 
-#include <gtest/gtest.h>
-
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
@@ -12,7 +10,7 @@
 #include "limes/platform/conversions.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -116,16 +114,16 @@ TEST(Format, PrintsAsTheStandardLibrary) {
 
 TEST(Scan, Table) {
   // Text | format: number of fields; their values, -99 where none was read.
-  for (const auto& [input, shown] : test::Rows(
-           "1.5 -2e3 7 | %f %f %d: 3 1.5 -2000 7;   +1\t+2\n +3 | %f%f%d: 3 1 2 3; "
-           "+-1 | %f: 0 -99 -99 -99; 1.5 | %f %f %d: 1 1.5 -99 -99; "
-           "1 x 2 | %f %f %d: 1 1 -99 -99; 1.5Hz 2 | %f %f: 1 1.5 -99 -99; "
-           "x=1;y=2 | x=%f;y=%f: 2 1 2 -99; 5% 6 | %f%% %f: 2 5 6 -99; 1,5 | %f,%f: 2 1 5 -99; "
-           "1e39 1 | %f %f: 0 -99 -99 -99; 1e-60 1 | %f %f: 2 0 1 -99; "
-           "-0.001e-99999999999999999999 1 | %f %f: 2 -0 1 -99; 0.1e400 | %f: 0 -99 -99 -99; "
-           "1 2 2147483648 | %f %f %d: 2 1 2 -99; "
-           "1 2 -2147483648 | %f %f %d: 3 1 2 -2147483648; 1 2 3.9 | %f %f %d: 3 1 2 3; "
-           "1 2 3 | %f %s %f: 1 1 -99 -99;  | %f: 0 -99 -99 -99; 1 % | %f %: 1 1 -99 -99")) {
+  for (const auto& [input, shown] :
+       Rows("1.5 -2e3 7 | %f %f %d: 3 1.5 -2000 7;   +1\t+2\n +3 | %f%f%d: 3 1 2 3; "
+            "+-1 | %f: 0 -99 -99 -99; 1.5 | %f %f %d: 1 1.5 -99 -99; "
+            "1 x 2 | %f %f %d: 1 1 -99 -99; 1.5Hz 2 | %f %f: 1 1.5 -99 -99; "
+            "x=1;y=2 | x=%f;y=%f: 2 1 2 -99; 5% 6 | %f%% %f: 2 5 6 -99; 1,5 | %f,%f: 2 1 5 -99; "
+            "1e39 1 | %f %f: 0 -99 -99 -99; 1e-60 1 | %f %f: 2 0 1 -99; "
+            "-0.001e-99999999999999999999 1 | %f %f: 2 -0 1 -99; 0.1e400 | %f: 0 -99 -99 -99; "
+            "1 2 2147483648 | %f %f %d: 2 1 2 -99; "
+            "1 2 -2147483648 | %f %f %d: 3 1 2 -2147483648; 1 2 3.9 | %f %f %d: 3 1 2 3; "
+            "1 2 3 | %f %s %f: 1 1 -99 -99;  | %f: 0 -99 -99 -99; 1 % | %f %: 1 1 -99 -99")) {
     const std::size_t apart = input.find(u" | ");
     float a = -99;
     float b = -99;
@@ -155,14 +153,14 @@ TEST(Scan, LongDigitsAndOtherLocales) {
 TEST(Conversions, EveryInputHasAResult) {
   // Value: as 8, 16, 32 and 64 bits.
   for (const auto& [text, shown] :
-       test::Rows("0.9: 0 0 0 0; -0.9: 0 0 0 0; -1.9: 0 -1 -1 -1; 255.9: 255 255 255 255; "
-                  "32767.9: 255 32767 32767 32767; -32768.9: 0 -32768 -32768 -32768; "
-                  "-32769: 0 -32768 -32769 -32769; 2147483647.9: 255 32767 2147483647 2147483647; "
-                  "2147483648: 255 32767 2147483647 2147483648; "
-                  "9223372036854775807: 255 32767 2147483647 9223372036854775807; "
-                  "-1e300: 0 -32768 -2147483648 -9223372036854775808; "
-                  "inf: 255 32767 2147483647 9223372036854775807; "
-                  "nan: 0 -32768 -2147483648 -9223372036854775808")) {
+       Rows("0.9: 0 0 0 0; -0.9: 0 0 0 0; -1.9: 0 -1 -1 -1; 255.9: 255 255 255 255; "
+            "32767.9: 255 32767 32767 32767; -32768.9: 0 -32768 -32768 -32768; "
+            "-32769: 0 -32768 -32769 -32769; 2147483647.9: 255 32767 2147483647 2147483647; "
+            "2147483648: 255 32767 2147483647 2147483648; "
+            "9223372036854775807: 255 32767 2147483647 9223372036854775807; "
+            "-1e300: 0 -32768 -2147483648 -9223372036854775808; "
+            "inf: 255 32767 2147483647 9223372036854775807; "
+            "nan: 0 -32768 -2147483648 -9223372036854775808")) {
     const double value = std::strtod(WideToUtf8(text).c_str(), nullptr);
     EXPECT_SHOWN(shown, TruncToUint8(value), TruncToInt16(value), TruncToInt32(value),
                  TruncToInt64(value));
@@ -170,4 +168,4 @@ TEST(Conversions, EveryInputHasAResult) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

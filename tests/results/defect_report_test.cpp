@@ -1,21 +1,15 @@
 #include "limes/results/defect_report.h"
 
-#include <gtest/gtest.h>
-
 #include <iterator>
 #include <limits>
-#include <string>
 
 #include "limes/learning/learning_limit_value.h"
 #include "limes/results/defect_report_folder.h"
 #include "limes/results/protocol_item.h"
 #include "tests/support/messages.h"
-#include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using test::Shown;
 
 CDefectReport Sample(std::uint32_t type) {
   CDefectReport report;
@@ -121,7 +115,7 @@ TEST(DefectReportFolder, FormatsWhatHasNoTextAndPrints) {
   *folder.Naechster() = Sample(6);
   folder.Naechster()->SetReportText(u"!");
   folder.BerichteFormatieren();
-  const test::Messages messages;
+  const Messages messages;
   folder.PrWinAusgabe();
   EXPECT_EQ(messages.printed,
             "0 0 Fehlerberichte: -------------------\n"
@@ -129,4 +123,4 @@ TEST(DefectReportFolder, FormatsWhatHasNoTextAndPrints) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

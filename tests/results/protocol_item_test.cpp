@@ -7,10 +7,8 @@
 #include "limes/results/protocol_item_list.h"
 #include "tests/support/show.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
-
-using test::Shown;
 
 CProtocolItem Item(std::u16string_view name, Verdict state, std::int32_t priority) {
   CProtocolItem item;
@@ -102,4 +100,4 @@ TEST(ProtocolItemList, BecomesReportsInOrderAndComesBackWhole) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

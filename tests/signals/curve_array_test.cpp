@@ -1,6 +1,5 @@
 #include "limes/signals/curve_array.h"
 
-#include "limes/platform/record_io.h"
 #include "limes/signals/pair_signal.h"
 #include "limes/signals/signal_lists.h"
 #include "tests/support/curves.h"

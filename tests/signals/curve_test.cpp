@@ -1,7 +1,6 @@
 #include "limes/signals/curve.h"
 
 #include <climits>
-#include <tuple>
 
 #include "limes/kernels/compressed_vector.h"
 #include "tests/support/curves.h"

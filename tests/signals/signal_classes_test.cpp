@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-
 #include "limes/signals/curve_array.h"
 #include "limes/signals/measurement_pair_signal.h"
 #include "limes/signals/time_pair_signal.h"
 #include "tests/support/curves.h"
 #include "tests/support/hostile.h"
 
-namespace limes {
+namespace limes::test {
 namespace {
 
 constexpr auto kWrite = [](const CSignal& signal, CFileStream& file) {
@@ -27,7 +24,7 @@ Class Sample() {
       signal.CSigPairs::NeuesPaar(x, -x);
     }
   } else {
-    signal = test::MakeCurve<Class>({1, -2, 4});
+    signal = MakeCurve<Class>({1, -2, 4});
   }
   signal.SetName(u"left");
   return signal;
@@ -43,19 +40,19 @@ void ExpectClass(const char* name, const CRuntimeClass* base) {
     EXPECT_SHOWN("1 0", made->IsKindOf(base), base->IsDerivedFrom(made->GetRuntimeClass()));
   }
   const Class sample = Sample<Class>();
-  const test::Bytes record = test::Written<CSignal>(sample, kWrite);
+  const Bytes record = Written<CSignal>(sample, kWrite);
   const CSignal& any = sample;
   const std::unique_ptr<CClonable> clone(any.Clone(true));
   auto* const copy = dynamic_cast<Class*>(clone.get());
   ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(test::Written<CSignal>(*copy, kWrite), record);
+  EXPECT_EQ(Written<CSignal>(*copy, kWrite), record);
   Class assigned;
   assigned = sample;
-  EXPECT_EQ(test::Written<CSignal>(assigned, kWrite), record);
+  EXPECT_EQ(Written<CSignal>(assigned, kWrite), record);
   EXPECT_SHOWN("1 6", copy->Append(any), copy->XLen());
   Class header = sample;
   header.InitHeader();
-  EXPECT_STREQ(test::Exact{header.Name()}.text.c_str(), "");
+  EXPECT_STREQ(Exact{header.Name()}.text.c_str(), "");
 }
 
 TEST(SignalClasses, AreWhatTheirNamesSay) {
@@ -77,8 +74,8 @@ TEST(SignalClasses, ArraysOfCurves) {
   const std::unique_ptr<CObject> made(CSigCurveArray::CreateObject());
   EXPECT_STREQ(made->GetRuntimeClass()->name, "CSigCurveArray");
   CSigCurveArray array;
-  array.ErsteKurve(test::MakeCurve({4, 9}));
-  array.WeitereKurve(test::MakeCurve({16, 25}), 0.5F);
+  array.ErsteKurve(MakeCurve({4, 9}));
+  array.WeitereKurve(MakeCurve({16, 25}), 0.5F);
   CSigCurveArray other;
   EXPECT_SHOWN("1 0", other.CopyData(array), other.CopyData(other));
   other.WurzelZiehen();
@@ -86,4 +83,4 @@ TEST(SignalClasses, ArraysOfCurves) {
 }
 
 }  // namespace
-}  // namespace limes
+}  // namespace limes::test

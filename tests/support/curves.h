@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <numeric>
-#include <utility>
 
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"

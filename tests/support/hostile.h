@@ -44,6 +44,15 @@ inline Bytes WithChecksum(Bytes bytes) {
   return bytes;
 }
 
+/// For learn states.
+constexpr auto kWriteState = [](const auto& learner, CFileStream& file) {
+  return learner.WriteState(file);
+};
+constexpr auto kReadState = [](auto& learner, CFileStream& file) {
+  using Status = decltype(learner.ReadState(file));
+  return learner.ReadState(file) == Status::kOk;
+};
+
 struct SHostile {
   bool cutsFail = true;    ///< every shorter record is refused
   bool keepsState = true;  ///< a refused record leaves the object as it was

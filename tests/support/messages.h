@@ -1,8 +1,6 @@
 #pragma once
 
 #include <mutex>
-#include <string>
-#include <utility>
 
 #include "limes/platform/message_box.h"
 #include "limes/platform/print_window.h"

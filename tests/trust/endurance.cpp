@@ -1,103 +1,49 @@
-// Learns ten million measurements and compares with weighted means in doubled precision; prints one
-// line per learner, time scale and steadiness, and returns 1 when a promise is broken.
-// usage: endurance [MEASUREMENTS]
+// Learns ten million measurements and compares with weighted means in extended precision; prints
+// one line per learner, time scale and steadiness, and returns 1 when a promise is broken. usage:
+// endurance [MEASUREMENTS]
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <new>
 #include <random>
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/signals/extended_curve.h"
 
-namespace {
-std::atomic<std::size_t> g_allocations = 0;
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++g_allocations;
-  if (void* const block = std::malloc(size)) {
-    return block;
-  }
-  throw std::bad_alloc();
-}
-void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-  ++g_allocations;
-  const auto step = static_cast<std::size_t>(alignment);
-  return std::aligned_alloc(step, (size + step - 1) / step * step);
-}
-[[gnu::noinline]] static void Release(void* block) { std::free(block); }
-void operator delete(void* block) noexcept { Release(block); }
-void operator delete(void* block, std::size_t) noexcept { Release(block); }
-void operator delete(void* block, std::align_val_t) noexcept { Release(block); }
-
 namespace limes::test {
 namespace {
 
-/// A number as the sum of two doubles; sums and products after T. J. Dekker, "A floating-point
-/// technique for extending the available precision", Numerische Mathematik 18, 1971.
-struct Doubled {
-  double high = 0.0;
-  double low = 0.0;
-
-  static Doubled Of(long double x) {
-    const auto high = static_cast<double>(x);
-    return {high, static_cast<double>(x - high)};
-  }
-};
-
-Doubled Normal(double high, double low) {
-  const double sum = high + low;
-  return {sum, low - (sum - high)};
-}
-
-Doubled operator+(Doubled a, Doubled b) {
-  const double sum = a.high + b.high;
-  const double part = sum - a.high;
-  return Normal(sum, (a.high - (sum - part)) + (b.high - part) + a.low + b.low);
-}
-
-Doubled operator-(Doubled a) { return {-a.high, -a.low}; }
-
-Doubled operator*(Doubled a, Doubled b) {
-  const double product = a.high * b.high;
-  const double error = std::fma(a.high, b.high, -product);
-  return Normal(product, error + (a.high * b.low + a.low * b.high));
-}
-
 /// Weighted means of values and squares.
 struct Means {
-  Doubled mean;
-  Doubled square;
+  long double mean = 0.0L;
+  long double square = 0.0L;
 
-  void Learn(Doubled a, double x) {
-    const Doubled v = Doubled{1.0} + -a;
-    const Doubled weighted = v * Doubled{x};
-    mean = a * mean + weighted;
-    square = a * square + weighted * Doubled{x};
+  void Learn(long double a, long double x) {
+    mean = a * mean + (1.0L - a) * x;
+    square = a * square + (1.0L - a) * x * x;
   }
-  double Mean() const { return mean.high; }
-  double Spread() const { return std::sqrt(std::max((square + -(mean * mean)).high, 0.0)); }
+  double Mean() const { return static_cast<double>(mean); }
+  double Spread() const {
+    return static_cast<double>(std::sqrt(std::max(square - mean * mean, 0.0L)));
+  }
 };
 
 /// The weight of the mean so far, not rounded to float.
-Doubled ExactFactor(std::int32_t n, std::int32_t scale) {
+long double ExactFactor(std::int32_t n, std::int32_t scale) {
   if (n <= 1) {
-    return {};
+    return 0.0L;
   }
   if (scale >= CExpAverFacGenerator::kNoForgetting) {
-    return Doubled::Of((n - 1.0L) / n);
+    return (n - 1.0L) / n;
   }
   const long double q = std::exp(-1.0L / scale);
   const long double end = std::exp(-static_cast<long double>(n) / scale);
-  return Doubled::Of((q - end) / (1.0L - end));
+  return (q - end) / (1.0L - end);
 }
 
 /// Means of values of size 1 over their spread, one point of a curve each.
@@ -148,7 +94,6 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
   std::array<Means, kPoints> exact;
   std::mt19937 random(7);
   const auto uniform = [&] { return static_cast<double>(random()) * 0x1p-32 - 0.5; };
-  std::size_t allocations = 0;
   rusage before{};
   for (std::int32_t i = 0; i < measurements; ++i) {
     for (std::size_t p = 0; p < kPoints; ++p) {
@@ -158,8 +103,8 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
     tool.NeueMessung(&curve);
     tool.StandardAbwBilden();
     tool.UpdateLimit();
-    const Doubled a{tool.Generator().CurrentFactor()};
-    const Doubled exactA = ExactFactor(tool.Generator().GetTime(), scale);
+    const long double a = tool.Generator().CurrentFactor();
+    const long double exactA = ExactFactor(tool.Generator().GetTime(), scale);
     for (std::size_t p = 0; p < kPoints; ++p) {
       const float x = curve.ValArray()[p];
       values[p].NeueMessung(x);
@@ -167,13 +112,11 @@ void Learn(std::int32_t measurements, std::int32_t scale) {
       exact[p].Learn(exactA, x);
     }
     if (i == 1) {
-      allocations = g_allocations;
       getrusage(RUSAGE_SELF, &before);
     }
   }
   rusage after{};
   getrusage(RUSAGE_SELF, &after);
-  Promise(g_allocations == allocations, "nothing is allocated");
   Promise(after.ru_maxrss - before.ru_maxrss <= 512, "memory stays the same");
   const auto stop =
       static_cast<std::int32_t>(std::min(std::int64_t{measurements}, 45 * std::int64_t{scale}));

@@ -7,7 +7,6 @@
 #endif
 
 #include <cstdlib>
-#include <limits>
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"

@@ -1,11 +1,8 @@
 #include "tests/trust/operations.h"
 
-#include <algorithm>
 #include <map>
 #include <memory>
-#include <tuple>
 
-#include "limes/core/object_archive.h"
 #include "limes/platform/module.h"
 #include "tests/support/curves.h"
 

@@ -5,7 +5,6 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "limes/core/object_archive.h"
 #include "limes/kernels/compressed_vector.h"

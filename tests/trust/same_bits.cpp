@@ -6,7 +6,6 @@
 #include <iostream>
 #include <map>
 
-#include "tests/support/kernel_cases.h"
 #include "tests/support/reduction_cases.h"
 #include "tests/trust/operations.h"
 

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <utility>
 
-#include "limes/core/object_archive.h"
 #include "limes/platform/info_object.h"
 #include "limes/platform/module.h"
 #include "limes/platform/string_table.h"
