@@ -7,6 +7,7 @@
 #endif
 
 #include <cstdlib>
+#include <limits>
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_limit_value.h"
