@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "recordings/file_input.h"
@@ -26,6 +27,9 @@ class CPartReader {
 
 /// Takes what was assumed about a file and should be told to whoever reads it.
 using NoteTaker = std::function<void(const std::string& note)>;
+
+/// Tells that a unit is not read as it is meant; nothing of other units.
+void NoteUnit(std::string_view unit, const NoteTaker& note);
 
 /// What a reader of one file needs beside the settings.
 struct SReadContext {

@@ -137,6 +137,14 @@ void RemoveMean(std::vector<float>& values) {
 
 }  // namespace
 
+void NoteUnit(std::string_view unit, const NoteTaker& note) {
+  if (note && unit == "dB(A)") {
+    note(
+        "the unit dB(A) is read as dB(Pa): levels weighted and not weighted by the curve A are not "
+        "told apart");
+  }
+}
+
 std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
                                             const SReadContext& context) {
   if (context.settings->IsTable() && kind != FileKind::kTable) {
@@ -226,7 +234,11 @@ void CFormer::Form(SPart& part, bool wave) {
 }
 
 CPartSource::CPartSource(const std::vector<std::string>& files, SConfig config)
-    : files_(ExpandFolders(files)), config_(std::move(config)), former_(config_.settings) {}
+    : files_(ExpandFolders(files)), config_(std::move(config)), former_(config_.settings) {
+  if (config_.settings.unit) {
+    NoteUnit(*config_.settings.unit, [this](const std::string& text) { Note(text); });
+  }
+}
 
 CPartSource::~CPartSource() = default;
 

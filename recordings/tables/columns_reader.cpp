@@ -68,27 +68,11 @@ class CColumns : public CRecording {
   };
 
   void ChooseColumns(const SReadSettings& settings) {
-    const auto use = settings.use;
-    for (const std::string& name : use) {
-      columns_.push_back(table_.Find(name));
-    }
-    std::vector<std::size_t> skipped;
-    for (const std::string& name : settings.skip) {
-      if (const auto found = table_.TryFind(name)) {
-        skipped.push_back(*found);
-      }
-    }
-    for (std::size_t i = hasX_ ? 1 : 0; use.empty() && i < table_.Columns().size(); ++i) {
-      if (std::find(skipped.begin(), skipped.end(), i) == skipped.end()) {
-        columns_.push_back(i);
-      }
-    }
-    if (columns_.empty()) {
+    if (hasX_ && table_.Columns().size() == 1 && settings.use.empty()) {
       throw CInputError(table_.Name(), 1,
-                        hasX_ && table_.Columns().size() == 1
-                            ? "only one column, which is x (--dx D when there is no x column)"
-                            : "no column of values");
+                        "only one column, which is x (--dx D when there is no x column)");
     }
+    columns_ = table_.Choose(settings.use, settings.skip, hasX_ ? 1 : 0, {});
   }
 
   void TakeX() { places_.push_back({table_.Number<double>(cells_, 0), table_.Reader().Line()}); }

@@ -86,11 +86,7 @@ void CCsvTable::TakeHeader(const std::vector<std::string_view>& cells,
     if (column.name.empty()) {
       column.name = "column " + number;
     }
-    if (context.note && column.unit == "dB(A)") {
-      context.note(
-          "the unit dB(A) is read as dB(Pa): levels weighted and not weighted by the curve "
-          "A are not told apart");
-    }
+    NoteUnit(column.unit, context.note);
   }
   if (context.note && otherPage) {
     context.note("texts that are no UTF-8 are read as code page 1252");
@@ -122,6 +118,29 @@ std::size_t CCsvTable::Find(std::string_view name) const {
                           (columns_.size() > 12 ? ", ..." : "") + ")");
   }
   return *found;
+}
+
+std::vector<std::size_t> CCsvTable::Choose(const std::vector<std::string>& use,
+                                           const std::vector<std::string>& skip, std::size_t first,
+                                           std::vector<std::size_t> others) const {
+  std::vector<std::size_t> chosen;
+  for (const std::string& name : use) {
+    chosen.push_back(Find(name));
+  }
+  for (const std::string& name : skip) {
+    if (const auto found = TryFind(name)) {
+      others.push_back(*found);
+    }
+  }
+  for (std::size_t i = first; use.empty() && i < columns_.size(); ++i) {
+    if (std::find(others.begin(), others.end(), i) == others.end()) {
+      chosen.push_back(i);
+    }
+  }
+  if (chosen.empty()) {
+    throw CInputError(Name(), 1, "no column of values");
+  }
+  return chosen;
 }
 
 void CCsvTable::CheckCellCount(const std::vector<std::string_view>& cells) const {

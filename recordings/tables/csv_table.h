@@ -37,6 +37,12 @@ class CCsvTable {
   std::size_t Find(std::string_view name) const;
   std::optional<std::size_t> TryFind(std::string_view name) const;
 
+  /// The columns of values: those named, in that order; else all from first on but those to be
+  /// skipped and the others. Throws CInputError when there is none.
+  std::vector<std::size_t> Choose(const std::vector<std::string>& use,
+                                  const std::vector<std::string>& skip, std::size_t first,
+                                  std::vector<std::size_t> others) const;
+
   /// Number of the last row among all data rows of the file, from 1.
   std::uint64_t RowNumber() const { return row_; }
   void GoTo(const CCsvReader::SPlace& place, std::uint64_t row);

@@ -43,8 +43,9 @@ struct SLooked {
 
 }  // namespace
 
-std::vector<std::string> IdentifyingColumns(const std::string& path, const SReadSettings& settings,
-                                            const std::vector<SCondition>& where) {
+std::vector<SNamingColumn> IdentifyingColumns(const std::string& path,
+                                              const SReadSettings& settings,
+                                              const std::vector<SCondition>& where) {
   std::error_code error;
   if (!settings.values || !settings.use.empty() || settings.firstValue || settings.noHeader ||
       !std::filesystem::is_regular_file(path, error)) {
@@ -68,7 +69,7 @@ std::vector<std::string> IdentifyingColumns(const std::string& path, const SRead
       looked[i].Take(cells[i], rows == 0);
     }
   }
-  std::vector<std::string> names;
+  std::vector<SNamingColumn> found;
   const auto& skip = settings.skip;
   for (std::size_t i = 0; i < looked.size(); ++i) {
     const std::string& name = table.Columns()[i].name;
@@ -76,10 +77,10 @@ std::vector<std::string> IdentifyingColumns(const std::string& path, const SRead
                        name == settings.quantityColumn ||
                        std::find(skip.begin(), skip.end(), name) != skip.end();
     if (!known && looked[i].Identifies(rows)) {
-      names.push_back(name);
+      found.push_back({name, looked[i].text});
     }
   }
-  return names.size() < looked.size() ? names : std::vector<std::string>();
+  return found.size() < looked.size() ? found : std::vector<SNamingColumn>();
 }
 
 }  // namespace limes::recordings

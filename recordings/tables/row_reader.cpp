@@ -48,33 +48,18 @@ class CRowReader : public CPartReader {
   };
 
   void ChooseColumns() {
-    const auto use = settings_.use;
-    if (single_ && !quantity_ && !use.empty()) {
-      for (const std::string& name : use) {
-        columns_.push_back(table_.Find(name));
-      }
-    } else {
-      std::vector<std::size_t> skipped;
-      for (const auto& column : {label_, part_, quantity_}) {
-        if (column) {
-          skipped.push_back(*column);
-        }
-      }
-      for (const std::string& name : settings_.skip) {
-        if (const auto found = table_.TryFind(name)) {
-          skipped.push_back(*found);
-        }
-      }
-      const std::size_t first = settings_.firstValue ? table_.Find(*settings_.firstValue) : 0;
-      for (std::size_t i = first; i < table_.Columns().size(); ++i) {
-        if (std::find(skipped.begin(), skipped.end(), i) == skipped.end()) {
-          columns_.push_back(i);
-        }
+    std::vector<std::size_t> others;
+    for (const auto& column : {label_, part_, quantity_}) {
+      if (column) {
+        others.push_back(*column);
       }
     }
-    if (columns_.empty()) {
-      throw CInputError(table_.Name(), 1, "no column of values");
-    }
+    const bool named = single_ && !quantity_;
+    const std::size_t first = settings_.firstValue && (!named || settings_.use.empty())
+                                  ? table_.Find(*settings_.firstValue)
+                                  : 0;
+    columns_ = table_.Choose(named ? settings_.use : std::vector<std::string>(), settings_.skip,
+                             first, std::move(others));
     for (const std::size_t column : columns_) {
       units_.push_back(ParseUnit(table_.Columns()[column].unit));
       if (single_) {

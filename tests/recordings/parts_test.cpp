@@ -59,6 +59,11 @@ TEST_F(Files, UnitsInTheOldCodePageAreRead) {
   const auto parts = Read({Write("a.csv", "x [s],Weg [\xB5m],Pegel [dB(A)]\n0,1,2\n1,2,3\n")});
   EXPECT_EQ(parts.at(0).quantities.at(0).unit, ParseUnit("µm"));
   EXPECT_THAT(notes, ElementsAre(HasSubstr("dB(A)"), HasSubstr("1252")));
+  notes.clear();
+  SReadSettings settings;
+  settings.unit = "dB(A)";
+  Read({Write("a.csv", "x [s],Pegel\n0,1\n1,2\n")}, settings);
+  EXPECT_THAT(notes, ElementsAre(HasSubstr("dB(A)")));
 }
 
 TEST_F(Files, SingleValuesKeepTheirDigits) {
@@ -110,7 +115,12 @@ TEST_F(Files, ColumnsThatNameThePartsAreFound) {
       {"only\nA\nB\n", {}},
   };
   for (const auto& [text, names] : cases) {
-    EXPECT_EQ(IdentifyingColumns(Write("t.csv", text), Values(), {}), names) << text;
+    std::vector<std::string> found;
+    for (const auto& [name, words] : IdentifyingColumns(Write("t.csv", text), Values(), {})) {
+      EXPECT_EQ(words, name == "name");
+      found.push_back(name);
+    }
+    EXPECT_EQ(found, names) << text;
   }
 }
 

@@ -330,9 +330,12 @@ SGivenSettings SettingsWithSkip(const SOptions& options, const NoteTaker& note) 
     }
     const std::string first = ExpandFolders(options.files).at(0);
     const SSettings resolved = Resolve(settings, std::nullopt, true);
-    for (const std::string& name : IdentifyingColumns(first, resolved, options.where)) {
+    for (const auto& [name, words] : IdentifyingColumns(first, resolved, options.where)) {
       settings.skip->push_back(name);
-      note("column " + Quoted(name) + " names the parts and is not measured (--use takes it)");
+      note("column " + Quoted(name) + " holds " +
+           (words ? "words" : "whole numbers that rise from row to row") +
+           ": it names the parts and is not measured (to measure it, list it in --use with the "
+           "other columns)");
     }
   }
   return settings;
