@@ -130,6 +130,12 @@ void CLernenderGrenzwert::GrenzwertErneuern(float varianceFactor) {
   }
 }
 
+void CLernenderGrenzwert::NameIst(const wide_char* name) {
+  if (name != nullptr) {
+    NameIst(std::u16string_view(name));
+  }
+}
+
 void CLernenderGrenzwert::NameIst(std::u16string_view name) {
   const std::u16string_view kept = name.substr(0, kNameLength - 1);
   *std::copy(kept.begin(), kept.end(), name_.begin()) = 0;

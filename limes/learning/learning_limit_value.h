@@ -122,6 +122,8 @@ class LIMES_EXPORT CLernenderGrenzwert {
 
   /// Sets the name, at most 79 characters of it.
   void NameIst(std::u16string_view name);
+  /// The same; null changes nothing.
+  void NameIst(const wide_char* name);
   const wide_char* Name() const { return name_.data(); }
 
   /// Sets a code that the host keeps here; 0 after Reset.

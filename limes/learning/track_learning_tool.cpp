@@ -274,6 +274,7 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
       return false;
     }
     mask_.reserve(n);
+    formed_ = current_ = false;  // from here on the limit is not the one that was formed
     if (!TakeGrid(*limit_, *mean_)) {
       return false;
     }

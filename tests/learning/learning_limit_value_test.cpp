@@ -67,6 +67,7 @@ TEST(LearningLimitValue, SettersCorrectAndRestart) {
   limit.ExterneLernzahl(std::numeric_limits<std::int32_t>::max());
   limit.NeueMessung(1.0F);
   limit.NameIst(std::u16string(100, u'n'));
+  limit.NameIst(nullptr);
   EXPECT_EQ(std::u16string_view(limit.Name()).size(), 79U);
   EXPECT_EQ(counts(), "2147483647 2147483647");
   limit.Reset();
