@@ -131,7 +131,7 @@ TEST(PartScore, RatesHoldForAnyDistribution) {
       Learnt state(kPoints);
       CLimitCalibration calibration;
       Values part(kPoints);
-      const auto make = [&] {
+      const auto make = [&, &draw = draw] {
         const float mode = random() % 3 == 0 ? 3.0F : 0.0F;
         for (std::size_t i = 0; i < kPoints; ++i) {
           part[i] = draw(i, mode);

@@ -315,7 +315,8 @@ std::string CAxisModel<Tool>::CoarseSpread() {
   Update();
   const Side side = tools_.Limited()[0];
   const std::int64_t scale = settings_.timeScale;
-  const std::int64_t memory = scale < kNoForgetting ? scale : CExpAverFacGenerator::kSaturated * scale;
+  const std::int64_t memory =
+      scale < kNoForgetting ? scale : CExpAverFacGenerator::kSaturated * scale;
   std::int32_t coarse = 0;
   double most = 64.0;  // roundings that add up, at least
   for (std::int32_t i = Grid().IMin(); i <= Grid().IMax(); ++i) {
