@@ -147,6 +147,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   std::int32_t HatGelernt() const { return count_; }
 
   /// Mean M, mean square Q, spread S and limit; null until they are made. Owned by the tool.
+  /// Vorlage and the first LearnPart behind it may make them anew: ask again for a pointer then.
   CSigCurveExt* Mittelwert() const { return mean_.get(); }
   CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
   CSigCurveExt* StandardAbw() const { return spread_.get(); }
