@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "bindings.h"
+#include "states.h"
 
 namespace limes::python {
 namespace {
@@ -11,12 +12,6 @@ namespace {
 using LockedValue = Locked<CLernenderGrenzwert>;
 using LockedCurve = Locked<CKurvenLernWerkzeug>;
 using LockedTrack = Locked<CTrackLernWerkzeug>;
-
-void Require(MergeStatus status) {
-  if (status != MergeStatus::kOk) {
-    throw py::value_error(Utf8(Text(status)));
-  }
-}
 
 void Require(LearnStatus status) {
   if (status == LearnStatus::kMemory) {
@@ -32,55 +27,16 @@ std::unique_ptr<CSigCurveExt> CopyOf(const CSigCurveExt* curve) {
   return curve == nullptr ? nullptr : std::make_unique<CSigCurveExt>(*curve);
 }
 
-template <class T>
-std::unique_ptr<Locked<T>> FromState(const py::bytes& bytes) {
-  auto tool = std::make_unique<Locked<T>>();
-  CMemoryStream file = StreamOver(bytes);
-  if (const LearnStateStatus status = tool->ReadState(file); status != LearnStateStatus::kOk) {
-    throw py::value_error(Utf8(Text(status)));
-  }
-  return tool;
-}
-
 bool Form(CKurvenLernWerkzeug& tool) {
   return tool.StandardAbwBilden() != 0 && tool.UpdateLimit() != 0;
 }
 bool Form(CTrackLernWerkzeug& tool) { return tool.GrenzeBilden(); }
 bool Form(CLernenderGrenzwert&) { return true; }  // its limit is part of its state
 
-/// What all three learners do alike: states, pickling, joining. A copy has a limit, formed of what
-/// is learnt, when anything is.
+/// A copy has a limit, formed of what is learnt, when anything is.
 template <class T>
 void BindState(py::class_<Locked<T>>& tool) {
-  const auto state = [](Locked<T>& t) {
-    return WrittenBytes([&](CMemoryStream& file) {
-      return Exclusively(t, kLongLoop, [&](T& plain) { return plain.WriteState(file); });
-    });
-  };
-  tool.def("WriteState", state, "The whole state, bit for bit.")
-      .def_static("ReadState", &FromState<T>, py::arg("state"),
-                  "A learner of what WriteState gave; ValueError says what is wrong with it.")
-      .def(
-          "Merge",
-          [](Locked<T>& t, Locked<T>& other) {
-            if (&t == &other) {
-              throw py::value_error("a state cannot be joined with itself");
-            }
-            MergeStatus status = MergeStatus::kOk;
-            {
-              const py::gil_scoped_release open;
-              const std::scoped_lock both(t.mutex, other.mutex);
-              status = t.T::Merge(other);
-            }
-            Require(status);
-          },
-          py::arg("other"), "Joins the state with one that was learnt elsewhere, as the later one.")
-      .def(py::pickle([state](Locked<T>& t) { return py::make_tuple(state(t)); },
-                      [](const py::tuple& s) {
-                        auto read = FromState<T>(s[0].cast<py::bytes>());
-                        static_cast<void>(Form(*read));  // false with nothing learnt
-                        return read;
-                      }));
+  python::BindState(tool, [](T& read) { static_cast<void>(Form(read)); });
 }
 
 /// The fields of a judgement, which is true when the part passed.
