@@ -13,6 +13,7 @@ OBJECTS = {
     "curves": "Iterable[CSigCurveExt]",
     "positions": "npt.ArrayLike | None",
     "samples": "npt.ArrayLike",
+    "scores": "npt.ArrayLike",
     "values": "npt.ArrayLike",
     "x": "npt.ArrayLike",
     "y": "npt.ArrayLike",

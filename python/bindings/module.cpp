@@ -7,6 +7,7 @@ PYBIND11_MODULE(_limes, module) {
   limes::python::BindUnits(module);
   limes::python::BindCurves(module);
   limes::python::BindLearners(module);
+  limes::python::BindCalibration(module);
   limes::python::BindDefects(module);
   limes::python::BindPairs(module);
   limes::python::BindPairVariants(module);

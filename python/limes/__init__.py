@@ -12,6 +12,9 @@ Verdict.PASS
 
 from ._limes import (
     DVL,
+    CalibratedLimit,
+    Calibration,
+    CalibrationBasis,
     CDefectReport,
     CDefectReportOrdner,
     CKurvenLernWerkzeug,
@@ -41,6 +44,7 @@ from .limits import (
     learn_tracks,
     learn_values,
 )
+from .rates import scores
 
 __all__ = [
     "CDefectReport",
@@ -54,6 +58,9 @@ __all__ = [
     "CSigPairsTm",
     "CSigPairsVM",
     "CTrackLernWerkzeug",
+    "CalibratedLimit",
+    "Calibration",
+    "CalibrationBasis",
     "CurveLimit",
     "DVL",
     "Part",
@@ -70,4 +77,5 @@ __all__ = [
     "learn",
     "learn_tracks",
     "learn_values",
+    "scores",
 ]
