@@ -21,6 +21,7 @@ int RunConvert(const SOptions& options, SConsole& console);
 int RunPlot(const SOptions& options, SConsole& console);
 int RunForget(const SOptions& options, SConsole& console);
 int RunSet(const SOptions& options, SConsole& console);
+int RunGauge(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);
 
 /// A part is called by its whole name, or by what is behind its last slash.

@@ -11,6 +11,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
 #include "apps/limes/model/model.h"
+#include "apps/limes/report/json_line.h"
 #include "apps/limes/store/store.h"
 #include "recordings/part_source.h"
 #include "recordings/text.h"
@@ -187,15 +188,12 @@ class CLearnRun {
     std::string reason;
   };
 
-  void PrintJson(const nlohmann::ordered_json& json) {
-    console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-  }
-
   /// Names every part that was not learnt.
   void ReportRefused() {
     for (const SRefused& refused : refused_) {
       if (options_.json) {
-        PrintJson({{"part", refused.part}, {"learnt", false}, {"reason", refused.reason}});
+        PrintJsonLine(console_.out,
+                      {{"part", refused.part}, {"learnt", false}, {"reason", refused.reason}});
       }
       console_.err << "not learnt  " << Escaped(refused.part + "  " + refused.reason) << '\n';
     }
@@ -210,7 +208,7 @@ class CLearnRun {
           json["label"] = *learnt.label;
         }
         json["learnt"] = true;
-        PrintJson(json);
+        PrintJsonLine(console_.out, json);
       }
       console_.out.flush();
     }

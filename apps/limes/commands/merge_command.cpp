@@ -11,6 +11,7 @@
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
+#include "apps/limes/report/json_line.h"
 #include "apps/limes/store/store.h"
 #include "recordings/text.h"
 
@@ -182,7 +183,7 @@ class CMergeRun {
     json["joined"] = other.quantities.both;
     json["left_out"] = other.quantities.onlyThere;
     json["unchanged"] = other.quantities.onlyHere;
-    console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    PrintJsonLine(console_.out, json);
   }
 
   const SOptions& options_;

@@ -120,11 +120,15 @@ void AddReading(CLI::App& app, SOptions& o) {
   Add(app, "--good", s.good, "label of good parts; only these are learnt (good)", "LABEL");
 }
 
-void AddSelection(CLI::App& app, SOptions& o) {
-  app.option_defaults()->group("Which parts are taken");
+void AddWhere(CLI::App& app, SOptions& o) {
   AddText(
       app, "--where", [&o](const std::string& t) { o.where.push_back(ParseCondition(t)); },
       "rows with this cell only; may be repeated", "COLUMN=VALUE");
+}
+
+void AddSelection(CLI::App& app, SOptions& o) {
+  app.option_defaults()->group("Which parts are taken");
+  AddWhere(app, o);
   AddText(
       app, "--every", [&o](const std::string& t) { ParseEvery(t, o.selection); },
       "of the parts, counted from 0: I, I+K, ...", "K:I");
@@ -241,9 +245,39 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   return command;
 }
 
+void AddTolerance(CLI::App& app, SOptions& o) {
+  AddText(
+      app, "--tolerance", [&o](const std::string& t) { o.tolerances.Add(t); },
+      "limits to keep, LOW: or :HIGH where there is one; NAME=LOW:HIGH for one quantity",
+      "LOW:HIGH");
+}
+
 CLI::App* AddShow(CLI::App& app, SOptions& o) {
   CLI::App* command = AddList(app, o, "show", "list the learnt quantities");
   AddFlag(*command, "--runs", o.runs, "list the runs instead, with their numbers");
+  AddFlag(*command, "--capability", o.capability,
+          "show Cp, Cpk, Pp and Ppk of single values instead; needs --tolerance");
+  AddTolerance(*command, o);
+  return command;
+}
+
+CLI::App* AddGauge(CLI::App& app, SOptions& o) {
+  CLI::App* command = app.add_subcommand("gauge", "tell whether a gauge is good enough");
+  SGivenSettings& s = o.settings;
+  command->add_option("FILE", o.files, "tables, one measurement per row")
+      ->required()
+      ->type_name("");
+  AddTolerance(*command, o);
+  Add(*command, "--part", s.partColumn, "column that names the part", "COLUMN");
+  Add(*command, "--operator", o.person, "column that names who measured it", "COLUMN");
+  Add(*command, "--reference", o.reference,
+      "known value of the one part that was measured again and again", "V");
+  command->add_flag("--json", o.json, "one JSON object per column of values and line");
+  AddText(
+      *command, "--use", [&s](const std::string& t) { s.use = SplitNames("--use", t); },
+      "columns of values (the one other column)", "NAME,...");
+  AddFlag(*command, "--no-header", s.noHeader, "no line of names; columns are called 1, 2, ...");
+  AddWhere(*command, o);
   return command;
 }
 
@@ -363,6 +397,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddPlot(app, o), Command::kPlot},
       {AddForget(app, o), Command::kForget},
       {AddSet(app, o), Command::kSet},
+      {AddGauge(app, o), Command::kGauge},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

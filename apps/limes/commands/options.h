@@ -4,12 +4,25 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/commands/tolerances.h"
 #include "apps/limes/measurement/settings.h"
 #include "recordings/part_reader.h"
 
 namespace limes::host {
 
-enum class Command { kLearn, kTest, kShow, kReport, kMerge, kConvert, kPlot, kForget, kSet, kDemo };
+enum class Command {
+  kLearn,
+  kTest,
+  kShow,
+  kReport,
+  kMerge,
+  kConvert,
+  kPlot,
+  kForget,
+  kSet,
+  kGauge,
+  kDemo
+};
 
 /// The command line.
 struct SOptions {
@@ -26,6 +39,10 @@ struct SOptions {
   bool allowShort = false;            ///< learn what covers too little
   bool allRuns = false;               ///< every verdict of a part, not the latest
   bool runs = false;                  ///< show the runs
+  bool capability = false;            ///< show what the process is capable of
+  CTolerances tolerances;             ///< of single values
+  std::optional<std::string> person;  ///< column of who measured
+  std::optional<double> reference;    ///< known value of the part that was measured
   bool keepGoing = false;             ///< judge on after a file that cannot be used
   bool noStore = false;               ///< judge without storing
   bool force = false;                 ///< replace files of others

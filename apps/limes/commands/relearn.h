@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <set>
 
 #include "apps/limes/measurement/settings.h"
@@ -11,6 +12,9 @@ namespace limes::host {
 
 /// Most bytes of learnt parts that a store keeps; the oldest beyond go into its base.
 inline constexpr std::int64_t kMostKeptBytes = std::int64_t{64} << 20;
+
+/// Hands out the parts whose values the store keeps, in the order of learning, while take says so.
+void ForEachKept(CStore& store, const std::function<bool(const SLearntPart&)>& take);
 
 /// What the store's base and the parts kept since give, without some of them: bit for bit as if
 /// these had never been learnt. Throws CStoreError.

@@ -1,5 +1,6 @@
 #include <ostream>
 
+#include "apps/limes/commands/capability.h"
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
@@ -24,6 +25,10 @@ int RunShow(const SOptions& options, SConsole& console) {
   const SSettings settings = store.Settings().value_or(SSettings());
   CModel model(settings);
   model.Load(store.Quantities(), store.Path());
+  if (options.capability || !options.tolerances.IsEmpty()) {
+    ShowCapability(options, store, model, console);
+    return static_cast<int>(ExitCode::kAllGood);
+  }
   const std::int64_t learnt = store.CountParts(true);
   store.Rollback();
   if (!options.json) {

@@ -10,6 +10,7 @@
 #include "apps/limes/measurement/part_record.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/html_report.h"
+#include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/store/store.h"
 #include "recordings/part_source.h"
@@ -119,9 +120,9 @@ class CTestRun {
   void ListUnusable() {
     for (const std::string& file : unusable_) {
       if (options_.json) {
-        const nlohmann::ordered_json json = {
-            {"part", file.substr(0, file.find(": "))}, {"verdict", "not judged"}, {"reason", file}};
-        console_.out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        PrintJsonLine(console_.out, {{"part", file.substr(0, file.find(": "))},
+                                     {"verdict", "not judged"},
+                                     {"reason", file}});
       } else {
         console_.out << "not judged  " << Escaped(file) << '\n';
       }

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "apps/limes/measurement/number_text.h"
+#include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report_texts.h"
 #include "recordings/measurement.h"
 #include "recordings/text.h"
@@ -25,11 +26,6 @@ Json ToJson(const std::optional<std::string>& value) {
 }
 Json ToJson(const Side& side) { return SideText(side); }
 Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
-
-void PrintLine(std::ostream& out, const Json& json) {
-  // Names may come from files with broken UTF-8; those bytes become U+FFFD.
-  out << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-}
 
 const char* Colour(Verdict verdict) {
   return verdict == Verdict::kPass   ? "\033[32m"
@@ -209,7 +205,7 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
     }
     json["findings"].push_back(std::move(finding));
   }
-  PrintLine(out, json);
+  PrintJsonLine(out, json);
 }
 
 void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
@@ -306,7 +302,7 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["mean"] = Curve(s.mean);
   json["spread"] = Curve(s.spread);
   json["limit"] = Curve(s.limit);
-  PrintLine(out, json);
+  PrintJsonLine(out, json);
 }
 
 }  // namespace limes::host

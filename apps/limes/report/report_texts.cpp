@@ -80,6 +80,13 @@ std::string ChanceText(const std::vector<const SLearntSummary*>& sides) {
   return Percent(std::clamp(share, 0.0, 1.0));
 }
 
+std::string ToleranceText(const STolerance& tolerance, const std::string& unit) {
+  return std::isinf(tolerance.low) ? "up to " + WithUnit(Brief(tolerance.high), unit)
+         : std::isinf(tolerance.high)
+             ? "from " + WithUnit(Brief(tolerance.low), unit) + " on"
+             : Brief(tolerance.low) + " .. " + WithUnit(Brief(tolerance.high), unit);
+}
+
 void CCommonFolder::Add(const std::string& part) {
   if (!folder_) {
     const std::size_t slash = part.rfind('/', part.find(':'));  // not one of a name within a file

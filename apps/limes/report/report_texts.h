@@ -6,6 +6,7 @@
 
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/report/report.h"
+#include "limes/learning/tolerance.h"
 
 namespace limes::host {
 
@@ -36,6 +37,9 @@ std::string RuleText(const SSettings& settings, const std::vector<const SLearntS
 
 /// The share of good parts that the limits of a quantity reject by chance at most: "0.58 %".
 std::string ChanceText(const std::vector<const SLearntSummary*>& sides);
+
+/// "9.5 .. 10.5 mm", "up to 10.5 mm".
+std::string ToleranceText(const STolerance& tolerance, const std::string& unit);
 
 /// The folder that all parts come from, which their names then need not repeat.
 class CCommonFolder {

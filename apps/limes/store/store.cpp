@@ -234,6 +234,9 @@ std::optional<std::string> CStore::FindLearnt(std::int64_t content) {
 
 std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most) {
   std::vector<SLearntPart> result;
+  if (version_ < 5) {
+    return result;
+  }
   CStatement list(database_->Handle(),
                   "SELECT part.id, name, record FROM kept JOIN part ON part.id = kept.part "
                   "WHERE kept.part > ? ORDER BY kept.part LIMIT ?");
