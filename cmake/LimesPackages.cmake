@@ -30,4 +30,26 @@ if(LIMES_PYTHON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-limes)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11), python3-numpy")
 endif()
+
+# Licence, notices of others and the list of what is contained, in each package's folder of documents.
+find_program(LIMES_PYTHON3 python3)
+set(documents "")
+if(LIMES_PYTHON3)
+  set(documents "${PROJECT_BINARY_DIR}/limes.cdx.json" "${PROJECT_BINARY_DIR}/NOTICES")
+  set(makes_sbom "${LIMES_PYTHON3}" "${PROJECT_SOURCE_DIR}/scripts/sbom")
+  add_custom_command(OUTPUT ${documents}
+    COMMAND ${makes_sbom} limes.cdx.json
+    COMMAND ${makes_sbom} --notices NOTICES
+    DEPENDS "${PROJECT_SOURCE_DIR}/scripts/sbom" "${PROJECT_SOURCE_DIR}/cmake/third_party.json"
+    WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" VERBATIM)
+  add_custom_target(limes_sbom ALL DEPENDS ${documents})
+endif()
+foreach(component ${CPACK_COMPONENTS_ALL})
+  string(TOUPPER "${component}" upper)
+  set(folder "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
+  install(FILES "${PROJECT_SOURCE_DIR}/LICENSES/Apache-2.0.txt" RENAME copyright
+    DESTINATION "${folder}" COMPONENT ${component})
+  install(FILES ${documents} DESTINATION "${folder}" COMPONENT ${component})
+endforeach()
+
 include(CPack)
