@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "limes/learning/curve_learning_tool.h"
-#include "limes/learning/learn_state_fields.h"
+#include "limes/learning/learn_record.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "limes/core/object_archive.h"
-#include "limes/learning/learn_state_fields.h"
+#include "limes/learning/learn_record.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/memory_errors.h"

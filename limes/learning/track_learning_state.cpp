@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "limes/core/object_archive.h"
-#include "limes/learning/learn_state_fields.h"
+#include "limes/learning/learn_record.h"
 #include "limes/learning/learning_loops.h"
 #include "limes/learning/merge_checks.h"
 #include "limes/learning/track_learning_tool.h"

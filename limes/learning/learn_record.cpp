@@ -1,4 +1,4 @@
-#include "limes/learning/learn_state_fields.h"
+#include "limes/learning/learn_record.h"
 
 #include <cmath>
 #include <limits>
