@@ -7,6 +7,7 @@
 #include "limes/learning/drift_alarm.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/track_learning_tool.h"
+#include "limes/platform/record_io.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes::fuzz {

@@ -41,6 +41,7 @@
 #include "limes/platform/module.h"
 #include "limes/platform/object.h"
 #include "limes/platform/print_window.h"
+#include "limes/platform/record_io.h"
 #include "limes/platform/resource_sea.h"
 #include "limes/platform/storable.h"
 #include "limes/platform/string_table.h"

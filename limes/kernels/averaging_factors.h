@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 
 #include "limes/export.h"
 
@@ -60,6 +61,9 @@ class LIMES_EXPORT CExpAverFacGenerator {
   /// sums W of the weights and V of their squares; n / (n - 1) for the plain mean; 1 for n <= 1 or
   /// T <= 0.
   static float GetCorrFactor(std::int32_t n, std::int32_t timeScale);
+
+  /// Time and time scale as learn states keep them; the reader checks that none is negative.
+  static constexpr auto Fields(auto& g) { return std::tie(g.time_, g.timeScale_); }
 
  private:
   std::int32_t time_ = 1;

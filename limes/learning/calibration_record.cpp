@@ -4,8 +4,7 @@
 #include <tuple>
 
 #include "limes/learning/calibration.h"
-#include "limes/platform/file_stream.h"
-#include "limes/platform/memory_errors.h"
+#include "limes/learning/learn_record.h"
 
 namespace limes {
 
@@ -63,39 +62,26 @@ bool CLimitCalibration::IsConsistent() const {
 }
 
 bool CLimitCalibration::WriteState(CFileStream& file) const {
-  return detail::IfMemoryAllows(false, [&] {
-    SHead head;
-    head.sides = static_cast<std::uint8_t>(sides_);
-    head.count = count_;
-    head.above = above_.ToWords();
-    head.below = below_.ToWords();
-    detail::RecordWriter record;
-    detail::BeginLearnState(record, detail::LearnStateKind::kCalibration);
-    record.PutFields(head);
-    PutParts(record, highest_, sides_);
-    PutParts(record, deepest_, sides_);
-    detail::FinishLearnState(record, file);
-    return true;
-  });
+  return detail::WriteLearnState(
+      file, detail::LearnStateKind::kCalibration, [this](detail::RecordWriter& record) {
+        record.PutFields(
+            SHead{static_cast<std::uint8_t>(sides_), count_, above_.ToWords(), below_.ToWords()});
+        PutParts(record, highest_, sides_);
+        PutParts(record, deepest_, sides_);
+        return true;
+      });
 }
 
 LearnStateStatus CLimitCalibration::ReadState(CFileStream& file) {
-  return detail::IfMemoryAllows(LearnStateStatus::kMemory, [&] {
-    std::vector<std::uint8_t> payload;
-    const LearnStateStatus status =
-        detail::ReadLearnState(file, detail::LearnStateKind::kCalibration, payload);
-    if (status != LearnStateStatus::kOk) {
-      return status;
-    }
-    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
-    detail::RecordReader in(stream);
+  const auto get = [](detail::RecordReader& in, CLimitCalibration& read,
+                      std::uint16_t /*version*/) {
     SHead head;
     constexpr std::int64_t kMost = std::int64_t{1} << 53;
     if (!in.GetFields(head) || head.sides < 1 || head.sides > 2 || head.count < 0 ||
         head.count > kMost) {
       return LearnStateStatus::kContent;
     }
-    CLimitCalibration read(static_cast<ScoreSides>(head.sides));
+    read = CLimitCalibration(static_cast<ScoreSides>(head.sides));
     read.count_ = head.count;
     read.above_ = detail::ScoreMoments(head.above);
     read.below_ = detail::ScoreMoments(head.below);
@@ -103,14 +89,14 @@ LearnStateStatus CLimitCalibration::ReadState(CFileStream& file) {
     if (!read.MakeRoom()) {
       return LearnStateStatus::kMemory;
     }
-    if (!GetParts(in, read.highest_, kept, read.sides_) ||
-        (head.sides == 2 && !GetParts(in, read.deepest_, kept, read.sides_)) ||
-        stream.Remaining() != 0 || !read.IsOrdered() || !read.IsConsistent()) {
-      return LearnStateStatus::kContent;
-    }
-    *this = std::move(read);
-    return LearnStateStatus::kOk;
-  });
+    const bool whole = GetParts(in, read.highest_, kept, read.sides_) &&
+                       (head.sides == 1 || GetParts(in, read.deepest_, kept, read.sides_)) &&
+                       read.IsOrdered() && read.IsConsistent();
+    return whole ? LearnStateStatus::kOk : LearnStateStatus::kContent;
+  };
+  const auto commit = [this](CLimitCalibration& read) { *this = std::move(read); };
+  return detail::ReadLearnState<CLimitCalibration>(file, detail::LearnStateKind::kCalibration, get,
+                                                   commit);
 }
 
 }  // namespace limes

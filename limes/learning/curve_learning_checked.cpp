@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <new>
 
-#include "limes/learning/checked_calls.h"
 #include "limes/learning/curve_fit.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_loops.h"
@@ -12,14 +11,15 @@ namespace limes {
 
 detail::SLearntCurves CKurvenLernWerkzeug::Learnt(const CSigCurveExt& limit) const {
   return {limit,
-          *mean_,
-          base_,
+          *state_.mean,
+          state_.base,
           {},
-          static_cast<double>(mean_->DLen()),
+          static_cast<double>(state_.mean->DLen()),
           0.0,
           [this](std::int64_t i, std::size_t n, float* out) {
-            if (count_ >= 2) {
-              detail::SpreadValues(out, mean_->ValArray() + i, meanSquare_->ValArray() + i, n);
+            if (state_.count >= 2) {
+              detail::SpreadValues(out, state_.mean->ValArray() + i,
+                                   state_.meanSquare->ValArray() + i, n);
             } else {
               std::fill_n(out, n, 0.0F);
             }
@@ -27,9 +27,7 @@ detail::SLearntCurves CKurvenLernWerkzeug::Learnt(const CSigCurveExt& limit) con
 }
 
 PartStatus CKurvenLernWerkzeug::Fit(const SCurvePart& part, CFittedPart& fitted) const {
-  const bool whole =
-      mean_ != nullptr && meanSquare_ != nullptr && meanSquare_->DLen() == mean_->DLen();
-  return whole ? fitted.Fit(part, *mean_, true) : PartStatus::kNothingLearnt;
+  return state_.IsWhole() ? fitted.Fit(part, *state_.mean, true) : PartStatus::kNothingLearnt;
 }
 
 PartStatus CKurvenLernWerkzeug::CheckForLearning(const SCurvePart& part, const SPartRule& rule,
@@ -43,8 +41,8 @@ PartStatus CKurvenLernWerkzeug::CheckForLearning(const SCurvePart& part, const S
   if (fitted.Health() == SignalHealth::kClipped) {
     return PartStatus::kClipped;
   }
-  if ((!rule.allowConstant && detail::IsDead(fitted, *mean_)) ||
-      detail::IsFarBelow(fitted, Learnt(*mean_))) {
+  if ((!rule.allowConstant && detail::IsDead(fitted, *state_.mean)) ||
+      detail::IsFarBelow(fitted, Learnt(*state_.mean))) {
     return PartStatus::kNoSignal;
   }
   if (!rule.allowShort && !(fitted.PartShare() >= rule.minShare)) {
@@ -61,25 +59,25 @@ bool CKurvenLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& /*
     return false;
   }
   room.Vorlage(&valid);
-  return room.mean_ != nullptr;
+  return room.state_.mean != nullptr;
 }
 
 void CKurvenLernWerkzeug::TakeRoom(Room& room) noexcept {
-  mean_.swap(room.mean_);
-  meanSquare_.swap(room.meanSquare_);
+  state_.mean.swap(room.state_.mean);
+  state_.meanSquare.swap(room.state_.meanSquare);
   spread_.swap(room.spread_);
   limit_.swap(room.limit_);
   formed_.swap(room.formed_);
-  name_.swap(room.name_);
-  Neustart(generator_->GetTimeScale());
+  state_.name.swap(room.state_.name);
+  Neustart(state_.generator->GetTimeScale());
 }
 
 void CKurvenLernWerkzeug::LearnFitted(CFittedPart& fitted) {
-  fitted.Keep(mean_->ValArray(), fitted.keptMean);
-  fitted.Keep(meanSquare_->ValArray(), fitted.keptSquare);
+  fitted.Keep(state_.mean->ValArray(), fitted.keptMean);
+  fitted.Keep(state_.meanSquare->ValArray(), fitted.keptSquare);
   NeueMessung(&fitted.Curve());
-  fitted.PutBack(mean_->ValArray(), fitted.keptMean);
-  fitted.PutBack(meanSquare_->ValArray(), fitted.keptSquare);
+  fitted.PutBack(state_.mean->ValArray(), fitted.keptMean);
+  fitted.PutBack(state_.meanSquare->ValArray(), fitted.keptSquare);
 }
 
 SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minShare,
@@ -89,7 +87,8 @@ SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minS
   if (!HasLearnt()) {
     return judgement;
   }
-  const bool current = formed_ != nullptr && formed_->Holds(base_, factor_, width_);
+  const bool current =
+      formed_ != nullptr && formed_->Holds(state_.base, state_.factor, state_.width);
   if (!current && UpdateLimit() == 0) {
     judgement.reason = PartStatus::kMemory;
     return judgement;
@@ -97,15 +96,6 @@ SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minS
   detail::SLearntCurves learnt = Learnt(*limit_);
   learnt.width = Widening();
   return detail::JudgeAlong(fitted, learnt, minShare, regions);
-}
-
-LearnStatus CKurvenLernWerkzeug::LearnPart(const SCurvePart& part, const SPartRule& rule) {
-  return detail::LearnPart(*this, part, rule, fitted_);
-}
-
-SPartJudgement CKurvenLernWerkzeug::JudgePart(const SCurvePart& part, double minShare,
-                                              std::vector<SCurveExcess>* regions) {
-  return detail::JudgePart(*this, part, minShare, regions, fitted_);
 }
 
 }  // namespace limes

@@ -7,7 +7,7 @@
 namespace limes {
 
 const CSigCurveExt* CKurvenLernWerkzeug::Reference(bool limit) const {
-  return count_ == 0 ? nullptr : limit ? limit_.get() : mean_.get();
+  return state_.count == 0 ? nullptr : limit ? limit_.get() : state_.mean.get();
 }
 
 // kept: the two measures take opposite references unless told which
@@ -31,7 +31,7 @@ SCurveJudgement CKurvenLernWerkzeug::Judge(const CSigCurve& k) const {
     return judgement;
   }
   judgement.share = static_cast<float>(static_cast<double>(comparison.points) / limit_->ILen());
-  judgement.mean = (*mean_)[comparison.index];
+  judgement.mean = (*state_.mean)[comparison.index];
   judgement.spread = SpreadAt(static_cast<int>(comparison.index));
   return judgement;
 }
@@ -43,16 +43,16 @@ bool CKurvenLernWerkzeug::Excesses(const CSigCurve& k, std::vector<SCurveExcess>
     return false;
   }
   for (SCurveExcess& region : regions) {
-    region.mean = (*mean_)[region.index];
+    region.mean = (*state_.mean)[region.index];
     region.spread = SpreadAt(region.index);
   }
   return true;
 }
 
 float CKurvenLernWerkzeug::SpreadAt(int i) const {
-  const float mean = (*mean_)[i];
-  const float square = (*meanSquare_)[i] - mean * mean;
-  return count_ >= 2 && square > 0.0F ? std::sqrt(square) : 0.0F;
+  const float mean = (*state_.mean)[i];
+  const float square = (*state_.meanSquare)[i] - mean * mean;
+  return state_.count >= 2 && square > 0.0F ? std::sqrt(square) : 0.0F;
 }
 
 }  // namespace limes

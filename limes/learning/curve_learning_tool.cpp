@@ -4,11 +4,10 @@
 #include <cstddef>
 #include <functional>
 #include <limits>
-#include <new>
 
-#include "limes/core/object_archive.h"
 #include "limes/learning/curve_fit.h"
 #include "limes/learning/learning_loops.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
@@ -89,53 +88,39 @@ bool LearnInOnePass(CSigCurveExt& mean, CSigCurveExt& meanSquare, const CSigCurv
 
 }  // namespace
 
-CKurvenLernWerkzeug::CKurvenLernWerkzeug() : generator_(std::make_shared<CExpAverFacGenerator>()) {}
+CKurvenLernWerkzeug::CKurvenLernWerkzeug() = default;
 
 CKurvenLernWerkzeug::~CKurvenLernWerkzeug() = default;
 
 bool CKurvenLernWerkzeug::Make(Curve& curve, int n) {
-  if (curve != nullptr) {
-    return true;
-  }
-  try {
-    curve = std::make_shared<CSigCurveExt>(n);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return curve != nullptr ||
+         detail::IfMemoryAllows([&] { curve = std::make_shared<CSigCurveExt>(n); });
 }
 
 bool CKurvenLernWerkzeug::MakeLimit(int n) {
-  try {
-    if (limit_ == nullptr) {
-      formed_ = std::make_shared<SFormed>();
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return Make(limit_, n);
+  return (limit_ != nullptr ||
+          detail::IfMemoryAllows([&] { formed_ = std::make_shared<SFormed>(); })) &&
+         Make(limit_, n);
 }
 
 bool CKurvenLernWerkzeug::MakeCurves(int n) {
-  return Make(mean_, n) && Make(meanSquare_, n) && Make(spread_, n) && MakeLimit(n);
+  return Make(state_.mean, n) && Make(state_.meanSquare, n) && Make(spread_, n) && MakeLimit(n);
 }
 
 template <class Set>
 void CKurvenLernWerkzeug::SetCurves(int n, const wide_char* name, Set set) {
-  bool ok = false;
-  try {
+  const bool ok = detail::IfMemoryAllows(false, [&] {
     if (name != nullptr) {
-      name_ = wide_string(name);  // once, as it may be the text of a curve that is named below
+      state_.name = wide_string(name);  // once: it may be the text of a curve that is named below
     }
-    ok = MakeCurves(n) && set(*mean_, kMeanSuffix) && set(*meanSquare_, kMeanSquareSuffix) &&
-         set(*spread_, kSpreadSuffix) && set(*limit_, kLimitSuffix);
-  } catch (const std::bad_alloc&) {
-    ok = false;
-  }
+    return MakeCurves(n) && set(*state_.mean, kMeanSuffix) &&
+           set(*state_.meanSquare, kMeanSquareSuffix) && set(*spread_, kSpreadSuffix) &&
+           set(*limit_, kLimitSuffix);
+  });
   if (ok) {
     *formed_ = {};
   } else {
-    mean_ = meanSquare_ = spread_ = limit_ = nullptr;
+    state_.mean = state_.meanSquare = spread_ = limit_ = nullptr;
   }
 }
 
@@ -151,7 +136,7 @@ void CKurvenLernWerkzeug::Vorlage(const CSigCurve* vorlage) {
               } else {
                 curve = *vorlage;
               }
-              return curve.DLen() == vorlage->DLen() && curve.SetName(Joined(name_, suffix));
+              return curve.DLen() == vorlage->DLen() && curve.SetName(Joined(state_.name, suffix));
             });
 }
 
@@ -164,17 +149,17 @@ void CKurvenLernWerkzeug::Vorlage(int n, float x0, float x1, const wide_char* na
 }
 
 void CKurvenLernWerkzeug::Bildungsregel(float base, float factor, float width) {
-  base_ = base;
-  factor_ = factor;
-  width_ = width;
+  state_.base = base;
+  state_.factor = factor;
+  state_.width = width;
 }
 
 wide_string CKurvenLernWerkzeug::GrenzParameterText() const {
-  return Format(u"%5.2f + M + %5.2f * S", base_, factor_);
+  return Format(u"%5.2f + M + %5.2f * S", state_.base, state_.factor);
 }
 
 void CKurvenLernWerkzeug::Neustart(std::int32_t timeScale) {
-  for (const Curve& curve : {mean_, meanSquare_, spread_, limit_}) {
+  for (const Curve& curve : {state_.mean, state_.meanSquare, spread_, limit_}) {
     if (curve != nullptr) {
       curve->Nullsetzen();
     }
@@ -182,23 +167,23 @@ void CKurvenLernWerkzeug::Neustart(std::int32_t timeScale) {
   if (formed_ != nullptr) {
     *formed_ = {};
   }
-  count_ = 0;
-  stale_ = 0;
-  generator_->SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
-  generator_->ResetTime();
+  state_.count = 0;
+  state_.stale = 0;
+  state_.generator->SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
+  state_.generator->ResetTime();
 }
 
 void CKurvenLernWerkzeug::ExterneLernzahl(int count) {
-  if (mean_ != nullptr) {
-    count_ = count;
+  if (state_.mean != nullptr) {
+    state_.count = count;
     Outdate();
   }
 }
 
 void CKurvenLernWerkzeug::ExternerLernFaktor(float a) {
-  externalOn_ = a >= 0.0F ? 1 : 0;
-  if (externalOn_ != 0) {
-    external_ = a;
+  state_.externalOn = a >= 0.0F ? 1 : 0;
+  if (state_.externalOn != 0) {
+    state_.external = a;
   }
 }
 
@@ -209,61 +194,62 @@ void CKurvenLernWerkzeug::Outdate() {
 }
 
 void CKurvenLernWerkzeug::NeueMessung(const CSigCurve* k) {
-  if (k == nullptr || mean_ == nullptr || meanSquare_ == nullptr) {
+  if (k == nullptr || state_.mean == nullptr || state_.meanSquare == nullptr) {
     return;
   }
-  ++*generator_;
-  if (count_ < std::numeric_limits<std::int32_t>::max()) {
-    ++count_;
+  ++*state_.generator;
+  if (state_.count < std::numeric_limits<std::int32_t>::max()) {
+    ++state_.count;
   }
-  stale_ = 1;
+  state_.stale = 1;
   Outdate();
-  const float a = externalOn_ != 0 ? external_ : generator_->CurrentFactor();
+  const float a = state_.externalOn != 0 ? state_.external : state_.generator->CurrentFactor();
   const float v = 1.0F - a;
-  if (!LearnInOnePass(*mean_, *meanSquare_, *k, a, v)) {
-    static_cast<CSigCurve&>(*mean_) *= a;
-    static_cast<CSigCurve&>(*meanSquare_) *= a;
-    CSigCurveAssistent::AddierenMitQuadrat(*mean_, *meanSquare_, *k, v);
+  if (!LearnInOnePass(*state_.mean, *state_.meanSquare, *k, a, v)) {
+    static_cast<CSigCurve&>(*state_.mean) *= a;
+    static_cast<CSigCurve&>(*state_.meanSquare) *= a;
+    CSigCurveAssistent::AddierenMitQuadrat(*state_.mean, *state_.meanSquare, *k, v);
   }
 }
 
 int CKurvenLernWerkzeug::StandardAbwBilden() {
-  if (!HasLearnt() || !Make(spread_, 0) || !TakeGrid(*spread_, *mean_, count_ < 2)) {
+  if (!HasLearnt() || !Make(spread_, 0) || !TakeGrid(*spread_, *state_.mean, state_.count < 2)) {
     return 0;
   }
-  if (count_ >= 2) {
-    detail::SpreadValues(spread_->ValArray(), mean_->ValArray(), meanSquare_->ValArray(),
-                         std::min(mean_->DLen(), meanSquare_->DLen()));
+  if (state_.count >= 2) {
+    detail::SpreadValues(spread_->ValArray(), state_.mean->ValArray(),
+                         state_.meanSquare->ValArray(),
+                         std::min(state_.mean->DLen(), state_.meanSquare->DLen()));
   }
-  spread_->TakeUnits(*mean_);  // what the roots of squares made of them is of no use
+  spread_->TakeUnits(*state_.mean);  // what the roots of squares made of them is of no use
   return 1;
 }
 
 bool CKurvenLernWerkzeug::FormLimit() {
   CSigCurveExt& limit = *limit_;
-  const CSigCurveExt& mean = *mean_;
-  const std::size_t n = std::min(mean.DLen(), meanSquare_->DLen());
-  const bool spread = count_ > 1 && factor_ > 0.0F;
+  const CSigCurveExt& mean = *state_.mean;
+  const std::size_t n = std::min(mean.DLen(), state_.meanSquare->DLen());
+  const bool spread = state_.count > 1 && state_.factor > 0.0F;
   const bool onePass = spread && n == mean.DLen();
   if (!TakeGrid(limit, mean, !onePass)) {
     return false;
   }
   const float* const m = mean.ValArray();
-  const float* const q = meanSquare_->ValArray();
+  const float* const q = state_.meanSquare->ValArray();
   if (onePass) {
     const SIndexRange valid = limit.ValidIndices();
     const auto i0 = static_cast<std::size_t>(valid.first);
     const std::size_t end = i0 + valid.Size();
     float* const y = limit.ValArray();
-    detail::SpreadValues(y, m, q, i0, factor_);
-    detail::LimitValues(y + i0, m + i0, q + i0, end - i0, factor_, base_);
-    detail::SpreadValues(y + end, m + end, q + end, n - end, factor_);
+    detail::SpreadValues(y, m, q, i0, state_.factor);
+    detail::LimitValues(y + i0, m + i0, q + i0, end - i0, state_.factor, state_.base);
+    detail::SpreadValues(y + end, m + end, q + end, n - end, state_.factor);
   } else {
     if (spread) {
-      detail::SpreadValues(limit.ValArray(), m, q, n, factor_);
+      detail::SpreadValues(limit.ValArray(), m, q, n, state_.factor);
     }
     limit += mean;
-    limit += base_;
+    limit += state_.base;
   }
   const std::span<float> values = limit.ValidValues();
   if (const int w = Widening(); w >= 1 && values.size() > 1) {
@@ -271,62 +257,26 @@ bool CKurvenLernWerkzeug::FormLimit() {
     detail::WidenValues(values.data(), values.size() - 1, static_cast<std::size_t>(w));
   }
   limit.TakeUnits(mean);
-  *formed_ = {true, true, base_, factor_, width_};
+  *formed_ = {true, true, state_.base, state_.factor, state_.width};
   return true;
 }
 
 /// By how many points the limit is widened.
 int CKurvenLernWerkzeug::Widening() const {
-  const int points = width_ > 0.0F ? limit_->GetIndex(width_) : 0;
+  const int points = state_.width > 0.0F ? limit_->GetIndex(state_.width) : 0;
   return std::clamp(points, 0, static_cast<int>(detail::kMostWidening));
 }
 
 int CKurvenLernWerkzeug::GrenzeBilden() {
-  if (!HasLearnt() || !MakeLimit(0)) {
-    return 0;
-  }
-  try {
-    name_.append(kLimitSuffix);
-    limit_->SetName(name_);
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
-  return FormLimit() ? 1 : 0;
+  const bool named = HasLearnt() && MakeLimit(0) && detail::IfMemoryAllows([&] {
+                       state_.name.append(kLimitSuffix);
+                       limit_->SetName(state_.name);
+                     });
+  return named && FormLimit() ? 1 : 0;
 }
 
 int CKurvenLernWerkzeug::UpdateLimit() {
-  if (!HasLearnt() || !MakeLimit(0)) {
-    return 0;
-  }
-  return FormLimit() ? 1 : 0;
-}
-
-int CKurvenLernWerkzeug::InArchivSchreiben(CSerializer* archive) const {
-  if (archive == nullptr || mean_ == nullptr || meanSquare_ == nullptr) {
-    return 0;
-  }
-  std::uint32_t words[] = {static_cast<std::uint32_t>(count_),
-                           static_cast<std::uint32_t>(generator_->GetTimeScale())};
-  return archive->StoreData(words, 2) == 2 && archive->StoreObject(mean_.get()) != 0 &&
-                 archive->StoreObject(meanSquare_.get()) != 0
-             ? 1
-             : 0;
-}
-
-int CKurvenLernWerkzeug::AusArchivLaden(CSerializer* archive) {
-  std::uint32_t words[2];
-  if (archive == nullptr || archive->LoadData(words, 2) != 2) {
-    return 0;
-  }
-  count_ = static_cast<std::int32_t>(words[0]);
-  generator_->SetTimeScale(static_cast<std::int32_t>(words[1]));
-  generator_->SetTime(count_);
-  if (!Make(mean_, 0) || !Make(meanSquare_, 0) || archive->ReloadObject(mean_.get()) == 0 ||
-      archive->ReloadObject(meanSquare_.get()) == 0) {
-    return 0;
-  }
-  GrenzeBilden();
-  return 1;
+  return HasLearnt() && MakeLimit(0) && FormLimit() ? 1 : 0;
 }
 
 }  // namespace limes

@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
+#include "limes/learning/checked_calls.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
@@ -34,7 +36,16 @@ struct SLearntCurves;
 /// CSigCurveAssistent::FitTo). The valid range narrows to what all learnt curves cover;
 /// only Vorlage widens it again. A lower limit is learnt on mirrored curves. Copies share the
 /// curves and the time of the averaging. One thread at a time, all copies together.
-class LIMES_EXPORT CKurvenLernWerkzeug {
+///
+/// LearnPart draws a curve on the grid of the first one, which is the template and gives name and
+/// units; set the time scale before it. Nothing is learnt for all reasons but kNothingLearnt,
+/// kResolution and kTooLong. What the mask takes out keeps what was learnt. JudgePart passes a
+/// curve only when that share of the template's grid and of the curve was compared, and a point
+/// was; an excess of a few rounding steps is none. Not judged for a reason of LearnPart, and for
+/// kClipped unless it is beyond the limit. Allocate nothing from the second curve on, and once the
+/// regions have room.
+class LIMES_EXPORT CKurvenLernWerkzeug
+    : public detail::CheckedCalls<CKurvenLernWerkzeug, SCurvePart, CFittedPart> {
  public:
   /// Name "Limes", base 0, factor 1, no widening, no curves yet.
   CKurvenLernWerkzeug();
@@ -44,25 +55,10 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   CKurvenLernWerkzeug& operator=(const CKurvenLernWerkzeug& other) = default;
   virtual ~CKurvenLernWerkzeug();
 
-  using Part = SCurvePart;
-  using Fitted = CFittedPart;
   static constexpr double kMinShare = kMinShareOfCurve;
 
-  /// Learns a curve, drawn on the grid of the first one, which is the template and gives name and
-  /// units; set the time scale before it. kOk, or why nothing was learnt: all but kNothingLearnt,
-  /// kResolution and kTooLong. What the mask takes out keeps what was learnt. Allocates nothing
-  /// from the second curve on. O(n).
-  [[nodiscard]] LearnStatus LearnPart(const SCurvePart& part, const SPartRule& rule = {});
-
-  /// Judges a curve by the rule as it is now: passed only when at least this share of the
-  /// template's grid and of the curve was compared, and a point was. Failed whatever the share,
-  /// with the regions beyond the limit when they are asked for; an excess of a few rounding steps
-  /// is none. Not judged for a reason of LearnPart, and for kClipped unless it is beyond the limit.
-  /// Allocates nothing once the regions have room. O(n).
-  [[nodiscard]] SPartJudgement JudgePart(const SCurvePart& part, double minShare = kMinShare,
-                                         std::vector<SCurveExcess>* regions = nullptr);
-
-  // The steps of both, for those who prepare a part once: see CSided.
+  // The steps of the checked calls, for those who prepare a part once: see CSided.
+  CFittedPart& Scratch() { return detail::Made(fitted_); }
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
   using Room = CKurvenLernWerkzeug;
@@ -95,7 +91,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   void Neustart(std::int32_t timeScale);
 
   /// Sets the time scale alone: negative becomes 10000; 0 makes the mean follow the last curve.
-  void Zeitskala(std::int32_t timeScale) { generator_->SetTimeScale(timeScale); }
+  void Zeitskala(std::int32_t timeScale) { state_.generator->SetTimeScale(timeScale); }
 
   /// Sets the number of curves learnt, when there are curves.
   // kept: the time of the averaging stays, unlike with the limit of a value
@@ -143,22 +139,22 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   MergeStatus Merge(const CKurvenLernWerkzeug& other);
 
   /// Number of curves learnt since the last restart.
-  std::int32_t NrGelernt() const { return count_; }
-  std::int32_t HatGelernt() const { return count_; }
+  std::int32_t NrGelernt() const { return state_.count; }
+  std::int32_t HatGelernt() const { return state_.count; }
 
   /// Mean M, mean square Q, spread S and limit; null until they are made. Owned by the tool.
   /// Vorlage and the first LearnPart behind it may make them anew: ask again for a pointer then.
-  CSigCurveExt* Mittelwert() const { return mean_.get(); }
-  CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
+  CSigCurveExt* Mittelwert() const { return state_.mean.get(); }
+  CSigCurveExt* QuadratMW() const { return state_.meanSquare.get(); }
   CSigCurveExt* StandardAbw() const { return spread_.get(); }
   CSigCurveExt* Grenzkurve() const { return limit_.get(); }
 
-  const wide_string& Name() const { return name_; }
-  float Sockel() const { return base_; }
-  float Faktor() const { return factor_; }
-  float Width() const { return width_; }
-  bool LimitIsStale() const { return stale_ != 0; }
-  const CExpAverFacGenerator& Generator() const { return *generator_; }
+  const wide_string& Name() const { return state_.name; }
+  float Sockel() const { return state_.base; }
+  float Faktor() const { return state_.factor; }
+  float Width() const { return state_.width; }
+  bool LimitIsStale() const { return state_.stale != 0; }
+  const CExpAverFacGenerator& Generator() const { return *state_.generator; }
 
   /// Stores the counts and both curves as archived objects: 0.
   // kept: curves keep nothing in archives, so this never succeeds; use WriteState
@@ -184,7 +180,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
   bool MakeCurves(int n);
   template <class Set>
   void SetCurves(int n, const wide_char* name, Set set);
-  bool HasLearnt() const { return count_ != 0 && mean_ != nullptr && meanSquare_ != nullptr; }
+  bool HasLearnt() const {
+    return state_.count != 0 && state_.mean != nullptr && state_.meanSquare != nullptr;
+  }
   bool FormLimit();
   void Outdate();
   int Widening() const;
@@ -205,21 +203,35 @@ class LIMES_EXPORT CKurvenLernWerkzeug {
     }
   };
 
-  Curve mean_;
-  Curve meanSquare_;
+  /// All there is to keep; the curves and the averaging are shared with copies.
+  struct SState : detail::SLearntMeans {
+    float width = 0.0F;
+    std::int32_t count = 0;
+    std::int32_t stale = 0;
+    std::int32_t externalOn = 0;  ///< 0 or 1
+    float external = 0.0F;
+    std::shared_ptr<CExpAverFacGenerator> generator = std::make_shared<CExpAverFacGenerator>();
+
+    /// The numbers in the order of the learn state; name and curves follow.
+    static constexpr auto Fields(auto& s) {
+      return std::tuple_cat(
+          std::tie(s.base, s.factor, s.width, s.count, s.stale, s.externalOn, s.external),
+          CExpAverFacGenerator::Fields(*s.generator));
+    }
+
+    static constexpr auto Rule(auto& s) { return std::tie(s.base, s.factor, s.width); }
+
+    const CExpAverFacGenerator& Averaging() const { return *generator; }
+    bool IsConsistent() const;
+  };
+
+  SState state_;
+
+  // Made of the state when they are asked for.
   Curve spread_;
   Curve limit_;
   std::shared_ptr<SFormed> formed_;
-  std::shared_ptr<CFittedPart> fitted_;  ///< of the checked calls
-  wide_string name_ = u"Limes";
-  std::shared_ptr<CExpAverFacGenerator> generator_;
-  std::int32_t count_ = 0;
-  std::int32_t stale_ = 0;
-  std::int32_t externalOn_ = 0;
-  float external_ = 0.0F;
-  float base_ = 0.0F;
-  float factor_ = 1.0F;
-  float width_ = 0.0F;
+  std::shared_ptr<CFittedPart> fitted_;
 };
 
 }  // namespace limes

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "limes/learning/curve_assistant.h"
-#include "limes/learning/merge_checks.h"
+#include "limes/learning/learn_merge.h"
 #include "limes/platform/memory_errors.h"
 #include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"

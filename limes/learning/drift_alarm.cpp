@@ -7,9 +7,8 @@
 
 #include "limes/learning/calibration.h"
 #include "limes/learning/distributions.h"
+#include "limes/learning/learn_record.h"
 #include "limes/learning/score.h"
-#include "limes/platform/file_stream.h"
-#include "limes/platform/memory_errors.h"
 
 namespace limes {
 namespace {
@@ -181,41 +180,30 @@ struct CDriftAlarm::SRecord {
 };
 
 bool CDriftAlarm::WriteState(CFileStream& file) const {
-  return detail::IfMemoryAllows(false, [&] {
-    const SRecord state{threshold_,  allowance_,   shifts_,    alarms_,   moments_.ToWords(),
-                        up_.sum,     up_.parts,    up_.excess, up_.place, down_.sum,
-                        down_.parts, down_.excess, down_.place};
-    detail::RecordWriter record;
-    detail::BeginLearnState(record, detail::LearnStateKind::kDriftAlarm);
-    record.PutFields(state);
-    detail::FinishLearnState(record, file);
-    return true;
-  });
+  return detail::WriteLearnState(
+      file, detail::LearnStateKind::kDriftAlarm, [this](detail::RecordWriter& record) {
+        record.PutFields(SRecord{threshold_, allowance_, shifts_, alarms_, moments_.ToWords(),
+                                 up_.sum, up_.parts, up_.excess, up_.place, down_.sum, down_.parts,
+                                 down_.excess, down_.place});
+        return true;
+      });
 }
 
 LearnStateStatus CDriftAlarm::ReadState(CFileStream& file) {
-  return detail::IfMemoryAllows(LearnStateStatus::kMemory, [&] {
-    std::vector<std::uint8_t> payload;
-    const LearnStateStatus status =
-        detail::ReadLearnState(file, detail::LearnStateKind::kDriftAlarm, payload);
-    if (status != LearnStateStatus::kOk) {
-      return status;
-    }
-    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
-    detail::RecordReader in(stream);
-    SRecord state;
-    if (!in.GetFields(state) || stream.Remaining() != 0 || !state.IsConsistent()) {
-      return LearnStateStatus::kContent;
-    }
-    threshold_ = state.threshold;
-    allowance_ = state.allowance;
-    shifts_ = state.shifts;
-    alarms_ = state.alarms;
-    moments_ = detail::ScoreMoments(state.moments);
-    up_ = {state.upSum, state.upParts, state.upExcess, state.upPlace};
-    down_ = {state.downSum, state.downParts, state.downExcess, state.downPlace};
-    return LearnStateStatus::kOk;
-  });
+  const auto get = [](detail::RecordReader& in, SRecord& read, std::uint16_t /*version*/) {
+    return in.GetFields(read) && read.IsConsistent() ? LearnStateStatus::kOk
+                                                     : LearnStateStatus::kContent;
+  };
+  const auto commit = [this](const SRecord& read) {
+    threshold_ = read.threshold;
+    allowance_ = read.allowance;
+    shifts_ = read.shifts;
+    alarms_ = read.alarms;
+    moments_ = detail::ScoreMoments(read.moments);
+    up_ = {read.upSum, read.upParts, read.upExcess, read.upPlace};
+    down_ = {read.downSum, read.downParts, read.downExcess, read.downPlace};
+  };
+  return detail::ReadLearnState<SRecord>(file, detail::LearnStateKind::kDriftAlarm, get, commit);
 }
 
 }  // namespace limes

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <limits>
 
-#include "limes/kernels/averaging_factors.h"
+#include "limes/learning/curve_fit.h"
+#include "limes/learning/learning_loops.h"
+#include "limes/signals/extended_curve.h"
 
 namespace limes {
 
@@ -51,12 +53,36 @@ double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale) {
          std::expm1(-(earlier + later) / scale);
 }
 
-std::int32_t JointTime(std::int32_t n1, std::int32_t n2, std::int32_t timeScale) {
+MergeStatus CheckCurves(const CSigCurveExt* a, const CSigCurveExt* b) {
+  if (a == nullptr || b == nullptr || a->DLen() != b->DLen()) {
+    return MergeStatus::kGrid;
+  }
+  const double near = kSamePlace * std::fabs(double{a->XMax()} - a->XMin()) / a->DLen();
+  if (!(std::fabs(double{a->XMin()} - b->XMin()) <= near) ||
+      !(std::fabs(double{a->XMax()} - b->XMax()) <= near)) {
+    return MergeStatus::kGrid;
+  }
+  return a->XUnit() == b->XUnit() && a->YUnit() == b->YUnit() ? MergeStatus::kOk
+                                                              : MergeStatus::kUnit;
+}
+
+void MixMeans(const SLearntMeans& mine, const SLearntMeans& later, std::size_t i, std::size_t n,
+              double share) {
+  MixValues(mine.mean->ValArray() + i, later.mean->ValArray() + i, n, share);
+  MixValues(mine.meanSquare->ValArray() + i, later.meanSquare->ValArray() + i, n, share);
+}
+
+SJoin::SJoin(const CExpAverFacGenerator& earlier, std::int32_t count,
+             const CExpAverFacGenerator& later) {
+  const std::int32_t scale = earlier.GetTimeScale();
+  const std::int64_t n1 = count == 0 ? 0 : earlier.GetTime();
+  const std::int64_t n2 = later.GetTime();
+  share = EarlierShare(n1, std::max<std::int64_t>(n2, 1), scale);
   // What the generator counts to by itself, unless a state stands beyond that already.
-  const std::int64_t end = std::max({std::int64_t{CExpAverFacGenerator::kSaturated} * timeScale,
-                                     std::int64_t{n1}, std::int64_t{n2}});
-  return static_cast<std::int32_t>(std::min(
-      {std::int64_t{n1} + n2, end, std::int64_t{std::numeric_limits<std::int32_t>::max()}}));
+  const std::int64_t end =
+      std::max({std::int64_t{CExpAverFacGenerator::kSaturated} * scale, n1, n2});
+  time = static_cast<std::int32_t>(
+      std::min({n1 + n2, end, std::int64_t{std::numeric_limits<std::int32_t>::max()}}));
 }
 
 }  // namespace detail

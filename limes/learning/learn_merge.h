@@ -6,6 +6,8 @@
 #include <limits>
 
 #include "limes/export.h"
+#include "limes/kernels/averaging_factors.h"
+#include "limes/learning/learn_state.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -32,9 +34,6 @@ namespace detail {
 /// w(n) = (1 - q^n) / (1 - q), q = e^(-1/T).
 double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale);
 
-/// Steps of the joint mean, as far as they are counted.
-std::int32_t JointTime(std::int32_t n1, std::int32_t n2, std::int32_t timeScale);
-
 /// Sum of two counts, kept inside what their type holds.
 template <std::integral Count>
 Count JointCount(Count n1, Count n2) {
@@ -42,6 +41,33 @@ Count JointCount(Count n1, Count n2) {
   return static_cast<Count>(
       std::clamp<std::int64_t>(std::int64_t{n1} + n2, Limits::min(), Limits::max()));
 }
+
+/// Whether two curves have the same points and units; kGrid for null and without points.
+MergeStatus CheckCurves(const CSigCurveExt* a, const CSigCurveExt* b);
+
+/// Whether two states are averaged alike and lead to limits by the same rule.
+template <class State>
+MergeStatus CheckAveraging(const State& a, const State& b) {
+  if (State::Rule(a) != State::Rule(b)) {
+    return MergeStatus::kRule;
+  }
+  if (a.Averaging().GetTimeScale() != b.Averaging().GetTimeScale()) {
+    return MergeStatus::kTimeScale;
+  }
+  return a.externalOn != 0 || b.externalOn != 0 ? MergeStatus::kFactor : MergeStatus::kOk;
+}
+
+/// Joins n points of the means from i on, of which the earlier ones keep a share.
+void MixMeans(const SLearntMeans& mine, const SLearntMeans& later, std::size_t i, std::size_t n,
+              double share);
+
+/// Share of the earlier mean in the joint one, and its steps as far as they are counted.
+struct SJoin {
+  SJoin(const CExpAverFacGenerator& earlier, std::int32_t count, const CExpAverFacGenerator& later);
+
+  double share;
+  std::int32_t time;
+};
 
 }  // namespace detail
 }  // namespace limes

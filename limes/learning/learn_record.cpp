@@ -3,13 +3,26 @@
 #include <cmath>
 #include <limits>
 #include <tuple>
-#include <vector>
 
 #include "limes/core/measuring_unit.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes::detail {
 namespace {
+
+struct SHead {
+  std::uint32_t magic = 0x534D494C;  ///< "LIMS"
+  std::uint16_t version = 1;
+  std::uint16_t kind = 0;
+  std::uint64_t payloadBytes = 0;
+
+  static constexpr auto Fields(auto& h) {
+    return std::tie(h.magic, h.version, h.kind, h.payloadBytes);
+  }
+};
+
+constexpr std::size_t kSizeAt = 8;  ///< of payloadBytes in the record
+constexpr std::size_t kHeadBytes = 16;
 
 /// Grid and valid range of a curve; name, units and values follow.
 struct SCurveHead {
@@ -37,6 +50,56 @@ struct SCurveHead {
 };
 
 }  // namespace
+
+void BeginLearnState(RecordWriter& record, LearnStateKind kind, std::uint16_t version) {
+  SHead head;
+  head.version = version;
+  head.kind = static_cast<std::uint16_t>(kind);
+  record.PutFields(head);
+}
+
+void FinishLearnState(RecordWriter& record, CFileStream& file) {
+  record.PutAt(kSizeAt, std::uint64_t{record.Bytes().size() - kHeadBytes});
+  record.Put(Crc32(record.Bytes()));
+  record.WriteTo(file);
+}
+
+constexpr std::uint16_t kNewestVersion = 2;  ///< of any kind of limit
+
+LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind,
+                             std::vector<std::uint8_t>& payload, std::uint16_t& version) {
+  RecordReader in(file);
+  SHead head;
+  if (!in.GetFields(head)) {
+    return LearnStateStatus::kCutShort;
+  }
+  if (head.magic != SHead().magic) {
+    return LearnStateStatus::kNoState;
+  }
+  const bool ofThisKind = head.kind == static_cast<std::uint16_t>(kind);
+  if (head.version < 1 || head.version > (ofThisKind ? version : kNewestVersion)) {
+    return LearnStateStatus::kVersion;
+  }
+  version = head.version;
+  std::uint32_t stated = 0;
+  if (!in.Fits(head.payloadBytes, 1)) {
+    return LearnStateStatus::kCutShort;
+  }
+  if (!in.GetArray(payload, head.payloadBytes)) {
+    // With bytes enough, the array was not made: memory is short.
+    return payload.size() < head.payloadBytes && in.Remaining() > 0 ? LearnStateStatus::kMemory
+                                                                    : LearnStateStatus::kCutShort;
+  }
+  if (!in.Get(stated)) {
+    return LearnStateStatus::kCutShort;
+  }
+  RecordWriter bytes;
+  bytes.PutFields(head);
+  if (Crc32(payload, Crc32(bytes.Bytes())) != stated) {
+    return LearnStateStatus::kChecksum;
+  }
+  return ofThisKind ? LearnStateStatus::kOk : LearnStateStatus::kOtherKind;
+}
 
 void PutText(RecordWriter& out, std::u16string_view text) {
   out.Put(static_cast<std::uint32_t>(text.size()));
@@ -75,6 +138,8 @@ bool GetUnit(RecordReader& in, CMeasuringUnit& unit) {
   unit.set_log((fields.flags & 1U) != 0);
   return true;
 }
+
+namespace {
 
 bool PutCurve(RecordWriter& out, const CSigCurveExt& curve) {
   SCurveHead head;
@@ -122,6 +187,28 @@ LearnStateStatus GetCurve(RecordReader& in, CSigCurveExt& curve) {
   curve.CurveId(head.curveId);
   curve.RestoreValidRange(head.vMin, head.vMax, head.iMin, head.iMax);
   return LearnStateStatus::kOk;
+}
+
+}  // namespace
+
+bool PutMeans(RecordWriter& out, const SLearntMeans& learnt, std::size_t bytesBehind) {
+  constexpr std::size_t kTexts = 1024;  // heads, names and units, roughly
+  out.Reserve(2 * sizeof(float) * learnt.mean->DLen() + bytesBehind + kTexts);
+  PutText(out, learnt.name);
+  return PutCurve(out, *learnt.mean) && PutCurve(out, *learnt.meanSquare);
+}
+
+LearnStateStatus GetMeans(RecordReader& in, SLearntMeans& learnt) {
+  if (!GetText(in, learnt.name)) {
+    return LearnStateStatus::kContent;
+  }
+  for (std::shared_ptr<CSigCurveExt>* const curve : {&learnt.mean, &learnt.meanSquare}) {
+    *curve = std::make_shared<CSigCurveExt>();
+    if (const LearnStateStatus status = GetCurve(in, **curve); status != LearnStateStatus::kOk) {
+      return status;
+    }
+  }
+  return learnt.IsWhole() ? LearnStateStatus::kOk : LearnStateStatus::kContent;
 }
 
 }  // namespace limes::detail

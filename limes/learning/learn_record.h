@@ -1,8 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string_view>
+#include <vector>
 
 #include "limes/learning/learn_state.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/platform/text.h"
 
@@ -12,6 +17,71 @@ class CMeasuringUnit;
 class CSigCurveExt;
 
 namespace detail {
+
+/// Which learner a state is of; the numbers stand in files.
+enum class LearnStateKind : std::uint16_t {
+  kLimitValue = 1,
+  kCurve = 2,
+  kTrack = 3,
+  kCalibration = 4,
+  kDriftAlarm = 5,
+};
+
+// A learn state is lossless: every number as its own bits, little-endian.
+//   0  u32 magic "LIMS"   4  u16 version   6  u16 kind   8  u64 bytes of the payload
+//   16 payload            then u32 CRC-32 of everything before it
+
+/// Begins a record that holds nothing yet; the payload is put behind it.
+void BeginLearnState(RecordWriter& record, LearnStateKind kind, std::uint16_t version);
+
+/// Completes head and checksum and writes the record at once; what the stream throws passes
+/// through.
+void FinishLearnState(RecordWriter& record, CFileStream& file);
+
+/// Checks head and checksum and gives the payload. The version is the newest that can be read, then
+/// the record's. Never allocates more than the stream holds.
+LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind,
+                             std::vector<std::uint8_t>& payload, std::uint16_t& version);
+
+/// Writes what put(record) puts; nothing, and false, when it says so or memory is short.
+template <class Put>
+[[nodiscard]] bool WriteLearnState(CFileStream& file, LearnStateKind kind, Put put,
+                                   std::uint16_t version = 1) {
+  return IfMemoryAllows(false, [&] {
+    RecordWriter record;
+    BeginLearnState(record, kind, version);
+    if (!put(record)) {
+      return false;
+    }
+    FinishLearnState(record, file);
+    return true;
+  });
+}
+
+/// Reads a state by get(in, state, version), which tells its status, and takes it by commit(state),
+/// which cannot fail, when the record held that and nothing else.
+template <class State, class Get, class Commit>
+[[nodiscard]] LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind, Get get,
+                                              Commit commit, std::uint16_t version = 1) {
+  return IfMemoryAllows(LearnStateStatus::kMemory, [&] {
+    std::vector<std::uint8_t> payload;
+    LearnStateStatus status = ReadPayload(file, kind, payload, version);
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+    RecordReader in(stream);
+    State state;
+    status = get(in, state, version);
+    if (status == LearnStateStatus::kOk && in.Remaining() != 0) {
+      status = LearnStateStatus::kContent;
+    }
+    if (status == LearnStateStatus::kOk) {
+      commit(state);
+    }
+    return status;
+  });
+}
 
 // Parts that learn states have in common. Readers may throw std::bad_alloc.
 
@@ -23,10 +93,12 @@ void PutText(RecordWriter& out, std::u16string_view text);
 void PutUnit(RecordWriter& out, const CMeasuringUnit& unit);
 [[nodiscard]] bool GetUnit(RecordReader& in, CMeasuringUnit& unit);
 
-/// Grid, valid range, name, units and values of a curve; false for a grid that would not be read,
-/// because it is not finite or the valid range does not fit the values. O(n).
-[[nodiscard]] bool PutCurve(RecordWriter& out, const CSigCurveExt& curve);
-[[nodiscard]] LearnStateStatus GetCurve(RecordReader& in, CSigCurveExt& curve);
+/// Name and curves; false for a grid that would not be read, because it is not finite or the valid
+/// range does not fit the values. Of each curve grid, valid range, name, units and values. Makes
+/// room for what is put behind. O(n).
+[[nodiscard]] bool PutMeans(RecordWriter& out, const SLearntMeans& learnt,
+                            std::size_t bytesBehind = 0);
+[[nodiscard]] LearnStateStatus GetMeans(RecordReader& in, SLearntMeans& learnt);
 
 }  // namespace detail
 }  // namespace limes

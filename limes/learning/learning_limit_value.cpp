@@ -3,93 +3,81 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <tuple>
 
 namespace limes {
 
 CLernenderGrenzwert::~CLernenderGrenzwert() = default;
 
 void CLernenderGrenzwert::Reset() {
-  mean_ = meanSquare_ = limit_ = 0.0;
-  count_ = 0;
-  last_ = 0.0F;
-  errorcode_ = 0;
-  base_ = 5.0;
-  factor_ = 3.0;
-  lower_ = upper_ = 0.0;
-  bounded_ = externalOn_ = false;
-  external_ = 0.0F;
-  fixedLower_ = fixedUpper_ = 0.0;
-  hasFixedLower_ = hasFixedUpper_ = false;
-  name_.fill(0);
-  exact_ = {};
-  given_ = false;
-  unit_.reset();
+  SState fresh;
+  fresh.generator = state_.generator;
+  state_ = fresh;
 }
 
 void CLernenderGrenzwert::Neustart(std::int32_t timeScale) {
-  mean_ = meanSquare_ = limit_ = 0.0;
-  count_ = 0;
-  exact_ = {};
-  given_ = false;
-  unit_.reset();
-  generator_.SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
-  generator_.ResetTime();
+  state_.mean = state_.meanSquare = state_.limit = 0.0;
+  state_.count = 0;
+  state_.exact = {};
+  state_.given = false;
+  state_.unit.reset();
+  state_.generator.SetTimeScale(timeScale >= 1 ? timeScale : CExpAverFacGenerator::kNoForgetting);
+  state_.generator.ResetTime();
 }
 
 void CLernenderGrenzwert::ExterneLernzahl(std::int32_t count) {
-  count_ = count;
-  generator_.SetTime(count);
+  state_.count = count;
+  state_.generator.SetTime(count);
 }
 
 void CLernenderGrenzwert::ExternerLernFaktor(float a) {
-  externalOn_ = a >= 0.0F;
-  if (externalOn_) {
-    external_ = a;
+  state_.externalOn = a >= 0.0F ? 1 : 0;
+  if (state_.externalOn != 0) {
+    state_.external = a;
   }
 }
 
 void CLernenderGrenzwert::ExterneVorgaben(float mean, float meanSquare) {
-  mean_ = mean;
-  meanSquare_ = meanSquare;
-  exact_ = {};
+  state_.mean = mean;
+  state_.meanSquare = meanSquare;
+  state_.exact = {};
 }
 
 void CLernenderGrenzwert::Bildungsregel(float base, float factor) {
-  base_ = base;
-  factor_ = factor;
+  state_.base = base;
+  state_.factor = factor;
 }
 
 void CLernenderGrenzwert::GrenzenGrenzen(float lower, float upper) {
-  lower_ = lower;
-  upper_ = upper;
-  bounded_ = true;
+  state_.lower = lower;
+  state_.upper = upper;
+  state_.bounded = 1;
 }
 
 void CLernenderGrenzwert::FesteUGSetzen(float value, bool present) {
-  fixedLower_ = value;
-  hasFixedLower_ = present;
+  state_.fixedLower = value;
+  state_.hasFixedLower = present ? 1 : 0;
 }
 
 void CLernenderGrenzwert::FesteOGSetzen(float value, bool present) {
-  fixedUpper_ = value;
-  hasFixedUpper_ = present;
+  state_.fixedUpper = value;
+  state_.hasFixedUpper = present ? 1 : 0;
 }
 
 void CLernenderGrenzwert::BasislernenGrenze() {
-  GrenzwertSetzen(hasFixedUpper_ ? fixedUpper_ : upper_);
+  GrenzwertSetzen(state_.hasFixedUpper != 0 ? state_.fixedUpper : state_.upper);
 }
 
 void CLernenderGrenzwert::NeueMessung(double x) {
-  last_ = static_cast<float>(x);
-  ++generator_;
-  if (count_ < std::numeric_limits<std::int32_t>::max()) {
-    ++count_;
+  state_.last = static_cast<float>(x);
+  ++state_.generator;
+  if (state_.count < std::numeric_limits<std::int32_t>::max()) {
+    ++state_.count;
   }
-  const double timeScale = generator_.GetTimeScale();
-  float a =
-      externalOn_ ? external_ : CExpAverFacGenerator::GetFactor(generator_.GetTime(), timeScale);
-  if (count_ == 1) {
+  const double timeScale = state_.generator.GetTimeScale();
+  float a = state_.externalOn != 0
+                ? state_.external
+                : CExpAverFacGenerator::GetFactor(state_.generator.GetTime(), timeScale);
+  if (state_.count == 1) {
     a = 0.0F;
   }
   const auto learn = [a](double& mean, double& square, double value) {
@@ -97,35 +85,36 @@ void CLernenderGrenzwert::NeueMessung(double x) {
     mean = double{a} * mean + b;
     square = double{a} * square + value * b;
   };
-  learn(mean_, meanSquare_, x);
-  learn(exact_.mean, exact_.square, x - exact_.origin);
+  learn(state_.mean, state_.meanSquare, x);
+  learn(state_.exact.mean, state_.exact.square, x - state_.exact.origin);
   GrenzwertErneuern(1.0F);
 }
 
 double CLernenderGrenzwert::SpreadInLimit(float varianceFactor) const {
-  if (count_ <= 1) {
+  if (state_.count <= 1) {
     return 0.0;
   }
-  const double square =
-      exact_.on ? exact_.square - exact_.mean * exact_.mean : meanSquare_ - mean_ * mean_;
+  const double square = state_.exact.on
+                            ? state_.exact.square - state_.exact.mean * state_.exact.mean
+                            : state_.meanSquare - state_.mean * state_.mean;
   const double variance = square * double{varianceFactor};
   return variance > 0.0 ? std::sqrt(variance) : 0.0;
 }
 
 void CLernenderGrenzwert::GrenzwertErneuern(float varianceFactor) {
-  given_ = varianceFactor != 1.0F;
-  if (hasFixedUpper_) {
-    limit_ = fixedUpper_;
+  state_.given = varianceFactor != 1.0F;
+  if (state_.hasFixedUpper != 0) {
+    state_.limit = state_.fixedUpper;
     return;
   }
-  const double spread = factor_ > 0.0 ? factor_ * SpreadInLimit(varianceFactor) : 0.0;
-  limit_ = base_ + Mean() + spread;
-  if (bounded_) {
-    if (limit_ < lower_) {
-      limit_ = lower_;
+  const double spread = state_.factor > 0.0 ? state_.factor * SpreadInLimit(varianceFactor) : 0.0;
+  state_.limit = state_.base + Mean() + spread;
+  if (state_.bounded != 0) {
+    if (state_.limit < state_.lower) {
+      state_.limit = state_.lower;
     }
-    if (upper_ < limit_) {
-      limit_ = upper_;  // kept: last, so that it wins when the band is inverted
+    if (state_.upper < state_.limit) {
+      state_.limit = state_.upper;  // kept: last, so that it wins when the band is inverted
     }
   }
 }
@@ -138,60 +127,16 @@ void CLernenderGrenzwert::NameIst(const wide_char* name) {
 
 void CLernenderGrenzwert::NameIst(std::u16string_view name) {
   const std::u16string_view kept = name.substr(0, kNameLength - 1);
-  *std::copy(kept.begin(), kept.end(), name_.begin()) = 0;
+  *std::copy(kept.begin(), kept.end(), state_.name.begin()) = 0;
 }
 
 float CLernenderGrenzwert::StdDev() const {
-  return static_cast<float>(std::sqrt(std::fabs(meanSquare_ - mean_ * mean_)));
-}
-
-MergeStatus CLernenderGrenzwert::Merge(const CLernenderGrenzwert& other) {
-  const auto rule = [](const CLernenderGrenzwert& l) {
-    return std::tie(l.base_, l.factor_, l.bounded_, l.lower_, l.upper_, l.hasFixedLower_,
-                    l.fixedLower_, l.hasFixedUpper_, l.fixedUpper_);
-  };
-  const std::int32_t scale = generator_.GetTimeScale();
-  if (rule(*this) != rule(other)) {
-    return MergeStatus::kRule;
-  }
-  if (scale != other.generator_.GetTimeScale()) {
-    return MergeStatus::kTimeScale;
-  }
-  if (externalOn_ || other.externalOn_) {
-    return MergeStatus::kFactor;
-  }
-  if (unit_ && other.unit_ && *unit_ != *other.unit_) {
-    return MergeStatus::kUnit;
-  }
-  if (other.count_ == 0) {
-    return MergeStatus::kOk;
-  }
-  const std::int32_t n1 = count_ == 0 ? 0 : generator_.GetTime();
-  const std::int32_t n2 = other.generator_.GetTime();
-  const double share = detail::EarlierShare(n1, std::max(n2, 1), scale);
-  const auto mix = [share](double& mine, double theirs) {
-    mine = share == 0.0 ? theirs : share * mine + (1.0 - share) * theirs;
-  };
-  if (exact_.on || other.exact_.on) {
-    const SExact theirs = other.ExactOrPlain();
-    exact_ = count_ == 0 ? theirs : ExactOrPlain();
-    const double d = theirs.origin - exact_.origin;
-    mix(exact_.mean, theirs.mean + d);
-    mix(exact_.square, theirs.square + d * (2.0 * theirs.mean + d));
-    exact_.step = std::max(exact_.step, theirs.step);
-  }
-  mix(mean_, other.mean_);
-  mix(meanSquare_, other.meanSquare_);
-  generator_.SetTime(detail::JointTime(n1, n2, scale));
-  count_ = detail::JointCount(count_, other.count_);
-  last_ = other.last_;
-  GrenzwertErneuern(1.0F);
-  return MergeStatus::kOk;
+  return static_cast<float>(std::sqrt(std::fabs(state_.meanSquare - state_.mean * state_.mean)));
 }
 
 SValueJudgement CLernenderGrenzwert::Judge(float x) const {
   SValueJudgement judgement;
-  if (!GrenzeVorhanden() || !std::isfinite(limit_) || !std::isfinite(x)) {
+  if (!GrenzeVorhanden() || !std::isfinite(state_.limit) || !std::isfinite(x)) {
     return judgement;
   }
   judgement.verdict = *this < x ? Verdict::kFail : Verdict::kPass;
@@ -199,7 +144,7 @@ SValueJudgement CLernenderGrenzwert::Judge(float x) const {
   judgement.limit = Grenzwert();
   judgement.mean = Mittelwert();
   judgement.spread = static_cast<float>(SpreadInLimit(1.0F));
-  judgement.deviation = static_cast<float>(double{x} - limit_);
+  judgement.deviation = static_cast<float>(double{x} - state_.limit);
   return judgement;
 }
 

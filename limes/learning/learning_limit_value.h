@@ -10,6 +10,7 @@
 
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
+#include "limes/learning/checked_calls.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
@@ -28,7 +29,14 @@ class CSerializer;
 /// double, handed out as float. LearnPart and JudgePart check the value and its unit, and keep a
 /// spread that is far smaller than the mean; NeueMessung and Judge check nothing. A lower limit is
 /// learnt on negated values. One thread at a time.
-class LIMES_EXPORT CLernenderGrenzwert {
+///
+/// LearnPart forms the limit too, and learns the first unit given, until the next restart; it gives
+/// kOk, kNotFinite, kUnit, kReference or kMemory. JudgePart judges by a limit that was set or read
+/// as well. Not judged for a reason of LearnPart, without a limit, and for kResolution: unless the
+/// base alone can be told from 0, or the value is beyond the limit by more than the resolution. The
+/// share is 1; the regions are left empty.
+class LIMES_EXPORT CLernenderGrenzwert
+    : public detail::CheckedCalls<CLernenderGrenzwert, SValuePart, SFittedValue> {
  public:
   /// Base 5, factor 3, no band, no fixed limits, nothing learnt.
   CLernenderGrenzwert() = default;
@@ -36,34 +44,22 @@ class LIMES_EXPORT CLernenderGrenzwert {
   CLernenderGrenzwert& operator=(const CLernenderGrenzwert&) = delete;
   virtual ~CLernenderGrenzwert();
 
-  using Part = SValuePart;
-  using Fitted = SFittedValue;
   static constexpr double kMinShare = 1.0;
 
-  /// Learns a value and forms the limit; the first unit given is learnt too, until the next
-  /// restart. kOk, or why nothing was learnt: kNotFinite, kUnit, kReference, kMemory.
-  [[nodiscard]] LearnStatus LearnPart(const SValuePart& part, const SPartRule& rule = {});
-
-  /// Judges a value by the rule as it is now, or by a limit that was set or read. Not judged for a
-  /// reason of LearnPart, without a limit, and for kResolution: unless the base alone can be told
-  /// from 0, or the value is beyond the limit by more than the resolution. The share is 1. The
-  /// regions are left empty.
-  [[nodiscard]] SPartJudgement JudgePart(const SValuePart& part, double minShare = kMinShare,
-                                         std::vector<SCurveExcess>* regions = nullptr);
-
-  // The steps of both, for those who prepare a part once: see CSided.
+  // The steps of the checked calls, for those who prepare a part once: see CSided.
+  static SFittedValue Scratch() { return {}; }
   PartStatus CheckForLearning(const SValuePart& part, const SPartRule& rule,
                               SFittedValue& fitted) const;
   using Room = std::optional<CMeasuringUnit>;
   bool MakeRoom(const SValuePart& part, const SFittedValue& fitted, Room& room) const;
-  void TakeRoom(Room& room) noexcept { unit_.swap(room); }
+  void TakeRoom(Room& room) noexcept { state_.unit.swap(room); }
   PartStatus Fit(const SValuePart& part, SFittedValue& fitted) const;
   void LearnFitted(SFittedValue& fitted);
   SPartJudgement JudgeFitted(SFittedValue& fitted, double minShare,
                              std::vector<SCurveExcess>& regions);
 
   /// Unit of the values, as LearnPart learnt it; none when it was never given.
-  const std::optional<CMeasuringUnit>& Unit() const { return unit_; }
+  const std::optional<CMeasuringUnit>& Unit() const { return state_.unit; }
 
   /// Everything back to its default, name and rule included.
   // kept: the time of the averaging stays, so call Neustart too
@@ -73,7 +69,7 @@ class LIMES_EXPORT CLernenderGrenzwert {
   void Neustart(std::int32_t timeScale);
 
   /// Sets the time scale alone: negative becomes 10000; 0 makes the mean follow the last value.
-  void Zeitskala(std::int32_t timeScale) { generator_.SetTimeScale(timeScale); }
+  void Zeitskala(std::int32_t timeScale) { state_.generator.SetTimeScale(timeScale); }
 
   /// Sets the number of values learnt, and the time of the averaging to it.
   void ExterneLernzahl(std::int32_t count);
@@ -91,8 +87,8 @@ class LIMES_EXPORT CLernenderGrenzwert {
   void GrenzenGrenzen(float lower, float upper);
 
   /// Switches the band on or off.
-  void MitGrenzenGrenzen(bool on) { bounded_ = on; }
-  bool MitGrenzenGrenzen() const { return bounded_; }
+  void MitGrenzenGrenzen(bool on) { state_.bounded = on ? 1 : 0; }
+  bool MitGrenzenGrenzen() const { return state_.bounded != 0; }
 
   /// Sets the fixed lower limit, which is kept for the host and takes no part in the limit.
   void FesteUGSetzen(float value, bool present);
@@ -102,8 +98,8 @@ class LIMES_EXPORT CLernenderGrenzwert {
 
   /// Sets the limit.
   void GrenzwertSetzen(double limit) {
-    limit_ = limit;
-    given_ = true;
+    state_.limit = limit;
+    state_.given = true;
   }
 
   /// Sets the limit for the time of base learning: the fixed one, else the band's upper bound.
@@ -124,41 +120,41 @@ class LIMES_EXPORT CLernenderGrenzwert {
   void NameIst(std::u16string_view name);
   /// The same; null changes nothing.
   void NameIst(const wide_char* name);
-  const wide_char* Name() const { return name_.data(); }
+  const wide_char* Name() const { return state_.name.data(); }
 
   /// Sets a code that the host keeps here; 0 after Reset.
-  void ErrorcodeSetzen(int code) { errorcode_ = code; }
-  int Errorcode() const { return errorcode_; }
+  void ErrorcodeSetzen(int code) { state_.errorcode = code; }
+  int Errorcode() const { return state_.errorcode; }
 
   /// The last value learnt.
-  float& LetzteMessung() { return last_; }
-  float LetzteMessung() const { return last_; }
+  float& LetzteMessung() { return state_.last; }
+  float LetzteMessung() const { return state_.last; }
 
   /// Number of values learnt since the last restart.
-  std::int32_t NrGelernt() const { return count_; }
-  float Mittelwert() const { return static_cast<float>(mean_); }
-  float QMittelwert() const { return static_cast<float>(meanSquare_); }
-  float Grenzwert() const { return static_cast<float>(limit_); }
-  float Sockel() const { return static_cast<float>(base_); }
-  float Faktor() const { return static_cast<float>(factor_); }
-  float UntGrenze() const { return static_cast<float>(lower_); }
-  float ObGrenze() const { return static_cast<float>(upper_); }
-  float FixUntGrenze() const { return static_cast<float>(fixedLower_); }
-  float FixObGrenze() const { return static_cast<float>(fixedUpper_); }
-  bool FixUGVorhanden() const { return hasFixedLower_; }
-  bool FixOGVorhanden() const { return hasFixedUpper_; }
-  const CExpAverFacGenerator& Generator() const { return generator_; }
+  std::int32_t NrGelernt() const { return state_.count; }
+  float Mittelwert() const { return static_cast<float>(state_.mean); }
+  float QMittelwert() const { return static_cast<float>(state_.meanSquare); }
+  float Grenzwert() const { return static_cast<float>(state_.limit); }
+  float Sockel() const { return static_cast<float>(state_.base); }
+  float Faktor() const { return static_cast<float>(state_.factor); }
+  float UntGrenze() const { return static_cast<float>(state_.lower); }
+  float ObGrenze() const { return static_cast<float>(state_.upper); }
+  float FixUntGrenze() const { return static_cast<float>(state_.fixedLower); }
+  float FixObGrenze() const { return static_cast<float>(state_.fixedUpper); }
+  bool FixUGVorhanden() const { return state_.hasFixedLower != 0; }
+  bool FixOGVorhanden() const { return state_.hasFixedUpper != 0; }
+  const CExpAverFacGenerator& Generator() const { return state_.generator; }
 
   /// Spread sqrt(|Q - M^2|).
   // kept: of the magnitude, and before two values are learnt, unlike the spread in the limit
   float StdDev() const;
 
   /// True unless the limit is exactly 0.0; a limit that is NaN counts as present.
-  bool GrenzeVorhanden() const { return limit_ != 0.0; }
+  bool GrenzeVorhanden() const { return state_.limit != 0.0; }
 
   /// True when the limit is above (below) x; false for both when either is NaN.
-  bool operator>(float x) const { return limit_ > double{x}; }
-  bool operator<(float x) const { return limit_ < double{x}; }
+  bool operator>(float x) const { return state_.limit > double{x}; }
+  bool operator<(float x) const { return state_.limit < double{x}; }
 
   /// Judges a value. Not judged without a limit, and when value or limit is not finite.
   SValueJudgement Judge(float x) const;
@@ -185,11 +181,6 @@ class LIMES_EXPORT CLernenderGrenzwert {
  private:
   static constexpr std::size_t kNameLength = 80;  ///< with the terminator
 
-  struct SState;
-
-  double SpreadInLimit(float varianceFactor) const;
-  double Mean() const { return exact_.on ? exact_.origin + exact_.mean : mean_; }
-
   /// Mean and mean square beside an origin: exact where Q - M^2 drowns in rounding.
   struct SExact {
     bool on = false;      ///< since LearnPart learnt
@@ -202,33 +193,64 @@ class LIMES_EXPORT CLernenderGrenzwert {
   };
   static constexpr double kFloatStep = 1.0 / (1 << 24);
 
-  SExact ExactOrPlain() const;
+  /// All there is. Flags are 0 or 1, as in records.
+  struct SState {
+    double mean = 0.0;
+    double meanSquare = 0.0;
+    double limit = 0.0;
+    std::int32_t count = 0;
+    float last = 0.0F;
+    std::int32_t errorcode = 0;
+    double base = 5.0;
+    double factor = 3.0;
+    double lower = 0.0;
+    double upper = 0.0;
+    std::uint8_t bounded = 0;
+    std::uint8_t externalOn = 0;
+    float external = 0.0F;
+    CExpAverFacGenerator generator;
+    double fixedLower = 0.0;
+    double fixedUpper = 0.0;
+    std::uint8_t hasFixedLower = 0;
+    std::uint8_t hasFixedUpper = 0;
+    std::array<wide_char, kNameLength> name{};
+    SExact exact;
+    bool given = false;  ///< the limit was set or read, not formed
+    std::optional<CMeasuringUnit> unit;
+
+    /// The numbers in the order of the learn state; what LearnPart learnt follows.
+    static constexpr auto Fields(auto& s) {
+      return std::tuple_cat(
+          std::tie(s.mean, s.meanSquare, s.limit, s.count, s.last, s.errorcode, s.base, s.factor,
+                   s.lower, s.upper, s.bounded, s.externalOn, s.external),
+          CExpAverFacGenerator::Fields(s.generator),
+          std::tie(s.fixedLower, s.fixedUpper, s.hasFixedLower, s.hasFixedUpper, s.name));
+    }
+
+    /// The numbers that archives hold, as floats.
+    static constexpr auto ArchiveFields(auto& s) {
+      return std::tie(s.mean, s.meanSquare, s.limit, s.last, s.base, s.factor, s.lower, s.upper);
+    }
+
+    static constexpr auto Rule(auto& s) {
+      return std::tie(s.base, s.factor, s.bounded, s.lower, s.upper, s.hasFixedLower, s.fixedLower,
+                      s.hasFixedUpper, s.fixedUpper);
+    }
+
+    const CExpAverFacGenerator& Averaging() const { return generator; }
+    bool IsConsistent() const;
+    SExact ExactOrPlain() const;
+  };
+
+  double SpreadInLimit(float varianceFactor) const;
+  double Mean() const {
+    return state_.exact.on ? state_.exact.origin + state_.exact.mean : state_.mean;
+  }
 
   /// Whether the limit that was read is another one than the rule forms.
   void FindGiven();
 
-  double mean_ = 0.0;
-  double meanSquare_ = 0.0;
-  double limit_ = 0.0;
-  std::int32_t count_ = 0;
-  float last_ = 0.0F;
-  std::int32_t errorcode_ = 0;
-  double base_ = 5.0;
-  double factor_ = 3.0;
-  double lower_ = 0.0;
-  double upper_ = 0.0;
-  bool bounded_ = false;
-  bool externalOn_ = false;
-  float external_ = 0.0F;
-  CExpAverFacGenerator generator_;
-  double fixedLower_ = 0.0;
-  double fixedUpper_ = 0.0;
-  bool hasFixedLower_ = false;
-  bool hasFixedUpper_ = false;
-  std::array<wide_char, kNameLength> name_{};
-  SExact exact_;
-  bool given_ = false;  ///< the limit was set or read, not formed
-  std::optional<CMeasuringUnit> unit_;
+  SState state_;
 };
 
 }  // namespace limes

@@ -3,25 +3,22 @@
 #include <cmath>
 #include <limits>
 
-#include "limes/learning/checked_calls.h"
 #include "limes/learning/learning_limit_value.h"
 #include "limes/platform/memory_errors.h"
 
 namespace limes {
 
 /// The exact state, made of the plain one where there is none.
-CLernenderGrenzwert::SExact CLernenderGrenzwert::ExactOrPlain() const {
-  if (exact_.on) {
-    return exact_;
-  }
-  return {true, mean_, 0.0, std::max(meanSquare_ - mean_ * mean_, 0.0), kFloatStep};
+CLernenderGrenzwert::SExact CLernenderGrenzwert::SState::ExactOrPlain() const {
+  return exact.on ? exact
+                  : SExact{true, mean, 0.0, std::max(meanSquare - mean * mean, 0.0), kFloatStep};
 }
 
 void CLernenderGrenzwert::FindGiven() {
-  const double read = limit_;
+  const double read = state_.limit;
   GrenzwertErneuern(1.0F);
-  given_ = static_cast<float>(limit_) != static_cast<float>(read);
-  limit_ = read;
+  state_.given = static_cast<float>(state_.limit) != static_cast<float>(read);
+  state_.limit = read;
 }
 
 PartStatus CLernenderGrenzwert::Fit(const SValuePart& part, SFittedValue& fitted) const {
@@ -31,14 +28,14 @@ PartStatus CLernenderGrenzwert::Fit(const SValuePart& part, SFittedValue& fitted
   if (!std::isfinite(part.value)) {
     return PartStatus::kNotFinite;
   }
-  return unit_ && part.unit ? CompareUnits(*part.unit, *unit_) : PartStatus::kOk;
+  return state_.unit && part.unit ? CompareUnits(*part.unit, *state_.unit) : PartStatus::kOk;
 }
 
 PartStatus CLernenderGrenzwert::CheckForLearning(const SValuePart& part, const SPartRule& /*rule*/,
                                                  SFittedValue& fitted) const {
   const PartStatus status = Fit(part, fitted);
-  fitted.room.start = part.unit && (count_ == 0 || !unit_);
-  return status != PartStatus::kNotFinite && count_ == 0 ? PartStatus::kOk : status;
+  fitted.room.start = part.unit && (state_.count == 0 || !state_.unit);
+  return status != PartStatus::kNotFinite && state_.count == 0 ? PartStatus::kOk : status;
 }
 
 bool CLernenderGrenzwert::MakeRoom(const SValuePart& part, const SFittedValue& /*fitted*/,
@@ -47,11 +44,11 @@ bool CLernenderGrenzwert::MakeRoom(const SValuePart& part, const SFittedValue& /
 }
 
 void CLernenderGrenzwert::LearnFitted(SFittedValue& fitted) {
-  if (count_ == 0) {
-    generator_.ResetTime();  // else the first value would count twice
-    exact_ = {true, fitted.value, 0.0, 0.0, std::numeric_limits<double>::epsilon()};
+  if (state_.count == 0) {
+    state_.generator.ResetTime();  // else the first value would count twice
+    state_.exact = {true, fitted.value, 0.0, 0.0, std::numeric_limits<double>::epsilon()};
   } else {
-    exact_ = ExactOrPlain();
+    state_.exact = state_.ExactOrPlain();
   }
   NeueMessung(fitted.value);
 }
@@ -60,38 +57,38 @@ SPartJudgement CLernenderGrenzwert::JudgeFitted(SFittedValue& fitted, double min
                                                 std::vector<SCurveExcess>& regions) {
   SPartJudgement judgement;
   regions.clear();
-  if (count_ <= 0 && !GrenzeVorhanden()) {
+  if (state_.count <= 0 && !GrenzeVorhanden()) {
     return judgement;
   }
-  if (!given_) {
+  if (!state_.given) {
     GrenzwertErneuern(1.0F);
   }
-  if (!std::isfinite(limit_)) {
+  if (!std::isfinite(state_.limit)) {
     judgement.reason = PartStatus::kNotFinite;
     return judgement;
   }
   const double x = fitted.value;
   const double spread = SpreadInLimit(1.0F);
-  const double step = exact_.on ? exact_.step : kFloatStep;
-  const double rounding = 4.0 * step * std::max(std::fabs(x), std::fabs(limit_));
-  const double excess = x - limit_;
+  const double step = state_.exact.on ? state_.exact.step : kFloatStep;
+  const double rounding = 4.0 * step * std::max(std::fabs(x), std::fabs(state_.limit));
+  const double excess = x - state_.limit;
   const bool beyond = excess > rounding;
   judgement.share = 1.0;
   judgement.value = x;
-  judgement.limit = limit_;
+  judgement.limit = state_.limit;
   judgement.mean = Mean();
   judgement.spread = spread;
   judgement.deviation = beyond ? excess : std::min(excess, 0.0);
   judgement.rms = std::max(judgement.deviation, 0.0);
-  const double overMean = x - (Mean() + base_);
+  const double overMean = x - (Mean() + state_.base);
   if (spread > 0.0 || overMean > rounding) {
     judgement.inSpreads = overMean / spread;
   }
   // A spread that is no more than rounding says nothing of the next part.
   const double resolution = std::max(fitted.resolution, spread > 0.0 ? step * std::fabs(x) : 0.0);
-  const double ofBase = limit_ - Mean() - std::max(factor_, 0.0) * spread;
-  const bool blurred = count_ > 0 && !given_ && !hasFixedUpper_ && spread < resolution &&
-                       ofBase < resolution && excess <= resolution;
+  const double ofBase = state_.limit - Mean() - std::max(state_.factor, 0.0) * spread;
+  const bool blurred = state_.count > 0 && !state_.given && state_.hasFixedUpper == 0 &&
+                       spread < resolution && ofBase < resolution && excess <= resolution;
   if (blurred) {
     judgement.reason = PartStatus::kResolution;
   } else if (!beyond && !(minShare <= 1.0)) {
@@ -101,17 +98,6 @@ SPartJudgement CLernenderGrenzwert::JudgeFitted(SFittedValue& fitted, double min
     judgement.reason = PartStatus::kOk;
   }
   return judgement;
-}
-
-LearnStatus CLernenderGrenzwert::LearnPart(const SValuePart& part, const SPartRule& rule) {
-  SFittedValue fitted;
-  return detail::LearnPart(*this, part, rule, fitted);
-}
-
-SPartJudgement CLernenderGrenzwert::JudgePart(const SValuePart& part, double minShare,
-                                              std::vector<SCurveExcess>* regions) {
-  SFittedValue fitted;
-  return detail::JudgePart(*this, part, minShare, regions, fitted);
 }
 
 }  // namespace limes

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdint>
 
-#include "limes/learning/checked_calls.h"
 #include "limes/learning/curve_fit.h"
 #include "limes/learning/part_judgement.h"
 #include "limes/learning/track_learning_tool.h"
@@ -39,20 +38,22 @@ bool PlanRoom(const CSigCurve& part, const CSigCurveExt& grid, CFittedPart::SRoo
 }  // namespace
 
 detail::SLearntCurves CTrackLernWerkzeug::Learnt(const CSigCurveExt& limit) const {
-  return {limit, *mean_, base_, {}, 1.0, 0.0, [this](std::int64_t i, std::size_t n, float* out) {
-            Spreads(i, n, out);
-          }};
+  return {limit,
+          *state_.mean,
+          state_.base,
+          {},
+          1.0,
+          0.0,
+          [this](std::int64_t i, std::size_t n, float* out) { Spreads(i, n, out); }};
 }
 
 PartStatus CTrackLernWerkzeug::Fit(const SCurvePart& part, CFittedPart& fitted) const {
-  const bool whole = mean_ != nullptr && meanSquare_ != nullptr &&
-                     meanSquare_->DLen() == mean_->DLen() && counts_.size() >= mean_->DLen();
-  return whole ? fitted.Fit(part, *mean_, false) : PartStatus::kNothingLearnt;
+  return state_.IsCounted() ? fitted.Fit(part, *state_.mean, false) : PartStatus::kNothingLearnt;
 }
 
 PartStatus CTrackLernWerkzeug::CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                                                 CFittedPart& fitted) const {
-  if (!learnt_ || mean_ == nullptr) {
+  if (state_.learnt == 0 || state_.mean == nullptr) {
     return fitted.CheckTemplate(part, rule);
   }
   const PartStatus status = Fit(part, fitted);
@@ -62,13 +63,13 @@ PartStatus CTrackLernWerkzeug::CheckForLearning(const SCurvePart& part, const SP
   if (fitted.Health() == SignalHealth::kClipped) {
     return PartStatus::kClipped;
   }
-  if (!rule.allowConstant && detail::IsDead(fitted, *mean_)) {
+  if (!rule.allowConstant && detail::IsDead(fitted, *state_.mean)) {
     return PartStatus::kNoSignal;
   }
-  if (status == PartStatus::kOk && detail::IsFarBelow(fitted, Learnt(*mean_))) {
+  if (status == PartStatus::kOk && detail::IsFarBelow(fitted, Learnt(*state_.mean))) {
     return PartStatus::kNoSignal;
   }
-  if (!PlanRoom(part.curve, *mean_, fitted.room)) {
+  if (!PlanRoom(part.curve, *state_.mean, fitted.room)) {
     return PartStatus::kTooLong;
   }
   return fitted.room.IsNeeded() ? PartStatus::kOk : status;
@@ -85,32 +86,33 @@ bool CTrackLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& fit
   }
   room.Vorlage(&valid);
   CFittedPart::SRoom more;
-  return room.mean_ != nullptr && PlanRoom(part.curve, *room.mean_, more) &&
+  return room.state_.mean != nullptr && PlanRoom(part.curve, *room.state_.mean, more) &&
          room.ExtendGrid(more.before, more.behind);
 }
 
 void CTrackLernWerkzeug::TakeRoom(Room& room) noexcept {
-  mean_.swap(room.mean_);
-  meanSquare_.swap(room.meanSquare_);
-  counts_.swap(room.counts_);
+  state_.mean.swap(room.state_.mean);
+  state_.meanSquare.swap(room.state_.meanSquare);
+  state_.counts.swap(room.state_.counts);
   formed_ = current_ = false;
   if (room.limit_ != nullptr) {  // of a template
     limit_.swap(room.limit_);
-    name_.swap(room.name_);
-    learnt_ = qualified_ = false;
+    state_.name.swap(room.state_.name);
+    state_.learnt = 0;
+    qualified_ = false;
   }
 }
 
 void CTrackLernWerkzeug::LearnFitted(CFittedPart& fitted) {
   CSigCurveExt& curve = fitted.Curve();
   curve.SetVIMinMax(curve.IMin(), curve.IMax() + 1);  // the last valid point is not learnt
-  fitted.Keep(mean_->ValArray(), fitted.keptMean);
-  fitted.Keep(meanSquare_->ValArray(), fitted.keptSquare);
-  fitted.Keep(counts_.data(), fitted.keptCounts);
+  fitted.Keep(state_.mean->ValArray(), fitted.keptMean);
+  fitted.Keep(state_.meanSquare->ValArray(), fitted.keptSquare);
+  fitted.Keep(state_.counts.data(), fitted.keptCounts);
   NeueMessung(&curve);
-  fitted.PutBack(mean_->ValArray(), fitted.keptMean);
-  fitted.PutBack(meanSquare_->ValArray(), fitted.keptSquare);
-  fitted.PutBack(counts_.data(), fitted.keptCounts);
+  fitted.PutBack(state_.mean->ValArray(), fitted.keptMean);
+  fitted.PutBack(state_.meanSquare->ValArray(), fitted.keptSquare);
+  fitted.PutBack(state_.counts.data(), fitted.keptCounts);
   curve.SetVIMinMax(curve.IMin(), curve.IMax() - 1);
 }
 
@@ -118,7 +120,7 @@ SPartJudgement CTrackLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minSh
                                                std::vector<SCurveExcess>& regions) {
   SPartJudgement judgement;
   regions.clear();
-  if (!learnt_) {
+  if (state_.learnt == 0) {
     return judgement;
   }
   if (!current_ && !GrenzeBilden()) {
@@ -134,15 +136,6 @@ SPartJudgement CTrackLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minSh
       std::count(mask_.begin() + limit_->IMin(), mask_.begin() + limit_->IMax() + 1, 1));
   learnt.partPoints = fitted.PartPoints();
   return detail::JudgeAlong(fitted, learnt, minShare, regions);
-}
-
-LearnStatus CTrackLernWerkzeug::LearnPart(const SCurvePart& part, const SPartRule& rule) {
-  return detail::LearnPart(*this, part, rule, fitted_);
-}
-
-SPartJudgement CTrackLernWerkzeug::JudgePart(const SCurvePart& part, double minShare,
-                                             std::vector<SCurveExcess>* regions) {
-  return detail::JudgePart(*this, part, minShare, regions, fitted_);
 }
 
 }  // namespace limes

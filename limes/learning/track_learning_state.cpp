@@ -1,50 +1,32 @@
-// Archive, lossless record and joining of what a track learning tool has learnt.
+// The archive form and the learn state of a track learning tool.
 #include <algorithm>
-#include <cmath>
-#include <new>
-#include <tuple>
+#include <utility>
 
 #include "limes/core/object_archive.h"
 #include "limes/learning/learn_record.h"
-#include "limes/learning/learning_loops.h"
-#include "limes/learning/merge_checks.h"
 #include "limes/learning/track_learning_tool.h"
-#include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
-namespace {
 
 constexpr std::uint32_t kArchiveVersion = 1;  ///< first byte of its word
 
-/// Rule of a tool; name, curves and counts follow.
-struct SToolHead {
-  float base = 0.0F;
-  float factor = 0.0F;
-  std::uint32_t baseCount = 0;
-  std::int32_t timeScale = CTrackLernWerkzeug::kTimeScale;
-  std::uint8_t learnt = 0;
-
-  static constexpr auto Fields(auto& h) {
-    return std::tie(h.base, h.factor, h.baseCount, h.timeScale, h.learnt);
-  }
-
-  bool IsConsistent() const { return timeScale == CTrackLernWerkzeug::kTimeScale && learnt <= 1; }
-};
-
-}  // namespace
+bool CTrackLernWerkzeug::SState::IsCounted() const {
+  return IsWhole() && counts.size() >= mean->DLen();
+}
 
 bool CTrackLernWerkzeug::InArchivSchreiben(CSerializer* archive) const {
-  if (archive == nullptr || mean_ == nullptr || meanSquare_ == nullptr) {
+  if (archive == nullptr || state_.mean == nullptr || state_.meanSquare == nullptr) {
     return false;
   }
-  std::uint32_t words[] = {kArchiveVersion, static_cast<std::uint32_t>(counts_.size())};
+  std::uint32_t words[] = {kArchiveVersion, static_cast<std::uint32_t>(state_.counts.size())};
   archive->StoreData(words, 1);
   archive->StoreData(words + 1, 1);
-  if (archive->StoreObject(mean_.get()) == 0 || archive->StoreObject(meanSquare_.get()) == 0) {
+  if (archive->StoreObject(state_.mean.get()) == 0 ||
+      archive->StoreObject(state_.meanSquare.get()) == 0) {
     return false;
   }
-  archive->StoreData(counts_.data(), static_cast<int>(counts_.size()));
+  archive->StoreData(state_.counts.data(), static_cast<int>(state_.counts.size()));
   return true;
 }
 
@@ -58,151 +40,64 @@ bool CTrackLernWerkzeug::AusArchivLaden(CSerializer* archive) {
   if (archive->LoadData(&length, 1) != 1 || length > archive->WordsToEnd()) {
     return false;
   }
-  try {
-    for (Curve* const curve : {&mean_, &meanSquare_}) {
+  const bool loaded = detail::IfMemoryAllows(false, [&] {
+    for (std::shared_ptr<CSigCurveExt>* const curve : {&state_.mean, &state_.meanSquare}) {
       if (*curve == nullptr) {
-        *curve = std::make_unique<CSigCurveExt>(static_cast<int>(length));
+        *curve = std::make_shared<CSigCurveExt>(static_cast<int>(length));
       }
       if (archive->ReloadObject(curve->get()) == 0) {
         return false;
       }
     }
-    counts_.resize(std::max<std::size_t>(counts_.size(), length));
-  } catch (const std::bad_alloc&) {
+    return GrowCounts(length);
+  });
+  if (!loaded) {
     return false;
   }
-  std::fill(counts_.begin(), counts_.end(), 0U);
-  archive->LoadData(counts_.data(), static_cast<int>(length));
-  learnt_ = true;
+  std::fill(state_.counts.begin(), state_.counts.end(), 0U);
+  archive->LoadData(state_.counts.data(), static_cast<int>(length));
+  state_.learnt = 1;
   GrenzeBilden();
   return true;
 }
 
 bool CTrackLernWerkzeug::WriteState(CFileStream& file) const {
-  if (mean_ == nullptr || meanSquare_ == nullptr || counts_.size() < mean_->DLen() ||
-      mean_->DLen() != meanSquare_->DLen()) {
-    return false;
-  }
-  SToolHead head;
-  head.base = base_;
-  head.factor = factor_;
-  head.baseCount = baseCount_;
-  head.learnt = learnt_ ? 1 : 0;
-  try {
-    constexpr std::size_t kTexts = 1024;  // heads, names and units, roughly
-    detail::RecordWriter record;
-    record.Reserve(sizeof(float) * (2 * std::size_t{mean_->DLen()} + counts_.size()) + kTexts);
-    detail::BeginLearnState(record, detail::LearnStateKind::kTrack);
-    record.PutFields(head);
-    detail::PutText(record, name_);
-    if (!detail::PutCurve(record, *mean_) || !detail::PutCurve(record, *meanSquare_)) {
-      return false;  // nothing is written that could not be read
+  const auto put = [this](detail::RecordWriter& record) {
+    const std::span<const std::uint32_t> counts(state_.counts);
+    record.PutFields(state_);
+    if (!detail::PutMeans(record, state_, counts.size_bytes())) {
+      return false;
     }
-    record.Put(static_cast<std::uint32_t>(counts_.size()));
-    record.PutArray(std::span<const std::uint32_t>(counts_));
-    detail::FinishLearnState(record, file);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
-}
-
-/// Fills a fresh tool.
-LearnStateStatus CTrackLernWerkzeug::ReadPayload(detail::RecordReader& in) {
-  SToolHead head;
-  if (!in.GetFields(head) || !head.IsConsistent() || !detail::GetText(in, name_)) {
-    return LearnStateStatus::kContent;
-  }
-  mean_ = std::make_unique<CSigCurveExt>();
-  meanSquare_ = std::make_unique<CSigCurveExt>();
-  for (CSigCurveExt* const curve : {mean_.get(), meanSquare_.get()}) {
-    if (const LearnStateStatus status = detail::GetCurve(in, *curve);
-        status != LearnStateStatus::kOk) {
-      return status;
-    }
-  }
-  std::uint32_t length = 0;
-  if (!in.Get(length) || !in.Fits(length, sizeof(std::uint32_t))) {
-    return LearnStateStatus::kContent;
-  }
-  if (!in.GetArray(counts_, length)) {
-    return LearnStateStatus::kMemory;
-  }
-  if (in.Remaining() != 0 || length < mean_->DLen() || mean_->DLen() != meanSquare_->DLen()) {
-    return LearnStateStatus::kContent;
-  }
-  base_ = head.base;
-  factor_ = head.factor;
-  baseCount_ = head.baseCount;
-  learnt_ = head.learnt != 0;
-  return LearnStateStatus::kOk;
+    record.Put(static_cast<std::uint32_t>(counts.size()));
+    record.PutArray(counts);
+    return true;
+  };
+  return state_.IsCounted() && detail::WriteLearnState(file, detail::LearnStateKind::kTrack, put);
 }
 
 LearnStateStatus CTrackLernWerkzeug::ReadState(CFileStream& file) {
-  try {
-    std::vector<std::uint8_t> payload;
-    LearnStateStatus status = detail::ReadLearnState(file, detail::LearnStateKind::kTrack, payload);
+  const auto get = [](detail::RecordReader& in, SState& read, std::uint16_t /*version*/) {
+    if (!in.GetFields(read) || read.timeScale != kTimeScale || read.learnt > 1) {
+      return LearnStateStatus::kContent;
+    }
+    const LearnStateStatus status = detail::GetMeans(in, read);
+    std::uint32_t length = 0;
     if (status != LearnStateStatus::kOk) {
       return status;
     }
-    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
-    detail::RecordReader in(stream);
-    CTrackLernWerkzeug read;
-    status = read.ReadPayload(in);
-    if (status == LearnStateStatus::kOk) {
-      *this = std::move(read);
+    if (!in.Get(length) || !in.Fits(length, sizeof(std::uint32_t))) {
+      return LearnStateStatus::kContent;
     }
-    return status;
-  } catch (const std::bad_alloc&) {
-    return LearnStateStatus::kMemory;
-  }
-}
-
-MergeStatus CTrackLernWerkzeug::Merge(const CTrackLernWerkzeug& other) {
-  if (const MergeStatus status = detail::CheckCurves(mean_.get(), other.mean_.get());
-      status != MergeStatus::kOk) {
-    return status;
-  }
-  const std::size_t n = mean_->DLen();
-  const auto isWhole = [n](const CTrackLernWerkzeug& tool) {  // one whose loading failed is not
-    return tool.meanSquare_ != nullptr && tool.meanSquare_->DLen() == n;
+    if (!in.GetArray(read.counts, length)) {
+      return LearnStateStatus::kMemory;
+    }
+    return read.IsCounted() ? LearnStateStatus::kOk : LearnStateStatus::kContent;
   };
-  if (!isWhole(*this) || !isWhole(other) || other.counts_.size() < n) {
-    return MergeStatus::kGrid;
-  }
-  if (std::tie(base_, factor_, baseCount_) !=
-      std::tie(other.base_, other.factor_, other.baseCount_)) {
-    return MergeStatus::kRule;
-  }
-  if (!GrowCounts(n)) {
-    return MergeStatus::kMemory;
-  }
-  if (!other.learnt_) {
-    return MergeStatus::kOk;
-  }
-  std::size_t end1 = 0;  // of the runs of equal counts that i lies in
-  std::size_t end2 = 0;
-  for (std::size_t i = 0; i < n;) {
-    end1 = i < end1 ? end1 : i + detail::EqualRun(counts_.data() + i, n - i);
-    end2 = i < end2 ? end2 : i + detail::EqualRun(other.counts_.data() + i, n - i);
-    const std::uint32_t n1 = counts_[i];
-    const std::uint32_t n2 = other.counts_[i];
-    const std::size_t points = std::min(end1, end2) - i;
-    if (n2 > 0) {
-      const double share = detail::EarlierShare(n1, n2, kTimeScale);
-      detail::MixValues(mean_->ValArray() + i, other.mean_->ValArray() + i, points, share);
-      detail::MixValues(meanSquare_->ValArray() + i, other.meanSquare_->ValArray() + i, points,
-                        share);
-      std::fill_n(counts_.begin() + static_cast<std::ptrdiff_t>(i), points,
-                  detail::JointCount(n1, n2));
-    }
-    i += points;
-  }
-  mean_->Expandieren(other.mean_.get());
-  meanSquare_->Expandieren(other.meanSquare_.get());
-  learnt_ = true;
-  current_ = false;
-  return MergeStatus::kOk;
+  const auto commit = [this](SState& read) {
+    *this = CTrackLernWerkzeug();
+    state_ = std::move(read);
+  };
+  return detail::ReadLearnState<SState>(file, detail::LearnStateKind::kTrack, get, commit);
 }
 
 }  // namespace limes

@@ -85,9 +85,9 @@ std::unique_ptr<CSigCurveExt> NewCurve(std::size_t n) {
 
 /// The curve on a grid of n points, as many as given of them before its own; null when memory is
 /// short.
-std::unique_ptr<CSigCurveExt> Extended(const CSigCurveExt& curve, std::uint32_t before,
+std::shared_ptr<CSigCurveExt> Extended(const CSigCurveExt& curve, std::uint32_t before,
                                        std::uint32_t n) {
-  auto result = std::make_unique<CSigCurveExt>(curve);
+  auto result = std::make_shared<CSigCurveExt>(curve);
   if (result->DLen() != curve.DLen() || !result->Resize(n)) {
     return nullptr;
   }
@@ -113,12 +113,12 @@ CTrackLernWerkzeug& CTrackLernWerkzeug::operator=(CTrackLernWerkzeug&& other) no
 CTrackLernWerkzeug::~CTrackLernWerkzeug() = default;
 
 bool CTrackLernWerkzeug::GrowCounts(std::size_t n) {
-  return detail::IfMemoryAllows([&] { counts_.resize(std::max(counts_.size(), n)); });
+  return detail::IfMemoryAllows([&] { state_.counts.resize(std::max(state_.counts.size(), n)); });
 }
 
 /// A tool without a name of its own takes that of the first curve; false when memory is short.
 bool CTrackLernWerkzeug::TakeFirstName(std::u16string_view name) {
-  return name_ != kFirstName || detail::IfMemoryAllows([&] { name_ = name; });
+  return state_.name != kFirstName || detail::IfMemoryAllows([&] { state_.name = name; });
 }
 
 void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
@@ -126,8 +126,8 @@ void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
     return;
   }
   const bool taken = detail::IfMemoryAllows(false, [&] {
-    auto mean = std::make_unique<CSigCurveExt>(*vorlage);
-    auto meanSquare = std::make_unique<CSigCurveExt>(*vorlage);
+    auto mean = std::make_shared<CSigCurveExt>(*vorlage);
+    auto meanSquare = std::make_shared<CSigCurveExt>(*vorlage);
     auto limit = std::make_unique<CSigCurveExt>(*vorlage);
     wide_string name = vorlage->Name();
     for (const auto& [curve, suffix] :
@@ -140,10 +140,10 @@ void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
     if (!GrowCounts(vorlage->DLen())) {
       return false;
     }
-    mean_ = std::move(mean);
-    meanSquare_ = std::move(meanSquare);
+    state_.mean = std::move(mean);
+    state_.meanSquare = std::move(meanSquare);
     limit_ = std::move(limit);
-    name_ = std::move(name);
+    state_.name = std::move(name);
     return true;
   });
   if (taken) {
@@ -153,50 +153,50 @@ void CTrackLernWerkzeug::Vorlage(const CSigCurveExt* vorlage) {
 }
 
 void CTrackLernWerkzeug::Neustart() {
-  for (CSigCurveExt* const curve : {mean_.get(), meanSquare_.get(), limit_.get()}) {
+  for (CSigCurveExt* const curve : {state_.mean.get(), state_.meanSquare.get(), limit_.get()}) {
     if (curve != nullptr) {
       curve->Nullsetzen();
     }
   }
-  std::fill(counts_.begin(), counts_.end(), 0U);
-  learnt_ = false;
+  std::fill(state_.counts.begin(), state_.counts.end(), 0U);
+  state_.learnt = 0;
   formed_ = false;
   current_ = false;
 }
 
 void CTrackLernWerkzeug::Bildungsregel(float base, float factor) {
-  base_ = base;
-  factor_ = factor;
+  state_.base = base;
+  state_.factor = factor;
   current_ = false;
 }
 
 wide_string CTrackLernWerkzeug::GrenzParameterText() const {
-  return Format(u"%5.2f + M + %5.2f * S", base_, factor_);
+  return Format(u"%5.2f + M + %5.2f * S", state_.base, state_.factor);
 }
 
 void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
-  if (mean_ == nullptr || meanSquare_ == nullptr) {
+  if (state_.mean == nullptr || state_.meanSquare == nullptr) {
     throw int{NotInitializedException};
   }
   if (k == nullptr) {
     return;
   }
-  if (!k->FitTogether(mean_.get())) {
+  if (!k->FitTogether(state_.mean.get())) {
     throw int{CurvesDontFitException};
   }
-  const std::size_t n = std::min(mean_->DLen(), meanSquare_->DLen());
+  const std::size_t n = std::min(state_.mean->DLen(), state_.meanSquare->DLen());
   if (!GrowCounts(n) || !TakeFirstName(k->Name())) {
     return;
   }
   const CFactors& factors = CFactors::Get();
-  float* const m = mean_->ValArray();
-  float* const q = meanSquare_->ValArray();
+  float* const m = state_.mean->ValArray();
+  float* const q = state_.meanSquare->ValArray();
   const float* const values = k->ValArray();
   const std::size_t end = std::min(n, static_cast<std::size_t>(std::max(k->IMax(), 0)));
   for (std::size_t i0 = static_cast<std::size_t>(std::max(k->IMin(), 0)); i0 < end; i0 += kBlock) {
     const std::size_t i1 = std::min(end, i0 + kBlock);
-    detail::CountUp(counts_.data() + i0, i1 - i0);
-    ForEachRun(counts_, i0, i1, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+    detail::CountUp(state_.counts.data() + i0, i1 - i0);
+    ForEachRun(state_.counts, i0, i1, [&](std::size_t i, std::size_t points, std::uint32_t count) {
       if (count == 1) {
         detail::StartTrackValues(m + i, q + i, values + i, points);
       } else {
@@ -205,33 +205,34 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
       }
     });
   }
-  mean_->Expandieren(k->VMin(), k->VMax());
-  meanSquare_->Expandieren(k->VMin(), k->VMax());
-  learnt_ = true;
+  state_.mean->Expandieren(k->VMin(), k->VMax());
+  state_.meanSquare->Expandieren(k->VMin(), k->VMax());
+  state_.learnt = 1;
   current_ = false;
 }
 
 /// What is learnt, on a longer grid; false, with nothing in the other one, when that cannot be.
 bool CTrackLernWerkzeug::Extend(std::uint32_t before, std::uint32_t behind,
                                 CTrackLernWerkzeug& into) const {
-  const std::uint64_t n = std::uint64_t{before} + behind + (mean_ ? mean_->DLen() : 0);
-  if (mean_ == nullptr || mean_->DLen() == 0 || meanSquare_ == nullptr ||
-      meanSquare_->DLen() != mean_->DLen() || counts_.size() < mean_->DLen() ||
-      n > std::uint64_t{std::numeric_limits<std::int32_t>::max()}) {
+  if (!state_.IsCounted() || state_.mean->DLen() == 0) {
+    return false;
+  }
+  const std::uint64_t n = std::uint64_t{before} + behind + state_.mean->DLen();
+  if (n > std::uint64_t{std::numeric_limits<std::int32_t>::max()}) {
     return false;
   }
   return detail::IfMemoryAllows(false, [&] {
     const auto points = static_cast<std::uint32_t>(n);
     std::vector<std::uint32_t> counts(points);
-    Curve mean = Extended(*mean_, before, points);
-    Curve meanSquare = Extended(*meanSquare_, before, points);
+    auto mean = Extended(*state_.mean, before, points);
+    auto meanSquare = Extended(*state_.meanSquare, before, points);
     if (mean == nullptr || meanSquare == nullptr) {
       return false;
     }
-    std::copy_n(counts_.begin(), mean_->DLen(), counts.begin() + before);
-    into.counts_ = std::move(counts);
-    into.mean_ = std::move(mean);
-    into.meanSquare_ = std::move(meanSquare);
+    std::copy_n(state_.counts.begin(), state_.mean->DLen(), counts.begin() + before);
+    into.state_.counts = std::move(counts);
+    into.state_.mean = std::move(mean);
+    into.state_.meanSquare = std::move(meanSquare);
     return true;
   });
 }
@@ -246,11 +247,11 @@ bool CTrackLernWerkzeug::ExtendGrid(std::uint32_t before, std::uint32_t behind) 
 }
 
 void CTrackLernWerkzeug::SetLimitRange() {
-  const auto enough = [this](std::uint32_t count) { return count >= baseCount_; };
-  const auto begin = counts_.begin();
-  const auto end = begin + static_cast<std::ptrdiff_t>(mean_->DLen());
-  const auto last = std::find_if(std::make_reverse_iterator(end), counts_.rend(), enough);
-  qualified_ = last != counts_.rend();
+  const auto enough = [this](std::uint32_t count) { return count >= state_.baseCount; };
+  const auto begin = state_.counts.begin();
+  const auto end = begin + static_cast<std::ptrdiff_t>(state_.mean->DLen());
+  const auto last = std::find_if(std::make_reverse_iterator(end), state_.counts.rend(), enough);
+  qualified_ = last != state_.counts.rend();
   if (!qualified_) {
     limit_->Invalidate();
     return;
@@ -262,28 +263,28 @@ void CTrackLernWerkzeug::SetLimitRange() {
 }
 
 bool CTrackLernWerkzeug::GrenzeBilden() {
-  if (!learnt_ || mean_ == nullptr || meanSquare_ == nullptr) {
+  if (state_.learnt == 0 || state_.mean == nullptr || state_.meanSquare == nullptr) {
     return false;
   }
-  const std::size_t n = mean_->DLen();
+  const std::size_t n = state_.mean->DLen();
   const bool room = detail::IfMemoryAllows(false, [&] {
     if (limit_ == nullptr) {
       limit_ = NewCurve(n);
     }
-    if (meanSquare_->DLen() != n || !GrowCounts(n)) {
+    if (state_.meanSquare->DLen() != n || !GrowCounts(n)) {
       return false;
     }
     mask_.reserve(n);
     formed_ = current_ = false;  // from here on the limit is not the one that was formed
-    if (!TakeGrid(*limit_, *mean_)) {
+    if (!TakeGrid(*limit_, *state_.mean)) {
       return false;
     }
     if (limit_->XUnit().empty()) {
-      SetJoinedName(*limit_, name_, u"-lim");
-      if (!(limit_->XUnit() == mean_->XUnit())) {
-        limit_->SetXUnit(mean_->XUnit());
+      SetJoinedName(*limit_, state_.name, u"-lim");
+      if (!(limit_->XUnit() == state_.mean->XUnit())) {
+        limit_->SetXUnit(state_.mean->XUnit());
       }
-      SetYUnitTo(*limit_, mean_->YUnit());
+      SetYUnitTo(*limit_, state_.mean->YUnit());
     }
     return true;
   });
@@ -292,19 +293,19 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
   }
   mask_.resize(n);
   // Without a base count every point counts that was learnt at all.
-  const std::uint32_t atLeast = std::max(baseCount_, 1U);
+  const std::uint32_t atLeast = std::max(state_.baseCount, 1U);
   const CFactors& factors = CFactors::Get();
-  const float* const m = mean_->ValArray();
-  const float* const q = meanSquare_->ValArray();
+  const float* const m = state_.mean->ValArray();
+  const float* const q = state_.meanSquare->ValArray();
   float* const y = limit_->ValArray();
-  ForEachRun(counts_, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+  ForEachRun(state_.counts, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
     const auto begin = mask_.begin() + static_cast<std::ptrdiff_t>(i);
     std::fill_n(begin, points, static_cast<std::uint8_t>(count >= atLeast ? 1 : 0));
     if (count > 1) {
-      detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count), factor_,
-                               base_);
+      detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count),
+                               state_.factor, state_.base);
     } else {  // kept: what the limit held there, 0 after taking over the grid, is added
-      detail::AddMeanAndBase(y + i, m + i, points, base_);
+      detail::AddMeanAndBase(y + i, m + i, points, state_.base);
     }
   });
   if (n > 0) {
@@ -318,57 +319,45 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
   return true;
 }
 
+/// A curve to show, with values of 0 on the grid of the mean where there is one; false when memory
+/// is short.
+bool CTrackLernWerkzeug::MakeShown(std::unique_ptr<CSigCurveExt>& curve, bool onGrid,
+                                   const wide_char* name, const wide_char* unit) {
+  return detail::IfMemoryAllows(false, [&] {
+    if (curve == nullptr) {
+      curve = NewCurve(state_.counts.size());
+    }
+    if (!onGrid) {
+      return true;
+    }
+    if (!GrowCounts(state_.mean->DLen()) || !TakeGrid(*curve, *state_.mean)) {
+      return false;
+    }
+    SetYUnitTo(*curve, unit);
+    SetJoinedName(*curve, name, u"");
+    curve->ResetVMinMax();
+    return true;
+  });
+}
+
 const CSigCurveExt* CTrackLernWerkzeug::StdAbwKurve() {
-  try {
-    if (spread_ == nullptr) {
-      spread_ = NewCurve(counts_.size());
-    }
-    if (mean_ == nullptr || meanSquare_ == nullptr) {
-      return spread_.get();
-    }
-    if (!GrowCounts(mean_->DLen()) || !TakeGrid(*spread_, *mean_)) {
-      return nullptr;
-    }
-    if (!spread_->YUnit().empty()) {
-      spread_->SetYUnit(u"");
-    }
-    SetJoinedName(*spread_, u"StdDev", u"");
-  } catch (const std::bad_alloc&) {
+  const bool learns = state_.mean != nullptr && state_.meanSquare != nullptr;
+  if (!MakeShown(spread_, learns, u"StdDev", u"")) {
     return nullptr;
   }
-  spread_->ResetVMinMax();
-  const std::size_t n = std::min(mean_->DLen(), meanSquare_->DLen());
-  ForEachRun(counts_, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
-    if (count > 1) {
-      detail::TrackSpreadValues(spread_->ValArray() + i, mean_->ValArray() + i,
-                                meanSquare_->ValArray() + i, points,
-                                CFactors::Get().Correction(count));
-    }
-  });
+  if (learns) {
+    Spreads(0, std::min(state_.mean->DLen(), state_.meanSquare->DLen()), spread_->ValArray());
+  }
   return spread_.get();
 }
 
 const CSigCurveExt* CTrackLernWerkzeug::LernzahlKurve() {
-  try {
-    if (countCurve_ == nullptr) {
-      countCurve_ = NewCurve(counts_.size());
-    }
-    if (mean_ == nullptr) {
-      return countCurve_.get();
-    }
-    if (!TakeGrid(*countCurve_, *mean_)) {
-      return nullptr;
-    }
-    SetYUnitTo(*countCurve_, u"n");
-    SetJoinedName(*countCurve_, u"n-Learn", u"");
-  } catch (const std::bad_alloc&) {
+  if (!MakeShown(countCurve_, state_.mean != nullptr, u"n-Learn", u"n")) {
     return nullptr;
   }
-  countCurve_->ResetVMinMax();
-  const std::size_t n = std::min<std::size_t>(counts_.size(), countCurve_->DLen());
-  std::transform(counts_.begin(), counts_.begin() + static_cast<std::ptrdiff_t>(n),
-                 countCurve_->ValArray(),
-                 [](std::uint32_t count) { return static_cast<float>(count); });
+  if (state_.mean != nullptr) {
+    std::copy_n(state_.counts.begin(), countCurve_->DLen(), countCurve_->ValArray());
+  }
   return countCurve_.get();
 }
 
@@ -380,9 +369,10 @@ float CTrackLernWerkzeug::MaxAbweichung(const CSigCurveExt* k, float* result) co
 }
 
 SCurveJudgement CTrackLernWerkzeug::Judge(const CSigCurveExt& k) const {
-  if (!formed_ || !qualified_ || limit_ == nullptr || mean_ == nullptr || meanSquare_ == nullptr ||
-      mask_.size() != limit_->DLen() || mean_->DLen() != limit_->DLen() ||
-      meanSquare_->DLen() != limit_->DLen() || !limit_->IsValid()) {
+  if (!formed_ || !qualified_ || limit_ == nullptr || state_.mean == nullptr ||
+      state_.meanSquare == nullptr || mask_.size() != limit_->DLen() ||
+      state_.mean->DLen() != limit_->DLen() || state_.meanSquare->DLen() != limit_->DLen() ||
+      !limit_->IsValid()) {
     return {};
   }
   const detail::CurveOverlap overlap(&k, limit_.get());
@@ -395,7 +385,7 @@ SCurveJudgement CTrackLernWerkzeug::Judge(const CSigCurveExt& k) const {
   const auto judgeable = std::count(mask_.begin() + valid.first, mask_.begin() + valid.last + 1, 1);
   judgement.share =
       static_cast<float>(static_cast<double>(comparison.points) / static_cast<double>(judgeable));
-  judgement.mean = (*mean_)[comparison.index];
+  judgement.mean = (*state_.mean)[comparison.index];
   judgement.spread = SpreadAt(comparison.index);
   return judgement;
 }
@@ -407,7 +397,7 @@ bool CTrackLernWerkzeug::Excesses(const CSigCurveExt& k, std::vector<SCurveExces
     return false;
   }
   for (SCurveExcess& region : regions) {
-    region.mean = (*mean_)[region.index];
+    region.mean = (*state_.mean)[region.index];
     region.spread = SpreadAt(region.index);
   }
   return true;
@@ -416,12 +406,13 @@ bool CTrackLernWerkzeug::Excesses(const CSigCurveExt& k, std::vector<SCurveExces
 /// The spreads as they stand in the limit.
 void CTrackLernWerkzeug::Spreads(std::int64_t first, std::size_t n, float* out) const {
   const auto begin = static_cast<std::size_t>(first);
-  ForEachRun(counts_, begin, begin + n,
+  ForEachRun(state_.counts, begin, begin + n,
              [&](std::size_t i, std::size_t points, std::uint32_t count) {
                float* const y = out + (i - begin);
                if (count > 1) {
-                 detail::TrackSpreadValues(y, mean_->ValArray() + i, meanSquare_->ValArray() + i,
-                                           points, CFactors::Get().Correction(count));
+                 detail::TrackSpreadValues(y, state_.mean->ValArray() + i,
+                                           state_.meanSquare->ValArray() + i, points,
+                                           CFactors::Get().Correction(count));
                } else {
                  std::fill_n(y, points, 0.0F);
                }

@@ -4,9 +4,11 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "limes/export.h"
+#include "limes/learning/checked_calls.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
@@ -32,7 +34,14 @@ struct SLearntCurves;
 /// about 300. Call LearnPart and JudgePart, which check the curve and let the grid grow. The calls
 /// below them check nothing: Vorlage once, then NeueMessung with curves on its grid. One thread at
 /// a time.
-class LIMES_EXPORT CTrackLernWerkzeug {
+///
+/// LearnPart draws a curve on the grid of the first one, which gives name and units; the grid grows
+/// to hold it, with an eighth more. Nothing is learnt for all reasons but kNothingLearnt,
+/// kNoCommonPoint, kResolution and the two of the share. What the mask takes out keeps what was
+/// learnt and does not count. JudgePart judges where enough was learnt; the share is that of the
+/// limit, and of the curve. Else as with a curve learning tool.
+class LIMES_EXPORT CTrackLernWerkzeug
+    : public detail::CheckedCalls<CTrackLernWerkzeug, SCurvePart, CFittedPart> {
  public:
   /// Thrown by NeueMessung as plain ints: there is no template yet, or the curve has another grid.
   static constexpr int NotInitializedException = 1;
@@ -47,25 +56,13 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   CTrackLernWerkzeug& operator=(CTrackLernWerkzeug&& other) noexcept;
   virtual ~CTrackLernWerkzeug();
 
-  using Part = SCurvePart;
-  using Fitted = CFittedPart;
   static constexpr double kMinShare = kMinShareOfTrack;
 
   /// Most points of a grid that grows by itself.
   static constexpr std::uint32_t kMostPoints = 1U << 24;
 
-  /// Learns a curve, drawn on the grid of the first one, which gives name and units; the grid grows
-  /// to hold it, with an eighth more. kOk, or why nothing was learnt: all but kNothingLearnt,
-  /// kNoCommonPoint, kResolution and the two of the share. What the mask takes out keeps what was
-  /// learnt and does not count. O(n).
-  [[nodiscard]] LearnStatus LearnPart(const SCurvePart& part, const SPartRule& rule = {});
-
-  /// Judges a curve by the rule as it is now, where enough was learnt: passed only when at least
-  /// this share of the limit, and of the curve, was compared. Else as of a curve. O(n).
-  [[nodiscard]] SPartJudgement JudgePart(const SCurvePart& part, double minShare = kMinShare,
-                                         std::vector<SCurveExcess>* regions = nullptr);
-
-  // The steps of both, for those who prepare a part once: see CSided.
+  // The steps of the checked calls, for those who prepare a part once: see CSided.
+  CFittedPart& Scratch() { return detail::Made(fitted_); }
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
   using Room = CTrackLernWerkzeug;
@@ -90,10 +87,10 @@ class LIMES_EXPORT CTrackLernWerkzeug {
 
   /// Sets how many curves a point must have learnt to belong to the limit.
   void BasisLernenAnzahl(std::uint32_t count) {
-    baseCount_ = count;
+    state_.baseCount = count;
     current_ = false;
   }
-  std::uint32_t BasisLernenAnzahl() const { return baseCount_; }
+  std::uint32_t BasisLernenAnzahl() const { return state_.baseCount; }
 
   /// The rule in words: " 0.00 + M +  1.00 * S".
   wide_string GrenzParameterText() const;
@@ -144,20 +141,20 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   MergeStatus Merge(const CTrackLernWerkzeug& other);
 
   /// True once a curve was learnt or a state loaded.
-  bool HatGelernt() const { return learnt_; }
+  bool HatGelernt() const { return state_.learnt != 0; }
 
-  const wide_string& Name() const { return name_; }
-  float Sockel() const { return base_; }
-  float Faktor() const { return factor_; }
+  const wide_string& Name() const { return state_.name; }
+  float Sockel() const { return state_.base; }
+  float Faktor() const { return state_.factor; }
 
   /// Mean M, mean square Q and limit; null until they are made. Owned by the tool, until the next
   /// Vorlage, ExtendGrid or ReadState.
-  const CSigCurveExt* Mittelwert() const { return mean_.get(); }
-  const CSigCurveExt* QuadratMW() const { return meanSquare_.get(); }
+  const CSigCurveExt* Mittelwert() const { return state_.mean.get(); }
+  const CSigCurveExt* QuadratMW() const { return state_.meanSquare.get(); }
   const CSigCurveExt* Grenzkurve() const { return limit_.get(); }
 
   /// Curves learnt per point; at least as many counts as the mean has points.
-  std::span<const std::uint32_t> LearnCounts() const { return counts_; }
+  std::span<const std::uint32_t> LearnCounts() const { return state_.counts; }
 
   /// Stores version, counts and curves as an archived object: false.
   // kept: curves keep nothing in archives, so this never succeeds; use WriteState
@@ -175,33 +172,45 @@ class LIMES_EXPORT CTrackLernWerkzeug {
   [[nodiscard]] LearnStateStatus ReadState(CFileStream& file);
 
  private:
-  using Curve = std::unique_ptr<CSigCurveExt>;
-
   bool GrowCounts(std::size_t n);
   bool Extend(std::uint32_t before, std::uint32_t behind, CTrackLernWerkzeug& into) const;
   bool TakeFirstName(std::u16string_view name);
   void SetLimitRange();
+  bool MakeShown(std::unique_ptr<CSigCurveExt>& curve, bool onGrid, const wide_char* name,
+                 const wide_char* unit);
   float SpreadAt(std::int64_t i) const;
   void Spreads(std::int64_t first, std::size_t n, float* out) const;
   detail::SLearntCurves Learnt(const CSigCurveExt& limit) const;
-  LearnStateStatus ReadPayload(detail::RecordReader& in);
 
-  Curve mean_;
-  Curve meanSquare_;
-  Curve limit_;
+  /// All there is to keep.
+  struct SState : detail::SLearntMeans {
+    std::uint32_t baseCount = 5;
+    std::int32_t timeScale = kTimeScale;  ///< always
+    std::uint8_t learnt = 0;              ///< 0 or 1
+    std::vector<std::uint32_t> counts;
+
+    /// The numbers in the order of the learn state; name, curves and counts follow.
+    static constexpr auto Fields(auto& s) {
+      return std::tie(s.base, s.factor, s.baseCount, s.timeScale, s.learnt);
+    }
+
+    static constexpr auto Rule(auto& s) { return std::tie(s.base, s.factor, s.baseCount); }
+
+    /// Whether every point has its count too.
+    bool IsCounted() const;
+  };
+
+  SState state_;
+
+  // Made of the state when they are asked for.
+  std::unique_ptr<CSigCurveExt> limit_;
+  std::unique_ptr<CSigCurveExt> spread_;
+  std::unique_ptr<CSigCurveExt> countCurve_;
   std::vector<std::uint8_t> mask_;  ///< 1 where enough was learnt when the limit was formed
-  std::vector<std::uint32_t> counts_;
-  Curve spread_;
-  Curve countCurve_;
-  wide_string name_ = u"Limes";
-  std::uint32_t baseCount_ = 5;
-  bool learnt_ = false;
-  bool qualified_ = false;  ///< the limit has a point that was learnt often enough
-  bool formed_ = false;     ///< the limit was formed since the last restart
-  bool current_ = false;    ///< of the means and by the rule as they are
-  float base_ = 0.0F;
-  float factor_ = 1.0F;
-  std::unique_ptr<CFittedPart> fitted_;  ///< of the checked calls
+  bool qualified_ = false;          ///< the limit has a point that was learnt often enough
+  bool formed_ = false;             ///< the limit was formed since the last restart
+  bool current_ = false;            ///< of the means and by the rule as they are
+  std::unique_ptr<CFittedPart> fitted_;
 };
 
 }  // namespace limes

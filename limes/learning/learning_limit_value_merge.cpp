@@ -1,0 +1,42 @@
+// Joining what two limits of a value have learnt.
+#include <algorithm>
+
+#include "limes/learning/learning_limit_value.h"
+
+namespace limes {
+
+MergeStatus CLernenderGrenzwert::Merge(const CLernenderGrenzwert& other) {
+  const SState& later = other.state_;
+  if (const MergeStatus status = detail::CheckAveraging(state_, later);
+      status != MergeStatus::kOk) {
+    return status;
+  }
+  if (state_.unit && later.unit && *state_.unit != *later.unit) {
+    return MergeStatus::kUnit;
+  }
+  if (later.count == 0) {
+    return MergeStatus::kOk;
+  }
+  const detail::SJoin join(state_.generator, state_.count, later.generator);
+  const auto mix = [share = join.share](double& mine, double theirs) {
+    mine = share == 0.0 ? theirs : share * mine + (1.0 - share) * theirs;
+  };
+  if (state_.exact.on || later.exact.on) {
+    const SExact theirs = later.ExactOrPlain();
+    SExact& exact = state_.exact;
+    exact = state_.count == 0 ? theirs : state_.ExactOrPlain();
+    const double d = theirs.origin - exact.origin;
+    mix(exact.mean, theirs.mean + d);
+    mix(exact.square, theirs.square + d * (2.0 * theirs.mean + d));
+    exact.step = std::max(exact.step, theirs.step);
+  }
+  mix(state_.mean, later.mean);
+  mix(state_.meanSquare, later.meanSquare);
+  state_.generator.SetTime(join.time);
+  state_.count = detail::JointCount(state_.count, later.count);
+  state_.last = later.last;
+  GrenzwertErneuern(1.0F);
+  return MergeStatus::kOk;
+}
+
+}  // namespace limes
