@@ -76,13 +76,19 @@ constexpr std::size_t kLaneBlock = LaneExtreme<SLower>::kRows * kLanes;
 template <class Load, class... Extreme>
 __attribute__((always_inline)) inline void TakeLanes(std::size_t n, Load load,
                                                      Extreme&... extremes) {
-  for (std::size_t i = 0; i < n; i += kLaneBlock) {
-    const std::size_t at = std::min(i, n - kLaneBlock);
+  const auto take = [&](std::size_t at) __attribute__((always_inline)) {
     for (std::size_t r = 0; r < kLaneBlock / kLanes; ++r) {
       Lanes lanes;
       load(at + r * kLanes, lanes);
       (extremes.Take(r, lanes), ...);
     }
+  };
+  std::size_t i = 0;
+  for (; i + kLaneBlock <= n; i += kLaneBlock) {
+    take(i);
+  }
+  if (i < n) {
+    take(n - kLaneBlock);
   }
 }
 

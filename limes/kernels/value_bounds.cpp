@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kBlock = 512;  ///< values between two looks at the lanes
 
 /// Extremes of start and n >= kLaneBlock values but for the sign of a zero.
-LIMES_CLONES SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
+LIMES_CLONES_AVX2 SBounds LaneBounds(const float* y, std::size_t n, SBounds start) {
   LaneExtreme<SLower> low(start.min);
   LaneExtreme<SHigher> high(start.max);
   TakeLanes(n, LanesAt(y), low, high);
@@ -33,7 +33,7 @@ inline SBounds BoundsFrom(SBounds start, const float* y, std::size_t n) {
 }
 
 /// Index of the first of n values that equals value; n when there is none.
-LIMES_CLONES std::size_t FirstEqual(const float* y, std::size_t n, float value) {
+LIMES_CLONES_AVX2 std::size_t FirstEqual(const float* y, std::size_t n, float value) {
   constexpr std::size_t kRow = 64;
   std::size_t i = 0;
   for (; i + kRow <= n; i += kRow) {
@@ -149,12 +149,12 @@ __attribute__((always_inline)) inline float LargestOf(std::size_t n, float start
 
 }  // namespace
 
-LIMES_CLONES float LargestValue(const float* y, std::size_t n) {
+LIMES_CLONES_AVX2 float LargestValue(const float* y, std::size_t n) {
   const float max = LargestOf(n, y[0], LanesAt(y), [y](std::size_t i) { return y[i]; });
   return max == 0.0F ? *std::find(y, y + n, 0.0F) : max;  // of zeros the first one counts
 }
 
-LIMES_CLONES float LargestMagnitude(const float* y, std::size_t n, float start) {
+LIMES_CLONES_AVX2 float LargestMagnitude(const float* y, std::size_t n, float start) {
   const auto load = [y](std::size_t i, Lanes& lanes) {
     LaneBits bits;
     std::memcpy(&bits, y + i, sizeof(bits));
@@ -164,7 +164,8 @@ LIMES_CLONES float LargestMagnitude(const float* y, std::size_t n, float start) 
   return LargestOf(n, start, load, [y](std::size_t i) { return std::fabs(y[i]); });
 }
 
-LIMES_CLONES float LargestDifference(const float* a, const float* b, std::size_t n, float start) {
+LIMES_CLONES_AVX2 float LargestDifference(const float* a, const float* b, std::size_t n,
+                                          float start) {
   const auto load = [a, b](std::size_t i, Lanes& lanes) {
     Lanes y;
     std::memcpy(&lanes, a + i, sizeof(lanes));

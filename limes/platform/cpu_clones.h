@@ -6,6 +6,8 @@
 /// functions outside of headers, and not for reductions that must stay in order. Empty where the
 /// compiler or the loader has no such choice; the thread sanitizer's run time is not ready yet when
 /// the choice is made. With LIMES_NARROW all processors run the same baseline form.
+/// LIMES_CLONES_AVX2 leaves AVX-512 out, whose comparisons cost more than they save in loops over
+/// lanes of 256 bits and in searches that end early.
 #if defined(__SANITIZE_THREAD__)
 #define LIMES_NARROW
 #elif defined(__has_feature)
@@ -16,14 +18,17 @@
 
 #if defined(LIMES_NARROW)
 #define LIMES_CLONES
+#define LIMES_CLONES_AVX2
 #endif
 
 #if !defined(LIMES_CLONES)
 #if defined(__x86_64__) && defined(__linux__) && defined(__GLIBC__) && \
     (!defined(__clang__) || __clang_major__ >= 14)
 #define LIMES_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
+#define LIMES_CLONES_AVX2 __attribute__((target_clones("avx2", "default")))
 #else
 #define LIMES_CLONES
+#define LIMES_CLONES_AVX2
 #endif
 #endif
 
