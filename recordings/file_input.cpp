@@ -22,7 +22,18 @@ constexpr struct {
     {".flac", FileKind::kSound}, {".aif", FileKind::kSound},  {".aiff", FileKind::kSound},
     {".w64", FileKind::kSound},  {".rf64", FileKind::kSound}, {".caf", FileKind::kSound},
     {".au", FileKind::kSound},   {".curve", std::nullopt},    {".pairs", std::nullopt},
-    {".array", std::nullopt},
+    {".array", std::nullopt},    {".uff", FileKind::kUff},    {".unv", FileKind::kUff},
+};
+
+/// How files begin whose ending says nothing.
+constexpr struct {
+  std::string_view start;
+  FileKind kind;
+} kStarts[] = {
+    {"RIFF", FileKind::kSound},   {"RIFX", FileKind::kSound},   {"RF64", FileKind::kSound},
+    {"FORM", FileKind::kSound},   {"fLaC", FileKind::kSound},   {"OggS", FileKind::kSound},
+    {"caff", FileKind::kSound},   {"    -1\n", FileKind::kUff}, {"    -1\r", FileKind::kUff},
+    {"    -1  ", FileKind::kUff},
 };
 
 /// The row of the table of endings; null when none fits.
@@ -83,9 +94,9 @@ FileKind DetectKind(const std::string& path, CFileStream& stream) {
   const std::size_t size = stream.Read(block.data(), block.size());
   stream.Seek(0);
   const std::string_view start(block.data(), size);
-  for (const std::string_view magic : {"RIFF", "RIFX", "RF64", "FORM", "fLaC", "OggS", "caff"}) {
-    if (start.starts_with(magic)) {
-      return FileKind::kSound;
+  for (const auto& known : kStarts) {
+    if (start.starts_with(known.start)) {
+      return known.kind;
     }
   }
   return start.find('\0') == std::string_view::npos ? FileKind::kTable : FileKind::kRecords;

@@ -9,7 +9,10 @@
 namespace limes::recordings {
 
 /// What a file of measurements holds.
-enum class FileKind { kTable, kSound, kRecords };
+enum class FileKind { kTable, kSound, kRecords, kUff };
+
+/// Whether it is a file of channels that each have their own x.
+constexpr bool HoldsChannels(FileKind kind) { return kind >= FileKind::kUff; }
 
 /// Stands for standard input where a file is named.
 inline constexpr char kStandardInput[] = "-";

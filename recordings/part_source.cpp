@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "recordings/errors.h"
+#include "recordings/formats/channel_file.h"
 #include "recordings/recording.h"
 #include "recordings/text.h"
 
@@ -154,13 +155,19 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
     throw CInputError(context.path, "has no column " + Quoted(context.where->front().column) +
                                         ", as --where needs it: it is no table");
   }
+  if (HoldsChannels(kind)) {
+    return MakeChannelReader(OpenChannels(kind, stream, context.path), context);
+  }
+  if (context.settings->xFrom && kind != FileKind::kTable) {
+    throw CInputError(context.path, "has no channel of x, as --x needs it");
+  }
   switch (kind) {
     case FileKind::kSound:
       return std::make_unique<CRecordingReader>(OpenSound(stream, context.path, *context.settings),
                                                 context);
     case FileKind::kRecords:
       return MakeSignalRecordReader(stream, context);
-    case FileKind::kTable:
+    default:
       break;
   }
   if (context.settings->IsTable()) {
@@ -277,7 +284,8 @@ bool CPartSource::OpenNext() {
   reader_ = MakePartReader(kind, *stream_, context);
   const bool cut = config_.settings.cut > 0;
   several_ = cut || config_.settings.IsTable();
-  pieces_ = cut && (config_.settings.IsTable() || kind == FileKind::kRecords);
+  pieces_ =
+      cut && (config_.settings.IsTable() || kind == FileKind::kRecords || HoldsChannels(kind));
   sound_ = kind == FileKind::kSound;
   nextPiece_ = 0;
   whole_ = SPart();

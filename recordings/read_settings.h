@@ -55,7 +55,8 @@ struct TReadSettings {
   Field<bool> rows = Form::Default(false);         ///< tables: one curve per row
   Field<bool> values = Form::Default(false);       ///< tables: each cell a single value
   Field<bool> noHeader = Form::Default(false);     ///< tables: no line of column names
-  Field<double> x0 = Form::Default(0.0);           ///< x of the first sample, in the x unit
+  Text xFrom;                                      ///< channel or column that holds x
+  std::optional<double> x0;                        ///< x of the first sample, in the x unit
   std::optional<double> dx;                        ///< step of x; columns: there is no x column
   Text xUnit;                                      ///< unit of x where the file names none
   Text unit;                                       ///< unit of the values, instead of the file's
@@ -82,6 +83,7 @@ struct TReadSettings {
     visit("--rows", Policy::kFixed, s.rows...);
     visit("--values", Policy::kFixed, s.values...);
     visit("--no-header", Policy::kFixed, s.noHeader...);
+    visit("--x", Policy::kFixed, s.xFrom...);
     visit("--x0", Policy::kFixed, s.x0...);
     visit("--dx", Policy::kFixed, s.dx...);
     visit("--x-unit", Policy::kFixed, s.xUnit...);

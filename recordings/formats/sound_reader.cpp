@@ -114,7 +114,7 @@ class CSound : public CRecording {
     if (settings.name && info_.channels == 1) {
       channels_[0].name = base;
     }
-    x0_ = settings.x0;
+    x0_ = settings.x0.value_or(0.0);
   }
 
   const std::vector<SChannel>& Channels() const override { return channels_; }

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "recordings/errors.h"
+#include "recordings/forming/steps.h"
 #include "recordings/recording.h"
 #include "recordings/tables/csv_table.h"
 #include "recordings/text.h"
@@ -10,8 +11,6 @@
 namespace limes::recordings {
 namespace {
 
-/// How far, in steps, an x may lie from its place: times printed with few digits are that coarse.
-constexpr double kPlaceTolerance = 0.1;
 constexpr double kStepTolerance = 1e-3;
 
 class CColumns : public CRecording {
@@ -19,7 +18,7 @@ class CColumns : public CRecording {
   CColumns(CFileStream& stream, const SReadContext& context, const SReadSettings& settings)
       : table_(stream, context),
         hasX_(!settings.dx),
-        x0_(settings.x0),
+        x0_(settings.x0.value_or(0.0)),
         dx_(settings.dx.value_or(0.0)),
         whole_(settings.cut == 0),
         xUnit_(ParseUnit(settings.xUnit.value_or(""))) {
@@ -46,6 +45,7 @@ class CColumns : public CRecording {
       channel.clear();
     }
     places_.clear();
+    lines_.clear();
     std::size_t total = 0;
     for (; total < count && table_.NextRow(cells_); ++total) {
       if (hasX_) {
@@ -62,11 +62,6 @@ class CColumns : public CRecording {
   }
 
  private:
-  struct SPlace {
-    double x;
-    std::uint64_t line;
-  };
-
   void ChooseColumns(const SReadSettings& settings) {
     if (hasX_ && table_.Columns().size() == 1 && settings.use.empty()) {
       throw CInputError(table_.Name(), 1,
@@ -75,56 +70,49 @@ class CColumns : public CRecording {
     columns_ = table_.Choose(settings.use, settings.skip, hasX_ ? 1 : 0, {});
   }
 
-  void TakeX() { places_.push_back({table_.Number<double>(cells_, 0), table_.Reader().Line()}); }
+  void TakeX() {
+    places_.push_back(table_.Number<double>(cells_, 0));
+    lines_.push_back(table_.Reader().Line());
+  }
 
   void CheckSteps() {
-    const std::size_t n = places_.size();
-    if (n < 2) {
+    if (places_.size() < 2) {
       if (dx_ > 0.0) {
         return;  // the rest of a recording that is cut into parts
       }
-      throw CInputError(table_.Name(), places_[0].line, "one sample; x needs at least two");
+      throw CInputError(table_.Name(), lines_[0], "one sample; x needs at least two");
     }
-    const double first = places_[0].x;
-    const double step = (places_[n - 1].x - first) / static_cast<double>(n - 1);
-    for (std::size_t i = 0; i < n; ++i) {
-      const double expected = first + static_cast<double>(i) * step;
-      if (!(step > 0.0 && std::fabs(places_[i].x - expected) <= kPlaceTolerance * step)) {
-        if (whole_) {
-          TakeFreeX();
-          return;
-        }
-        throw CInputError(
-            table_.Name(), places_[i].line,
-            "x is not at equal steps, as --cut needs it: " + NumberText(places_[i].x) + " where " +
-                NumberText(expected) + " is expected");
+    const double first = places_[0];
+    const double step = MeanStep(places_);
+    if (const auto off = FirstOffSteps(places_)) {
+      if (whole_) {
+        TakeFreeX();
+        return;
       }
+      throw CInputError(table_.Name(), lines_[*off],
+                        "x is not at equal steps, as --cut needs it: " + NumberText(places_[*off]) +
+                            " where " + NumberText(first + static_cast<double>(*off) * step) +
+                            " is expected");
     }
     if (dx_ == 0.0) {
       dx_ = step;
       x0_ = first;
     } else if (std::fabs(step - dx_) > kStepTolerance * dx_) {
-      throw CInputError(table_.Name(), places_[0].line, "the step of x changes here");
+      throw CInputError(table_.Name(), lines_[0], "the step of x changes here");
     }
   }
 
   /// Steps that are not equal: a column that goes up and down is no x.
   void TakeFreeX() {
-    const bool rises = places_.back().x > places_.front().x;
-    for (const SPlace& place : places_) {
-      const auto x = static_cast<float>(place.x);
-      if (!std::isfinite(x)) {
-        throw CInputError(table_.Name(), place.line, "x is out of range");
-      }
-      if (!freeX_.empty() && !(rises ? x > freeX_.back() : x < freeX_.back())) {
-        throw CInputError(table_.Name(), place.line,
-                          "x neither rises nor falls from row to row (--dx D when there is no x "
-                          "column)");
-      }
-      freeX_.push_back(x);
+    if (const auto fault = TakeFreeSteps(places_, freeX_)) {
+      throw CInputError(table_.Name(), lines_[*fault],
+                        std::isfinite(static_cast<float>(places_[*fault]))
+                            ? "x neither rises nor falls from row to row (--dx D when there is no "
+                              "x column)"
+                            : "x is out of range");
     }
-    x0_ = std::min(places_.front().x, places_.back().x);
-    dx_ = std::fabs(places_.back().x - places_.front().x) / static_cast<double>(places_.size() - 1);
+    x0_ = std::min(places_.front(), places_.back());
+    dx_ = std::fabs(MeanStep(places_));
   }
 
   CCsvTable table_;
@@ -135,7 +123,8 @@ class CColumns : public CRecording {
   SUnit xUnit_;
   std::vector<std::size_t> columns_;
   std::vector<SChannel> channels_;
-  std::vector<SPlace> places_;
+  std::vector<double> places_;        ///< x of the rows of a block
+  std::vector<std::uint64_t> lines_;  ///< where they stand
   std::vector<float> freeX_;
   std::vector<std::string_view> cells_;
 };

@@ -126,7 +126,7 @@ class CRowReader : public CPartReader {
       q.unit = units_[i];
       q.xUnit = single_ ? SUnit() : xUnit_;
       q.single = single_;
-      q.x0 = settings_.x0;
+      q.x0 = settings_.x0.value_or(0.0);
       q.dx = settings_.dx.value_or(1.0);
       TakeNumbers(q, i);
       for (std::size_t k = 0; k < before; ++k) {

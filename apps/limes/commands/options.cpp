@@ -101,7 +101,8 @@ void AddReading(CLI::App& app, SOptions& o) {
   AddFlag(app, "--rows", s.rows, "CSV: one curve per row");
   AddFlag(app, "--values", s.values, "CSV: one part per row, each cell a single value");
   AddFlag(app, "--no-header", s.noHeader, "CSV: no line of names; columns are called 1, 2, ...");
-  Add(app, "--x0", s.x0, "x of the first sample (0)", "X");
+  Add(app, "--x", s.xFrom, "column or channel that holds x", "NAME");
+  Add(app, "--x0", s.x0, "x of the first sample (the file's, else 0)", "X");
   Add(app, "--dx", s.dx, "step of x; CSV columns: there is no x column", "D");
   Add(app, "--x-unit", s.xUnit, "unit of x where the file names none", "UNIT");
   Add(app, "--unit", s.unit, "unit of the values, instead of the file's", "UNIT");

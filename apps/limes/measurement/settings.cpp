@@ -48,7 +48,7 @@ void Require(bool condition, const std::string& message) {
 }
 
 void ValidateNumbers(const SSettings& s) {
-  Require(std::isfinite(s.x0), "--x0 must be finite");
+  Require(!s.x0 || std::isfinite(*s.x0), "--x0 must be finite");
   Require(!s.dx || (std::isfinite(*s.dx) && *s.dx > 0.0), "--dx must be positive");
   Require(std::isfinite(s.scale) && s.scale != 0.0, "--scale must be finite and not 0");
   Require(!s.ref || (std::isfinite(*s.ref) && *s.ref > 0.0), "--ref must be positive");
