@@ -1,6 +1,6 @@
 # The libraries behind limes::recordings, found alike when it is built and when it is used.
 find_package(PkgConfig REQUIRED)
-foreach(library sndfile kissfft-float)
+foreach(library sndfile kissfft-float zlib libzip)
   string(REGEX REPLACE "-.*" "" target "${library}")
   if(NOT TARGET limes::${target})
     pkg_check_modules(LIMES_${target} REQUIRED QUIET ${library})

@@ -23,6 +23,7 @@ constexpr struct {
     {".w64", FileKind::kSound},  {".rf64", FileKind::kSound}, {".caf", FileKind::kSound},
     {".au", FileKind::kSound},   {".curve", std::nullopt},    {".pairs", std::nullopt},
     {".array", std::nullopt},    {".uff", FileKind::kUff},    {".unv", FileKind::kUff},
+    {".tdms", FileKind::kTdms},  {".npy", FileKind::kNumpy},  {".npz", FileKind::kNumpy},
 };
 
 /// How files begin whose ending says nothing.
@@ -30,10 +31,11 @@ constexpr struct {
   std::string_view start;
   FileKind kind;
 } kStarts[] = {
-    {"RIFF", FileKind::kSound},   {"RIFX", FileKind::kSound},   {"RF64", FileKind::kSound},
-    {"FORM", FileKind::kSound},   {"fLaC", FileKind::kSound},   {"OggS", FileKind::kSound},
-    {"caff", FileKind::kSound},   {"    -1\n", FileKind::kUff}, {"    -1\r", FileKind::kUff},
-    {"    -1  ", FileKind::kUff},
+    {"RIFF", FileKind::kSound},      {"RIFX", FileKind::kSound},       {"RF64", FileKind::kSound},
+    {"FORM", FileKind::kSound},      {"fLaC", FileKind::kSound},       {"OggS", FileKind::kSound},
+    {"caff", FileKind::kSound},      {"    -1\n", FileKind::kUff},     {"    -1\r", FileKind::kUff},
+    {"    -1  ", FileKind::kUff},    {"TDSm", FileKind::kTdms},        {"TDSh", FileKind::kTdms},
+    {"\x93NUMPY", FileKind::kNumpy}, {"PK\x03\x04", FileKind::kNumpy},
 };
 
 /// The row of the table of endings; null when none fits.

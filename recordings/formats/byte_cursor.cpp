@@ -26,7 +26,8 @@ void CByteCursor::GoTo(std::uint64_t place) {
   place_ = place;
 }
 
-void CByteCursor::Need(std::uint64_t count, std::uint64_t bytesEach, const std::string& what) const {
+void CByteCursor::Need(std::uint64_t count, std::uint64_t bytesEach,
+                       const std::string& what) const {
   std::uint64_t bytes = 0;
   if (__builtin_mul_overflow(count, bytesEach, &bytes) || bytes > Left()) {
     Fail("cut short: " + what + " needs " + std::to_string(count) + " times " +

@@ -144,13 +144,14 @@ class CChannelReader : public CPartReader {
     bool xUnit = false;
     for (const std::size_t i : chosen_) {
       const SFileChannel& channel = file_->Channels()[i];
-      dx = dx || (settings_.dx && (channel.hasX || channel.dx.value_or(*settings_.dx) !=
-                                                       *settings_.dx));
+      dx = dx ||
+           (settings_.dx && (channel.hasX || channel.dx.value_or(*settings_.dx) != *settings_.dx));
       x0 = x0 || (settings_.x0 && channel.x0.value_or(*settings_.x0) != *settings_.x0);
-      xUnit = xUnit || (settings_.xUnit && !channel.xUnit.empty() &&
-                        channel.xUnit != *settings_.xUnit);
+      xUnit =
+          xUnit || (settings_.xUnit && !channel.xUnit.empty() && channel.xUnit != *settings_.xUnit);
     }
-    for (const auto& [replaced, option] : {std::pair(dx, "--dx"), {x0, "--x0"}, {xUnit, "--x-unit"}}) {
+    for (const auto& [replaced, option] :
+         {std::pair(dx, "--dx"), {x0, "--x0"}, {xUnit, "--x-unit"}}) {
       if (replaced) {
         note(std::string(option) + " is taken instead of what the file says");
       }
@@ -238,6 +239,10 @@ std::unique_ptr<CChannelFile> OpenChannels(FileKind kind, CFileStream& stream,
   switch (kind) {
     case FileKind::kUff:
       return OpenUff(stream, path);
+    case FileKind::kTdms:
+      return OpenTdms(stream, path);
+    case FileKind::kNumpy:
+      return OpenNumpy(stream, path);
     default:
       throw CInputError(path, "is no file of channels");
   }

@@ -18,11 +18,10 @@ struct SHalf {
   explicit operator double() const {
     const int exponent = bits >> 10 & 31;
     const int fraction = bits & 1023;
-    const double size = exponent == 31 && fraction != 0
-                            ? std::numeric_limits<double>::quiet_NaN()
-                        : exponent == 31 ? std::numeric_limits<double>::infinity()
-                        : exponent == 0  ? std::ldexp(fraction, -24)
-                                         : std::ldexp(1024 + fraction, exponent - 25);
+    const double size = exponent == 31 && fraction != 0 ? std::numeric_limits<double>::quiet_NaN()
+                        : exponent == 31                ? std::numeric_limits<double>::infinity()
+                        : exponent == 0                 ? std::ldexp(fraction, -24)
+                                        : std::ldexp(1024 + fraction, exponent - 25);
     return bits >> 15 != 0 ? -size : size;
   }
 };
@@ -57,10 +56,10 @@ constexpr struct {
   std::size_t bytes;
   decltype(&ReadAs<double>) read;
 } kTypes[] = {
-    {1, ReadAs<std::int8_t>},  {1, ReadAs<std::uint8_t>},  {2, ReadAs<std::int16_t>},
-    {2, ReadAs<std::uint16_t>}, {4, ReadAs<std::int32_t>}, {4, ReadAs<std::uint32_t>},
-    {8, ReadAs<std::int64_t>}, {8, ReadAs<std::uint64_t>}, {2, ReadAs<SHalf>},
-    {4, ReadAs<float>},        {8, ReadAs<double>},
+    {1, ReadAs<std::int8_t>},   {1, ReadAs<std::uint8_t>},  {2, ReadAs<std::int16_t>},
+    {2, ReadAs<std::uint16_t>}, {4, ReadAs<std::int32_t>},  {4, ReadAs<std::uint32_t>},
+    {8, ReadAs<std::int64_t>},  {8, ReadAs<std::uint64_t>}, {2, ReadAs<SHalf>},
+    {4, ReadAs<float>},         {8, ReadAs<double>},
 };
 
 }  // namespace

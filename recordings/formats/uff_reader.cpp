@@ -150,7 +150,7 @@ std::string UnitOfKind(std::uint64_t kind, std::uint64_t system) {
     const char* force;
     const char* pressure;
   } kSystems[] = {
-      {1, "m", "N", "Pa"},    {2, "ft", "lbf", "psf"},   {3, "m", "kgf", "kgf/m2"},
+      {1, "m", "N", "Pa"},    {2, "ft", "lbf", "psf"}, {3, "m", "kgf", "kgf/m2"},
       {5, "mm", "mN", "kPa"}, {7, "in", "lbf", "psi"}, {10, "mm", "N", "MPa"},
   };
   switch (kind) {
@@ -166,12 +166,12 @@ std::string UnitOfKind(std::uint64_t kind, std::uint64_t system) {
   for (const auto& s : kSystems) {
     if (s.system == system) {
       const std::string length = s.length;
-      return kind == 8                  ? length
-             : kind == 11               ? length + "/s"
-             : kind == 12               ? length + "/s2"
-             : kind == 9 || kind == 13  ? s.force
-             : kind == 15               ? s.pressure
-                                        : "";
+      return kind == 8                 ? length
+             : kind == 11              ? length + "/s"
+             : kind == 12              ? length + "/s2"
+             : kind == 9 || kind == 13 ? s.force
+             : kind == 15              ? s.pressure
+                                       : "";
     }
   }
   return "";
@@ -300,7 +300,10 @@ class CUff : public CChannelFile {
     const SAxisRecord denominator = AxisRecord(lines_, NextLine("the denominator"));
     NextLine("the z axis");
     const std::string number = "function " + std::to_string(functions_.size() + 1);
-    channel.name = !id.empty() ? id : !entity.empty() ? entity : !y.label.empty() ? y.label : number;
+    channel.name = !id.empty()        ? id
+                   : !entity.empty()  ? entity
+                   : !y.label.empty() ? y.label
+                                      : number;
     channel.xUnit = x.unit;
     channel.unit = y.unit;
     kinds_.push_back({x.type, y.type});

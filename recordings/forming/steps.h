@@ -13,7 +13,8 @@ namespace limes::recordings {
 std::optional<std::size_t> FirstOffSteps(std::span<const double> x);
 
 /// x as float where steps are not equal, which must rise or fall from value to value. Returns the
-/// index of the first one that does neither, or that no float holds; nothing when all is well. O(n).
+/// index of the first one that does neither, or that no float holds; nothing when all is well.
+/// O(n).
 std::optional<std::size_t> TakeFreeSteps(std::span<const double> x, std::vector<float>& taken);
 
 /// Mean step of x, which holds at least two.
