@@ -4,10 +4,10 @@
 #include <bit>
 #include <cstring>
 #include <limits>
-#include <new>
 
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 
 namespace limes {
@@ -63,13 +63,8 @@ int CCompressedVector::Komprimieren(const float* values, int n, float xFirst, fl
   const bool coded = method == kRange || method == kRange2;
   const std::int64_t count = values == nullptr || n < 0 ? 0 : n;
   const std::int64_t bytes = coded ? count : 4 * count;
-  if (bytes > std::numeric_limits<std::int32_t>::max() - kHeadBytes) {
-    Clear();
-    return 0;
-  }
-  try {
-    data_.resize(static_cast<std::size_t>(bytes));
-  } catch (const std::bad_alloc&) {
+  if (bytes > std::numeric_limits<std::int32_t>::max() - kHeadBytes ||
+      !detail::IfMemoryAllows([&] { data_.resize(static_cast<std::size_t>(bytes)); })) {
     Clear();
     return 0;
   }

@@ -8,11 +8,12 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
 
@@ -212,7 +213,7 @@ void ExchangeSort(std::span<Point> points) {
     hasNan = hasNan || std::isnan(points[i].x);
     ascending = ascending && (i == 0 || !(points[i - 1].x > points[i].x));
   }
-  try {
+  const bool sorted = IfMemoryAllows([&] {
     if (hasNan) {
       std::vector<std::size_t> places;
       std::vector<Point> rest;
@@ -229,7 +230,8 @@ void ExchangeSort(std::span<Point> points) {
     } else if (!ascending) {
       SortOrderedPoints(points);
     }
-  } catch (const std::bad_alloc&) {
+  });
+  if (!sorted) {
     PlainExchangeSort(points);  // goes on from the swaps made so far
   }
 }

@@ -1,8 +1,8 @@
 #include "limes/kernels/interval_coding.h"
 
 #include <limits>
-#include <new>
 
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/resource_sea.h"
 
 namespace limes {
@@ -17,15 +17,10 @@ void CIntervallCodierung::Neubeginn(int defaultCode) {
 }
 
 bool CIntervallCodierung::Append(float from, float to, int code) {
-  if (intervals_.size() >= std::numeric_limits<std::int32_t>::max()) {
-    return false;
-  }
-  try {
-    intervals_.push_back({from, to, code});
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return intervals_.size() < std::numeric_limits<std::int32_t>::max() &&
+         detail::IfMemoryAllows([&] {
+           intervals_.push_back({from, to, code});
+         });
 }
 
 void CIntervallCodierung::WeiteresIntervall(float from, float to, int code) {

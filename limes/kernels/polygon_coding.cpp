@@ -5,11 +5,11 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <new>
 #include <utility>
 
 #include "limes/kernels/exact_sort.h"
 #include "limes/platform/file_stream.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/print_window.h"
 #include "limes/platform/record_io.h"
 #include "limes/platform/resource_sea.h"
@@ -81,23 +81,19 @@ bool CPolygonCodierung::operator==(const CPolygonCodierung& other) const {
     return std::any_of(other.points_.begin(), other.points_.end(),
                        [&point](const SPolygonPoint& p) { return IsSamePoint(point, p); });
   };
-  if (points_.size() <= kFew) {
+  std::vector<std::uint64_t> keys;
+  if (points_.size() <= kFew ||
+      !detail::IfMemoryAllows([&] { keys.reserve(other.points_.size()); })) {
     return std::all_of(points_.begin(), points_.end(), plain);
   }
-  try {
-    std::vector<std::uint64_t> keys;
-    keys.reserve(other.points_.size());
-    for (const SPolygonPoint& point : other.points_) {
-      keys.push_back(PointKey(point));
-    }
-    std::sort(keys.begin(), keys.end());
-    return std::all_of(points_.begin(), points_.end(), [&keys](const SPolygonPoint& point) {
-      return IsSamePoint(point, point) &&
-             std::binary_search(keys.begin(), keys.end(), PointKey(point));
-    });
-  } catch (const std::bad_alloc&) {
-    return std::all_of(points_.begin(), points_.end(), plain);
+  for (const SPolygonPoint& point : other.points_) {
+    keys.push_back(PointKey(point));
   }
+  std::sort(keys.begin(), keys.end());
+  return std::all_of(points_.begin(), points_.end(), [&keys](const SPolygonPoint& point) {
+    return IsSamePoint(point, point) &&
+           std::binary_search(keys.begin(), keys.end(), PointKey(point));
+  });
 }
 
 // The first point's x is compared with no end of a segment, so it may be anything.
@@ -119,12 +115,7 @@ void CPolygonCodierung::Removed() {
 }
 
 bool CPolygonCodierung::Append(float x, float y) {
-  if (points_.size() >= kMaxPoints) {
-    return false;
-  }
-  try {
-    points_.push_back({x, y});
-  } catch (const std::bad_alloc&) {
+  if (points_.size() >= kMaxPoints || !detail::IfMemoryAllows([&] { points_.push_back({x, y}); })) {
     return false;
   }
   ascending_ = ascending_ && Ascends(points_.size() - 1);
@@ -203,7 +194,7 @@ int CPolygonCodierung::AusResListeLesen(const CResourceSea& store, std::u16strin
 }
 
 bool CPolygonCodierung::InResListeSchreiben(CResourceSea& store, std::u16string_view name) const {
-  try {
+  return detail::IfMemoryAllows([&] {
     CResourceList& list = store.MakeList(name);
     list.Clear();
     for (const SPolygonPoint& point : points_) {
@@ -211,10 +202,7 @@ bool CPolygonCodierung::InResListeSchreiben(CResourceSea& store, std::u16string_
       entry.SetFloat(0, point.x);
       entry.SetFloat(1, point.y);
     }
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  });
 }
 
 bool CPolygonCodierung::AusDateiLesen(CFileStream& file) {
@@ -246,18 +234,18 @@ bool CPolygonCodierung::AusDateiLesen(CFileStream& file) {
 
 bool CPolygonCodierung::InDateiSchreiben(CFileStream& file) const {
   detail::RecordWriter out;
-  try {
+  const bool room = detail::IfMemoryAllows([&] {
     out.Reserve(sizeof(std::int32_t) + points_.size() * kPointBytes);
     out.Put(static_cast<std::int32_t>(Anzahl()));
     for (const SPolygonPoint& point : points_) {
       out.Put(point.x);
       out.Put(point.y);
     }
-  } catch (const std::bad_alloc&) {
-    return false;
+  });
+  if (room) {
+    out.WriteTo(file);
   }
-  out.WriteTo(file);
-  return true;
+  return room;
 }
 
 void CPolygonCodierung::PrWinAusgabe() const {

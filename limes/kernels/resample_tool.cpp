@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <stdexcept>
 
 #include "limes/kernels/resample_bins.h"
 #include "limes/kernels/value_bounds.h"
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/cpu_clones.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -103,19 +103,11 @@ LIMES_CLONES void ToIntegers(const float* src, std::size_t n, float lo, float sc
 /// Makes the buffer hold n values when it has fewer than least, all 0 then; false, with nothing
 /// changed, when memory is short.
 bool Grow(std::vector<float>& buffer, std::uint64_t least, std::uint64_t n) {
-  if (least <= buffer.size()) {
-    return true;
-  }
-  if (n > std::uint64_t{std::numeric_limits<std::ptrdiff_t>::max()} / sizeof(float)) {
-    return false;
-  }
-  try {
-    std::vector<float> larger(static_cast<std::size_t>(n));
-    buffer.swap(larger);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  constexpr std::uint64_t kMost =
+      std::uint64_t{std::numeric_limits<std::ptrdiff_t>::max()} / sizeof(float);
+  return least <= buffer.size() || (n <= kMost && detail::IfMemoryAllows([&] {
+                                      buffer = std::vector<float>(static_cast<std::size_t>(n));
+                                    }));
 }
 
 }  // namespace

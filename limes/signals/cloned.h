@@ -3,8 +3,15 @@
 #include <memory>
 
 #include "limes/platform/memory_errors.h"
+#include "limes/platform/object.h"
 
 namespace limes::detail {
+
+/// A new object, as its class record makes it; null when memory is short.
+template <class Object>
+CObject* Created() noexcept {
+  return IfMemoryAllows(nullptr, []() -> CObject* { return new Object; });
+}
 
 /// A new copy; null when memory is short, for the object or for its words.
 template <class Signal>

@@ -17,14 +17,10 @@ namespace {
 
 constexpr unsigned kHeadBytes = 63;  ///< what Size counts beside the data
 
-CObject* CreateCurve() noexcept {
-  return detail::IfMemoryAllows(nullptr, []() -> CObject* { return new CSigCurve; });
-}
-
 }  // namespace
 
 namespace detail {
-constinit const CRuntimeClass kCurveClass = {"CSigCurve", &CreateCurve, &kSignalClass};
+constinit const CRuntimeClass kCurveClass = {"CSigCurve", &Created<CSigCurve>, &kSignalClass};
 }  // namespace detail
 
 CSigCurve::CSigCurve() { SetTypeCode(kTypeCurve); }
@@ -104,7 +100,7 @@ bool CSigCurve::CopyCurve(const CSigCurve& other, bool deep, std::uint32_t xLen)
 
 const CRuntimeClass* CSigCurve::GetThisClass() { return &detail::kCurveClass; }
 
-CObject* CSigCurve::CreateObject() { return CreateCurve(); }
+CObject* CSigCurve::CreateObject() { return detail::Created<CSigCurve>(); }
 
 void CSigCurve::InitHeader(const CSigCurve& other, bool deep) {
   CSignal::InitHeader(other, deep);

@@ -8,15 +8,15 @@
 #include <utility>
 
 #include "limes/platform/memory_errors.h"
+#include "limes/signals/cloned.h"
 #include "limes/signals/extended_curve.h"
 
 namespace limes {
 
 namespace {
 
-CObject* CreateArray() noexcept { return new (std::nothrow) CSigCurveArray; }
-
-constinit const CRuntimeClass kArrayClass = {"CSigCurveArray", &CreateArray, &detail::kObjectClass};
+constinit const CRuntimeClass kArrayClass = {"CSigCurveArray", &detail::Created<CSigCurveArray>,
+                                             &detail::kObjectClass};
 
 /// A curve of len values of 0 in the slot, all valid; false when memory is short.
 bool Equip(std::unique_ptr<CSigCurveExt>& curve, int len) {
@@ -67,7 +67,7 @@ CSigCurveArray::~CSigCurveArray() = default;
 
 const CRuntimeClass* CSigCurveArray::GetThisClass() { return &kArrayClass; }
 
-CObject* CSigCurveArray::CreateObject() { return CreateArray(); }
+CObject* CSigCurveArray::CreateObject() { return detail::Created<CSigCurveArray>(); }
 
 CSigCurveArray* CSigCurveArray::Clone(bool deep) const {
   auto copy = std::unique_ptr<CSigCurveArray>(new (std::nothrow) CSigCurveArray);

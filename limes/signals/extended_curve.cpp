@@ -19,16 +19,13 @@ constexpr unsigned kAddedBytes = 5;  ///< what Size counts beside the curve's
 float Larger(float x, float end) { return x > end ? x : end; }
 float Smaller(float x, float end) { return x < end ? x : end; }
 
-CObject* CreateCurveExt() noexcept {
-  return detail::IfMemoryAllows(nullptr, []() -> CObject* { return new CSigCurveExt; });
-}
-
 std::int64_t Last(const CSigCurve& curve) { return std::int64_t{curve.DLen()} - 1; }
 
 }  // namespace
 
 namespace detail {
-constinit const CRuntimeClass kCurveExtClass = {"CSigCurveExt", &CreateCurveExt, &kCurveClass};
+constinit const CRuntimeClass kCurveExtClass = {"CSigCurveExt", &Created<CSigCurveExt>,
+                                                &kCurveClass};
 }  // namespace detail
 
 const CSigCurveExt* AsExtended(const CSigRaw* signal) {
@@ -205,7 +202,7 @@ bool CSigCurveExt::Copy(const CClonable& other, bool deep) {
 
 const CRuntimeClass* CSigCurveExt::GetThisClass() { return &detail::kCurveExtClass; }
 
-CObject* CSigCurveExt::CreateObject() { return CreateCurveExt(); }
+CObject* CSigCurveExt::CreateObject() { return detail::Created<CSigCurveExt>(); }
 
 void CSigCurveExt::InitHeader(const CSigCurveExt& other, bool deep) {
   CSigCurve::InitHeader(other, deep);

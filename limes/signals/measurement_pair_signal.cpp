@@ -1,9 +1,9 @@
 #include "limes/signals/measurement_pair_signal.h"
 
-#include <new>
 #include <utility>
 
 #include "limes/core/runtime_classes.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/cloned.h"
 
 namespace limes {
@@ -13,15 +13,7 @@ namespace {
 /// Texts that a deep copy takes.
 constexpr unsigned kDeepFields = 5;
 
-CObject* CreateMeasurementPairs() noexcept {
-  try {
-    return new CSigPairsVM;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-constexpr CRuntimeClass kMeasurementPairsClass = {"CSigPairsVM", &CreateMeasurementPairs,
+constexpr CRuntimeClass kMeasurementPairsClass = {"CSigPairsVM", &detail::Created<CSigPairsVM>,
                                                   &detail::kPairsClass};
 
 }  // namespace
@@ -54,7 +46,7 @@ const CRuntimeClass* CSigPairsVM::GetRuntimeClass() const { return GetThisClass(
 
 const CRuntimeClass* CSigPairsVM::GetThisClass() { return &kMeasurementPairsClass; }
 
-CObject* CSigPairsVM::CreateObject() { return CreateMeasurementPairs(); }
+CObject* CSigPairsVM::CreateObject() { return detail::Created<CSigPairsVM>(); }
 
 CSigPairsVM::~CSigPairsVM() = default;
 
@@ -65,16 +57,14 @@ bool CSigPairsVM::Copy(const CClonable& other, bool deep) {
   if (measured == nullptr) {
     return CSigPairs::Copy(other, deep);
   }
-  try {
+  return detail::IfMemoryAllows(false, [&] {
     CQuinterMFC texts = TextsOf(*measured, deep);
-    if (!CSigPairs::Copy(other, deep)) {
-      return false;
+    const bool copied = CSigPairs::Copy(other, deep);
+    if (copied) {
+      Describe(*measured, std::move(texts));
     }
-    Describe(*measured, std::move(texts));
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+    return copied;
+  });
 }
 
 void CSigPairsVM::InitHeader(const CSigPairsVM& other, bool deep) {
@@ -104,7 +94,7 @@ void CSigPairsVM::Describe(const CSigPairsVM& other, CQuinterMFC texts) {
 bool CSigPairsVM::SetSpecification(std::u16string_view mode, std::u16string_view channel,
                                    std::u16string_view location, std::u16string_view instrument,
                                    std::u16string_view parameter) {
-  try {
+  return detail::IfMemoryAllows([&] {
     CQuinterMFC changed = specification_;
     changed.Mode(mode);
     changed.Channel(channel);
@@ -112,20 +102,14 @@ bool CSigPairsVM::SetSpecification(std::u16string_view mode, std::u16string_view
     changed.Instrument(instrument);
     changed.Parameter(parameter);
     std::swap(specification_, changed);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  });
 }
 
 bool CSigPairsVM::SetSpecification(const CQuinterMFC& specification) {
-  try {
+  return detail::IfMemoryAllows([&] {
     CQuinterMFC changed = specification;
     std::swap(specification_, changed);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  });
 }
 
 bool CSigPairsVM::SetDataName(std::u16string_view name) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/pair_search.h"
@@ -11,20 +10,8 @@
 
 namespace limes {
 
-namespace {
-
-CObject* CreatePairs() noexcept {
-  try {
-    return new CSigPairs;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-}  // namespace
-
 namespace detail {
-constinit const CRuntimeClass kPairsClass = {"CSigPairs", &CreatePairs, &kSignalClass};
+constinit const CRuntimeClass kPairsClass = {"CSigPairs", &Created<CSigPairs>, &kSignalClass};
 }  // namespace detail
 
 CSigPairs::CSigPairs() { SetTypeCode(kTypePairs); }
@@ -55,7 +42,7 @@ const CRuntimeClass* CSigPairs::GetRuntimeClass() const { return GetThisClass();
 
 const CRuntimeClass* CSigPairs::GetThisClass() { return &detail::kPairsClass; }
 
-CObject* CSigPairs::CreateObject() { return CreatePairs(); }
+CObject* CSigPairs::CreateObject() { return detail::Created<CSigPairs>(); }
 
 CSigPairs::~CSigPairs() = default;
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <vector>
 
 #include "limes/kernels/pair_combination.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/cloned.h"
 #include "limes/signals/pair_signal.h"
 
@@ -145,7 +145,7 @@ bool CSigPairs::MergeInOneWalk(const CSigPairs& other, const detail::SMerging& h
       !detail::InPlainOrder(other.Run())) {
     return false;
   }
-  try {
+  return detail::IfMemoryAllows(false, [&] {
     const std::vector<detail::XyPair> merged = detail::Merged(Run(), other.Run(), how);
     if (merged.size() == n) {
       return true;
@@ -162,9 +162,7 @@ bool CSigPairs::MergeInOneWalk(const CSigPairs& other, const detail::SMerging& h
     SetCount(static_cast<std::uint32_t>(merged.size()));
     NoteOrder();
     return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  });
 }
 
 /// Drops the pairs before and behind the other's range widened by the tolerance.

@@ -3,12 +3,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "limes/kernels/pair_shaping.h"
 #include "limes/kernels/polygon_coding.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/platform/record_io.h"
 #include "limes/platform/text.h"
 #include "limes/signals/extended_curve.h"
@@ -225,7 +225,7 @@ bool CSigPairs::ReadFromFile(CFileStream& file, unsigned version) {
 
 int CSigPairs::DateiExport(CFileStream& file) const {
   detail::RecordWriter record;
-  try {
+  const bool room = detail::IfMemoryAllows([&] {
     const std::uint32_t n = NPaare();
     const std::string name = WideToCp1252(Name());
     PairsHead head = {DLen(), 0, n, parameter_, nummer_, {}, {}};
@@ -235,11 +235,11 @@ int CSigPairs::DateiExport(CFileStream& file) const {
     const std::size_t half = DLen() / 2;
     record.PutEvery(Words(), n, 2, half);
     record.PutEvery(n > 0 ? Words() + 1 : nullptr, n, 2, DLen() - half);
-  } catch (const std::bad_alloc&) {
-    return 0;
+  });
+  if (room) {
+    record.WriteTo(file);
   }
-  record.WriteTo(file);
-  return 1;
+  return room ? 1 : 0;
 }
 
 int CSigPairs::DateiImport(CFileStream& file) {

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <span>
 #include <vector>
 
@@ -9,6 +8,7 @@
 #include "limes/kernels/pair_combination.h"
 #include "limes/kernels/pair_shaping.h"
 #include "limes/kernels/value_loops.h"
+#include "limes/platform/memory_errors.h"
 #include "limes/signals/pair_signal.h"
 
 namespace limes {
@@ -120,37 +120,37 @@ bool CSigPairs::Append(const CSigPairs& other) {
   return true;
 }
 
-int CSigPairs::AbschnittKopieren(const CSigPairs& src, float x1, float x2) try {
-  const std::uint32_t n = src.NPaare();
-  const detail::XyPair* const p = src.Pairs();
-  CSigPairs section;
-  const auto inside = [x1, x2](const detail::XyPair& at) { return at.x >= x1 && at.x <= x2; };
-  if (!section.NeueGroesse(static_cast<std::uint32_t>(std::count_if(p, p + n, inside)))) {
-    return -1;
-  }
-  std::copy_if(p, p + n, section.Pairs(), inside);
-  section.SetCount(section.DLen() / 2);
-  return TakeSection(src, section);
-} catch (const std::bad_alloc&) {
-  return -1;
+int CSigPairs::AbschnittKopieren(const CSigPairs& src, float x1, float x2) {
+  return detail::IfMemoryAllows(-1, [&] {
+    const std::uint32_t n = src.NPaare();
+    const detail::XyPair* const p = src.Pairs();
+    CSigPairs section;
+    const auto inside = [x1, x2](const detail::XyPair& at) { return at.x >= x1 && at.x <= x2; };
+    if (!section.NeueGroesse(static_cast<std::uint32_t>(std::count_if(p, p + n, inside)))) {
+      return -1;
+    }
+    std::copy_if(p, p + n, section.Pairs(), inside);
+    section.SetCount(section.DLen() / 2);
+    return TakeSection(src, section);
+  });
 }
 
-int CSigPairs::AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2) try {
-  const std::int64_t n = src.NPaare();
-  const std::int64_t first = std::max(i1, 0);
-  const std::int64_t behind = std::min(std::int64_t{i2} + 1, n);
-  const auto count = static_cast<std::uint32_t>(std::max<std::int64_t>(behind - first, 0));
-  CSigPairs section;
-  if (!section.NeueGroesse(count)) {
-    return -1;
-  }
-  if (count > 0) {
-    std::copy_n(src.Pairs() + first, count, section.Pairs());
-  }
-  section.SetCount(count);
-  return TakeSection(src, section);
-} catch (const std::bad_alloc&) {
-  return -1;
+int CSigPairs::AbschnittKopierenIdx(const CSigPairs& src, int i1, int i2) {
+  return detail::IfMemoryAllows(-1, [&] {
+    const std::int64_t n = src.NPaare();
+    const std::int64_t first = std::max(i1, 0);
+    const std::int64_t behind = std::min(std::int64_t{i2} + 1, n);
+    const auto count = static_cast<std::uint32_t>(std::max<std::int64_t>(behind - first, 0));
+    CSigPairs section;
+    if (!section.NeueGroesse(count)) {
+      return -1;
+    }
+    if (count > 0) {
+      std::copy_n(src.Pairs() + first, count, section.Pairs());
+    }
+    section.SetCount(count);
+    return TakeSection(src, section);
+  });
 }
 
 /// Takes the pairs of a section of src, and all of src but its pairs.
@@ -301,13 +301,11 @@ void CSigPairs::Glaetten(float w) {
   if (n < 3) {
     return;
   }
-  try {
+  detail::IfMemoryAllows([&] {
     std::vector<float> means(n);
     detail::SmoothPairs(Pairs(), n, w, detail::InPlainOrder(Run()), means.data());
     detail::PutEverySecond(means.data(), n, Words() + 1);
-  } catch (const std::bad_alloc&) {
-    return;
-  }
+  });
 }
 
 void CSigPairs::Unterabtasten(int n, bool average) {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <new>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/platform/aligned_memory.h"
+#include "limes/signals/cloned.h"
 
 namespace limes {
 
@@ -39,12 +39,10 @@ void Move(std::uint32_t* target, const std::uint32_t* source, std::size_t n) {
   }
 }
 
-CObject* CreateRaw() noexcept { return new (std::nothrow) CSigRaw; }
-
 }  // namespace
 
 namespace detail {
-constinit const CRuntimeClass kRawClass = {"CSigRaw", &CreateRaw, &kArchivableClass};
+constinit const CRuntimeClass kRawClass = {"CSigRaw", &Created<CSigRaw>, &kArchivableClass};
 }  // namespace detail
 
 CSigRaw::CSigRaw() = default;
@@ -152,7 +150,7 @@ unsigned CSigRaw::Size() const { return length_ * static_cast<unsigned>(sizeof(s
 
 const CRuntimeClass* CSigRaw::GetThisClass() { return &detail::kRawClass; }
 
-CObject* CSigRaw::CreateObject() { return CreateRaw(); }
+CObject* CSigRaw::CreateObject() { return detail::Created<CSigRaw>(); }
 
 std::uint32_t* CSigRaw::Malloc(unsigned n) {
   writtenOutside_ = true;

@@ -3,7 +3,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <new>
 
 #include "limes/core/object_archive.h"
 #include "limes/core/runtime_classes.h"
@@ -14,15 +13,8 @@ namespace limes {
 
 namespace {
 
-CObject* CreateTimePairs() noexcept {
-  try {
-    return new CSigPairsTm;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-constexpr CRuntimeClass kTimePairsClass = {"CSigPairsTm", &CreateTimePairs, &detail::kPairsClass};
+constexpr CRuntimeClass kTimePairsClass = {"CSigPairsTm", &detail::Created<CSigPairsTm>,
+                                           &detail::kPairsClass};
 
 /// Words of the interval in an archive: start, end and span, the lower half first.
 constexpr int kIntervalWords = 6;
@@ -69,7 +61,7 @@ const CRuntimeClass* CSigPairsTm::GetRuntimeClass() const { return GetThisClass(
 
 const CRuntimeClass* CSigPairsTm::GetThisClass() { return &kTimePairsClass; }
 
-CObject* CSigPairsTm::CreateObject() { return CreateTimePairs(); }
+CObject* CSigPairsTm::CreateObject() { return detail::Created<CSigPairsTm>(); }
 
 CSigPairsTm::~CSigPairsTm() = default;
 
