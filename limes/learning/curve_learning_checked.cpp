@@ -5,6 +5,7 @@
 #include "limes/learning/curve_fit.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_loops.h"
+#include "limes/learning/limit_sureness.h"
 #include "limes/learning/part_judgement.h"
 
 namespace limes {
@@ -78,6 +79,24 @@ void CKurvenLernWerkzeug::LearnFitted(CFittedPart& fitted) {
   NeueMessung(&fitted.Curve());
   fitted.PutBack(state_.mean->ValArray(), fitted.keptMean);
   fitted.PutBack(state_.meanSquare->ValArray(), fitted.keptSquare);
+}
+
+SPartScoring CKurvenLernWerkzeug::ScoreFitted(const CFittedPart& fitted, double base) const {
+  SPartScoring scoring;
+  scoring.isScored = HasLearnt() && state_.count >= kPartsBeforeScores;
+  if (!scoring.isScored) {
+    return scoring;
+  }
+  detail::ForEachCovered(detail::CurveOverlap(&fitted.Curve(), state_.mean.get()), fitted.Covered(),
+                         [&](std::size_t i, const float* k, std::size_t n) {
+                           detail::ScoreValues(state_.mean->ValArray() + i,
+                                               state_.meanSquare->ValArray() + i, k, n,
+                                               static_cast<float>(base), i, scoring.excess);
+                         });
+  scoring.scores = ScoresOf(scoring.excess, EffectiveParts(*this));
+  scoring.aboveX = state_.mean->GetPoint(static_cast<int>(scoring.excess.aboveAt));
+  scoring.belowX = state_.mean->GetPoint(static_cast<int>(scoring.excess.belowAt));
+  return scoring;
 }
 
 SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minShare,

@@ -13,6 +13,7 @@
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/part.h"
+#include "limes/learning/part_score.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -68,6 +69,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug
   void LearnFitted(CFittedPart& fitted);
   SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
                              std::vector<SCurveExcess>& regions);
+
+  /// Scores of a part that was fitted, by what is learnt and for a base, before it is learnt. O(n).
+  SPartScoring ScoreFitted(const CFittedPart& fitted, double base) const;
 
   /// Sets name, grid, units and valid range of the four curves from a template. Leaves the tool
   /// without curves when memory is short. O(n).

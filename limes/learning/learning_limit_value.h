@@ -15,6 +15,7 @@
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/part.h"
+#include "limes/learning/part_score.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -57,6 +58,9 @@ class LIMES_EXPORT CLernenderGrenzwert
   void LearnFitted(SFittedValue& fitted);
   SPartJudgement JudgeFitted(SFittedValue& fitted, double minShare,
                              std::vector<SCurveExcess>& regions);
+
+  /// Scores of a part that was fitted, by what is learnt and for a base, before it is learnt. O(n).
+  SPartScoring ScoreFitted(const SFittedValue& fitted, double base) const;
 
   /// Unit of the values, as LearnPart learnt it; none when it was never given.
   const std::optional<CMeasuringUnit>& Unit() const { return state_.unit; }

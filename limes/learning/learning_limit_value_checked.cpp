@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/limit_sureness.h"
 #include "limes/platform/memory_errors.h"
 
 namespace limes {
@@ -98,6 +99,18 @@ SPartJudgement CLernenderGrenzwert::JudgeFitted(SFittedValue& fitted, double min
     judgement.reason = PartStatus::kOk;
   }
   return judgement;
+}
+
+SPartScoring CLernenderGrenzwert::ScoreFitted(const SFittedValue& fitted, double base) const {
+  SPartScoring scoring;
+  const double spread = SpreadInLimit(1.0F);
+  scoring.isScored = state_.count >= kPartsBeforeScores;
+  if (scoring.isScored &&
+      spread > (state_.exact.on ? state_.exact.step : kFloatStep) * std::fabs(Mean())) {
+    scoring.excess = ExcessOf(fitted.value - Mean(), 0.0, spread, base);
+    scoring.scores = ScoresOf(scoring.excess, EffectiveParts(*this));
+  }
+  return scoring;
 }
 
 }  // namespace limes

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace limes::detail {
 
@@ -40,6 +41,16 @@ void MixValues(float* y, const float* other, std::size_t n, double share);
 
 /// How many of n counts equal the first one, before another one comes.
 std::size_t EqualRun(const std::uint32_t* counts, std::size_t n);
+
+/// Calls use(i, points, n) for each run of points from i0 to below i1 with the same count n.
+template <class Use>
+void ForEachRun(std::span<const std::uint32_t> counts, std::size_t i0, std::size_t i1, Use use) {
+  for (std::size_t i = i0; i < i1;) {
+    const std::size_t points = EqualRun(counts.data() + i, i1 - i);
+    use(i, points, counts[i]);
+    i += points;
+  }
+}
 
 /// Adds 1 to each of n counts, up to the largest number.
 void CountUp(std::uint32_t* counts, std::size_t n);

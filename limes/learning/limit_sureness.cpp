@@ -95,6 +95,15 @@ double EffectiveParts(std::int32_t n, std::int32_t timeScale) {
   return std::tanh(n / twice) / std::tanh(1.0 / twice);
 }
 
+double EffectiveParts(const CLernenderGrenzwert& limit) {
+  return EffectiveParts(Steps(limit.NrGelernt(), limit.Generator()),
+                        limit.Generator().GetTimeScale());
+}
+
+double EffectiveParts(const CKurvenLernWerkzeug& tool) {
+  return EffectiveParts(Steps(tool.NrGelernt(), tool.Generator()), tool.Generator().GetTimeScale());
+}
+
 double ChanceRejection(double n, double spreads) {
   if (n <= 1.0) {
     return std::isnan(spreads) ? spreads : 0.5;
@@ -107,10 +116,8 @@ SLimitSureness SurenessOf(const CLernenderGrenzwert& limit) {
   if (limit.NrGelernt() <= 0) {
     return sureness;
   }
-  const CExpAverFacGenerator& generator = limit.Generator();
   sureness.parts = limit.NrGelernt();
-  sureness.effectiveParts =
-      EffectiveParts(Steps(sureness.parts, generator), generator.GetTimeScale());
+  sureness.effectiveParts = EffectiveParts(limit);
   PointShares shares;
   shares.Add(sureness.effectiveParts, Spreads(limit.Sockel(), limit.Faktor(), limit.StdDev()));
   shares.Into(sureness);
@@ -125,8 +132,7 @@ SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool) {
     return sureness;
   }
   sureness.parts = tool.NrGelernt();
-  sureness.effectiveParts =
-      EffectiveParts(Steps(sureness.parts, tool.Generator()), tool.Generator().GetTimeScale());
+  sureness.effectiveParts = EffectiveParts(tool);
   const SIndexRange valid = mean->ValidIndices();
   const std::int64_t last = std::min(valid.last, std::int64_t{meanSquare->DLen()} - 1);
   PointShares shares;
@@ -163,7 +169,7 @@ SLimitSureness SurenessOf(const CTrackLernWerkzeug& tool) {
     // others'.
     const double unbiased = std::sqrt(effective > 1.0 ? effective / (effective - 1.0) : 1.0);
     const double spread = SpreadAt(*mean, *meanSquare, static_cast<std::int64_t>(i));
-    shares.Add(effective, Spreads(tool.Sockel(), tool.Faktor() * unbiased, spread));
+    shares.Add(effective, Spreads(tool.Sockel(), tool.FactorAt(counts[i]) * unbiased, spread));
     if (sureness.parts == 0 || n < sureness.parts) {
       sureness.parts = n;
       sureness.effectiveParts = effective;

@@ -31,6 +31,10 @@ struct SLimitSureness {
 /// <= 0.
 LIMES_EXPORT double EffectiveParts(std::int32_t n, std::int32_t timeScale);
 
+/// Of the weights as the learner holds them.
+LIMES_EXPORT double EffectiveParts(const CLernenderGrenzwert& limit);
+LIMES_EXPORT double EffectiveParts(const CKurvenLernWerkzeug& tool);
+
 /// Share of good parts beyond mean + spreads * S, 0 to 1, when M and S (divisor n) come from n
 /// normally distributed values and the new value is a further one: P(T > spreads * sqrt((n - 1) /
 /// (n + 1))) for Student's T with n - 1 degrees of freedom; 1/2 for n <= 1, where S says nothing.

@@ -24,6 +24,25 @@ struct SLearntCurves {
   std::int64_t width = 0;
 };
 
+/// Calls use(first index, measured values, count) for piece after piece of the points that count.
+template <class Use>
+void ForEachCovered(const CurveOverlap& overlap, PointMask mask, Use use) {
+  overlap.ForEachPiece([&](std::int64_t first, const float* k, const float*, std::size_t n) {
+    const auto start = static_cast<std::size_t>(first);
+    const auto counts = [&](std::size_t i) { return mask.empty() || mask[start + i] != 0; };
+    for (std::size_t i = 0; i < n;) {
+      std::size_t end = mask.empty() ? n : i + 1;
+      while (end < n && counts(end) == counts(i)) {
+        ++end;
+      }
+      if (counts(i)) {
+        use(start + i, k + i, end - i);
+      }
+      i = end;
+    }
+  });
+}
+
 /// Judges a part on the learnt grid and gives the regions beyond the limit. Allocates nothing once
 /// part and regions have their room. O(n).
 SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double minShare,

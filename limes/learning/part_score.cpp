@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 #include "limes/learning/learning_loops.h"
 #include "limes/learning/score.h"
@@ -90,8 +91,33 @@ SPartScores ScoresOf(const SPartExcess& excess, double n) {
           std::max(ScoreOf(excess.below, n), kLowestScore)};
 }
 
+SPartScoring SPartScoring::Mirrored() const {
+  SPartScoring mirrored = *this;
+  std::swap(mirrored.scores.above, mirrored.scores.below);
+  std::swap(mirrored.excess.above, mirrored.excess.below);
+  std::swap(mirrored.excess.aboveAt, mirrored.excess.belowAt);
+  std::swap(mirrored.aboveX, mirrored.belowX);
+  mirrored.excess.shiftSum = -excess.shiftSum;
+  return mirrored;
+}
+
 SPartScores Larger(const SPartScores& a, const SPartScores& b) {
   return {std::max(a.above, b.above), std::max(a.below, b.below)};
+}
+
+SPartExcess Joined(const SPartExcess& a, const SPartExcess& b) {
+  SPartExcess both = a;
+  if (b.above > a.above) {
+    both.above = b.above;
+    both.aboveAt = b.aboveAt;
+  }
+  if (b.below > a.below) {
+    both.below = b.below;
+    both.belowAt = b.belowAt;
+  }
+  both.shiftSum += b.shiftSum;
+  both.points += b.points;
+  return both;
 }
 
 SPartExcess ExcessOf(double x, double mean, double spread, double base) {

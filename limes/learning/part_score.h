@@ -24,12 +24,27 @@ struct SPartExcess {
   double MeanShift() const { return points == 0 ? 0.0 : shiftSum / static_cast<double>(points); }
 };
 
+/// What a part tells before it is learnt, of one side's learner: above is further out on its side.
+struct SPartScoring {
+  bool isScored = false;  ///< kPartsBeforeScores were learnt before, at a point at least
+  SPartScores scores;
+  SPartExcess excess;
+  double aboveX = 0.0;  ///< places of the excess; 0 of a value
+  double belowX = 0.0;
+
+  /// The same in the sign of the measurement, of the learner of a lower limit.
+  LIMES_EXPORT SPartScoring Mirrored() const;
+};
+
 /// The scores of an excess with n parts learnt; kLowestScore where nothing was compared.
 LIMES_EXPORT SPartScores ScoresOf(const SPartExcess& excess, double n);
 
 /// Side by side the larger score: of a part over its quantities, or over points learnt differently
 /// often.
 LIMES_EXPORT SPartScores Larger(const SPartScores& a, const SPartScores& b);
+
+/// Of the points of both: the larger excess of either side, of equal ones the first one's.
+LIMES_EXPORT SPartExcess Joined(const SPartExcess& a, const SPartExcess& b);
 
 /// Excess of a single value.
 LIMES_EXPORT SPartExcess ExcessOf(double x, double mean, double spread, double base);

@@ -7,6 +7,7 @@
 
 #include "limes/learning/checked_calls.h"
 #include "limes/learning/part.h"
+#include "limes/learning/part_score.h"
 #include "limes/platform/memory_errors.h"
 
 namespace limes {
@@ -97,6 +98,17 @@ class CSided {
       fitted_.TurnTo(side);
       (*this)[side].LearnFitted(fitted_);
     }
+  }
+
+  /// Scores of the part that was prepared, by what is learnt, in the sign of the measurement.
+  SPartScoring Score(double base) { return Score(First(), fitted_, base); }
+
+  /// The same of a part that was fitted to another learner of the same side as First().
+  SPartScoring Score(const Tool& tool, typename Tool::Fitted& fitted, double base) const {
+    const Side side = Limited()[0];
+    fitted.TurnTo(side);
+    const SPartScoring scoring = tool.ScoreFitted(fitted, base);
+    return side == Side::kLower ? scoring.Mirrored() : scoring;
   }
 
   /// Judges the part that was prepared, for learning or for judging.

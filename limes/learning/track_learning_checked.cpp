@@ -4,7 +4,10 @@
 #include <cstdint>
 
 #include "limes/learning/curve_fit.h"
+#include "limes/learning/learning_loops.h"
+#include "limes/learning/limit_sureness.h"
 #include "limes/learning/part_judgement.h"
+#include "limes/learning/score.h"
 #include "limes/learning/track_learning_tool.h"
 
 namespace limes {
@@ -33,6 +36,11 @@ bool PlanRoom(const CSigCurve& part, const CSigCurveExt& grid, CFittedPart::SRoo
   room.before = WithReserve(before, n);
   room.behind = WithReserve(behind, n);
   return true;
+}
+
+double EffectiveAt(std::uint32_t count) {
+  return EffectiveParts(static_cast<std::int32_t>(std::min<std::uint32_t>(count, INT32_MAX)),
+                        CTrackLernWerkzeug::kTimeScale);
 }
 
 }  // namespace
@@ -136,6 +144,44 @@ SPartJudgement CTrackLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minSh
       std::count(mask_.begin() + limit_->IMin(), mask_.begin() + limit_->IMax() + 1, 1));
   learnt.partPoints = fitted.PartPoints();
   return detail::JudgeAlong(fitted, learnt, minShare, regions);
+}
+
+/// The factor in the limit at a point that was learnt so often.
+float CTrackLernWerkzeug::FactorAt(std::uint32_t count) const {
+  if (!limitScore_) {
+    return state_.factor;
+  }
+  const double n = EffectiveAt(count);
+  // The spread of this learner is unbiased, that of a score has the divisor n.
+  const double bias = n > 1.0 ? std::sqrt((n - 1.0) / n) : 1.0;
+  return static_cast<float>(std::max(FactorOf(*limitScore_, n), 0.0) * bias);
+}
+
+SPartScoring CTrackLernWerkzeug::ScoreFitted(const CFittedPart& fitted, double base) const {
+  SPartScoring scoring;
+  if (state_.learnt == 0 || state_.mean == nullptr || state_.meanSquare == nullptr) {
+    return scoring;
+  }
+  const auto score = [&](std::size_t first, const float* k, std::size_t n) {
+    detail::ForEachRun(state_.counts, first, first + n,
+                       [&](std::size_t i, std::size_t points, std::uint32_t count) {
+                         if (count < kPartsBeforeScores) {
+                           return;
+                         }
+                         SPartExcess run;
+                         detail::ScoreValues(state_.mean->ValArray() + i,
+                                             state_.meanSquare->ValArray() + i, k + (i - first),
+                                             points, static_cast<float>(base), i, run);
+                         scoring.isScored = true;
+                         scoring.scores = Larger(scoring.scores, ScoresOf(run, EffectiveAt(count)));
+                         scoring.excess = Joined(scoring.excess, run);
+                       });
+  };
+  detail::ForEachCovered(detail::CurveOverlap(&fitted.Curve(), state_.mean.get()), fitted.Covered(),
+                         score);
+  scoring.aboveX = state_.mean->GetPoint(static_cast<int>(scoring.excess.aboveAt));
+  scoring.belowX = state_.mean->GetPoint(static_cast<int>(scoring.excess.belowAt));
+  return scoring;
 }
 
 }  // namespace limes

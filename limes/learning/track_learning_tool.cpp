@@ -44,16 +44,6 @@ class CFactors {
   std::array<float, kLast + 1> corrections_;
 };
 
-/// Calls use(i, points, n) for each run of points from i0 to below i1 with the same count n.
-template <class Use>
-void ForEachRun(std::span<const std::uint32_t> counts, std::size_t i0, std::size_t i1, Use use) {
-  for (std::size_t i = i0; i < i1;) {
-    const std::size_t points = detail::EqualRun(counts.data() + i, i1 - i);
-    use(i, points, counts[i]);
-    i += points;
-  }
-}
-
 bool IsJoined(std::u16string_view text, std::u16string_view a, std::u16string_view b) {
   return text.size() == a.size() + b.size() && text.starts_with(a) && text.ends_with(b);
 }
@@ -167,6 +157,12 @@ void CTrackLernWerkzeug::Neustart() {
 void CTrackLernWerkzeug::Bildungsregel(float base, float factor) {
   state_.base = base;
   state_.factor = factor;
+  limitScore_.reset();
+  current_ = false;
+}
+
+void CTrackLernWerkzeug::LimitScore(double score) {
+  limitScore_ = score;
   current_ = false;
 }
 
@@ -196,14 +192,15 @@ void CTrackLernWerkzeug::NeueMessung(const CSigCurveExt* k) {
   for (std::size_t i0 = static_cast<std::size_t>(std::max(k->IMin(), 0)); i0 < end; i0 += kBlock) {
     const std::size_t i1 = std::min(end, i0 + kBlock);
     detail::CountUp(state_.counts.data() + i0, i1 - i0);
-    ForEachRun(state_.counts, i0, i1, [&](std::size_t i, std::size_t points, std::uint32_t count) {
-      if (count == 1) {
-        detail::StartTrackValues(m + i, q + i, values + i, points);
-      } else {
-        const float a = factors.Weight(count);
-        detail::LearnTrackValues(m + i, q + i, values + i, points, a, 1.0F - a);
-      }
-    });
+    detail::ForEachRun(state_.counts, i0, i1,
+                       [&](std::size_t i, std::size_t points, std::uint32_t count) {
+                         if (count == 1) {
+                           detail::StartTrackValues(m + i, q + i, values + i, points);
+                         } else {
+                           const float a = factors.Weight(count);
+                           detail::LearnTrackValues(m + i, q + i, values + i, points, a, 1.0F - a);
+                         }
+                       });
   }
   state_.mean->Expandieren(k->VMin(), k->VMax());
   state_.meanSquare->Expandieren(k->VMin(), k->VMax());
@@ -298,16 +295,17 @@ bool CTrackLernWerkzeug::GrenzeBilden() {
   const float* const m = state_.mean->ValArray();
   const float* const q = state_.meanSquare->ValArray();
   float* const y = limit_->ValArray();
-  ForEachRun(state_.counts, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
-    const auto begin = mask_.begin() + static_cast<std::ptrdiff_t>(i);
-    std::fill_n(begin, points, static_cast<std::uint8_t>(count >= atLeast ? 1 : 0));
-    if (count > 1) {
-      detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count),
-                               state_.factor, state_.base);
-    } else {  // kept: what the limit held there, 0 after taking over the grid, is added
-      detail::AddMeanAndBase(y + i, m + i, points, state_.base);
-    }
-  });
+  detail::ForEachRun(
+      state_.counts, 0, n, [&](std::size_t i, std::size_t points, std::uint32_t count) {
+        const auto begin = mask_.begin() + static_cast<std::ptrdiff_t>(i);
+        std::fill_n(begin, points, static_cast<std::uint8_t>(count >= atLeast ? 1 : 0));
+        if (count > 1) {
+          detail::TrackLimitValues(y + i, m + i, q + i, points, factors.Correction(count),
+                                   FactorAt(count), state_.base);
+        } else {  // kept: what the limit held there, 0 after taking over the grid, is added
+          detail::AddMeanAndBase(y + i, m + i, points, state_.base);
+        }
+      });
   if (n > 0) {
     SetLimitRange();
   } else {
@@ -406,17 +404,17 @@ bool CTrackLernWerkzeug::Excesses(const CSigCurveExt& k, std::vector<SCurveExces
 /// The spreads as they stand in the limit.
 void CTrackLernWerkzeug::Spreads(std::int64_t first, std::size_t n, float* out) const {
   const auto begin = static_cast<std::size_t>(first);
-  ForEachRun(state_.counts, begin, begin + n,
-             [&](std::size_t i, std::size_t points, std::uint32_t count) {
-               float* const y = out + (i - begin);
-               if (count > 1) {
-                 detail::TrackSpreadValues(y, state_.mean->ValArray() + i,
-                                           state_.meanSquare->ValArray() + i, points,
-                                           CFactors::Get().Correction(count));
-               } else {
-                 std::fill_n(y, points, 0.0F);
-               }
-             });
+  detail::ForEachRun(state_.counts, begin, begin + n,
+                     [&](std::size_t i, std::size_t points, std::uint32_t count) {
+                       float* const y = out + (i - begin);
+                       if (count > 1) {
+                         detail::TrackSpreadValues(y, state_.mean->ValArray() + i,
+                                                   state_.meanSquare->ValArray() + i, points,
+                                                   CFactors::Get().Correction(count));
+                       } else {
+                         std::fill_n(y, points, 0.0F);
+                       }
+                     });
 }
 
 float CTrackLernWerkzeug::SpreadAt(std::int64_t i) const {

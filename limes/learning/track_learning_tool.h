@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <tuple>
@@ -13,6 +14,7 @@
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/part.h"
+#include "limes/learning/part_score.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -73,6 +75,9 @@ class LIMES_EXPORT CTrackLernWerkzeug
   SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
                              std::vector<SCurveExcess>& regions);
 
+  /// Scores of a part that was fitted, by what is learnt and for a base, before it is learnt. O(n).
+  SPartScoring ScoreFitted(const CFittedPart& fitted, double base) const;
+
   /// Sets name, grid, units and valid range from a template and restarts. Nothing changes for null
   /// and when memory is short. O(n).
   // kept: the template's valid range counts as learnt
@@ -84,6 +89,13 @@ class LIMES_EXPORT CTrackLernWerkzeug
 
   /// Sets base and factor of the rule.
   void Bildungsregel(float base, float factor);
+
+  /// Forms the limit, until the next rule, with the factor at each point that a part of this score
+  /// reaches just there, as often as the point was learnt; it is no part of the state.
+  void LimitScore(double score);
+
+  /// The factor at a point that was learnt so often.
+  float FactorAt(std::uint32_t count) const;
 
   /// Sets how many curves a point must have learnt to belong to the limit.
   void BasisLernenAnzahl(std::uint32_t count) {
@@ -210,6 +222,7 @@ class LIMES_EXPORT CTrackLernWerkzeug
   bool qualified_ = false;          ///< the limit has a point that was learnt often enough
   bool formed_ = false;             ///< the limit was formed since the last restart
   bool current_ = false;            ///< of the means and by the rule as they are
+  std::optional<double> limitScore_;
   std::unique_ptr<CFittedPart> fitted_;
 };
 

@@ -4,10 +4,14 @@
 
 #include <functional>
 
+#include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/hold_back.h"
+#include "limes/learning/learning_limit_value.h"
 #include "limes/learning/learning_loops.h"
 #include "limes/learning/other_parts.h"
 #include "limes/learning/score.h"
+#include "limes/learning/sided.h"
+#include "limes/learning/track_learning_tool.h"
 #include "tests/support/bits.h"
 
 namespace limes::test {
@@ -40,6 +44,40 @@ struct Learnt {
   Values m, q;
   float n = 0.0F;
 };
+
+/// Of the last of the twelve parts, each learnt by the checked calls.
+template <class Tool, class Measured>
+void ExpectScored(Measured measured) {
+  const double spread = std::sqrt(1397.0 / 11.0 - 15129.0 / 121.0);
+  const double shift = (13.0 - 123.0 / 11.0) / spread;
+  for (const Sides sides : {Sides::kBoth, Sides::kUpper, Sides::kLower}) {
+    CSided<Tool> tools(sides);
+    SPartScoring last;
+    for (std::size_t i = 0; i < kTwelve.size(); ++i) {
+      const auto& part = measured(kTwelve[i]);
+      ASSERT_EQ(tools.PrepareLearning(part), PartStatus::kOk);
+      last = tools.Score(0.5);
+      EXPECT_EQ(last.isScored, i >= 10);
+      tools.Learn();
+    }
+    EXPECT_NEAR(last.scores.above, ScoreOf(shift - 0.5 / spread, 11.0), 5e-3);  // tracks forget
+    EXPECT_NEAR(last.scores.below, ScoreOf(-shift - 0.5 / spread, 11.0), 5e-3);
+    EXPECT_NEAR(last.excess.MeanShift(), shift, 5e-3);  // tracks forget
+  }
+}
+
+TEST(PartScore, IsThatOfEveryLearnerAndSide) {
+  CSigCurveExt curve = CSigCurveExt::Make(40, 0.0F, 40.0F);
+  const auto along = [&](float value) -> const CSigCurveExt& {
+    for (int i = 0; i < 40; ++i) {
+      curve.ValArray()[i] = value + static_cast<float>(i % 2);
+    }
+    return curve;
+  };
+  ExpectScored<CLernenderGrenzwert>([](float value) { return SValuePart(double{value}); });
+  ExpectScored<CKurvenLernWerkzeug>(along);
+  ExpectScored<CTrackLernWerkzeug>(along);
+}
 
 TEST(PartScore, OnePassTable) {
   constexpr double kAbove[] = {1.211231, -1.335210, 0,         0.611416, -0.744531,

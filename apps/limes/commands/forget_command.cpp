@@ -7,6 +7,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -78,8 +79,7 @@ int RunForget(const SOptions& options, SConsole& console) {
   }
   const std::vector<SLearntPart> chosen = Chosen(parts, options);
   CheckKept(chosen, parts);
-  CModel now(*settings);
-  now.Load(store.Quantities(), store.Path());
+  CModel now = LoadedModel(store, *settings);
   CModel again = Relearn(store, *settings, {});
   if (!SameStates(now, again)) {
     throw CStoreError(options.store +
@@ -88,7 +88,9 @@ int RunForget(const SOptions& options, SConsole& console) {
   std::vector<std::int64_t> ids;
   std::transform(chosen.begin(), chosen.end(), std::back_inserter(ids),
                  [](const SLearntPart& part) { return part.id; });
-  CModel left = Relearn(store, *settings, {ids.begin(), ids.end()});
+  CModel left =
+      Relearn(store, *settings, {ids.begin(), ids.end()},
+              [&](std::int64_t id, const SScores& scores) { store.SetScores(id, scores); });
   store.RemoveLearnt(ids);
   SaveModel(store, left, store.AddRun("forget", *settings));
   store.Commit();

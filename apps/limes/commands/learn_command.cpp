@@ -13,6 +13,7 @@
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/part_source.h"
 #include "recordings/text.h"
 
@@ -79,6 +80,9 @@ class CLearnRun {
       Commit();
     }
     Begin();
+    if (settings_.cut > 0) {
+      model_->Freeze();
+    }
     try {
       while (source_->Next(part_)) {
         LearnPart();
@@ -114,10 +118,12 @@ class CLearnRun {
                                           " (--again learns it once more)"});
       return;
     }
-    if (std::string reason = model_->Learn(part_, options_.allowShort); !reason.empty()) {
+    // What is known already tells nothing of other parts.
+    if (std::string reason = model_->Learn(part_, options_.allowShort, !known); !reason.empty()) {
       refused_.push_back({part_.name, std::move(reason)});
       return;
     }
+    learnt.scores = known ? SScores() : model_->Scored().scores;
     pending_.push_back(std::move(learnt));
   }
 
@@ -138,7 +144,7 @@ class CLearnRun {
     if (store_->Settings()) {
       const std::int64_t version = store_->StateVersion();
       if (version != stateVersion_) {
-        model_->Load(store_->Quantities(), store_->Path());
+        LoadModel(*store_, *model_);
         stateVersion_ = version;
       }
     }
@@ -170,8 +176,13 @@ class CLearnRun {
     if (run_ == 0) {
       run_ = store_->AddRun("learn", settings_);
     }
-    for (const SLearntPart& learnt : pending_) {
-      store_->AddLearnt(run_, learnt);
+    std::optional<std::int64_t> recording;
+    for (SLearntPart& learnt : pending_) {
+      if (settings_.cut > 0) {  // a file that is cut is a batch of its own
+        learnt.recording = recording.value_or(SLearntPart::kNewRecording);
+      }
+      const std::int64_t id = store_->AddLearnt(run_, learnt);
+      recording = recording.value_or(id);
     }
     SaveModel(*store_, *model_, run_);
     LimitKept(*store_, settings_);

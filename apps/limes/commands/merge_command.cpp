@@ -13,6 +13,7 @@
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -66,8 +67,7 @@ class CMergeRun {
     store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kExisting);
     store_->Begin();
     if (auto settings = store_->Settings()) {
-      model_ = std::make_unique<CModel>(*settings);
-      model_->Load(store_->Quantities(), store_->Path());
+      model_ = std::make_unique<CModel>(LoadedModel(*store_, *settings));
     }
   }
 
@@ -82,8 +82,7 @@ class CMergeRun {
       model_ = std::make_unique<CModel>(*settings);
       newSettings_ = settings;
     }
-    CModel theirs(*settings);
-    theirs.Load(other.Quantities(), path);
+    CModel theirs = LoadedModel(other, *settings);
     try {
       others_.push_back({path, other.LearntParts(), model_->Join(std::move(theirs))});
     } catch (const CUsageError& e) {
@@ -133,11 +132,13 @@ class CMergeRun {
     }
     const std::int64_t run = store_->AddRun("merge", model_->Settings());
     for (const SOther& other : others_) {
-      for (const SLearntPart& part : other.parts) {
+      for (SLearntPart part : other.parts) {
+        part.recording.reset();  // a number of the other store
         store_->AddLearnt(run, part);
       }
     }
     SaveModel(*store_, *model_, run);
+    store_->SetBaseCalibration(model_->Calibration());
     store_->SetBase(model_->States());  // the joint state is not that of parts learnt in a row
     store_->DropKept(std::numeric_limits<std::int64_t>::max());
     store_->Commit();

@@ -9,6 +9,7 @@
 #include "apps/limes/report/judged_parts.h"
 #include "apps/limes/report/svg_plot.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -41,8 +42,7 @@ std::vector<SPlotPart> PartsOf(CStore& store, const std::vector<std::string>& na
 int RunPlot(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
-  CModel model(store.Settings().value_or(SSettings()));
-  model.Load(store.Quantities(), store.Path());
+  CModel model = LoadedModel(store, store.Settings().value_or(SSettings()));
   const std::vector<SLearntSummary> summaries = model.Summaries();
   SPlot plot;
   std::string known;

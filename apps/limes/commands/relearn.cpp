@@ -1,5 +1,6 @@
 #include "apps/limes/commands/relearn.h"
 
+#include <optional>
 #include <vector>
 
 #include "apps/limes/errors.h"
@@ -8,15 +9,37 @@
 namespace limes::host {
 namespace {
 
-/// Learns a kept part.
-void LearnAgain(CModel& model, const SLearntPart& kept,
-                const std::vector<SStoredQuantity>& quantities) {
-  SPart part = PartFromRecord(kept.record, quantities);
-  part.name = kept.name;
-  if (const std::string reason = model.Learn(part, true); !reason.empty()) {
-    throw CStoreError(part.name + " does not fit what is left: " + reason);
+/// Learns kept parts in their order, on top of the store's base; those are scored that were, pieces
+/// of one recording as when they were learnt.
+class CRelearning {
+ public:
+  CRelearning(CStore& store, const SSettings& settings)
+      : quantities_(store.Quantities()), model_(settings) {
+    model_.Load(store.Base(), store.BaseCalibration(), store.Path());
   }
-}
+
+  /// Its scores; empty where it was not scored.
+  SScores Learn(const SLearntPart& kept) {
+    if (kept.recording != recording_) {
+      recording_ = kept.recording;
+      recording_ ? model_.Freeze() : model_.Thaw();
+    }
+    SPart part = PartFromRecord(kept.record, quantities_);
+    part.name = kept.name;
+    const bool scored = kept.scores.above.has_value();
+    if (const std::string reason = model_.Learn(part, true, scored); !reason.empty()) {
+      throw CStoreError(part.name + " does not fit what is left: " + reason);
+    }
+    return scored ? model_.Scored().scores : SScores();
+  }
+
+  CModel& Model() { return model_; }
+
+ private:
+  std::vector<SStoredQuantity> quantities_;
+  CModel model_;
+  std::optional<std::int64_t> recording_;
+};
 
 }  // namespace
 
@@ -37,21 +60,24 @@ void ForEachKept(CStore& store, const std::function<bool(const SLearntPart&)>& t
   }
 }
 
-CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int64_t>& leftOut) {
-  CModel model(settings);
-  model.Load(store.Base(), store.Path());
-  const std::vector<SStoredQuantity> quantities = store.Quantities();
+CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int64_t>& leftOut,
+               const TakeLearnt& tell) {
+  CRelearning relearning(store, settings);
   ForEachKept(store, [&](const SLearntPart& kept) {
     if (!leftOut.contains(kept.id)) {
-      LearnAgain(model, kept, quantities);
+      const SScores scores = relearning.Learn(kept);
+      if (tell) {
+        tell(kept.id, scores);
+      }
     }
     return true;
   });
-  return model;
+  return std::move(relearning.Model());
 }
 
 void SaveModel(CStore& store, CModel& model, std::int64_t run) {
   store.SetQuantities(model.States());
+  store.SetCalibration(model.Calibration());
   store.SetHistory(run, model.Moment());
   store.NextStateVersion();
 }
@@ -61,20 +87,21 @@ void LimitKept(CStore& store, const SSettings& settings, std::int64_t most) {
   if (left <= most) {
     return;
   }
-  CModel model(settings);
-  model.Load(store.Base(), store.Path());
-  const std::vector<SStoredQuantity> quantities = store.Quantities();
+  CRelearning relearning(store, settings);
   std::int64_t last = 0;
+  std::optional<std::int64_t> recording;  // is not torn
   ForEachKept(store, [&](const SLearntPart& kept) {
-    if (left <= most / 2) {
+    if (left <= most / 2 && !(kept.recording && kept.recording == recording)) {
       return false;
     }
     left -= static_cast<std::int64_t>(kept.record.size());
     last = kept.id;
-    LearnAgain(model, kept, quantities);
+    recording = kept.recording;
+    relearning.Learn(kept);
     return true;
   });
-  store.SetBase(model.States());
+  store.SetBase(relearning.Model().States());
+  store.SetBaseCalibration(relearning.Model().Calibration());
   store.DropKept(last);
 }
 

@@ -16,9 +16,13 @@ inline constexpr std::int64_t kMostKeptBytes = std::int64_t{64} << 20;
 /// Hands out the parts whose values the store keeps, in the order of learning, while take says so.
 void ForEachKept(CStore& store, const std::function<bool(const SLearntPart&)>& take);
 
+/// Is told the scores of each part that is learnt again.
+using TakeLearnt = std::function<void(std::int64_t id, const SScores& scores)>;
+
 /// What the store's base and the parts kept since give, without some of them: bit for bit as if
 /// these had never been learnt. Throws CStoreError.
-CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int64_t>& leftOut);
+CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int64_t>& leftOut,
+               const TakeLearnt& tell = nullptr);
 
 /// Stores what a model has learnt in a run. Needs an open transaction.
 void SaveModel(CStore& store, CModel& model, std::int64_t run);

@@ -5,6 +5,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -24,8 +25,7 @@ int RunSet(const SOptions& options, SConsole& console) {
         "set changes nothing: give another --base, --factor, --width, --min-parts, "
         "--min-share or --one-per-curve");
   }
-  CModel model(settings);
-  model.Load(store.Quantities(), store.Path());
+  CModel model = LoadedModel(store, settings);
   store.SetSettings(settings);
   SaveModel(store, model, store.AddRun("set", settings));
   store.Commit();

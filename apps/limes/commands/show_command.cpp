@@ -7,6 +7,7 @@
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -23,8 +24,7 @@ int RunShow(const SOptions& options, SConsole& console) {
     return static_cast<int>(ExitCode::kAllGood);
   }
   const SSettings settings = store.Settings().value_or(SSettings());
-  CModel model(settings);
-  model.Load(store.Quantities(), store.Path());
+  CModel model = LoadedModel(store, settings);
   if (options.capability || !options.tolerances.IsEmpty()) {
     ShowCapability(options, store, model, console);
     return static_cast<int>(ExitCode::kAllGood);

@@ -13,6 +13,7 @@
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/store/store.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/part_source.h"
 #include "recordings/text.h"
 
@@ -36,7 +37,7 @@ class CTestRun {
     if (!options.keepGoing) {
       source_.CheckFiles();
     }
-    model_.Load(store_.Quantities(), store_.Path());
+    LoadModel(store_, model_);
     store_.Rollback();
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);

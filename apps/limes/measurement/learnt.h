@@ -28,6 +28,26 @@ struct SStoredQuantity {
   std::vector<SState> states;
 };
 
+/// Where the scores come from that a limit's rate is promised by.
+enum class ScoreSource {
+  kLearning,  ///< each part was judged before it was learnt
+  kOthers,    ///< each part, or group of them, by all others
+  kFrozen,    ///< further parts by what was learnt
+};
+
+/// "learning", "others" or "frozen".
+const char* SourceText(ScoreSource source);
+ScoreSource SourceFromText(const std::string& text);
+
+/// The scores of good parts as they lie in the store.
+struct SStoredCalibration {
+  double base = 0.0;  ///< of the rule that they were formed with
+  ScoreSource source = ScoreSource::kLearning;
+  std::optional<std::int64_t>
+      groups;                        ///< that were left out as a whole; empty: each part by itself
+  std::vector<std::uint8_t> record;  ///< of the library
+};
+
 /// What a run left behind of a quantity and side; of curves the averages over x.
 struct SHistory {
   std::string quantity;

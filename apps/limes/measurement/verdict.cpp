@@ -1,5 +1,7 @@
 #include "apps/limes/measurement/verdict.h"
 
+#include "apps/limes/measurement/learnt.h"
+
 namespace limes::host {
 
 const char* VerdictText(Verdict verdict) {
@@ -13,5 +15,17 @@ Verdict VerdictFromText(const std::string& text) {
 const char* SideText(Side side) { return side == Side::kUpper ? "upper" : "lower"; }
 
 Side SideFromText(const std::string& text) { return text == "lower" ? Side::kLower : Side::kUpper; }
+
+const char* SourceText(ScoreSource source) {
+  return source == ScoreSource::kOthers   ? "others"
+         : source == ScoreSource::kFrozen ? "frozen"
+                                          : "learning";
+}
+
+ScoreSource SourceFromText(const std::string& text) {
+  return text == "others"   ? ScoreSource::kOthers
+         : text == "frozen" ? ScoreSource::kFrozen
+                            : ScoreSource::kLearning;
+}
 
 }  // namespace limes::host

@@ -120,10 +120,23 @@ void VisitFields(auto visit, SameRecord<SDefect> auto& d) {
   visit(SField{nullptr, "text"}, d.text);
 }
 
+/// Scores of a whole part, the largest of its quantities and points beyond what was learnt before
+/// it; empty while too few parts were learnt.
+struct SScores {
+  std::optional<double> above;
+  std::optional<double> below;
+};
+
+void VisitFields(auto visit, SameRecord<SScores> auto& s) {
+  visit(SField{"score_above", "score_above", 6}, s.above);
+  visit(SField{"score_below", "score_below", 6}, s.below);
+}
+
 struct SPartVerdict {
   std::string part;
   std::optional<std::string> label;
   Verdict verdict = Verdict::kNotJudged;
+  SScores scores{};
   std::vector<SQuantityVerdict> quantities;
   std::vector<SDefect> defects;  ///< most important first
 

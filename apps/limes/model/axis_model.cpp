@@ -37,6 +37,7 @@ class CAxisModel : public CSidedModel<Tool> {
   std::string PrepareLearning(const SQuantity& quantity, const std::string& part,
                               bool allowShort) override {
     Take(quantity, part);
+    this->fits_ = true;
     const SPartRule rule{settings_.minShare, allowShort};
     const PartStatus status = tools_.PrepareLearning(part_.Part(), rule);
     CheckPlace(status, part);
@@ -57,6 +58,8 @@ class CAxisModel : public CSidedModel<Tool> {
       this->Refusal(status, part);
     }
   }
+
+  SPartScoring Score() override { return this->ScoreOf(part_.Part()); }
 
   void Learn() override {
     CSidedModel<Tool>::Learn();

@@ -40,14 +40,17 @@ std::optional<double> Average(const std::vector<float>& values) {
 
 }  // namespace
 
-CModel::CModel(SSettings settings) : settings_(std::move(settings)) {}
+CModel::CModel(SSettings settings)
+    : settings_(std::move(settings)), scores_(settings_.WhichSides(), settings_.base) {}
 
 CModel::CModel(CModel&&) noexcept = default;
 
 CModel::~CModel() = default;
 
-void CModel::Load(const std::vector<SStoredQuantity>& quantities, const std::string& store) {
+void CModel::Load(const std::vector<SStoredQuantity>& quantities,
+                  const std::optional<SStoredCalibration>& calibration, const std::string& store) {
   quantities_.clear();
+  scores_.Load(calibration, store);
   for (const SStoredQuantity& s : quantities) {
     auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
     for (const Side side : model->Limited()) {
@@ -90,6 +93,9 @@ SJoined CModel::Join(CModel other) {
       joined.onlyHere.push_back(model->Name());
     }
   }
+  if (joined.onlyHere.empty()) {  // else they are not of all quantities
+    scores_.Join(other.scores_);
+  }
   return joined;
 }
 
@@ -121,11 +127,14 @@ void CModel::ForEachQuantity(const SPart& part, Call prepare) {
   }
 }
 
-std::string CModel::Learn(const SPart& part, bool allowShort) {
+std::string CModel::Prepare(const SPart& part, bool allowShort) {
   const bool first = quantities_.empty();
   for (std::size_t i = 0; first && i < part.quantities.size(); ++i) {
     const SQuantity& q = part.quantities[i];
     quantities_.push_back(Make(settings_, q.name, q.xUnit, q.unit, q.single));
+    if (frozen_) {
+      quantities_.back()->Freeze();
+    }
   }
   std::string refused;
   try {
@@ -139,16 +148,55 @@ std::string CModel::Learn(const SPart& part, bool allowShort) {
     }
     throw;
   }
-  if (!refused.empty()) {
-    if (first) {
-      quantities_.clear();
-    }
-    return refused;
+  if (first && !refused.empty()) {
+    quantities_.clear();
   }
+  return refused;
+}
+
+const SScoredPart& CModel::Score() {
+  scored_.quantities.clear();
+  SPartScores scores;
+  bool any = false;
+  for (const auto& model : quantities_) {
+    const SPartScoring& scoring = scored_.quantities.emplace_back(model->Score());
+    scores = Larger(scores, scoring.scores);
+    any |= scoring.isScored;
+  }
+  scored_.scores = {};
+  if (any) {
+    scored_.scores = {std::min(scores.above, kHighestScore), std::min(scores.below, kHighestScore)};
+  }
+  return scored_;
+}
+
+void CModel::LearnPrepared(const SScores& scores) {
+  scores_.Add(scores);
   for (const auto& model : quantities_) {
     model->Learn();
   }
-  return "";
+}
+
+std::string CModel::Learn(const SPart& part, bool allowShort, bool scored) {
+  std::string refused = Prepare(part, allowShort);
+  if (refused.empty()) {
+    LearnPrepared(scored ? Score().scores : SScores());
+  }
+  return refused;
+}
+
+void CModel::Freeze() {
+  frozen_ = true;
+  for (const auto& model : quantities_) {
+    model->Freeze();
+  }
+}
+
+void CModel::Thaw() {
+  frozen_ = false;
+  for (const auto& model : quantities_) {
+    model->Thaw();
+  }
 }
 
 SPartVerdict CModel::Judge(const SPart& part) {
@@ -158,6 +206,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
   SPartVerdict verdict;
   verdict.part = part.name;
   verdict.label = part.label;
+  verdict.scores = Score().scores;
   CProtocolItemList items;
   for (const auto& model : quantities_) {
     model->Judge(verdict, items);
@@ -183,6 +232,8 @@ std::vector<SStoredQuantity> CModel::States() {
   }
   return result;
 }
+
+SStoredCalibration CModel::Calibration() const { return scores_.Stored(); }
 
 std::vector<SHistory> CModel::Moment() {
   std::vector<SHistory> result;

@@ -8,11 +8,19 @@
 #include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
+#include "apps/limes/model/model_scores.h"
+#include "limes/learning/part_score.h"
 #include "recordings/measurement.h"
 
 namespace limes::host {
 
 class CQuantityModel;
+
+/// What a part tells against what was learnt before it, in the sign of the measurement.
+struct SScoredPart {
+  SScores scores;                        ///< of the whole part
+  std::vector<SPartScoring> quantities;  ///< in the order of the model
+};
 
 /// Names of the quantities that two models have both, or one alone.
 struct SJoined {
@@ -29,17 +37,36 @@ class CModel {
   ~CModel();
 
   /// Takes over what a store holds, which is named in messages. Throws CStoreError when a learn
-  /// state cannot be read.
-  void Load(const std::vector<SStoredQuantity>& quantities, const std::string& store);
+  /// state cannot be read; scores that cannot be read, when they are needed.
+  void Load(const std::vector<SStoredQuantity>& quantities,
+            const std::optional<SStoredCalibration>& calibration, const std::string& store);
 
   /// Joins with what another store has learnt, as if learnt later: the quantities of this model,
   /// or all when it has none. Throws CUsageError, with no quantity in common or when one of them
   /// is measured or learnt otherwise; discard the model then. The other one is used up.
   SJoined Join(CModel other);
 
-  /// Learns one part, wholly or not at all. Empty, or why it is refused: it covers too little,
-  /// unless that is allowed, or has no signal. Throws CInputError when it is another measurement.
-  std::string Learn(const SPart& part, bool allowShort);
+  /// Prepares a part for Score and LearnPrepared. Empty, or why it is refused: it covers too
+  /// little, unless that is allowed, or has no signal. Throws CInputError when it is another
+  /// measurement.
+  std::string Prepare(const SPart& part, bool allowShort);
+
+  /// Scores the part that was prepared, by what is learnt now or was at Freeze.
+  const SScoredPart& Score();
+
+  /// The part that was scored or judged last.
+  const SScoredPart& Scored() const { return scored_; }
+
+  /// Learns the part that was prepared, and adds its scores to the calibration.
+  void LearnPrepared(const SScores& scores);
+
+  /// All of these, without scores where the part is known already; wholly or not at all.
+  std::string Learn(const SPart& part, bool allowShort, bool scored = true);
+
+  /// Pieces of one recording resemble each other: all are scored by what is learnt now, until
+  /// Thaw.
+  void Freeze();
+  void Thaw();
 
   /// Judges one part. Throws CInputError when it does not fit what was learnt.
   SPartVerdict Judge(const SPart& part);
@@ -48,8 +75,10 @@ class CModel {
   /// none; empty for a single value.
   std::vector<float> Judged(const std::string& quantity);
 
-  /// All that is to be stored. Throws CStoreError.
+  /// All that is to be stored. Throws CStoreError, the second one also for scores that could not be
+  /// read.
   std::vector<SStoredQuantity> States();
+  SStoredCalibration Calibration() const;
 
   /// Parts, mean and limit of each quantity and side, without a run.
   std::vector<SHistory> Moment();
@@ -70,6 +99,9 @@ class CModel {
   SSettings settings_;
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
+  CModelScores scores_;
+  SScoredPart scored_;  ///< the part that was prepared or judged last
+  bool frozen_ = false;
 };
 
 }  // namespace limes::host

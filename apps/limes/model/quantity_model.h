@@ -9,6 +9,7 @@
 #include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
+#include "limes/learning/part_score.h"
 #include "limes/results/protocol_item_list.h"
 #include "recordings/measurement.h"
 
@@ -29,6 +30,13 @@ class CQuantityModel {
 
   /// The same for Judge.
   virtual void PrepareJudging(const SQuantity& quantity, const std::string& part) = 0;
+
+  /// Scores of the part that was prepared, before it is learnt.
+  virtual SPartScoring Score() = 0;
+
+  /// Scores by what is learnt now, whatever is learnt then; until Thaw.
+  virtual void Freeze() = 0;
+  virtual void Thaw() = 0;
 
   virtual void Learn() = 0;
 

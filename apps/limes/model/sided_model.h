@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <new>
 #include <optional>
 #include <span>
@@ -29,6 +30,19 @@ class CSidedModel : public CQuantityModel {
     tools_.Learn();
     SetStale();
   }
+
+  void Freeze() override {
+    frozen_ = std::make_unique<SFrozen>();
+    CMemoryStream stream;
+    if (tools_.First().WriteState(stream)) {  // else nothing is learnt
+      CMemoryStream again{std::span<const std::uint8_t>(stream.Bytes())};
+      if (frozen_->tool.ReadState(again) != LearnStateStatus::kOk) {
+        throw std::bad_alloc();
+      }
+    }
+  }
+
+  void Thaw() override { frozen_.reset(); }
 
   void Judge(SPartVerdict& verdict, CProtocolItemList& items) override {
     const bool judges = fits_ && EnoughLearnt();
@@ -88,6 +102,17 @@ class CSidedModel : public CQuantityModel {
 
   static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
 
+  /// The scores of the part that was prepared, which is given once more for a frozen state.
+  SPartScoring ScoreOf(const typename Tool::Part& part) {
+    const double base = static_cast<float>(settings_.base);  // as the limit has it
+    if (frozen_ == nullptr) {
+      return fits_ ? tools_.Score(base) : SPartScoring();
+    }
+    return frozen_->tool.Fit(part, frozen_->fitted) == PartStatus::kOk
+               ? tools_.Score(frozen_->tool, frozen_->fitted, base)
+               : SPartScoring();
+  }
+
   /// Takes over what a learn state does not hold; empty, or what is wrong with it.
   virtual std::string TakeState(const SStoredQuantity::SState& state) = 0;
 
@@ -126,6 +151,11 @@ class CSidedModel : public CQuantityModel {
   bool fits_ = true;    ///< the part that was prepared has points in common with what was learnt
 
  private:
+  struct SFrozen {
+    Tool tool;
+    typename Tool::Fitted fitted;
+  };
+
   static std::string Advice(PartStatus status) {
     return status == PartStatus::kCoversTooLittle ? " (--allow-short learns it all the same)"
            : status == PartStatus::kLongerThanTemplate
@@ -175,6 +205,7 @@ class CSidedModel : public CQuantityModel {
   }
 
   CSidedJudgement judgement_;
+  std::unique_ptr<SFrozen> frozen_;
   std::array<std::optional<SLimitSureness>, 2> sureness_;
 };
 

@@ -22,13 +22,17 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
   std::string PrepareLearning(const SQuantity& quantity, const std::string& part,
                               bool /*allowShort*/) override {
     CheckUnits(quantity, part);
-    return Refusal(tools_.PrepareLearning(quantity.value), part);
+    value_ = quantity.value;
+    return Refusal(tools_.PrepareLearning(value_), part);
   }
 
   void PrepareJudging(const SQuantity& quantity, const std::string& part) override {
     CheckUnits(quantity, part);
-    Refusal(tools_.PrepareJudging(quantity.value), part);
+    value_ = quantity.value;
+    Refusal(tools_.PrepareJudging(value_), part);
   }
+
+  SPartScoring Score() override { return ScoreOf(value_); }
 
   std::int64_t Learnt() const override { return tools_.First().NrGelernt(); }
 
@@ -87,6 +91,8 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
       }
     }
   }
+
+  double value_ = 0.0;  ///< that was prepared
 };
 
 }  // namespace

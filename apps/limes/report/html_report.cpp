@@ -10,6 +10,7 @@
 #include "apps/limes/report/page_files.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/report/svg_plot.h"
+#include "apps/limes/store/stored_model.h"
 
 namespace limes::host {
 namespace {
@@ -311,8 +312,7 @@ std::string CHtmlReport::Page(CStore& store) const { return CPage(judged_).Write
 std::string HtmlReport(CStore& store, bool allRuns) {
   store.BeginReading();
   const SSettings settings = store.Settings().value_or(SSettings());
-  CModel model(settings);
-  model.Load(store.Quantities(), store.Path());
+  CModel model = LoadedModel(store, settings);
   CHtmlReport report(settings, model.Summaries());
   store.ForEachJudged(allRuns, [&](const SPartVerdict& verdict) { report.Add(verdict); });
   std::string page = report.Page(store);

@@ -24,7 +24,9 @@ struct CStore::Statements {
         findLearnt(db, "SELECT name FROM part WHERE content = ? AND verdict = 'learnt'"),
         setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
                            ", ?, ?, ?, ?)"),
-        addPart(db, "INSERT INTO part(run, name, label, verdict, content) VALUES(?, ?, ?, ?, ?)"),
+        addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording" +
+                        ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?" +
+                        ColumnMarks<SScores>() + ")"),
         keepPart(db, "INSERT INTO kept VALUES(?, ?)"),
         addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
                            ColumnNames<SQuantityVerdict>(kSchemaVersion) +
@@ -191,24 +193,63 @@ std::int64_t CStore::AddRun(const std::string& command, const SSettings& setting
   return database_->LastRowId();
 }
 
-void CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
-  statements_->addPart.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Bind(part.content);
-  statements_->addPart.Run();
+std::int64_t CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
+  CStatement& add = statements_->addPart;
+  add.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Bind(part.content);
+  BindFields(add.Bind(part.recording), part.scores);
+  add.Run();
+  const std::int64_t id = database_->LastRowId();
+  if (part.recording == SLearntPart::kNewRecording) {
+    CStatement(database_->Handle(), "UPDATE part SET recording = id WHERE id = ?").Bind(id).Run();
+  }
   if (!part.record.empty()) {
-    statements_->keepPart.Bind(database_->LastRowId()).Bind(std::span(part.record)).Run();
+    statements_->keepPart.Bind(id).Bind(std::span(part.record)).Run();
     CStatement(database_->Handle(), "UPDATE store SET kept_bytes = kept_bytes + ?")
         .Bind(static_cast<std::int64_t>(part.record.size()))
         .Run();
   }
+  return id;
+}
+
+void CStore::SetScores(std::int64_t id, const SScores& scores) {
+  CStatement(database_->Handle(), "UPDATE part SET score_above = ?, score_below = ? WHERE id = ?")
+      .Bind(scores.above)
+      .Bind(scores.below)
+      .Bind(id)
+      .Run();
+}
+
+std::optional<SStoredCalibration> CStore::ReadCalibration(std::int64_t row) {
+  if (version_ < 6) {
+    return std::nullopt;
+  }
+  CStatement find(database_->Handle(),
+                  "SELECT base, source, left_out, record FROM calibration WHERE id = ?");
+  if (!find.Bind(row).Step()) {
+    return std::nullopt;
+  }
+  return SStoredCalibration{find.Real(0).value_or(0.0), SourceFromText(find.Text(1)),
+                            find.OptionalInt(2), find.Bytes(3)};
+}
+
+void CStore::WriteCalibration(std::int64_t row, const SStoredCalibration& scores) {
+  CStatement(database_->Handle(), "INSERT OR REPLACE INTO calibration VALUES(?, ?, ?, ?, ?)")
+      .Bind(row)
+      .Bind(std::optional(scores.base))
+      .Bind(SourceText(scores.source))
+      .Bind(scores.groups)
+      .Bind(std::span(scores.record))
+      .Run();
 }
 
 std::vector<SLearntPart> CStore::LearntParts() {
   std::vector<SLearntPart> result;
   CStatement list(database_->Handle(),
                   std::string("SELECT part.id, run, name, label, ") +
-                      (version_ < 5 ? "NULL, NULL FROM part"
-                                    : "content, kept.part FROM part LEFT JOIN kept "
-                                      "ON kept.part = part.id") +
+                      (version_ < 5 ? "NULL, NULL" : "content, kept.part") +
+                      (version_ < 6 ? ", NULL" : ", recording") + ColumnNames<SScores>(version_) +
+                      " FROM part" +
+                      (version_ < 5 ? "" : " LEFT JOIN kept ON kept.part = part.id") +
                       " WHERE verdict = 'learnt' ORDER BY part.id");
   while (list.Step()) {
     SLearntPart& part = result.emplace_back();
@@ -218,6 +259,8 @@ std::vector<SLearntPart> CStore::LearntParts() {
     part.label = list.OptionalText(3);
     part.content = list.OptionalInt(4);
     part.kept = !list.IsNull(5);
+    part.recording = list.OptionalInt(6);
+    ReadFields(list, 7, part.scores);
   }
   return result;
 }
@@ -237,15 +280,18 @@ std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most
   if (version_ < 5) {
     return result;
   }
-  CStatement list(database_->Handle(),
-                  "SELECT part.id, name, record FROM kept JOIN part ON part.id = kept.part "
-                  "WHERE kept.part > ? ORDER BY kept.part LIMIT ?");
+  CStatement list(database_->Handle(), "SELECT part.id, name, record, recording" +
+                                           ColumnNames<SScores>(version_) +
+                                           " FROM kept JOIN part ON part.id = kept.part "
+                                           "WHERE kept.part > ? ORDER BY kept.part LIMIT ?");
   list.Bind(behind).Bind(static_cast<std::int64_t>(most));
   while (list.Step()) {
     SLearntPart& part = result.emplace_back();
     part.id = list.Int(0);
     part.name = list.Text(1);
     part.record = list.Bytes(2);
+    part.recording = list.OptionalInt(3);
+    ReadFields(list, 4, part.scores);
     part.kept = true;
   }
   return result;
@@ -312,12 +358,10 @@ std::vector<SHistory> CStore::History() {
 }
 
 void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
-  statements_->addPart.Bind(run)
-      .Bind(verdict.part)
-      .Bind(verdict.label)
-      .Bind(VerdictText(verdict.verdict))
-      .Bind(verdict.content)
-      .Run();
+  CStatement& addPart = statements_->addPart;
+  addPart.Bind(run).Bind(verdict.part).Bind(verdict.label).Bind(VerdictText(verdict.verdict));
+  BindFields(addPart.Bind(verdict.content).Bind(std::optional<std::int64_t>()), verdict.scores);
+  addPart.Run();
   const std::int64_t part = database_->LastRowId();
   for (std::size_t i = 0; i < verdict.quantities.size(); ++i) {
     const SQuantityVerdict& q = verdict.quantities[i];
@@ -345,7 +389,7 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
   const std::string known = version_ < 5 ? "NULL" : "content";
   CStatement next(database_->Handle(),
                   "SELECT part.id, name, label, verdict, " + known + ", " +
-                      (version_ < 5 ? "NULL" : "settings") +
+                      (version_ < 5 ? "NULL" : "settings") + ColumnNames<SScores>(version_) +
                       " FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " +
                       (all ? ""
                            : "AND part.id IN (SELECT max(id) FROM part WHERE verdict <> 'learnt' "
@@ -359,6 +403,7 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
     verdict.verdict = VerdictFromText(next.Text(3));
     verdict.content = next.OptionalInt(4);
     verdict.rule = next.Text(5);
+    ReadFields(next, 6, verdict.scores);
     ReadVerdicts(next.Int(0), verdict);
     ReadDefects(next.Int(0), verdict);
     take(verdict);

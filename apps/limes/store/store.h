@@ -16,6 +16,8 @@ namespace limes::host {
 
 /// A part that was learnt.
 struct SLearntPart {
+  static constexpr std::int64_t kNewRecording = 0;
+
   std::string name;
   std::optional<std::string> label;
   std::optional<std::int64_t> content;  ///< see ContentOf; empty when it was not stored
@@ -23,6 +25,8 @@ struct SLearntPart {
   std::int64_t id = 0;
   std::int64_t run = 0;
   bool kept = false;
+  SScores scores{};                         ///< by what was learnt before it
+  std::optional<std::int64_t> recording{};  ///< equal for pieces of one: the first one's id
 };
 
 /// A command that stored something.
@@ -42,11 +46,11 @@ struct SRun {
 ///   state     learn state per quantity and side, the library's record
 ///   run       one row per learn or test command that stored something
 ///   history   parts, mean and limit of each quantity and side after each run that learnt
-///   part      every part: name, label, "learnt" or its verdict, what tells its content apart
-///   kept      what was formed of the parts learnt last, so that they can be learnt again
-///   base      the learn states from before the first part that is kept
-///   verdict   numbers per judged part, quantity and side
-///   defect    report lines per judged part, most important first
+///   part      every part: name, label, "learnt" or its verdict, what tells its content apart,
+///   scores calibration  the scores of the good parts, of which limits for a rate are formed kept
+///   what was formed of the parts learnt last, so that they can be learnt again base      the learn
+///   states from before the first part that is kept verdict   numbers per judged part, quantity and
+///   side defect    report lines per judged part, most important first
 /// Everything about one part is written in one transaction. Throws CStoreError.
 class CStore {
  public:
@@ -85,9 +89,20 @@ class CStore {
   void SetQuantities(const std::vector<SStoredQuantity>& quantities);
   void SetBase(const std::vector<SStoredQuantity>& quantities);
 
+  /// The scores of the good parts: the present ones, and those from before the parts that are kept.
+  std::optional<SStoredCalibration> Calibration() { return ReadCalibration(kNow); }
+  std::optional<SStoredCalibration> BaseCalibration() { return ReadCalibration(kBefore); }
+  void SetCalibration(const SStoredCalibration& scores) { WriteCalibration(kNow, scores); }
+  void SetBaseCalibration(const SStoredCalibration& scores) { WriteCalibration(kBefore, scores); }
+
   /// settings: by which the run learns or judges.
   std::int64_t AddRun(const std::string& command, const SSettings& settings);
-  void AddLearnt(std::int64_t run, const SLearntPart& part);
+
+  /// Returns the part's id.
+  std::int64_t AddLearnt(std::int64_t run, const SLearntPart& part);
+
+  /// Replaces the scores of a learnt part.
+  void SetScores(std::int64_t id, const SScores& scores);
 
   /// All of them, without their records.
   std::vector<SLearntPart> LearntParts();
@@ -122,7 +137,11 @@ class CStore {
 
  private:
   struct Statements;
+  static constexpr std::int64_t kBefore = 0;  ///< rows of the scores
+  static constexpr std::int64_t kNow = 1;
 
+  std::optional<SStoredCalibration> ReadCalibration(std::int64_t row);
+  void WriteCalibration(std::int64_t row, const SStoredCalibration& scores);
   std::vector<SStoredQuantity> ReadQuantities(const std::string& table);
   void WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities);
   void ReadVerdicts(std::int64_t part, SPartVerdict& verdict);

@@ -63,6 +63,7 @@ std::string AddedColumns(std::int64_t version) {
   const std::string verdict = "ALTER TABLE verdict ADD COLUMN ";
   return NewColumns<SQuantityVerdict>(version, verdict, ";") +
          NewColumns<SLimitSureness>(version, verdict, ";") +
+         NewColumns<SScores>(version, "ALTER TABLE part ADD COLUMN ", ";") +
          NewColumns<SDefect>(version, "ALTER TABLE defect ADD COLUMN ", ";");
 }
 
@@ -105,6 +106,18 @@ CREATE TABLE base(
   PRIMARY KEY(quantity, side));
 INSERT INTO base SELECT quantity, side, learnt, record FROM state;
 PRAGMA user_version = 5;
+)sql";
+
+/// The scores of the good parts; left_out: groups that were left out as a whole.
+constexpr const char* kVersion6 = R"sql(
+ALTER TABLE part ADD COLUMN recording INTEGER;
+CREATE TABLE calibration(
+  id       INTEGER PRIMARY KEY CHECK(id IN (0, 1)),
+  base     REAL NOT NULL,
+  source   TEXT NOT NULL CHECK(source IN ('learning', 'others', 'frozen')),
+  left_out INTEGER,
+  record   BLOB NOT NULL);
+PRAGMA user_version = 6;
 )sql";
 
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
@@ -180,6 +193,10 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     if (version < 5) {
       database.Execute(kVersion5);
       database.Execute(AddedColumns(5));
+    }
+    if (version < 6) {
+      database.Execute(kVersion6);
+      database.Execute(AddedColumns(6));
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");
