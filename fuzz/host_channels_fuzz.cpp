@@ -31,7 +31,7 @@ void limes::fuzz::Try(Input input) {
         values += q.values.size();
       }
     }
-    Require(values <= 16 * input.size() || kind == FileKind::kNumpy);
+    Require(values <= 16 * input.size() || kind == FileKind::kNumpy || kind == FileKind::kMdf);
   } catch (const CReadError&) {
   }
 }

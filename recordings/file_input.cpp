@@ -24,6 +24,7 @@ constexpr struct {
     {".au", FileKind::kSound},   {".curve", std::nullopt},    {".pairs", std::nullopt},
     {".array", std::nullopt},    {".uff", FileKind::kUff},    {".unv", FileKind::kUff},
     {".tdms", FileKind::kTdms},  {".npy", FileKind::kNumpy},  {".npz", FileKind::kNumpy},
+    {".mdf", FileKind::kMdf},    {".mf4", FileKind::kMdf},
 };
 
 /// How files begin whose ending says nothing.
@@ -35,7 +36,8 @@ constexpr struct {
     {"FORM", FileKind::kSound},      {"fLaC", FileKind::kSound},       {"OggS", FileKind::kSound},
     {"caff", FileKind::kSound},      {"    -1\n", FileKind::kUff},     {"    -1\r", FileKind::kUff},
     {"    -1  ", FileKind::kUff},    {"TDSm", FileKind::kTdms},        {"TDSh", FileKind::kTdms},
-    {"\x93NUMPY", FileKind::kNumpy}, {"PK\x03\x04", FileKind::kNumpy},
+    {"\x93NUMPY", FileKind::kNumpy}, {"PK\x03\x04", FileKind::kNumpy}, {"MDF     ", FileKind::kMdf},
+    {"UnFinMF ", FileKind::kMdf},
 };
 
 /// The row of the table of endings; null when none fits.

@@ -9,7 +9,7 @@
 namespace limes::recordings {
 
 /// What a file of measurements holds.
-enum class FileKind { kTable, kSound, kRecords, kUff, kTdms, kNumpy };
+enum class FileKind { kTable, kSound, kRecords, kUff, kTdms, kNumpy, kMdf };
 
 /// Whether it is a file of channels that each have their own x.
 constexpr bool HoldsChannels(FileKind kind) { return kind >= FileKind::kUff; }

@@ -243,6 +243,8 @@ std::unique_ptr<CChannelFile> OpenChannels(FileKind kind, CFileStream& stream,
       return OpenTdms(stream, path);
     case FileKind::kNumpy:
       return OpenNumpy(stream, path);
+    case FileKind::kMdf:
+      return OpenMdf(stream, path);
     default:
       throw CInputError(path, "is no file of channels");
   }

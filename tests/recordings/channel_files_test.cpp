@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
+#include <zlib.h>
 
+#include <functional>
 #include <sstream>
 #include <string>
 
@@ -230,6 +232,131 @@ TEST(Npy, ArraysAreReadByTheirHead) {
   }
   EXPECT_THAT(Read(cases[0].first), HasSubstr("give the step by --dx, or the channel by --x"));
   ExpectHostileSafe(cases[1].first, 0);
+}
+
+/// Blocks of an MDF file; the places of blocks are known as each is a multiple of 8 long.
+class Mdf : public Made {
+ public:
+  Mdf() : Made("MDF     4.10    program ") { Put(0U, std::uint16_t{410}); }
+
+  /// Returns the place of the block.
+  std::uint64_t Block(const char* id, const std::vector<std::uint64_t>& links, Made data) {
+    resize((std::max<std::size_t>(size(), 64) + 7) / 8 * 8);
+    const std::uint64_t place = size();
+    append("##").append(id).append(4, '\0');
+    Put(std::uint64_t{24 + 8 * links.size() + data.size()}, std::uint64_t{links.size()});
+    for (const std::uint64_t link : links) {
+      Put(link);
+    }
+    append(data);
+    return place;
+  }
+  std::uint64_t Channel(std::uint64_t next, const char* name, const char* unit, std::uint64_t rule,
+                        std::uint8_t type, std::uint8_t dataType, std::uint8_t bit,
+                        std::uint32_t byte, std::uint32_t bits) {
+    const std::uint64_t nameAt = Block("TX", {}, {name});
+    const std::uint64_t unitAt = Block("MD", {}, {std::string("<CNunit><TX>") + unit + "</TX>"});
+    return Block("CN", {next, 0, nameAt, 0, rule, 0, unitAt, 0},
+                 Made().Put(type, std::uint8_t{1}, dataType, bit, byte, bits, 0U, 0U, 0U) +
+                     std::string(48, '\0'));
+  }
+  std::uint64_t Rule(std::uint8_t type, const std::vector<double>& values) {
+    Made data = Made().Put(type, std::uint8_t{0}, std::uint16_t{0}, std::uint16_t{0},
+                           static_cast<std::uint16_t>(values.size()), 0.0, 0.0);
+    for (const double v : values) {
+      data.Put(v);
+    }
+    return Block("CC", {0, 0, 0, 0}, data);
+  }
+};
+
+/// Records of time, an integer of 16 bits, and three bits of it.
+std::string MdfFile(std::uint8_t ruleType, const std::vector<double>& rule,
+                    const std::function<std::uint64_t(Mdf&, const Made&)>& data,
+                    std::uint64_t records = 3, std::uint64_t kinds = 1) {
+  Mdf file;
+  const Made bytes =
+      Made().Put(1.0F, std::int16_t{5}, 1.5F, std::int16_t{-2}, 2.0F, std::int16_t{16});
+  file.Block("HD", {0, 0, 0, 0, 0, 0}, {std::string(32, '\0')});
+  const std::uint64_t ccAt = ruleType == 0 ? 0 : file.Rule(ruleType, rule);
+  const std::uint64_t bitsAt = file.Channel(0, "bits\\CAN", "", 0, 0, 0, 1, 4, 3);
+  const std::uint64_t valueAt = file.Channel(bitsAt, "value", "m &lt;", ccAt, 0, 2, 0, 4, 16);
+  const std::uint64_t timeAt = file.Channel(valueAt, "t", "", 0, 2, 4, 0, 0, 32);
+  const Made counts = Made().Put(std::uint64_t{0}, records, 0U, 0U, 6U, 0U);
+  std::uint64_t kindAt = 0;
+  for (; kinds > 0; --kinds) {
+    kindAt = file.Block("CG", {kindAt, timeAt, 0, 0, 0, 0}, counts);
+  }
+  const std::uint64_t dataAt = data(file, bytes);
+  const std::uint64_t groupAt =
+      file.Block("DG", {0, kindAt, dataAt, 0}, Made().Put(std::uint64_t{0}));
+  file.replace(64 + 24, 8, Made().Put(groupAt));
+  return file;
+}
+
+std::uint64_t Zipped(Mdf& file, const Made& bytes, std::uint8_t method, std::uint32_t columns,
+                     std::uint64_t stated) {
+  std::string packed(200, '\0');
+  uLongf size = packed.size();
+  EXPECT_EQ(compress(reinterpret_cast<Bytef*>(packed.data()), &size,
+                     reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()),
+            Z_OK);
+  packed.resize(size);
+  return file.Block(
+      "DZ", {},
+      Made("DT").Put(method, std::uint8_t{0}, columns, stated, std::uint64_t{size}) + packed);
+}
+
+TEST(MdfFiles, SortedGroupsAreReadFromBlocksOfAllKinds) {
+  const auto plain = [](Mdf& file, const Made& bytes) { return file.Block("DT", {}, bytes); };
+  const auto list = [](Mdf& file, const Made& bytes) {
+    const std::uint64_t first = file.Block("DT", {}, {bytes.substr(0, 7)});
+    const std::uint64_t second = Zipped(file, bytes.substr(7), 0, 0, bytes.size() - 7);
+    const Made counts = Made().Put(0U, 1U, std::uint64_t{0});
+    const std::uint64_t end = file.Block("DL", {0, second}, counts);
+    return file.Block("HL", {file.Block("DL", {end, first}, counts)}, {"12345678"});
+  };
+  const auto transposed = [](Mdf& file, const Made& bytes) {
+    Made turned;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      turned += bytes[i % 3 * 6 + i / 3];
+    }
+    return Zipped(file, turned, 1, 6, bytes.size());
+  };
+  const auto bomb = [](Mdf& file, const Made& bytes) {
+    return Zipped(file, bytes, 0, 0, std::uint64_t{1} << 40);
+  };
+  const auto circle = [](Mdf& file, const Made&) {
+    const std::uint64_t place = (file.size() + 7) / 8 * 8;
+    return file.Block("DL", {place}, Made().Put(0U, 0U));
+  };
+  const std::string bits = "bits [] 1+0.5[s]: 2 7 0; ";
+  const auto read = [&](const char* values) {
+    return "value [m <] 1+0.5[s]: " + std::string(values) + "; " + bits;
+  };
+  const std::pair<std::string, std::string> cases[] = {
+      {MdfFile(0, {}, plain), read("5 -2 16")},
+      {MdfFile(0, {}, list), read("5 -2 16")},
+      {MdfFile(0, {}, transposed), read("5 -2 16")},
+      {MdfFile(1, {0.5, 2.0}, plain), read("10.5 -3.5 32.5")},
+      {MdfFile(2, {0, 2, 0, 0, 0, 4}, plain), read("2.5 -1 8")},
+      {MdfFile(4, {0, 1, 10, 3}, plain), read("2 1 3")},
+      {MdfFile(5, {0, 1, 10, 3}, plain), read("1 1 3")},
+      {MdfFile(6, {0, 5, 7, 6, 20, 8, -1}, plain), read("7 -1 8")},
+      {MdfFile(7, {}, plain), bits + "| left out, as a rule makes texts of their values: 'value'"},
+      {MdfFile(0, {}, plain, 4), "4 records of 6 bytes are stated, the data blocks hold 18 bytes"},
+      {MdfFile(0, {}, plain, UINT64_MAX), "cut short: 18446744073709551615 records"},
+      {MdfFile(0, {}, plain, 3, 2), "unsorted: records of 2 groups lie among each other"},
+      {MdfFile(0, {}, bomb), "zipped data cannot expand to what is stated"},
+      {MdfFile(0, {}, circle), "lists lead in a circle, to a block for a second time"},
+      {Mdf().replace(28, 2, "\x40\x01").append(64, ' '), "version 4.10; only version 4 is read"},
+  };
+  for (const auto& [file, shown] : cases) {
+    EXPECT_THAT(Read(file), HasSubstr(shown));
+  }
+  ExpectHostileSafe(cases[1].first, 0);
+  ExpectHostileSafe(cases[2].first, 0);
+  ExpectHostileSafe(cases[5].first, 0);
 }
 
 }  // namespace
