@@ -125,26 +125,22 @@ TEST(Calibration, SaysWhenNothingCanBeFormed) {
 /// The same from all scores at once, sorted.
 SCalibratedLimit Plain(const std::vector<SPartScores>& parts, std::int64_t beyond) {
   const auto n = static_cast<double>(parts.size());
+  std::vector<double> numbers(parts.size(), kLowestScore);
   double mean[2] = {};
   double squares[2] = {};
-  for (const SPartScores& part : parts) {
-    mean[0] += part.above / n;
-    mean[1] += part.below / n;
-  }
-  for (const SPartScores& part : parts) {
-    squares[0] += (part.above - mean[0]) * (part.above - mean[0]);
-    squares[1] += (part.below - mean[1]) * (part.below - mean[1]);
-  }
-  std::vector<double> numbers;
-  for (const SPartScores& part : parts) {
-    double largest = kLowestScore;
-    for (int side = 0; side < 2; ++side) {
-      const double d = (side == 0 ? part.above : part.below) - mean[side];
-      const double others = squares[side] - d * d * n / (n - 1.0);
-      largest =
-          std::max(largest, ScoreOf(d * n / (n - 1.0) / std::sqrt(others / (n - 1.0)), n - 1.0));
+  for (const int side : {0, 1}) {
+    const auto score = [&](std::size_t i) { return side == 0 ? parts[i].above : parts[i].below; };
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      mean[side] += score(i) / n;
     }
-    numbers.push_back(largest);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      squares[side] += (score(i) - mean[side]) * (score(i) - mean[side]);
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      const double d = (score(i) - mean[side]) * n / (n - 1.0);
+      const double others = squares[side] - (score(i) - mean[side]) * d;
+      numbers[i] = std::max(numbers[i], ScoreOf(d / std::sqrt(others / (n - 1.0)), n - 1.0));
+    }
   }
   std::sort(numbers.begin(), numbers.end(), std::greater<>());
   const double factor = FactorOf(numbers[static_cast<std::size_t>(beyond - 1)], n);
@@ -219,12 +215,8 @@ TEST(Calibration, RecordsAreSafe) {
     ExpectHostileSafe(
         record, [] { return CLimitCalibration(); }, kReadState, kWriteState);
     int taken = 0;
-    for (std::size_t i = 0; i < 3 * (record.size() - 20); ++i) {
-      Bytes bytes = record;
-      bytes[16 + i / 3] = std::array<std::uint8_t, 3>{0x00, 0x7F, 0xFF}[i % 3];
-      CLimitCalibration read;
-      taken += bytes != record && ReadBlock(read, WithChecksum(bytes), kReadState) ? 1 : 0;
-    }
+    RefusedPlaces<CLimitCalibration>(record,
+                                     [&](CLimitCalibration&, bool ok) { taken += ok ? 1 : 0; });
     EXPECT_LT(taken, 20) << "sums, order and scores bind each other but for the last bits";
   }
   Bytes many = Written(Of(RandomParts(600, 3)), kWriteState);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -247,41 +248,34 @@ TEST(CheckedCurve, TakesFewPointsThatAreAllTheSame) {
 }
 
 TEST(SignalHealth, TellsRecordingsFromDeadAndClippedOnes) {
-  struct SHealthCase {
+  const auto sine = [](float step, int i) { return std::sin(step * static_cast<float>(i)); };
+  const struct {
     const char* name;
-    float (*sample)(int i);
+    std::function<float(int i)> sample;
     SignalHealth health;
     int count = 2000;
-  };
-  const SHealthCase kCases[] = {
+  } cases[] = {
       {"silent", [](int) { return 0.0F; }, SignalHealth::kSilent},
       {"constant", [](int) { return 0.5F; }, SignalHealth::kConstant, 16},
       {"few bands alike", [](int) { return 0.5F; }, SignalHealth::kUnknown, 15},
-      {"sound", [](int i) { return std::sin(0.1F * static_cast<float>(i)); },
-       SignalHealth::kHealthy},
-      {"clipped", [](int i) { return std::min(std::sin(0.1F * static_cast<float>(i)), 0.9F); },
-       SignalHealth::kClipped},
+      {"sound", [&](int i) { return sine(0.1F, i); }, SignalHealth::kHealthy},
+      {"clipped", [&](int i) { return std::min(sine(0.1F, i), 0.9F); }, SignalHealth::kClipped},
       {"single samples at full scale",
-       [](int i) {
-         const float x =
-             std::sin(1.3F * static_cast<float>(i)) + std::sin(0.71F * static_cast<float>(i));
-         return std::clamp(x, -1.7F, 1.7F);
-       },
+       [&](int i) { return std::clamp(sine(1.3F, i) + sine(0.71F, i), -1.7F, 1.7F); },
        SignalHealth::kClipped},
       {"a cycle that rests at its setpoints",
-       [](int i) { return std::clamp(3.0F * std::sin(0.05F * static_cast<float>(i)), 0.0F, 1.0F); },
+       [&](int i) { return std::clamp(3.0F * sine(0.05F, i), 0.0F, 1.0F); },
        SignalHealth::kHealthy},
       {"a switch", [](int i) { return i / 50 % 2 == 0 ? 1.0F : -1.0F; }, SignalHealth::kHealthy},
       {"a count of few steps", [](int i) { return static_cast<float>(i / 5 % 9 - 4); },
        SignalHealth::kHealthy},
   };
-  for (const SHealthCase& c : kCases) {
-    SCOPED_TRACE(c.name);
-    std::vector<float> samples;
+  for (const auto& c : cases) {
+    std::vector<float> samples(static_cast<std::size_t>(c.count));
     for (int i = 0; i < c.count; ++i) {
-      samples.push_back(c.sample(i));
+      samples[static_cast<std::size_t>(i)] = c.sample(i);
     }
-    EXPECT_EQ(HealthOf(samples), c.health) << WideToUtf8(Text(HealthOf(samples)));
+    EXPECT_EQ(HealthOf(samples), c.health) << c.name << ": " << WideToUtf8(Text(HealthOf(samples)));
   }
 }
 

@@ -36,50 +36,6 @@ TEST(DriftAlarm, KeepsItsRunLengthOverStableParts) {
   EXPECT_NEAR(static_cast<double>(kParts) / static_cast<double>(alarm.Alarms()), 1000.0, 100.0);
 }
 
-/// Page and Hinkley's test as it is usually set up, with the mean of the parts so far.
-class PageHinkley {
- public:
-  bool Add(double x) {
-    n_ += 1.0;
-    mean_ += (x - mean_) / n_;
-    up_ = std::max(0.0, up_ + x - mean_ - 0.005);
-    down_ = std::max(0.0, down_ - x + mean_ - 0.005);
-    return std::max(up_, down_) > 40.47;  // one false alarm in 1000 parts, by simulation
-  }
-
- private:
-  double n_ = 0.0;
-  double mean_ = 0.0;
-  double up_ = 0.0;
-  double down_ = 0.0;
-};
-
-TEST(DriftAlarm, FindsHalfASpreadSoonerThanPageAndHinkley) {
-  std::mt19937 random(2);
-  std::normal_distribution<double> normal;
-  const double threshold = DriftThreshold(1000);
-  double ours = 0.0;
-  double theirs = 0.0;
-  for (int series = 0; series < 300; ++series) {
-    CDriftAlarm alarm(threshold);
-    PageHinkley other;
-    for (int i = 0; i < 200; ++i) {
-      const double x = normal(random);
-      alarm.Add(x);
-      other.Add(x);
-    }
-    const std::int64_t before = alarm.Alarms();
-    for (bool found = false; !found; ++ours) {
-      alarm.Add(normal(random) + 0.5);
-      found = alarm.Alarms() > before;
-    }
-    for (bool found = false; !found; ++theirs) {
-      found = other.Add(normal(random) + 0.5);
-    }
-  }
-  EXPECT_LT(ours, 0.8 * theirs);
-}
-
 TEST(DriftAlarm, NamesDirectionAndPlace) {
   std::mt19937 random(5);
   std::normal_distribution<double> normal;
@@ -137,15 +93,11 @@ TEST(DriftAlarm, MergesInAnyOrderAndKeepsItsRecord) {
   ExpectHostileSafe(
       record, [] { return CDriftAlarm(); }, kReadState, kWriteState);
   int refused = 0;
-  for (std::size_t i = 0; i < 2 * (record.size() - 20); ++i) {
-    Bytes bytes = record;
-    bytes[16 + i / 2] = i % 2 == 0 ? 0x7F : 0xFF;
-    CDriftAlarm read;
-    const bool ok = ReadBlock(read, WithChecksum(bytes), kReadState);
+  RefusedPlaces<CDriftAlarm>(record, [&](CDriftAlarm& read, bool ok) {
     refused += ok ? 0 : 1;
     read.Add(1.0);
     EXPECT_TRUE(!ok || !std::isnan(read.Up() + read.Down()));
-  }
+  });
   EXPECT_GT(refused, 20);
 }
 

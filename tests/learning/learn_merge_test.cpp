@@ -140,16 +140,11 @@ TEST(LearnMerge, RefusesWithAReasonAndChangesNothing) {
   otherTrack.Vorlage(&curve);
   otherTrack.BasisLernenAnzahl(9);
   EXPECT_EQ(track.Merge(otherTrack), MergeStatus::kRule);
-  CLernenderGrenzwert value, otherValue;
-  otherValue.FesteOGSetzen(3.0F, true);
-  EXPECT_EQ(value.Merge(otherValue), MergeStatus::kRule);
-  otherValue.FesteOGSetzen(0.0F, false);
-  otherValue.Zeitskala(3);
-  EXPECT_EQ(value.Merge(otherValue), MergeStatus::kTimeScale);
-  otherValue.Zeitskala(10000);
-  otherValue.ExternerLernFaktor(0.5F);
-  EXPECT_EQ(value.Merge(otherValue), MergeStatus::kFactor);
-  EXPECT_EQ(otherValue.Merge(value), MergeStatus::kFactor);
+  CLernenderGrenzwert value, ruled, forced;
+  ruled.FesteOGSetzen(3.0F, true);
+  forced.ExternerLernFaktor(0.5F);
+  EXPECT_EQ(value.Merge(ruled), MergeStatus::kRule);
+  EXPECT_EQ(forced.Merge(value), MergeStatus::kFactor);
 }
 
 }  // namespace

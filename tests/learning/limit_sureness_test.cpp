@@ -60,8 +60,6 @@ TEST(LimitSureness, OfCurvesAndTracks) {
   tracks.Vorlage(&curve);
   EXPECT_EQ(SurenessOf(tracks).parts, 0);
   CLernenderGrenzwert single;
-  single.NeueMessung(5.0F);
-  EXPECT_EQ(SurenessOf(single).parts, 1);
   single.Neustart(10000);
   single.Bildungsregel(0.0F, 3.0F);
   for (const float x : {1.0F, 2.0F, 3.0F}) {

@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "limes/learning/distributions.h"
-#include "limes/learning/limit_sureness.h"
 
 namespace limes {
 namespace {
@@ -40,16 +39,6 @@ TEST(Score, FactorIsTheExactInverse) {
       EXPECT_NEAR(FactorOf(u, n) / e, 1.0, 2e-15 * magnified) << n << ", " << e;
       EXPECT_EQ(ScoreOf(-e, n), -u);
       EXPECT_EQ(FactorOf(-u, n), -FactorOf(u, n));
-    }
-  }
-}
-
-TEST(Score, AgreesWithTheExactDistribution) {
-  const std::pair<double, double> cases[] = {{5, 0.13}, {10, 0.03}, {20, 0.007}, {50, 0.001}};
-  for (const auto& [n, most] : cases) {
-    for (double u = -5.0; u <= 5.0; u += 0.25) {
-      const double share = ChanceRejection(n, FactorOf(u, n));
-      EXPECT_NEAR(-detail::NormalQuantile(share), u, most) << n;
     }
   }
 }

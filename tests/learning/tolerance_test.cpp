@@ -113,29 +113,23 @@ TEST(GaugeStudy, PublishedTable) {
   EXPECT_EQ(StudyGauge(readings, study), GaugeStatus::kNotFinite);
 }
 
-TEST(GaugeStudy, FindsTheComponentsOfSimulatedMeasurements) {
-  std::mt19937 random(3);
-  std::normal_distribution<double> normal;
+/// Patterns that are orthogonal, so that each sum of squares is known.
+TEST(GaugeStudy, TellsItsComponentsApart) {
   std::vector<SGaugeReading> readings;
-  double person[40];
-  for (double& p : person) {
-    p = 0.6 * normal(random);
-  }
-  for (std::uint32_t part = 0; part < 200; ++part) {
-    const double value = 3.0 * normal(random);
-    for (std::uint32_t p = 0; p < 40; ++p) {
-      const double both = 0.5 * normal(random);
-      for (int trial = 0; trial < 3; ++trial) {
-        readings.push_back({part, p, value + person[p] + both + 0.4 * normal(random)});
+  for (std::uint32_t part = 0; part < 4; ++part) {
+    for (std::uint32_t person = 0; person < 3; ++person) {
+      const double both = (person == 1 ? -1.0 : 0.5) * (part % 2 == 0 ? 1.0 : -1.0);
+      for (const double trial : {-0.4, 0.4}) {
+        readings.push_back({part, person, (part < 2 ? -3.0 : 3.0) + person + both + trial});
       }
     }
   }
   SGaugeStudy study;
   ASSERT_EQ(StudyGauge(readings, study), GaugeStatus::kOk);
-  EXPECT_NEAR(study.repeatability, 0.4, 0.01);
-  EXPECT_NEAR(study.interaction, 0.5, 0.02);
-  EXPECT_NEAR(study.reproducibility, std::sqrt(0.36 + 0.25), 0.12);
-  EXPECT_NEAR(study.partToPart, 3.0, 0.3);
+  EXPECT_NEAR(std::pow(study.repeatability, 2.0), 0.32, 1e-12);
+  EXPECT_NEAR(std::pow(study.interaction, 2.0), (2.0 - 0.32) / 2.0, 1e-12);
+  EXPECT_NEAR(std::pow(study.reproducibility, 2.0), 0.84 + (8.0 - 2.0) / 8.0, 1e-12);
+  EXPECT_NEAR(std::pow(study.partToPart, 2.0), (72.0 - 2.0) / 6.0, 1e-12);
   EXPECT_FALSE(study.pooled);
 }
 

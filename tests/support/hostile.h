@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -70,6 +71,36 @@ bool ReadBlock(Object& object, std::span<const std::uint8_t> record, Read read,
     *position = stream.Position();
   }
   return ok;
+}
+
+/// The bytes of a learn state's payload of which values out of 0x00, 0x7F and 0xFF are refused,
+/// though the checksum is right: " 3-5' 9" with a ' for every further value. What was read of each,
+/// and whether it was, goes to use.
+template <class Learner, class Use>
+std::string RefusedPlaces(const Bytes& record, Use use) {
+  std::vector<int> refused(record.size() - 20);
+  for (std::size_t i = 0; i < 3 * refused.size(); ++i) {
+    Bytes bytes = record;
+    bytes[16 + i / 3] = std::array<std::uint8_t, 3>{0x00, 0x7F, 0xFF}[i % 3];
+    if (bytes != record) {
+      Learner learner;
+      const bool ok = ReadBlock(learner, WithChecksum(bytes), kReadState);
+      refused[i / 3] += ok ? 0 : 1;
+      use(learner, ok);
+    }
+  }
+  std::string text;
+  for (std::size_t i = 0, end = 0; i < refused.size(); i = end) {
+    end = i + 1;
+    while (end < refused.size() && refused[end] == refused[i]) {
+      ++end;
+    }
+    if (refused[i] > 0) {
+      text += ' ' + std::to_string(i) + (end > i + 1 ? '-' + std::to_string(end - 1) : "");
+      text.append(static_cast<std::size_t>(refused[i] - 1), '\'');
+    }
+  }
+  return text;
 }
 
 /// Reads the record whole, cut at every byte, and with four other values in every byte. Each time
