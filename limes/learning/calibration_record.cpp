@@ -13,10 +13,13 @@ namespace limes {
 struct CLimitCalibration::SHead {
   std::uint8_t sides = 0;
   std::int64_t count = 0;
-  detail::ScoreMoments::Words above{};
-  detail::ScoreMoments::Words below{};
+  detail::ScoreMoments above;
+  detail::ScoreMoments below;
 
-  static constexpr auto Fields(auto& h) { return std::tie(h.sides, h.count, h.above, h.below); }
+  static constexpr auto Fields(auto& h) {
+    return std::tuple_cat(std::tie(h.sides, h.count), detail::ScoreMoments::Fields(h.above),
+                          detail::ScoreMoments::Fields(h.below));
+  }
 };
 
 namespace {
@@ -64,8 +67,7 @@ bool CLimitCalibration::IsConsistent() const {
 bool CLimitCalibration::WriteState(CFileStream& file) const {
   return detail::WriteLearnState(
       file, detail::LearnStateKind::kCalibration, [this](detail::RecordWriter& record) {
-        record.PutFields(
-            SHead{static_cast<std::uint8_t>(sides_), count_, above_.ToWords(), below_.ToWords()});
+        record.PutFields(SHead{static_cast<std::uint8_t>(sides_), count_, above_, below_});
         PutParts(record, highest_, sides_);
         PutParts(record, deepest_, sides_);
         return true;
@@ -83,8 +85,8 @@ LearnStateStatus CLimitCalibration::ReadState(CFileStream& file) {
     }
     read = CLimitCalibration(static_cast<ScoreSides>(head.sides));
     read.count_ = head.count;
-    read.above_ = detail::ScoreMoments(head.above);
-    read.below_ = detail::ScoreMoments(head.below);
+    read.above_ = head.above;
+    read.below_ = head.below;
     const auto kept = std::min(static_cast<std::size_t>(head.count), kKept);
     if (!read.MakeRoom()) {
       return LearnStateStatus::kMemory;

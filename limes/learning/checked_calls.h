@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "limes/learning/part.h"
@@ -15,6 +17,27 @@ auto& Made(Pointer& object) {
     object = Pointer(new typename Pointer::element_type());
   }
   return *object;
+}
+
+/// All that can fail of learning a part, by one learner or by one for each side: room is made for
+/// all of them or for none.
+template <class Tool>
+PartStatus PrepareLearning(std::span<Tool> tools, const typename Tool::Part& part,
+                           const SPartRule& rule, typename Tool::Fitted& fitted) {
+  const PartStatus status = tools[0].CheckForLearning(part, rule, fitted);
+  if (status != PartStatus::kOk || !fitted.room.IsNeeded()) {
+    return status;
+  }
+  std::array<typename Tool::Room, 2> rooms;
+  for (std::size_t i = 0; i < tools.size(); ++i) {
+    if (!tools[i].MakeRoom(part, fitted, rooms[i])) {
+      return PartStatus::kMemory;
+    }
+  }
+  for (std::size_t i = 0; i < tools.size(); ++i) {
+    tools[i].TakeRoom(rooms[i]);
+  }
+  return tools[0].Fit(part, fitted);
 }
 
 /// The checked calls of a learner, put together from its steps: CheckForLearning tells whether a
@@ -32,15 +55,7 @@ class CheckedCalls {
     return IfMemoryAllows(PartStatus::kMemory, [&] {
       auto& tool = static_cast<Tool&>(*this);
       auto&& fitted = tool.Scratch();
-      PartStatus status = tool.CheckForLearning(part, rule, fitted);
-      if (status == PartStatus::kOk && fitted.room.IsNeeded()) {
-        typename Tool::Room room;
-        if (!tool.MakeRoom(part, fitted, room)) {
-          return PartStatus::kMemory;
-        }
-        tool.TakeRoom(room);
-        status = tool.Fit(part, fitted);
-      }
+      const PartStatus status = PrepareLearning(std::span(&tool, 1), part, rule, fitted);
       if (status == PartStatus::kOk) {
         tool.LearnFitted(fitted);
       }

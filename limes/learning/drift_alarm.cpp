@@ -138,72 +138,55 @@ MergeStatus CDriftAlarm::Merge(const CDriftAlarm& other) {
   shifts_ = std::min(shifts_ + other.shifts_, kMostShifts);
   alarms_ = std::min(alarms_ + other.alarms_, kMostShifts);
   moments_.Add(other.moments_);
-  up_ =
-      std::max(up_, other.up_, [](const Side& a, const Side& b) { return a.Order() < b.Order(); });
-  down_ = std::max(down_, other.down_,
-                   [](const Side& a, const Side& b) { return a.Order() < b.Order(); });
+  const auto before = [](const Side& a, const Side& b) {
+    return Side::Fields(a) < Side::Fields(b);
+  };
+  up_ = std::max(up_, other.up_, before);
+  down_ = std::max(down_, other.down_, before);
   return MergeStatus::kOk;
 }
 
 /// Everything of an alarm, in the order of its record.
+template <class Alarm>
 struct CDriftAlarm::SRecord {
-  double threshold = 0.0;
-  double allowance = 0.0;
-  std::int64_t shifts = 0;
-  std::int64_t alarms = 0;
-  detail::ScoreMoments::Words moments{};
-  double upSum = 0.0;
-  std::int64_t upParts = 0;
-  double upExcess = 0.0;
-  double upPlace = 0.0;
-  double downSum = 0.0;
-  std::int64_t downParts = 0;
-  double downExcess = 0.0;
-  double downPlace = 0.0;
+  Alarm& alarm;
 
   static constexpr auto Fields(auto& r) {
-    return std::tie(r.threshold, r.allowance, r.shifts, r.alarms, r.moments, r.upSum, r.upParts,
-                    r.upExcess, r.upPlace, r.downSum, r.downParts, r.downExcess, r.downPlace);
-  }
-
-  bool IsConsistent() const {
-    const auto count = [](std::int64_t n, std::int64_t most) { return n >= 0 && n <= most; };
-    const auto side = [&](double sum, std::int64_t parts, double excess, double place) {
-      return sum >= 0.0 && sum <= threshold && count(parts, shifts) && !std::isnan(excess) &&
-             !std::isnan(place);
-    };
-    return threshold >= 0.0 && threshold <= kMostThreshold && allowance >= 0.0 &&
-           allowance <= kMostAllowance && count(shifts, kMostShifts) && count(alarms, shifts) &&
-           side(upSum, upParts, upExcess, upPlace) &&
-           side(downSum, downParts, downExcess, downPlace);
+    auto& a = r.alarm;
+    return std::tuple_cat(std::tie(a.threshold_, a.allowance_, a.shifts_, a.alarms_),
+                          detail::ScoreMoments::Fields(a.moments_), Side::Fields(a.up_),
+                          Side::Fields(a.down_));
   }
 };
 
+bool CDriftAlarm::IsConsistent() const {
+  const auto count = [](std::int64_t n, std::int64_t most) { return n >= 0 && n <= most; };
+  const auto side = [&](const Side& s) {
+    return s.sum >= 0.0 && s.sum <= threshold_ && count(s.parts, shifts_) &&
+           !std::isnan(s.excess) && !std::isnan(s.place);
+  };
+  return threshold_ >= 0.0 && threshold_ <= kMostThreshold && allowance_ >= 0.0 &&
+         allowance_ <= kMostAllowance && count(shifts_, kMostShifts) && count(alarms_, shifts_) &&
+         side(up_) && side(down_);
+}
+
 bool CDriftAlarm::WriteState(CFileStream& file) const {
-  return detail::WriteLearnState(
-      file, detail::LearnStateKind::kDriftAlarm, [this](detail::RecordWriter& record) {
-        record.PutFields(SRecord{threshold_, allowance_, shifts_, alarms_, moments_.ToWords(),
-                                 up_.sum, up_.parts, up_.excess, up_.place, down_.sum, down_.parts,
-                                 down_.excess, down_.place});
-        return true;
-      });
+  return detail::WriteLearnState(file, detail::LearnStateKind::kDriftAlarm,
+                                 [this](detail::RecordWriter& record) {
+                                   record.PutFields(SRecord<const CDriftAlarm>{*this});
+                                   return true;
+                                 });
 }
 
 LearnStateStatus CDriftAlarm::ReadState(CFileStream& file) {
-  const auto get = [](detail::RecordReader& in, SRecord& read, std::uint16_t /*version*/) {
-    return in.GetFields(read) && read.IsConsistent() ? LearnStateStatus::kOk
-                                                     : LearnStateStatus::kContent;
+  const auto get = [](detail::RecordReader& in, CDriftAlarm& read, std::uint16_t /*version*/) {
+    SRecord<CDriftAlarm> record{read};
+    return in.GetFields(record) && read.IsConsistent() ? LearnStateStatus::kOk
+                                                       : LearnStateStatus::kContent;
   };
-  const auto commit = [this](const SRecord& read) {
-    threshold_ = read.threshold;
-    allowance_ = read.allowance;
-    shifts_ = read.shifts;
-    alarms_ = read.alarms;
-    moments_ = detail::ScoreMoments(read.moments);
-    up_ = {read.upSum, read.upParts, read.upExcess, read.upPlace};
-    down_ = {read.downSum, read.downParts, read.downExcess, read.downPlace};
-  };
-  return detail::ReadLearnState<SRecord>(file, detail::LearnStateKind::kDriftAlarm, get, commit);
+  const auto commit = [this](const CDriftAlarm& read) { *this = read; };
+  return detail::ReadLearnState<CDriftAlarm>(file, detail::LearnStateKind::kDriftAlarm, get,
+                                             commit);
 }
 
 }  // namespace limes

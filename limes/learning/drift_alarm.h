@@ -87,7 +87,9 @@ class LIMES_EXPORT CDriftAlarm {
  private:
   static constexpr double kDefaultThreshold = 14.4929;  // one false alarm in 10,000 parts
 
+  template <class Alarm>
   struct SRecord;
+  bool IsConsistent() const;
 
   /// One side since it last left 0.
   struct Side {
@@ -96,7 +98,7 @@ class LIMES_EXPORT CDriftAlarm {
     double excess = 0.0;
     double place = 0.0;
 
-    auto Order() const { return std::tie(sum, parts, excess, place); }
+    static constexpr auto Fields(auto& s) { return std::tie(s.sum, s.parts, s.excess, s.place); }
     void Add(double step, double excessHere, double placeHere);
   };
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <array>
 #include <cmath>
 #include <cstdint>
+#include <tuple>
 
 namespace limes::detail {
 
@@ -42,11 +42,9 @@ struct ScoreMoments {
   ExactSum<51> sum;
   ExactSum<41> squares;
 
-  using Words = std::array<std::uint64_t, 4>;  ///< as they stand in records
-
-  ScoreMoments() = default;
-  explicit ScoreMoments(const Words& w) : sum{w[0], w[1]}, squares{w[2], w[3]} {}
-  Words ToWords() const { return {sum.low, sum.high, squares.low, squares.high}; }
+  static constexpr auto Fields(auto& m) {
+    return std::tie(m.sum.low, m.sum.high, m.squares.low, m.squares.high);
+  }
 
   friend bool operator==(const ScoreMoments&, const ScoreMoments&) = default;
 

@@ -70,20 +70,8 @@ class CSided {
   /// is made on all sides or on none.
   [[nodiscard]] PartStatus PrepareLearning(const Part& part, const SPartRule& rule = {}) {
     return detail::IfMemoryAllows(PartStatus::kMemory, [&] {
-      const PartStatus status = First().CheckForLearning(part, rule, fitted_);
-      if (status != PartStatus::kOk || !fitted_.room.IsNeeded()) {
-        return status;
-      }
-      std::array<typename Tool::Room, 2> rooms;  // for all sides or for none
-      for (const Side side : Limited()) {
-        if (!(*this)[side].MakeRoom(part, fitted_, rooms[CSidedJudgement::Index(side)])) {
-          return PartStatus::kMemory;
-        }
-      }
-      for (const Side side : Limited()) {
-        (*this)[side].TakeRoom(rooms[CSidedJudgement::Index(side)]);
-      }
-      return First().Fit(part, fitted_);
+      return detail::PrepareLearning(std::span(tools_).subspan(first_, count_), part, rule,
+                                     fitted_);
     });
   }
 
