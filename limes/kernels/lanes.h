@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "limes/kernels/extremes_rule.h"
+
 namespace limes::detail {
 
 /// Eight floats side by side, which the compiler halves where the processor's vectors are shorter.
@@ -15,22 +17,6 @@ constexpr std::size_t kLanes = 8;
 
 /// From so many values on lanes are faster than one by one.
 constexpr std::size_t kWorthLanes = 48;
-
-// The rule of extremes, for floats and lanes alike: a becomes the lower (the higher) one of both
-// and stays where they tie or b is NaN. So a leading NaN stays, another one is passed over, and of
-// zeros the first one's sign counts as long as the values come in order.
-struct SLower {
-  template <class T>
-  void operator()(T& a, const T& b) const {
-    a = b < a ? b : a;
-  }
-};
-struct SHigher {
-  template <class T>
-  void operator()(T& a, const T& b) const {
-    a = b > a ? b : a;
-  }
-};
 
 /// Loads lanes for TakeLanes.
 inline auto LanesAt(const float* p) {

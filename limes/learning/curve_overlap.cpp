@@ -9,7 +9,7 @@ namespace limes::detail {
 namespace {
 
 void TakeLargest(SComparison& best, std::int64_t i, const float* k, const float* r, std::size_t n) {
-  const SLargest here = LargestDifference(k, r, n);
+  const SLargest here = FindLargestDifference(k, r, n);
   if (here.difference > best.largest ||
       (std::isnan(best.largest) && !std::isnan(here.difference))) {
     best.index = i + static_cast<std::int64_t>(here.index);

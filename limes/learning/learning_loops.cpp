@@ -219,7 +219,7 @@ void WidenValues(float* y, std::size_t n, std::size_t w) {
   }
 }
 
-SLargest LargestDifference(const float* k, const float* r, std::size_t n) {
+SLargest FindLargestDifference(const float* k, const float* r, std::size_t n) {
   constexpr std::size_t kSearched = 512;
   float largest = kLowest;
   std::size_t block = 0;

@@ -68,7 +68,7 @@ struct SLargest {
   std::size_t index;
   float difference;
 };
-SLargest LargestDifference(const float* k, const float* r, std::size_t n);
+SLargest FindLargestDifference(const float* k, const float* r, std::size_t n);
 
 /// sum + (k - r)^2 over the values with k > r, one after the other, in double.
 double AddSquaredExcess(double sum, const float* k, const float* r, std::size_t n);

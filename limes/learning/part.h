@@ -51,19 +51,19 @@ struct SCurvePart {
 /// kOk, kReference for the same unit with another reference, else kUnit.
 LIMES_EXPORT PartStatus CompareUnits(const CMeasuringUnit& part, const CMeasuringUnit& learnt);
 
-/// Which parts may be learnt.
-struct SPartRule {
-  /// Least share of the template's grid that a curve must cover, and least share of the curve that
-  /// the template must cover, 0 to 1. Tracks grow to what they see.
-  double minShare = 0.9;
-  bool allowShort = false;     ///< learn all the same; the judged range narrows for good
-  bool allowConstant = false;  ///< learn a curve that has one value only
-};
-
 /// Least shares of a curve and of a track that are judged for a pass, unless others are given. Of
 /// a track every part covers a range of its own.
 inline constexpr double kMinShareOfCurve = 0.9;
 inline constexpr double kMinShareOfTrack = 0.5;
+
+/// Which parts may be learnt.
+struct SPartRule {
+  /// Least share of the template's grid that a curve must cover, and least share of the curve that
+  /// the template must cover, 0 to 1. Tracks grow to what they see.
+  double minShare = kMinShareOfCurve;
+  bool allowShort = false;     ///< learn all the same; the judged range narrows for good
+  bool allowConstant = false;  ///< learn a curve that has one value only
+};
 
 /// A part drawn on the learnt grid: made once, then learnt or judged for both sides. Keeps its
 /// memory from part to part. One thread at a time.

@@ -55,7 +55,7 @@ inline bool JudgingIsPlain(const std::vector<float>& k, const std::vector<float>
     sum += k[i] > r[i] ? double{d} * double{d} : 0.0;
     finite = finite && std::isfinite(k[i]) && std::isfinite(r[i]);
   }
-  const detail::SLargest fast = detail::LargestDifference(k.data(), r.data(), n);
+  const detail::SLargest fast = detail::FindLargestDifference(k.data(), r.data(), n);
   return fast.index == plain.index && Same(fast.difference, plain.difference) &&
          Same(detail::AddSquaredExcess(0.0, k.data(), r.data(), n), sum) &&
          detail::AreFinite(k.data(), r.data(), n) == finite;

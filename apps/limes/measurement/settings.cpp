@@ -98,7 +98,7 @@ SSettings WithDefaults(const SGivenSettings& given) {
       result, given);
   if (result.tracks) {
     result.timeScale = given.timeScale.value_or(kTrackTimeScale);
-    result.minShare = given.minShare.value_or(0.5);
+    result.minShare = given.minShare.value_or(kMinShareOfTrack);
   }
   return result;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "apps/limes/errors.h"
+#include "limes/learning/part.h"
 #include "limes/learning/sided.h"
 #include "recordings/read_settings.h"
 
@@ -25,8 +26,9 @@ struct TRule {
   Field<double> factor = Form::Default(3.0);             ///< see base
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
-  Field<double> minShare = Form::Default(0.9);      ///< least share of the limit range for an OK
-  Field<bool> onePerCurve = Form::Default(false);   ///< one defect per curve, not per region
+  Field<double> minShare =
+      Form::Default(kMinShareOfCurve);             ///< least share of the limit range for an OK
+  Field<bool> onePerCurve = Form::Default(false);  ///< one defect per curve, not per region
 
   Sides WhichSides() const requires std::is_same_v<Form, SResolved> {
     return sides == "both" ? Sides::kBoth : sides == "lower" ? Sides::kLower : Sides::kUpper;

@@ -349,7 +349,8 @@ std::string CAxisModel<Tool>::Warning() {
     return "";
   }
   std::string text = CoarseSpread();
-  if (const auto n = static_cast<double>(Grid().DLen()); !kTrack && Grid().ILen() < 0.9 * n) {
+  if (const auto n = static_cast<double>(Grid().DLen());
+      !kTrack && Grid().ILen() < kMinShareOfCurve * n) {
     text += (text.empty() ? "" : "; ") + std::string("only ") +
             NumberText(std::round(100.0 * Grid().ILen() / n)) +
             " % of the first part's x range is learnt, some parts covered no more";

@@ -42,15 +42,16 @@ struct SRun {
 
 /// The store: one SQLite file in WAL mode, described in docs/store.md:
 ///   store     one row: settings (JSON), state_version (grows with every change of a learn state)
-///   quantity  what is measured: name, kind, units
-///   state     learn state per quantity and side, the library's record
-///   run       one row per learn or test command that stored something
-///   history   parts, mean and limit of each quantity and side after each run that learnt
-///   part      every part: name, label, "learnt" or its verdict, what tells its content apart,
-///   scores calibration  the scores of the good parts, of which limits for a rate are formed kept
-///   what was formed of the parts learnt last, so that they can be learnt again base      the learn
-///   states from before the first part that is kept verdict   numbers per judged part, quantity and
-///   side defect    report lines per judged part, most important first
+/// - quantity: what is measured: name, kind, units;
+/// - state: learn state per quantity and side, the library's record;
+/// - run: one row per command that stored something;
+/// - history: parts, mean and limit of each quantity and side after each run that learnt;
+/// - part: every part: name, label, "learnt" or its verdict, what tells its content apart, scores;
+/// - calibration: the scores of the good parts, of which limits for a rate are formed;
+/// - kept: what was formed of the parts learnt last, so that they can be learnt again;
+/// - base: the learn states from before the first part that is kept;
+/// - verdict: numbers per judged part, quantity and side, the fields of measurement/verdict.h;
+/// - defect: report lines per judged part, most important first.
 /// Everything about one part is written in one transaction. Throws CStoreError.
 class CStore {
  public:

@@ -13,10 +13,12 @@ const read = svg => {
   return plot;
 };
 
-const shown = (low, high) =>
-  low.toPrecision(5) + (low === high ? "" : " … " + high.toPrecision(5));
+/// Numbers as the program rounds them: four digits, places along an axis six.
+const rounded = (value, digits) => String(Number(value.toPrecision(digits)));
 
-const shownX = (plot, x) => plot.dots ? String(x) : x.toPrecision(5);
+const shown = (low, high) => rounded(low, 4) + (low === high ? "" : " … " + rounded(high, 4));
+
+const shownX = (plot, x) => plot.dots ? String(x) : rounded(x, 6);
 
 /// Without the chart library: the values at the pointer below the drawing.
 const follow = (svg, plot, out) => svg.addEventListener("pointermove", event => {
