@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "recordings/file_input.h"
 #include "recordings/measurement.h"
 #include "recordings/read_settings.h"
+#include "recordings/tables/dialect.h"
 
 namespace limes::recordings {
 
@@ -39,12 +41,14 @@ struct SReadContext {
   bool goodOnly = false;       ///< leave out parts with another label than the good one
   bool labelOptional = false;  ///< a table without the label column is no error, unless goodOnly
   NoteTaker note = nullptr;    ///< may be empty
+  std::optional<SDialect>* dialect = nullptr;  ///< of the tables of the run; null: of this one
 };
 
 /// Reader for a file of this kind; the stream must outlive it. Throws CInputError.
 std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
                                             const SReadContext& context);
 
+std::unique_ptr<CPartReader> MakeLongReader(CFileStream& stream, const SReadContext& context);
 std::unique_ptr<CPartReader> MakeTableRowReader(CFileStream& stream, const SReadContext& context);
 std::unique_ptr<CPartReader> MakeSignalRecordReader(CFileStream& stream,
                                                     const SReadContext& context);

@@ -149,7 +149,7 @@ void NoteUnit(std::string_view unit, const NoteTaker& note) {
 std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
                                             const SReadContext& context) {
   if (context.settings->IsTable() && kind != FileKind::kTable) {
-    throw CInputError(context.path, "--rows and --values are for CSV tables");
+    throw CInputError(context.path, "--rows, --values and --long are for tables");
   }
   if (!context.where->empty() && kind != FileKind::kTable) {
     throw CInputError(context.path, "has no column " + Quoted(context.where->front().column) +
@@ -169,6 +169,9 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
       return MakeSignalRecordReader(stream, context);
     default:
       break;
+  }
+  if (!context.settings->longForm.empty()) {
+    return MakeLongReader(stream, context);
   }
   if (context.settings->IsTable()) {
     return MakeTableRowReader(stream, context);
@@ -280,7 +283,8 @@ bool CPartSource::OpenNext() {
                              &config_.where,
                              config_.goodOnly,
                              config_.labelOptional,
-                             [this](const std::string& text) { Note(text); }};
+                             [this](const std::string& text) { Note(text); },
+                             &dialect_};
   reader_ = MakePartReader(kind, *stream_, context);
   const bool cut = config_.settings.cut > 0;
   several_ = cut || config_.settings.IsTable();

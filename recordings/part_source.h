@@ -74,6 +74,7 @@ class CPartSource {
   SConfig config_;
   CFormer former_;
   std::set<std::string> noted_;
+  std::optional<SDialect> dialect_;
   std::size_t nextFile_ = 0;
   std::unique_ptr<CDiskStream> stream_;
   std::unique_ptr<CPartReader> reader_;

@@ -54,6 +54,8 @@ struct TReadSettings {
 
   Field<bool> rows = Form::Default(false);         ///< tables: one curve per row
   Field<bool> values = Form::Default(false);       ///< tables: each cell a single value
+  Field<Names> longForm = Form::Default(Names());  ///< tables: columns of part, x and values
+  Field<Names> table = Form::Default(Names());     ///< how tables are written; else detected
   Field<bool> noHeader = Form::Default(false);     ///< tables: no line of column names
   Text xFrom;                                      ///< channel or column that holds x
   std::optional<double> x0;                        ///< x of the first sample, in the x unit
@@ -74,14 +76,18 @@ struct TReadSettings {
   Text labelColumn;                                   ///< column with the known verdict
   Field<std::string> good = Form::Default("good");    ///< the label of good parts
 
-  /// Whether each row of a table is a part or a piece of one.
-  bool IsTable() const requires std::is_same_v<Form, SResolved> { return rows || values; }
+  /// Whether rows of a table are parts or pieces of them.
+  bool IsTable() const requires std::is_same_v<Form, SResolved> {
+    return rows || values || !longForm.empty();
+  }
 
   /// Calls visit(name, policy, member of each) for every setting.
   template <class Visit, class... Settings>
   static void ForEach(Visit visit, Settings&... s) {
     visit("--rows", Policy::kFixed, s.rows...);
     visit("--values", Policy::kFixed, s.values...);
+    visit("--long", Policy::kFixed, s.longForm...);
+    visit("--table", Policy::kReading, s.table...);
     visit("--no-header", Policy::kFixed, s.noHeader...);
     visit("--x", Policy::kFixed, s.xFrom...);
     visit("--x0", Policy::kFixed, s.x0...);

@@ -2,49 +2,16 @@
 #include <cmath>
 #include <map>
 #include <utility>
-#include <variant>
 
 #include "recordings/errors.h"
 #include "recordings/formats/byte_cursor.h"
 #include "recordings/formats/channel_file.h"
 #include "recordings/formats/number_format.h"
+#include "recordings/formats/tdms_properties.h"
 #include "recordings/text.h"
 
 namespace limes::recordings {
 namespace {
-
-constexpr std::uint32_t kText = 0x20;
-constexpr std::uint32_t kTime = 0x44;
-
-/// Numbers among the data types; others have another size, or none.
-const SNumberFormat* FormatOfType(std::uint32_t type) {
-  static constexpr struct {
-    std::uint32_t type;
-    SNumberFormat format;
-  } kTypes[] = {
-      {0x01, {NumberType::kInt8, false, false}},
-      {0x02, {NumberType::kInt16, false, false}},
-      {0x03, {NumberType::kInt32, false, false}},
-      {0x04, {NumberType::kInt64, false, false}},
-      {0x05, {NumberType::kUint8, false, false}},
-      {0x06, {NumberType::kUint16, false, false}},
-      {0x07, {NumberType::kUint32, false, false}},
-      {0x08, {NumberType::kUint64, false, false}},
-      {0x09, {NumberType::kFloat32, false, false}},
-      {0x0A, {NumberType::kFloat64, false, false}},
-      {0x19, {NumberType::kFloat32, false, false}},
-      {0x1A, {NumberType::kFloat64, false, false}},
-      {0x21, {NumberType::kUint8, false, false}},
-      {0x08000C, {NumberType::kFloat32, false, true}},
-      {0x10000D, {NumberType::kFloat64, false, true}},
-  };
-  const auto found = std::find_if(std::begin(kTypes), std::end(kTypes),
-                                  [&](const auto& known) { return known.type == type; });
-  return found == std::end(kTypes) ? nullptr : &found->format;
-}
-
-using Property = std::variant<double, std::string>;
-using Properties = std::map<std::string, Property>;
 
 /// Group and channel of a path; both are empty for the file, the channel for a group.
 struct SPath {
@@ -93,7 +60,7 @@ struct SPiece {
 
 struct SObject {
   SPath path;
-  Properties properties;
+  TdmsProperties properties;
   std::optional<SRawIndex> index;
   bool listed = false;     ///< among those that have raw data now
   std::uint32_t type = 0;  ///< of the values so far
@@ -107,9 +74,6 @@ struct SSegment {
   std::uint64_t stride;  ///< between values that lie interleaved, else 0
   bool bigEndian;
 };
-
-/// y = sum of coefficients times powers of x, of what the step before gave.
-using Polynomial = std::vector<double>;
 
 /// Segments, each of metadata and of chunks of raw data.
 class CTdms : public CChannelFile {
@@ -141,7 +105,7 @@ class CTdms : public CChannelFile {
 
   void Read(std::size_t channel, std::uint64_t first, std::span<double> values) override {
     ReadRaw(channel, first, values);
-    Scale(scales_[channel], values);
+    ApplyScales(scales_[channel], values);
   }
 
  private:
@@ -149,7 +113,7 @@ class CTdms : public CChannelFile {
 
   void ReadRaw(std::size_t channel, std::uint64_t first, std::span<double> values) {
     const SObject& object = objects_[object_[channel]];
-    SNumberFormat format = *FormatOfType(object.type);
+    SNumberFormat format = *TdmsFormat(object.type);
     auto piece = std::upper_bound(object.pieces.begin(), object.pieces.end(), first,
                                   [](std::uint64_t i, const SPiece& p) { return i < p.first; });
     --piece;
@@ -260,7 +224,7 @@ class CTdms : public CChannelFile {
       const auto properties = at.Get<std::uint32_t>();
       at.Need(properties, kLeastBytes, "the list of properties");
       for (std::uint32_t k = 0; k < properties; ++k) {
-        ReadProperty(at, object.properties);
+        ReadTdmsProperty(at, object.properties);
       }
     }
   }
@@ -272,12 +236,14 @@ class CTdms : public CChannelFile {
     }
     SRawIndex index;
     index.type = at.Get<std::uint32_t>();
-    const bool text = index.type == kText;
+    const bool text = index.type == kTdmsText;
     at.Require(length == 20 || (text && length == 28), "a raw data index has an unknown length");
     at.Require(at.Get<std::uint32_t>() == 1, "raw data have more than one dimension");
     index.count = at.Get<std::uint64_t>();
-    const SNumberFormat* const format = FormatOfType(index.type);
-    const std::uint64_t size = index.type == kTime ? 16 : format != nullptr ? format->Bytes() : 0;
+    const SNumberFormat* const format = TdmsFormat(index.type);
+    const std::uint64_t size = index.type == kTdmsTime ? 16
+                               : format != nullptr     ? format->Bytes()
+                                                       : 0;
     if (text) {
       index.bytes = at.Get<std::uint64_t>();
     } else if (size == 0) {
@@ -289,28 +255,6 @@ class CTdms : public CChannelFile {
     return index;
   }
 
-  static void ReadProperty(CByteCursor& at, Properties& properties) {
-    const std::string name = at.GetText(at.Get<std::uint32_t>());
-    const auto type = at.Get<std::uint32_t>();
-    Property value = 0.0;
-    if (type == kText) {
-      value = TextOfFile(at.GetText(at.Get<std::uint32_t>()));
-    } else if (type == kTime) {
-      at.Skip(16);
-    } else if (const SNumberFormat* const known = FormatOfType(type)) {
-      SNumberFormat format = *known;
-      format.bigEndian = at.IsBigEndian();
-      std::array<std::uint8_t, 16> raw{};
-      at.Read(raw.data(), format.Bytes());
-      ReadNumbers(format, raw.data(), 0, std::span(&std::get<double>(value), 1));
-    } else {
-      at.Fail("property " + Quoted(name) + " is of the unknown type " + std::to_string(type));
-    }
-    if (name.starts_with("wf_") || name.starts_with("NI_") || name == "unit_string") {
-      properties[name] = std::move(value);  // no others are asked for
-    }
-  }
-
   void TakeRaw(SSegment segment, std::uint64_t bytes, bool interleaved, bool open) {
     std::uint64_t chunk = 0;
     std::uint64_t row = 0;
@@ -319,9 +263,9 @@ class CTdms : public CChannelFile {
       const bool fits = !__builtin_add_overflow(chunk, index.bytes, &chunk);
       file_.Require(fits, "a chunk of raw data is out of range");
       row += index.count > 0 ? index.bytes / index.count : 0;
-      file_.Require(
-          !interleaved || (index.type != kText && index.count == objects_[list_[0]].index->count),
-          "interleaved channels have unequal lengths, or are texts");
+      file_.Require(!interleaved ||
+                        (index.type != kTdmsText && index.count == objects_[list_[0]].index->count),
+                    "interleaved channels have unequal lengths, or are texts");
     }
     if (chunk == 0) {
       file_.Fail("raw data belong to no channel");
@@ -354,7 +298,7 @@ class CTdms : public CChannelFile {
     }
     object.type = index.type;
     piece.first = object.total;
-    const bool numbers = FormatOfType(index.type) != nullptr;
+    const bool numbers = TdmsFormat(index.type) != nullptr;
     std::uint64_t added = 0;
     if (__builtin_mul_overflow(piece.count, chunks, &added) ||
         __builtin_add_overflow(object.total, added, &object.total)) {
@@ -365,33 +309,6 @@ class CTdms : public CChannelFile {
     }
   }
 
-  const Property* Find(const SObject& object, const std::string& name) const {
-    if (const auto own = object.properties.find(name); own != object.properties.end()) {
-      return &own->second;
-    }
-    const auto group = groups_.find(object.path.group);
-    if (group == groups_.end()) {
-      return nullptr;
-    }
-    const auto& properties = objects_[group->second].properties;
-    const auto found = properties.find(name);
-    return found == properties.end() ? nullptr : &found->second;
-  }
-
-  std::string TextOf(const SObject& object, const std::string& name) const {
-    const Property* const found = Find(object, name);
-    return found != nullptr && std::holds_alternative<std::string>(*found)
-               ? std::get<std::string>(*found)
-               : "";
-  }
-
-  std::optional<double> NumberOf(const SObject& object, const std::string& name) const {
-    const Property* const found = Find(object, name);
-    return found != nullptr && std::holds_alternative<double>(*found)
-               ? std::optional(std::get<double>(*found))
-               : std::nullopt;
-  }
-
   void AddChannel(std::size_t i) {
     const SObject& object = objects_[i];
     const std::uint32_t type = object.total > 0 ? object.type
@@ -400,92 +317,32 @@ class CTdms : public CChannelFile {
     SFileChannel channel;
     channel.name = object.path.channel;
     channel.group = object.path.group;
-    if (type == kText || type == kTime) {
+    if (type == kTdmsText || type == kTdmsTime) {
       texts_.push_back(channel.name);
       return;
     }
-    const SNumberFormat* const format = FormatOfType(type);
+    const auto group = groups_.find(object.path.group);
+    const CTdmsLookUp look(object.properties,
+                           group == groups_.end() ? nullptr : &objects_[group->second].properties);
+    const SNumberFormat* const format = TdmsFormat(type);
     complex_ = complex_ || (format != nullptr && format->complex);
     channel.count = object.total;
-    channel.unit = TextOf(object, "unit_string");
+    channel.unit = look.Text("unit_string");
     if (channel.unit.empty()) {
-      channel.unit = TextOf(object, "NI_UnitDescription");
+      channel.unit = look.Text("NI_UnitDescription");
     }
     channel.dx = 1.0;
-    if (const double step = NumberOf(object, "wf_increment").value_or(0.0); step != 0.0) {
+    if (const double step = look.Number("wf_increment").value_or(0.0); step != 0.0) {
       channel.dx = step;
-      channel.x0 = NumberOf(object, "wf_start_offset").value_or(0.0);
-      channel.xUnit = TextOf(object, "wf_xunit_string");
+      channel.x0 = look.Number("wf_start_offset").value_or(0.0);
+      channel.xUnit = look.Text("wf_xunit_string");
       channel.xUnit = channel.xUnit.empty() ? "s" : channel.xUnit;
     } else if (stepless_.empty()) {
       stepless_ = channel.name;
     }
+    scales_.push_back(look.Scales(file_, channel.name));
     channels_.push_back(std::move(channel));
     object_.push_back(i);
-    scales_.push_back(ScalesOf(object));
-  }
-
-  /// In the order in which they are applied.
-  std::vector<Polynomial> ScalesOf(const SObject& object) const {
-    constexpr double kRaw = 0xFFFFFFFF;
-    std::vector<Polynomial> scales;
-    const double count = NumberOf(object, "NI_Number_Of_Scales").value_or(0.0);
-    if (TextOf(object, "NI_Scaling_Status") == "scaled" || !(count >= 1.0)) {
-      return scales;
-    }
-    double k = count - 1.0;
-    for (;;) {
-      const std::string scale = "NI_Scale[" + NumberText(k) + "]_";
-      const std::string kind = TextOf(object, scale + "Scale_Type");
-      scales.push_back(ScaleOf(object, scale, kind));
-      const double source = NumberOf(object, scale + kind + "_Input_Source").value_or(kRaw);
-      if (source == kRaw) {
-        break;
-      }
-      if (!(source >= 0.0 && source < k)) {
-        file_.Fail("the scales of " + Quoted(object.path.channel) + " lead in a circle");
-      }
-      k = source;
-    }
-    std::reverse(scales.begin(), scales.end());
-    return scales;
-  }
-
-  Polynomial ScaleOf(const SObject& object, const std::string& scale,
-                     const std::string& kind) const {
-    const auto number = [&](const std::string& name) {
-      const auto value = NumberOf(object, scale + name);
-      if (!value) {
-        file_.Fail("channel " + Quoted(object.path.channel) + " lacks " + Quoted(scale + name));
-      }
-      return *value;
-    };
-    if (kind == "Linear") {
-      return {number("Linear_Y_Intercept"), number("Linear_Slope")};
-    }
-    if (kind != "Polynomial") {
-      file_.Fail("channel " + Quoted(object.path.channel) + " has a scale of the type " +
-                 Quoted(kind) + "; Linear and Polynomial are read");
-    }
-    Polynomial polynomial;
-    const double size = number("Polynomial_Coefficients_Size");
-    while (static_cast<double>(polynomial.size()) < size) {
-      polynomial.push_back(
-          number("Polynomial_Coefficients[" + std::to_string(polynomial.size()) + "]"));
-    }
-    return polynomial;
-  }
-
-  static void Scale(const std::vector<Polynomial>& scales, std::span<double> values) {
-    for (const Polynomial& scale : scales) {
-      for (double& value : values) {
-        double sum = 0.0;
-        for (auto c = scale.rbegin(); c != scale.rend(); ++c) {
-          sum = sum * value + *c;
-        }
-        value = sum;
-      }
-    }
   }
 
   CByteCursor file_;

@@ -6,6 +6,7 @@
 #include "recordings/forming/steps.h"
 #include "recordings/recording.h"
 #include "recordings/tables/csv_table.h"
+#include "recordings/tables/time_stamp.h"
 #include "recordings/text.h"
 
 namespace limes::recordings {
@@ -21,9 +22,13 @@ class CColumns : public CRecording {
         x0_(settings.x0.value_or(0.0)),
         dx_(settings.dx.value_or(0.0)),
         whole_(settings.cut == 0),
-        xUnit_(ParseUnit(settings.xUnit.value_or(""))) {
+        xUnit_(ParseUnit(settings.xUnit.value_or(""))),
+        note_(context.note) {
+    if (hasX_) {
+      x_ = settings.xFrom ? table_.Find(*settings.xFrom) : 0;
+    }
     if (hasX_ && xUnit_.IsNone()) {
-      xUnit_ = ParseUnit(table_.Columns()[0].unit);
+      xUnit_ = ParseUnit(table_.Columns()[x_].unit);
     }
     ChooseColumns(settings);
     for (const std::size_t column : columns_) {
@@ -67,11 +72,27 @@ class CColumns : public CRecording {
       throw CInputError(table_.Name(), 1,
                         "only one column, which is x (--dx D when there is no x column)");
     }
-    columns_ = table_.Choose(settings.use, settings.skip, hasX_ ? 1 : 0, {});
+    columns_ = table_.Choose(settings.use, settings.skip, 0,
+                             hasX_ ? std::vector{x_} : std::vector<std::size_t>());
   }
 
   void TakeX() {
-    places_.push_back(table_.Number<double>(cells_, 0));
+    const bool first = places_.empty() && dx_ == 0.0;
+    const auto stamp = firstStamp_ || first ? ParseTimeStamp(cells_[x_]) : std::nullopt;
+    if (firstStamp_ && !stamp) {
+      throw CInputError(table_.Name(), table_.Reader().Line(),
+                        Quoted(cells_[x_]) + " is no time stamp as those above it");
+    }
+    if (stamp && !firstStamp_) {
+      firstStamp_ = stamp;
+      xUnit_ = ParseUnit("s");
+      if (note_) {
+        note_("x is time stamps: seconds from the first one, " + Quoted(cells_[x_]));
+      }
+    }
+    constexpr double kNanosecond = 1e-9;
+    places_.push_back(stamp ? static_cast<double>(*stamp - *firstStamp_) * kNanosecond
+                            : table_.Number<double>(cells_, x_));
     lines_.push_back(table_.Reader().Line());
   }
 
@@ -121,6 +142,9 @@ class CColumns : public CRecording {
   double dx_;
   bool whole_;  ///< read in one block
   SUnit xUnit_;
+  NoteTaker note_;
+  std::size_t x_ = 0;  ///< the column
+  std::optional<std::int64_t> firstStamp_;
   std::vector<std::size_t> columns_;
   std::vector<SChannel> channels_;
   std::vector<double> places_;        ///< x of the rows of a block

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "limes/platform/text.h"
 #include "recordings/errors.h"
 
 namespace limes::recordings {
@@ -29,7 +30,13 @@ std::string_view Trimmed(const char* first, const char* last) {
 /// libcsv, fed line by line until it has a row.
 class CCsvReader::Library {
  public:
-  Library() { csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI); }
+  explicit Library(char separator) {
+    csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI);
+    csv_set_delim(&parser_, static_cast<unsigned char>(separator));
+    if (separator == '\t') {
+      csv_set_space_func(&parser_, [](unsigned char c) { return c == ' ' ? 1 : 0; });
+    }
+  }
   ~Library() { csv_free(&parser_); }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -56,8 +63,33 @@ class CCsvReader::Library {
   bool hasRow_ = false;
 };
 
-CCsvReader::CCsvReader(CFileStream& file, std::string name) : file_(file), name_(std::move(name)) {
+CCsvReader::CCsvReader(CFileStream& file, std::string name) : file_(&file), name_(std::move(name)) {
+  SetSeparator(',');
   SkipByteOrderMark();
+}
+
+void CCsvReader::SetSeparator(char separator) {
+  stops_[static_cast<unsigned char>(separator_)] = false;
+  separator_ = separator;
+  for (const char c : {separator, '"', '\n', '\r'}) {
+    stops_[static_cast<unsigned char>(c)] = true;
+  }
+  library_.reset();
+}
+
+std::string_view CCsvReader::Peek() {
+  constexpr std::size_t kEnough = std::size_t{16} << 10;
+  while (end_ - begin_ < kEnough && Fill()) {
+  }
+  const std::string_view held(buffer_.get() + begin_, std::min(end_ - begin_, kEnough));
+  const auto last =
+      atEnd_ && end_ - begin_ <= kEnough ? std::string_view::npos : held.find_last_of("\r\n");
+  return held.substr(0, last);
+}
+
+void CCsvReader::SkipLines(std::uint64_t count) {
+  for (std::string_view line; count > 0 && TakeLine(line); --count) {
+  }
 }
 
 CCsvReader::~CCsvReader() = default;
@@ -69,8 +101,30 @@ void CCsvReader::SkipByteOrderMark() {
   if (start.starts_with("\xEF\xBB\xBF")) {
     Consume(3, 0);
   } else if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF")) {
-    throw CInputError(name_, 1, "16-bit text; save the table as UTF-8");
+    DecodeWide(start.starts_with("\xFE"));
   }
+}
+
+/// Text of 16 bits a character, whose mark was seen, becomes UTF-8 in memory.
+void CCsvReader::DecodeWide(bool bigEndian) {
+  std::string raw;
+  do {
+    raw.append(buffer_.get() + begin_, end_ - begin_);
+    begin_ = end_;
+  } while (raw.size() < kMaxRowBytes && Fill());
+  if (!atEnd_) {
+    throw CInputError(name_, 1, "16-bit text of more than 256 MiB; save the table as UTF-8");
+  }
+  std::u16string wide;
+  for (std::size_t i = 2; i + 1 < raw.size(); i += 2) {
+    const auto first = static_cast<unsigned char>(raw[i]);
+    const auto second = static_cast<unsigned char>(raw[i + 1]);
+    wide += static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);
+  }
+  const std::string text = WideToUtf8(wide);
+  decoded_ = std::make_unique<CMemoryStream>(std::vector<std::uint8_t>(text.begin(), text.end()));
+  file_ = decoded_.get();
+  GoTo({});
 }
 
 void CCsvReader::Consume(std::size_t bytes, std::uint64_t lines) {
@@ -100,22 +154,30 @@ bool CCsvReader::Fill() {
   begin_ = 0;
   end_ = held;
   while (end_ < capacity_ && !atEnd_) {
-    const std::size_t got = file_.Read(buffer_.get() + end_, capacity_ - end_);
+    const std::size_t got = file_->Read(buffer_.get() + end_, capacity_ - end_);
     end_ += got;
     atEnd_ = got == 0;
   }
   return end_ > held;
 }
 
+template <bool comma>
 CCsvReader::Split CCsvReader::SplitInPlace(std::vector<std::string_view>& cells) {
+  const char separator = comma ? ',' : separator_;
   cells.clear();
   const char* const start = buffer_.get() + begin_;
   const char* const stop = buffer_.get() + end_;
   const char* cell = start;
   const char* p = start;
   for (;; ++p) {
-    while (p<stop&& * p> ',') {
-      ++p;
+    if constexpr (comma) {
+      while (p<stop&& * p> ',') {
+        ++p;
+      }
+    } else {
+      while (p < stop && !stops_[static_cast<unsigned char>(*p)]) {
+        ++p;
+      }
     }
     if (p == stop) {
       if (!atEnd_) {
@@ -123,7 +185,7 @@ CCsvReader::Split CCsvReader::SplitInPlace(std::vector<std::string_view>& cells)
       }
       break;
     }
-    if (*p == ',') {
+    if (*p == separator) {
       cells.push_back(Trimmed(cell, p));
       cell = p + 1;
     } else if (*p == '"') {
@@ -176,7 +238,7 @@ bool CCsvReader::TakeLine(std::string_view& line) {
 
 bool CCsvReader::SplitByLibrary(std::vector<std::string_view>& cells) {
   if (!library_) {
-    library_ = std::make_unique<Library>();
+    library_ = std::make_unique<Library>(separator_);
   }
   library_->Begin();
   row_ = next_;
@@ -204,7 +266,9 @@ bool CCsvReader::SplitByLibrary(std::vector<std::string_view>& cells) {
 
 bool CCsvReader::Next(std::vector<std::string_view>& cells) {
   for (;;) {
-    switch (libraryOnly_ ? Split::kQuoted : SplitInPlace(cells)) {
+    switch (libraryOnly_        ? Split::kQuoted
+            : separator_ == ',' ? SplitInPlace<true>(cells)
+                                : SplitInPlace<false>(cells)) {
       case Split::kRow:
         return true;
       case Split::kEnd:
@@ -221,7 +285,7 @@ bool CCsvReader::Next(std::vector<std::string_view>& cells) {
 }
 
 void CCsvReader::GoTo(const SPlace& place) {
-  file_.Seek(place.offset);
+  file_->Seek(place.offset);
   begin_ = end_ = 0;
   atEnd_ = false;
   next_ = place;

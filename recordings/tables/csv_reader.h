@@ -11,8 +11,9 @@
 
 namespace limes::recordings {
 
-/// Reads comma-separated text row by row: UTF-8 with or without byte-order mark, any line ends,
-/// quoted cells by RFC 4180. Blank lines are skipped, blanks around unquoted cells removed.
+/// Reads separated text row by row: UTF-8 with or without byte-order mark or UTF-16 with it (which
+/// is decoded as a whole), any line ends, quoted cells by RFC 4180. Blank lines are skipped, blanks
+/// around unquoted cells removed.
 ///
 /// Rows without quotes are split in place, the others go through libcsv; both give the same cells.
 /// Holds one row and a block of the file. Throws CInputError.
@@ -29,6 +30,14 @@ class CCsvReader {
   /// The stream must outlive the reader; the name is for messages.
   CCsvReader(CFileStream& file, std::string name);
   ~CCsvReader();
+
+  /// The first kilobytes of what was not read yet, up to the end of a line where one is there.
+  std::string_view Peek();
+
+  /// Between cells; a comma unless it is set.
+  void SetSeparator(char separator);
+
+  void SkipLines(std::uint64_t count);
 
   /// The next row; false at the end. The cells are valid until the next call.
   bool Next(std::vector<std::string_view>& cells);
@@ -51,12 +60,15 @@ class CCsvReader {
 
   bool Fill();
   void SkipByteOrderMark();
+  void DecodeWide(bool bigEndian);
+  template <bool comma>
   Split SplitInPlace(std::vector<std::string_view>& cells);
   bool SplitByLibrary(std::vector<std::string_view>& cells);
   bool TakeLine(std::string_view& line);
   void Consume(std::size_t bytes, std::uint64_t lines);
 
-  CFileStream& file_;
+  std::unique_ptr<CFileStream> decoded_;
+  CFileStream* file_;
   std::string name_;
   std::unique_ptr<char[]> buffer_;
   std::size_t capacity_ = 0;
@@ -64,8 +76,10 @@ class CCsvReader {
   std::size_t end_ = 0;
   bool atEnd_ = false;
   bool libraryOnly_ = false;
-  SPlace row_;   ///< of the last row
-  SPlace next_;  ///< of the first byte not yet taken
+  char separator_ = ',';
+  bool stops_[256] = {};  ///< bytes that end a cell or make it quoted
+  SPlace row_;            ///< of the last row
+  SPlace next_;           ///< of the first byte not yet taken
   std::unique_ptr<Library> library_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <stdexcept>
 
 #include "recordings/errors.h"
 #include "recordings/text.h"
@@ -17,10 +18,16 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-bool LooksLikeData(const std::vector<std::string_view>& cells) {
-  double number = 0.0;
-  return std::all_of(cells.begin(), cells.end(),
-                     [&](std::string_view cell) { return ParseNumber(cell, number); });
+/// What stands in the last brackets of these kinds; npos when the text does not end with them.
+std::size_t OpeningBracket(std::string_view text, char open, char close) {
+  return text.ends_with(close) ? text.rfind(open) : std::string_view::npos;
+}
+
+/// A unit without the brackets around it.
+std::string_view Bare(std::string_view unit) {
+  const bool bracket = unit.size() > 1 && ((unit.front() == '[' && unit.back() == ']') ||
+                                           (unit.front() == '(' && unit.back() == ')'));
+  return bracket ? Trimmed(unit.substr(1, unit.size() - 2)) : unit;
 }
 
 }  // namespace
@@ -31,42 +38,46 @@ bool IsWords(std::string_view cell) {
          !cell.starts_with("Inf");
 }
 
-SColumn ParseHeader(std::string_view header) {
+SColumn ParseHeader(std::string_view header, bool round) {
   SColumn column{std::string(header), std::string(Trimmed(header)), ""};
   const std::string_view text = Trimmed(header);
-  const auto open = text.rfind('[');
-  if (open != std::string_view::npos && text.ends_with(']')) {
-    column.name = Trimmed(text.substr(0, open));
-    column.unit = Trimmed(text.substr(open + 1, text.size() - open - 2));
+  auto open = OpeningBracket(text, '[', ']');
+  if (open == std::string_view::npos) {
+    open = OpeningBracket(text, '(', ')');
+    const bool name = open != std::string_view::npos && !Trimmed(text.substr(0, open)).empty();
+    if (!name || !(round || ParseUnit(Bare(text.substr(open))).text.empty())) {
+      return column;
+    }
   }
+  column.name = Trimmed(text.substr(0, open));
+  column.unit = Trimmed(text.substr(open + 1, text.size() - open - 2));
   return column;
 }
 
 CCsvTable::CCsvTable(CFileStream& file, const SReadContext& context) : reader_(file, context.path) {
   const std::string& name = context.path;
   const bool hasHeader = !context.settings->noHeader;
+  TakeDialect(context);
   std::vector<std::string_view> cells;
   if (!reader_.Next(cells)) {
     throw CInputError(name, 1, "empty file");
   }
-  if (hasHeader && LooksLikeData(cells)) {
+  double number = 0.0;
+  if (hasHeader && std::all_of(cells.begin(), cells.end(),
+                               [&](std::string_view cell) { return IsNumber(cell, number); })) {
     throw CInputError(name, reader_.Line(),
                       "numbers where column names are expected (--no-header when there are none)");
   }
-  if (cells.size() == 1 && cells[0].find_first_of(";\t") != std::string_view::npos) {
-    throw CInputError(name, reader_.Line(),
-                      std::string("columns are separated by ") +
-                          (cells[0].find(';') != std::string_view::npos ? "semicolons" : "tabs") +
-                          ", not by commas; save the table with commas and decimal points");
-  }
   TakeHeader(cells, context);
+  if (dialect_.unitsRow && reader_.Next(cells)) {
+    TakeUnits(cells, context);
+  }
   hasPending_ = !hasHeader;
   if (hasPending_) {
     pending_ = cells;  // stays valid: no row is read before it was handed out
   }
   for (const SCondition& condition : *context.where) {
     SFilter filter{Find(condition.column), condition.value, std::nullopt};
-    double number = 0.0;
     if (ParseNumber(condition.value, number)) {
       filter.number = number;
     }
@@ -74,13 +85,50 @@ CCsvTable::CCsvTable(CFileStream& file, const SReadContext& context) : reader_(f
   }
 }
 
+/// How the table is written, which must be as in the first file of the run.
+void CCsvTable::TakeDialect(const SReadContext& context) {
+  dialect_ = DetectDialect(reader_.Peek(), !context.settings->noHeader, context.settings->table);
+  const std::string told = dialect_.Told();
+  if (context.note && !told.empty()) {
+    context.note(told);
+  }
+  if (context.dialect != nullptr) {
+    if (*context.dialect && !dialect_.FitsTo(**context.dialect)) {
+      throw CInputError(context.path,
+                        "is written in another way (" +
+                            (told.empty() ? "commas between cells, decimal points" : told) +
+                            ") than the tables before it; --table says how to read all of them");
+    }
+    if (!*context.dialect || dialect_.decimalShown) {
+      *context.dialect = dialect_;
+    }
+  }
+  reader_.SkipLines(dialect_.skipped);
+  reader_.SetSeparator(dialect_.separator);
+}
+
+bool CCsvTable::IsNumber(std::string_view cell, double& number) const {
+  try {
+    return dialect_.Parse(cell, number);
+  } catch (const std::invalid_argument&) {
+    return true;  // of which is not sure which
+  }
+}
+
 void CCsvTable::TakeHeader(const std::vector<std::string_view>& cells,
                            const SReadContext& context) {
   const bool hasHeader = !context.settings->noHeader;
+  const bool allRound = std::all_of(cells.begin(), cells.end(), [](std::string_view cell) {
+    return OpeningBracket(cell, '(', ')') != std::string_view::npos;
+  });
   bool otherPage = false;
-  for (const std::string_view cell : cells) {
+  for (std::string_view cell : cells) {
     const std::string number = std::to_string(columns_.size() + 1);
-    columns_.push_back(hasHeader ? ParseHeader(TextOfFile(cell)) : SColumn{number, number, ""});
+    if (columns_.empty() && cell.starts_with('#') && !Trimmed(cell.substr(1)).empty()) {
+      cell = Trimmed(cell.substr(1));  // names behind the mark of a comment
+    }
+    columns_.push_back(hasHeader ? ParseHeader(TextOfFile(cell), allRound)
+                                 : SColumn{number, number, ""});
     SColumn& column = columns_.back();
     otherPage = otherPage || (hasHeader && !IsUtf8(cell));
     if (column.name.empty()) {
@@ -88,8 +136,20 @@ void CCsvTable::TakeHeader(const std::vector<std::string_view>& cells,
     }
     NoteUnit(column.unit, context.note);
   }
+  if (dialect_.trailing && columns_.size() > 1 && cells.back().empty()) {
+    columns_.pop_back();
+  }
   if (context.note && otherPage) {
     context.note("texts that are no UTF-8 are read as code page 1252");
+  }
+}
+
+void CCsvTable::TakeUnits(const std::vector<std::string_view>& cells, const SReadContext& context) {
+  for (std::size_t i = 0; i < std::min(cells.size(), columns_.size()); ++i) {
+    if (columns_[i].unit.empty()) {
+      columns_[i].unit = TextOfFile(Bare(cells[i]));
+      NoteUnit(columns_[i].unit, context.note);
+    }
   }
 }
 
@@ -143,7 +203,10 @@ std::vector<std::size_t> CCsvTable::Choose(const std::vector<std::string>& use,
   return chosen;
 }
 
-void CCsvTable::CheckCellCount(const std::vector<std::string_view>& cells) const {
+void CCsvTable::CheckCellCount(std::vector<std::string_view>& cells) const {
+  if (cells.size() == columns_.size() + 1 && cells.back().empty()) {
+    cells.pop_back();  // a separator at the end of the line
+  }
   if (cells.size() != columns_.size()) {
     throw CInputError(Name(), reader_.Line(),
                       std::to_string(cells.size()) + " cells where the header has " +
@@ -157,7 +220,7 @@ bool CCsvTable::Passes(const std::vector<std::string_view>& cells) const {
     double number = 0.0;
     const std::string_view cell = cells[filter.column];
     return cell == filter.value || (!IsUtf8(cell) && TextOfFile(cell) == filter.value) ||
-           (filter.number && ParseNumber(cell, number) && number == *filter.number);
+           (filter.number && IsNumber(cell, number) && number == *filter.number);
   });
 }
 
@@ -187,14 +250,20 @@ template <class T>
 T CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t column) const {
   T value{};
   const std::string_view cell = cells[column];
-  if (!ParseNumber(cell, value)) {
-    throw CInputError(
-        Name(), reader_.Line(),
-        "column " + Quoted(columns_[column].name) +
-            (cell.empty() ? ": empty cell" : ": " + Quoted(cell) + " is not a finite number") +
-            (IsWords(cell) ? " (--skip names columns that hold no values)" : ""));
+  std::string both;
+  try {
+    if (dialect_.Parse(cell, value)) {
+      return value;
+    }
+  } catch (const std::invalid_argument& e) {
+    both = e.what();
   }
-  return value;
+  throw CInputError(Name(), reader_.Line(),
+                    "column " + Quoted(columns_[column].name) +
+                        (cell.empty()   ? ": empty cell"
+                         : both.empty() ? ": " + Quoted(cell) + " is not a finite number"
+                                        : ": " + Quoted(cell) + " " + both) +
+                        (IsWords(cell) ? " (--skip names columns that hold no values)" : ""));
 }
 
 template float CCsvTable::Number(const std::vector<std::string_view>&, std::size_t) const;

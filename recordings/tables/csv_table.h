@@ -7,6 +7,7 @@
 
 #include "recordings/part_reader.h"
 #include "recordings/tables/csv_reader.h"
+#include "recordings/tables/dialect.h"
 
 namespace limes::recordings {
 
@@ -16,8 +17,9 @@ struct SColumn {
   std::string unit;    ///< what stands in brackets at the end; empty without
 };
 
-/// "Gear noise [dB(Pa)]" as name and unit.
-SColumn ParseHeader(std::string_view header);
+/// "Gear noise [dB(Pa)]" as name and unit; round: also "Gear noise (dB)", which without it counts
+/// where the unit is known.
+SColumn ParseHeader(std::string_view header, bool round = false);
 
 /// Whether a cell holds words: neither a number, nor what programs write where they have none.
 bool IsWords(std::string_view cell);
@@ -61,11 +63,15 @@ class CCsvTable {
     std::optional<double> number;
   };
 
+  void TakeDialect(const SReadContext& context);
+  bool IsNumber(std::string_view cell, double& number) const;
+  void TakeUnits(const std::vector<std::string_view>& cells, const SReadContext& context);
   void TakeHeader(const std::vector<std::string_view>& cells, const SReadContext& context);
-  void CheckCellCount(const std::vector<std::string_view>& cells) const;
+  void CheckCellCount(std::vector<std::string_view>& cells) const;
   bool Passes(const std::vector<std::string_view>& cells) const;
 
   CCsvReader reader_;
+  SDialect dialect_;
   std::vector<SColumn> columns_;
   std::vector<SFilter> filters_;
   std::vector<std::string_view> pending_;  ///< first row of a file without header

@@ -46,7 +46,8 @@ TEST(CsvReader, SplitsRowsOfAnyShape) {
       {"\"\"\n", "[];"},
       {"a\n\"b\nc\n", "[a];t.csv:2: quotation marks do not match"},
       {"a\"b\n", "t.csv:1: quotation marks do not match"},
-      {"\xFF\xFE-", "t.csv:1: 16-bit text; save the table as UTF-8"},
+      {std::string("\xFF\xFE\xB5\0,\0b\0\n\0", 10), "[µ][b];"},
+      {std::string("\xFE\xFF\0a\0,\0b\0\n", 10), "[a][b];"},
       {std::string("a\0b,c", 5), std::string("[a\0b][c];", 9)},
   };
   for (const auto& [text, rows] : cases) {

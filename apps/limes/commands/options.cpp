@@ -100,6 +100,12 @@ void AddReading(CLI::App& app, SOptions& o) {
   app.option_defaults()->group("How files are read");
   AddFlag(app, "--rows", s.rows, "CSV: one curve per row");
   AddFlag(app, "--values", s.values, "CSV: one part per row, each cell a single value");
+  AddText(
+      app, "--long", [&s](const std::string& t) { s.longForm = SplitNames("--long", t); },
+      "CSV: a row per point, with these columns", "PART,X,Y");
+  AddText(
+      app, "--table", [&s](const std::string& t) { s.table = SplitNames("--table", t); },
+      "CSV: how it is written, such as semicolon,decimal-comma", "WORD,...");
   AddFlag(app, "--no-header", s.noHeader, "CSV: no line of names; columns are called 1, 2, ...");
   Add(app, "--x", s.xFrom, "column or channel that holds x", "NAME");
   Add(app, "--x0", s.x0, "x of the first sample (the file's, else 0)", "X");

@@ -7,6 +7,8 @@
 #include <type_traits>
 
 #include "limes/learning/track_learning_tool.h"
+#include "recordings/tables/dialect.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -70,6 +72,15 @@ void ValidateNumbers(const SSettings& s) {
 
 void ValidateCombinations(const SSettings& s) {
   Require(!(s.rows && s.values), "--rows and --values exclude each other");
+  Require(s.longForm.empty() || !(s.rows || s.values), "--long excludes --rows and --values");
+  Require(s.longForm.empty() || s.longForm.size() >= 3,
+          "--long needs the columns of part, x and values");
+  Require(s.longForm.empty() || (!s.dx && !s.firstValue && !s.labelColumn && !s.partColumn),
+          "--dx, --first-value, --label-column and --part-column are not for --long");
+  const auto unknown = recordings::UnknownTableWord(s.table);
+  Require(!unknown, "--table does not know " + recordings::Quoted(unknown.value_or("")) +
+                        "; it takes comma, semicolon, tab, decimal-point, decimal-comma, "
+                        "units-row and no-units-row");
   Require(s.IsTable() || !s.firstValue, "--first-value needs --rows or --values");
   Require(s.IsTable() || !s.labelColumn, "--label-column needs --rows or --values");
   Require(s.IsTable() || !s.partColumn, "--part-column needs --rows or --values");
