@@ -27,24 +27,24 @@ TEST(CurveAssistant, RegionsOfExcess) {
 }
 
 TEST(CurveAssistant, LargestDeviationInBothValidRanges) {
-  CSigCurveExt k = MakeExt({9, 8, 2, 4});
-  CSigCurveExt r = MakeExt(Floats(4, 1.0F));
-  Floats at(3);
-  EXPECT_EQ(Assistant::MaxAbweichung(k, r, at.data()), 8.0F);
-  EXPECT_EQ(at, (Floats{0, 9, 1}));
-  k.SetVIMinMax(2, 3);
-  EXPECT_EQ(Assistant::MaxAbweichung(k, r, at.data()), 3.0F);
-  EXPECT_EQ(at, (Floats{3, 4, 1}));
-  r.SetVIMinMax(0, 2);
-  EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), 1.0F);
-  k.SetXMinMax(0.5F, 4.5F);
-  k.SetVIMinMax(0, 3);
-  EXPECT_EQ(Assistant::MaxAbweichung(k, r, at.data()), 8.0F);
-  EXPECT_EQ(at, (Floats{1, 9, 1})) << "by index from the first common point on";
-  k.SetXMinMax(0.0F, 4.0F);
-  k.SetVIMinMax(2, 3);
-  r.SetVIMinMax(0, 1);
-  EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), 0.0F) << "apart";
+  const struct {
+    float x0;  ///< of the curve; the reference begins at 0
+    int first, last, firstOfReference, lastOfReference;
+    const char* expected;  ///< with x, value and reference there
+  } cases[] = {{0, 0, 3, 0, 3, "8 0 9 1"},
+               {0, 2, 3, 0, 3, "3 3 4 1"},
+               {0, 2, 3, 0, 2, "1 2 2 1"},
+               {0.5F, 0, 3, 0, 2, "8 1 9 1"},  // by index from the first common point on
+               {0, 2, 3, 0, 1, "0 -1 -1 -1"}};
+  for (const auto& c : cases) {
+    CSigCurveExt k = MakeExt({9, 8, 2, 4}, c.x0);
+    CSigCurveExt r = MakeExt(Floats(4, 1.0F));
+    k.SetVIMinMax(c.first, c.last);
+    r.SetVIMinMax(c.firstOfReference, c.lastOfReference);
+    Floats at(3, -1.0F);
+    EXPECT_EQ(Assistant::MaxAbweichung(k, r, nullptr), Assistant::MaxAbweichung(k, r, at.data()));
+    EXPECT_EQ(Shown(Assistant::MaxAbweichung(k, r, nullptr), at), c.expected);
+  }
 }
 
 TEST(CurveAssistant, RegionsOfALearntLimit) {

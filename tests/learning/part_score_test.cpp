@@ -161,34 +161,32 @@ TEST(PartScore, RatesHoldForAnyDistribution) {
       {"many do not vary",
        [&](std::size_t i, float) { return i % 4 != 0 ? 5.0F : normal(random); }},
       {"two modes", [&](std::size_t, float part) { return part + 0.1F * normal(random); }}};
-  constexpr std::size_t kPoints = 12;
   constexpr int kRounds = 60;
+  constexpr int kLearnt = 109;
   constexpr int kJudged = 60;
   for (const auto& [name, draw] : cases) {
     int rejected = 0;
     for (int round = 0; round < kRounds; ++round) {
-      Learnt state(kPoints);
+      Values part(12);
+      Learnt state(part.size());
       CLimitCalibration calibration;
-      Values part(kPoints);
-      const auto make = [&, &draw = draw] {
+      SCalibratedLimit limit;
+      for (int i = 0; i < kLearnt + kJudged; ++i) {
         const float mode = random() % 3 == 0 ? 3.0F : 0.0F;
-        for (std::size_t i = 0; i < kPoints; ++i) {
-          part[i] = draw(i, mode);
+        for (std::size_t point = 0; point < part.size(); ++point) {
+          part[point] = draw(point, mode);
         }
-      };
-      constexpr int kLearnt = 109;
-      for (int i = 0; i < kLearnt; ++i) {
-        make();
-        const SPartScores scores = ScoresOf(state.ScoreAndLearn(part), i);
-        EXPECT_TRUE(i < kPartsBeforeScores || calibration.Add(scores));
-      }
-      const SCalibratedLimit limit = calibration.ForRate(0.05);
-      const auto above = static_cast<float>(limit.FactorAbove(kLearnt));
-      const auto below = static_cast<float>(limit.FactorBelow(kLearnt));
-      for (int i = 0; i < kJudged; ++i) {
-        make();
-        const SPartExcess excess = state.Score(part);
-        rejected += excess.above > above || excess.below > below ? 1 : 0;
+        if (i < kLearnt) {
+          const SPartScores scores = ScoresOf(state.ScoreAndLearn(part), i);
+          EXPECT_TRUE(i < kPartsBeforeScores || calibration.Add(scores));
+          limit = i == kLearnt - 1 ? calibration.ForRate(0.05) : limit;
+        } else {
+          const SPartExcess excess = state.Score(part);
+          rejected += excess.above > static_cast<float>(limit.FactorAbove(kLearnt)) ||
+                              excess.below > static_cast<float>(limit.FactorBelow(kLearnt))
+                          ? 1
+                          : 0;
+        }
       }
     }
     const double share = rejected / double{kRounds * kJudged};
