@@ -9,21 +9,12 @@
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/checked_calls.h"
 #include "limes/learning/curve_assistant.h"
-#include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
-#include "limes/learning/part.h"
 #include "limes/learning/part_score.h"
 #include "limes/platform/text.h"
 
 namespace limes {
-
-class CFileStream;
-class CSerializer;
-
-namespace detail {
-struct SLearntCurves;
-}
 
 /// Upper limit along a curve, learnt from the curves of good parts: limit = base + M + factor * S,
 /// point by point, optionally widened along x by a running maximum.

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <tuple>
 
 namespace limes::detail {
@@ -73,7 +74,8 @@ struct ScoreMoments {
     const double variance = (squares.Value() - score * score) / (n - 1.0) - mean * mean;
     // The sums know variances to some 1e-13: what is below comes of rounding.
     const double least = 1e-12 * (1.0 + mean * mean);
-    return variance > least ? (score - mean) / std::sqrt(variance) : -INFINITY;
+    return variance > least ? (score - mean) / std::sqrt(variance)
+                            : -std::numeric_limits<double>::infinity();
   }
 };
 

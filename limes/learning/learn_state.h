@@ -7,6 +7,8 @@
 
 namespace limes {
 
+class CFileStream;
+class CSerializer;
 class CSigCurveExt;
 
 /// What came of reading a learn state.
@@ -25,6 +27,8 @@ enum class LearnStateStatus {
 LIMES_EXPORT const wide_char* Text(LearnStateStatus status);
 
 namespace detail {
+
+struct SLearntCurves;
 
 /// What every learner along x has learnt, and the rule of its limit. Copies share the curves.
 struct SLearntMeans {

@@ -11,17 +11,12 @@
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/checked_calls.h"
-#include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
-#include "limes/learning/part.h"
 #include "limes/learning/part_score.h"
 #include "limes/platform/text.h"
 
 namespace limes {
-
-class CFileStream;
-class CSerializer;
 
 /// Upper limit of a single value, learnt from good parts: limit = base + M + factor * S.
 ///

@@ -10,21 +10,12 @@
 
 #include "limes/export.h"
 #include "limes/learning/checked_calls.h"
-#include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
-#include "limes/learning/part.h"
 #include "limes/learning/part_score.h"
 #include "limes/platform/text.h"
 
 namespace limes {
-
-class CFileStream;
-class CSerializer;
-
-namespace detail {
-struct SLearntCurves;
-}
 
 /// Upper limit along a curve, learnt from curves that each cover a part of the x axis (tracks, such
 /// as an order over a run-up whose range differs from part to part): limit = base + M + factor * S.
