@@ -21,7 +21,7 @@ hostile='"><img src=x onerror="hacked=1"><script>hacked=1<&'"'"'.csv'
 { echo id,a,b,c,d,e,f,g,h,i; rows ""; } >learn.csv
 { echo id,a,b,c,d,e,f,g,h,i; echo "p9,2,5,2,90,40,5,2,5,2"; } >"$hostile"
 for run in 1 2; do
-  "$limes" learn a.limes learn.csv --rows --part-column id --name noise --unit Pa --x-unit s --again >/dev/null 2>&1
+  "$limes" learn a.limes learn.csv --rows --part-column id --name noise --unit Pa --x-unit s --again --factor 3 >/dev/null 2>&1
 done
 "$limes" test a.limes "$hostile" --report r.html >/dev/null || [ $? -eq 1 ]
 

@@ -60,9 +60,11 @@ TEST_F(Cycle, ReadsSoundCutsAndFormsSpectra) {
   };
   const std::string good = Sound("good.wav", 2, 8000, 1000, tone(0.01));
   const std::string loud = Sound("loud.wav", 2, 8000, 256, tone(0.1));
-  EXPECT_THAT(
-      Run({"learn", good, "--use", "2", "--cut", "256", "--spectrum", "64", "--unit", "Pa"}, 0).out,
-      HasSubstr("learnt 3 parts"));
+  EXPECT_THAT(Run({"learn", "--factor", "3", good, "--use", "2", "--cut", "256", "--spectrum", "64",
+                   "--unit", "Pa"},
+                  0)
+                  .out,
+              HasSubstr("learnt 3 parts"));
   const json q = Run({"test", loud, "--json"}, 1).Lines().at(0).at("quantities").at(0);
   EXPECT_EQ(json::array({q.at("name"), q.at("unit"), q.at("x")}).dump(),
             "[\"channel 2\",\"dB(Pa)\",2000.0]");
@@ -88,7 +90,9 @@ TEST_F(Cycle, DoesNotJudgeDeadAndClippedRecordings) {
         [&](std::size_t, int) { return std::clamp(level * noise(random), -1.0, 1.0); },
         SF_FORMAT_PCM_16);
   };
-  Run({"learn", sound("good.wav", 0.2), "--cut", "1024", "--spectrum", "256", "--base", "10"}, 0);
+  Run({"learn", "--factor", "3", sound("good.wav", 0.2), "--cut", "1024", "--spectrum", "256",
+       "--base", "10"},
+      0);
   const struct {
     const char* name;
     double level;
@@ -127,7 +131,8 @@ TEST_F(Cycle, DoesNotPassAFaultThatWasNotMeasured) {
     return Write(name, text);
   };
   const auto all = [](int) { return true; };
-  Run({"learn", table("a", 0.0, all), table("b", 0.1, all), table("c", 0.2, all)}, 0);
+  Run({"learn", "--factor", "3", table("a", 0.0, all), table("b", 0.1, all), table("c", 0.2, all)},
+      0);
   const auto without = [](int i) { return i < 80 || i > 120; };
   const auto few = [](int i) { return i == 0 || i == 70 || i == 199; };
   EXPECT_THAT(Run({"test", table("bad", 0.1, all)}, 1).out, HasSubstr("NOK"));
@@ -139,7 +144,7 @@ TEST_F(Cycle, DoesNotPassAFaultThatWasNotMeasured) {
 
 TEST_F(Cycle, JudgesWithoutTouchingTheStore) {
   const std::string path = Write("v.csv", "v\n1\n2\n3\n");
-  Run({"learn", path, "--values"}, 0);
+  Run({"learn", "--factor", "3", path, "--values"}, 0);
   const std::string before = Read(store_);
   std::filesystem::permissions(store_, std::filesystem::perms::owner_read);
   EXPECT_THAT(Run({"test", path, "--no-store"}, 0).out, HasSubstr("3 OK"));
@@ -156,7 +161,7 @@ TEST_F(Cycle, ReadsCurveRecords) {
     EXPECT_TRUE(curve.WriteToFileRaw(file, CSignal::CurrentFileVersion()));
     return File(name);
   };
-  Run({"learn", write("a", 1.0F), write("b", 2.0F), write("c", 3.0F)}, 0);
+  Run({"learn", "--factor", "3", write("a", 1.0F), write("b", 2.0F), write("c", 3.0F)}, 0);
   const json q = Run({"test", write("d", 9.0F), "--json"}, 1).Lines().at(0).at("quantities").at(0);
   EXPECT_EQ(json::array({q.at("name"), q.at("unit"), q.at("x")}).dump(),
             "[\"Torque\",\"Nm\",10.0]");
@@ -177,7 +182,7 @@ TEST_F(Cycle, PassesAPartLikeThoseItLearnt) {
     text += "0.1,7.3,1234.567,-3e-9\n";
   }
   const std::string path = Write("same.csv", text);
-  Run({"learn", path, "--rows", "--sides", "both"}, 0);
+  Run({"learn", "--factor", "3", path, "--rows", "--sides", "both"}, 0);
   Run({"test", path, "--parts", "1"}, 0);
 }
 

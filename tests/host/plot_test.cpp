@@ -67,7 +67,8 @@ class Plot : public test::HostTest {
     const std::vector<std::string> how = {"--rows", "--part-column", "id",   "--name",
                                           "noise",  "--unit",        "mm<s", "--sides",
                                           "both",   "--x-unit",      "s"};
-    std::vector<std::string> words = {"learn", store_, Write("learn.csv", learn), "--again"};
+    std::vector<std::string> words = {"learn",   store_,     Write("learn.csv", learn),
+                                      "--again", "--factor", "3"};
     words.insert(words.end(), how.begin(), how.end());
     ASSERT_EQ(RunLimes(words).code, 0);
     ASSERT_EQ(RunLimes({"test", store_, Write(name, test), "--report", File("t.html")}).code, 1);

@@ -81,6 +81,7 @@ int RunForget(const SOptions& options, SConsole& console) {
   CheckKept(chosen, parts);
   CModel now = LoadedModel(store, *settings);
   CModel again = Relearn(store, *settings, {});
+  again.TakeScores(now);
   if (!SameStates(now, again)) {
     throw CStoreError(options.store +
                       ": the kept parts do not give the learnt state again, nothing is forgotten");
@@ -94,6 +95,10 @@ int RunForget(const SOptions& options, SConsole& console) {
   store.RemoveLearnt(ids);
   SaveModel(store, left, store.AddRun("forget", *settings));
   store.Commit();
+  if (now.Source() != ScoreSource::kLearning) {
+    Warn(console,
+         "the scores of limes calibrate are given up for those of learning: calibrate again");
+  }
   for (const SLearntPart& part : chosen) {
     console.out << "forgot " << Escaped(part.name) << '\n';
   }

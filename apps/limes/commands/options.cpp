@@ -40,6 +40,18 @@ SCondition ParseCondition(const std::string& text) {
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
+/// "1%" or "0.01".
+double ParseShare(const char* option, const std::string& text) {
+  double share = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), share);
+  const std::string_view behind(end, text.data() + text.size());
+  if (error != std::errc() || !(behind.empty() || behind == "%" || behind == " %")) {
+    throw CUsageError(std::string(option) + " needs a share such as 1% or 0.01, not " +
+                      Quoted(text));
+  }
+  return behind.empty() ? share : share / 100.0;
+}
+
 void ParseEvery(const std::string& text, SSelection& selection) {
   const auto colon = text.find(':');
   const bool good = colon != std::string::npos &&
@@ -158,7 +170,10 @@ void AddRule(CLI::App& app, SOptions& o) {
   SGivenSettings& s = o.settings;
   app.option_defaults()->group("Rule: limit = base + mean + factor * spread");
   Add(app, "--base", s.base, "constant part of the limit, in the unit (0)", "B");
-  Add(app, "--factor", s.factor, "weight of the spread (3)", "F");
+  AddText(
+      app, "--reject", [&s](const std::string& t) { s.reject = ParseShare("--reject", t); },
+      "share of good parts that is rejected, which the factor follows from (1%)", "RATE");
+  Add(app, "--factor", s.factor, "weight of the spread, instead of --reject", "F");
   Add(app, "--width", s.width, "half-width of the running maximum along x (0)", "W");
   Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000; tracks: 200)", "T");
   Add(app, "--min-parts", s.minParts, "fewer learnt parts judge nothing (3)", "N");

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
@@ -9,6 +10,31 @@
 #include "recordings/text.h"
 
 namespace limes::host {
+namespace {
+
+/// What was learnt, with scores for another base where all parts are kept. Throws CUsageError where
+/// a rate would have none.
+CModel Rescored(CStore& store, const SSettings& settings) {
+  CModel model = LoadedModel(store, settings);
+  const std::vector<SLearntPart> parts = store.LearntParts();
+  if (std::all_of(parts.begin(), parts.end(), [](const SLearntPart& part) { return part.kept; })) {
+    model.TakeScores(Relearn(store, settings, {}, [&](std::int64_t id, const SScores& scores) {
+      store.SetScores(id, scores);
+    }));
+    return model;
+  }
+  if (settings.reject) {
+    throw CUsageError(
+        "--base: a rate is promised for the base that parts were scored with, and not all of them "
+        "are kept to be scored anew; limes calibrate --base does it with good parts, --factor "
+        "judges without a promise");
+  }
+  std::for_each(parts.begin(), parts.end(),
+                [&](const SLearntPart& part) { store.SetScores(part.id, SScores()); });
+  return model;
+}
+
+}  // namespace
 
 /// What was learnt stays; limits are formed of it by the new rule.
 int RunSet(const SOptions& options, SConsole& console) {
@@ -22,10 +48,11 @@ int RunSet(const SOptions& options, SConsole& console) {
   const std::string text = SettingsToText(settings);
   if (text == SettingsToText(*stored)) {
     throw CUsageError(
-        "set changes nothing: give another --base, --factor, --width, --min-parts, "
-        "--min-share or --one-per-curve");
+        "set changes nothing: give another --base, --reject, --factor, --width, "
+        "--min-parts, --min-share or --one-per-curve");
   }
-  CModel model = LoadedModel(store, settings);
+  CModel model =
+      settings.base == stored->base ? LoadedModel(store, settings) : Rescored(store, settings);
   store.SetSettings(settings);
   SaveModel(store, model, store.AddRun("set", settings));
   store.Commit();

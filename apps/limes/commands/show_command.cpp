@@ -34,6 +34,7 @@ int RunShow(const SOptions& options, SConsole& console) {
   if (!options.json) {
     console.out << Escaped(options.store) << ": " << learnt << (learnt == 1 ? " part" : " parts")
                 << " learnt\n";
+    PrintPromise(console.out, model.Promise());
   }
   for (const SLearntSummary& summary : model.Summaries()) {
     (options.json ? PrintSummaryJson : PrintSummary)(console.out, summary, settings);

@@ -39,6 +39,7 @@ class CTestRun {
     }
     LoadModel(store_, model_);
     store_.Rollback();
+    promise_ = model_.Promise();
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);
       reportFile_ = std::make_unique<COutputFile>(options.output, options.force);
@@ -58,6 +59,7 @@ class CTestRun {
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
     if (!options_.json) {
       PrintSureness(console_.out, last_);
+      PrintPromise(console_.out, promise_);
     }
     ListUnusable();
     WriteReport();
@@ -74,7 +76,14 @@ class CTestRun {
     if (!stored) {
       throw CStoreError(options_.store + ": nothing is learnt in this store");
     }
-    return Resolve(options_.settings, stored, false);
+    const SSettings settings = Resolve(options_.settings, stored, false);
+    if (settings.reject && settings.base != stored->base) {
+      throw CUsageError(
+          "a rate is promised for the --base that parts were scored with, " +
+          NumberText(stored->base) +
+          ": give --factor with another one, or change it by limes set or limes calibrate");
+    }
+    return settings;
   }
 
   /// Judges the parts of the next file; false behind the last. What was judged before a failure is
@@ -185,7 +194,8 @@ class CTestRun {
   std::unique_ptr<CHtmlReport> report_;
   std::vector<SPartVerdict> pending_;  ///< judged, not yet stored
   std::vector<std::string> unusable_;  ///< files, each with its reason
-  SPartVerdict last_;                  ///< all parts of a run are judged by the same limits
+  SPromise promise_;
+  SPartVerdict last_;  ///< all parts of a run are judged by the same limits
   SCounts counts_;
   std::int64_t run_ = 0;
   Clock::time_point stored_ = Clock::now();

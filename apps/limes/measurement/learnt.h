@@ -7,6 +7,7 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/verdict.h"
+#include "limes/learning/calibration.h"
 #include "recordings/measurement.h"
 
 namespace limes::host {
@@ -58,12 +59,27 @@ struct SHistory {
   std::optional<double> limit;
 };
 
+/// What the limits of a store do to good parts, as far as their scores tell.
+struct SPromise {
+  std::optional<double> rate;  ///< wanted; empty with a factor
+  SCalibratedLimit limit;      ///< for the rate
+  SPartsBeyond beyond;         ///< of the parts with scores, by the limits as they are
+  std::int64_t scores = 0;
+  std::int64_t learnt = 0;
+  ScoreSource source = ScoreSource::kLearning;
+  std::optional<std::int64_t> groups;  ///< that were left out as a whole
+  std::int64_t neverChanged = 0;       ///< values and points of curves
+  double changes = 0.0;                ///< share of good parts at most in which one of them does
+  bool widened = false;                ///< so fewer are rejected
+};
+
 /// A learnt quantity and side at a glance.
 struct SLearntSummary {
   std::string name;
   Side side = Side::kUpper;
   SLimitSureness sureness;
-  std::string kind;  ///< curve, track or value
+  std::optional<double> factor;  ///< in the limit, of tracks where most was learnt; empty: no limit
+  std::string kind;              ///< curve, track or value
   std::int64_t parts = 0;
   std::size_t points = 0;
   double xFirst = 0.0;  ///< valid range of the learnt curves

@@ -57,9 +57,11 @@ void ValidateNumbers(const SSettings& s) {
   const auto single = [](double v) {
     return std::fabs(v) <= double{std::numeric_limits<float>::max()};
   };
-  Require(single(s.base) && single(s.factor) && single(s.width),
+  Require(single(s.base) && single(s.factor.value_or(0.0)) && single(s.width),
           "--base, --factor and --width must be numbers of single precision");
-  Require(s.factor >= 0.0, "--factor must not be negative");
+  Require(s.factor.value_or(0.0) >= 0.0, "--factor must not be negative");
+  Require(s.reject.value_or(kDefaultReject) > 0.0 && s.reject.value_or(kDefaultReject) < 1.0,
+          "--reject must lie between 0 and 1: 1% or 0.01");
   Require(s.width >= 0.0, "--width must not be negative");
   Require(s.timeScale >= 1, "--time-scale must be at least 1");
   Require(s.minParts >= 1, "--min-parts must be at least 1");
@@ -107,6 +109,9 @@ SSettings WithDefaults(const SGivenSettings& given) {
         }
       },
       result, given);
+  if (!result.factor && !result.reject) {
+    result.reject = kDefaultReject;
+  }
   if (result.tracks) {
     result.timeScale = given.timeScale.value_or(kTrackTimeScale);
     result.minShare = given.minShare.value_or(kMinShareOfTrack);
@@ -132,6 +137,11 @@ SSettings Joined(const SGivenSettings& given, const SSettings& stored, bool lear
         target = *wish;
       },
       result, given);
+  if (given.reject) {
+    result.factor.reset();
+  } else if (given.factor) {
+    result.reject.reset();
+  }
   return result;
 }
 
@@ -139,6 +149,7 @@ SSettings Joined(const SGivenSettings& given, const SSettings& stored, bool lear
 
 SSettings Resolve(const SGivenSettings& given, const std::optional<SSettings>& stored,
                   bool learning) {
+  Require(!given.reject || !given.factor, "--reject and --factor exclude each other");
   SSettings result = WithDefaults(given);
   ValidateNumbers(result);
   if (stored) {

@@ -13,6 +13,9 @@
 
 namespace limes::host {
 
+/// The share of good parts that limits reject unless another one, or a factor, is given.
+inline constexpr double kDefaultReject = 0.01;
+
 /// The rule of the limits.
 template <class Form>
 struct TRule {
@@ -23,7 +26,8 @@ struct TRule {
   Field<std::string> sides = Form::Default("both");      ///< upper, lower or both
   Field<std::int32_t> timeScale = Form::Default(10000);  ///< of the running means, in parts
   Field<double> base = Form::Default(0.0);               ///< limit = base + mean + factor * spread
-  Field<double> factor = Form::Default(3.0);             ///< see base
+  std::optional<double> reject;  ///< share of good parts that is rejected; the factor follows
+  std::optional<double> factor;  ///< see base; one of the two
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
   Field<double> minShare =
@@ -41,6 +45,7 @@ struct TRule {
     visit("--sides", Policy::kFixed, r.sides...);
     visit("--time-scale", Policy::kFixed, r.timeScale...);
     visit("--base", Policy::kJudging, r.base...);
+    visit("--reject", Policy::kJudging, r.reject...);
     visit("--factor", Policy::kJudging, r.factor...);
     visit("--width", Policy::kJudging, r.width...);
     visit("--min-parts", Policy::kJudging, r.minParts...);

@@ -81,7 +81,6 @@ void VisitFields(auto visit, SameRecord<SLimitSureness> auto& s) {
   visit(SField{"learnt", "learnt", 2}, s.parts);
   visit(SField{"effective_parts", "effective_parts", 2}, s.effectiveParts);
   visit(SField{"chance_per_point", "chance_per_point", 2}, s.rejectedPerPoint);
-  visit(SField{"chance_bound", "chance_bound", 2}, s.rejectedBound);
 }
 
 /// A region beyond a limit, or a single value.

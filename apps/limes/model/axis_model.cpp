@@ -41,9 +41,6 @@ class CAxisModel : public CSidedModel<Tool> {
     const SPartRule rule{settings_.minShare, allowShort};
     const PartStatus status = tools_.PrepareLearning(part_.Part(), rule);
     CheckPlace(status, part);
-    if (status == PartStatus::kOk && Learnt() == 0) {
-      SetRule();
-    }
     return this->Refusal(status, part);
   }
 
@@ -109,13 +106,36 @@ class CAxisModel : public CSidedModel<Tool> {
     }
   }
 
-  void SetRule() {
+  /// Of tracks where most was learnt.
+  double Effective() const override {
+    if constexpr (kTrack) {
+      const auto counts = tools_.First().LearnCounts();
+      const std::uint32_t most =
+          counts.empty() ? 0 : *std::max_element(counts.begin(), counts.end());
+      return EffectiveParts(static_cast<std::int32_t>(std::min<std::uint32_t>(most, INT32_MAX)),
+                            CTrackLernWerkzeug::kTimeScale);
+    } else {
+      return EffectiveParts(tools_.First());
+    }
+  }
+
+  double FactorOfScore(double score) const override {
+    const double factor = CSidedModel<Tool>::FactorOfScore(score);
+    const double n = Effective();
+    // The spread of tracks is unbiased, that of a score has the divisor n.
+    return kTrack && n > 1.0 ? factor * std::sqrt((n - 1.0) / n) : factor;
+  }
+
+  void SetRule() override {
     const auto base = static_cast<float>(settings_.base);
-    const auto factor = static_cast<float>(settings_.factor);
     for (const Side side : tools_.Limited()) {
+      const float factor = this->FactorInTool(side);
       if constexpr (kTrack) {
         tools_[side].Bildungsregel(base, factor);
-        tools_[side].BasisLernenAnzahl(static_cast<std::uint32_t>(settings_.minParts));
+        tools_[side].BasisLernenAnzahl(static_cast<std::uint32_t>(LeastLearnt()));
+        if (settings_.reject && this->HasRule()) {
+          tools_[side].LimitScore(this->LimitScore(side));
+        }
       } else {
         // The library takes the width as a place on the x axis.
         const double width = settings_.width;
@@ -145,7 +165,15 @@ class CAxisModel : public CSidedModel<Tool> {
   void Update();
   const CSigCurveExt& Spread(Side side) const;
   std::int64_t LearntAt(std::int32_t i) const;
-  bool HasLimit(std::int32_t i) const { return !kTrack || LearntAt(i) >= settings_.minParts; }
+
+  /// Parts from which on a point is judged: none that takes no part in the scores is promised.
+  std::int32_t LeastLearnt() const {
+    return kTrack && settings_.reject ? std::max(settings_.minParts, kPartsBeforeScores)
+                                      : settings_.minParts;
+  }
+  bool HasLimit(std::int32_t i) const {
+    return this->HasRule() && (!kTrack || LearntAt(i) >= LeastLearnt());
+  }
 
   /// First and last point that has learnt.
   std::pair<std::int32_t, std::int32_t> LearntRange() const;
@@ -191,7 +219,6 @@ std::string CAxisModel<Tool>::TakeState(const SStoredQuantity::SState& state) {
   if (kTrack && (grid.DLen() == 0 || !tool.HatGelernt() || !same)) {
     return WideToUtf8(Text(LearnStateStatus::kContent));
   }
-  SetRule();
   learnt_ = std::max<std::int64_t>(state.learnt, 0);
   return "";
 }
@@ -213,6 +240,7 @@ std::string CAxisModel<Tool>::JoinStates(CQuantityModel& other) {
   for (const Side side : tools_.Limited()) {
     Tool& tool = theirs.tools_[side];
     if constexpr (kTrack) {
+      tool.Bildungsregel(tools_[side].Sockel(), tools_[side].Faktor());
       tool.BasisLernenAnzahl(tools_[side].BasisLernenAnzahl());
     } else {
       // The same width gives another place where the axes begin a rounding step apart.

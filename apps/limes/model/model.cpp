@@ -6,6 +6,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/model/defects.h"
 #include "apps/limes/model/quantity_model.h"
+#include "limes/learning/score.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -51,6 +52,7 @@ void CModel::Load(const std::vector<SStoredQuantity>& quantities,
                   const std::optional<SStoredCalibration>& calibration, const std::string& store) {
   quantities_.clear();
   scores_.Load(calibration, store);
+  ruleStale_ = true;
   for (const SStoredQuantity& s : quantities) {
     auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
     for (const Side side : model->Limited()) {
@@ -68,6 +70,8 @@ void CModel::Load(const std::vector<SStoredQuantity>& quantities,
 
 SJoined CModel::Join(CModel other) {
   SJoined joined;
+  UpdateRule();
+  ruleStale_ = true;
   const bool empty = quantities_.empty();
   for (auto& theirs : other.quantities_) {
     const auto mine = std::find_if(quantities_.begin(), quantities_.end(), [&](const auto& model) {
@@ -171,6 +175,7 @@ const SScoredPart& CModel::Score() {
 }
 
 void CModel::LearnPrepared(const SScores& scores) {
+  ruleStale_ = true;
   scores_.Add(scores);
   for (const auto& model : quantities_) {
     model->Learn();
@@ -183,6 +188,25 @@ std::string CModel::Learn(const SPart& part, bool allowShort, bool scored) {
     LearnPrepared(scored ? Score().scores : SScores());
   }
   return refused;
+}
+
+void CModel::TakeScores(const CModel& other) {
+  scores_ = other.scores_;
+  ruleStale_ = true;
+}
+
+void CModel::UpdateRule() {
+  if (!ruleStale_) {
+    return;
+  }
+  limit_ = {};
+  if (settings_.reject) {
+    limit_ = scores_.Calibration().ForRate(*settings_.reject);
+  }
+  for (const auto& model : quantities_) {
+    model->TakeLimit(limit_);
+  }
+  ruleStale_ = false;
 }
 
 void CModel::Freeze() {
@@ -200,6 +224,7 @@ void CModel::Thaw() {
 }
 
 SPartVerdict CModel::Judge(const SPart& part) {
+  UpdateRule();
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
   });
@@ -223,6 +248,7 @@ std::vector<float> CModel::Judged(const std::string& quantity) {
 }
 
 std::vector<SStoredQuantity> CModel::States() {
+  UpdateRule();
   std::vector<SStoredQuantity> result;
   for (const auto& model : quantities_) {
     result.push_back({model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
@@ -244,6 +270,7 @@ std::vector<SHistory> CModel::Moment() {
 }
 
 std::vector<SLearntSummary> CModel::Summaries() {
+  UpdateRule();
   std::vector<SLearntSummary> result;
   for (const auto& model : quantities_) {
     for (const Side side : model->Limited()) {
@@ -253,6 +280,7 @@ std::vector<SLearntSummary> CModel::Summaries() {
       summary.kind = model->IsSingle() ? "value" : settings_.tracks ? "track" : "curve";
       summary.parts = model->Learnt();
       summary.sureness = model->Sureness(side);
+      summary.factor = model->Factor(side);
       summary.unit = model->Unit().Display();
       summary.xUnit = model->XUnit().Display();
       result.push_back(std::move(summary));
@@ -261,7 +289,38 @@ std::vector<SLearntSummary> CModel::Summaries() {
   return result;
 }
 
+SPromise CModel::Promise() {
+  SPromise promise;
+  promise.rate = settings_.reject;
+  promise.widened = settings_.width > 0.0;
+  promise.source = scores_.Source();
+  promise.groups = scores_.Groups();
+  promise.scores = scores_.Calibration().Scores();
+  UpdateRule();
+  promise.limit = limit_;
+  double above = limit_.above;
+  double below = limit_.below;
+  for (const SLearntSummary& s : Summaries()) {
+    promise.learnt = std::max(promise.learnt, s.parts);
+    for (std::size_t i = 0; i < s.limit.size() && s.side == quantities_[0]->Limited()[0]; ++i) {
+      const auto n = static_cast<double>(s.learntAt.empty() ? s.parts : s.learntAt[i]);
+      if (!std::isnan(s.limit[i]) && s.spread[i] <= 0x1p-24F * std::fabs(s.mean[i])) {
+        ++promise.neverChanged;
+        promise.changes += 1.0 / (n + 1.0);
+      }
+    }
+  }
+  if (settings_.factor) {  // judged as now, with the least of what is learnt
+    for (const auto& model : quantities_) {
+      above = below = std::min(above, ScoreOf(*settings_.factor, model->Effective()));
+    }
+  }
+  promise.beyond = scores_.Calibration().Beyond(above, below);
+  return promise;
+}
+
 std::vector<std::string> CModel::Warnings() {
+  UpdateRule();
   std::vector<std::string> result;
   for (const auto& model : quantities_) {
     if (std::string warning = model->Warning(); !warning.empty()) {

@@ -75,6 +75,10 @@ class CModel {
   /// none; empty for a single value.
   std::vector<float> Judged(const std::string& quantity);
 
+  /// Takes over the scores of a model of the same rule.
+  void TakeScores(const CModel& other);
+  ScoreSource Source() const { return scores_.Source(); }
+
   /// All that is to be stored. Throws CStoreError, the second one also for scores that could not be
   /// read.
   std::vector<SStoredQuantity> States();
@@ -84,6 +88,9 @@ class CModel {
   std::vector<SHistory> Moment();
 
   std::vector<SLearntSummary> Summaries();
+
+  /// What the limits do to good parts. Throws CStoreError for scores that could not be read.
+  SPromise Promise();
 
   /// What the engineer should know about the learnt limits; one text each.
   std::vector<std::string> Warnings();
@@ -96,12 +103,17 @@ class CModel {
   template <class Call>
   void ForEachQuantity(const SPart& part, Call prepare);
 
+  /// Forms the rule for the rate where it is older than what is learnt.
+  void UpdateRule();
+
   SSettings settings_;
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
   CModelScores scores_;
-  SScoredPart scored_;  ///< the part that was prepared or judged last
+  SScoredPart scored_;      ///< the part that was prepared or judged last
+  SCalibratedLimit limit_;  ///< for the rate
   bool frozen_ = false;
+  bool ruleStale_ = true;
 };
 
 }  // namespace limes::host

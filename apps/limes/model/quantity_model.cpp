@@ -45,7 +45,7 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
   const std::string difference =
       Difference(settings_, other.settings_,
                  {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
-                  "--base", "--factor", "--width"});
+                  "--base", "--reject", "--factor", "--width"});
   return difference.empty() ? JoinStates(other) : difference;
 }
 

@@ -31,6 +31,16 @@ class CQuantityModel {
   /// The same for Judge.
   virtual void PrepareJudging(const SQuantity& quantity, const std::string& part) = 0;
 
+  /// Takes the limiting scores for a rate, before anything is judged or shown; after learning
+  /// again, as the factor depends on how much is learnt.
+  virtual void TakeLimit(const SCalibratedLimit& limit) = 0;
+
+  /// The factor in the limit of a side; empty when there is none for the rate.
+  virtual std::optional<double> Factor(Side side) const = 0;
+
+  /// Parts that the factor is told by.
+  virtual double Effective() const = 0;
+
   /// Scores of the part that was prepared, before it is learnt.
   virtual SPartScoring Score() = 0;
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <memory>
 #include <new>
 #include <optional>
@@ -11,10 +13,12 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/number_text.h"
+#include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/model/defects.h"
 #include "apps/limes/model/quantity_model.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/limit_sureness.h"
+#include "limes/learning/score.h"
 #include "limes/learning/sided.h"
 #include "limes/platform/file_stream.h"
 #include "limes/platform/text.h"
@@ -31,6 +35,21 @@ class CSidedModel : public CQuantityModel {
     SetStale();
   }
 
+  void TakeLimit(const SCalibratedLimit& limit) override {
+    limit_ = limit;
+    if (Learnt() > 0) {
+      SetRule();
+    }
+    SetStale();
+  }
+
+  std::optional<double> Factor(Side side) const override {
+    return settings_.factor ? settings_.factor
+           : limit_.basis == CalibrationBasis::kNone
+               ? std::nullopt
+               : std::optional(FactorOfScore(LimitScore(side)));
+  }
+
   void Freeze() override {
     frozen_ = std::make_unique<SFrozen>();
     CMemoryStream stream;
@@ -45,7 +64,7 @@ class CSidedModel : public CQuantityModel {
   void Thaw() override { frozen_.reset(); }
 
   void Judge(SPartVerdict& verdict, CProtocolItemList& items) override {
-    const bool judges = fits_ && EnoughLearnt();
+    const bool judges = fits_ && EnoughLearnt() && HasRule();
     if (judges) {
       tools_.Judge(settings_.minShare, judgement_);
     }
@@ -93,12 +112,36 @@ class CSidedModel : public CQuantityModel {
     std::optional<SLimitSureness>& sureness = sureness_[CSidedJudgement::Index(side)];
     if (!sureness) {
       sureness = SurenessOf(tools_[side]);
+      if (!HasRule()) {
+        sureness->rejectedPerPoint = sureness->rejectedBound = std::nan("");
+      }
     }
     return *sureness;
   }
 
  protected:
   using CQuantityModel::CQuantityModel;
+
+  bool HasRule() const { return settings_.factor || limit_.basis != CalibrationBasis::kNone; }
+
+  /// The factor that the tools hold: without one for the rate they judge nothing.
+  float FactorInTool(Side side) const {
+    constexpr double kUnused = 3.0;
+    return static_cast<float>(Factor(side).value_or(kUnused));
+  }
+
+  /// Of a part that lies just on the limit of a side; with one side it is the first of the two.
+  double LimitScore(Side side) const {
+    return tools_.Limited().size() == 2 && side == Side::kLower ? limit_.below : limit_.above;
+  }
+
+  /// The factor that belongs to a score.
+  virtual double FactorOfScore(double score) const {
+    return std::max(FactorOf(score, Effective()), 0.0);
+  }
+
+  /// Sets the rule of the tools; something is learnt.
+  virtual void SetRule() = 0;
 
   static float Sign(Side side) { return side == Side::kUpper ? 1.0F : -1.0F; }
 
@@ -197,6 +240,9 @@ class CSidedModel : public CQuantityModel {
     if (j.reason == PartStatus::kLongerThanTemplate) {
       return "only " + Percent(q.judgedShare) + " of it lies in the learnt range";
     }
+    if (j.reason == PartStatus::kNothingLearnt && !HasRule() && EnoughLearnt()) {
+      return NoLimitText(*settings_.reject, Learnt(), limit_.scores);
+    }
     if (j.reason == PartStatus::kNothingLearnt) {
       return "no " + limit + " holds for it, " + std::to_string(q.sureness->parts) +
              (q.sureness->parts == 1 ? " part learnt" : " parts learnt");
@@ -204,6 +250,7 @@ class CSidedModel : public CQuantityModel {
     return WideToUtf8(Text(j.reason));
   }
 
+  SCalibratedLimit limit_;  ///< for the rate
   CSidedJudgement judgement_;
   std::unique_ptr<SFrozen> frozen_;
   std::array<std::optional<SLimitSureness>, 2> sureness_;

@@ -16,7 +16,6 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
       tools_[side].NameIst(Utf8ToWide(name));
       tools_[side].Neustart(settings.timeScale);
     }
-    SetRule();
   }
 
   std::string PrepareLearning(const SQuantity& quantity, const std::string& part,
@@ -43,7 +42,7 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     summary.points = 1;
     summary.mean = {Sign(side) * limit.Mittelwert()};
     summary.spread = {spread > kFloatStep * std::fabs(limit.Mittelwert()) ? spread : 0.0F};
-    summary.limit = {Sign(side) * limit.Grenzwert()};
+    summary.limit = {HasRule() ? Sign(side) * limit.Grenzwert() : std::nanf("")};
     return summary;
   }
 
@@ -61,36 +60,33 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     AddItem(items, item, q, q.excessInS);
   }
 
-  std::string TakeState(const SStoredQuantity::SState& /*state*/) override {
-    SetRule();
-    return "";
-  }
+  std::string TakeState(const SStoredQuantity::SState& /*state*/) override { return ""; }
 
   std::string JoinStates(CQuantityModel& other) override {
     auto& theirs = static_cast<CValueModel&>(other);
     for (const Side side : tools_.Limited()) {
+      theirs.tools_[side].Bildungsregel(tools_[side].Sockel(), tools_[side].Faktor());
       const MergeStatus status = tools_[side].Merge(theirs.tools_[side]);
       if (status != MergeStatus::kOk) {
         return WideToUtf8(Text(status));
       }
     }
     SetStale();
-    SetRule();
     return "";
+  }
+
+  double Effective() const override { return EffectiveParts(tools_.First()); }
+
+  void SetRule() override {
+    for (const Side side : tools_.Limited()) {
+      tools_[side].Bildungsregel(static_cast<float>(settings_.base), FactorInTool(side));
+      tools_[side].GrenzwertErneuern(1.0F);
+    }
   }
 
  private:
   /// A smaller spread is that of the rounding of float; the quantity was constant.
   static constexpr float kFloatStep = 1.0F / (1 << 24);
-
-  void SetRule() {
-    tools_.SetRule(static_cast<float>(settings_.base), static_cast<float>(settings_.factor));
-    for (const Side side : tools_.Limited()) {
-      if (tools_[side].NrGelernt() > 0) {
-        tools_[side].GrenzwertErneuern(1.0F);
-      }
-    }
-  }
 
   double value_ = 0.0;  ///< that was prepared
 };

@@ -194,9 +194,6 @@ class CPage {
     if (effective != static_cast<double>(learnt.parts)) {
       text += ", effective " + Brief(effective);
     }
-    if (learnt.sureness.parts > 0) {
-      text += "; of good parts at most " + ChanceText(judged.sides) + " are beyond by chance";
-    }
     text += "; " + std::to_string(judged.nok) +
             (judged.nok == 1 ? " judged part NOK" : " judged parts NOK");
     if (judged.nok > CJudgedParts::kWorstParts) {

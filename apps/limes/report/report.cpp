@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "apps/limes/measurement/number_text.h"
+#include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report_texts.h"
 #include "recordings/measurement.h"
@@ -70,10 +71,10 @@ std::string Sparkline(const std::vector<float>& values) {
 
 std::string SurenessText(const SLimitSureness& s) {
   std::string text = std::to_string(s.parts) + (s.parts == 1 ? " part" : " parts") +
-                     " learnt, effective " + Brief(s.effectiveParts) + "; " +
-                     Percent(s.rejectedPerPoint) + " of good parts beyond it by chance";
-  if (s.rejectedBound > s.rejectedPerPoint) {
-    text += " at its worst point, at most " + Percent(s.rejectedBound) + " anywhere";
+                     " learnt, effective " + Brief(s.effectiveParts);
+  if (!std::isnan(s.rejectedPerPoint)) {
+    text += "; if Normal, " + Percent(s.rejectedPerPoint) + " of good parts beyond it" +
+            (s.rejectedBound > s.rejectedPerPoint ? " at its worst point" : "");
   }
   return text;
 }
@@ -100,7 +101,7 @@ void AddSureness(Json& json, const std::optional<SLimitSureness>& sureness) {
 Json RuleOf(const SPartVerdict& verdict) {
   Json rule = Json::object();
   const Json settings = Json::parse(verdict.rule, nullptr, false);
-  for (const char* name : {"base", "factor", "width", "min-parts", "min-share"}) {
+  for (const char* name : {"base", "reject", "factor", "width", "min-parts", "min-share"}) {
     if (settings.is_object() && settings.contains(name)) {
       std::string key = name;
       std::replace(key.begin(), key.end(), '-', '_');
@@ -209,19 +210,17 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
 }
 
 void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
-  double together = 0.0;
-  std::size_t limits = 0;
   for (const SQuantityVerdict& q : verdict.quantities) {
     if (q.sureness && q.sureness->parts > 0) {
       out << Escaped(q.name) << ", " << SideText(q.side) << " limit: " << SurenessText(*q.sureness)
           << '\n';
-      together += q.sureness->rejectedBound;
-      ++limits;
     }
   }
-  if (limits > 1) {
-    out << "all limits: at most " << Percent(std::min(together, 1.0))
-        << " of good parts NOK by chance\n";
+}
+
+void PrintPromise(std::ostream& out, const SPromise& promise) {
+  for (const std::string& text : PromiseTexts(promise)) {
+    out << text << '\n';
   }
 }
 
@@ -266,7 +265,7 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
         << " points\n";
   }
   const char* sign = s.side == Side::kUpper ? " + " : " - ";
-  out << "  rule    mean" << sign << Brief(settings.factor) << " * spread" << sign
+  out << "  rule    mean" << sign << (s.factor ? Brief(*s.factor) : "?") << " * spread" << sign
       << WithUnit(Brief(settings.base), unit) << '\n';
   const double spread = s.kind == "value" && s.spread.size() == 1 ? s.spread[0] : 0.0;
   out << "  mean    " << Range(s.mean, spread) << '\n';
@@ -292,7 +291,8 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["x_last"] = single ? Json(nullptr) : Json(s.xLast);
   json["step"] = single ? Json(nullptr) : Json(s.step);
   json["base"] = settings.base;
-  json["factor"] = settings.factor;
+  json["reject"] = ToJson(settings.reject);
+  json["factor"] = ToJson(s.factor);
   json["width"] = settings.width;
   json["time_scale"] = settings.timeScale;
   json["min_parts"] = settings.minParts;

@@ -37,6 +37,9 @@ struct SCounts {
 /// A line per quantity and side: how sure the limits are that a part was judged by.
 void PrintSureness(std::ostream& out, const SPartVerdict& verdict);
 
+/// What the limits do to good parts, a line each.
+void PrintPromise(std::ostream& out, const SPromise& promise);
+
 void PrintCounts(std::ostream& out, const SCounts& counts);
 
 void PrintSummary(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);

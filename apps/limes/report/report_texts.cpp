@@ -60,24 +60,24 @@ std::string DeviationText(const SQuantityVerdict& q) {
 
 std::string RuleText(const SSettings& settings, const std::vector<const SLearntSummary*>& sides) {
   const double base = settings.base;
-  const char* sign = sides.size() > 1 ? " ± " : sides[0]->side == Side::kUpper ? " + " : " − ";
-  std::string margin = Brief(settings.factor) + " × spread";
-  if (base != 0.0) {
-    margin = "(" + margin + " + " + WithUnit(Brief(base), sides[0]->unit) + ")";
+  const bool same = sides.size() > 1 && sides[0]->factor == sides[1]->factor;
+  std::string rule;
+  for (const SLearntSummary* const side : sides) {
+    const std::string factor = side->factor ? Brief(*side->factor) : "?";
+    const char* sign = same ? " ± " : side->side == Side::kUpper ? " + " : " − ";
+    std::string margin = factor + " × spread";
+    if (base != 0.0) {
+      margin = "(" + margin + " + " + WithUnit(Brief(base), side->unit) + ")";
+    }
+    rule += (rule.empty() ? "mean" : " and mean") + std::string(sign) + margin;
+    if (same) {
+      break;
+    }
   }
   const double width = settings.width;
-  return std::string("mean") + sign + margin +
-         (width > 0.0 && sides[0]->kind != "value"
-              ? ", then its largest value within ±" + WithUnit(Brief(width), sides[0]->xUnit)
-              : "");
-}
-
-std::string ChanceText(const std::vector<const SLearntSummary*>& sides) {
-  double share = 0.0;
-  for (const SLearntSummary* side : sides) {
-    share += side->sureness.rejectedBound;
-  }
-  return Percent(std::clamp(share, 0.0, 1.0));
+  return rule + (width > 0.0 && sides[0]->kind != "value"
+                     ? ", then its largest value within ±" + WithUnit(Brief(width), sides[0]->xUnit)
+                     : "");
 }
 
 std::string ToleranceText(const STolerance& tolerance, const std::string& unit) {

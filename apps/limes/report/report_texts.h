@@ -35,9 +35,6 @@ std::string PlaceText(const SDefect& defect, const std::string& xUnit);
 /// The rule of a quantity's limits: "mean ± (3 × spread + 3 dB(Pa))".
 std::string RuleText(const SSettings& settings, const std::vector<const SLearntSummary*>& sides);
 
-/// The share of good parts that the limits of a quantity reject by chance at most: "0.58 %".
-std::string ChanceText(const std::vector<const SLearntSummary*>& sides);
-
 /// "9.5 .. 10.5 mm", "up to 10.5 mm".
 std::string ToleranceText(const STolerance& tolerance, const std::string& unit);
 

@@ -1,0 +1,92 @@
+#include "apps/limes/measurement/promise_text.h"
+
+#include <algorithm>
+
+#include "apps/limes/measurement/number_text.h"
+
+namespace limes::host {
+namespace {
+
+constexpr std::int64_t kLeastScores = 4;  ///< of which any limit for a rate is formed
+
+std::string Count(std::int64_t n, const std::string& what) {
+  return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
+/// Parts to learn, in all, until there are so many scores.
+std::int64_t PartsFor(std::int64_t wanted, std::int64_t learnt, std::int64_t scores) {
+  return std::max<std::int64_t>(learnt, kPartsBeforeScores) +
+         std::max<std::int64_t>(wanted - scores, 0);
+}
+
+/// How the scores came about: "390 parts judged before they were learnt".
+std::string Scored(const SPromise& p) {
+  const std::string parts = Count(p.scores, "part");
+  return p.source == ScoreSource::kFrozen ? parts + " judged by what was learnt without them"
+         : p.source == ScoreSource::kOthers
+             ? parts + " judged by all others" +
+                   (p.groups ? " than their group of " + std::to_string(*p.groups) : "")
+             : parts + " judged before they were learnt";
+}
+
+/// Bounds of a rate in percent, to two digits.
+std::string Between(double low, double high) {
+  const auto brief = [](double share) { return Brief(Rounded(100.0 * share, 2)); };
+  return "between " + brief(low) + " and " + brief(high) + " %";
+}
+
+}  // namespace
+
+std::int64_t PartsNeeded(double rate, std::int64_t learnt, std::int64_t scores) {
+  return PartsFor(ScoresNeeded(rate), learnt, scores);
+}
+
+std::string NoLimitText(double rate, std::int64_t learnt, std::int64_t scores) {
+  return "no limit for --reject " + Percent(rate) + " yet, " + Count(learnt, "part") +
+         " learnt: it takes " + std::to_string(PartsFor(kLeastScores, learnt, scores)) + ", and " +
+         std::to_string(PartsNeeded(rate, learnt, scores)) +
+         " to promise the rate; --factor 3 judges without a promise";
+}
+
+std::vector<std::string> PromiseTexts(const SPromise& p) {
+  std::vector<std::string> texts;
+  if (p.rate && p.limit.basis == CalibrationBasis::kNone) {
+    return {NoLimitText(*p.rate, p.learnt, p.scores)};
+  }
+  const std::string most = p.widened ? "at most " : "";
+  if (p.rate && p.limit.basis == CalibrationBasis::kRank) {
+    texts.push_back(Percent(*p.rate) + " promised: a further good part is rejected with " + most +
+                    Percent(p.limit.promised) + ", " + Between(p.limit.low, p.limit.high));
+  } else if (p.rate) {
+    texts.push_back(Percent(*p.rate) + " needs " + Count(ScoresNeeded(*p.rate), "score") + ", " +
+                    std::to_string(p.scores) + (p.scores == 1 ? " is" : " are") +
+                    " there: extrapolated; " + Percent(p.limit.promised) + " can be promised");
+  }
+  if (p.scores > 0) {
+    texts.push_back("of " + Scored(p) + ", " + (p.beyond.exact ? "" : "at least ") +
+                    std::to_string(p.beyond.parts) +
+                    (p.beyond.parts == 1 ? " was beyond a limit" : " were beyond a limit"));
+  }
+  if (!p.rate) {
+    return texts;
+  }
+  if (p.neverChanged > 0) {
+    texts.push_back(Count(p.neverChanged, "value") + (p.neverChanged == 1 ? " has" : " have") +
+                    " never changed; a change is rejected" +
+                    (p.changes < 1.0 ? ", by chance at most " + Percent(p.changes) : ""));
+  }
+  std::string more;
+  for (const double rate : {0.01, 0.001}) {
+    const std::int64_t parts = PartsNeeded(rate, p.learnt, p.scores) - p.learnt;
+    if (parts > 0) {
+      more += (more.empty() ? "to promise " : ", ") + Percent(rate) + ": " +
+              std::to_string(parts) + " more";
+    }
+  }
+  if (!more.empty()) {
+    texts.push_back(more + " parts to learn");
+  }
+  return texts;
+}
+
+}  // namespace limes::host

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/limes/measurement/learnt.h"
+
+namespace limes::host {
+
+/// Why there is no limit for a rate, and what to do.
+std::string NoLimitText(double rate, std::int64_t learnt, std::int64_t scores);
+
+/// Parts to learn, in all, before a rate can be promised.
+std::int64_t PartsNeeded(double rate, std::int64_t learnt, std::int64_t scores);
+
+/// What the limits do to good parts, one statement a line.
+std::vector<std::string> PromiseTexts(const SPromise& promise);
+
+}  // namespace limes::host
