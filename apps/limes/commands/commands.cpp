@@ -33,6 +33,10 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunSet(options, console);
     case Command::kGauge:
       return RunGauge(options, console);
+    case Command::kAccept:
+      return RunAccept(options, console);
+    case Command::kRebase:
+      return RunRebase(options, console);
     case Command::kDemo:
       break;
   }

@@ -22,6 +22,8 @@ int RunPlot(const SOptions& options, SConsole& console);
 int RunForget(const SOptions& options, SConsole& console);
 int RunSet(const SOptions& options, SConsole& console);
 int RunGauge(const SOptions& options, SConsole& console);
+int RunAccept(const SOptions& options, SConsole& console);
+int RunRebase(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);
 
 /// A part is called by its whole name, or by what is behind its last slash.

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/guarded_learning.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
@@ -67,6 +68,49 @@ bool SameStates(CModel& a, CModel& b) {
                     });
 }
 
+/// Drops the held parts among the named ones, whose names are taken out.
+std::vector<SHeldPart> DropHeld(CStore& store, std::vector<std::string>& names,
+                                const std::vector<SLearntPart>& learnt) {
+  std::vector<SHeldPart> dropped;
+  const std::vector<SHeldPart> all = store.HeldParts(false);
+  std::erase_if(names, [&](const std::string& name) {
+    const bool isLearnt = std::any_of(learnt.begin(), learnt.end(), [&](const SLearntPart& part) {
+      return IsCalled(part.name, name);
+    });
+    if (isLearnt || std::none_of(all.begin(), all.end(), [&](const SHeldPart& held) {
+          return IsCalled(held.part.name, name);
+        })) {
+      return false;
+    }
+    dropped.push_back(NamedHeld(store, {name}).at(0));
+    store.DropHeld(dropped.back().part.id);
+    return true;
+  });
+  return dropped;
+}
+
+/// Takes learnt parts out of the learn states. True when scores of another source were given up.
+bool TakeOut(CStore& store, const SSettings& settings, const std::vector<SLearntPart>& parts,
+             const std::vector<SLearntPart>& chosen) {
+  CheckKept(chosen, parts);
+  CModel now = LoadedModel(store, settings);
+  CModel again = Relearn(store, settings, {});
+  again.TakeScores(now);
+  if (!SameStates(now, again)) {
+    throw CStoreError(store.Path() +
+                      ": the kept parts do not give the learnt state again, nothing is forgotten");
+  }
+  std::vector<std::int64_t> ids;
+  std::transform(chosen.begin(), chosen.end(), std::back_inserter(ids),
+                 [](const SLearntPart& part) { return part.id; });
+  CModel left =
+      Relearn(store, settings, {ids.begin(), ids.end()},
+              [&](std::int64_t id, const SScores& scores) { store.SetScores(id, scores); });
+  store.RemoveLearnt(ids);
+  SaveModel(store, left, store.AddRun("forget", settings));
+  return now.Source() != ScoreSource::kLearning;
+}
+
 }  // namespace
 
 int RunForget(const SOptions& options, SConsole& console) {
@@ -77,27 +121,21 @@ int RunForget(const SOptions& options, SConsole& console) {
   if (!settings || parts.empty()) {
     throw CStoreError(options.store + ": nothing is learnt in this store");
   }
-  const std::vector<SLearntPart> chosen = Chosen(parts, options);
-  CheckKept(chosen, parts);
-  CModel now = LoadedModel(store, *settings);
-  CModel again = Relearn(store, *settings, {});
-  again.TakeScores(now);
-  if (!SameStates(now, again)) {
-    throw CStoreError(options.store +
-                      ": the kept parts do not give the learnt state again, nothing is forgotten");
+  SOptions named = options;
+  const std::vector<SHeldPart> dropped = DropHeld(store, named.files, parts);
+  std::vector<SLearntPart> chosen;
+  bool gaveUpScores = false;
+  if (dropped.empty() || !named.files.empty() || options.run) {
+    chosen = Chosen(parts, named);
+    gaveUpScores = TakeOut(store, *settings, parts, chosen);
   }
-  std::vector<std::int64_t> ids;
-  std::transform(chosen.begin(), chosen.end(), std::back_inserter(ids),
-                 [](const SLearntPart& part) { return part.id; });
-  CModel left =
-      Relearn(store, *settings, {ids.begin(), ids.end()},
-              [&](std::int64_t id, const SScores& scores) { store.SetScores(id, scores); });
-  store.RemoveLearnt(ids);
-  SaveModel(store, left, store.AddRun("forget", *settings));
   store.Commit();
-  if (now.Source() != ScoreSource::kLearning) {
+  if (gaveUpScores) {
     Warn(console,
          "the scores of limes calibrate are given up for those of learning: calibrate again");
+  }
+  for (const SHeldPart& held : dropped) {
+    console.out << "forgot " << Escaped(held.part.name) << ", which was held back\n";
   }
   for (const SLearntPart& part : chosen) {
     console.out << "forgot " << Escaped(part.name) << '\n';

@@ -5,13 +5,16 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <thread>
+#include <utility>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/guarded_learning.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/json_line.h"
+#include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
 #include "apps/limes/store/stored_model.h"
 #include "recordings/part_source.h"
@@ -58,10 +61,10 @@ class CLearnRun {
     Commit();
     bar.Clear();
     ReportRefused();
-    if (learntBefore_ == 0 && !refused_.empty()) {
+    if (learntBefore_ + heldBefore_ == 0 && !refused_.empty()) {
       throw CHostError(ExitCode::kBadInput, "nothing is learnt");
     }
-    if (learntBefore_ == 0) {
+    if (learntBefore_ + heldBefore_ == 0) {
       throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
     }
     for (const std::string& warning : model_->Warnings()) {
@@ -69,11 +72,23 @@ class CLearnRun {
     }
     (options_.json ? console_.err : console_.out)
         << "learnt " << learntBefore_ << (learntBefore_ == 1 ? " part; " : " parts; ")
-        << store_->CountParts(true) << " in " << Escaped(options_.store) << '\n';
+        << store_->CountParts(true) << " in " << Escaped(options_.store);
+    if (heldBefore_ > 0) {
+      (options_.json ? console_.err : console_.out)
+          << "; " << heldBefore_ << " held back (limes show --held)";
+    }
+    (options_.json ? console_.err : console_.out) << '\n';
     return static_cast<int>(refused_.empty() ? ExitCode::kAllGood : ExitCode::kBadInput);
   }
 
  private:
+  /// A part that is not stored yet.
+  struct SPending {
+    SLearntPart part;
+    bool known = false;     ///< learnt before, too
+    bool released = false;  ///< held before
+  };
+
   void LearnFile(CProgressBar& bar) {
     const bool several = source_->MayHoldSeveral();
     if (several) {
@@ -105,10 +120,10 @@ class CLearnRun {
   void LearnPart() {
     SLearntPart learnt{part_.name, part_.label, std::nullopt, RecordOf(part_)};
     learnt.content = ContentOf(part_, learnt.record);
-    const auto same = std::find_if(pending_.begin(), pending_.end(), [&](const SLearntPart& p) {
-      return p.content == learnt.content;
+    const auto same = std::find_if(pending_.begin(), pending_.end(), [&](const SPending& p) {
+      return p.part.content == learnt.content;
     });
-    auto known = same == pending_.end() ? std::nullopt : std::optional(same->name);
+    auto known = same == pending_.end() ? std::nullopt : std::optional(same->part.name);
     if (!known && store_) {
       known = store_->FindLearnt(*learnt.content);
     }
@@ -118,13 +133,36 @@ class CLearnRun {
                                           " (--again learns it once more)"});
       return;
     }
-    // What is known already tells nothing of other parts.
-    if (std::string reason = model_->Learn(part_, options_.allowShort, !known); !reason.empty()) {
-      refused_.push_back({part_.name, std::move(reason)});
+    if (IsHeld(learnt)) {
+      refused_.push_back({part_.name, "is held back already (limes accept learns it)"});
       return;
     }
-    learnt.scores = known ? SScores() : model_->Scored().scores;
-    pending_.push_back(std::move(learnt));
+    if (TakePart(part_, learnt, known.has_value(), settings_.guard && !starting_)) {
+      pending_.push_back({std::move(learnt), known.has_value(), false});
+    }
+  }
+
+  bool IsHeld(const SLearntPart& part) {
+    return (store_ && store_->FindHeld(*part.content)) ||
+           std::any_of(held_.begin(), held_.end(),
+                       [&](const SHeldPart& held) { return held.part.content == part.content; });
+  }
+
+  /// True when the part was learnt; else it is noted why not.
+  bool TakePart(const SPart& part, SLearntPart& learnt, bool known, bool guards) {
+    if (std::string reason = model_->Prepare(part, options_.allowShort); !reason.empty()) {
+      refused_.push_back({part.name, std::move(reason)});
+      return false;
+    }
+    // What is known already tells nothing of other parts.
+    learnt.scores = known ? SScores() : model_->Score().scores;
+    if (auto held = guards && !known ? HeldBack(*model_, guard_) : std::nullopt) {
+      held->part = std::move(learnt);
+      held_.push_back(std::move(*held));
+      return false;
+    }
+    model_->LearnPrepared(learnt.scores);
+    return true;
   }
 
   void Begin() {
@@ -136,6 +174,7 @@ class CLearnRun {
     if (store_) {
       BeginWriting();
     }
+    starting_ = settings_.guard && IsStart(*model_);
   }
 
   /// Starts the transaction and takes over what other processes have learnt meanwhile.
@@ -147,6 +186,7 @@ class CLearnRun {
         LoadModel(*store_, *model_);
         stateVersion_ = version;
       }
+      guard_.SetRecent(store_->GuardRecent());
     }
   }
 
@@ -155,7 +195,7 @@ class CLearnRun {
       return;
     }
     inBatch_ = false;
-    if (!pending_.empty()) {
+    if (!pending_.empty() || !held_.empty()) {
       Write();
     } else if (store_) {
       store_->Rollback();
@@ -176,22 +216,93 @@ class CLearnRun {
     if (run_ == 0) {
       run_ = store_->AddRun("learn", settings_);
     }
-    std::optional<std::int64_t> recording;
-    for (SLearntPart& learnt : pending_) {
-      if (settings_.cut > 0) {  // a file that is cut is a batch of its own
-        learnt.recording = recording.value_or(SLearntPart::kNewRecording);
+    recording_.reset();
+    if (starting_) {
+      LearnStart();
+    } else {
+      for (SPending& pending : pending_) {
+        Add(pending.part);
       }
-      const std::int64_t id = store_->AddLearnt(run_, learnt);
-      recording = recording.value_or(id);
+      for (const SHeldPart& held : held_) {
+        store_->AddHeld(run_, held);
+      }
     }
     SaveModel(*store_, *model_, run_);
     LimitKept(*store_, settings_);
+    alarms_ = model_->TakeAlarms();
+    store_->AddAlarms(run_, alarms_, std::nullopt);
+    store_->SetGuardRecent(guard_.Recent());
     stateVersion_ = store_->StateVersion();
     store_->Commit();
     Report();
     // Leaves others time to get in; they look every millisecond.
     const auto pause = (Clock::now() - begun_) / 20;
     std::this_thread::sleep_for(std::min<Clock::duration>(pause, std::chrono::milliseconds(3)));
+  }
+
+  void Add(SLearntPart& learnt) {
+    if (settings_.cut > 0) {  // a file that is cut is a batch of its own
+      learnt.recording = recording_.value_or(SLearntPart::kNewRecording);
+    }
+    const std::int64_t id = store_->AddLearnt(run_, learnt);
+    recording_ = recording_.value_or(id);
+  }
+
+  /// While the guard starts, the parts of a batch were learnt to see whether they fit. Now the
+  /// first ones are looked at together, and the others one by one.
+  void LearnStart() {
+    const std::vector<SHeldPart> before = store_->HeldParts(false);
+    const std::vector<SStoredQuantity> quantities = model_->States();
+    *model_ = LoadedModel(*store_, settings_);
+    if (settings_.cut > 0) {
+      model_->Freeze();
+    }
+    std::vector<SPending> learnt;
+    for (SPending& pending : std::exchange(pending_, {})) {
+      SPart part = PartFromRecord(pending.part.record, quantities);
+      part.name = pending.part.name;
+      const bool wasStart = IsStart(*model_);
+      const std::size_t held = held_.size();
+      if (TakePart(part, pending.part, pending.known, !wasStart)) {
+        Add(pending.part);
+        learnt.push_back(std::move(pending));
+      } else if (held_.size() > held) {
+        store_->AddHeld(run_, held_.back());
+      }
+      if (wasStart && !IsStart(*model_)) {
+        LookAtStart(*store_, *model_, settings_, run_);
+      }
+    }
+    if (IsStart(*model_)) {
+      LookAtStart(*store_, *model_, settings_, run_);
+    }
+    Compare(before, std::move(learnt));
+  }
+
+  /// What became of the parts: those of this batch, and those learnt or held before.
+  void Compare(const std::vector<SHeldPart>& before, std::vector<SPending> learnt) {
+    const auto has = [](const std::vector<SHeldPart>& list, auto same) {
+      return std::any_of(list.begin(), list.end(), same);
+    };
+    const std::vector<SHeldPart> now = store_->HeldParts(false);
+    held_.clear();
+    for (const SHeldPart& held : now) {
+      if (!has(before, [&](const SHeldPart& b) { return b.part.id == held.part.id; })) {
+        held_.push_back(held);
+      }
+    }
+    for (const SHeldPart& held : before) {
+      if (!has(now, [&](const SHeldPart& n) { return n.part.id == held.part.id; })) {
+        pending_.push_back({held.part, false, true});
+      }
+    }
+    for (SPending& pending : learnt) {
+      if (!has(held_, [&](const SHeldPart& held) {
+            return held.part.content == pending.part.content && held.part.name == pending.part.name;
+          })) {
+        pending_.push_back(std::move(pending));
+      }
+    }
   }
 
   struct SRefused {
@@ -212,19 +323,49 @@ class CLearnRun {
 
   void Report() {
     if (options_.json) {
-      for (const SLearntPart& learnt : pending_) {
+      for (const auto& [learnt, known, released] : pending_) {
         nlohmann::ordered_json json;
         json["part"] = learnt.name;
         if (learnt.label) {
           json["label"] = *learnt.label;
         }
         json["learnt"] = true;
+        AddDrift(json, learnt.name);
         PrintJsonLine(console_.out, json);
       }
       console_.out.flush();
     }
+    for (const SPending& pending : pending_) {
+      if (pending.released) {
+        console_.err << "learnt after all  " << Escaped(pending.part.name) << '\n';
+      }
+    }
+    for (const SHeldPart& held : held_) {
+      if (options_.json) {
+        PrintHeldJson(console_.out, held, &guard_);
+      }
+      console_.err << "held back  " << Escaped(held.part.name + "  " + HeldText(held)) << '\n';
+    }
+    for (const SDriftFound& drift : alarms_) {
+      Warn(console_, DriftText(drift));
+    }
+    if (settings_.guard && guard_.HasStepped() && !std::exchange(stepped_, true)) {
+      Warn(console_, SteppedText(options_.store));
+    }
     learntBefore_ += pending_.size();
+    heldBefore_ += held_.size();
     pending_.clear();
+    held_.clear();
+    alarms_.clear();
+  }
+
+  void AddDrift(nlohmann::ordered_json& json, const std::string& part) const {
+    std::vector<SDriftFound> drifts;
+    std::copy_if(alarms_.begin(), alarms_.end(), std::back_inserter(drifts),
+                 [&](const SDriftFound& drift) { return drift.part == part; });
+    if (!drifts.empty()) {
+      json["drift"] = DriftJson(drifts);
+    }
   }
 
   const SOptions& options_;
@@ -234,7 +375,14 @@ class CLearnRun {
   std::unique_ptr<CModel> model_;
   std::unique_ptr<CPartSource> source_;
   SPart part_;
-  std::vector<SLearntPart> pending_;  ///< learnt, not yet stored
+  std::vector<SPending> pending_;  ///< learnt, not yet stored
+  std::vector<SHeldPart> held_;    ///< held back, not yet stored
+  std::vector<SDriftFound> alarms_;
+  CLearnGuard guard_;
+  bool starting_ = false;  ///< the guard has not seen enough parts yet
+  bool stepped_ = false;   ///< said that the process has moved
+  std::optional<std::int64_t> recording_;
+  std::uint64_t heldBefore_ = 0;
   std::vector<SRefused> refused_;
   std::uint64_t learntBefore_ = 0;
   std::int64_t stateVersion_ = -1;

@@ -138,8 +138,7 @@ class CMergeRun {
       }
     }
     SaveModel(*store_, *model_, run);
-    store_->SetBaseCalibration(model_->Calibration());
-    store_->SetBase(model_->States());  // the joint state is not that of parts learnt in a row
+    SaveBase(*store_, *model_);  // the joint state is not that of parts learnt in a row
     store_->DropKept(std::numeric_limits<std::int64_t>::max());
     store_->Commit();
   }

@@ -183,6 +183,14 @@ void AddRule(CLI::App& app, SOptions& o) {
   Add(app, "--sides", s.sides, "upper, lower or both (both)", "SIDES");
 }
 
+void AddGuarding(CLI::App& app, SOptions& o) {
+  SGivenSettings& s = o.settings;
+  AddFlag(app, "--guard", s.guard, "hold back parts that good ones do not explain");
+  app.add_flag_callback(
+      "--no-guard", [&s] { s.guard = false; }, "learn all parts");
+  Add(app, "--drift", s.drift, "parts between false alarms of drift (10000; 0: no alarm)", "N");
+}
+
 CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
   CLI::App* command = app.add_subcommand(name, help);
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -222,10 +230,21 @@ CLI::App* AddForget(CLI::App& app, SOptions& o) {
   return command;
 }
 
+/// A command on parts that are held back.
+CLI::App* AddHeld(CLI::App& app, SOptions& o, const char* name, const char* help, bool named) {
+  CLI::App* command = app.add_subcommand(name, help);
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("PART", o.files, "names of held parts (limes show --held)")
+      ->required(named)
+      ->type_name("");
+  return command;
+}
+
 CLI::App* AddSet(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("set", "judge by another rule, without learning anew");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   AddRule(*command, o);
+  AddGuarding(*command, o);
   return command;
 }
 
@@ -263,6 +282,7 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   CLI::App* command = AddRun(app, o, "learn", "learn every part in the files as good");
   command->option_defaults()->group("Options");
   AddFlag(*command, "--again", o.again, "learn parts that are learnt already once more");
+  AddGuarding(*command, o);
   AddFlag(*command, "--allow-short", o.allowShort, "learn parts that cover less than --min-share");
   return command;
 }
@@ -277,6 +297,8 @@ void AddTolerance(CLI::App& app, SOptions& o) {
 CLI::App* AddShow(CLI::App& app, SOptions& o) {
   CLI::App* command = AddList(app, o, "show", "list the learnt quantities");
   AddFlag(*command, "--runs", o.runs, "list the runs instead, with their numbers");
+  AddFlag(*command, "--held", o.held, "list the parts that are held back from learning instead");
+  AddFlag(*command, "--past", o.past, "list what was learnt before each rebase instead");
   AddFlag(*command, "--capability", o.capability,
           "show Cp, Cpk, Pp and Ppk of single values instead; needs --tolerance");
   AddTolerance(*command, o);
@@ -420,6 +442,10 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddForget(app, o), Command::kForget},
       {AddSet(app, o), Command::kSet},
       {AddGauge(app, o), Command::kGauge},
+      {AddHeld(app, o, "accept", "learn parts that were held back, after all", true),
+       Command::kAccept},
+      {AddHeld(app, o, "rebase", "begin anew from parts held back, all or those named", false),
+       Command::kRebase},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

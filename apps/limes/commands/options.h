@@ -21,6 +21,8 @@ enum class Command {
   kForget,
   kSet,
   kGauge,
+  kAccept,
+  kRebase,
   kDemo
 };
 
@@ -39,6 +41,8 @@ struct SOptions {
   bool allowShort = false;            ///< learn what covers too little
   bool allRuns = false;               ///< every verdict of a part, not the latest
   bool runs = false;                  ///< show the runs
+  bool held = false;                  ///< show the parts held back
+  bool past = false;                  ///< show what was learnt before new beginnings
   bool capability = false;            ///< show what the process is capable of
   CTolerances tolerances;             ///< of single values
   std::optional<std::string> person;  ///< column of who measured

@@ -16,6 +16,7 @@ class CRelearning {
   CRelearning(CStore& store, const SSettings& settings)
       : quantities_(store.Quantities()), model_(settings) {
     model_.Load(store.Base(), store.BaseCalibration(), store.Path());
+    model_.Drift().Load(store.Drift(CStore::DriftSource::kBefore), store.Path());
   }
 
   /// Its scores; empty where it was not scored.
@@ -78,8 +79,15 @@ CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int
 void SaveModel(CStore& store, CModel& model, std::int64_t run) {
   store.SetQuantities(model.States());
   store.SetCalibration(model.Calibration());
+  store.SetDrift(CStore::DriftSource::kLearning, model.Drift().Stored());
   store.SetHistory(run, model.Moment());
   store.NextStateVersion();
+}
+
+void SaveBase(CStore& store, CModel& model) {
+  store.SetBase(model.States());
+  store.SetBaseCalibration(model.Calibration());
+  store.SetDrift(CStore::DriftSource::kBefore, model.Drift().Stored());
 }
 
 void LimitKept(CStore& store, const SSettings& settings, std::int64_t most) {
@@ -100,8 +108,7 @@ void LimitKept(CStore& store, const SSettings& settings, std::int64_t most) {
     relearning.Learn(kept);
     return true;
   });
-  store.SetBase(relearning.Model().States());
-  store.SetBaseCalibration(relearning.Model().Calibration());
+  SaveBase(store, relearning.Model());
   store.DropKept(last);
 }
 

@@ -27,6 +27,9 @@ CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int
 /// Stores what a model has learnt in a run. Needs an open transaction.
 void SaveModel(CStore& store, CModel& model, std::int64_t run);
 
+/// Stores a model as what was learnt before the parts that are kept. Needs an open transaction.
+void SaveBase(CStore& store, CModel& model);
+
 /// Moves the oldest kept parts into the base when there are more than most bytes, until half of
 /// them is left. Needs an open transaction.
 void LimitKept(CStore& store, const SSettings& settings, std::int64_t most = kMostKeptBytes);

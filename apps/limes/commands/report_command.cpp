@@ -5,6 +5,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/report/html_report.h"
 #include "apps/limes/report/report.h"
+#include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
 #include "recordings/text.h"
 
@@ -45,6 +46,12 @@ int RunReport(const SOptions& options, SConsole& console) {
       PrintVerdict(console.out, verdict, console.colours);
     }
   });
+  if (!options.json) {
+    constexpr std::int64_t kMostAlarms = 20;
+    for (const SDriftFound& drift : store.Alarms(kMostAlarms)) {
+      console.out << Escaped(DriftText(drift)) << '\n';
+    }
+  }
   PrintCounts(options.json ? console.err : console.out, counts);
   return static_cast<int>(ExitCode::kAllGood);
 }

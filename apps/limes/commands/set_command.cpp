@@ -49,7 +49,10 @@ int RunSet(const SOptions& options, SConsole& console) {
   if (text == SettingsToText(*stored)) {
     throw CUsageError(
         "set changes nothing: give another --base, --reject, --factor, --width, "
-        "--min-parts, --min-share or --one-per-curve");
+        "--min-parts, --min-share, --one-per-curve, --guard or --drift");
+  }
+  if (settings.drift != stored->drift) {
+    store.ClearDrift();  // sums for another threshold
   }
   CModel model =
       settings.base == stored->base ? LoadedModel(store, settings) : Rescored(store, settings);

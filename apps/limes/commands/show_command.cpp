@@ -2,6 +2,7 @@
 
 #include "apps/limes/commands/capability.h"
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/guarded_learning.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/report.h"
@@ -11,6 +12,19 @@
 #include "recordings/text.h"
 
 namespace limes::host {
+
+namespace {
+
+constexpr std::int64_t kMostAlarms = 10;
+
+void PrintSummaries(CModel& model, const SOptions& options, const SSettings& settings,
+                    SConsole& console) {
+  for (const SLearntSummary& summary : model.Summaries()) {
+    (options.json ? PrintSummaryJson : PrintSummary)(console.out, summary, settings);
+  }
+}
+
+}  // namespace
 
 int RunShow(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
@@ -23,21 +37,47 @@ int RunShow(const SOptions& options, SConsole& console) {
     }
     return static_cast<int>(ExitCode::kAllGood);
   }
+  if (options.held) {
+    for (const SHeldPart& held : store.HeldParts(false)) {
+      if (options.json) {
+        PrintHeldJson(console.out, held, nullptr);
+      } else {
+        console.out << Escaped(held.part.name + "  " + HeldText(held)) << '\n';
+      }
+    }
+    return static_cast<int>(ExitCode::kAllGood);
+  }
   const SSettings settings = store.Settings().value_or(SSettings());
+  if (options.past) {
+    for (const std::int64_t run : store.PutAsideIn()) {
+      CModel past(settings);
+      past.Load(store.PastQuantities(run), std::nullopt, store.Path());
+      console.out << (options.json ? "" : "before run " + std::to_string(run) + ":\n");
+      PrintSummaries(past, options, settings, console);
+    }
+    return static_cast<int>(ExitCode::kAllGood);
+  }
   CModel model = LoadedModel(store, settings);
   if (options.capability || !options.tolerances.IsEmpty()) {
     ShowCapability(options, store, model, console);
     return static_cast<int>(ExitCode::kAllGood);
   }
   const std::int64_t learnt = store.CountParts(true);
+  const std::size_t held = store.HeldParts(false).size();
+  const std::vector<SDriftFound> alarms = store.Alarms(kMostAlarms);
   store.Rollback();
   if (!options.json) {
     console.out << Escaped(options.store) << ": " << learnt << (learnt == 1 ? " part" : " parts")
                 << " learnt\n";
     PrintPromise(console.out, model.Promise());
   }
-  for (const SLearntSummary& summary : model.Summaries()) {
-    (options.json ? PrintSummaryJson : PrintSummary)(console.out, summary, settings);
+  PrintSummaries(model, options, settings, console);
+  if (!options.json && held > 0) {
+    console.out << held << (held == 1 ? " part is" : " parts are")
+                << " held back (limes show --held)\n";
+  }
+  for (std::size_t i = 0; !options.json && i < alarms.size(); ++i) {
+    console.out << Escaped(DriftText(alarms[i])) << '\n';
   }
   return static_cast<int>(ExitCode::kAllGood);
 }

@@ -12,6 +12,7 @@
 #include "apps/limes/report/html_report.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report.h"
+#include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
 #include "apps/limes/store/stored_model.h"
 #include "recordings/part_source.h"
@@ -30,6 +31,7 @@ class CTestRun {
         store_(options.store, options.noStore ? CStore::Mode::kReading : CStore::Mode::kExisting),
         settings_(ResolveWithStore()),
         model_(settings_),
+        watch_(settings_.drift),
         source_(options.files, CPartSource::SConfig{
                                    settings_, options.selection, options.where, false,
                                    !options.settings.labelColumn,
@@ -38,6 +40,7 @@ class CTestRun {
       source_.CheckFiles();
     }
     LoadModel(store_, model_);
+    watch_.Load(store_.Drift(CStore::DriftSource::kJudging), options.store);
     store_.Rollback();
     promise_ = model_.Promise();
     if (!options.output.empty()) {
@@ -112,6 +115,7 @@ class CTestRun {
     SPart part;
     while (source_.Next(part)) {
       pending_.push_back(model_.Judge(part));
+      shifts_.push_back(model_.Shifts());
       pending_.back().content = ContentOf(part, RecordOf(part));
       if (report_) {
         report_->Add(pending_.back(), [&](const std::string& name) { return model_.Judged(name); });
@@ -145,7 +149,9 @@ class CTestRun {
     if (pending_.empty()) {
       return;
     }
-    if (!options_.noStore) {
+    if (options_.noStore) {
+      Watch();
+    } else {
       WriteVerdicts();
     }
     for (const SPartVerdict& verdict : pending_) {
@@ -155,19 +161,36 @@ class CTestRun {
       } else {
         PrintVerdict(console_.out, verdict, console_.colours);
       }
+      for (const SDriftFound& drift : verdict.drifts) {
+        Warn(console_, DriftText(drift));
+      }
     }
     console_.out.flush();
     last_ = std::move(pending_.back());
     pending_.clear();
+    shifts_.clear();
+  }
+
+  /// Parts that are NOK or not judged tell of themselves, not of the process.
+  void Watch() {
+    for (std::size_t i = 0; i < pending_.size(); ++i) {
+      if (pending_[i].verdict == Verdict::kPass) {
+        pending_[i].drifts = watch_.Add(pending_[i].part, shifts_[i], model_.Quantities());
+      }
+    }
   }
 
   void WriteVerdicts() {
     store_.Begin();
+    watch_.Load(store_.Drift(CStore::DriftSource::kJudging), options_.store);  // others judge, too
+    Watch();
+    store_.SetDrift(CStore::DriftSource::kJudging, watch_.Stored());
     if (run_ == 0) {
       run_ = store_.AddRun("test", settings_);
     }
     for (const SPartVerdict& verdict : pending_) {
-      store_.AddJudged(run_, verdict);
+      const std::int64_t id = store_.AddJudged(run_, verdict);
+      store_.AddAlarms(run_, verdict.drifts, id);
     }
     store_.Commit();
   }
@@ -189,13 +212,15 @@ class CTestRun {
   CStore store_;
   SSettings settings_;
   CModel model_;
+  CDriftWatch watch_;  ///< over the parts judged
   CPartSource source_;
   std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
   std::unique_ptr<CHtmlReport> report_;
-  std::vector<SPartVerdict> pending_;  ///< judged, not yet stored
-  std::vector<std::string> unusable_;  ///< files, each with its reason
+  std::vector<SPartVerdict> pending_;        ///< judged, not yet stored
+  std::vector<std::vector<SShift>> shifts_;  ///< of each of them
+  std::vector<std::string> unusable_;        ///< files, each with its reason
   SPromise promise_;
-  SPartVerdict last_;  ///< all parts of a run are judged by the same limits
+  SPartVerdict last_;                        ///< all parts of a run are judged by the same limits
   SCounts counts_;
   std::int64_t run_ = 0;
   Clock::time_point stored_ = Clock::now();

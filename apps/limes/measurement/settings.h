@@ -38,6 +38,9 @@ struct TRule {
     return sides == "both" ? Sides::kBoth : sides == "lower" ? Sides::kLower : Sides::kUpper;
   }
 
+  Field<double> drift = Form::Default(10000.0);  ///< parts between false alarms; 0: no alarm
+  Field<bool> guard = Form::Default(false);      ///< hold back what good parts do not explain
+
   /// Calls visit(name, policy, member of each) for every setting.
   template <class Visit, class... Rules>
   static void ForEach(Visit visit, Rules&... r) {
@@ -51,6 +54,8 @@ struct TRule {
     visit("--min-parts", Policy::kJudging, r.minParts...);
     visit("--min-share", Policy::kJudging, r.minShare...);
     visit("--one-per-curve", Policy::kReading, r.onePerCurve...);
+    visit("--drift", Policy::kJudging, r.drift...);
+    visit("--guard", Policy::kReading, r.guard...);
   }
 };
 

@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "apps/limes/measurement/drift.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/limit_sureness.h"
 #include "limes/learning/part.h"
@@ -138,6 +139,8 @@ struct SPartVerdict {
   SScores scores{};
   std::vector<SQuantityVerdict> quantities;
   std::vector<SDefect> defects;  ///< most important first
+
+  std::vector<SDriftFound> drifts{};  ///< alarms that it gave
 
   std::optional<std::int64_t> content{};  ///< tells what was measured apart (ContentOf)
   std::string rule{};  ///< of a stored verdict: the settings it was given by, as JSON; may be empty

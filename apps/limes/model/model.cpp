@@ -42,9 +42,13 @@ std::optional<double> Average(const std::vector<float>& values) {
 }  // namespace
 
 CModel::CModel(SSettings settings)
-    : settings_(std::move(settings)), scores_(settings_.WhichSides(), settings_.base) {}
+    : settings_(std::move(settings)),
+      scores_(settings_.WhichSides(), settings_.base),
+      drift_(settings_.drift) {}
 
 CModel::CModel(CModel&&) noexcept = default;
+
+CModel& CModel::operator=(CModel&&) noexcept = default;
 
 CModel::~CModel() = default;
 
@@ -97,6 +101,7 @@ SJoined CModel::Join(CModel other) {
       joined.onlyHere.push_back(model->Name());
     }
   }
+  drift_.Join(other.drift_);
   if (joined.onlyHere.empty()) {  // else they are not of all quantities
     scores_.Join(other.scores_);
   }
@@ -132,6 +137,7 @@ void CModel::ForEachQuantity(const SPart& part, Call prepare) {
 }
 
 std::string CModel::Prepare(const SPart& part, bool allowShort) {
+  part_ = part.name;
   const bool first = quantities_.empty();
   for (std::size_t i = 0; first && i < part.quantities.size(); ++i) {
     const SQuantity& q = part.quantities[i];
@@ -174,9 +180,66 @@ const SScoredPart& CModel::Score() {
   return scored_;
 }
 
+SFurthest CModel::Furthest() const {
+  SFurthest furthest;
+  for (std::size_t i = 0; i < scored_.quantities.size() && i < quantities_.size(); ++i) {
+    const SPartScoring& s = scored_.quantities[i];
+    const CQuantityModel& model = *quantities_[i];
+    for (const Side side : model.Limited()) {
+      const bool upper = side == Side::kUpper;
+      const double score = upper ? s.scores.above : s.scores.below;
+      if (s.isScored && score > furthest.score) {
+        furthest = {model.Name(), side, score,
+                    model.IsSingle() ? std::nullopt : std::optional(upper ? s.aboveX : s.belowX)};
+      }
+    }
+  }
+  return furthest;
+}
+
+std::vector<float> CModel::Points(const SPart& part, const SPart& about) {
+  ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
+    model.PrepareJudging(quantity, part.name);
+  });
+  std::vector<float> points;
+  for (std::size_t i = 0; i < quantities_.size(); ++i) {
+    if (!quantities_[i]->IsSingle()) {
+      const std::vector<float> curve = quantities_[i]->Judged();
+      points.insert(points.end(), curve.begin(), curve.end());
+      continue;
+    }
+    const auto other =
+        std::find_if(about.quantities.begin(), about.quantities.end(),
+                     [&](const SQuantity& q) { return q.name == quantities_[i]->Name(); });
+    const double middle = other == about.quantities.end() ? 0.0 : other->value;
+    points.push_back(static_cast<float>(part.quantities[order_[i]].value - middle));
+  }
+  return points;
+}
+
+std::vector<SShift> CModel::Shifts() const {
+  std::vector<SShift> shifts;
+  for (std::size_t i = 0; i < scored_.quantities.size() && i < quantities_.size(); ++i) {
+    const SPartScoring& s = scored_.quantities[i];
+    const CQuantityModel& model = *quantities_[i];
+    if (s.isScored) {
+      shifts.push_back({model.Name(),
+                        model.XUnit().Display(),
+                        model.IsSingle(),
+                        s.excess.MeanShift(),
+                        {s.excess.above, s.excess.below, s.aboveX, s.belowX}});
+    }
+  }
+  return shifts;
+}
+
 void CModel::LearnPrepared(const SScores& scores) {
   ruleStale_ = true;
   scores_.Add(scores);
+  if (scores.above) {
+    std::vector<SDriftFound> found = drift_.Add(part_, Shifts(), quantities_.size());
+    found_.insert(found_.end(), found.begin(), found.end());
+  }
   for (const auto& model : quantities_) {
     model->Learn();
   }

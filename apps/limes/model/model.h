@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
+#include "apps/limes/model/drift_watch.h"
 #include "apps/limes/model/model_scores.h"
 #include "limes/learning/part_score.h"
 #include "recordings/measurement.h"
@@ -22,6 +24,14 @@ struct SScoredPart {
   std::vector<SPartScoring> quantities;  ///< in the order of the model
 };
 
+/// Where a part lies furthest out, on a limited side.
+struct SFurthest {
+  std::string quantity;
+  Side side = Side::kUpper;
+  double score = kLowestScore;
+  std::optional<double> x;  ///< empty for a single value
+};
+
 /// Names of the quantities that two models have both, or one alone.
 struct SJoined {
   std::vector<std::string> both;
@@ -34,6 +44,7 @@ class CModel {
  public:
   explicit CModel(SSettings settings);
   CModel(CModel&&) noexcept;
+  CModel& operator=(CModel&&) noexcept;
   ~CModel();
 
   /// Takes over what a store holds, which is named in messages. Throws CStoreError when a learn
@@ -57,7 +68,24 @@ class CModel {
   /// The part that was scored or judged last.
   const SScoredPart& Scored() const { return scored_; }
 
-  /// Learns the part that was prepared, and adds its scores to the calibration.
+  /// Where it lies furthest out.
+  SFurthest Furthest() const;
+
+  /// The scores of the parts learnt, and of one as they count there. Throws CStoreError.
+  const CLimitCalibration& Scores() const { return scores_.Calibration(); }
+  SPartScores InSides(const SScores& scores) const { return scores_.InSides(scores); }
+
+  /// All points of a part as it would be judged, of all quantities one behind the other, NaN where
+  /// it has none; single values as their distance from those of another part. The same points for
+  /// all parts while nothing is learnt. Throws CInputError when it does not fit.
+  std::vector<float> Points(const SPart& part, const SPart& about);
+
+  /// How the part that was scored or judged last moves the quantities; none of those that have
+  /// learnt too little.
+  std::vector<SShift> Shifts() const;
+
+  /// Learns the part that was prepared, and adds its scores to the calibration and its shifts to
+  /// the drift alarms.
   void LearnPrepared(const SScores& scores);
 
   /// All of these, without scores where the part is known already; wholly or not at all.
@@ -84,6 +112,12 @@ class CModel {
   std::vector<SStoredQuantity> States();
   SStoredCalibration Calibration() const;
 
+  /// The drift alarms of the parts learnt; Load leaves them as they are.
+  CDriftWatch& Drift() { return drift_; }
+
+  /// The alarms that the parts learnt since have given.
+  std::vector<SDriftFound> TakeAlarms() { return std::exchange(found_, {}); }
+
   /// Parts, mean and limit of each quantity and side, without a run.
   std::vector<SHistory> Moment();
 
@@ -97,6 +131,7 @@ class CModel {
 
   const SSettings& Settings() const { return settings_; }
   bool IsEmpty() const { return quantities_.empty(); }
+  std::size_t Quantities() const { return quantities_.size(); }
 
  private:
   /// Calls prepare(model, quantity) for each quantity of the part, which must be the known ones.
@@ -110,7 +145,10 @@ class CModel {
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
   CModelScores scores_;
-  SScoredPart scored_;      ///< the part that was prepared or judged last
+  CDriftWatch drift_;
+  std::vector<SDriftFound> found_;
+  std::string part_;    ///< that was prepared
+  SScoredPart scored_;  ///< the part that was prepared or judged last
   SCalibratedLimit limit_;  ///< for the rate
   bool frozen_ = false;
   bool ruleStale_ = true;

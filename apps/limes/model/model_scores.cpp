@@ -60,15 +60,15 @@ SStoredCalibration CModelScores::Stored() const {
   return {base_, source_, groups_, {stream.Bytes().begin(), stream.Bytes().end()}};
 }
 
+SPartScores CModelScores::InSides(const SScores& scores) const {
+  const double above = scores.above.value_or(kLowestScore);
+  const double below = scores.below.value_or(kLowestScore);
+  return sides_ == Sides::kBoth ? SPartScores{above, below}
+                                : SPartScores{sides_ == Sides::kLower ? below : above};
+}
+
 void CModelScores::Add(const SScores& scores) {
-  if (!scores.above || !scores.below) {
-    return;
-  }
-  SPartScores part{*scores.above, *scores.below};
-  if (sides_ != Sides::kBoth) {
-    part = {sides_ == Sides::kLower ? part.below : part.above, kLowestScore};
-  }
-  if (!calibration_.Add(part)) {
+  if (scores.above && scores.below && !calibration_.Add(InSides(scores))) {
     throw std::bad_alloc();
   }
 }

@@ -29,6 +29,9 @@ class CModelScores {
   /// Adds those of a part, if there are any. In the sign of the measurement. Throws std::bad_alloc.
   void Add(const SScores& scores);
 
+  /// Those of the limited sides, as the calibration takes them; the other one is the lowest.
+  SPartScores InSides(const SScores& scores) const;
+
   /// Adds those of another store, learnt with the same base and sides.
   void Join(const CModelScores& other);
 

@@ -9,4 +9,15 @@ void PrintJsonLine(std::ostream& out, const nlohmann::ordered_json& json) {
   out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }
 
+nlohmann::ordered_json DriftJson(const std::vector<SDriftFound>& drifts) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const SDriftFound& d : drifts) {
+    list.push_back({{"quantity", d.quantity},
+                    {"direction", d.up ? "up" : "down"},
+                    {"parts", d.parts},
+                    {"x", d.x ? nlohmann::ordered_json(*d.x) : nullptr}});
+  }
+  return list;
+}
+
 }  // namespace limes::host

@@ -193,6 +193,9 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
     AddSureness(entry, q.sureness);
     json["quantities"].push_back(std::move(entry));
   }
+  if (!verdict.drifts.empty()) {
+    json["drift"] = DriftJson(verdict.drifts);
+  }
   json["defects"] = Json::array();
   for (const SDefect& defect : verdict.defects) {
     json["defects"].push_back(defect.text);

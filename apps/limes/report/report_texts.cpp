@@ -80,6 +80,12 @@ std::string RuleText(const SSettings& settings, const std::vector<const SLearntS
                      : "");
 }
 
+std::string DriftText(const SDriftFound& drift) {
+  return "drift: " + drift.quantity + " has moved " + (drift.up ? "up" : "down") + " for " +
+         std::to_string(drift.parts) + (drift.parts == 1 ? " part" : " parts") + " until " +
+         drift.part + (drift.x ? ", most at " + WithUnit(PlaceNumber(*drift.x), drift.xUnit) : "");
+}
+
 std::string ToleranceText(const STolerance& tolerance, const std::string& unit) {
   return std::isinf(tolerance.low) ? "up to " + WithUnit(Brief(tolerance.high), unit)
          : std::isinf(tolerance.high)

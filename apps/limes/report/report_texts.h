@@ -35,6 +35,9 @@ std::string PlaceText(const SDefect& defect, const std::string& xUnit);
 /// The rule of a quantity's limits: "mean ± (3 × spread + 3 dB(Pa))".
 std::string RuleText(const SSettings& settings, const std::vector<const SLearntSummary*>& sides);
 
+/// "drift: noise has moved up for 57 parts until gear:12, most at 120 Hz".
+std::string DriftText(const SDriftFound& drift);
+
 /// "9.5 .. 10.5 mm", "up to 10.5 mm".
 std::string ToleranceText(const STolerance& tolerance, const std::string& unit);
 

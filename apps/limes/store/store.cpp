@@ -24,8 +24,8 @@ struct CStore::Statements {
         findLearnt(db, "SELECT name FROM part WHERE content = ? AND verdict = 'learnt'"),
         setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
                            ", ?, ?, ?, ?)"),
-        addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording" +
-                        ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?" +
+        addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording, accepted" +
+                        ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?" +
                         ColumnMarks<SScores>() + ")"),
         keepPart(db, "INSERT INTO kept VALUES(?, ?)"),
         addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
@@ -196,7 +196,8 @@ std::int64_t CStore::AddRun(const std::string& command, const SSettings& setting
 std::int64_t CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
   CStatement& add = statements_->addPart;
   add.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Bind(part.content);
-  BindFields(add.Bind(part.recording), part.scores);
+  add.Bind(part.recording).Bind(part.accepted ? std::optional(std::int64_t{1}) : std::nullopt);
+  BindFields(add, part.scores);
   add.Run();
   const std::int64_t id = database_->LastRowId();
   if (part.recording == SLearntPart::kNewRecording) {
@@ -280,7 +281,9 @@ std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most
   if (version_ < 5) {
     return result;
   }
-  CStatement list(database_->Handle(), "SELECT part.id, name, record, recording" +
+  CStatement list(database_->Handle(), std::string("SELECT part.id, name, record, ") +
+                                           (version_ < 6 ? "NULL" : "recording") +
+                                           (version_ < 7 ? ", NULL" : ", accepted") +
                                            ColumnNames<SScores>(version_) +
                                            " FROM kept JOIN part ON part.id = kept.part "
                                            "WHERE kept.part > ? ORDER BY kept.part LIMIT ?");
@@ -291,7 +294,8 @@ std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most
     part.name = list.Text(1);
     part.record = list.Bytes(2);
     part.recording = list.OptionalInt(3);
-    ReadFields(list, 4, part.scores);
+    part.accepted = !list.IsNull(4);
+    ReadFields(list, 5, part.scores);
     part.kept = true;
   }
   return result;
@@ -317,11 +321,13 @@ void CStore::RemoveLearnt(const std::vector<std::int64_t>& ids) {
 
 std::vector<SRun> CStore::Runs() {
   std::vector<SRun> result;
-  CStatement list(
-      database_->Handle(),
-      "SELECT run.id, command, started, total(verdict = 'learnt'), total(verdict = 'OK'), "
-      "total(verdict = 'NOK'), total(verdict = 'not judged') FROM run "
-      "LEFT JOIN part ON part.run = run.id GROUP BY run.id ORDER BY run.id");
+  const std::string before =
+      version_ < 7 ? "" : " + (SELECT count(*) FROM past_part WHERE learnt_in = run.id)";
+  CStatement list(database_->Handle(),
+                  "SELECT run.id, command, started, total(verdict = 'learnt')" + before +
+                      ", total(verdict = 'OK'), total(verdict = 'NOK'), "
+                      "total(verdict = 'not judged') FROM run "
+                      "LEFT JOIN part ON part.run = run.id GROUP BY run.id ORDER BY run.id");
   while (list.Step()) {
     result.push_back({list.Int(0), list.Text(1), list.Text(2), list.Int(3), list.Int(4),
                       list.Int(5), list.Int(6)});
@@ -357,10 +363,13 @@ std::vector<SHistory> CStore::History() {
   return result;
 }
 
-void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
+std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
   CStatement& addPart = statements_->addPart;
   addPart.Bind(run).Bind(verdict.part).Bind(verdict.label).Bind(VerdictText(verdict.verdict));
-  BindFields(addPart.Bind(verdict.content).Bind(std::optional<std::int64_t>()), verdict.scores);
+  BindFields(addPart.Bind(verdict.content)
+                 .Bind(std::optional<std::int64_t>())
+                 .Bind(std::optional<std::int64_t>()),
+             verdict.scores);
   addPart.Run();
   const std::int64_t part = database_->LastRowId();
   for (std::size_t i = 0; i < verdict.quantities.size(); ++i) {
@@ -383,6 +392,7 @@ void CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
     BindFields(add, d);
     add.Run();
   }
+  return part;
 }
 
 void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take) {
@@ -396,6 +406,8 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
                              "GROUP BY name, " +
                                  known + ") ") +
                       "ORDER BY part.id");
+  const auto alarms = ReadAlarms("WHERE judged NOT NULL ORDER BY judged, alarm.id");
+  auto alarm = alarms.begin();
   while (next.Step()) {
     SPartVerdict verdict;
     verdict.part = next.Text(1);
@@ -406,6 +418,11 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
     ReadFields(next, 6, verdict.scores);
     ReadVerdicts(next.Int(0), verdict);
     ReadDefects(next.Int(0), verdict);
+    for (; alarm != alarms.end() && alarm->first <= next.Int(0); ++alarm) {
+      if (alarm->first == next.Int(0)) {
+        verdict.drifts.push_back(alarm->second);
+      }
+    }
     take(verdict);
   }
 }

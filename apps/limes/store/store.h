@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/limes/measurement/learnt.h"
@@ -27,6 +28,17 @@ struct SLearntPart {
   bool kept = false;
   SScores scores{};                         ///< by what was learnt before it
   std::optional<std::int64_t> recording{};  ///< equal for pieces of one: the first one's id
+  bool accepted = false;                    ///< learnt after it was held back
+};
+
+/// A part that is held back from learning.
+struct SHeldPart {
+  SLearntPart part;
+  double score = 0.0;  ///< of its larger side
+  double limit = 0.0;  ///< that good parts explained then
+  std::string quantity;
+  Side side = Side::kUpper;
+  std::optional<double> x;  ///< where it lies furthest out; empty for a single value
 };
 
 /// A command that stored something.
@@ -108,8 +120,9 @@ class CStore {
   /// All of them, without their records.
   std::vector<SLearntPart> LearntParts();
 
-  /// The name of a learnt part with this content.
+  /// The name of a learnt part with this content, and of a held one.
   std::optional<std::string> FindLearnt(std::int64_t content);
+  std::optional<std::string> FindHeld(std::int64_t content);
 
   /// The parts that are kept, in the order of learning: name, record and id.
   std::vector<SLearntPart> KeptParts(std::int64_t behind, std::size_t most);
@@ -117,6 +130,39 @@ class CStore {
 
   /// Removes what is kept of parts, up to the one with this id.
   void DropKept(std::int64_t last);
+
+  /// Parts held back from learning, in the order in which they were; their values when asked for.
+  std::vector<SHeldPart> HeldParts(bool withRecords);
+  void AddHeld(std::int64_t run, const SHeldPart& held);
+  void DropHeld(std::int64_t id);
+
+  /// Turns a kept learnt part into a held one.
+  void HoldLearnt(const SHeldPart& held);
+
+  /// The guard's decisions on the last parts; see CLearnGuard.
+  std::uint16_t GuardRecent();
+  void SetGuardRecent(std::uint16_t recent);
+
+  /// Drift alarms of the parts learnt, of those before the ones that are kept, and of judged ones.
+  enum class DriftSource { kLearning, kBefore, kJudging };
+  std::vector<SStoredDrift> Drift(DriftSource source);
+  void SetDrift(DriftSource source, const std::vector<SStoredDrift>& alarms);
+  void ClearDrift();
+
+  /// judged: the part in the store, where it was judged.
+  void AddAlarms(std::int64_t run, const std::vector<SDriftFound>& alarms,
+                 std::optional<std::int64_t> judged);
+
+  /// The latest alarms, in their order.
+  std::vector<SDriftFound> Alarms(std::int64_t most);
+
+  /// Puts the learn states and learnt parts aside, so that a new state can be begun. The run is
+  /// that of the new beginning.
+  void PutAside(std::int64_t run);
+
+  /// The runs that put a state aside, and what was learnt before each.
+  std::vector<std::int64_t> PutAsideIn();
+  std::vector<SStoredQuantity> PastQuantities(std::int64_t run);
 
   /// Removes learnt parts themselves.
   void RemoveLearnt(const std::vector<std::int64_t>& ids);
@@ -128,7 +174,8 @@ class CStore {
   /// Of all quantities, each in order of the runs, the upper side first.
   std::vector<SHistory> History();
 
-  void AddJudged(std::int64_t run, const SPartVerdict& verdict);
+  /// Returns the part's id.
+  std::int64_t AddJudged(std::int64_t run, const SPartVerdict& verdict);
 
   /// Hands out the judged parts in the order of judging: all verdicts, or the latest one of each
   /// part. Who has the same name and content is the same part.
@@ -147,6 +194,8 @@ class CStore {
   void WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities);
   void ReadVerdicts(std::int64_t part, SPartVerdict& verdict);
   void ReadDefects(std::int64_t part, SPartVerdict& verdict);
+  std::vector<std::pair<std::optional<std::int64_t>, SDriftFound>> ReadAlarms(
+      const std::string& which);
 
   std::string path_;
   std::unique_ptr<CDatabase> database_;

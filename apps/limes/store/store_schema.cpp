@@ -120,6 +120,63 @@ CREATE TABLE calibration(
 PRAGMA user_version = 6;
 )sql";
 
+/// Drift alarms, what is held back from learning, and what was learnt before a new beginning.
+constexpr const char* kVersion7 = R"sql(
+ALTER TABLE store ADD COLUMN guard_recent INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE part ADD COLUMN accepted INTEGER;
+CREATE TABLE drift(
+  quantity INTEGER NOT NULL REFERENCES quantity(id),
+  source   TEXT NOT NULL CHECK(source IN ('learning', 'before', 'judging')),
+  record   BLOB NOT NULL,
+  PRIMARY KEY(quantity, source));
+CREATE TABLE alarm(
+  id        INTEGER PRIMARY KEY,
+  run       INTEGER NOT NULL REFERENCES run(id),
+  judged    INTEGER REFERENCES part(id),
+  part      TEXT NOT NULL,
+  quantity  INTEGER NOT NULL REFERENCES quantity(id),
+  direction TEXT NOT NULL CHECK(direction IN ('up', 'down')),
+  parts     INTEGER NOT NULL,
+  x         REAL);
+CREATE INDEX alarm_judged ON alarm(judged);
+CREATE TABLE held(
+  id          INTEGER PRIMARY KEY,
+  run         INTEGER NOT NULL REFERENCES run(id),
+  name        TEXT NOT NULL,
+  label       TEXT,
+  content     INTEGER,
+  record      BLOB NOT NULL,
+  score_above REAL, score_below REAL,
+  score       REAL NOT NULL,
+  score_limit REAL NOT NULL,
+  quantity    TEXT NOT NULL,
+  side        TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
+  x           REAL);
+CREATE TABLE past_state(
+  run      INTEGER NOT NULL REFERENCES run(id),
+  quantity INTEGER NOT NULL REFERENCES quantity(id),
+  side     TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
+  learnt   INTEGER NOT NULL,
+  record   BLOB NOT NULL,
+  PRIMARY KEY(run, quantity, side));
+CREATE TABLE past_calibration(
+  run      INTEGER PRIMARY KEY REFERENCES run(id),
+  base     REAL NOT NULL,
+  source   TEXT NOT NULL,
+  left_out INTEGER,
+  record   BLOB NOT NULL);
+CREATE TABLE past_part(
+  run         INTEGER NOT NULL REFERENCES run(id),
+  id          INTEGER NOT NULL,
+  learnt_in   INTEGER NOT NULL REFERENCES run(id),
+  name        TEXT NOT NULL,
+  label       TEXT,
+  content     INTEGER,
+  score_above REAL, score_below REAL,
+  PRIMARY KEY(run, id));
+PRAGMA user_version = 7;
+)sql";
+
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
   constexpr int kTries = 5000;
@@ -197,6 +254,9 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     if (version < 6) {
       database.Execute(kVersion6);
       database.Execute(AddedColumns(6));
+    }
+    if (version < 7) {
+      database.Execute(kVersion7);
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");

@@ -1,0 +1,95 @@
+#include <ostream>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/guarded_learning.h"
+#include "apps/limes/commands/relearn.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/measurement/part_record.h"
+#include "apps/limes/store/stored_model.h"
+#include "recordings/text.h"
+
+namespace limes::host {
+namespace {
+
+SSettings StoredSettings(CStore& store) {
+  const auto settings = store.Settings();
+  if (!settings) {
+    throw CStoreError(store.Path() + ": nothing is learnt in this store");
+  }
+  return *settings;
+}
+
+/// Learns held parts, which leave the held ones.
+void LearnHeld(CStore& store, CModel& model, std::int64_t run, std::vector<SHeldPart>& parts,
+               const std::vector<SStoredQuantity>& quantities) {
+  for (SHeldPart& held : parts) {
+    SPart part = PartFromRecord(held.part.record, quantities);
+    part.name = held.part.name;
+    if (const std::string reason = model.Learn(part, true); !reason.empty()) {
+      throw CUsageError(Quoted(part.name) + " cannot be learnt: " + reason);
+    }
+    held.part.scores = model.Scored().scores;
+    store.AddLearnt(run, held.part);
+    store.DropHeld(held.part.id);
+  }
+}
+
+void Finish(CStore& store, CModel& model, const SSettings& settings, std::int64_t run) {
+  SaveModel(store, model, run);
+  LimitKept(store, settings);
+  store.SetGuardRecent(0);
+  store.Commit();
+}
+
+void PrintLearnt(CStore& store, const std::vector<SHeldPart>& parts, SConsole& console) {
+  for (const SHeldPart& held : parts) {
+    console.out << "learnt " << Escaped(held.part.name) << '\n';
+  }
+  console.out << store.CountParts(true) << " learnt in " << Escaped(store.Path()) << '\n';
+}
+
+}  // namespace
+
+int RunAccept(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kExisting);
+  store.Begin();
+  const SSettings settings = StoredSettings(store);
+  std::vector<SHeldPart> parts = NamedHeld(store, options.files);
+  CModel model = LoadedModel(store, settings);
+  const std::int64_t run = store.AddRun("accept", settings);
+  for (SHeldPart& held : parts) {
+    held.part.accepted = true;
+  }
+  LearnHeld(store, model, run, parts, model.States());
+  store.AddAlarms(run, model.TakeAlarms(), std::nullopt);
+  Finish(store, model, settings, run);
+  PrintLearnt(store, parts, console);
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+int RunRebase(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kExisting);
+  store.Begin();
+  const SSettings settings = StoredSettings(store);
+  std::vector<SHeldPart> parts = NamedHeld(store, options.files);
+  if (parts.empty()) {
+    throw CUsageError(
+        "no part is held back: a new state begins with parts that the old one does not explain");
+  }
+  const std::int64_t before = store.CountParts(true);
+  const std::vector<SStoredQuantity> quantities = store.Quantities();
+  const std::int64_t run = store.AddRun("rebase", settings);
+  store.PutAside(run);
+  CModel model(settings);
+  LearnHeld(store, model, run, parts, quantities);
+  if (settings.guard) {
+    LookAtStart(store, model, settings, run);
+  }
+  Finish(store, model, settings, run);
+  PrintLearnt(store, parts, console);
+  console.out << "put aside what was learnt of " << before << (before == 1 ? " part" : " parts")
+              << " before (limes show --past)\n";
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host
