@@ -26,6 +26,7 @@
 #include "limes/learning/limit_sureness.h"
 #include "limes/learning/other_parts.h"
 #include "limes/learning/part.h"
+#include "limes/learning/part_margin.h"
 #include "limes/learning/part_score.h"
 #include "limes/learning/score.h"
 #include "limes/learning/sided.h"
