@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "limes/learning/part.h"
+#include "limes/learning/part_score.h"
 #include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
@@ -50,12 +51,17 @@ class CheckedCalls {
   using Part = ItsPart;
   using Fitted = ItsFitted;
 
-  /// Learns a part: kOk, or why nothing was learnt, as the learner says. O(n).
-  [[nodiscard]] LearnStatus LearnPart(const Part& part, const SPartRule& rule = {}) {
+  /// Learns a part: kOk, or why nothing was learnt, as the learner says. scoring, unless null,
+  /// receives the scores by what was learnt before. O(n).
+  [[nodiscard]] LearnStatus LearnPart(const Part& part, const SPartRule& rule = {},
+                                      SPartScoring* scoring = nullptr) {
     return IfMemoryAllows(PartStatus::kMemory, [&] {
       auto& tool = static_cast<Tool&>(*this);
       auto&& fitted = tool.Scratch();
       const PartStatus status = PrepareLearning(std::span(&tool, 1), part, rule, fitted);
+      if (status == PartStatus::kOk && scoring != nullptr) {
+        *scoring = tool.ScoreFitted(fitted, double{tool.Sockel()});
+      }
       if (status == PartStatus::kOk) {
         tool.LearnFitted(fitted);
       }

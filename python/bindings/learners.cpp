@@ -121,6 +121,13 @@ void BindJudgement(py::module_& module) {
 
 using Mask = py::array_t<bool, py::array::c_style>;
 
+/// Above and below, of a part by what was learnt before it; none while that is too little.
+using Scored = std::optional<std::pair<double, double>>;
+
+Scored ScoresOf(const SPartScoring& scoring) {
+  return scoring.isScored ? Scored({scoring.scores.above, scoring.scores.below}) : std::nullopt;
+}
+
 /// The checked calls of a learner of curves or tracks.
 template <class T>
 void BindChecked(py::class_<Locked<T>>& tool) {
@@ -142,14 +149,16 @@ void BindChecked(py::class_<Locked<T>>& tool) {
             const SCurvePart part = made(curve, covered, health);
             const SPartRule rule{minShare, allowShort, allowConstant};
             const Hold hold(curve);
+            SPartScoring scoring;
             Require(Exclusively(t, curve.DLen(),
-                                [&](T& plain) { return plain.LearnPart(part, rule); }));
+                                [&](T& plain) { return plain.LearnPart(part, rule, &scoring); }));
+            return ScoresOf(scoring);
           },
           py::arg("curve"), py::arg("covered") = py::none(),
           py::arg("health") = SignalHealth::kUnknown, py::arg("min_share") = SPartRule().minShare,
           py::arg("allow_short") = false, py::arg("allow_constant") = false,
-          "Learns one curve, drawn on the grid of the first one; ValueError says why it is none of "
-          "these parts.")
+          "Learns one curve, drawn on the grid of the first one, and gives its scores by what was "
+          "learnt before, from the eleventh on; ValueError says why it is none of these parts.")
       .def(
           "JudgePart",
           [made](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
@@ -162,6 +171,12 @@ void BindChecked(py::class_<Locked<T>>& tool) {
           py::arg("curve"), py::arg("covered") = py::none(),
           py::arg("health") = SignalHealth::kUnknown, py::arg("min_share") = T::kMinShare,
           "Judges a curve by what is learnt; reason tells why it could not be judged.");
+}
+
+/// Parts that count, as the weights of the mean have it.
+template <class T>
+double Effective(Locked<T>& tool) {
+  return Exclusively(tool, 0, [](const T& plain) { return EffectiveParts(plain); });
 }
 
 void BindValueLearner(py::module_& module) {
@@ -182,15 +197,18 @@ void BindValueLearner(py::module_& module) {
               throw py::value_error("the values must be one-dimensional");
             }
             const auto v = values.unchecked<1>();
+            std::vector<Scored> scores(static_cast<std::size_t>(v.size()));
             py::ssize_t i = 0;
             const LearnStatus status =
-                Exclusively(t, static_cast<std::size_t>(v.size()), [&](CLernenderGrenzwert& plain) {
+                Exclusively(t, scores.size(), [&](CLernenderGrenzwert& plain) {
                   SValuePart part(0.0);
                   part.unit = unit;
                   LearnStatus learnt = LearnStatus::kOk;
                   for (; i < v.size() && learnt == LearnStatus::kOk; ++i) {
+                    SPartScoring scoring;
                     part.value = v(i);
-                    learnt = plain.LearnPart(part);
+                    learnt = plain.LearnPart(part, {}, &scoring);
+                    scores[static_cast<std::size_t>(i)] = ScoresOf(scoring);
                   }
                   return learnt;
                 });
@@ -198,9 +216,11 @@ void BindValueLearner(py::module_& module) {
               throw py::value_error("value " + std::to_string(i) + ": " + Utf8(Text(status)));
             }
             Require(status);
+            return scores;
           },
           py::arg("values"), py::arg("unit") = py::none(),
-          "Learns one value after the other; ValueError at the first one that cannot be learnt.")
+          "Learns one value after the other and gives the scores of each as LearnPart does; "
+          "ValueError at the first one that cannot be learnt.")
       .def(
           "JudgePart",
           [](LockedValue& t, double value, const std::optional<CMeasuringUnit>& unit,
@@ -213,8 +233,12 @@ void BindValueLearner(py::module_& module) {
           },
           py::arg("value"), py::arg("unit") = py::none(), py::arg("resolution") = 0.0,
           "Judges a value by what is learnt; reason tells why it could not be judged.")
+      .def(
+          "UpdateLimit", [](LockedValue& t) { t.GrenzwertErneuern(1.0F); },
+          "Forms the limit of what is learnt.")
       .def("GrenzenGrenzen", &LockedValue::GrenzenGrenzen, py::arg("lower"), py::arg("upper"))
       .def("NrGelernt", &LockedValue::NrGelernt)
+      .def("EffectiveParts", &Effective<CLernenderGrenzwert>)
       .def("Mittelwert", &LockedValue::Mittelwert)
       .def("StdDev", &LockedValue::StdDev)
       .def("Grenzwert", &LockedValue::Grenzwert)
@@ -252,6 +276,7 @@ void BindCurveLearner(py::module_& module) {
           },
           "Forms the limit of what is learnt.")
       .def("NrGelernt", &LockedCurve::NrGelernt)
+      .def("EffectiveParts", &Effective<CKurvenLernWerkzeug>)
       .def("Mittelwert", part(&CKurvenLernWerkzeug::Mittelwert), "A copy of the mean.")
       .def("QuadratMW", part(&CKurvenLernWerkzeug::QuadratMW), "A copy of the mean square.")
       .def("StandardAbw", part(&CKurvenLernWerkzeug::StandardAbw), "A copy of the spread.")
@@ -277,6 +302,10 @@ void BindTrackLearner(py::module_& module) {
       .def("Neustart", &LockedTrack::Neustart)
       .def("Bildungsregel", &LockedTrack::Bildungsregel, py::arg("base"), py::arg("factor"))
       .def(
+          "LimitScore", &LockedTrack::LimitScore, py::arg("score"),
+          "Forms the limit, until the next rule, with the factor at each point that a part of this "
+          "score reaches just there.")
+      .def(
           "GrenzeBilden",
           [](LockedTrack& t) {
             if (!Exclusively(t, kLongLoop, [](CTrackLernWerkzeug& plain) { return Form(plain); })) {
@@ -288,6 +317,7 @@ void BindTrackLearner(py::module_& module) {
           "base_count", [](const LockedTrack& t) { return t.BasisLernenAnzahl(); },
           [](LockedTrack& t, std::uint32_t count) { t.BasisLernenAnzahl(count); })
       .def("HatGelernt", &LockedTrack::HatGelernt)
+      .def("Sockel", &LockedTrack::Sockel)
       .def("Mittelwert", part(&CTrackLernWerkzeug::Mittelwert), "A copy of the mean.")
       .def("QuadratMW", part(&CTrackLernWerkzeug::QuadratMW), "A copy of the mean square.")
       .def("Grenzkurve", part(&CTrackLernWerkzeug::Grenzkurve), "A copy of the limit.")

@@ -8,6 +8,7 @@ import numbers
 import os
 import pathlib
 import shutil
+import struct
 import threading
 from collections.abc import Iterable
 from typing import Any
@@ -20,7 +21,8 @@ from . import _limes, plots
 
 @dataclasses.dataclass(frozen=True)
 class Rule:
-    """How a limit is formed: base + mean + factor * spread.
+    """How a limit is formed: base + mean + factor * spread. With reject the factor follows from the
+    rate of good parts that it may reject (0.01: 1 %); else it is 3 unless given.
 
     width widens a curve's limit along x by a number of points: the index of that place on the x
     axis, at most 31, to the left and one less to the right; the last point stays. time_scale is the
@@ -28,20 +30,32 @@ class Rule:
     """
 
     base: float = 0.0
-    factor: float = 3.0
+    factor: float | None = None
     width: float = 0.0
     time_scale: int = 10000
+    reject: float | None = None
 
     def __post_init__(self) -> None:
-        for name in ("base", "factor", "width"):
+        if self.reject is not None:
+            if self.factor is not None:
+                raise ValueError("factor follows from reject: give one of them")
+            _check_rate(self.reject)
+        elif self.factor is None:
+            object.__setattr__(self, "factor", 3.0)
+        for name in ("base", "width") if self.factor is None else ("base", "factor", "width"):
             number = getattr(self, name)
             if not isinstance(number, numbers.Real) or not math.isfinite(number):
                 raise ValueError(f"{name} must be a finite number, not {number!r}")
         for name in ("factor", "width"):
-            if getattr(self, name) < 0:
+            if (getattr(self, name) or 0) < 0:
                 raise ValueError(f"{name} must not be negative")
         if not isinstance(self.time_scale, numbers.Integral) or self.time_scale < 1:
             raise ValueError(f"time_scale must be a whole number from 1 on, not {self.time_scale!r}")
+
+
+def _check_rate(rate: object) -> None:
+    if not isinstance(rate, numbers.Real) or not 0 < float(rate) < 1:
+        raise ValueError(f"reject must lie between 0 and 1 (0.01 is 1 %), not be {rate!r}")
 
 
 def curve(
@@ -162,36 +176,116 @@ def _replace(path: pathlib.Path, content: bytes) -> None:
         raise
 
 
-class _Saved:
-    """Saving and loading of a learner's state, bit for bit."""
+def _behind_record(content: bytes) -> bytes:
+    return content[20 + int.from_bytes(content[8:16], "little") :]  # head, payload, check
+
+
+class _Limit:
+    """A learner with the scores of the parts it has learnt, each by those before it."""
 
     _tool_class: Any
 
-    def __init__(self, tool):
+    def __init__(self, tool, reject: float | None = None):
         self.tool = tool
+        self._calibration = _limes.Calibration(one_side=True)
+        self._reject = reject
+
+    @property
+    def calibration(self) -> _limes.Calibration:
+        """The scores of good parts, which may be replaced: by scores of all parts by the others."""
+        return self._calibration
+
+    @calibration.setter
+    def calibration(self, calibration: _limes.Calibration) -> None:
+        if not calibration.one_side:
+            raise ValueError("this limit has one side: Calibration(scores[:, 0], one_side=True)")
+        self._calibration = calibration
+        self._form()
+
+    @property
+    def reject(self) -> float | None:
+        """Rate of good parts that may be rejected; None for a given factor. May be changed."""
+        return self._reject
+
+    @reject.setter
+    def reject(self, rate: float) -> None:
+        _check_rate(rate)
+        self._reject = rate
+        self._form()
+
+    @property
+    def promise(self) -> _limes.CalibratedLimit | None:
+        """What the limit promises, by how many scores; None for a given factor."""
+        return None if self._reject is None else self._calibration.for_rate(self._reject)
 
     def save(self, path: str | os.PathLike[str]) -> None:
-        """Writes the state to a file that other hosts of the library read, too."""
-        _replace(pathlib.Path(path), self.tool.WriteState())
+        """Writes the state, which other hosts of the library read, too, and behind it scores and
+        rate."""
+        rate = struct.pack("<d", math.nan if self._reject is None else self._reject)
+        _replace(pathlib.Path(path), self.tool.WriteState() + bytes(self._calibration) + rate)
 
     @classmethod
     def load(cls, path: str | os.PathLike[str]):
         """The limit of a file; ValueError says what is wrong with it."""
-        limit = cls(cls._tool_class.ReadState(pathlib.Path(path).read_bytes()))
+        content = pathlib.Path(path).read_bytes()
+        limit = cls(cls._tool_class.ReadState(content))
+        scores = _behind_record(content)
+        if scores:  # not of a state that another host wrote
+            limit._calibration = _limes.Calibration.from_bytes(scores)
+            rate = _behind_record(scores)
+            if len(rate) != 8:
+                raise ValueError("the rate is cut short")
+            (reject,) = struct.unpack("<d", rate)
+            limit._reject = None if math.isnan(reject) else reject
         limit._form()
         return limit
+
+    def __setstate__(self, state: dict[str, Any]) -> None:
+        self.__dict__.update(state)
+        self._form()
 
     def merge(self, other) -> None:
         """Joins the state with one that was learnt elsewhere, as the later one; ValueError when
         grid, unit, rule or time scale differ."""
-        self.tool.Merge(other.tool)
-        self._form()
+        if self._reject != other._reject:
+            raise ValueError("the limits have other rates")
+        calibration = _limes.Calibration.from_bytes(bytes(self._calibration))
+        calibration.merge(other._calibration)
+        if self._reject is not None:  # their factors differ, as they follow from the scores
+            self._set_factor(0.0)
+            other._set_factor(0.0)
+        try:
+            self.tool.Merge(other.tool)
+            self._calibration = calibration
+        finally:
+            self._form()
+            other._form()
+
+    def _learnt(self, scores: tuple[float, float] | None) -> None:
+        if scores is not None:
+            self._calibration.add(scores[0])
 
     def _form(self) -> None:
-        pass
+        """Forms the limit anew, with the factor that follows from the scores."""
+        promise = self.promise
+        if promise is not None and promise.basis != _limes.CalibrationBasis.NONE:
+            self._set_score(promise)
+
+    def _set_score(self, promise: _limes.CalibratedLimit) -> None:
+        self._set_factor(promise.factors(self.tool.EffectiveParts())[0])
+
+    def _set_factor(self, factor: float) -> None:
+        self.tool.Bildungsregel(self.tool.Sockel(), factor)
+
+    def _check_promise(self) -> None:
+        promise = self.promise
+        if promise is not None and promise.basis == _limes.CalibrationBasis.NONE:
+            raise ValueError(
+                f"a limit for a rate needs 4 scores and has {promise.scores}: learn 14 parts at least"
+            )
 
 
-class _AlongX(_Saved):
+class _AlongX(_Limit):
     """What limits of curves and of tracks have in common."""
 
     _min_share: float  # for a pass, unless another one is given
@@ -216,7 +310,9 @@ class _AlongX(_Saved):
         cannot be learnt: other units or steps, values that are not finite, no signal, clipped, or
         of a curve less than min_share in common with the first one unless allow_short.
         allow_constant learns a curve that has one value only."""
-        self.tool.LearnPart(*_part(part)._given(), min_share, allow_short, allow_constant)
+        self._learnt(
+            self.tool.LearnPart(*_part(part)._given(), min_share, allow_short, allow_constant)
+        )
         self._form()
 
     def judge(
@@ -224,6 +320,7 @@ class _AlongX(_Saved):
     ) -> _limes.SPartJudgement:
         """Judges a part, drawn on the learnt grid. It passes only when at least min_share of the
         grid was measured (curves 0.9, tracks 0.5); what cannot be judged says why in reason."""
+        self._check_promise()
         share = self._min_share if min_share is None else min_share
         return self.tool.JudgePart(*_part(part)._given(), share)
 
@@ -231,7 +328,7 @@ class _AlongX(_Saved):
         number = 0
         for number, part in enumerate(parts, 1):
             try:
-                self.tool.LearnPart(*_part(part)._given(), **allowed)
+                self._learnt(self.tool.LearnPart(*_part(part)._given(), **allowed))
             except ValueError as error:
                 raise ValueError(f"part {number} cannot be learnt: {error}") from None
         if number == 0:
@@ -254,7 +351,11 @@ class CurveLimit(_AlongX):
     def spread(self) -> _limes.CSigCurveExt:
         return self.tool.StandardAbw()
 
+    def _set_factor(self, factor: float) -> None:
+        self.tool.Bildungsregel(self.tool.Sockel(), factor, self.tool.Width())
+
     def _form(self) -> None:
+        super()._form()
         if self.count > 0:
             self.tool.UpdateLimit()
 
@@ -273,7 +374,11 @@ class TrackLimit(_AlongX):
         """Parts learnt, point by point of mean."""
         return self.tool.LearnCounts()
 
+    def _set_score(self, promise: _limes.CalibratedLimit) -> None:
+        self.tool.LimitScore(promise.above)
+
     def _form(self) -> None:
+        super()._form()
         if self.tool.HatGelernt():
             self.tool.GrenzeBilden()
 
@@ -281,7 +386,7 @@ class TrackLimit(_AlongX):
         return plots.limit_plot(self.mean, self.limit, "parts with ranges of their own")
 
 
-class ValueLimit(_Saved):
+class ValueLimit(_Limit):
     """Limit of a single value."""
 
     _tool_class = _limes.CLernenderGrenzwert
@@ -304,7 +409,16 @@ class ValueLimit(_Saved):
 
     def learn(self, value: float, *, unit: str | _limes.CMeasuringUnit | None = None) -> None:
         """Learns one more value; ValueError when it is not finite or has another unit."""
-        self.tool.LearnParts(np.array([value], dtype=np.float64), _value_unit(unit))
+        self._learn_all(np.array([value], dtype=np.float64), unit)
+
+    def _set_factor(self, factor: float) -> None:
+        super()._set_factor(factor)
+        self.tool.UpdateLimit()
+
+    def _learn_all(self, values: Any, unit: str | _limes.CMeasuringUnit | None) -> None:
+        for scores in self.tool.LearnParts(values, _value_unit(unit)):
+            self._learnt(scores)
+        self._form()
 
     def judge(
         self,
@@ -315,6 +429,7 @@ class ValueLimit(_Saved):
     ) -> _limes.SPartJudgement:
         """Judges a value. The unit is checked when it is given; resolution is the smallest
         difference that the measurement shows, that of a float32 or float16 when the value is one."""
+        self._check_promise()
         if resolution is None:
             kind = np.asarray(value).dtype
             short = kind.kind == "f" and kind.itemsize < 8
@@ -336,8 +451,8 @@ def learn(
 ) -> CurveLimit:
     """The limit of good parts; the first one sets grid and units, on which the others are drawn.
     ValueError names the part that cannot be learnt, and why: see CurveLimit.learn."""
-    limit = CurveLimit(_limes.CKurvenLernWerkzeug())
-    limit.tool.Bildungsregel(rule.base, rule.factor, rule.width)
+    limit = CurveLimit(_limes.CKurvenLernWerkzeug(), rule.reject)
+    limit.tool.Bildungsregel(rule.base, rule.factor or 0.0, rule.width)
     limit.tool.Neustart(rule.time_scale)
     limit._learn_all(
         curves, min_share=min_share, allow_short=allow_short, allow_constant=allow_constant
@@ -355,8 +470,8 @@ def learn_tracks(
     """The limit of good parts with an x range each of their own, on the grid of the first one,
     which grows; points learnt from fewer than base_count parts are not judged. Width and time scale
     of the rule are not used. ValueError as of learn."""
-    limit = TrackLimit(_limes.CTrackLernWerkzeug())
-    limit.tool.Bildungsregel(rule.base, rule.factor)
+    limit = TrackLimit(_limes.CTrackLernWerkzeug(), rule.reject)
+    limit.tool.Bildungsregel(rule.base, rule.factor or 0.0)
     limit.tool.base_count = base_count
     limit._learn_all(tracks, allow_constant=allow_constant)
     return limit
@@ -375,7 +490,7 @@ def learn_values(
         raise ValueError("no values to learn from")
     if array.dtype.kind not in "biuf":
         raise TypeError(f"values are numbers, not {array.dtype}")
-    limit = ValueLimit(_limes.CLernenderGrenzwert(rule.time_scale))
-    limit.tool.Bildungsregel(rule.base, rule.factor)
-    limit.tool.LearnParts(array.astype(np.float64), _value_unit(unit))
+    limit = ValueLimit(_limes.CLernenderGrenzwert(rule.time_scale), rule.reject)
+    limit.tool.Bildungsregel(rule.base, rule.factor or 0.0)
+    limit._learn_all(array.astype(np.float64), unit)
     return limit

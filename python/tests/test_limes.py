@@ -51,6 +51,8 @@ REFUSED = [
     (lambda: limes.Rule(factor=-1), ValueError, "negative"),
     (lambda: limes.Rule(factor="3"), ValueError, "'3'"),
     (lambda: limes.Rule(time_scale=0), ValueError, "time_scale"),
+    (lambda: limes.Rule(reject=1), ValueError, "between 0 and 1"),
+    (lambda: limes.Rule(reject=0.1, factor=3), ValueError, "one of them"),
     (lambda: limes.curve(np.arange(3.0), copy=False), ValueError, "without a copy"),
     (lambda: limes.curve(np.zeros(9, np.float32)[::2], copy=False), ValueError, "without a copy"),
     (lambda: limes.curve(np.frombuffer(bytes(8), np.float32), copy=False), ValueError, "copy"),
@@ -232,7 +234,7 @@ def test_save_keeps_links_modes_and_devices(tmp_path):
     target.chmod(0o640)
     link.symlink_to(target)
     limit.save(link)
-    assert link.is_symlink() and target.read_bytes() == state
+    assert link.is_symlink() and target.read_bytes().startswith(state)
     assert target.stat().st_mode & 0o777 == 0o640
     limit.save("/dev/null")
     assert not os.path.isfile("/dev/null")

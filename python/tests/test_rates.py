@@ -69,3 +69,48 @@ def test_what_a_limit_promises():
     assert calibration.beyond(limit.above) == (4, True)
     few = calibration.for_rate(0.001)
     assert (few.basis.name, few.rejected(10)[0]) == ("EXTRAPOLATED", 0)
+
+
+def curves(n, seed):
+    values = np.random.default_rng(seed).standard_t(3, (n, 50))  # heavy tails
+    return values, [limes.curve(v, 0, 50) for v in values]
+
+
+def learn_values(_, rule):
+    return limes.learn_values(curves(60, 1)[0][:, 0], rule)
+
+
+@pytest.mark.parametrize("learn", [limes.learn, limes.learn_tracks, learn_values])
+def test_limits_for_a_rate(learn, tmp_path):
+    values, parts = curves(60, 1)
+    new, news = curves(300, 2)
+    if learn is learn_values:
+        values, news = values[:, :1], list(new[:, 0])
+    limit = learn(parts, limes.Rule(reject=0.1))
+    plain = limes.Calibration(limes.scores(values, one_pass=True)[:, 0], one_side=True)
+    assert limit.promise.basis.name == "RANK" and len(limit.calibration) == 50
+    assert limit.promise.above == pytest.approx(plain.for_rate(0.1).above, rel=1e-2)
+    least, most = limit.promise.rejected(300)
+    assert least <= sum(not limit.judge(part) for part in news) <= most
+
+    limit.save(tmp_path / "limit")
+    limit.reject = 0.5
+    twins = [type(limit).load(tmp_path / "limit"), pickle.loads(pickle.dumps(limit))]
+    assert (twins[0].reject, twins[1].reject) == (0.1, 0.5)
+    twins[0].reject = 0.5
+    rejected = [part for part in news if not limit.judge(part)]
+    assert len(rejected) > most
+    for twin in twins:
+        assert [part for part in news if not twin.judge(part)] == rejected
+    twins[0].merge(twins[1])
+    assert len(twins[0].calibration) == 100 and twins[0].promise.basis.name == "RANK"
+
+
+def test_a_rate_without_scores_judges_nothing():
+    limit = limes.learn_values(np.arange(13.0), limes.Rule(reject=0.01))
+    with pytest.raises(ValueError, match="has 3: learn 14 parts"):
+        limit.judge(1.0)
+    limit.learn(20.0)
+    assert limit.promise.basis.name == "EXTRAPOLATED" and not limit.judge(1e9)
+    limit.calibration = limes.Calibration(np.arange(200.0), one_side=True)
+    assert limit.promise.basis.name == "RANK"
