@@ -82,6 +82,9 @@ SPartJudgement CLernenderGrenzwert::JudgeFitted(SFittedValue& fitted, double min
   judgement.deviation = beyond ? excess : std::min(excess, 0.0);
   judgement.rms = std::max(judgement.deviation, 0.0);
   const double overMean = x - (Mean() + state_.base);
+  if (fitted.margin != nullptr && (spread > 0.0 || x - Mean() > rounding)) {
+    fitted.margin->Add(x - Mean(), spread);
+  }
   if (spread > 0.0 || overMean > rounding) {
     judgement.inSpreads = overMean / spread;
   }

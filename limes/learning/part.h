@@ -8,6 +8,7 @@
 #include "limes/core/measuring_unit.h"
 #include "limes/export.h"
 #include "limes/learning/judgement.h"
+#include "limes/learning/part_margin.h"
 #include "limes/learning/signal_health.h"
 #include "limes/signals/extended_curve.h"
 
@@ -111,6 +112,9 @@ class LIMES_EXPORT CFittedPart {
   };
   SRoom room;
 
+  /// Unless null, takes every point that is judged by a limit that is not widened.
+  CPartMargin* margin = nullptr;
+
   /// Keeps the points of an array that the part does not cover; PutBack restores them.
   template <class T>
   void Keep(const T* values, std::vector<T>& kept) const {
@@ -162,6 +166,7 @@ struct SFittedValue {
   PartStatus status = PartStatus::kOk;
   Side side = Side::kUpper;
   CFittedPart::SRoom room;
+  CPartMargin* margin = nullptr;
 };
 
 }  // namespace limes

@@ -62,12 +62,23 @@ double WidenedFactorAt(const SLearntCurves& learnt, double value, std::int64_t i
   return own;
 }
 
+/// A rounding of the mean is beyond no limit.
+void AddTo(CPartMargin& margin, double value, double mean, double spread) {
+  const double excess = value - mean;
+  if (!IsRounding(std::fabs(excess), value, mean)) {
+    margin.Add(excess, spread);
+  }
+}
+
 /// The factor at which the part would just pass.
 void FindInSpreads(const CurveOverlap& overlap, PointMask mask, const SLearntCurves& learnt,
-                   SPartJudgement& judgement) {
+                   CPartMargin* margin, SPartJudgement& judgement) {
   double most = kNone;
   std::int64_t where = -1;
   ForEachPoint(overlap, mask, learnt, [&](std::int64_t i, float value, float mean, float spread) {
+    if (margin != nullptr && learnt.width == 0) {
+      AddTo(*margin, double{value}, double{mean}, double{spread});
+    }
     double factor = FactorAt(learnt, value, mean, spread);
     if (factor > most && learnt.width > 0) {
       factor = WidenedFactorAt(learnt, value, i, factor, most);
@@ -180,7 +191,7 @@ SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double
   judgement.limit = double{numbers.limit};
   judgement.mean = double{learnt.mean.ValArray()[comparison.index]};
   judgement.spread = double{SpreadAt(learnt, comparison.index)};
-  FindInSpreads(overlap, mask, learnt, judgement);
+  FindInSpreads(overlap, mask, learnt, part.margin, judgement);
   if (IsDead(part, learnt.mean) || IsFarBelow(part, learnt)) {
     judgement.reason = PartStatus::kNoSignal;
     regions.clear();

@@ -26,11 +26,17 @@ class CSidedJudgement {
   std::vector<SCurveExcess>& Regions(Side side) { return regions_[Index(side)]; }
   const std::vector<SCurveExcess>& Regions(Side side) const { return regions_[Index(side)]; }
 
+  /// Of each side what JudgeFitted adds to it, cleared before; null unless KeepMargins was called.
+  CPartMargin* Margin(Side side) { return keepsMargins_ ? &margins_[Index(side)] : nullptr; }
+  void KeepMargins() { keepsMargins_ = true; }
+
   static std::size_t Index(Side side) { return side == Side::kUpper ? 0 : 1; }
 
  private:
   std::array<SPartJudgement, 2> judgements_;
   std::array<std::vector<SCurveExcess>, 2> regions_;
+  std::array<CPartMargin, 2> margins_;
+  bool keepsMargins_ = false;
 };
 
 /// Upper and lower limit of one quantity: a learner for each side, the lower one of the values with
@@ -103,6 +109,10 @@ class CSided {
   void Judge(double minShare, CSidedJudgement& judgement) {
     for (const Side side : Limited()) {
       fitted_.TurnTo(side);
+      fitted_.margin = judgement.Margin(side);
+      if (fitted_.margin != nullptr) {
+        fitted_.margin->Clear();
+      }
       judgement[side] = (*this)[side].JudgeFitted(fitted_, minShare, judgement.Regions(side));
       if (side == Side::kLower) {
         TurnBack(judgement[side], judgement.Regions(side));

@@ -11,6 +11,7 @@
 #include "limes/learning/judgement.h"
 #include "limes/learning/limit_sureness.h"
 #include "limes/learning/part.h"
+#include "limes/learning/part_margin.h"
 
 namespace limes::host {
 
@@ -33,6 +34,9 @@ struct SField {
   std::int64_t since = 1;  ///< version of the tables that has the column
 };
 
+/// Of CPartMargin; none where the limit was widened.
+using TCorners = std::vector<CPartMargin::SCorner>;
+
 /// One quantity against one of its limits. The numbers are empty when it was not judged; those of
 /// the place are the ones at the largest excess. Both sides in the sign of the measurement.
 struct SQuantityVerdict {
@@ -54,6 +58,7 @@ struct SQuantityVerdict {
   std::string unit;
   std::string xUnit;
   std::optional<std::string> reason;  ///< why it was not judged
+  TCorners corners;                   ///< what tells the factor that passes at any base
 };
 
 /// Calls visit(SField, field) for every field of a record that is shown or stored, in the order of
@@ -75,6 +80,7 @@ void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto& v) {
   visit(SField{"largest_in_s", "largest_in_s", 5}, v.largestInS);
   visit(SField{"largest_in_s_x", "largest_in_s_x", 5}, v.largestInSX);
   visit(SField{"reason", "reason", 5}, v.reason);
+  visit(SField{nullptr, "corners", 6}, v.corners);
 }
 
 /// Of the limit, where it is known.

@@ -66,6 +66,7 @@ class CSidedModel : public CQuantityModel {
   void Judge(SPartVerdict& verdict, CProtocolItemList& items) override {
     const bool judges = fits_ && EnoughLearnt() && HasRule();
     if (judges) {
+      judgement_.KeepMargins();
       tools_.Judge(settings_.minShare, judgement_);
     }
     for (const Side side : tools_.Limited()) {
@@ -79,6 +80,10 @@ class CSidedModel : public CQuantityModel {
       SPartJudgement none;
       none.reason = fits_ ? PartStatus::kNothingLearnt : PartStatus::kNoCommonPoint;
       Fill(judges ? judgement_[side] : none, q);
+      if (judges) {
+        const auto corners = judgement_.Margin(side)->Corners();
+        q.corners.assign(corners.begin(), corners.end());
+      }
       const auto before = static_cast<int>(items.Items().size());
       AddItems(q, judges ? judgement_.Regions(side) : kNone, items);
       for (int i = before; i < static_cast<int>(items.Items().size()); ++i) {

@@ -25,6 +25,7 @@ Json ToJson(const std::optional<double>& value) { return value ? Json(*value) : 
 Json ToJson(const std::optional<std::string>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
+Json ToJson(const TCorners&) { return nullptr; }  // for the store alone
 Json ToJson(const Side& side) { return SideText(side); }
 Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
 
@@ -228,13 +229,16 @@ void PrintPromise(std::ostream& out, const SPromise& promise) {
 }
 
 void SCounts::Add(const SPartVerdict& verdict, const std::string& goodLabel) {
+  Add(verdict.verdict, verdict.label ? std::optional(*verdict.label == goodLabel) : std::nullopt);
+}
+
+void SCounts::Add(Verdict verdict, std::optional<bool> isGood) {
   ++parts;
-  ++(verdict.verdict == Verdict::kPass ? ok : verdict.verdict == Verdict::kFail ? nok : notJudged);
-  if (verdict.label) {
-    const bool isGood = *verdict.label == goodLabel;
-    ++(isGood ? good : bad);
-    falseAlarms += isGood && verdict.verdict == Verdict::kFail ? 1 : 0;
-    misses += !isGood && verdict.verdict == Verdict::kPass ? 1 : 0;
+  ++(verdict == Verdict::kPass ? ok : verdict == Verdict::kFail ? nok : notJudged);
+  if (isGood) {
+    ++(*isGood ? good : bad);
+    falseAlarms += *isGood && verdict == Verdict::kFail ? 1 : 0;
+    misses += !*isGood && verdict == Verdict::kPass ? 1 : 0;
   }
 }
 

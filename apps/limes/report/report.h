@@ -32,6 +32,9 @@ struct SCounts {
   std::uint64_t misses = 0;       ///< labelled otherwise, verdict OK
 
   void Add(const SPartVerdict& verdict, const std::string& goodLabel);
+
+  /// isGood: by its label; empty without one.
+  void Add(Verdict verdict, std::optional<bool> isGood);
 };
 
 /// A line per quantity and side: how sure the limits are that a part was judged by.

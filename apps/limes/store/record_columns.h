@@ -49,6 +49,7 @@ inline const char* ColumnType(const std::string&) { return " TEXT"; }
 inline const char* ColumnType(const std::optional<std::string>&) { return " TEXT"; }
 inline const char* ColumnType(std::integral auto) { return " INTEGER"; }
 inline const char* ColumnType(const std::optional<double>&) { return " REAL"; }
+inline const char* ColumnType(const TCorners&) { return " BLOB"; }
 inline const char* ColumnType(Side) { return " TEXT CHECK(side IN ('upper', 'lower'))"; }
 inline const char* ColumnType(Verdict) {
   return " TEXT CHECK(verdict IN ('OK', 'NOK', 'not judged'))";
@@ -75,6 +76,7 @@ inline void BindField(CStatement& s, const std::optional<std::string>& value) { 
 inline void BindField(CStatement& s, const std::optional<double>& value) { s.Bind(value); }
 inline void BindField(CStatement& s, double value) { s.Bind(std::optional(value)); }
 inline void BindField(CStatement& s, std::integral auto value) { s.Bind(std::int64_t{value}); }
+void BindField(CStatement& s, const TCorners& value);  ///< two doubles each
 inline void BindField(CStatement& s, Side value) { s.Bind(SideText(value)); }
 inline void BindField(CStatement& s, Verdict value) { s.Bind(VerdictText(value)); }
 
@@ -95,6 +97,7 @@ template <std::integral T>
 void ReadField(const CStatement& s, int i, T& value) {
   value = static_cast<T>(s.Int(i));
 }
+void ReadField(const CStatement& s, int i, TCorners& value);
 inline void ReadField(const CStatement& s, int i, Side& value) { value = SideFromText(s.Text(i)); }
 inline void ReadField(const CStatement& s, int i, Verdict& value) {
   value = VerdictFromText(s.Text(i));

@@ -7,6 +7,7 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/unit_text.h"
+#include "apps/limes/store/judged_rows.h"
 #include "apps/limes/store/record_columns.h"
 #include "apps/limes/store/store_schema.h"
 #include "limes/version.h"
@@ -395,7 +396,8 @@ std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
   return part;
 }
 
-void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take) {
+void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take,
+                           bool withDefects) {
   const std::string known = version_ < 5 ? "NULL" : "content";
   CStatement next(database_->Handle(),
                   "SELECT part.id, name, label, verdict, " + known + ", " +
@@ -408,6 +410,7 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
                       "ORDER BY part.id");
   const auto alarms = ReadAlarms("WHERE judged NOT NULL ORDER BY judged, alarm.id");
   auto alarm = alarms.begin();
+  CJudgedRows rows(database_->Handle(), version_, withDefects);
   while (next.Step()) {
     SPartVerdict verdict;
     verdict.part = next.Text(1);
@@ -416,52 +419,13 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
     verdict.content = next.OptionalInt(4);
     verdict.rule = next.Text(5);
     ReadFields(next, 6, verdict.scores);
-    ReadVerdicts(next.Int(0), verdict);
-    ReadDefects(next.Int(0), verdict);
+    rows.Read(next.Int(0), verdict);
     for (; alarm != alarms.end() && alarm->first <= next.Int(0); ++alarm) {
       if (alarm->first == next.Int(0)) {
         verdict.drifts.push_back(alarm->second);
       }
     }
     take(verdict);
-  }
-}
-
-void CStore::ReadVerdicts(std::int64_t part, SPartVerdict& verdict) {
-  CStatement rows(database_->Handle(),
-                  "SELECT name, unit, x_unit" + ColumnNames<SQuantityVerdict>(version_) +
-                      ColumnNames<SLimitSureness>(version_) +
-                      " FROM verdict JOIN quantity ON quantity.id = quantity WHERE part = ? "
-                      "ORDER BY position");
-  rows.Bind(part);
-  while (rows.Step()) {
-    SQuantityVerdict q;
-    q.name = rows.Text(0);
-    q.unit = UnitFromText(rows.Text(1)).Display();
-    q.xUnit = UnitFromText(rows.Text(2)).Display();
-    const int sureness = ReadFields(rows, 3, q);
-    if (!rows.IsNull(sureness)) {
-      ReadFields(rows, sureness, q.sureness.emplace());
-    }
-    verdict.quantities.push_back(std::move(q));
-  }
-}
-
-void CStore::ReadDefects(std::int64_t part, SPartVerdict& verdict) {
-  CStatement rows(database_->Handle(), std::string("SELECT ") +
-                                           (version_ < 2 ? "NULL" : "verdict") +
-                                           ColumnNames<SDefect>(version_) +
-                                           " FROM defect WHERE part = ? ORDER BY position");
-  rows.Bind(part);
-  while (rows.Step()) {
-    SDefect d;
-    ReadFields(rows, 1, d);
-    const auto judged = static_cast<std::uint64_t>(rows.Int(0));
-    if (!rows.IsNull(0) && judged < verdict.quantities.size()) {
-      d.quantity = verdict.quantities[judged].name;
-      d.side = verdict.quantities[judged].side;
-    }
-    verdict.defects.push_back(std::move(d));
   }
 }
 

@@ -179,7 +179,8 @@ class CStore {
 
   /// Hands out the judged parts in the order of judging: all verdicts, or the latest one of each
   /// part. Who has the same name and content is the same part.
-  void ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take);
+  void ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take,
+                     bool withDefects = true);
 
   std::int64_t CountParts(bool learnt);
 
@@ -192,8 +193,6 @@ class CStore {
   void WriteCalibration(std::int64_t row, const SStoredCalibration& scores);
   std::vector<SStoredQuantity> ReadQuantities(const std::string& table);
   void WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities);
-  void ReadVerdicts(std::int64_t part, SPartVerdict& verdict);
-  void ReadDefects(std::int64_t part, SPartVerdict& verdict);
   std::vector<std::pair<std::optional<std::int64_t>, SDriftFound>> ReadAlarms(
       const std::string& which);
 
