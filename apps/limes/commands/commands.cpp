@@ -31,6 +31,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunForget(options, console);
     case Command::kSet:
       return RunSet(options, console);
+    case Command::kTune:
+      return RunTune(options, console);
     case Command::kGauge:
       return RunGauge(options, console);
     case Command::kAccept:

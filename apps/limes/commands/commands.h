@@ -21,6 +21,7 @@ int RunConvert(const SOptions& options, SConsole& console);
 int RunPlot(const SOptions& options, SConsole& console);
 int RunForget(const SOptions& options, SConsole& console);
 int RunSet(const SOptions& options, SConsole& console);
+int RunTune(const SOptions& options, SConsole& console);
 int RunGauge(const SOptions& options, SConsole& console);
 int RunAccept(const SOptions& options, SConsole& console);
 int RunRebase(const SOptions& options, SConsole& console);

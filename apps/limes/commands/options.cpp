@@ -350,6 +350,22 @@ CLI::App* AddPlot(CLI::App& app, SOptions& o) {
   return command;
 }
 
+CLI::App* AddTune(CLI::App& app, SOptions& o) {
+  CLI::App* command =
+      AddList(app, o, "tune", "try other rules on the parts that a store has judged");
+  Add(*command, "--base", o.settings.base, "at this base (the store's)", "B");
+  Add(*command, "--factor", o.settings.factor, "and with this factor (the store's)", "F");
+  AddText(
+      *command, "--sides", [&o](const std::string& t) { o.tunedSides = t; },
+      "by these limits alone: upper, lower or both (the store's)", "SIDES");
+  AddText(
+      *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
+      "draw the shares over the factor, too", "FILE.svg");
+  AddForce(*command, o);
+  command->footer("limes set takes the choice over.");
+  return command;
+}
+
 CLI::App* AddReport(CLI::App& app, SOptions& o) {
   CLI::App* command = AddList(app, o, "report", "list stored verdicts and defects");
   AddText(
@@ -441,6 +457,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddPlot(app, o), Command::kPlot},
       {AddForget(app, o), Command::kForget},
       {AddSet(app, o), Command::kSet},
+      {AddTune(app, o), Command::kTune},
       {AddGauge(app, o), Command::kGauge},
       {AddHeld(app, o, "accept", "learn parts that were held back, after all", true),
        Command::kAccept},

@@ -20,6 +20,7 @@ enum class Command {
   kPlot,
   kForget,
   kSet,
+  kTune,
   kGauge,
   kAccept,
   kRebase,
@@ -50,6 +51,7 @@ struct SOptions {
   bool keepGoing = false;             ///< judge on after a file that cannot be used
   bool noStore = false;               ///< judge without storing
   bool force = false;                 ///< replace files of others
+  std::string tunedSides;             ///< sides that are tried; empty: the store's
   std::string output;                 ///< file of a conversion, plot or page; empty: none
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one

@@ -114,10 +114,10 @@ SPlotContent::SPlotContent(const SPlot& plot) {
   yName = Shortened(Labelled(learnt.name, learnt.unit));
   x = RangeOfX(plot, single);
   y = RangeOfY(plot);
-  lines.push_back({"mean", kMeanColour, 1.5, false, Thinned(learnt.mean, plot.columns)});
+  lines.push_back({"mean", kMeanColour, 1.5, false, Thinned(learnt.mean, plot.columns), "mean"});
   for (const SLearntSummary* side : plot.sides) {
     lines.push_back({std::string(SideText(side->side)) + " limit", kLimitColour, 2.0, true,
-                     Thinned(side->limit, plot.columns)});
+                     Thinned(side->limit, plot.columns), side == plot.sides[0] ? "limit" : ""});
   }
   band = Band(learnt, plot.columns);
   xs = MiddlesOfColumns(plot);
@@ -128,7 +128,7 @@ SPlotContent::SPlotContent(const SPlot& plot) {
     const SPlotPart& part = plot.parts[i];
     const std::string name = Shortened(Ending(part.name, 80));
     if (part.curve.size() == xs.size() && !single) {
-      lines.push_back({name, PartColour(i), 1.2, false, part.curve});
+      lines.push_back({name, PartColour(i), 1.2, false, part.curve, ""});
     }
     for (SPlotMark mark : part.marks) {
       mark.x = single ? static_cast<double>(i) + 1.0 : mark.x;

@@ -63,6 +63,7 @@ struct SPlotLine {
   double width = 1.0;
   bool dashed = false;
   std::vector<SExtremes> columns;
+  std::string legend;  ///< what the legend says of it; empty: nothing
 };
 
 /// What a drawing and the script of a page show of a plot, in its units. Texts are
@@ -74,6 +75,7 @@ struct SPlotContent {
     SPlotMark mark;
   };
 
+  SPlotContent() = default;
   explicit SPlotContent(const SPlot& plot);
 
   bool single = false;

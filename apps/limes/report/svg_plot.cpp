@@ -19,6 +19,7 @@ constexpr double kRight = 548.0;
 constexpr double kTop = 28.0;
 constexpr double kBottom = 268.0;
 constexpr double kRow = 20.0;
+constexpr double kEntry = 110.0;  ///< of the legend's first row
 
 constexpr const char* kBandColour = "#56B4E9";
 
@@ -66,14 +67,14 @@ std::string Shape(std::size_t part, double x, double y, bool filled) {
 
 class CDrawing {
  public:
-  CDrawing(const SPlot& plot, const SPlotContent& content)
-      : plot_(plot),
+  CDrawing(const std::vector<SPlotPart>& parts, const SPlotContent& content)
+      : parts_(parts),
         content_(content),
         x_(content.x, kLeft, kRight),
         y_(content.y, kBottom, kTop) {}
 
   std::string Draw() {
-    const double height = LegendTop() + kRow * static_cast<double>(plot_.parts.size()) + 10.0;
+    const double height = LegendTop() + kRow * static_cast<double>(parts_.size()) + 10.0;
     out_ = kPlotMark + std::string("xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 560 ") +
            Coordinate(height) + "\" width=\"560\" height=\"" + Coordinate(height) +
            "\" role=\"img\" font-family=\"sans-serif\" font-size=\"14\" fill=\"#222\"><title>" +
@@ -188,15 +189,19 @@ class CDrawing {
       out_ += "<path d=\"" + Step('M', x, y - 5) + "h28\"" + stroke + "/>" +
               Text(x + 36, y, "start", text);
     };
-    sample(kLeft, Stroke(content_.lines[0]), "mean");
-    sample(kLeft + 110, Stroke(content_.lines[1]), "limit");
+    double x = kLeft;
+    for (const SPlotLine& line : content_.lines) {
+      if (!line.legend.empty()) {
+        sample(x, Stroke(line), line.legend);
+        x += std::max(kEntry, 50.0 + 8.0 * static_cast<double>(line.legend.size()));
+      }
+    }
     if (!content_.band.empty()) {
-      sample(kLeft + 220,
-             std::string(" stroke=\"") + kBandColour + "\" stroke-width=\"12\" opacity=\".4\"",
+      sample(x, std::string(" stroke=\"") + kBandColour + "\" stroke-width=\"12\" opacity=\".4\"",
              "mean ± spread");
     }
-    for (std::size_t i = 0; i < plot_.parts.size(); ++i) {
-      const SPlotPart& part = plot_.parts[i];
+    for (std::size_t i = 0; i < parts_.size(); ++i) {
+      const SPlotPart& part = parts_[i];
       y += kRow;
       if (!part.curve.empty() && !content_.single) {
         sample(kLeft, std::string(" stroke=\"") + PartColour(i) + "\" stroke-width=\"1.2\"", "");
@@ -207,7 +212,7 @@ class CDrawing {
     }
   }
 
-  const SPlot& plot_;
+  const std::vector<SPlotPart>& parts_;
   const SPlotContent& content_;
   CPlotAxis x_;
   CPlotAxis y_;
@@ -218,12 +223,17 @@ class CDrawing {
 
 std::string DrawPlot(const SPlot& plot) {
   const SPlotContent content(plot);
-  return CDrawing(plot, content).Draw();
+  return CDrawing(plot.parts, content).Draw();
+}
+
+std::string DrawPlot(const SPlotContent& content) {
+  const std::vector<SPlotPart> none;
+  return CDrawing(none, content).Draw();
 }
 
 std::string PlotOnPage(const SPlot& plot) {
   const SPlotContent content(plot);
-  return CDrawing(plot, content).Draw() + PlotValues(content, kLeft, kRight) +
+  return CDrawing(plot.parts, content).Draw() + PlotValues(content, kLeft, kRight) +
          "<p class=\"hover note\"></p>\n";
 }
 

@@ -1,0 +1,52 @@
+#include <ostream>
+
+#include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/output_file.h"
+#include "apps/limes/errors.h"
+#include "apps/limes/report/tuning_text.h"
+#include "recordings/text.h"
+
+namespace limes::host {
+namespace {
+
+/// The store's rule with what is given instead.
+STrial GivenTrial(const SOptions& options, const CTuning& tuning) {
+  const SSettings& stored = tuning.Settings();
+  const SSettings settings = Resolve(options.settings, stored, false);
+  STrial trial{settings.base, stored.WhichSides(), settings.factor};
+  if (!options.tunedSides.empty()) {
+    SSettings wanted = stored;
+    wanted.sides = options.tunedSides;
+    trial.sides = wanted.WhichSides();
+    if (stored.sides != "both" && stored.sides != options.tunedSides) {
+      throw CUsageError("the parts were judged by their " + stored.sides + " limit alone");
+    }
+  }
+  return trial;
+}
+
+}  // namespace
+
+int RunTune(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kReading);
+  store.BeginReading();
+  CTuning tuning(store);
+  store.Rollback();
+  if (tuning.Parts() == 0) {
+    throw CUsageError(
+        "no part was judged in this store: limes test judges parts, with "
+        "--label-column or folders of good and bad ones");
+  }
+  const STuned tuned = Tune(tuning, GivenTrial(options, tuning));
+  if (!options.output.empty()) {
+    RefuseStore(options.output, options.store);
+    WriteOutput(options.output, DrawTuned(tuning, tuned), options.force);
+  }
+  (options.json ? PrintTunedJson : PrintTuned)(console.out, tuning, tuned);
+  if (!options.output.empty()) {
+    (options.json ? console.err : console.out) << "wrote " << Escaped(options.output) << '\n';
+  }
+  return static_cast<int>(ExitCode::kAllGood);
+}
+
+}  // namespace limes::host
