@@ -7,12 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "limes/kernels/exchange_replay.h"
 #include "limes/platform/memory_errors.h"
 
 namespace limes::detail {
@@ -40,90 +40,6 @@ void PlainExchangeSort(std::span<Point> points) {
         std::swap(points[i], points[j]);
         swapped = true;
       }
-    }
-  }
-}
-
-/// Finds the first of n numbers above a bound in O(log n): each node holds the largest below it.
-class MaximumTree {
- public:
-  template <class Point>
-  explicit MaximumTree(std::span<const Point> points)
-      : leaves_(std::bit_ceil(points.size())),
-        nodes_(2 * leaves_, -std::numeric_limits<float>::infinity()) {
-    for (std::size_t i = 0; i < points.size(); ++i) {
-      nodes_[leaves_ + i] = points[i].x;
-    }
-    for (std::size_t i = leaves_ - 1; i > 0; --i) {
-      nodes_[i] = std::max(nodes_[2 * i], nodes_[2 * i + 1]);
-    }
-  }
-
-  void Set(std::size_t i, float x) {
-    i += leaves_;
-    nodes_[i] = x;
-    for (; i > 1; i /= 2) {
-      const float top = std::max(nodes_[i], nodes_[i ^ 1]);
-      if (nodes_[i / 2] == top) {
-        return;  // nothing changes further up
-      }
-      nodes_[i / 2] = top;
-    }
-  }
-
-  /// There must be one.
-  std::size_t FirstAbove(float x) const {
-    std::size_t i = 1;
-    while (i < leaves_) {
-      i *= 2;
-      i += nodes_[i] > x ? 0 : 1;
-    }
-    return i - leaves_;
-  }
-
- private:
-  std::size_t leaves_;
-  std::vector<float> nodes_;
-};
-
-/// Swaps that a replay makes, and comparisons of its passes, before it ends with a stable sort:
-/// seconds to tens of them. The plain way would take hours then; no run below 14000 points gets
-/// here.
-struct SReplayEffort {
-  std::uint64_t swaps = 50'000'000;
-  std::uint64_t comparisons = 4'000'000'000;
-};
-
-/// The swaps of PlainExchangeSort for points without NaN, each found in O(log n).
-template <RunPoint Point>
-void ReplayExchangeSort(std::span<Point> points, SReplayEffort effort = {}) {
-  constexpr std::size_t kFew = 48;
-  if (points.size() <= kFew) {
-    PlainExchangeSort(points);
-    return;
-  }
-  MaximumTree tree{std::span<const Point>(points)};
-  for (bool swapped = true; swapped;) {
-    swapped = false;
-    if (effort.comparisons < points.size() || effort.swaps < points.size()) {
-      std::stable_sort(points.begin(), points.end(),
-                       [](const Point& a, const Point& b) { return a.x < b.x; });
-      return;
-    }
-    effort.comparisons -= points.size();
-    float top = points[0].x;
-    for (std::size_t i = 1; i < points.size(); ++i) {
-      const float x = points[i].x;
-      if (!(top > x)) {
-        top = x;
-        continue;
-      }
-      --effort.swaps;
-      const std::size_t j = tree.FirstAbove(x);
-      std::swap(points[i], points[j]);
-      tree.Set(j, points[j].x);
-      tree.Set(i, points[i].x);
-      swapped = true;
     }
   }
 }
@@ -156,9 +72,33 @@ inline void SortByUpperHalf(std::vector<std::uint64_t>& words) {
   }
 }
 
+/// Sorts a part of a run that no swap leaves, from place `begin` on. Words: keys and places of its
+/// points, ascending; from `top` on, where no point has the x of one before `top`, they are in
+/// order.
+template <RunPoint Point>
+void ReplayPart(std::span<Point> part, std::span<const std::uint64_t> words, std::size_t begin,
+                std::size_t top) {
+  constexpr std::size_t kFew = 16;
+  if (part.size() <= kFew) {
+    PlainExchangeSort(part);
+    return;
+  }
+  std::vector<std::uint32_t> levels(part.size());
+  std::size_t level = 0;
+  for (std::size_t k = 0; k < part.size(); ++k) {
+    level = k > 0 && words[k] >> 32 == words[k - 1] >> 32 ? level : k;
+    levels[(words[k] & 0xFFFFFFFFU) - begin] = static_cast<std::uint32_t>(std::min(level, top));
+  }
+  const auto order = ReplayedOrder(std::move(levels), static_cast<std::uint32_t>(top));
+  const std::vector<Point> old(part.begin(), part.end());
+  for (std::size_t k = 0; k < part.size(); ++k) {
+    part[k] = old[k < top ? order[k] : (words[k] & 0xFFFFFFFFU) - begin];
+  }
+}
+
 /// Sorts points without NaN. Where no point behind a place is smaller than one before it, no swap
-/// crosses that place: the parts are independent. A part without points of equal x and different
-/// bits has one ascending order, whoever sorts it; the others are replayed swap by swap.
+/// crosses that place: the parts are independent. Points without others of equal x and different
+/// bits have one ascending order, whoever sorts them; in the other parts the swaps are replayed.
 template <RunPoint Point>
 void SortOrderedPoints(std::span<Point> points) {
   constexpr std::size_t kManyWords = 1024;
@@ -177,34 +117,37 @@ void SortOrderedPoints(std::span<Point> points) {
   };
   std::size_t begin = 0;
   std::size_t furthest = 0;
-  bool tied = false;
+  std::size_t top = 0;  // behind the last points of equal x in the part, if not all the same
   for (std::size_t k = 0; k < points.size(); ++k) {
     const Point& point = old[origin(k)];
     furthest = std::max(furthest, origin(k));
-    if (k > begin && point.x == old[origin(k - 1)].x) {
-      tied = tied || std::memcmp(&point, &old[origin(k - 1)], sizeof(Point)) != 0;
+    if (k > begin && point.x == old[origin(k - 1)].x &&
+        (top == k - begin || std::memcmp(&point, &old[origin(k - 1)], sizeof(Point)) != 0)) {
+      top = k + 1 - begin;
     }
     if (furthest > k) {
       continue;
     }
-    if (tied) {
-      ReplayExchangeSort(points.subspan(begin, k + 1 - begin));
+    if (top > 0) {
+      const std::size_t count = k + 1 - begin;
+      ReplayPart(points.subspan(begin, count), std::span<const std::uint64_t>(&words[begin], count),
+                 begin, top);
     } else {
       for (std::size_t q = begin; q <= k; ++q) {
         points[q] = old[origin(q)];
       }
     }
     begin = k + 1;
-    tied = false;
+    top = 0;
   }
 }
 
 /// The result of PlainExchangeSort, bit for bit: not that of a stable sort where x are equal. A NaN
 /// keeps its place, and the others are sorted as if it were not there. Only where this would take
-/// hours (SReplayEffort) points of equal x come in another order.
+/// hours (kReplaySteps) points of equal x come in another order.
 ///
 /// O(n) for ascending points and for parts without points of equal x and different bits; up to
-/// O(n^2 log n) where such points lie far from their places. Without memory the plain way.
+/// O(n^2) where such points lie far from their places. Without memory the plain way.
 template <RunPoint Point>
 void ExchangeSort(std::span<Point> points) {
   bool ascending = true;
