@@ -113,8 +113,11 @@ class LIMES_EXPORT CPolygonCodierung {
   }
 
   /// Replaces the lines of a list, made when there is none, by one line a point. False when memory
-  /// is short. O(n).
+  /// is short, and, with no effect, for a null name. O(n).
   bool InResListeSchreiben(CResourceSea& store, std::u16string_view name) const;
+  bool InResListeSchreiben(CResourceSea& store, const wide_char* name) const {
+    return name != nullptr && InResListeSchreiben(store, std::u16string_view(name));
+  }
 
   /// Reads count and points, unsorted. False when the record is cut short or memory is short; what
   /// was read whole stays. A count below 0 is that of no points. Memory grows with what the stream

@@ -13,7 +13,7 @@ namespace limes {
 /// and treat samples with the polyline's value at their x. They return true, and in lo and hi the
 /// smallest and largest of the samples treated as they are then (NaN passed over, two NaN when all
 /// are). False, with nothing changed, when the list is missing or empty, when no sample is treated,
-/// or without a vector. O((lines + n) log(lines)). One thread at a time.
+/// for a null name, or without a vector. O((lines + n) log(lines)). One thread at a time.
 class LIMES_EXPORT CPolygonTool {
  public:
   /// Index of the sample nearest to x, not clamped: trunc((x - x0) / dx + 0.5); 0 for dx = 0. NaN
@@ -32,20 +32,37 @@ class LIMES_EXPORT CPolygonTool {
   /// Makes the vector the polyline, flat beyond its ends.
   static bool Bauen(const CResourceSea& store, std::u16string_view name, float* v, int n, float x0,
                     float dx, float& lo, float& hi);
+  static bool Bauen(const CResourceSea& store, const wide_char* name, float* v, int n, float x0,
+                    float dx, float& lo, float& hi) {
+    return name != nullptr && Bauen(store, std::u16string_view(name), v, n, x0, dx, lo, hi);
+  }
 
   /// Limits or replaces the vector by the modes of CPolygonCodierung::KurveBegrenzen; the flat ends
   /// reach all samples, except in the mode that stays between the points.
   static bool Anwenden(const CResourceSea& store, std::u16string_view name, float* v, int n,
                        float x0, float dx, int mode, float& lo, float& hi);
+  static bool Anwenden(const CResourceSea& store, const wide_char* name, float* v, int n, float x0,
+                       float dx, int mode, float& lo, float& hi) {
+    return name != nullptr &&
+           Anwenden(store, std::u16string_view(name), v, n, x0, dx, mode, lo, hi);
+  }
 
   /// Adds the polyline to the vector between its first and last point.
   static bool Aufsetzen(const CResourceSea& store, std::u16string_view name, float* v, int n,
                         float x0, float dx, float& lo, float& hi);
+  static bool Aufsetzen(const CResourceSea& store, const wide_char* name, float* v, int n, float x0,
+                        float dx, float& lo, float& hi) {
+    return name != nullptr && Aufsetzen(store, std::u16string_view(name), v, n, x0, dx, lo, hi);
+  }
 
   /// Makes a section of the vector the polyline of the lines "index y", from the first index to the
   /// last one.
   static bool AusschnittBauen(const CResourceSea& store, std::u16string_view name, float* v, int n,
                               float& lo, float& hi);
+  static bool AusschnittBauen(const CResourceSea& store, const wide_char* name, float* v, int n,
+                              float& lo, float& hi) {
+    return name != nullptr && AusschnittBauen(store, std::u16string_view(name), v, n, lo, hi);
+  }
 };
 
 }  // namespace limes

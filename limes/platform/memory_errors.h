@@ -8,7 +8,8 @@ namespace limes::detail {
 
 /// What the action returns, or failure when memory is short on the way, whether an allocation fails
 /// or a container cannot be that long. The one place where that is caught: nothing throws for lack
-/// of memory except constructors and copies, and what returns texts or lists by value.
+/// of memory except constructors and copies, what returns texts or lists by value, and setters
+/// without a result.
 ///
 /// The action works in locals and commits with steps that cannot fail, so that a failure changes
 /// nothing.

@@ -102,34 +102,39 @@ template <class Signal>
 SignalList<Signal>::~SignalList() {}
 
 template <class Signal>
-Signal* SignalList<Signal>::Add(std::unique_ptr<Signal> signal, const CClavis& key) {
-  if (signal == nullptr) {
+Signal* SignalList<Signal>::Add(std::unique_ptr<Signal>&& signal, const CClavis& key) {
+  if (signal == nullptr || !MakeRoom(1)) {
     return nullptr;
   }
   keys_.push_back(key);
-  try {
-    signals_.push_back(std::move(signal));
-  } catch (...) {
-    keys_.pop_back();
-    throw;
-  }
+  signals_.push_back(std::move(signal));
   return signals_.back().get();
 }
 
 template <class Signal>
-void SignalList<Signal>::Append(SignalList&& other) {
+bool SignalList<Signal>::Append(SignalList&& other) {
   if (this == &other) {
-    return;
+    return true;
+  }
+  if (!MakeRoom(other.signals_.size())) {
+    return false;
   }
   keys_.insert(keys_.end(), other.keys_.begin(), other.keys_.end());
-  try {
-    signals_.insert(signals_.end(), std::make_move_iterator(other.signals_.begin()),
-                    std::make_move_iterator(other.signals_.end()));
-  } catch (...) {
-    keys_.resize(signals_.size());
-    throw;
-  }
+  signals_.insert(signals_.end(), std::make_move_iterator(other.signals_.begin()),
+                  std::make_move_iterator(other.signals_.end()));
   other.Clear();
+  return true;
+}
+
+template <class Signal>
+bool SignalList<Signal>::MakeRoom(std::size_t more) {
+  return IfMemoryAllows([&] {
+    const std::size_t needed = signals_.size() + more;
+    if (needed > std::min(signals_.capacity(), keys_.capacity())) {
+      signals_.reserve(std::max(needed, 2 * signals_.size()));
+      keys_.reserve(signals_.capacity());
+    }
+  });
 }
 
 template <class Signal>
@@ -167,31 +172,33 @@ int SignalList<Signal>::FindKey(const CClavis& key, int start) const {
 }
 
 template <class Signal>
-void SignalList<Signal>::SortByName() {
-  Sort([this](std::size_t a, std::size_t b) {
+bool SignalList<Signal>::SortByName() {
+  return Sort([this](std::size_t a, std::size_t b) {
     return std::u16string_view(signals_[a]->Name()) < std::u16string_view(signals_[b]->Name());
   });
 }
 
 template <class Signal>
-void SignalList<Signal>::SortByKey() {
-  Sort([this](std::size_t a, std::size_t b) { return keys_[a] < keys_[b]; });
+bool SignalList<Signal>::SortByKey() {
+  return Sort([this](std::size_t a, std::size_t b) { return keys_[a] < keys_[b]; });
 }
 
 template <class Signal>
 template <class Less>
-void SignalList<Signal>::Sort(Less less) {
-  std::vector<std::size_t> order(signals_.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::stable_sort(order.begin(), order.end(), less);
-  std::vector<std::unique_ptr<Signal>> signals(order.size());
-  std::vector<CClavis> keys(order.size());
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    signals[i] = std::move(signals_[order[i]]);
-    keys[i] = keys_[order[i]];
-  }
-  signals_.swap(signals);
-  keys_.swap(keys);
+bool SignalList<Signal>::Sort(Less less) {
+  return IfMemoryAllows([&] {
+    std::vector<std::size_t> order(signals_.size());
+    std::vector<std::unique_ptr<Signal>> signals(order.size());
+    std::vector<CClavis> keys(order.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), less);
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      signals[i] = std::move(signals_[order[i]]);
+      keys[i] = keys_[order[i]];
+    }
+    signals_.swap(signals);
+    keys_.swap(keys);
+  });
 }
 
 template <class Signal>
@@ -214,10 +221,9 @@ bool SignalList<Signal>::ReadFromFile(CFileStream& file) {
     SignalList read;
     for (; count > 0; --count) {
       auto signal = std::make_unique<Signal>();
-      if (!ReadSignal(*signal, file)) {
+      if (!ReadSignal(*signal, file) || read.Add(std::move(signal)) == nullptr) {
         return false;
       }
-      read.Add(std::move(signal));
     }
     *this = std::move(read);
     return true;
@@ -229,8 +235,8 @@ template class SignalList<CSigPairs>;
 
 }  // namespace detail
 
-void CSigCurveList::SortByDate() {
-  Sort([this](std::size_t a, std::size_t b) {
+bool CSigCurveList::SortByDate() {
+  return Sort([this](std::size_t a, std::size_t b) {
     const float left = Signals()[a]->Date();
     const float right = Signals()[b]->Date();
     return left < right || (std::isnan(right) && !std::isnan(left));
@@ -241,8 +247,8 @@ int CSigPairsList::FindNumber(std::int32_t number, int start) const {
   return FindIf(start, [&](std::size_t i) { return Signals()[i]->Nummer() == number; });
 }
 
-void CSigPairsList::SortByNumber() {
-  Sort([this](std::size_t a, std::size_t b) {
+bool CSigPairsList::SortByNumber() {
+  return Sort([this](std::size_t a, std::size_t b) {
     return Signals()[a]->Nummer() < Signals()[b]->Nummer();
   });
 }
@@ -274,14 +280,16 @@ std::vector<const CSigCurveExt*> CSigCurveCollection::Find(const CQuinterMFC& pa
   return found;
 }
 
-void CSigCurveCollection::Merge(CSigCurveCollection&& other) {
-  if (this == &other) {
-    return;
-  }
-  for (auto& [key, list] : other.lists_) {
-    lists_[key].Append(std::move(list));
-  }
-  other.lists_.clear();
+bool CSigCurveCollection::Merge(CSigCurveCollection&& other) {
+  return this == &other || detail::IfMemoryAllows(false, [&] {
+           for (auto& [key, list] : other.lists_) {
+             if (!lists_[key].Append(std::move(list))) {
+               return false;
+             }
+           }
+           other.lists_.clear();
+           return true;
+         });
 }
 
 int CSigCurveCollection::Anzahl() const {

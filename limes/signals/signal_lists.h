@@ -19,8 +19,7 @@ class CSigPairs;
 
 namespace detail {
 
-/// Ordered owner of signals, each with a key of integers. No slot is empty. Memory that is short
-/// while a list grows, is copied or sorted throws std::bad_alloc. One thread at a time.
+/// Ordered owner of signals, each with a key of integers. No slot is empty. One thread at a time.
 template <class Signal>
 class LIMES_EXPORT SignalList {
  public:
@@ -31,11 +30,13 @@ class LIMES_EXPORT SignalList {
   SignalList& operator=(SignalList&& other) noexcept;
   ~SignalList();
 
-  /// Takes the signal to the end of the list: it, or null for null. O(1) on average.
-  Signal* Add(std::unique_ptr<Signal> signal, const CClavis& key = {});
+  /// Takes the signal to the end of the list: it. Null for null, and when memory is short: the
+  /// signal stays the caller's then. O(1) on average.
+  Signal* Add(std::unique_ptr<Signal>&& signal, const CClavis& key = {});
 
-  /// Moves the other's signals and keys to the end of the list; the other is empty then. O(n).
-  void Append(SignalList&& other);
+  /// Moves the other's signals and keys to the end of the list; the other is empty then. False,
+  /// with both as before, when memory is short. O(n).
+  bool Append(SignalList&& other);
 
   /// Hands signal i over to the caller, those behind it move up; null when there is none. O(n).
   std::unique_ptr<Signal> Detach(int i);
@@ -63,11 +64,12 @@ class LIMES_EXPORT SignalList {
   /// for any. -1 when there is none. O(n).
   int FindKey(const CClavis& key, int start = 0) const;
 
-  /// Sorts by name, in 16-bit characters; equal ones keep their order. O(n log n).
-  void SortByName();
+  /// Sorts by name, in 16-bit characters; equal ones keep their order. False, with nothing changed,
+  /// when memory is short. O(n log n).
+  bool SortByName();
 
-  /// Sorts by key; equal ones keep their order. O(n log n).
-  void SortByKey();
+  /// The same by key.
+  bool SortByKey();
 
   /// The signals in order, for loops.
   std::span<const std::unique_ptr<Signal>> Signals() const { return signals_; }
@@ -85,7 +87,7 @@ class LIMES_EXPORT SignalList {
  protected:
   /// Sorts by less(i, j) of two indices; what it finds equal keeps its order.
   template <class Less>
-  void Sort(Less less);
+  bool Sort(Less less);
 
   /// The first index from start on for which is(i) holds, -1 when there is none.
   template <class Predicate>
@@ -99,6 +101,9 @@ class LIMES_EXPORT SignalList {
   }
 
  private:
+  /// Room for so many more signals; false when memory is short.
+  bool MakeRoom(std::size_t more);
+
   bool Has(int i) const { return i >= 0 && i < Anzahl(); }
   static std::size_t Slot(int i) { return static_cast<std::size_t>(i); }
 
@@ -114,8 +119,9 @@ extern template class SignalList<CSigPairs>;
 /// Ordered owner of extended curves, each with an optional key. One thread at a time.
 class LIMES_EXPORT CSigCurveList : public detail::SignalList<CSigCurveExt> {
  public:
-  /// Sorts by date; equal ones keep their order, NaN come last. O(n log n).
-  void SortByDate();
+  /// Sorts by date; equal ones keep their order, NaN come last. False, with nothing changed, when
+  /// memory is short. O(n log n).
+  bool SortByDate();
 };
 
 /// Ordered owner of pair signals, each with an optional key. One thread at a time.
@@ -124,8 +130,9 @@ class LIMES_EXPORT CSigPairsList : public detail::SignalList<CSigPairs> {
   /// Index of the first signal of that number from start on, -1 when there is none. O(n).
   int FindNumber(std::int32_t number, int start = 0) const;
 
-  /// Sorts by number; equal ones keep their order. O(n log n).
-  void SortByNumber();
+  /// Sorts by number; equal ones keep their order. False, with nothing changed, when memory is
+  /// short. O(n log n).
+  bool SortByNumber();
 };
 
 /// The curves of one tested part, in lists by key. One thread at a time.
@@ -145,8 +152,8 @@ class LIMES_EXPORT CSigCurveCollection {
   std::vector<const CSigCurveExt*> Find(const CQuinterMFC& pattern) const;
 
   /// Moves the other's curves behind this collection's of the same key; the other is empty then.
-  /// O(curves). Each curve stays in one of them when memory is short.
-  void Merge(CSigCurveCollection&& other);
+  /// O(curves). False when memory is short: each curve is in one of them then.
+  bool Merge(CSigCurveCollection&& other);
 
   /// Deletes all curves.
   void Clear() { lists_.clear(); }

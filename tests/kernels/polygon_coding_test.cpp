@@ -126,6 +126,9 @@ TEST(Polygon, ListsListingAndTool) {
   Floats v(5, 0.0F);
   float lo = 0, hi = 0;
   EXPECT_FALSE(CPolygonTool::Bauen(store, u"b", v.data(), 5, 0, 1, lo, hi));
+  const wide_char* const none = nullptr;
+  EXPECT_FALSE(CPolygonTool::AusschnittBauen(store, none, v.data(), 5, lo, hi) ||
+               polygon.InResListeSchreiben(store, none));
   EXPECT_TRUE(CPolygonTool::Bauen(store, u"a", v.data(), 5, 0, 1, lo, hi));
   EXPECT_EQ(v, (Floats{2, 2, 1.75F, 1.5F, 1.5F}));
   EXPECT_TRUE(CPolygonTool::Aufsetzen(store, u"a", v.data(), 5, 0, 1, lo, hi) &&

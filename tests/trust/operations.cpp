@@ -71,6 +71,12 @@ T Sample() {
     return T(Run(2));
   } else if constexpr (std::is_same_v<T, CSigCurveArray>) {
     return Curves();
+  } else if constexpr (std::is_same_v<T, CSigCurveList>) {
+    CSigCurveList list;
+    for (int i = 0; i < 5; ++i) {
+      list.Add(std::make_unique<Ext>(Noise(60)), CClavis(i * 3 % 5, 0, 0, 0, 0, 0));
+    }
+    return list;
   } else if constexpr (std::is_same_v<T, CKurvenLernWerkzeug>) {
     CKurvenLernWerkzeug tool;
     const Ext grid = Noise(3);
@@ -498,6 +504,12 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
     const bool ok = o.Querschnitt(3, &section) == 9 && o.Querschnitt(1.5F, &pairs) == 9;
     return ok && o.FlaechenKurveBilden(&section, 1.0F, 9.0F, true) == 9;
   });
+  LIMES_OP(CSigCurveList, "Append", {
+    std::unique_ptr<Ext> curve(Fixed(9).Clone(true));
+    CSigCurveList other;
+    return other.Add(std::move(curve)) != nullptr && o.Append(std::move(other));
+  });
+  LIMES_OP(CSigCurveList, "SortByKey", { return o.SortByKey(); });
   LIMES_OP(CSigND, "append", { return o.append(FixedSample<CSigND>()); });
   LIMES_OP(CSigND, "append row", { return o.append(FixedSample<CSigND>()[0], o.describe(1)); });
   LIMES_OP(CSigND, "slice", { return o.slice({1, 0}).xdim() == 2; });

@@ -80,6 +80,12 @@ class Sink {
     }
     return *this << a.TMin() << a.TMax() << a.TDelta() << a.VBereich().min << a.VBereich().max;
   }
+  Sink& operator<<(const CSigCurveList& list) {
+    for (int i = 0; i < list.Anzahl(); ++i) {
+      *this << *list[i] << list.Key(i)[0];
+    }
+    return *this;
+  }
   Sink& operator<<(const CMeasuringUnit& u) {
     return *this << u.Unit_e() << u.Exponent() << u.Power() << u.Logref();
   }
