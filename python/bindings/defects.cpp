@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "bindings.h"
 
 namespace limes::python {
@@ -11,6 +13,45 @@ CDefectReport& ReportAt(CDefectReportOrdner& folder, py::ssize_t i) {
     throw py::index_error("no such report");
   }
   return folder[static_cast<int>(i)];
+}
+
+/// The fields of a report, and those of its item.
+auto Fields(CProtocolItem& item) {
+  return std::tie(item.name, item.unit, item.text, item.code, item.type, item.value, item.limit,
+                  item.average, item.place, item.from, item.to, item.priority, item.group,
+                  item.timeStamp, item.state);
+}
+
+py::tuple StateOf(const CDefectReport& report) {
+  CProtocolItem item;
+  report.InProtokollWandeln(item);
+  py::list names;
+  for (unsigned i = 0; i < CQuinterMFC::kFields; ++i) {
+    names.append(item.names.Field(i));
+  }
+  const auto fields = [](const auto&... field) { return py::make_tuple(field...); };
+  return py::make_tuple(names, std::apply(fields, Fields(item)), report.Number(), report.IExtra(),
+                        report.FExtra(), wide_string(report.Berichtstext()));
+}
+
+CDefectReport FromState(const py::tuple& state) {
+  CProtocolItem item;
+  const auto names = state[0].cast<std::vector<wide_string>>();
+  for (unsigned i = 0; i < CQuinterMFC::kFields; ++i) {
+    item.names.Field(i, names.at(i));
+  }
+  const auto values = state[1].cast<py::tuple>();
+  std::size_t i = 0;
+  const auto take = [&](auto& field) {
+    field = values[i++].template cast<std::remove_reference_t<decltype(field)>>();
+  };
+  std::apply([&](auto&... field) { (take(field), ...); }, Fields(item));
+  CDefectReport report;
+  report.Fillin(item, state[2].cast<std::int32_t>(), item.group);
+  report.IExtra(state[3].cast<std::int32_t>());
+  report.FExtra(state[4].cast<float>());
+  report.SetReportText(state[5].cast<wide_string>());
+  return report;
 }
 
 }  // namespace
@@ -60,7 +101,8 @@ void BindDefects(py::module_& module) {
           py::arg("index"), py::arg("name"))
       .def("FormatReport", [](Report& r) { return r.FormatReport(); })
       .def("Berichtstext", [](const Report& r) { return wide_string(r.Berichtstext()); })
-      .def("Label", &Report::Label);
+      .def("Label", &Report::Label)
+      .def(py::pickle(&StateOf, &FromState));
 
   using Folder = CDefectReportOrdner;
   py::class_<Folder>(module, "CDefectReportOrdner", "A fixed number of defect reports.")

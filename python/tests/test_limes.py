@@ -264,6 +264,14 @@ def curves():
     return limes.learn(part(seed=i) for i in range(9))
 
 
+def defect():
+    made = limes.CDefectReport()
+    made.name, made.place = "level", 3.5
+    made.SetNameAt(2, "left")
+    made.FormatReport()
+    return made
+
+
 ANSWERS = [
     (part, lambda c: (list(c.values), c.name, c.x_unit, c.y_unit)),
     (lambda: part(name="a" * 300), lambda c: c.name),
@@ -279,6 +287,7 @@ ANSWERS = [
     (lambda: limes.learn_values([1, 2]).judge(9), lambda j: (j.verdict, j.value, j.limit)),
     (lambda: limes.Rule(factor=4), lambda r: r),
     (lambda: limes.learn_values([1, 2]), lambda v: (v.limit, v.spread, v.tool.WriteState())),
+    (defect, lambda r: (r.name, r.place, r.NameAt(2), r.Berichtstext())),
     (curves, lambda c: (list(c.limit.values), list(c.spread.values), c.judge(part(80.0)).verdict)),
     (tracks, lambda t: (list(t.limit.values), list(t.counts), t.judge(part(80.0)).verdict)),
 ]
