@@ -36,9 +36,9 @@ py::tuple StateOf(const CDefectReport& report) {
 
 CDefectReport FromState(const py::tuple& state) {
   CProtocolItem item;
-  const auto names = state[0].cast<std::vector<wide_string>>();
+  const auto names = state[0].cast<py::list>();
   for (unsigned i = 0; i < CQuinterMFC::kFields; ++i) {
-    item.names.Field(i, names.at(i));
+    item.names.Field(i, names[i].cast<wide_string>());
   }
   const auto values = state[1].cast<py::tuple>();
   std::size_t i = 0;

@@ -47,7 +47,7 @@ TEST_F(TuneTest, TellsWhatJudgingAnewWouldFind) {
   for (const char* sides : {"both", "upper"}) {
     std::filesystem::remove(File("s"));
     ASSERT_EQ(RunLimes({"learn", File("s"), learnt, "--rows", "--first-value", "v0",
-                        "--label-column", "label", "--sides", sides})
+                        "--label-column", "label", "--sides", sides, "--factor", "3"})
                   .code,
               0);
     ASSERT_EQ(RunLimes({"test", File("s"), judged, "--base", "0.3"}).code, 1);

@@ -220,7 +220,7 @@ class CTestRun {
   std::vector<std::vector<SShift>> shifts_;  ///< of each of them
   std::vector<std::string> unusable_;        ///< files, each with its reason
   SPromise promise_;
-  SPartVerdict last_;                        ///< all parts of a run are judged by the same limits
+  SPartVerdict last_;  ///< all parts of a run are judged by the same limits
   SCounts counts_;
   std::int64_t run_ = 0;
   Clock::time_point stored_ = Clock::now();

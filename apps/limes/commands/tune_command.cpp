@@ -10,16 +10,23 @@ namespace limes::host {
 namespace {
 
 /// The store's rule with what is given instead.
-STrial GivenTrial(const SOptions& options, const CTuning& tuning) {
+STrial GivenTrial(const SOptions& options, CTuning& tuning) {
   const SSettings& stored = tuning.Settings();
   const SSettings settings = Resolve(options.settings, stored, false);
-  STrial trial{settings.base, stored.WhichSides(), settings.factor};
+  constexpr double kClassic = 3.0;  ///< where the store has no rule that can be tried
+  STrial trial{settings.base, stored.WhichSides(), settings.factor.value_or(kClassic)};
   if (!options.tunedSides.empty()) {
     SSettings wanted = stored;
     wanted.sides = options.tunedSides;
     trial.sides = wanted.WhichSides();
     if (stored.sides != "both" && stored.sides != options.tunedSides) {
       throw CUsageError("the parts were judged by their " + stored.sides + " limit alone");
+    }
+  }
+  if (settings.reject) {
+    if (const auto ofRate = tuning.ForRate(*settings.reject, trial.base, trial.sides)) {
+      trial = *ofRate;
+      trial.factor = trial.limit.FactorAbove(tuning.EffectiveParts());
     }
   }
   return trial;

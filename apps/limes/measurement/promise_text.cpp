@@ -79,8 +79,8 @@ std::vector<std::string> PromiseTexts(const SPromise& p) {
   for (const double rate : {0.01, 0.001}) {
     const std::int64_t parts = PartsNeeded(rate, p.learnt, p.scores) - p.learnt;
     if (parts > 0) {
-      more += (more.empty() ? "to promise " : ", ") + Percent(rate) + ": " +
-              std::to_string(parts) + " more";
+      more += (more.empty() ? "to promise " : ", ") + Percent(rate) + ": " + std::to_string(parts) +
+              " more";
     }
   }
   if (!more.empty()) {

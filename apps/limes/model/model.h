@@ -147,8 +147,8 @@ class CModel {
   CModelScores scores_;
   CDriftWatch drift_;
   std::vector<SDriftFound> found_;
-  std::string part_;    ///< that was prepared
-  SScoredPart scored_;  ///< the part that was prepared or judged last
+  std::string part_;        ///< that was prepared
+  SScoredPart scored_;      ///< the part that was prepared or judged last
   SCalibratedLimit limit_;  ///< for the rate
   bool frozen_ = false;
   bool ruleStale_ = true;
