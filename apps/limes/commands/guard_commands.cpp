@@ -83,7 +83,7 @@ int RunRebase(const SOptions& options, SConsole& console) {
   CModel model(settings);
   LearnHeld(store, model, run, parts, quantities);
   if (settings.guard) {
-    LookAtStart(store, model, settings, run);
+    LookTogether(store, model, settings, run);
   }
   Finish(store, model, settings, run);
   PrintLearnt(store, parts, console);

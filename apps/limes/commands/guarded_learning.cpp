@@ -95,7 +95,13 @@ std::optional<SHeldPart> HeldBack(CModel& model, CLearnGuard& guard) {
   return held;
 }
 
-void LookAtStart(CStore& store, CModel& model, const SSettings& settings, std::int64_t run) {
+bool MayLookTogether(CStore& store, const CModel& model) {
+  const auto held = static_cast<std::int64_t>(store.HeldParts(false).size());
+  return IsStart(model) ||
+         (store.CountParts(true) + held < kLookedAt && store.KeptBytes() < kMostLookedAtBytes);
+}
+
+bool LookTogether(CStore& store, CModel& model, const SSettings& settings, std::int64_t run) {
   store.SetQuantities(model.States());  // which names the kept parts' quantities
   std::vector<SCandidate> candidates = Candidates(store, model);
   const SHeldParts found = LookAt(candidates, settings);
@@ -106,7 +112,7 @@ void LookAtStart(CStore& store, CModel& model, const SSettings& settings, std::i
     changes |= (found.held[i] != 0) != candidates[i].isHeld && !candidates[i].held.part.accepted;
   }
   if (!changes) {
-    return;
+    return false;
   }
   const auto moves = [&](std::size_t i, bool toHeld) {
     return candidates[i].isHeld != toHeld && (found.held[i] != 0) == toHeld &&
@@ -138,6 +144,7 @@ void LookAtStart(CStore& store, CModel& model, const SSettings& settings, std::i
   model = Relearn(store, settings, {},
                   [&](std::int64_t id, const SScores& scores) { store.SetScores(id, scores); });
   model.TakeAlarms();  // told before, or of parts that are held now
+  return true;
 }
 
 std::vector<SHeldPart> NamedHeld(CStore& store, const std::vector<std::string>& names) {

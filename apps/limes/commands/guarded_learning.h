@@ -20,10 +20,18 @@ bool IsStart(const CModel& model);
 /// The part that was scored, if the guard holds it back; it must not be learnt then.
 std::optional<SHeldPart> HeldBack(CModel& model, CLearnGuard& guard);
 
-/// While the guard starts: looks at all kept and held parts together, holds back those that the
-/// others cannot explain and releases those that they can. Where anything changes, the model is
-/// what the others give, as if they alone had been learnt. Needs an open transaction.
-void LookAtStart(CStore& store, CModel& model, const SSettings& settings, std::int64_t run);
+/// Parts, learnt or held, up to which they are looked at together whenever their number doubles. A
+/// limit of few scores holds too much where good parts have heavy tails.
+inline constexpr std::int64_t kLookedAt = 512;
+inline constexpr std::int64_t kMostLookedAtBytes = std::int64_t{16} << 20;
+
+/// Whether the parts that come next may be looked at together with those before them.
+bool MayLookTogether(CStore& store, const CModel& model);
+
+/// Looks at all kept and held parts together, holds back those that the others cannot explain and
+/// releases those that they can. Where anything changes, the model is what the others give, as if
+/// they alone had been learnt. True when it does. Needs an open transaction.
+bool LookTogether(CStore& store, CModel& model, const SSettings& settings, std::int64_t run);
 
 /// The held parts with one of the names; all when there are none. Throws CUsageError.
 std::vector<SHeldPart> NamedHeld(CStore& store, const std::vector<std::string>& names);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -174,7 +175,7 @@ class CLearnRun {
     if (store_) {
       BeginWriting();
     }
-    starting_ = settings_.guard && IsStart(*model_);
+    starting_ = settings_.guard && (!store_ || MayLookTogether(*store_, *model_));
   }
 
   /// Starts the transaction and takes over what other processes have learnt meanwhile.
@@ -248,8 +249,8 @@ class CLearnRun {
     recording_ = recording_.value_or(id);
   }
 
-  /// While the guard starts, the parts of a batch were learnt to see whether they fit. Now the
-  /// first ones are looked at together, and the others one by one.
+  /// While the guard starts, the parts of a batch were learnt to see whether they fit. Now they are
+  /// taken one by one, and looked at together at the start and when their number has doubled.
   void LearnStart() {
     const std::vector<SHeldPart> before = store_->HeldParts(false);
     const std::vector<SStoredQuantity> quantities = model_->States();
@@ -258,6 +259,7 @@ class CLearnRun {
       model_->Freeze();
     }
     std::vector<SPending> learnt;
+    std::uint64_t parts = static_cast<std::uint64_t>(store_->CountParts(true)) + before.size();
     for (SPending& pending : std::exchange(pending_, {})) {
       SPart part = PartFromRecord(pending.part.record, quantities);
       part.name = pending.part.name;
@@ -269,14 +271,22 @@ class CLearnRun {
       } else if (held_.size() > held) {
         store_->AddHeld(run_, held_.back());
       }
-      if (wasStart && !IsStart(*model_)) {
-        LookAtStart(*store_, *model_, settings_, run_);
+      const bool doubled = std::has_single_bit(++parts) && parts <= kLookedAt;
+      const bool starts = IsStart(*model_);
+      if ((wasStart && !starts) || (doubled && !starts && !guard_.HasStepped())) {
+        Look();
       }
     }
     if (IsStart(*model_)) {
-      LookAtStart(*store_, *model_, settings_, run_);
+      Look();
     }
     Compare(before, std::move(learnt));
+  }
+
+  void Look() {
+    if (LookTogether(*store_, *model_, settings_, run_)) {
+      guard_.SetRecent(0);
+    }
   }
 
   /// What became of the parts: those of this batch, and those learnt or held before.
