@@ -100,6 +100,9 @@ TEST_F(Plot, EscapesWhatFilesHold) {
       std::regex_search(again, std::regex("upper</td><td[^>]*>[^<]*</td><td class=.n.>18</td>"
                                           "<td class=.n.>2[.][0-9]+</td><td class=.n.>[-+0]")));
   EXPECT_EQ(Unbalanced(RunLimes({"plot", store_, "noise"}).out), "");
+  const std::string junk = Write("junk<.csv", "noise\nword\n");
+  ASSERT_EQ(RunLimes({"test", store_, junk, "--keep-going", "--report", File("k.html")}).code, 3);
+  EXPECT_THAT(Read(File("k.html")), HasSubstr("junk&lt;.csv"));
 }
 
 TEST_F(Plot, NoNameForgesALineOfTheTerminal) {

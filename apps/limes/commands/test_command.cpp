@@ -23,6 +23,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+/// A file that could not be used.
+struct SUnusable {
+  std::string name;
+  std::string text;  ///< name and reason
+};
+
 class CTestRun {
  public:
   CTestRun(const SOptions& options, SConsole& console)
@@ -59,6 +65,7 @@ class CTestRun {
     if (counts_.parts == 0 && unusable_.empty()) {
       throw CHostError(ExitCode::kBadInput, source_.WhyNone() + "; nothing is judged");
     }
+    TakeUnusable();
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
     if (!options_.json) {
       PrintSureness(console_.out, last_);
@@ -103,7 +110,8 @@ class CTestRun {
       if (!options_.keepGoing) {
         throw;
       }
-      unusable_.push_back(e.what());
+      const std::string text = e.what();
+      unusable_.push_back({text.substr(0, text.find(": ")), text});
     } catch (const std::bad_alloc&) {
       Store();
       throw;
@@ -131,14 +139,22 @@ class CTestRun {
   }
 
   /// Files that could not be used are not judged, and none is passed over in silence.
+  void TakeUnusable() {
+    for (const SUnusable& file : unusable_) {
+      counts_.Add(Verdict::kNotJudged, std::nullopt);
+      if (report_) {
+        report_->AddUnusable(file.name, file.text);
+      }
+    }
+  }
+
   void ListUnusable() {
-    for (const std::string& file : unusable_) {
+    for (const SUnusable& file : unusable_) {
       if (options_.json) {
-        PrintJsonLine(console_.out, {{"part", file.substr(0, file.find(": "))},
-                                     {"verdict", "not judged"},
-                                     {"reason", file}});
+        PrintJsonLine(console_.out,
+                      {{"part", file.name}, {"verdict", "not judged"}, {"reason", file.text}});
       } else {
-        console_.out << "not judged  " << Escaped(file) << '\n';
+        console_.out << "not judged  " << Escaped(file.text) << '\n';
       }
     }
   }
@@ -195,7 +211,7 @@ class CTestRun {
     store_.Commit();
   }
 
-  /// A page is written when all files could be read.
+  /// A page is written when all files could be read, or those that could not are on it.
   void WriteReport() {
     if (report_) {
       store_.BeginReading();
@@ -218,7 +234,7 @@ class CTestRun {
   std::unique_ptr<CHtmlReport> report_;
   std::vector<SPartVerdict> pending_;        ///< judged, not yet stored
   std::vector<std::vector<SShift>> shifts_;  ///< of each of them
-  std::vector<std::string> unusable_;        ///< files, each with its reason
+  std::vector<SUnusable> unusable_;
   SPromise promise_;
   SPartVerdict last_;  ///< all parts of a run are judged by the same limits
   SCounts counts_;

@@ -300,6 +300,10 @@ class CPage {
 CHtmlReport::CHtmlReport(const SSettings& settings, std::vector<SLearntSummary> summaries)
     : judged_(settings, std::move(summaries)) {}
 
+void CHtmlReport::AddUnusable(const std::string& file, const std::string& reason) {
+  judged_.AddUnusable(file, reason);
+}
+
 void CHtmlReport::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
   judged_.Add(verdict, curveOf);
 }

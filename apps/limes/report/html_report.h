@@ -21,6 +21,9 @@ class CHtmlReport {
   /// Takes a judged part. The curves are asked for at once, and only when they may be drawn.
   void Add(const SPartVerdict& verdict, const CurveOf& curveOf = {});
 
+  /// Takes a file that could not be used, as a part that was not judged.
+  void AddUnusable(const std::string& file, const std::string& reason);
+
   /// The page, with the runs of the store. The store must be in a transaction.
   std::string Page(CStore& store) const;
 

@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t kMostMarks = 1000;      ///< on all plots
 constexpr std::size_t kCurveBytes = 900'000;  ///< of all plots
 constexpr std::size_t kColumnBytes = 180;     ///< of a column of a plot: mean, band, two limits
+constexpr double kNotJudgedRank = 10.0;       ///< between NOK and OK
 constexpr std::size_t kPartBytes = 45;        ///< of a column of the curve of a part
 
 }  // namespace
@@ -66,10 +67,16 @@ void CJudgedParts::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
   const double excess = worst != nullptr ? InSpreads(*worst) : 0.0;
   const double rank = verdict.verdict == Verdict::kFail   ? 20.0
                       : verdict.verdict == Verdict::kPass ? 0.0
-                                                          : 10.0;
+                                                          : kNotJudgedRank;
   parts_.Add(rank + excess / (1.0 + std::fabs(excess)),
              {verdict.part, verdict.label.value_or(""), verdict.verdict,
               worst == nullptr ? "" : worst->name + ": " + DeviationText(*worst)});
+}
+
+void CJudgedParts::AddUnusable(const std::string& file, const std::string& reason) {
+  counts_.Add(Verdict::kNotJudged, std::nullopt);
+  folder_.Add(file);
+  parts_.Add(kNotJudgedRank, {file, "", Verdict::kNotJudged, reason});
 }
 
 void CJudgedParts::TakeQuantities(const SPartVerdict& verdict, const CurveOf& curveOf) {

@@ -71,6 +71,9 @@ class CJudgedParts {
   /// The curves are asked for at once, and only when they may be drawn.
   void Add(const SPartVerdict& verdict, const CurveOf& curveOf);
 
+  /// A file that could not be used: a part that was not judged.
+  void AddUnusable(const std::string& file, const std::string& reason);
+
   const SSettings& Settings() const { return settings_; }
   const std::vector<SLearntSummary>& Summaries() const { return summaries_; }
 
