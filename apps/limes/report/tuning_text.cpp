@@ -19,6 +19,7 @@ using Json = nlohmann::ordered_json;
 constexpr double kRates[] = {0.1, 0.05, 0.02, 0.01, 0.005, 0.002, 0.001};
 constexpr double kFactors[] = {2.0, 2.5, 3.0, 3.5, 4.0, 5.0, 6.0, 8.0, 10.0};
 constexpr std::size_t kNearest = 5;  ///< parts shown of either kind
+constexpr int kNameWidth = 31;       ///< of a rule in the table
 
 const char* SidesText(Sides sides) {
   return sides == Sides::kBoth ? "both" : sides == Sides::kUpper ? "upper" : "lower";
@@ -44,7 +45,7 @@ std::string RateText(const STrial& trial) {
 void PrintRow(std::ostream& out, const CTuning& tuning, const std::string& name,
               const STried& tried) {
   const SCounts& c = tried.counts;
-  out << "  " << std::left << std::setw(26) << name << std::setw(16)
+  out << "  " << std::left << std::setw(kNameWidth) << name << std::setw(16)
       << FactorsText(tuning, tried.trial) << std::right;
   if (c.good + c.bad > 0) {
     out << std::setw(8) << c.falseAlarms << " of " << std::left << std::setw(8) << c.good
@@ -183,7 +184,7 @@ void PrintTuned(std::ostream& out, const CTuning& tuning, const STuned& tuned) {
     out << "warning: the limits have learnt more since " << tuning.Outdated()
         << " of them were judged: judge these again\n";
   }
-  out << std::left << std::setw(28) << "" << std::setw(16) << "factors"
+  out << std::left << std::setw(kNameWidth + 2) << "" << std::setw(16) << "factors"
       << (c.good + c.bad > 0 ? "   good rejected      bad passed   " : "") << "  all NOK\n"
       << std::right;
   PrintRow(out, tuning, trial.rate ? "now: " + RateText(trial) : "now: factor", tuned.now);
