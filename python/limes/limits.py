@@ -21,8 +21,8 @@ from . import _limes, plots
 
 @dataclasses.dataclass(frozen=True)
 class Rule:
-    """How a limit is formed: base + mean + factor * spread. With reject the factor follows from the
-    rate of good parts that it may reject (0.01: 1 %); else it is 3 unless given.
+    """How a limit is formed: base + mean + factor * spread. The factor follows from reject, the rate
+    of good parts that it may reject (0.01, which is 1 %, unless given), or is given itself.
 
     width widens a curve's limit along x by a number of points: the index of that place on the x
     axis, at most 31, to the left and one less to the right; the last point stays. time_scale is the
@@ -41,7 +41,7 @@ class Rule:
                 raise ValueError("factor follows from reject: give one of them")
             _check_rate(self.reject)
         elif self.factor is None:
-            object.__setattr__(self, "factor", 3.0)
+            object.__setattr__(self, "reject", 0.01)
         for name in ("base", "width") if self.factor is None else ("base", "factor", "width"):
             number = getattr(self, name)
             if not isinstance(number, numbers.Real) or not math.isfinite(number):
@@ -281,7 +281,8 @@ class _Limit:
         promise = self.promise
         if promise is not None and promise.basis == _limes.CalibrationBasis.NONE:
             raise ValueError(
-                f"a limit for a rate needs 4 scores and has {promise.scores}: learn 14 parts at least"
+                f"a limit for a rate needs 4 scores and has {promise.scores}: learn 14 parts at "
+                "least, or give Rule(factor=3), which judges without a promise"
             )
 
 

@@ -19,6 +19,9 @@ def part(level=60.0, n=100, seed=0, **changes):
     return limes.curve(level + noise, 0, 1000, **made)
 
 
+CLASSIC = limes.Rule(factor=3)
+
+
 class Indexed:
     """Values with an index, as a Series has them."""
 
@@ -61,7 +64,7 @@ REFUSED = [
     (lambda: limes.curve(Indexed([2.0, 1.0, 0.0])), ValueError, "equal steps"),
     (lambda: limes.curve(Indexed(["a", "b", "c"])), ValueError, "x axis"),
     (lambda: limes.curve(Indexed([1.0, 2.0, 3.0]), 5), ValueError, "index"),
-    (lambda: limes.learn([part()]).judge([1, 2]), TypeError, "not list"),
+    (lambda: limes.learn([part()], CLASSIC).judge([1, 2]), TypeError, "not list"),
     (lambda: limes.learn_values([1, 2]).tool.JudgePart("a"), TypeError, r"Part takes .*not \(str\)"),
     (lambda: limes.learn([part(), part(n=50)]), ValueError, "part 2 .* another step"),
     (lambda: limes.learn_values([1, float("nan")]), ValueError, "value 2: .* not finite"),
@@ -172,7 +175,7 @@ MISFITS = [
 
 @pytest.mark.parametrize(("given", "reason"), MISFITS)
 def test_neither_judged_nor_learnt(given, reason):
-    limit = limes.learn(part(seed=i) for i in range(12))
+    limit = limes.learn((part(seed=i) for i in range(12)), CLASSIC)
     state = limit.tool.WriteState()
     judged = limit.judge(given)
     assert judged.reason == getattr(limes.PartStatus, reason)
@@ -185,32 +188,33 @@ def test_neither_judged_nor_learnt(given, reason):
 
 def test_what_is_let_in_when_asked_for():
     good = [part(seed=i) for i in range(12)]
-    limit = limes.learn([*good, over(50)], limes.Rule(base=1), allow_short=True)
+    limit = limes.learn([*good, over(50)], limes.Rule(base=1, factor=3), allow_short=True)
     assert limit.count == 13
     assert limit.judge(part(seed=20)).reason == limes.PartStatus.COVERS_TOO_LITTLE
     assert limit.judge(part(seed=20), min_share=0.5)
     gaps = limes.Part(NAN, covered=np.isfinite(NAN.values))
-    assert limes.learn([*good, gaps], limes.Rule(base=1)).judge(gaps)
+    assert limes.learn([*good, gaps], limes.Rule(base=1, factor=3)).judge(gaps)
     with pytest.raises(ValueError, match="part 2 .* covers too little"):
         limes.learn([over(50), *good])
 
 
 def test_values_keep_their_digits():
     clock = 24_576_000 + np.tile([0.1, -0.1], 10)
-    limit = limes.learn_values(clock, unit="Hz")
+    limit = limes.learn_values(clock, CLASSIC, unit="Hz")
     verdicts = [limit.judge(24_576_000 + d, unit="Hz").verdict for d in (0.2, 0.9)]
     assert verdicts == [limes.Verdict.PASS, limes.Verdict.FAIL]
     assert limit.judge(24_576_000.0, unit="s").reason == limes.PartStatus.UNIT
-    rough = limes.learn_values(clock.astype(np.float32))
+    rough = limes.learn_values(clock.astype(np.float32), CLASSIC)
     assert rough.judge(np.float32(24_576_000)).reason == limes.PartStatus.RESOLUTION
     with pytest.raises(ValueError, match="another unit"):
         limit.learn(24_576_000.0, unit="s")
 
 
 def test_states(tmp_path):
-    whole = limes.learn(part(seed=i) for i in range(20))
-    first = limes.learn(part(seed=i) for i in range(12))
-    first.merge(limes.learn(part(seed=i) for i in range(12, 20)))
+    whole, first, second = (
+        limes.learn((part(seed=i) for i in range(*span)), CLASSIC) for span in ((20,), (12,), (12, 20))
+    )
+    first.merge(second)
     assert first.count == 20
     assert np.allclose(first.mean.values, whole.mean.values, rtol=1e-6)
     assert np.allclose(first.limit.values, whole.limit.values, atol=0.02)  # floats: S of Q - M²
@@ -257,11 +261,11 @@ def run():
 
 
 def tracks():
-    return limes.learn_tracks(part(seed=i) for i in range(9))
+    return limes.learn_tracks((part(seed=i) for i in range(9)), CLASSIC)
 
 
 def curves():
-    return limes.learn(part(seed=i) for i in range(9))
+    return limes.learn((part(seed=i) for i in range(9)), CLASSIC)
 
 
 def defect():
@@ -284,7 +288,7 @@ ANSWERS = [
         lambda a: (list(a.positions), list(a[1].values), a[1].y_unit),
     ),
     (lambda: curves().judge(part(80.0)), lambda j: (j.verdict, j.deviation, j.x, j.share)),
-    (lambda: limes.learn_values([1, 2]).judge(9), lambda j: (j.verdict, j.value, j.limit)),
+    (lambda: limes.learn_values([1, 2], CLASSIC).judge(9), lambda j: (j.verdict, j.value, j.limit)),
     (lambda: limes.Rule(factor=4), lambda r: r),
     (lambda: limes.learn_values([1, 2]), lambda v: (v.limit, v.spread, v.tool.WriteState())),
     (defect, lambda r: (r.name, r.place, r.NameAt(2), r.Berichtstext())),
@@ -311,7 +315,7 @@ def test_values_and_tracks():
         track = part(seed=i)
         track.SetVMinMax(0, 500 if i < 9 else 900)
         tracks.append(track)
-    ranged = limes.learn_tracks(tracks, limes.Rule(base=2))
+    ranged = limes.learn_tracks(tracks, limes.Rule(base=2, factor=3))
     assert sorted(set(ranged.counts)) == [0, 3, 12]  # 0: the grid has room to grow
     assert ranged.judge(part(seed=99))
 
