@@ -10,7 +10,7 @@ namespace limes::detail {
 /// A new object, as its class record makes it; null when memory is short.
 template <class Object>
 CObject* Created() noexcept {
-  return IfMemoryAllows(nullptr, []() -> CObject* { return new Object; });
+  return IfMemoryAllows(nullptr, []() -> CObject* { return std::make_unique<Object>().release(); });
 }
 
 /// A new copy; null when memory is short, for the object or for its words.
