@@ -25,12 +25,12 @@ class TuneTest : public HostTest {
     return Write(name, text + "\n");
   }
 
-  nlohmann::json Judged(const std::string& file, const std::string& base,
-                        const std::string& factor) const {
+  nlohmann::json Judged(const std::string& file, const std::string& base, const std::string& how,
+                        const std::string& number) const {
     nlohmann::json counts = {{"good_rejected", 0}, {"bad_passed", 0}};
-    for (const auto& part : RunLimes({"test", File("s"), file, "--base", base, "--factor", factor,
-                                      "--no-store", "--json"})
-                                .Lines()) {
+    for (const auto& part :
+         RunLimes({"test", File("s"), file, "--base", base, how, number, "--no-store", "--json"})
+             .Lines()) {
       const bool good = part["label"] == "good";
       counts["good_rejected"] =
           counts["good_rejected"].get<int>() + (good && part["verdict"] == "NOK" ? 1 : 0);
@@ -54,12 +54,14 @@ TEST_F(TuneTest, TellsWhatJudgingAnewWouldFind) {
     for (const std::string base : {"0", "0.3", "1"}) {
       int compared = 0;
       for (const auto& line : RunLimes({"tune", File("s"), "--base", base, "--json"}).Lines()) {
-        if (line["kind"] == "factor" || line["kind"] == "base") {
+        const bool byRate = line["kind"] == "rate";
+        if (byRate || line["kind"] == "factor" || line["kind"] == "base") {
           std::ostringstream atBase;
-          std::ostringstream factor;
+          std::ostringstream number;
           atBase << line["base"].get<double>();
-          factor << line["factor_above"].get<double>();
-          const nlohmann::json counts = Judged(judged, atBase.str(), factor.str());
+          number << line[byRate ? "reject" : "factor_above"].get<double>();
+          const nlohmann::json counts =
+              Judged(judged, atBase.str(), byRate ? "--reject" : "--factor", number.str());
           EXPECT_EQ(line["good_rejected"], counts["good_rejected"]) << line;
           EXPECT_EQ(line["bad_passed"], counts["bad_passed"]) << line;
           EXPECT_EQ(line["unknown"], 0) << line;

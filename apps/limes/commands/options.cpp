@@ -354,7 +354,11 @@ CLI::App* AddTune(CLI::App& app, SOptions& o) {
   CLI::App* command =
       AddList(app, o, "tune", "try other rules on the parts that a store has judged");
   Add(*command, "--base", o.settings.base, "at this base (the store's)", "B");
-  Add(*command, "--factor", o.settings.factor, "and with this factor (the store's)", "F");
+  AddText(
+      *command, "--reject",
+      [&o](const std::string& t) { o.settings.reject = ParseShare("--reject", t); },
+      "and for this rate (the store's)", "RATE");
+  Add(*command, "--factor", o.settings.factor, "or with this factor (the store's)", "F");
   AddText(
       *command, "--sides", [&o](const std::string& t) { o.tunedSides = t; },
       "by these limits alone: upper, lower or both (the store's)", "SIDES");
