@@ -244,6 +244,12 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("set", "judge by another rule, without learning anew");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   AddRule(*command, o);
+  AddText(
+      *command, "--cover", [&o](const std::string& t) { o.cover = ParseShare("--cover", t); },
+      "the factor that covers this share of Normal values, by the parts learnt now", "SHARE");
+  AddText(
+      *command, "--sure", [&o](const std::string& t) { o.sure = ParseShare("--sure", t); },
+      "confidence of --cover (95%)", "SHARE");
   AddGuarding(*command, o);
   return command;
 }
