@@ -39,6 +39,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunAccept(options, console);
     case Command::kRebase:
       return RunRebase(options, console);
+    case Command::kCalibrate:
+      return RunCalibrate(options, console);
     case Command::kDemo:
       break;
   }

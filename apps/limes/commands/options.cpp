@@ -343,6 +343,17 @@ CLI::App* AddTest(CLI::App& app, SOptions& o) {
   return command;
 }
 
+CLI::App* AddCalibrate(CLI::App& app, SOptions& o) {
+  CLI::App* command = AddRun(app, o, "calibrate",
+                             "form the limits for a rate by good parts, each judged by others");
+  command->get_option("FILE")->required(false);
+  command->option_defaults()->group("Options");
+  Add(*command, "--group", o.group, "leave out parts with the same text there together", "COLUMN");
+  AddFlag(*command, "--frozen", o.frozen, "judge further parts by what is learnt");
+  command->footer("Without files the learnt parts that the store keeps are taken.");
+  return command;
+}
+
 CLI::App* AddPlot(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("plot", "draw a learnt quantity as SVG");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -473,6 +484,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
        Command::kAccept},
       {AddHeld(app, o, "rebase", "begin anew from parts held back, all or those named", false),
        Command::kRebase},
+      {AddCalibrate(app, o), Command::kCalibrate},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

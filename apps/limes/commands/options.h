@@ -24,6 +24,7 @@ enum class Command {
   kGauge,
   kAccept,
   kRebase,
+  kCalibrate,
   kDemo
 };
 
@@ -36,7 +37,9 @@ struct SOptions {
   SGivenSettings settings;
   SSelection selection;
   std::vector<SCondition> where;
-  std::optional<std::int64_t> run;  ///< whose parts are forgotten
+  std::optional<std::int64_t> run;   ///< whose parts are forgotten
+  std::optional<std::string> group;  ///< column that names what is left out together
+  bool frozen = false;               ///< score by what is learnt, not by the other parts
   bool json = false;
   bool again = false;                 ///< learn or join what is learnt already
   bool allowShort = false;            ///< learn what covers too little

@@ -19,8 +19,10 @@ constexpr std::int64_t kMostAlarms = 10;
 
 void PrintSummaries(CModel& model, const SOptions& options, const SSettings& settings,
                     SConsole& console) {
+  const SPromise promise = model.Promise();
   for (const SLearntSummary& summary : model.Summaries()) {
-    (options.json ? PrintSummaryJson : PrintSummary)(console.out, summary, settings);
+    options.json ? PrintSummaryJson(console.out, summary, settings, promise)
+                 : PrintSummary(console.out, summary, settings);
   }
 }
 

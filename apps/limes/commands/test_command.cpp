@@ -52,7 +52,7 @@ class CTestRun {
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);
       reportFile_ = std::make_unique<COutputFile>(options.output, options.force);
-      report_ = std::make_unique<CHtmlReport>(settings_, model_.Summaries());
+      report_ = std::make_unique<CHtmlReport>(model_);
     }
   }
 

@@ -24,8 +24,8 @@ std::string Scored(const SPromise& p) {
   const std::string parts = Count(p.scores, "part");
   return p.source == ScoreSource::kFrozen ? parts + " judged by what was learnt without them"
          : p.source == ScoreSource::kOthers
-             ? parts + " judged by all others" +
-                   (p.groups ? " than their group of " + std::to_string(*p.groups) : "")
+             ? parts + " judged by all " +
+                   (p.groups ? "but their group, of " + std::to_string(*p.groups) : "others")
              : parts + " judged before they were learnt";
 }
 
@@ -69,6 +69,10 @@ std::vector<std::string> PromiseTexts(const SPromise& p) {
   }
   if (!p.rate) {
     return texts;
+  }
+  if (p.groups && static_cast<double>(*p.groups + 1) * *p.rate < 1.0) {
+    texts.push_back(Count(*p.groups, "group") + ": for a new one nothing below " +
+                    Percent(1.0 / static_cast<double>(*p.groups + 1)) + " can be promised");
   }
   if (p.neverChanged > 0) {
     texts.push_back(Count(p.neverChanged, "value") + (p.neverChanged == 1 ? " has" : " have") +

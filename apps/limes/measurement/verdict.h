@@ -53,6 +53,7 @@ struct SQuantityVerdict {
   std::optional<double> mean;
   std::optional<double> spread;
   std::optional<double> rmsDeviation;
+  std::optional<double> factor;            ///< in the limit, of tracks where most was learnt
   double judgedShare = 0.0;                ///< of the limit's range, 0 to 1
   std::optional<SLimitSureness> sureness;  ///< of the limit; empty when it was not stored
   std::string unit;
@@ -81,6 +82,7 @@ void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto& v) {
   visit(SField{"largest_in_s_x", "largest_in_s_x", 5}, v.largestInSX);
   visit(SField{"reason", "reason", 5}, v.reason);
   visit(SField{nullptr, "corners", 6}, v.corners);
+  visit(SField{"factor", "factor", 6}, v.factor);
 }
 
 /// Of the limit, where it is known.

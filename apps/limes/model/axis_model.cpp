@@ -58,6 +58,18 @@ class CAxisModel : public CSidedModel<Tool> {
 
   SPartScoring Score() override { return this->ScoreOf(part_.Part()); }
 
+  void AppendValues(std::vector<float>& values) override {
+    const auto& fitted = tools_.Fitted(Side::kUpper);
+    const CSigCurveExt& curve = fitted.Curve();
+    const auto covered = fitted.Covered();
+    for (std::int32_t i = 0; i < static_cast<std::int32_t>(Grid().DLen()); ++i) {
+      const bool has = this->fits_ && i >= curve.IMin() && i <= curve.IMax() &&
+                       i >= Grid().IMin() && i <= Grid().IMax() &&
+                       (covered.empty() || covered[static_cast<std::size_t>(i)] != 0);
+      values.push_back(has ? curve.ValArray()[i] : kNone);
+    }
+  }
+
   void Learn() override {
     CSidedModel<Tool>::Learn();
     ++learnt_;

@@ -253,6 +253,36 @@ std::string CModel::Learn(const SPart& part, bool allowShort, bool scored) {
   return refused;
 }
 
+SScores CModel::ScoreFurther(const SPart& part) {
+  ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
+    model.PrepareJudging(quantity, part.name);
+  });
+  return Score().scores;
+}
+
+std::vector<float> CModel::ValuesOf(const SPart& part) {
+  // Tracks would grow their grid to be learnt.
+  if (const std::string refused = settings_.tracks ? "" : Prepare(part, false); !refused.empty()) {
+    throw CInputError(part.name, refused);
+  }
+  ScoreFurther(part);
+  std::vector<float> values;
+  for (const auto& model : quantities_) {
+    model->AppendValues(values);
+  }
+  return values;
+}
+
+void CModel::ReplaceScores(ScoreSource source, std::optional<std::int64_t> groups) {
+  scores_.Replace(source, groups);
+  ruleStale_ = true;
+}
+
+void CModel::AddScores(const SScores& scores) {
+  scores_.Add(scores);
+  ruleStale_ = true;
+}
+
 void CModel::TakeScores(const CModel& other) {
   scores_ = other.scores_;
   ruleStale_ = true;
@@ -358,7 +388,6 @@ SPromise CModel::Promise() {
   promise.widened = settings_.width > 0.0;
   promise.source = scores_.Source();
   promise.groups = scores_.Groups();
-  promise.scores = scores_.Calibration().Scores();
   UpdateRule();
   promise.limit = limit_;
   double above = limit_.above;
@@ -378,7 +407,10 @@ SPromise CModel::Promise() {
       above = below = std::min(above, ScoreOf(*settings_.factor, model->Effective()));
     }
   }
-  promise.beyond = scores_.Calibration().Beyond(above, below);
+  if (settings_.reject || scores_.AreReadable()) {
+    promise.scores = scores_.Calibration().Scores();
+    promise.beyond = scores_.Calibration().Beyond(above, below);
+  }
   return promise;
 }
 

@@ -103,6 +103,18 @@ class CModel {
   /// none; empty for a single value.
   std::vector<float> Judged(const std::string& quantity);
 
+  /// Scores of a further good part by what is learnt. Throws CInputError when it does not fit.
+  SScores ScoreFurther(const SPart& part);
+
+  /// The values of a good part at all points that are learnt, one quantity behind the other, NaN
+  /// where it has none; as many for each part. Throws CInputError when it does not fit or would
+  /// not be learnt.
+  std::vector<float> ValuesOf(const SPart& part);
+
+  /// Begins the scores anew.
+  void ReplaceScores(ScoreSource source, std::optional<std::int64_t> groups);
+  void AddScores(const SScores& scores);
+
   /// Takes over the scores of a model of the same rule.
   void TakeScores(const CModel& other);
   ScoreSource Source() const { return scores_.Source(); }

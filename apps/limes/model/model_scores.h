@@ -23,6 +23,8 @@ class CModelScores {
   SStoredCalibration Stored() const;
   const CLimitCalibration& Calibration() const;
 
+  bool AreReadable() const { return fault_.empty(); }
+
   ScoreSource Source() const { return source_; }
   std::optional<std::int64_t> Groups() const { return groups_; }
 

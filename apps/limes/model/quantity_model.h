@@ -44,6 +44,10 @@ class CQuantityModel {
   /// Scores of the part that was prepared, before it is learnt.
   virtual SPartScoring Score() = 0;
 
+  /// Appends the values of the part that was prepared at all points of the grid, NaN where it has
+  /// none; of a single value how far it lies from the mean, which a float tells better.
+  virtual void AppendValues(std::vector<float>& values) = 0;
+
   /// Scores by what is learnt now, whatever is learnt then; until Thaw.
   virtual void Freeze() = 0;
   virtual void Thaw() = 0;

@@ -76,6 +76,7 @@ class CSidedModel : public CQuantityModel {
       q.unit = unit_.Display();
       q.xUnit = xUnit_.Display();
       q.sureness = Sureness(side);
+      q.factor = Factor(side);
       static const std::vector<SCurveExcess> kNone;
       SPartJudgement none;
       none.reason = fits_ ? PartStatus::kNothingLearnt : PartStatus::kNoCommonPoint;

@@ -33,6 +33,11 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
 
   SPartScoring Score() override { return ScoreOf(value_); }
 
+  void AppendValues(std::vector<float>& values) override {
+    const float mean = Sign(tools_.Limited()[0]) * tools_.First().Mittelwert();
+    values.push_back(static_cast<float>(value_ - double{mean}));
+  }
+
   std::int64_t Learnt() const override { return tools_.First().NrGelernt(); }
 
   SLearntSummary Summary(Side side) override {

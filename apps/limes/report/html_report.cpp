@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "apps/limes/measurement/number_text.h"
+#include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/history_table.h"
 #include "apps/limes/report/markup.h"
@@ -41,7 +42,7 @@ std::string VerdictCell(Verdict verdict) {
 
 class CPage {
  public:
-  explicit CPage(const CJudgedParts& judged) : judged_(judged) {}
+  CPage(const CJudgedParts& judged, const SPromise& promise) : judged_(judged), promise_(promise) {}
 
   std::string Write(CStore& store) {
     const std::string name = Markup(store.Path());
@@ -92,6 +93,9 @@ class CPage {
     tile(counts.nok, "NOK", counts.nok > 0 ? " class=\"NOK\"" : "");
     tile(counts.notJudged, "not judged");
     out_ += "</p>\n";
+    for (const std::string& text : PromiseTexts(promise_)) {
+      out_ += "<p class=\"note\">" + Markup(text, 500) + "</p>\n";
+    }
     if (counts.good + counts.bad > 0) {
       const auto share = [](std::uint64_t wrong, std::uint64_t all, const char* what) {
         return all == 0 ? "" : std::to_string(wrong) + " of " + std::to_string(all) + what;
@@ -290,6 +294,7 @@ class CPage {
   void EndTable() { out_ += "</tbody></table></div>\n"; }
 
   const CJudgedParts& judged_;
+  const SPromise& promise_;
   std::int64_t learnt_ = 0;
   std::vector<SRun> runs_;
   std::string out_;
@@ -297,8 +302,8 @@ class CPage {
 
 }  // namespace
 
-CHtmlReport::CHtmlReport(const SSettings& settings, std::vector<SLearntSummary> summaries)
-    : judged_(settings, std::move(summaries)) {}
+CHtmlReport::CHtmlReport(CModel& model)
+    : judged_(model.Settings(), model.Summaries()), promise_(model.Promise()) {}
 
 void CHtmlReport::AddUnusable(const std::string& file, const std::string& reason) {
   judged_.AddUnusable(file, reason);
@@ -308,13 +313,12 @@ void CHtmlReport::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
   judged_.Add(verdict, curveOf);
 }
 
-std::string CHtmlReport::Page(CStore& store) const { return CPage(judged_).Write(store); }
+std::string CHtmlReport::Page(CStore& store) const { return CPage(judged_, promise_).Write(store); }
 
 std::string HtmlReport(CStore& store, bool allRuns) {
   store.BeginReading();
-  const SSettings settings = store.Settings().value_or(SSettings());
-  CModel model = LoadedModel(store, settings);
-  CHtmlReport report(settings, model.Summaries());
+  CModel model = LoadedModel(store, store.Settings().value_or(SSettings()));
+  CHtmlReport report(model);
   store.ForEachJudged(allRuns, [&](const SPartVerdict& verdict) { report.Add(verdict); });
   std::string page = report.Page(store);
   store.Rollback();

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "apps/limes/measurement/settings.h"
+#include "apps/limes/model/model.h"
 #include "apps/limes/report/judged_parts.h"
 #include "apps/limes/store/store.h"
 
@@ -16,7 +17,7 @@ class CHtmlReport {
  public:
   using CurveOf = CJudgedParts::CurveOf;
 
-  CHtmlReport(const SSettings& settings, std::vector<SLearntSummary> summaries);
+  explicit CHtmlReport(CModel& model);
 
   /// Takes a judged part. The curves are asked for at once, and only when they may be drawn.
   void Add(const SPartVerdict& verdict, const CurveOf& curveOf = {});
@@ -29,6 +30,7 @@ class CHtmlReport {
 
  private:
   CJudgedParts judged_;
+  SPromise promise_;
 };
 
 /// All that a store holds as a page: the latest verdict of each part, or those of all runs. Reads a

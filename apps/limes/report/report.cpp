@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
 
 #include "apps/limes/measurement/number_text.h"
 #include "apps/limes/measurement/promise_text.h"
-#include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report_texts.h"
 #include "recordings/measurement.h"
 #include "recordings/text.h"
@@ -16,18 +14,7 @@
 namespace limes::host {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr std::size_t kMostShown = 10;  ///< defects of a part in text
-
-Json ToJson(const auto& value) { return Json(value); }
-Json ToJson(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
-Json ToJson(const std::optional<std::string>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-Json ToJson(const TCorners&) { return nullptr; }  // for the store alone
-Json ToJson(const Side& side) { return SideText(side); }
-Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
 
 const char* Colour(Verdict verdict) {
   return verdict == Verdict::kPass   ? "\033[32m"
@@ -80,46 +67,6 @@ std::string SurenessText(const SLimitSureness& s) {
   return text;
 }
 
-/// Adds the fields of a record that are shown.
-void AddFields(Json& json, const auto& record) {
-  VisitFields(
-      [&](const SField& field, const auto& value) {
-        if (field.name != nullptr) {
-          json[field.name] = ToJson(value);
-        }
-      },
-      record);
-}
-
-void AddSureness(Json& json, const std::optional<SLimitSureness>& sureness) {
-  const SLimitSureness known = sureness.value_or(SLimitSureness());
-  VisitFields([&](const SField& field,
-                  const auto& value) { json[field.name] = sureness ? Json(value) : Json(nullptr); },
-              known);
-}
-
-/// The rule among the settings that a verdict was stored with.
-Json RuleOf(const SPartVerdict& verdict) {
-  Json rule = Json::object();
-  const Json settings = Json::parse(verdict.rule, nullptr, false);
-  for (const char* name : {"base", "reject", "factor", "width", "min-parts", "min-share"}) {
-    if (settings.is_object() && settings.contains(name)) {
-      std::string key = name;
-      std::replace(key.begin(), key.end(), '-', '_');
-      rule[key] = settings[name];
-    }
-  }
-  return rule;
-}
-
-Json Curve(const std::vector<float>& values) {
-  Json list = Json::array();
-  for (const float v : values) {
-    list.push_back(Shown(v));
-  }
-  return list;
-}
-
 }  // namespace
 
 void PrintReason(std::ostream& out, const SPartVerdict& verdict) {
@@ -163,54 +110,6 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
     }
     out << "    " << Escaped(defect.text) << '\n';
   }
-}
-
-void PrintRule(std::ostream& out, const SPartVerdict& verdict) {
-  std::string text;
-  const Json rule = RuleOf(verdict);
-  for (const auto& [name, value] : rule.items()) {
-    text += (text.empty() ? "rule: " : ", ") + name + " " +
-            (value.is_number() ? Brief(value.get<double>()) : value.dump());
-  }
-  if (!text.empty()) {
-    out << text << '\n';
-  }
-}
-
-void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
-  Json json;
-  json["part"] = verdict.part;
-  if (verdict.label) {
-    json["label"] = *verdict.label;
-  }
-  json["verdict"] = VerdictText(verdict.verdict);
-  if (!verdict.rule.empty()) {
-    json["rule"] = RuleOf(verdict);
-  }
-  json["quantities"] = Json::array();
-  for (const auto& q : verdict.quantities) {
-    Json entry;
-    AddFields(entry, q);
-    AddSureness(entry, q.sureness);
-    json["quantities"].push_back(std::move(entry));
-  }
-  if (!verdict.drifts.empty()) {
-    json["drift"] = DriftJson(verdict.drifts);
-  }
-  json["defects"] = Json::array();
-  for (const SDefect& defect : verdict.defects) {
-    json["defects"].push_back(defect.text);
-  }
-  json["findings"] = Json::array();
-  for (const SDefect& defect : verdict.defects) {
-    Json finding;
-    AddFields(finding, defect);
-    if (!defect.from) {
-      finding["x"] = nullptr;
-    }
-    json["findings"].push_back(std::move(finding));
-  }
-  PrintJsonLine(out, json);
 }
 
 void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
@@ -282,34 +181,6 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
     out << "  " << Sparkline(s.limit);
   }
   out << "\n  sure    " << SurenessText(s.sureness) << '\n';
-}
-
-void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings) {
-  Json json;
-  json["name"] = s.name;
-  json["side"] = SideText(s.side);
-  const bool single = s.kind == "value";
-  json["kind"] = s.kind;
-  AddSureness(json, s.sureness);
-  json["learnt"] = s.parts;
-  json["unit"] = s.unit;
-  json["x_unit"] = s.xUnit;
-  json["x_first"] = single ? Json(nullptr) : Json(s.xFirst);
-  json["x_last"] = single ? Json(nullptr) : Json(s.xLast);
-  json["step"] = single ? Json(nullptr) : Json(s.step);
-  json["base"] = settings.base;
-  json["reject"] = ToJson(settings.reject);
-  json["factor"] = ToJson(s.factor);
-  json["width"] = settings.width;
-  json["time_scale"] = settings.timeScale;
-  json["min_parts"] = settings.minParts;
-  if (s.kind == "track") {
-    json["learnt_at"] = s.learntAt;
-  }
-  json["mean"] = Curve(s.mean);
-  json["spread"] = Curve(s.spread);
-  json["limit"] = Curve(s.limit);
-  PrintJsonLine(out, json);
 }
 
 }  // namespace limes::host

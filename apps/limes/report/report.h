@@ -46,6 +46,7 @@ void PrintPromise(std::ostream& out, const SPromise& promise);
 void PrintCounts(std::ostream& out, const SCounts& counts);
 
 void PrintSummary(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);
-void PrintSummaryJson(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);
+void PrintSummaryJson(std::ostream& out, const SLearntSummary& summary, const SSettings& settings,
+                      const SPromise& promise);
 
 }  // namespace limes::host
