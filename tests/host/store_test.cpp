@@ -290,6 +290,25 @@ TEST_F(Store, ForgetsExactlyWhatItStillKeeps) {
   EXPECT_EQ(learnt({"forget", store_, "t7.csv:1", "t7.csv:2"}), old);
 }
 
+TEST_F(Store, JudgesByNoScoresThatCannotBeRead) {
+  EXPECT_EQ(RunLimes(Learn(1, 9)).code, 0);
+  {
+    CStore store(store_, CStore::Mode::kExisting);
+    store.Begin();
+    SStoredCalibration scores = *store.Calibration();
+    scores.record[scores.record.size() / 2] ^= 1;
+    store.SetCalibration(scores);
+    store.Commit();
+  }
+  const auto test = RunLimes({"test", store_, Table(3), "--reject", "1%"});
+  EXPECT_EQ(test.code, 4);
+  EXPECT_THAT(test.err, HasSubstr("limes calibrate forms them anew"));
+  EXPECT_EQ(RunLimes({"learn", store_, Table(20)}).code, 4) << "nothing is written over";
+  EXPECT_EQ(RunLimes({"test", store_, Table(3), "--factor", "3"}).code, 0);
+  EXPECT_EQ(RunLimes({"calibrate", store_}).code, 0);
+  EXPECT_EQ(RunLimes({"learn", store_, Table(20)}).code, 0);
+}
+
 TEST_F(Store, ReportsDamageToAnyOfItsBytes) {
   constexpr std::array kFiles = {"", "-wal", "-shm"};
   using TContent = std::array<std::string, kFiles.size()>;
