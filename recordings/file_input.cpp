@@ -27,6 +27,18 @@ constexpr struct {
     {".mdf", FileKind::kMdf},    {".mf4", FileKind::kMdf},
 };
 
+/// Endings and beginnings of formats that are known and not read.
+constexpr struct {
+  std::string_view ending;
+  std::string_view start;
+  std::string_view name;
+} kUnread[] = {
+    {".mat", "MATLAB ", "MAT"},
+    {".h5", "\x89HDF", "HDF5"},
+    {".hdf5", "\x89HDF", "HDF5"},
+    {".hdf", "\x89HDF", "HDF5"},
+};
+
 /// How files begin whose ending says nothing.
 constexpr struct {
   std::string_view start;
@@ -40,14 +52,30 @@ constexpr struct {
     {"UnFinMF ", FileKind::kMdf},
 };
 
-/// The row of the table of endings; null when none fits.
-auto FindEnding(const std::string& path) {
+std::string EndingOf(const std::string& path) {
   std::string ending = std::filesystem::path(path).extension().string();
   std::transform(ending.begin(), ending.end(), ending.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return ending;
+}
+
+/// The row of the table of endings; null when none fits.
+auto FindEnding(const std::string& path) {
+  const std::string ending = EndingOf(path);
   const auto found = std::find_if(std::begin(kEndings), std::end(kEndings),
                                   [&](const auto& known) { return known.ending == ending; });
   return found == std::end(kEndings) ? nullptr : found;
+}
+
+/// Throws CInputError for a file of a format that is not read.
+void RefuseUnread(const std::string& path, std::string_view start) {
+  const std::string ending = EndingOf(path);
+  for (const auto& known : kUnread) {
+    if (ending == known.ending || start.starts_with(known.start)) {
+      throw CInputError(
+          path, std::string(known.name) + " files are not read; save it as .npz, .csv or TDMS");
+    }
+  }
 }
 
 }  // namespace
@@ -98,6 +126,7 @@ FileKind DetectKind(const std::string& path, CFileStream& stream) {
   const std::size_t size = stream.Read(block.data(), block.size());
   stream.Seek(0);
   const std::string_view start(block.data(), size);
+  RefuseUnread(path, start);
   for (const auto& known : kStarts) {
     if (start.starts_with(known.start)) {
       return known.kind;

@@ -25,7 +25,8 @@ std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 /// Opens a measurement for reading. Throws COpenError.
 void OpenForReading(const std::string& path, CDiskStream& stream);
 
-/// By the ending of the name, otherwise by the first bytes.
+/// By the ending of the name, otherwise by the first bytes. Throws CInputError for a format that is
+/// known and not read.
 FileKind DetectKind(const std::string& path, CFileStream& stream);
 
 }  // namespace limes::recordings
