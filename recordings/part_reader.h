@@ -44,7 +44,8 @@ struct SReadContext {
   std::optional<SDialect>* dialect = nullptr;  ///< of the tables of the run; null: of this one
 };
 
-/// Reader for a file of this kind; the stream must outlive it. Throws CInputError.
+/// Reader for a file of this kind; the stream must outlive it. A recording that is to be cut comes
+/// as blocks of that length, the last one shorter. Throws CInputError.
 std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
                                             const SReadContext& context);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "recordings/errors.h"
 #include "recordings/formats/channel_file.h"
@@ -12,7 +13,7 @@
 namespace limes::recordings {
 namespace {
 
-/// Parts of a recording: the whole of it, or pieces of equal length.
+/// A recording as one part, or as blocks when it is to be cut, of which the last may be shorter.
 class CRecordingReader : public CPartReader {
  public:
   CRecordingReader(std::unique_ptr<CRecording> recording, const SReadContext& context)
@@ -29,28 +30,15 @@ class CRecordingReader : public CPartReader {
         cut_ > 0 ? static_cast<std::size_t>(cut_) : std::numeric_limits<std::size_t>::max();
     const std::size_t got = recording_->Read(wanted, channels_);
     done_ = cut_ == 0 || got < wanted;
-    if (cut_ > 0 && got < wanted) {
-      if (number_ == 0) {
-        throw CInputError(
-            path_, std::to_string(got) + " samples, fewer than --cut " + std::to_string(cut_));
-      }
-      return false;  // what is left over is no whole part
-    }
-    if (got == 0) {
+    if (got == 0 && cut_ == 0) {
       throw CInputError(path_, "holds no samples");
     }
-    part.name = path_;
-    if (cut_ > 0) {
-      part.name.append(":").append(std::to_string(++number_));
-    }
-    part.label.reset();
-    part.quantities.resize(chosen_.size());
+    part = SPart{path_, std::nullopt, std::vector<SQuantity>(chosen_.size())};
     for (std::size_t i = 0; i < chosen_.size(); ++i) {
       SQuantity& q = part.quantities[i];
       q.name = recording_->Channels()[chosen_[i]].name;
       q.unit = recording_->Channels()[chosen_[i]].unit;
       q.xUnit = recording_->XUnit();
-      q.single = false;
       q.x0 = recording_->X0();
       q.dx = recording_->Dx();
       q.x = recording_->FreeX();
@@ -87,7 +75,6 @@ class CRecordingReader : public CPartReader {
   std::unique_ptr<CRecording> recording_;
   std::string path_;
   std::uint64_t cut_ = 0;
-  std::uint64_t number_ = 0;
   bool done_ = false;
   std::vector<std::size_t> chosen_;
   std::vector<std::vector<float>> channels_;
@@ -113,15 +100,19 @@ void Scale(std::vector<float>& values, double factor) {
   }
 }
 
-void CopyPiece(const SQuantity& whole, std::size_t start, std::size_t length, SQuantity& piece) {
+void CutPiece(SQuantity& whole, std::size_t start, std::size_t length, SQuantity& piece) {
   piece.name = whole.name;
   piece.xUnit = whole.xUnit;
   piece.unit = whole.unit;
   piece.single = whole.single;
   piece.x0 = whole.x0;
   piece.dx = whole.dx;
-  const auto first = whole.values.begin() + static_cast<std::ptrdiff_t>(start);
   piece.covered.clear();
+  if (whole.values.size() == length) {
+    piece.values = std::exchange(whole.values, {});  // a block is not kept twice
+    return;
+  }
+  const auto first = whole.values.begin() + static_cast<std::ptrdiff_t>(start);
   piece.values.assign(first, first + static_cast<std::ptrdiff_t>(length));
 }
 
@@ -288,10 +279,9 @@ bool CPartSource::OpenNext() {
   reader_ = MakePartReader(kind, *stream_, context);
   const bool cut = config_.settings.cut > 0;
   several_ = cut || config_.settings.IsTable();
-  pieces_ =
-      cut && (config_.settings.IsTable() || kind == FileKind::kRecords || HoldsChannels(kind));
   sound_ = kind == FileKind::kSound;
-  nextPiece_ = 0;
+  blocks_ = sound_ || (kind == FileKind::kTable && !config_.settings.IsTable());
+  pieces_ = 0;
   whole_ = SPart();
   if (several_) {
     place_ = 0;  // parts are counted anew in each file that may hold several
@@ -299,44 +289,47 @@ bool CPartSource::OpenNext() {
   return true;
 }
 
-/// The next piece of --cut samples of a part that lies in memory.
-bool CPartSource::NextPiece(SPart& part) {
+/// The next piece of --cut samples of the part, or block of one, that lies in memory.
+bool CPartSource::NextPiece(SPart& piece) {
   const auto length = static_cast<std::size_t>(config_.settings.cut);
+  const std::vector<SQuantity>& quantities = whole_.quantities;
+  const auto isShorter = [](const SQuantity& a, const SQuantity& b) {
+    return a.values.size() < b.values.size();
+  };
   for (;;) {
-    const std::size_t start = static_cast<std::size_t>(nextPiece_) * length;
-    const bool left =
-        !whole_.quantities.empty() &&
-        std::all_of(whole_.quantities.begin(), whole_.quantities.end(),
-                    [&](const SQuantity& q) { return q.values.size() >= start + length; });
-    if (left) {
-      part.name = whole_.name + ":" + std::to_string(++nextPiece_);
-      part.label = whole_.label;
-      part.quantities.resize(whole_.quantities.size());
-      for (std::size_t i = 0; i < whole_.quantities.size(); ++i) {
-        CopyPiece(whole_.quantities[i], start, length, part.quantities[i]);
-      }
-      return true;
+    const auto shortest = std::min_element(quantities.begin(), quantities.end(), isShorter);
+    if (shortest != quantities.end() && shortest->values.size() >= start_ + length) {
+      break;
     }
-    if (!whole_.quantities.empty() && nextPiece_ == 0) {
-      throw CInputError(whole_.name, "fewer samples than --cut " + std::to_string(length));
+    if (shortest != quantities.end() && pieces_ == 0) {
+      throw CInputError(whole_.name, std::to_string(shortest->values.size()) +
+                                         " samples, fewer than --cut " + std::to_string(length));
     }
-    nextPiece_ = 0;
+    piece = SPart();  // holds no room while a block is read
     if (!reader_->Next(whole_)) {
       return false;
     }
-    for (const SQuantity& q : whole_.quantities) {
+    start_ = 0;
+    pieces_ = blocks_ ? pieces_ : 0;
+    for (const SQuantity& q : quantities) {
       if (!q.x.empty()) {
         throw CInputError(whole_.name, "quantity " + Quoted(q.name) +
                                            " is not at equal steps, as --cut needs it");
       }
     }
   }
+  piece.name = whole_.name + ":" + std::to_string(++pieces_);
+  piece.label = whole_.label;
+  piece.quantities.resize(quantities.size());
+  for (std::size_t i = 0; i < quantities.size(); ++i) {
+    CutPiece(whole_.quantities[i], start_, length, piece.quantities[i]);
+  }
+  start_ += length;
+  return true;
 }
 
-bool CPartSource::NextRaw(SPart& part) { return pieces_ ? NextPiece(part) : reader_->Next(part); }
-
 bool CPartSource::Next(SPart& part) {
-  while (NextRaw(part)) {
+  while (config_.settings.cut > 0 ? NextPiece(part) : reader_->Next(part)) {
     ++seen_;
     if (config_.selection.Takes(place_++)) {
       former_.Form(part, sound_);

@@ -67,8 +67,7 @@ class CPartSource {
 
  private:
   void Note(const std::string& text);
-  bool NextRaw(SPart& part);
-  bool NextPiece(SPart& part);
+  bool NextPiece(SPart& piece);
 
   std::vector<std::string> files_;
   SConfig config_;
@@ -79,12 +78,13 @@ class CPartSource {
   std::unique_ptr<CDiskStream> stream_;
   std::unique_ptr<CPartReader> reader_;
   bool several_ = false;
-  std::uint64_t place_ = 0;  ///< of the next part among those that are counted together
-  std::uint64_t seen_ = 0;   ///< parts of the run, taken or not
-  SPart whole_;              ///< a part that is handed out in pieces
-  std::uint64_t nextPiece_ = 0;
-  bool pieces_ = false;
-  bool sound_ = false;  ///< the open file
+  std::uint64_t place_ = 0;   ///< of the next part among those that are counted together
+  std::uint64_t seen_ = 0;    ///< parts of the run, taken or not
+  SPart whole_;               ///< a part, or a block of one, that is handed out in pieces
+  std::size_t start_ = 0;     ///< of the next piece in it
+  std::uint64_t pieces_ = 0;  ///< of the part so far
+  bool blocks_ = false;       ///< the open file is one part in blocks when it is cut
+  bool sound_ = false;        ///< the open file
 };
 
 }  // namespace limes::recordings
