@@ -11,24 +11,17 @@ void CProtocolItem::Judge(const CLernenderGrenzwert& grenzwert, float x) {
   state = grenzwert.Judge(x).verdict;
 }
 
-void CProtocolItem::TakeFrom(const SCurveJudgement& judgement) {
-  value = judgement.value;
-  limit = judgement.limit;
-  average = judgement.mean;
-  place = judgement.x;
-  from = judgement.x0;
-  to = judgement.x1;
+void CProtocolItem::TakeFrom(const SPartJudgement& judgement, const SCurveExcess* region) {
+  const auto take = [this](const auto& source) {
+    value = static_cast<float>(source.value);
+    limit = static_cast<float>(source.limit);
+    average = static_cast<float>(source.mean);
+    place = static_cast<float>(source.x);
+    from = static_cast<float>(source.x0);
+    to = static_cast<float>(source.x1);
+  };
+  region != nullptr ? take(*region) : take(judgement);
   state = judgement.verdict;
-}
-
-void CProtocolItem::TakeFrom(const SCurveExcess& region) {
-  value = region.value;
-  limit = region.limit;
-  average = region.mean;
-  place = region.x;
-  from = region.x0;
-  to = region.x1;
-  state = Verdict::kFail;
 }
 
 CMiniProtocolItem::CMiniProtocolItem(const CProtocolItem& item)

@@ -19,12 +19,9 @@ class LIMES_EXPORT CProtocolItem {
   /// and for values that are not finite.
   void Judge(const CLernenderGrenzwert& grenzwert, float x);
 
-  /// Takes over a curve's judgement: value, limit, average and place of the largest deviation, and
-  /// the x range judged.
-  void TakeFrom(const SCurveJudgement& judgement);
-
-  /// Takes over one region of excess: value, limit, average and place of its peak, and its x range.
-  void TakeFrom(const SCurveExcess& region);
+  /// Takes over a judgement: the verdict, with value, limit, average and place of the largest
+  /// deviation and the x range judged, or with those of one region beyond the limit.
+  void TakeFrom(const SPartJudgement& judgement, const SCurveExcess* region = nullptr);
 
   bool operator==(const CProtocolItem& other) const = default;
 

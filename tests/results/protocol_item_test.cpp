@@ -39,10 +39,15 @@ TEST(ProtocolItem, JudgesValuesAndTakesOverCurves) {
   EXPECT_EQ(judged(7.0F), "fail 6");
   EXPECT_EQ(judged(6.0F), "pass 6");
   EXPECT_EQ(judged(NAN), "not judged 6");
-  item.TakeFrom(SCurveExcess{.x0 = 10.0F, .x1 = 20.0F, .x = 15.0F, .value = 5.0F, .limit = 4.0F});
+  const SCurveExcess region{.x0 = 10.0F, .x1 = 20.0F, .x = 15.0F, .value = 5.0F, .limit = 4.0F};
+  SPartJudgement judgement;
+  judgement.verdict = Verdict::kFail;
+  judgement.x0 = 1.0, judgement.x1 = 2.0, judgement.x = 3.0;
+  item.TakeFrom(judgement, &region);
   EXPECT_EQ(Shown(item.state, item.from, item.to, item.place, item.value, item.limit),
             "fail 10 20 15 5 4");
-  item.TakeFrom(SCurveJudgement{.verdict = Verdict::kPass, .x0 = 1.0F, .x1 = 2.0F, .x = 3.0F});
+  judgement.verdict = Verdict::kPass;
+  item.TakeFrom(judgement);
   EXPECT_EQ(Shown(item.state, item.from, item.to, item.place), "pass 1 2 3");
 
   const CProtocolItem full = Item(u"up", Verdict::kPass, 1);

@@ -93,8 +93,8 @@ class CAxisModel : public CSidedModel<Tool> {
   using CSidedModel<Tool>::name_;
 
   double Show(double number) const override { return Shown(static_cast<float>(number)); }
-  void AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& regions,
-                CProtocolItemList& items) const override;
+  void AddItems(const SQuantityVerdict& q, const SPartJudgement& judgement,
+                const std::vector<SCurveExcess>& regions, CProtocolItemList& items) const override;
   std::string TakeState(const SStoredQuantity::SState& state) override;
   std::string JoinStates(CQuantityModel& other) override;
 
@@ -197,11 +197,12 @@ class CAxisModel : public CSidedModel<Tool> {
 };
 
 template <class Tool>
-void CAxisModel<Tool>::AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& regions,
+void CAxisModel<Tool>::AddItems(const SQuantityVerdict& q, const SPartJudgement& judgement,
+                                const std::vector<SCurveExcess>& regions,
                                 CProtocolItemList& items) const {
   if (q.verdict != Verdict::kFail) {
     CProtocolItem item;
-    item.state = q.verdict;
+    item.TakeFrom(judgement);
     AddItem(items, item, q, q.excessInS);
     return;
   }
@@ -212,8 +213,7 @@ void CAxisModel<Tool>::AddItems(const SQuantityVerdict& q, const std::vector<SCu
   worst.resize(std::min(worst.size(), settings_.onePerCurve ? 1 : kMostDefects));
   for (const SCurveExcess& region : worst) {
     CProtocolItem item;
-    item.TakeFrom(region);
-    item.state = Verdict::kFail;
+    item.TakeFrom(judgement, &region);
     item.type = CDefectReport::kWithPlace;
     AddItem(items, item, q,
             region.spread > 0.0F

@@ -80,13 +80,14 @@ class CSidedModel : public CQuantityModel {
       static const std::vector<SCurveExcess> kNone;
       SPartJudgement none;
       none.reason = fits_ ? PartStatus::kNothingLearnt : PartStatus::kNoCommonPoint;
-      Fill(judges ? judgement_[side] : none, q);
+      const SPartJudgement& judgement = judges ? judgement_[side] : none;
+      Fill(judgement, q);
       if (judges) {
         const auto corners = judgement_.Margin(side)->Corners();
         q.corners.assign(corners.begin(), corners.end());
       }
       const auto before = static_cast<int>(items.Items().size());
-      AddItems(q, judges ? judgement_.Regions(side) : kNone, items);
+      AddItems(q, judgement, judges ? judgement_.Regions(side) : kNone, items);
       for (int i = before; i < static_cast<int>(items.Items().size()); ++i) {
         items[i].group = static_cast<std::int32_t>(verdict.quantities.size());
       }
@@ -169,7 +170,8 @@ class CSidedModel : public CQuantityModel {
   virtual double Show(double number) const = 0;
 
   /// Adds the items of a side to the part's protocol.
-  virtual void AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& regions,
+  virtual void AddItems(const SQuantityVerdict& q, const SPartJudgement& judgement,
+                        const std::vector<SCurveExcess>& regions,
                         CProtocolItemList& items) const = 0;
 
   /// After a change of what is learnt, or of the rule.

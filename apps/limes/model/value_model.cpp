@@ -54,14 +54,12 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
  protected:
   double Show(double number) const override { return number; }
 
-  void AddItems(const SQuantityVerdict& q, const std::vector<SCurveExcess>& /*regions*/,
+  void AddItems(const SQuantityVerdict& q, const SPartJudgement& judgement,
+                const std::vector<SCurveExcess>& /*regions*/,
                 CProtocolItemList& items) const override {
     CProtocolItem item;
-    item.value = static_cast<float>(q.value.value_or(0.0));
-    item.limit = static_cast<float>(q.limit.value_or(0.0));
-    item.average = static_cast<float>(q.mean.value_or(0.0));
+    item.TakeFrom(judgement);
     item.type = CDefectReport::kWithPercent;
-    item.state = q.verdict;
     AddItem(items, item, q, q.excessInS);
   }
 
