@@ -50,6 +50,10 @@ double SideLimit(const detail::ScoreMoments& side, double n, double balanced) {
 
 }  // namespace
 
+bool SCalibratedLimit::IsTooWide(double n) const {
+  return basis != CalibrationBasis::kNone && std::max(FactorAbove(n), FactorBelow(n)) > kMostFactor;
+}
+
 double SCalibratedLimit::FactorAbove(double n) const { return std::fmax(FactorOf(above, n), 0.0); }
 double SCalibratedLimit::FactorBelow(double n) const { return std::fmax(FactorOf(below, n), 0.0); }
 
@@ -243,6 +247,19 @@ double CLimitCalibration::HoldLimit() const {
   const std::span<const double> largest = LargestOf(room, false);
   const double tail = detail::TailScore(largest, count_, detail::kHoldShare);
   return largest.empty() ? tail : std::max(largest.front(), tail);
+}
+
+std::optional<SLoneScore> CLimitCalibration::Lone() const {
+  std::array<double, 2 * kKept> room;
+  const std::span<const double> largest = LargestOf(room, false);
+  if (largest.size() < 2) {
+    return std::nullopt;
+  }
+  const std::int64_t others = count_ - 1;
+  const double share = detail::kLoneShare / static_cast<double>(others);
+  const double explained =
+      std::max(largest[1], detail::TailScore(largest.subspan(1), others, share));
+  return largest[0] > explained ? std::optional(SLoneScore{largest[0], explained}) : std::nullopt;
 }
 
 MergeStatus CLimitCalibration::Merge(const CLimitCalibration& other) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -32,6 +33,9 @@ struct SPartScores {
   friend bool operator==(const SPartScores&, const SPartScores&) = default;
 };
 
+/// The largest factor of S that is still a limit.
+inline constexpr double kMostFactor = 100.0;
+
 /// Whether parts are judged on one side (above counts alone) or on both.
 enum class ScoreSides : std::uint8_t { kOne = 1, kBoth = 2 };
 
@@ -58,10 +62,20 @@ struct SCalibratedLimit {
   double low = 0.0;
   double high = 1.0;
 
+  /// Whether a factor with n parts learnt would let everything pass: beyond kMostFactor spreads.
+  /// One part among few that does not belong is enough for that.
+  LIMES_EXPORT bool IsTooWide(double n) const;
+
   /// Factors of S in base + M + factor S with n parts learnt; never negative, as a limit below the
   /// mean is no limit: then fewer are rejected than promised.
   LIMES_EXPORT double FactorAbove(double n) const;
   LIMES_EXPORT double FactorBelow(double n) const;
+};
+
+/// A score that stands alone: the largest one, and up to where the others explain it.
+struct SLoneScore {
+  double score = 0.0;
+  double explained = 0.0;
 };
 
 /// Number of parts, at least or exactly.
@@ -128,6 +142,11 @@ class LIMES_EXPORT CLimitCalibration {
   /// the 0.1 % tail of the scores if that is larger; infinite with fewer than 4.
   double HoldLimit() const;
 
+  /// The largest score (the larger one of a part) where the others do not explain it: beyond the
+  /// second largest and beyond what the tail of the others reaches in one series of a hundred. One
+  /// such part widens a limit for a small rate alone. None with fewer than 5 scores.
+  std::optional<SLoneScore> Lone() const;
+
   /// Joins the scores of another calibration. kRule when the sides differ, with nothing changed.
   MergeStatus Merge(const CLimitCalibration& other);
 
@@ -166,6 +185,9 @@ double TailScore(std::span<const double> largest, std::int64_t m, double share);
 
 /// The share of parts beyond which one is held back while learning.
 inline constexpr double kHoldShare = 0.001;
+
+/// The share of series in which a largest score stands alone by chance.
+inline constexpr double kLoneShare = 0.01;
 
 }  // namespace detail
 }  // namespace limes

@@ -180,6 +180,9 @@ def _behind_record(content: bytes) -> bytes:
     return content[20 + int.from_bytes(content[8:16], "little") :]  # head, payload, check
 
 
+_MOST_FACTOR = 100  #: of spreads that is still a limit
+
+
 class _Limit:
     """A learner with the scores of the parts it has learnt, each by those before it."""
 
@@ -284,6 +287,15 @@ class _Limit:
                 f"a limit for a rate needs 4 scores and has {promise.scores}: learn 14 parts at "
                 "least, or give Rule(factor=3), which judges without a promise"
             )
+        if promise is not None and not promise.factors(self._effective())[0] <= _MOST_FACTOR:
+            raise ValueError(
+                f"the limit would lie more than {_MOST_FACTOR} spreads from the mean, and all would "
+                "pass: one of the parts does not belong (limes.scores tells which), or give "
+                "Rule(factor=3)"
+            )
+
+    def _effective(self) -> float:
+        return self.tool.EffectiveParts()
 
 
 class _AlongX(_Limit):
@@ -374,6 +386,9 @@ class TrackLimit(_AlongX):
     def counts(self) -> npt.NDArray[np.uint32]:
         """Parts learnt, point by point of mean."""
         return self.tool.LearnCounts()
+
+    def _effective(self) -> float:
+        return float(max(self.counts))
 
     def _set_score(self, promise: _limes.CalibratedLimit) -> None:
         self.tool.LimitScore(promise.above)

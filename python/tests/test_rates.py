@@ -114,3 +114,9 @@ def test_a_rate_without_scores_judges_nothing():
     assert limit.promise.basis.name == "EXTRAPOLATED" and not limit.judge(1e9)
     limit.calibration = limes.Calibration(np.arange(200.0), one_side=True)
     assert limit.promise.basis.name == "RANK"
+
+
+def test_one_strange_part_among_few_forms_no_limit():
+    parts = [10 + 0.1 * (i * 7 % 11) for i in range(17)] + [90.0] + [10.3, 10.7]
+    with pytest.raises(ValueError, match="spreads from the mean"):
+        limes.learn_values(parts).judge(10.5)

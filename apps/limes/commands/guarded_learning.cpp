@@ -35,7 +35,11 @@ std::vector<SCandidate> Candidates(CStore& store, CModel& model) {
     candidates.emplace_back().held.part = kept;
     return true;
   });
+  const std::int64_t begun = store.BegunInRun();  // what was left behind then stays held
   for (SHeldPart& held : store.HeldParts(true)) {
+    if (held.part.run < begun) {
+      continue;
+    }
     candidates.emplace_back().held = std::move(held);
     candidates.back().isHeld = true;
   }
@@ -157,6 +161,14 @@ std::vector<SHeldPart> NamedHeld(CStore& store, const std::vector<std::string>& 
     const std::size_t before = named.size();
     std::copy_if(all.begin(), all.end(), std::back_inserter(named),
                  [&](const SHeldPart& held) { return IsCalled(held.part.name, name); });
+    const auto twice = std::find_if(
+        named.begin(), named.begin() + static_cast<std::ptrdiff_t>(before), [&](const auto& held) {
+          return named.size() > before && held.part.id == named.back().part.id;
+        });
+    if (twice != named.begin() + static_cast<std::ptrdiff_t>(before)) {
+      named.pop_back();
+      continue;
+    }
     if (named.size() == before) {
       throw CUsageError("no part " + Quoted(name) +
                         " is held back in this store (limes show --held lists them)");

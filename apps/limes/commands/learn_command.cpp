@@ -13,6 +13,7 @@
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
+#include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/report/report_texts.h"
@@ -70,6 +71,9 @@ class CLearnRun {
     }
     for (const std::string& warning : model_->Warnings()) {
       Warn(console_, warning);
+    }
+    if (const SPromise promise = PromiseOf(*store_, *model_); promise.lone) {
+      Warn(console_, LoneText(promise));
     }
     (options_.json ? console_.err : console_.out)
         << "learnt " << learntBefore_ << (learntBefore_ == 1 ? " part; " : " parts; ")

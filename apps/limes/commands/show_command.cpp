@@ -18,8 +18,7 @@ namespace {
 constexpr std::int64_t kMostAlarms = 10;
 
 void PrintSummaries(CModel& model, const SOptions& options, const SSettings& settings,
-                    SConsole& console) {
-  const SPromise promise = model.Promise();
+                    const SPromise& promise, SConsole& console) {
   for (const SLearntSummary& summary : model.Summaries()) {
     options.json ? PrintSummaryJson(console.out, summary, settings, promise)
                  : PrintSummary(console.out, summary, settings);
@@ -55,7 +54,7 @@ int RunShow(const SOptions& options, SConsole& console) {
       CModel past(settings);
       past.Load(store.PastQuantities(run), std::nullopt, store.Path());
       console.out << (options.json ? "" : "before run " + std::to_string(run) + ":\n");
-      PrintSummaries(past, options, settings, console);
+      PrintSummaries(past, options, settings, past.Promise(), console);
     }
     return static_cast<int>(ExitCode::kAllGood);
   }
@@ -67,13 +66,14 @@ int RunShow(const SOptions& options, SConsole& console) {
   const std::int64_t learnt = store.CountParts(true);
   const std::size_t held = store.HeldParts(false).size();
   const std::vector<SDriftFound> alarms = store.Alarms(kMostAlarms);
+  const SPromise promise = PromiseOf(store, model);
   store.Rollback();
   if (!options.json) {
     console.out << Escaped(options.store) << ": " << learnt << (learnt == 1 ? " part" : " parts")
                 << " learnt\n";
-    PrintPromise(console.out, model.Promise());
+    PrintPromise(console.out, promise);
   }
-  PrintSummaries(model, options, settings, console);
+  PrintSummaries(model, options, settings, promise, console);
   if (!options.json && held > 0) {
     console.out << held << (held == 1 ? " part is" : " parts are")
                 << " held back (limes show --held)\n";

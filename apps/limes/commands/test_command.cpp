@@ -47,8 +47,8 @@ class CTestRun {
     }
     LoadModel(store_, model_);
     watch_.Load(store_.Drift(CStore::DriftSource::kJudging), options.store);
+    promise_ = PromiseOf(store_, model_);
     store_.Rollback();
-    promise_ = model_.Promise();
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);
       reportFile_ = std::make_unique<COutputFile>(options.output, options.force);

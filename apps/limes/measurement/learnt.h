@@ -70,7 +70,10 @@ struct SPromise {
   std::optional<std::int64_t> groups;  ///< that were left out as a whole
   std::int64_t neverChanged = 0;       ///< values and points of curves
   double changes = 0.0;                ///< share of good parts at most in which one of them does
-  bool widened = false;                ///< so fewer are rejected
+  bool atMost = false;                 ///< fewer are rejected: widened, or no factor below 0
+  std::optional<double> tooWide;       ///< the factor it would take, where that is no limit
+  std::optional<SLoneScore> lone;      ///< of the part that widens the limits alone
+  std::string loneName;                ///< of that part, where it is known
 };
 
 /// A learnt quantity and side at a glance.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "apps/limes/measurement/number_text.h"
+#include "recordings/text.h"
 
 namespace limes::host {
 namespace {
@@ -42,21 +43,43 @@ std::int64_t PartsNeeded(double rate, std::int64_t learnt, std::int64_t scores) 
 }
 
 std::string NoLimitText(double rate, std::int64_t learnt, std::int64_t scores) {
+  if (scores >= kLeastScores) {
+    return "no limit for --reject " + Percent(rate) + ": it would lie more than " +
+           Brief(kMostFactor) + " spreads from the mean, and all would pass (limes show says why)";
+  }
   return "no limit for --reject " + Percent(rate) + " yet, " + Count(learnt, "part") +
          " learnt: it takes " + std::to_string(PartsFor(kLeastScores, learnt, scores)) + ", and " +
          std::to_string(PartsNeeded(rate, learnt, scores)) +
          " to promise the rate; --factor 3 judges without a promise";
 }
 
+std::string LoneText(const SPromise& p) {
+  return "one part alone widens these limits: " +
+         (p.loneName.empty() ? "it" : Escaped(p.loneName)) + " scored " + Brief(p.lone->score) +
+         ", the others explain " + Brief(p.lone->explained) +
+         "; look at it (limes forget takes it out, --guard holds such parts back)";
+}
+
 std::vector<std::string> PromiseTexts(const SPromise& p) {
   std::vector<std::string> texts;
+  if (p.tooWide) {
+    texts.push_back("no limit for --reject " + Percent(*p.rate) + ": it would lie " +
+                    Brief(*p.tooWide) +
+                    " spreads from the mean, and all would pass; --factor 3 judges without a "
+                    "promise");
+    if (p.lone) {
+      texts.push_back(LoneText(p));
+    }
+    return texts;
+  }
   if (p.rate && p.limit.basis == CalibrationBasis::kNone) {
     return {NoLimitText(*p.rate, p.learnt, p.scores)};
   }
-  const std::string most = p.widened ? "at most " : "";
   if (p.rate && p.limit.basis == CalibrationBasis::kRank) {
-    texts.push_back(Percent(*p.rate) + " promised: a further good part is rejected with " + most +
-                    Percent(p.limit.promised) + ", " + Between(p.limit.low, p.limit.high));
+    texts.push_back(Percent(*p.rate) + " promised: a further good part is rejected with " +
+                    (p.atMost
+                         ? "at most " + Percent(p.limit.promised)
+                         : Percent(p.limit.promised) + ", " + Between(p.limit.low, p.limit.high)));
   } else if (p.rate) {
     texts.push_back(Percent(*p.rate) + " needs " + Count(ScoresNeeded(*p.rate), "score") + ", " +
                     std::to_string(p.scores) + (p.scores == 1 ? " is" : " are") +
@@ -70,8 +93,12 @@ std::vector<std::string> PromiseTexts(const SPromise& p) {
   if (!p.rate) {
     return texts;
   }
+  if (p.lone) {
+    texts.push_back(LoneText(p));
+  }
   if (p.groups && static_cast<double>(*p.groups + 1) * *p.rate < 1.0) {
-    texts.push_back(Count(*p.groups, "group") + ": for a new one nothing below " +
+    texts.push_back(Count(*p.groups, p.source == ScoreSource::kLearning ? "recording" : "group") +
+                    ": for a new one nothing below " +
                     Percent(1.0 / static_cast<double>(*p.groups + 1)) + " can be promised");
   }
   if (p.neverChanged > 0) {

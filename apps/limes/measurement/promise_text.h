@@ -7,11 +7,14 @@
 
 namespace limes::host {
 
-/// Why there is no limit for a rate, and what to do.
+/// Why there is no limit for a rate, and what to do: too few scores, or it would be too wide.
 std::string NoLimitText(double rate, std::int64_t learnt, std::int64_t scores);
 
 /// Parts to learn, in all, before a rate can be promised.
 std::int64_t PartsNeeded(double rate, std::int64_t learnt, std::int64_t scores);
+
+/// That one part alone widens the limits, and what to do.
+std::string LoneText(const SPromise& promise);
 
 /// What the limits do to good parts, one statement a line.
 std::vector<std::string> PromiseTexts(const SPromise& promise);

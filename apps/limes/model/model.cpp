@@ -296,6 +296,16 @@ void CModel::UpdateRule() {
   if (settings_.reject) {
     limit_ = scores_.Calibration().ForRate(*settings_.reject);
   }
+  tooWide_.reset();
+  for (const auto& model : quantities_) {
+    if (const double n = model->Effective(); limit_.IsTooWide(n)) {
+      tooWide_ = std::max({limit_.FactorAbove(n), limit_.FactorBelow(n), tooWide_.value_or(0.0)});
+    }
+  }
+  if (tooWide_) {
+    // A limit that nothing is beyond would pass what was never seen.
+    limit_ = SCalibratedLimit{.scores = limit_.scores};
+  }
   for (const auto& model : quantities_) {
     model->TakeLimit(limit_);
   }
@@ -385,13 +395,15 @@ std::vector<SLearntSummary> CModel::Summaries() {
 SPromise CModel::Promise() {
   SPromise promise;
   promise.rate = settings_.reject;
-  promise.widened = settings_.width > 0.0;
+  promise.atMost = settings_.width > 0.0;
   promise.source = scores_.Source();
   promise.groups = scores_.Groups();
   UpdateRule();
   promise.limit = limit_;
-  double above = limit_.above;
-  double below = limit_.below;
+  promise.tooWide = tooWide_;
+  promise.atMost = promise.atMost || limit_.above < 0.0 || limit_.below < 0.0;
+  double above = std::max(limit_.above, 0.0);  // as no factor is below 0
+  double below = std::max(limit_.below, 0.0);
   for (const SLearntSummary& s : Summaries()) {
     promise.learnt = std::max(promise.learnt, s.parts);
     for (std::size_t i = 0; i < s.limit.size() && s.side == quantities_[0]->Limited()[0]; ++i) {
@@ -410,6 +422,7 @@ SPromise CModel::Promise() {
   if (settings_.reject || scores_.AreReadable()) {
     promise.scores = scores_.Calibration().Scores();
     promise.beyond = scores_.Calibration().Beyond(above, below);
+    promise.lone = settings_.reject ? scores_.Calibration().Lone() : std::nullopt;
   }
   return promise;
 }

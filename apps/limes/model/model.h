@@ -159,9 +159,10 @@ class CModel {
   CModelScores scores_;
   CDriftWatch drift_;
   std::vector<SDriftFound> found_;
-  std::string part_;        ///< that was prepared
-  SScoredPart scored_;      ///< the part that was prepared or judged last
-  SCalibratedLimit limit_;  ///< for the rate
+  std::string part_;               ///< that was prepared
+  SScoredPart scored_;             ///< the part that was prepared or judged last
+  SCalibratedLimit limit_;         ///< for the rate
+  std::optional<double> tooWide_;  ///< the factor it would take, where that is no limit
   bool frozen_ = false;
   bool ruleStale_ = true;
 };

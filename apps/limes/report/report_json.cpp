@@ -77,6 +77,9 @@ void AddPromise(Json& json, const SPromise& promise) {
   json["scores"] = promise.scores;
   json["scores_beyond"] = promise.beyond.parts;
   json["scores_from"] = SourceText(promise.source);
+  json["at_most"] = promise.atMost;
+  json["lone_part"] = promise.lone ? Json(promise.loneName) : Json(nullptr);
+  json["lone_score"] = promise.lone ? Json(promise.lone->score) : Json(nullptr);
   json["groups"] = promise.groups ? Json(*promise.groups) : Json(nullptr);
   json["parts_for_1_percent"] = PartsNeeded(0.01, promise.learnt, promise.scores);
   json["parts_for_0.1_percent"] = PartsNeeded(0.001, promise.learnt, promise.scores);

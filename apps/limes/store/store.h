@@ -136,6 +136,9 @@ class CStore {
   void AddHeld(std::int64_t run, const SHeldPart& held);
   void DropHeld(std::int64_t id);
 
+  /// The run in which what is learnt began anew; 0: it never did.
+  std::int64_t BegunInRun();
+
   /// Turns a kept learnt part into a held one.
   void HoldLearnt(const SHeldPart& held);
 

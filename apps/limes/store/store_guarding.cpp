@@ -58,6 +58,10 @@ void CStore::AddHeld(std::int64_t run, const SHeldPart& held) {
   add.Run();
 }
 
+std::int64_t CStore::BegunInRun() {
+  return database_->QueryInt("SELECT COALESCE(MAX(run), 0) FROM past_state");
+}
+
 void CStore::DropHeld(std::int64_t id) {
   CStatement(database_->Handle(), "DELETE FROM held WHERE id = ?").Bind(id).Run();
 }

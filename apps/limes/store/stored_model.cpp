@@ -1,5 +1,8 @@
 #include "apps/limes/store/stored_model.h"
 
+#include <algorithm>
+#include <set>
+
 namespace limes::host {
 
 CModel LoadedModel(CStore& store, const SSettings& settings) {
@@ -11,6 +14,28 @@ CModel LoadedModel(CStore& store, const SSettings& settings) {
 void LoadModel(CStore& store, CModel& model) {
   model.Load(store.Quantities(), store.Calibration(), store.Path());
   model.Drift().Load(store.Drift(CStore::DriftSource::kLearning), store.Path());
+}
+
+SPromise PromiseOf(CStore& store, CModel& model) {
+  SPromise promise = model.Promise();
+  const bool isCut = model.Settings().cut > 0;
+  if (promise.source != ScoreSource::kLearning || (!promise.lone && !isCut)) {
+    return promise;
+  }
+  std::set<std::int64_t> recordings;
+  double furthest = kLowestScore;
+  for (const SLearntPart& part : store.LearntParts()) {
+    recordings.insert(part.recording.value_or(part.id));
+    const SPartScores scores = model.InSides(part.scores);
+    if (promise.lone && std::max(scores.above, scores.below) > furthest) {
+      furthest = std::max(scores.above, scores.below);
+      promise.loneName = part.name;
+    }
+  }
+  if (isCut) {
+    promise.groups = static_cast<std::int64_t>(recordings.size());
+  }
+  return promise;
 }
 
 }  // namespace limes::host

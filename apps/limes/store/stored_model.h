@@ -10,4 +10,8 @@ namespace limes::host {
 CModel LoadedModel(CStore& store, const SSettings& settings);
 void LoadModel(CStore& store, CModel& model);
 
+/// The promise of a model that was loaded, with what only the store knows: the name of a part that
+/// stands alone, and of how many recordings the pieces are.
+SPromise PromiseOf(CStore& store, CModel& model);
+
 }  // namespace limes::host
