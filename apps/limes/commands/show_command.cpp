@@ -1,3 +1,4 @@
+#include <limits>
 #include <ostream>
 
 #include "apps/limes/commands/capability.h"
@@ -18,9 +19,10 @@ namespace {
 constexpr std::int64_t kMostAlarms = 10;
 
 void PrintSummaries(CModel& model, const SOptions& options, const SSettings& settings,
-                    const SPromise& promise, SConsole& console) {
+                    const SPromise& promise, const std::vector<SDriftFound>& drifts,
+                    SConsole& console) {
   for (const SLearntSummary& summary : model.Summaries()) {
-    options.json ? PrintSummaryJson(console.out, summary, settings, promise)
+    options.json ? PrintSummaryJson(console.out, summary, settings, promise, drifts)
                  : PrintSummary(console.out, summary, settings);
   }
 }
@@ -54,7 +56,7 @@ int RunShow(const SOptions& options, SConsole& console) {
       CModel past(settings);
       past.Load(store.PastQuantities(run), std::nullopt, store.Path());
       console.out << (options.json ? "" : "before run " + std::to_string(run) + ":\n");
-      PrintSummaries(past, options, settings, past.Promise(), console);
+      PrintSummaries(past, options, settings, past.Promise(), {}, console);
     }
     return static_cast<int>(ExitCode::kAllGood);
   }
@@ -65,7 +67,8 @@ int RunShow(const SOptions& options, SConsole& console) {
   }
   const std::int64_t learnt = store.CountParts(true);
   const std::size_t held = store.HeldParts(false).size();
-  const std::vector<SDriftFound> alarms = store.Alarms(kMostAlarms);
+  const std::vector<SDriftFound> alarms =
+      store.Alarms(options.json ? std::numeric_limits<std::int64_t>::max() : kMostAlarms);
   const SPromise promise = PromiseOf(store, model);
   store.Rollback();
   if (!options.json) {
@@ -73,7 +76,7 @@ int RunShow(const SOptions& options, SConsole& console) {
                 << " learnt\n";
     PrintPromise(console.out, promise);
   }
-  PrintSummaries(model, options, settings, promise, console);
+  PrintSummaries(model, options, settings, promise, alarms, console);
   if (!options.json && held > 0) {
     console.out << held << (held == 1 ? " part is" : " parts are")
                 << " held back (limes show --held)\n";

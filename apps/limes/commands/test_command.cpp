@@ -179,6 +179,9 @@ class CTestRun {
       }
       for (const SDriftFound& drift : verdict.drifts) {
         Warn(console_, DriftText(drift));
+        if (report_ && options_.noStore) {
+          report_->AddDrift(drift);
+        }
       }
     }
     console_.out.flush();

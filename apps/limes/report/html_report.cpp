@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::size_t kMostFrequent = 20;
 constexpr std::size_t kMostRuns = 100;
+constexpr std::size_t kMostDrifts = 20;
 constexpr std::size_t kHistoryBytes = 200'000;  ///< of all plots of the learning history
 
 constexpr const char* kHead = R"html(<!DOCTYPE html>
@@ -42,7 +43,9 @@ std::string VerdictCell(Verdict verdict) {
 
 class CPage {
  public:
-  CPage(const CJudgedParts& judged, const SPromise& promise) : judged_(judged), promise_(promise) {}
+  /// drifts: alarms that are not in the store.
+  CPage(const CJudgedParts& judged, const SPromise& promise, const std::vector<SDriftFound>& drifts)
+      : judged_(judged), promise_(promise), drifts_(drifts) {}
 
   std::string Write(CStore& store) {
     const std::string name = Markup(store.Path());
@@ -58,6 +61,7 @@ class CPage {
     WriteQuantities();
     WriteParts();
     WriteDefects();
+    WriteDrifts(store);
     out_ += LearningHistory(store.History(), judged_.Summaries(), kHistoryBytes);
     WriteRuns();
     if (!kChartScript.empty()) {
@@ -260,6 +264,29 @@ class CPage {
     EndTable();
   }
 
+  /// The latest alarms, in their order.
+  void WriteDrifts(CStore& store) {
+    std::vector<SDriftFound> drifts = store.Alarms(static_cast<std::int64_t>(kMostDrifts) + 1);
+    drifts.insert(drifts.end(), drifts_.begin(), drifts_.end());
+    if (drifts.empty()) {
+      return;
+    }
+    out_ += "<h2>Drift</h2>\n";
+    if (drifts.size() > kMostDrifts) {
+      drifts.erase(drifts.begin(), drifts.end() - static_cast<std::ptrdiff_t>(kMostDrifts));
+      out_ += "<p class=\"note\">The latest " + std::to_string(kMostDrifts) + " alarms.</p>\n";
+    }
+    Table(
+        "<th>quantity</th><th>moved</th><th class=\"n\">for parts</th><th>until part</th>"
+        "<th>most at x</th>");
+    for (const SDriftFound& drift : drifts) {
+      Row(QuantityCell(drift.quantity) + Cell(drift.up ? "up" : "down") + CountCell(drift.parts) +
+          PartCell(drift.part) +
+          TextCell(drift.x ? WithUnit(PlaceNumber(*drift.x), drift.xUnit) : ""));
+    }
+    EndTable();
+  }
+
   void WriteRuns() {
     out_ += "<h2>Runs</h2>\n";
     const std::size_t first = runs_.size() - std::min(runs_.size(), kMostRuns);
@@ -295,6 +322,7 @@ class CPage {
 
   const CJudgedParts& judged_;
   const SPromise& promise_;
+  const std::vector<SDriftFound>& drifts_;
   std::int64_t learnt_ = 0;
   std::vector<SRun> runs_;
   std::string out_;
@@ -313,7 +341,16 @@ void CHtmlReport::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
   judged_.Add(verdict, curveOf);
 }
 
-std::string CHtmlReport::Page(CStore& store) const { return CPage(judged_, promise_).Write(store); }
+void CHtmlReport::AddDrift(const SDriftFound& drift) {
+  if (drifts_.size() > kMostDrifts) {
+    drifts_.erase(drifts_.begin());
+  }
+  drifts_.push_back(drift);
+}
+
+std::string CHtmlReport::Page(CStore& store) const {
+  return CPage(judged_, promise_, drifts_).Write(store);
+}
 
 std::string HtmlReport(CStore& store, bool allRuns) {
   store.BeginReading();

@@ -12,7 +12,7 @@ namespace limes::host {
 
 /// Learnt limits and the parts judged by them as one page of HTML below 2 MB that needs no other
 /// file: counts, most frequent and most important defects, plots of the quantities with their
-/// worst parts, runs. What is too much is cut, and the page says so.
+/// worst parts, drift, runs. What is too much is cut, and the page says so.
 class CHtmlReport {
  public:
   using CurveOf = CJudgedParts::CurveOf;
@@ -25,12 +25,16 @@ class CHtmlReport {
   /// Takes a file that could not be used, as a part that was not judged.
   void AddUnusable(const std::string& file, const std::string& reason);
 
-  /// The page, with the runs of the store. The store must be in a transaction.
+  /// Takes an alarm that the store does not hold.
+  void AddDrift(const SDriftFound& drift);
+
+  /// The page, with the alarms and runs of the store. The store must be in a transaction.
   std::string Page(CStore& store) const;
 
  private:
   CJudgedParts judged_;
   SPromise promise_;
+  std::vector<SDriftFound> drifts_;
 };
 
 /// All that a store holds as a page: the latest verdict of each part, or those of all runs. Reads a

@@ -46,7 +46,9 @@ void PrintPromise(std::ostream& out, const SPromise& promise);
 void PrintCounts(std::ostream& out, const SCounts& counts);
 
 void PrintSummary(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);
+
+/// drifts: alarms of all quantities; those of this one are a field, where there are any.
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& summary, const SSettings& settings,
-                      const SPromise& promise);
+                      const SPromise& promise, const std::vector<SDriftFound>& drifts);
 
 }  // namespace limes::host

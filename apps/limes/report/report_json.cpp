@@ -85,6 +85,21 @@ void AddPromise(Json& json, const SPromise& promise) {
   json["parts_for_0.1_percent"] = PartsNeeded(0.001, promise.learnt, promise.scores);
 }
 
+/// The latest alarms of a quantity, with the parts that gave them.
+void AddDrift(Json& json, const std::string& quantity, const std::vector<SDriftFound>& drifts) {
+  constexpr std::size_t kMost = 10;
+  std::vector<SDriftFound> own;
+  std::copy_if(drifts.begin(), drifts.end(), std::back_inserter(own),
+               [&](const SDriftFound& drift) { return drift.quantity == quantity; });
+  own.erase(own.begin(), own.end() - static_cast<std::ptrdiff_t>(std::min(own.size(), kMost)));
+  if (!own.empty()) {
+    json["drift"] = DriftJson(own);
+  }
+  for (std::size_t i = 0; i < own.size(); ++i) {
+    json["drift"][i]["part"] = own[i].part;
+  }
+}
+
 }  // namespace
 
 void PrintRule(std::ostream& out, const SPartVerdict& verdict) {
@@ -137,7 +152,7 @@ void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
 }
 
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings,
-                      const SPromise& promise) {
+                      const SPromise& promise, const std::vector<SDriftFound>& drifts) {
   Json json;
   json["name"] = s.name;
   json["side"] = SideText(s.side);
@@ -160,6 +175,7 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   if (s.kind == "track") {
     json["learnt_at"] = s.learntAt;
   }
+  AddDrift(json, s.name, drifts);
   json["mean"] = Curve(s.mean);
   json["spread"] = Curve(s.spread);
   json["limit"] = Curve(s.limit);
