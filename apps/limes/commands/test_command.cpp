@@ -46,7 +46,7 @@ class CTestRun {
       source_.CheckFiles();
     }
     LoadModel(store_, model_);
-    watch_.Load(store_.Drift(CStore::DriftSource::kJudging), options.store);
+    LoadWatch();
     promise_ = PromiseOf(store_, model_);
     store_.Rollback();
     if (!options.output.empty()) {
@@ -79,6 +79,16 @@ class CTestRun {
   }
 
  private:
+  /// The alarm goes on where judging left it, at first where learning did: so it knows what good
+  /// parts look like, and parts that have moved from the first one on are a drift.
+  void LoadWatch() {
+    std::vector<SStoredDrift> drift = store_.Drift(CStore::DriftSource::kJudging);
+    if (drift.empty()) {
+      drift = store_.Drift(CStore::DriftSource::kLearning);
+    }
+    watch_.Load(drift, store_.Path());
+  }
+
   /// Opens a transaction, so that settings and learn states are of one moment.
   SSettings ResolveWithStore() {
     store_.BeginReading();
@@ -201,7 +211,7 @@ class CTestRun {
 
   void WriteVerdicts() {
     store_.Begin();
-    watch_.Load(store_.Drift(CStore::DriftSource::kJudging), options_.store);  // others judge, too
+    LoadWatch();  // others judge, too
     Watch();
     store_.SetDrift(CStore::DriftSource::kJudging, watch_.Stored());
     if (run_ == 0) {
