@@ -2,9 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
-#include <sstream>
 
+#include "apps/limes/commands/option_values.h"
 #include "apps/limes/errors.h"
 #include "limes/version.h"
 #include "recordings/tables/identification.h"
@@ -12,69 +11,6 @@
 
 namespace limes::host {
 namespace {
-
-bool ParseCount(std::string_view text, std::uint64_t& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-std::vector<std::string> SplitNames(const char* option, const std::string& text) {
-  std::vector<std::string> names;
-  std::istringstream in(text);
-  for (std::string name; std::getline(in, name, ',');) {
-    if (!name.empty()) {
-      names.push_back(name);
-    }
-  }
-  if (names.empty()) {
-    throw CUsageError(std::string(option) + " needs at least one name");
-  }
-  return names;
-}
-
-SCondition ParseCondition(const std::string& text) {
-  const auto equals = text.find('=');
-  if (equals == std::string::npos || equals == 0) {
-    throw CUsageError("--where needs COLUMN=VALUE, not " + Quoted(text));
-  }
-  return {text.substr(0, equals), text.substr(equals + 1)};
-}
-
-/// "1%" or "0.01".
-double ParseShare(const char* option, const std::string& text) {
-  double share = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), share);
-  const std::string_view behind(end, text.data() + text.size());
-  if (error != std::errc() || !(behind.empty() || behind == "%" || behind == " %")) {
-    throw CUsageError(std::string(option) + " needs a share such as 1% or 0.01, not " +
-                      Quoted(text));
-  }
-  return behind.empty() ? share : share / 100.0;
-}
-
-void ParseEvery(const std::string& text, SSelection& selection) {
-  const auto colon = text.find(':');
-  const bool good = colon != std::string::npos &&
-                    ParseCount(std::string_view(text).substr(0, colon), selection.every) &&
-                    ParseCount(std::string_view(text).substr(colon + 1), selection.everyStart);
-  if (!good || selection.every == 0 || selection.everyStart >= selection.every) {
-    throw CUsageError("--every needs K:I with 0 <= I < K, not " + Quoted(text));
-  }
-}
-
-void ParseParts(const std::string& text, SSelection& selection) {
-  const auto dash = text.find('-');
-  const std::string_view whole = text;
-  bool good = ParseCount(whole.substr(0, dash), selection.first);
-  if (dash == std::string::npos) {
-    selection.last = selection.first;
-  } else if (dash + 1 < whole.size()) {
-    good = good && ParseCount(whole.substr(dash + 1), selection.last);
-  }
-  if (!good || selection.first == 0 || selection.last < selection.first) {
-    throw CUsageError("--parts needs A-B, A- or A with 1 <= A <= B, not " + Quoted(text));
-  }
-}
 
 /// Every option takes exactly one text, so that none swallows the file names behind it.
 template <class T>

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/limes/commands/options.h"
+
+namespace limes::host {
+
+// What the texts of options mean. Each throws CUsageError that names the option.
+
+/// Names between commas, at least one.
+std::vector<std::string> SplitNames(const char* option, const std::string& text);
+
+/// "COLUMN=VALUE".
+SCondition ParseCondition(const std::string& text);
+
+/// "1%" or "0.01".
+double ParseShare(const char* option, const std::string& text);
+
+/// "K:I", every K-th part from I on.
+void ParseEvery(const std::string& text, SSelection& selection);
+
+/// "A-B", "A-" or "A", from 1.
+void ParseParts(const std::string& text, SSelection& selection);
+
+}  // namespace limes::host
