@@ -5,6 +5,7 @@
 #include <iterator>
 #include <set>
 #include <string_view>
+#include <type_traits>
 
 namespace limes::recordings {
 namespace {
@@ -28,7 +29,7 @@ std::string UnitOfName(std::string_view name) {
 
 template <class Names>
 auto FirstOf(const Names& names, auto find)
-    -> std::optional<std::pair<std::string, decltype(*find(""))>> {
+    -> std::optional<std::pair<std::string, std::remove_cvref_t<decltype(*find(""))>>> {
   for (const char* const name : names) {
     if (const auto found = find(name)) {
       return std::pair(std::string(name), *found);
