@@ -25,7 +25,7 @@ class Made : public std::string {
     const auto put = [this](auto number) {
       std::array<std::uint8_t, sizeof(number)> raw;
       detail::ToLittleEndian(number, raw.data());
-      append(reinterpret_cast<const char*>(raw.data()), raw.size());
+      this->append(reinterpret_cast<const char*>(raw.data()), raw.size());
     };
     (put(numbers), ...);
     return *this;
