@@ -28,6 +28,7 @@
 #include "limes/learning/part.h"
 #include "limes/learning/part_margin.h"
 #include "limes/learning/part_score.h"
+#include "limes/learning/rated_limit.h"
 #include "limes/learning/score.h"
 #include "limes/learning/sided.h"
 #include "limes/learning/signal_health.h"

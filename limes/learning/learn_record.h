@@ -25,6 +25,7 @@ enum class LearnStateKind : std::uint16_t {
   kTrack = 3,
   kCalibration = 4,
   kDriftAlarm = 5,
+  kRatedLimit = 7,
 };
 
 // A learn state is lossless: every number as its own bits, little-endian.
