@@ -449,7 +449,7 @@ const char* limes_reason_text(int32_t reason) {
   try {
     static const std::vector<std::string> kTexts = [] {
       std::vector<std::string> texts;
-      for (int i = 0; i <= static_cast<int>(PartStatus::kMemory); ++i) {
+      for (int i = 0; i <= static_cast<int>(PartStatus::kNoLimit); ++i) {
         texts.push_back(WideToUtf8(Text(static_cast<PartStatus>(i))));
       }
       return texts;

@@ -29,15 +29,15 @@ extern "C" {
 /** What came of a call. limes_error says more. */
 typedef enum limes_status {
   LIMES_OK = 0,
-  LIMES_ARGUMENT = 1,   /**< a null pointer, a struct too small, a number out of its range */
-  LIMES_MEMORY = 2,     /**< memory is short */
-  LIMES_KIND = 3,       /**< the limit is of another kind of measurement */
-  LIMES_UNIT = 4,       /**< a text that names no known unit */
-  LIMES_PART = 5,       /**< the part cannot be learnt */
-  LIMES_STATE = 6,      /**< the bytes are no state, or damaged */
-  LIMES_MERGE = 7,      /**< the states cannot be joined */
-  LIMES_BUFFER = 8,     /**< the buffer is too small; the size needed was given */
-  LIMES_NOTHING = 9     /**< there is nothing yet to hand out */
+  LIMES_ARGUMENT = 1, /**< a null pointer, a struct too small, a number out of its range */
+  LIMES_MEMORY = 2,   /**< memory is short */
+  LIMES_KIND = 3,     /**< the limit is of another kind of measurement */
+  LIMES_UNIT = 4,     /**< a text that names no known unit */
+  LIMES_PART = 5,     /**< the part cannot be learnt */
+  LIMES_STATE = 6,    /**< the bytes are no state, or damaged */
+  LIMES_MERGE = 7,    /**< the states cannot be joined */
+  LIMES_BUFFER = 8,   /**< the buffer is too small; the size needed was given */
+  LIMES_NOTHING = 9   /**< there is nothing yet to hand out */
 } limes_status;
 
 /** What is measured. */
@@ -54,56 +54,56 @@ typedef struct limes_limit limes_limit;
 
 /** How limits follow from what is learnt: base + mean + factor * spread, and the mirror image. */
 typedef struct limes_rule {
-  size_t size;         /**< of this struct */
-  int32_t sides;       /**< a limes_side; LIMES_BOTH */
-  int32_t time_scale;  /**< parts after which old ones are forgotten by and by, 1 to 10000; 10000:
-                            never. Tracks have 200 */
-  double base;         /**< from 0 on, in the unit; 0 */
-  double reject;       /**< rate of good parts that may be rejected, between 0 and 1; 0.01 */
-  double factor;       /**< from 0 on, replaces the rate; NaN: it follows from the rate */
-  int32_t min_parts;   /**< fewer learnt parts judge nothing; 3 */
-  int32_t reserved;    /**< 0 */
+  size_t size;        /**< of this struct */
+  int32_t sides;      /**< a limes_side; LIMES_BOTH */
+  int32_t time_scale; /**< parts after which old ones are forgotten by and by, 1 to 10000; 10000:
+                           never. Tracks have 200 */
+  double base;        /**< from 0 on, in the unit; 0 */
+  double reject;      /**< rate of good parts that may be rejected, between 0 and 1; 0.01 */
+  double factor;      /**< from 0 on, replaces the rate; NaN: it follows from the rate */
+  int32_t min_parts;  /**< fewer learnt parts judge nothing; 3 */
+  int32_t reserved;   /**< 0 */
 } limes_rule;
 
 /** A measured curve or track: values at equal steps of x. Either floats or doubles is given, the
  *  other is null; doubles are rounded to float. Nothing is kept of it after the call. */
 typedef struct limes_curve {
-  size_t size;             /**< of this struct */
-  const float* floats;     /**< count values, or null */
-  const double* doubles;   /**< count values, or null */
-  size_t count;            /**< at most 2^31 - 1 */
-  double x0;               /**< x of the first value */
-  double dx;               /**< step, above 0 */
-  const char* x_unit;      /**< as "Hz"; null or empty: none */
-  const char* unit;        /**< of the values */
-  const uint8_t* covered;  /**< for each value 0 where nothing was measured; null: everywhere */
-  double reference;        /**< of a level in dB, as 2e-5 of "dB(Pa)"; 0: none */
+  size_t size;            /**< of this struct */
+  const float* floats;    /**< count values, or null */
+  const double* doubles;  /**< count values, or null */
+  size_t count;           /**< at most 2^31 - 1 */
+  double x0;              /**< x of the first value */
+  double dx;              /**< step, above 0 */
+  const char* x_unit;     /**< as "Hz"; null or empty: none */
+  const char* unit;       /**< of the values */
+  const uint8_t* covered; /**< for each value 0 where nothing was measured; null: everywhere */
+  double reference;       /**< of a level in dB, as 2e-5 of "dB(Pa)"; 0: none */
 } limes_curve;
 
 /** Judgement of a part by the limit of one side, in the sign of the measurement. The numbers are 0
  *  when nothing could be compared. */
 typedef struct limes_judgement {
-  size_t size;          /**< of this struct */
-  int32_t outcome;      /**< a limes_outcome */
-  int32_t reason;       /**< why it was not judged, for limes_reason_text; 0: it was */
-  double share;         /**< of the learnt range that was judged, 0 to 1 */
-  double x_first;       /**< first and last x judged */
+  size_t size;     /**< of this struct */
+  int32_t outcome; /**< a limes_outcome */
+  int32_t reason;  /**< why it was not judged, for limes_reason_text; 0: it was */
+  double share;    /**< of the learnt range that was judged, 0 to 1 */
+  double x_first;  /**< first and last x judged */
   double x_last;
-  double excess;        /**< largest distance beyond the limit; below 0 inside it */
-  double x;             /**< where that lies; the four numbers that follow are that point's */
+  double excess; /**< largest distance beyond the limit; below 0 inside it */
+  double x;      /**< where that lies; the four numbers that follow are that point's */
   double value;
   double limit;
   double mean;
   double spread;
-  double in_spreads;    /**< the factor at which the part would just pass; NaN: no spread */
-  double x_in_spreads;  /**< where that is */
+  double in_spreads;   /**< the factor at which the part would just pass; NaN: no spread */
+  double x_in_spreads; /**< where that is */
 } limes_judgement;
 
 /** A run of neighbouring points beyond the limit. */
 typedef struct limes_region {
   double x_first;
   double x_last;
-  double x;       /**< where it is worst; the numbers that follow are that point's */
+  double x; /**< where it is worst; the numbers that follow are that point's */
   double excess;
   double value;
   double limit;
@@ -111,14 +111,14 @@ typedef struct limes_region {
 
 /** What a limit promises: see limes_promise_of. */
 typedef struct limes_promise {
-  size_t size;           /**< of this struct */
-  int32_t basis;         /**< 0: no limit yet, or a given factor; 1: promised; 2: extrapolated */
+  size_t size;   /**< of this struct */
+  int32_t basis; /**< 0: no limit yet, or a given factor; 1: promised; 2: extrapolated */
   int32_t reserved;
-  int64_t scores;        /**< good parts judged before they were learnt */
-  double promised;       /**< chance that a further good part is rejected */
-  double low;            /**< 95 % interval of the rate that is reached */
+  int64_t scores;  /**< good parts judged before they were learnt */
+  double promised; /**< chance that a further good part is rejected */
+  double low;      /**< 95 % interval of the rate that is reached */
   double high;
-  double factor_upper;   /**< in the limits; NaN: none */
+  double factor_upper; /**< in the limits; NaN: none */
   double factor_lower;
 } limes_promise;
 

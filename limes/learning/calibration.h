@@ -127,6 +127,9 @@ class LIMES_EXPORT CLimitCalibration {
   ScoreSides Sides() const { return sides_; }
   std::int64_t Scores() const { return count_; }
 
+  /// Makes the room that Add needs, which allocates nothing then. False when memory is short.
+  [[nodiscard]] bool MakeRoom();
+
   /// Adds a part, its scores kept from kLowestScore to kHighestScore. False, with nothing changed,
   /// for a NaN and when memory is short. Allocates once. O(kKept) at most.
   [[nodiscard]] bool Add(const SPartScores& part);
@@ -161,7 +164,6 @@ class LIMES_EXPORT CLimitCalibration {
   struct SHead;
   using Parts = std::vector<SPartScores>;
 
-  bool MakeRoom();
   void Keep(const SPartScores& part);
   bool IsOrdered() const;
   bool IsConsistent() const;

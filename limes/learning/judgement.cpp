@@ -50,6 +50,8 @@ const wide_char* Text(PartStatus status) {
       return u"too far from what is learnt";
     case PartStatus::kMemory:
       return u"memory is short";
+    case PartStatus::kNoLimit:
+      return u"the parts learnt give no limit for the rate";
   }
   return u"";
 }

@@ -37,6 +37,7 @@ enum class PartStatus {
   kResolution,          ///< the spread is smaller than what the measurement can show
   kTooLong,             ///< the grid of the tracks would become too large
   kMemory,              ///< memory is short
+  kNoLimit,             ///< the parts learnt give no limit for the wanted rate yet
 };
 using LearnStatus = PartStatus;  ///< why a part was not learnt
 using JudgeReason = PartStatus;  ///< why a part was not judged

@@ -106,7 +106,7 @@ LearnStateStatus GetRecord(detail::RecordReader& in, Read& read) {
   CMemoryStream stream{std::span<const std::uint8_t>(bytes)};
   const LearnStateStatus status = read.ReadState(stream);
   return status == LearnStateStatus::kOk && stream.Remaining() != 0 ? LearnStateStatus::kContent
-                                                                   : status;
+                                                                    : status;
 }
 
 }  // namespace
@@ -153,21 +153,34 @@ double CRatedLimit<Tool>::Effective() const {
 }
 
 template <class Tool>
-LearnStatus CRatedLimit<Tool>::LearnPart(const Part& part, const SPartRule& rule) {
+LearnStatus CRatedLimit<Tool>::PrepareLearning(const Part& part, const SPartRule& rule) {
   const PartStatus status = tools_->PrepareLearning(part, rule);
   if (status != PartStatus::kOk) {
     return status;
   }
-  const SPartScoring scoring = tools_->Score(double{static_cast<float>(rule_.base)});
-  const SPartScores scores = rule_.sides == Sides::kLower ? SPartScores{scoring.scores.below}
-                                                          : scoring.scores;
-  if (scoring.isScored && !calibration_.Add(scores)) {
-    return PartStatus::kMemory;
+  scoring_ = tools_->Score(double{static_cast<float>(rule_.base)});
+  return !scoring_.isScored || calibration_.MakeRoom() ? PartStatus::kOk : PartStatus::kMemory;
+}
+
+template <class Tool>
+void CRatedLimit<Tool>::Learn() {
+  if (scoring_.isScored) {
+    const bool lower = rule_.sides == Sides::kLower;
+    static_cast<void>(
+        calibration_.Add(lower ? SPartScores{scoring_.scores.below} : scoring_.scores));
   }
   tools_->Learn();
   ++learnt_;
   formed_ = false;
-  return PartStatus::kOk;
+}
+
+template <class Tool>
+LearnStatus CRatedLimit<Tool>::LearnPart(const Part& part, const SPartRule& rule) {
+  const LearnStatus status = PrepareLearning(part, rule);
+  if (status == PartStatus::kOk) {
+    Learn();
+  }
+  return status;
 }
 
 template <class Tool>
@@ -223,7 +236,9 @@ CSided<Tool>& CRatedLimit<Tool>::Formed() {
 
 template <class Tool>
 void CRatedLimit<Tool>::JudgePart(const Part& part, CSidedJudgement& judgement, double minShare) {
-  PartStatus status = HasLimit() ? PartStatus::kOk : PartStatus::kNothingLearnt;
+  PartStatus status = HasLimit()                 ? PartStatus::kOk
+                      : learnt_ < rule_.minParts ? PartStatus::kNothingLearnt
+                                                 : PartStatus::kNoLimit;
   if (status == PartStatus::kOk) {
     Form();
     status = tools_->PrepareJudging(part);
@@ -259,7 +274,8 @@ MergeStatus CRatedLimit<Tool>::Merge(const CRatedLimit& other) {
         throw std::bad_alloc();
       }
       for (const Side side : made.tools_->Limited()) {
-        SetFactor((*made.tools_)[side], from.rule_.base, 0.0);  // theirs differ, and are formed anew
+        SetFactor((*made.tools_)[side], from.rule_.base,
+                  0.0);  // theirs differ, and are formed anew
       }
       return made;
     };
@@ -328,23 +344,23 @@ LearnStateStatus CRatedLimit<Tool>::ReadState(CFileStream& file) {
     read.learnt_ = head.learnt;
     const auto limited = read.tools_->Limited();
     LearnStateStatus status = GetRecord(in, read.calibration_);
-    for (std::size_t i = 0; i < limited.size() && head.learnt > 0 && status == LearnStateStatus::kOk;
-         ++i) {
+    for (std::size_t i = 0;
+         i < limited.size() && head.learnt > 0 && status == LearnStateStatus::kOk; ++i) {
       status = GetRecord(in, (*read.tools_)[limited[i]]);
     }
     if (status != LearnStateStatus::kOk) {
       return status;
     }
     const Tool& first = read.tools_->First();
-    const bool agree =
-        read.calibration_.Sides() == ScoredSides(rule.sides) &&
-        read.calibration_.Scores() <= head.learnt &&
-        (head.learnt == 0 || (Count(first) > 0 && Count(first) <= head.learnt &&
-                              AreAlike(first, (*read.tools_)[limited.back()])));
+    const bool agree = read.calibration_.Sides() == ScoredSides(rule.sides) &&
+                       read.calibration_.Scores() <= head.learnt &&
+                       (head.learnt == 0 || (Count(first) > 0 && Count(first) <= head.learnt &&
+                                             AreAlike(first, (*read.tools_)[limited.back()])));
     return agree ? LearnStateStatus::kOk : LearnStateStatus::kContent;
   };
   const auto commit = [this](CRatedLimit& read) { *this = std::move(read); };
-  return detail::ReadLearnState<CRatedLimit>(file, detail::LearnStateKind::kRatedLimit, get, commit);
+  return detail::ReadLearnState<CRatedLimit>(file, detail::LearnStateKind::kRatedLimit, get,
+                                             commit);
 }
 
 template class CRatedLimit<CLernenderGrenzwert>;

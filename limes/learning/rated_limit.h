@@ -52,9 +52,14 @@ class CRatedLimit {
   /// Learns a part with its scores: kOk, or why nothing was learnt. O(n).
   [[nodiscard]] LearnStatus LearnPart(const Part& part, const SPartRule& rule = {});
 
+  /// The same in two steps, for a part of several quantities that is learnt wholly or not at all:
+  /// what can fail, and what cannot.
+  [[nodiscard]] LearnStatus PrepareLearning(const Part& part, const SPartRule& rule = {});
+  void Learn();
+
   /// Judges a part on each side, as JudgePart of the tool does. kNothingLearnt also with fewer than
-  /// minParts and while no limit can be formed for the rate: with fewer than 4 scores, or where it
-  /// would be too wide (SCalibratedLimit::IsTooWide). O(n).
+  /// minParts, kNoLimit while none can be formed for the rate: with fewer than 4 scores, or where
+  /// it would be too wide (SCalibratedLimit::IsTooWide). O(n).
   void JudgePart(const Part& part, CSidedJudgement& judgement, double minShare = Tool::kMinShare);
 
   /// What the limit promises; kNone with a given factor.
@@ -90,7 +95,8 @@ class CRatedLimit {
   std::unique_ptr<CSided<Tool>> tools_;
   CLimitCalibration calibration_;
   std::int64_t learnt_ = 0;
-  bool formed_ = false;  ///< the rule of the tools is of what is learnt now
+  SPartScoring scoring_;  ///< of the part that was prepared
+  bool formed_ = false;   ///< the rule of the tools is of what is learnt now
 };
 
 extern template class LIMES_EXPORT CRatedLimit<CLernenderGrenzwert>;

@@ -77,6 +77,7 @@ void BindEnums(py::module_& module) {
       {"CLIPPED", kClipped},
       {"RESOLUTION", kResolution},
       {"TOO_LONG", kTooLong},
+      {"NO_LIMIT", kNoLimit},
       {"MEMORY", kMemory},
   };
   for (const auto& [name, value] : all) {
