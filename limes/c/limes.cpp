@@ -141,7 +141,7 @@ std::optional<CMeasuringUnit> UnitOf(const char* text) {
   bool exact = false;
   CMeasuringUnit unit = CMeasuringUnit::FromText(Utf8ToWide(text), &exact);
   if (!exact || unit.empty()) {
-    throw SFailure{LIMES_UNIT, text};
+    throw SFailure{LIMES_UNIT, std::string("no known unit: ") + text};
   }
   return unit;
 }
@@ -391,23 +391,24 @@ AnyLimit Made(int kind, const SRatedRule& rule) {
   }
 }
 
+/// Where a state of rated limits says what kind it is of: behind the head of the record.
+constexpr std::size_t kKindAt = 16;
+
 AnyLimit Read(const void* bytes, std::size_t size) {
   Require(bytes != nullptr, "a null pointer");
   const std::span given(static_cast<const std::uint8_t*>(bytes), size);
-  for (const int kind : {LIMES_VALUE, LIMES_CURVE, LIMES_TRACK}) {
+  const int kind = size > kKindAt ? given[kKindAt] : 0;
+  LearnStateStatus status = LearnStateStatus::kContent;
+  if (kind >= LIMES_VALUE && kind <= LIMES_TRACK) {
     AnyLimit any = Made(kind, {});
     CMemoryStream stream(given);
-    const LearnStateStatus status =
-        std::visit([&](auto& known) { return known.ReadState(stream); }, any);
+    status = std::visit([&](auto& known) { return known.ReadState(stream); }, any);
     if (status == LearnStateStatus::kOk && stream.Remaining() == 0) {
       return any;
     }
-    if (status == LearnStateStatus::kMemory) {
-      throw std::bad_alloc();
-    }
-    if (status != LearnStateStatus::kOtherKind) {
-      break;
-    }
+  }
+  if (status == LearnStateStatus::kMemory) {
+    throw std::bad_alloc();
   }
   throw SFailure{LIMES_STATE, limes_status_text(LIMES_STATE)};
 }
@@ -574,7 +575,7 @@ limes_status limes_promise_of(limes_limit* limit, limes_promise* promise) {
   return Guarded(limit, [&] {
     std::visit(
         [&](const auto& known) {
-          const SCalibratedLimit of = known.Promise();
+          const SCalibratedLimit& of = known.Promise();
           limes_promise made = {};
           made.basis = static_cast<std::int32_t>(of.basis);
           made.scores = known.Calibration().Scores();

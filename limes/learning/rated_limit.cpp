@@ -21,6 +21,9 @@ constexpr bool kIsTrack = std::is_same_v<Tool, CTrackLernWerkzeug>;
 template <class Tool>
 constexpr bool kIsValue = std::is_same_v<Tool, CLernenderGrenzwert>;
 
+/// Counts stay at this one, so that two of them can be added.
+constexpr std::int64_t kMostLearnt = std::int64_t{1} << 53;
+
 ScoreSides ScoredSides(Sides sides) {
   return sides == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne;
 }
@@ -170,8 +173,8 @@ void CRatedLimit<Tool>::Learn() {
         calibration_.Add(lower ? SPartScores{scoring_.scores.below} : scoring_.scores));
   }
   tools_->Learn();
-  ++learnt_;
-  formed_ = false;
+  learnt_ = std::min(learnt_ + 1, kMostLearnt);
+  Outdate();
 }
 
 template <class Tool>
@@ -184,8 +187,17 @@ LearnStatus CRatedLimit<Tool>::LearnPart(const Part& part, const SPartRule& rule
 }
 
 template <class Tool>
-SCalibratedLimit CRatedLimit<Tool>::Promise() const {
-  return rule_.factor ? SCalibratedLimit() : calibration_.ForRate(rule_.reject);
+void CRatedLimit<Tool>::Outdate() {
+  formed_ = false;
+  promise_.reset();
+}
+
+template <class Tool>
+const SCalibratedLimit& CRatedLimit<Tool>::Promise() const {
+  if (!promise_) {
+    promise_ = rule_.factor ? SCalibratedLimit() : calibration_.ForRate(rule_.reject);
+  }
+  return *promise_;
 }
 
 template <class Tool>
@@ -193,7 +205,7 @@ std::optional<double> CRatedLimit<Tool>::Factor(Side side) const {
   if (rule_.factor) {
     return rule_.factor;
   }
-  const SCalibratedLimit limit = Promise();
+  const SCalibratedLimit& limit = Promise();
   const double n = Effective();
   if (limit.basis == CalibrationBasis::kNone || limit.IsTooWide(n)) {
     return std::nullopt;
@@ -214,7 +226,7 @@ void CRatedLimit<Tool>::Form() {
   if (formed_) {
     return;
   }
-  const SCalibratedLimit limit = Promise();
+  const SCalibratedLimit& limit = Promise();
   for (const Side side : tools_->Limited()) {
     Tool& tool = (*tools_)[side];
     SetFactor(tool, rule_.base, Factor(side).value_or(0.0));
@@ -291,7 +303,8 @@ MergeStatus CRatedLimit<Tool>::Merge(const CRatedLimit& other) {
       if (joined.calibration_.Merge(later.calibration_) != MergeStatus::kOk) {
         return MergeStatus::kMemory;
       }
-      joined.learnt_ = detail::JointCount(learnt_, other.learnt_);
+      joined.learnt_ = std::min(learnt_ + other.learnt_, kMostLearnt);
+      joined.Outdate();
     }
     *this = std::move(joined);
     return MergeStatus::kOk;
@@ -325,7 +338,7 @@ LearnStateStatus CRatedLimit<Tool>::ReadState(CFileStream& file) {
     SHead head;
     const std::uint8_t tool = head.tool;
     if (!in.GetFields(head) || head.sides > static_cast<std::uint8_t>(Sides::kBoth) ||
-        head.given > 1 || head.learnt < 0) {
+        head.given > 1 || head.learnt < 0 || head.learnt > kMostLearnt) {
       return LearnStateStatus::kContent;
     }
     if (head.tool != tool) {

@@ -62,8 +62,8 @@ class CRatedLimit {
   /// it would be too wide (SCalibratedLimit::IsTooWide). O(n).
   void JudgePart(const Part& part, CSidedJudgement& judgement, double minShare = Tool::kMinShare);
 
-  /// What the limit promises; kNone with a given factor.
-  SCalibratedLimit Promise() const;
+  /// What the limit promises; kNone with a given factor. Kept until something is learnt or joined.
+  const SCalibratedLimit& Promise() const;
 
   /// The factor in the limit of a side; empty while no limit can be formed.
   std::optional<double> Factor(Side side) const;
@@ -90,6 +90,7 @@ class CRatedLimit {
 
   double Effective() const;
   void Form();
+  void Outdate();
 
   SRatedRule rule_;
   std::unique_ptr<CSided<Tool>> tools_;
@@ -97,6 +98,7 @@ class CRatedLimit {
   std::int64_t learnt_ = 0;
   SPartScoring scoring_;  ///< of the part that was prepared
   bool formed_ = false;   ///< the rule of the tools is of what is learnt now
+  mutable std::optional<SCalibratedLimit> promise_;  ///< of what is learnt now, once asked for
 };
 
 extern template class LIMES_EXPORT CRatedLimit<CLernenderGrenzwert>;
