@@ -1,0 +1,441 @@
+/* Learnt limits in SQLite. Load it with: SELECT load_extension('limes_sqlite')
+ *
+ *   limes_learn(part, grid [, rule])   aggregate: the state of all parts, a blob; NULL of none
+ *   limes_merge(state)                 aggregate: the states joined
+ *   limes_judge(state, part, grid)     JSON: verdict, side, excess, x, value, limit, ...
+ *   limes_limit(state)                 table: x, mean, spread, lower, upper
+ *   limes_learnt(state)                number of parts
+ *
+ * A part is a number, or a blob of floats (doubles with type=float64 in the grid) in the byte order
+ * of the machine. Grid and rule are texts of words key=value: see engine.h. NULL is no part: it is
+ * not learnt, and judging it gives NULL. Everything that does not fit is an error. */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <sqlite3ext.h>
+
+#include "engines/common/engine.h"
+
+SQLITE_EXTENSION_INIT1
+
+static void TellStatus(sqlite3_context* context, limes_status status, const limes_limit* limit) {
+  const char* why = limes_error(limit);
+  char* text = NULL;
+  if (status == LIMES_MEMORY) {
+    sqlite3_result_error_nomem(context);
+    return;
+  }
+  text = sqlite3_mprintf("limes: %s", *why == '\0' ? limes_status_text(status) : why);
+  if (text == NULL) {
+    sqlite3_result_error_nomem(context);
+    return;
+  }
+  sqlite3_result_error(context, text, -1);
+  sqlite3_free(text);
+}
+
+static int Tell(sqlite3_context* context, const char* text) {
+  char room[ENGINE_ERROR + 16];
+  snprintf(room, sizeof room, "limes: %s", text);
+  sqlite3_result_error(context, room, -1);
+  return 0;
+}
+
+/* A part as it was given: of which kind, with its grid. */
+typedef struct Given {
+  limes_kind kind;
+  double value;
+  engine_grid grid;
+  limes_curve curve;
+  float* copy; /* of values that lie unaligned */
+} Given;
+
+static int GetText(sqlite3_value* value, const char** text, size_t* size) {
+  *text = (const char*)sqlite3_value_text(value);
+  *size = (size_t)sqlite3_value_bytes(value);
+  return *text != NULL || sqlite3_value_type(value) == SQLITE_NULL;
+}
+
+/* Zero with an error told for what is no part. To be freed by FreePart. */
+static int GetPart(sqlite3_context* context, sqlite3_value* part, sqlite3_value* grid,
+                   Given* given) {
+  engine_error error;
+  const char* text = NULL;
+  size_t size = 0;
+  size_t width = 0;
+  given->copy = NULL;
+  if (!GetText(grid, &text, &size)) {
+    sqlite3_result_error_nomem(context);
+    return 0;
+  }
+  if (!engine_read_grid(text, size, &given->grid, &error)) {
+    return Tell(context, error.text);
+  }
+  if (sqlite3_value_type(part) == SQLITE_INTEGER || sqlite3_value_type(part) == SQLITE_FLOAT) {
+    given->kind = LIMES_VALUE;
+    given->value = sqlite3_value_double(part);
+    return !given->grid.is_along_x || Tell(context, "a single value has no x");
+  }
+  if (sqlite3_value_type(part) != SQLITE_BLOB) {
+    return Tell(context, "a part is a number or a blob of floats");
+  }
+  given->kind = LIMES_CURVE;
+  given->curve = engine_curve(&given->grid);
+  size = (size_t)sqlite3_value_bytes(part);
+  width = given->grid.doubles ? sizeof(double) : sizeof(float);
+  if (size == 0 || size % width != 0) {
+    return Tell(context, "the blob holds no whole number of values");
+  }
+  given->copy = malloc(size);
+  if (given->copy == NULL) {
+    sqlite3_result_error_nomem(context);
+    return 0;
+  }
+  memcpy(given->copy, sqlite3_value_blob(part), size);
+  given->curve.count = size / width;
+  if (given->grid.doubles) {
+    given->curve.doubles = (const double*)(const void*)given->copy;
+  } else {
+    given->curve.floats = given->copy;
+  }
+  return 1;
+}
+
+static void FreePart(Given* given) { free(given->copy); }
+
+static limes_limit** Aggregate(sqlite3_context* context) {
+  limes_limit** limit = sqlite3_aggregate_context(context, sizeof(limes_limit*));
+  if (limit == NULL) {
+    sqlite3_result_error_nomem(context);
+  }
+  return limit;
+}
+
+static void LearnStep(sqlite3_context* context, int count, sqlite3_value** values) {
+  limes_limit** limit = Aggregate(context);
+  limes_status status = LIMES_OK;
+  limes_rule rule;
+  engine_error error;
+  const char* text = NULL;
+  size_t size = 0;
+  Given given;
+  if (limit == NULL || sqlite3_value_type(values[0]) == SQLITE_NULL) {
+    return;
+  }
+  if (!GetPart(context, values[0], values[1], &given)) {
+    return;
+  }
+  if (*limit == NULL) {
+    if (count > 2 && !GetText(values[2], &text, &size)) {
+      status = LIMES_MEMORY;
+    } else if (!engine_read_rule(text, size, &rule, &error)) {
+      Tell(context, error.text);
+      FreePart(&given);
+      return;
+    } else {
+      status = limes_new(given.kind, &rule, limit);
+    }
+  }
+  if (status == LIMES_OK) {
+    status = given.kind == LIMES_VALUE
+                 ? limes_learn_value(*limit, given.value, engine_unit(&given.grid))
+                 : limes_learn_curve(*limit, &given.curve);
+  }
+  if (status != LIMES_OK) {
+    TellStatus(context, status, *limit);
+  }
+  FreePart(&given);
+}
+
+/* The limit of a state; null with an error told, or of NULL. It stays the connection's. */
+static limes_limit* GetLimit(sqlite3_context* context, sqlite3_value* state) {
+  limes_limit* limit = NULL;
+  limes_status status = LIMES_OK;
+  if (sqlite3_value_type(state) == SQLITE_NULL) {
+    return NULL;
+  }
+  status = sqlite3_value_type(state) != SQLITE_BLOB
+               ? LIMES_STATE
+               : engine_cached(sqlite3_user_data(context), sqlite3_value_blob(state),
+                               (size_t)sqlite3_value_bytes(state), &limit);
+  if (status != LIMES_OK) {
+    TellStatus(context, status, NULL);
+    return NULL;
+  }
+  return limit;
+}
+
+static void MergeStep(sqlite3_context* context, int count, sqlite3_value** values) {
+  limes_limit** limit = Aggregate(context);
+  limes_limit* other = NULL;
+  limes_status status = LIMES_OK;
+  (void)count;
+  if (limit == NULL || sqlite3_value_type(values[0]) == SQLITE_NULL) {
+    return;
+  }
+  status = sqlite3_value_type(values[0]) != SQLITE_BLOB
+               ? LIMES_STATE
+               : limes_read(sqlite3_value_blob(values[0]), (size_t)sqlite3_value_bytes(values[0]),
+                            &other);
+  if (status == LIMES_OK && *limit == NULL) {
+    *limit = other;
+    return;
+  }
+  if (status == LIMES_OK) {
+    status = limes_merge(*limit, other);
+  }
+  if (status != LIMES_OK) {
+    TellStatus(context, status, *limit);
+  }
+  limes_free(other);
+}
+
+static void Final(sqlite3_context* context) {
+  limes_limit** limit = sqlite3_aggregate_context(context, 0);
+  limes_status status = LIMES_OK;
+  size_t size = 0;
+  void* bytes = NULL;
+  if (limit == NULL || *limit == NULL) {
+    sqlite3_result_null(context);
+    return;
+  }
+  status = limes_write(*limit, NULL, &size);
+  if (status == LIMES_BUFFER) {
+    bytes = sqlite3_malloc64(size);
+    status = bytes == NULL ? LIMES_MEMORY : limes_write(*limit, bytes, &size);
+  }
+  if (status == LIMES_OK) {
+    sqlite3_result_blob64(context, bytes, size, sqlite3_free);
+  } else {
+    sqlite3_free(bytes);
+    TellStatus(context, status, *limit);
+  }
+  limes_free(*limit);
+  *limit = NULL;
+}
+
+/* A member of a JSON object; null for what is no number. */
+static void PutNumber(sqlite3_str* json, const char* name, double number) {
+  sqlite3_str_appendf(json, number == number ? ",\"%s\":%!.17g" : ",\"%s\":null", name, number);
+}
+
+static void Judge(sqlite3_context* context, int count, sqlite3_value** values) {
+  limes_limit* limit = GetLimit(context, values[0]);
+  limes_outcome outcome = LIMES_NOT_JUDGED;
+  limes_judgement judgement;
+  limes_side side = LIMES_UPPER;
+  limes_status status = LIMES_OK;
+  sqlite3_str* json = NULL;
+  Given given;
+  (void)count;
+  if (limit == NULL || sqlite3_value_type(values[1]) == SQLITE_NULL ||
+      !GetPart(context, values[1], values[2], &given)) {
+    return;
+  }
+  status = given.kind == LIMES_VALUE
+               ? limes_judge_value(limit, given.value, engine_unit(&given.grid), &outcome)
+               : limes_judge_curve(limit, &given.curve, &outcome);
+  FreePart(&given);
+  if (status == LIMES_OK) {
+    status = engine_worst(limit, &side, &judgement);
+  }
+  if (status != LIMES_OK) {
+    TellStatus(context, status, limit);
+    return;
+  }
+  json = sqlite3_str_new(sqlite3_context_db_handle(context));
+  sqlite3_str_appendf(json, "{\"verdict\":\"%s\",\"side\":\"%s\"", engine_outcome_text(outcome),
+                      engine_side_text(side));
+  if (outcome == LIMES_NOT_JUDGED) {
+    sqlite3_str_appendf(json, ",\"reason\":\"%s\"", limes_reason_text(judgement.reason));
+  } else {
+    PutNumber(json, "excess", judgement.excess);
+    PutNumber(json, "x", judgement.x);
+    PutNumber(json, "value", judgement.value);
+    PutNumber(json, "limit", judgement.limit);
+    PutNumber(json, "mean", judgement.mean);
+    PutNumber(json, "spread", judgement.spread);
+  }
+  PutNumber(json, "share", judgement.share);
+  sqlite3_str_appendchar(json, 1, '}');
+  if (sqlite3_str_errcode(json) != SQLITE_OK) {
+    sqlite3_result_error_nomem(context);
+    sqlite3_free(sqlite3_str_finish(json));
+    return;
+  }
+  sqlite3_result_text(context, sqlite3_str_finish(json), -1, sqlite3_free);
+}
+
+static void Learnt(sqlite3_context* context, int count, sqlite3_value** values) {
+  const limes_limit* limit = GetLimit(context, values[0]);
+  (void)count;
+  if (limit != NULL) {
+    sqlite3_result_int64(context, limes_learnt(limit));
+  }
+}
+
+/* The table of limes_limit(state): its hidden column is the state. */
+enum { kState = 5 };
+
+typedef struct Cursor {
+  sqlite3_vtab_cursor base;
+  engine_limits limits;
+  size_t row;
+} Cursor;
+
+static int Connect(sqlite3* db, void* none, int count, const char* const* arguments,
+                   sqlite3_vtab** table, char** error) {
+  int status = sqlite3_declare_vtab(db,
+                                    "CREATE TABLE x(x REAL, mean REAL, spread REAL, lower REAL, "
+                                    "upper REAL, state HIDDEN)");
+  (void)none;
+  (void)count;
+  (void)arguments;
+  (void)error;
+  if (status == SQLITE_OK) {
+    *table = sqlite3_malloc(sizeof **table);
+    status = *table == NULL ? SQLITE_NOMEM : SQLITE_OK;
+  }
+  if (status == SQLITE_OK) {
+    memset(*table, 0, sizeof **table);
+    sqlite3_vtab_config(db, SQLITE_VTAB_INNOCUOUS);
+  }
+  return status;
+}
+
+static int Disconnect(sqlite3_vtab* table) {
+  sqlite3_free(table);
+  return SQLITE_OK;
+}
+
+static int BestIndex(sqlite3_vtab* table, sqlite3_index_info* info) {
+  int i;
+  (void)table;
+  for (i = 0; i < info->nConstraint; ++i) {
+    if (info->aConstraint[i].iColumn == kState && info->aConstraint[i].usable &&
+        info->aConstraint[i].op == SQLITE_INDEX_CONSTRAINT_EQ) {
+      info->aConstraintUsage[i].argvIndex = 1;
+      info->aConstraintUsage[i].omit = 1;
+      info->estimatedCost = 1000.0;
+      return SQLITE_OK;
+    }
+  }
+  return SQLITE_CONSTRAINT; /* without a state there is no limit */
+}
+
+static int Open(sqlite3_vtab* table, sqlite3_vtab_cursor** cursor) {
+  Cursor* made = sqlite3_malloc(sizeof *made);
+  (void)table;
+  if (made == NULL) {
+    return SQLITE_NOMEM;
+  }
+  memset(made, 0, sizeof *made);
+  *cursor = &made->base;
+  return SQLITE_OK;
+}
+
+static int Close(sqlite3_vtab_cursor* cursor) {
+  engine_free_limits(&((Cursor*)cursor)->limits);
+  sqlite3_free(cursor);
+  return SQLITE_OK;
+}
+
+static int Filter(sqlite3_vtab_cursor* base, int number, const char* text, int count,
+                  sqlite3_value** values) {
+  Cursor* cursor = (Cursor*)base;
+  limes_limit* limit = NULL;
+  limes_status status = LIMES_STATE;
+  (void)number;
+  (void)text;
+  engine_free_limits(&cursor->limits);
+  cursor->row = 0;
+  if (count < 1 || sqlite3_value_type(values[0]) == SQLITE_NULL) {
+    return SQLITE_OK;
+  }
+  if (sqlite3_value_type(values[0]) == SQLITE_BLOB) {
+    status =
+        limes_read(sqlite3_value_blob(values[0]), (size_t)sqlite3_value_bytes(values[0]), &limit);
+  }
+  if (status == LIMES_OK) {
+    status = engine_make_limits(limit, &cursor->limits);
+  }
+  limes_free(limit);
+  if (status == LIMES_OK || status == LIMES_NOTHING) {
+    return SQLITE_OK;
+  }
+  base->pVtab->zErrMsg = sqlite3_mprintf("limes: %s", limes_status_text(status));
+  return status == LIMES_MEMORY ? SQLITE_NOMEM : SQLITE_ERROR;
+}
+
+static int Next(sqlite3_vtab_cursor* cursor) {
+  ++((Cursor*)cursor)->row;
+  return SQLITE_OK;
+}
+
+static int Eof(sqlite3_vtab_cursor* cursor) {
+  return ((Cursor*)cursor)->row >= ((Cursor*)cursor)->limits.count;
+}
+
+static int Column(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) {
+  const Cursor* cursor = (const Cursor*)base;
+  const double* const columns[] = {cursor->limits.x, cursor->limits.mean, cursor->limits.spread,
+                                   cursor->limits.lower, cursor->limits.upper};
+  if (column >= 0 && column < kState) {
+    sqlite3_result_double(context, columns[column][cursor->row]); /* NULL for NaN */
+  }
+  return SQLITE_OK;
+}
+
+static int Rowid(sqlite3_vtab_cursor* cursor, sqlite3_int64* row) {
+  *row = (sqlite3_int64)((Cursor*)cursor)->row;
+  return SQLITE_OK;
+}
+
+static void FreeCache(void* cache) {
+  engine_clear(cache);
+  sqlite3_free(cache);
+}
+
+/* A function with a limit of its own that it remembers from call to call. */
+static int CreateFunction(sqlite3* db, const char* name, int count,
+                          void (*call)(sqlite3_context*, int, sqlite3_value**)) {
+  engine_cache* cache = sqlite3_malloc(sizeof *cache);
+  if (cache == NULL) {
+    return SQLITE_NOMEM;
+  }
+  memset(cache, 0, sizeof *cache);
+  return sqlite3_create_function_v2(db, name, count,
+                                    SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, cache,
+                                    call, NULL, NULL, FreeCache);
+}
+
+static int CreateAggregate(sqlite3* db, const char* name, int count,
+                           void (*step)(sqlite3_context*, int, sqlite3_value**)) {
+  return sqlite3_create_function_v2(db, name, count, SQLITE_UTF8 | SQLITE_INNOCUOUS, NULL, NULL,
+                                    step, Final, NULL);
+}
+
+LIMES_C_API int sqlite3_limessqlite_init(sqlite3* db, char** error,
+                                         const sqlite3_api_routines* api) {
+  static const sqlite3_module kLimits = {.xConnect = Connect,
+                                         .xBestIndex = BestIndex,
+                                         .xDisconnect = Disconnect,
+                                         .xOpen = Open,
+                                         .xClose = Close,
+                                         .xFilter = Filter,
+                                         .xNext = Next,
+                                         .xEof = Eof,
+                                         .xColumn = Column,
+                                         .xRowid = Rowid};
+  int status = SQLITE_OK;
+  SQLITE_EXTENSION_INIT2(api)
+  (void)error;
+  status = CreateAggregate(db, "limes_learn", 2, LearnStep);
+  status = status == SQLITE_OK ? CreateAggregate(db, "limes_learn", 3, LearnStep) : status;
+  status = status == SQLITE_OK ? CreateAggregate(db, "limes_merge", 1, MergeStep) : status;
+  status = status == SQLITE_OK ? CreateFunction(db, "limes_judge", 3, Judge) : status;
+  status = status == SQLITE_OK ? CreateFunction(db, "limes_learnt", 1, Learnt) : status;
+  return status == SQLITE_OK ? sqlite3_create_module_v2(db, "limes_limit", &kLimits, NULL, NULL)
+                             : status;
+}

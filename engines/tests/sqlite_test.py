@@ -1,0 +1,107 @@
+"""The verbs in SQLite: the same bits as the C interface for the same parts in the same order."""
+
+import json
+import os
+import sqlite3
+import unittest
+
+import limits
+
+GRID = "dx=10 x_unit=Hz unit=dB(Pa) reference=2e-5"
+FIELDS = {"dx": 10.0, "x_unit": b"Hz", "unit": b"dB(Pa)", "reference": 2e-5}
+
+
+def connect():
+    db = sqlite3.connect(":memory:")
+    db.enable_load_extension(True)
+    db.load_extension(os.environ["LIMES_SQLITE_MODULE"].removesuffix(".so"))
+    db.execute("CREATE TABLE part(id INTEGER PRIMARY KEY, level BLOB, torque REAL)")
+    db.executemany("INSERT INTO part VALUES(?, ?, ?)",
+                   ((i, limits.measured(i).tobytes(), limits.measured(i)[0]) for i in range(60)))
+    return db
+
+
+class SqliteTest(unittest.TestCase):
+    def setUp(self):
+        self.db = connect()
+        self.library = limits.Library(os.environ["LIMES_C_LIBRARY"])
+
+    def one(self, query, *values):
+        return self.db.execute("SELECT " + query, values).fetchone()[0]
+
+    def learnt(self, kind, take, rule=None, parts=range(60), **fields):
+        limit = limits.Limit(self.library, kind, rule)
+        for i in parts:
+            limit.learn(take(limits.measured(i)), **fields)
+        return limit
+
+    def test_learns_and_judges_with_the_bits_of_the_library(self):
+        state = self.one("limes_learn(level, ?, 'reject=0.05') FROM part", GRID)
+        limit = self.learnt(limits.CURVE, lambda v: v, limits.Rule(reject=0.05), **FIELDS)
+        self.assertEqual(state, limit.state)
+        self.assertEqual(self.one("limes_learnt(?)", state), 60)
+        part = limits.measured(1000)
+        part[120] -= 12.0
+        verdict = json.loads(self.one("limes_judge(?, ?, ?)", state, part.tobytes(), GRID))
+        outcome, lower = limit.judge(part, limits.LOWER, **FIELDS)
+        self.assertEqual([verdict[k] for k in ("verdict", "side", "x", "excess", "limit")],
+                         [outcome, "lower", 1200.0, lower.excess, lower.limit])
+        rows = self.db.execute("SELECT * FROM limes_limit(?)", (state,)).fetchall()
+        x, mean, spread, upper = limit.limits()
+        self.assertEqual(rows, list(zip(x, mean, spread, limit.limits(limits.LOWER)[3], upper)))
+
+        # Doubles that are floats make the same curve; single values are learnt as such.
+        doubles = limits.array.array("d", limits.measured(7)).tobytes()
+        self.assertEqual(self.one("limes_learn(?, 'type=float64', 'factor=3')", doubles),
+                         self.one("limes_learn(level, '', 'factor=3') FROM part WHERE id = 7"))
+        value = self.one("limes_learn(torque, 'unit=mm') FROM part")
+        self.assertEqual(value, self.learnt(limits.VALUE, lambda v: v[0], unit=b"mm").state)
+        self.assertIn('"NOK"', self.one("limes_judge(?, 99.0, 'unit=mm')", value))
+        self.assertIn('"not judged"', self.one("limes_judge(?, 99.0, 'unit=Nm')", value))
+
+    def test_joins_states_of_groups(self):
+        joint = self.one("limes_merge(s) FROM (SELECT limes_learn(level, ?) AS s FROM part "
+                         "GROUP BY id / 20)", GRID)
+        limit = self.learnt(limits.CURVE, lambda v: v, parts=range(20), **FIELDS)
+        for first in (20, 40):
+            limit.merge(self.learnt(limits.CURVE, lambda v: v, parts=range(first, first + 20),
+                                    **FIELDS))
+        self.assertEqual(joint, limit.state)
+
+    def test_is_null_of_nothing(self):
+        state = self.one("limes_learn(level, '') FROM part")
+        self.assertEqual(self.one("limes_learn(NULL, '')"), None)
+        self.assertEqual(self.one("limes_merge(NULL)"), None)
+        self.assertEqual(self.one("limes_judge(?, NULL, '')", state), None)
+        self.assertEqual(self.one("limes_judge(NULL, ?, '')", b"1234"), None)
+        self.assertEqual(self.one("count(*) FROM limes_limit(NULL)"), 0)
+
+    def test_refuses_what_does_not_fit(self):
+        state = self.one("limes_learn(level, '') FROM part")
+        self.db.execute("CREATE TABLE odd AS SELECT level FROM part UNION ALL SELECT x'00000000'")
+        for query, values, why in (
+                ("limes_learn(level, '') FROM odd", (), "."),
+                ("limes_learn(level, 'unit=furlong') FROM part", (), "no known unit: furlong"),
+                ("limes_learn(level, 'dx=0') FROM part", (), "rise"),
+                ("limes_learn(level, 'dx') FROM part", (), "key=value"),
+                ("limes_learn(level, 'colour=red') FROM part", (), "colour"),
+                ("limes_learn(level, '', 'reject=2') FROM part", (), "not allowed"),
+                ("limes_learn(x'0102', '')", (), "whole number of values"),
+                ("limes_learn('text', '')", (), "number or a blob"),
+                ("limes_learn(1.0, 'dx=2')", (), "single value"),
+                ("limes_judge(?, 1.0, '')", (state,), "another kind"),
+                ("limes_judge(?, ?, '')", (state[:-1], state), "damaged"),
+                ("limes_learnt(?)", ("text",), "no state"),
+                ("limes_merge(?)", (state[:50],), "no state"),
+                ("count(*) FROM limes_limit(?)", (b"LIMS" * 9,), "no state"),
+                ("limes_merge(s) FROM (SELECT ? AS s UNION ALL SELECT limes_learn(torque, '') "
+                 "FROM part)", (state,), "another kind")):
+            with self.subTest(query), self.assertRaisesRegex(sqlite3.Error, why):
+                self.one(query, *values)
+        broken = bytearray(state)
+        for at in range(0, len(state), 97):
+            broken[at] ^= 0x10
+            with self.assertRaises(sqlite3.Error):
+                self.one("limes_learnt(?)", bytes(broken))
+            broken[at] ^= 0x10
+        self.assertEqual(self.one("limes_learnt(?)", state), 60)
