@@ -1,6 +1,6 @@
-// States of the C interface, with their checksum made right for bit 0 of the first byte (bit 1: that
-// of the first record inside, too). What is read is written with the same bytes, learns and judges
-// a part, joins with itself and hands out its limits.
+// States of the C interface, with their checksum made right for bit 0 of the first byte (bit 1:
+// that of the first record inside, too). What is read is written with the same bytes, learns and
+// judges a part, joins with itself and hands out its limits.
 #include <array>
 #include <cmath>
 

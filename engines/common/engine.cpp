@@ -37,7 +37,8 @@ bool Get(std::string_view text, char (&room)[ENGINE_TEXT]) {
 
 /// The number of a text in a list of them.
 template <std::size_t n>
-bool Get(std::string_view text, const std::array<std::string_view, n>& known, std::int32_t& number) {
+bool Get(std::string_view text, const std::array<std::string_view, n>& known,
+         std::int32_t& number) {
   const auto found = std::find(known.begin(), known.end(), text);
   number = static_cast<std::int32_t>(found - known.begin());
   return found != known.end();

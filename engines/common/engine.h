@@ -1,5 +1,5 @@
-/* What the modules of all databases have in common: rule and grid as text, the side of a judgement to
- * tell of, and the limit of the state that was asked for last. */
+/* What the modules of all databases have in common: rule and grid as text, the side of a judgement
+ * to tell of, and the limit of the state that was asked for last. */
 #ifndef LIMES_ENGINES_COMMON_ENGINE_H
 #define LIMES_ENGINES_COMMON_ENGINE_H
 
@@ -18,11 +18,11 @@ typedef struct engine_error {
 
 /** How values lie along x, and their units. */
 typedef struct engine_grid {
-  double x0;             /**< 0 */
-  double dx;             /**< 1 */
-  double reference;      /**< of dB; 0: none */
-  int doubles;           /**< bytes hold doubles, not floats */
-  int is_along_x;        /**< x0, dx, x_unit or type was given: not a grid of a single value */
+  double x0;        /**< 0 */
+  double dx;        /**< 1 */
+  double reference; /**< of dB; 0: none */
+  int doubles;      /**< bytes hold doubles, not floats */
+  int is_along_x;   /**< x0, dx, x_unit or type was given: not a grid of a single value */
   char x_unit[ENGINE_TEXT];
   char unit[ENGINE_TEXT];
   int has_unit;
@@ -50,7 +50,8 @@ limes_status engine_worst(const limes_limit* limit, limes_side* side, limes_judg
 const char* engine_outcome_text(int32_t outcome);
 const char* engine_side_text(limes_side side);
 
-/** Mean, spread and both limits along x, NaN where there are none. To be freed by engine_free_limits. */
+/** Mean, spread and both limits along x, NaN where there are none. To be freed by
+ * engine_free_limits. */
 typedef struct engine_limits {
   size_t count;
   double* x;

@@ -9,11 +9,10 @@
  * A part is a number, or a blob of floats (doubles with type=float64 in the grid) in the byte order
  * of the machine. Grid and rule are texts of words key=value: see engine.h. NULL is no part: it is
  * not learnt, and judging it gives NULL. Everything that does not fit is an error. */
+#include <sqlite3ext.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include <sqlite3ext.h>
 
 #include "engines/common/engine.h"
 
