@@ -80,6 +80,10 @@ void FillFitted(const CSigCurve& k, const SGrid& from, const SGrid& to, SIndexRa
   if (drift < kSamePlace && std::fabs(offset - shift) < kSamePlace) {
     const float* const source = k.ValArray();
     const std::int64_t move = TruncToInt64(shift);
+    if (range.first + move >= from.first && range.last + move <= from.last) {
+      std::copy(source + range.first + move, source + range.last + move + 1, out + range.first);
+      return;
+    }
     for (std::int64_t i = range.first; i <= range.last; ++i) {
       out[i] = source[std::clamp(i + move, from.first, from.last)];
     }

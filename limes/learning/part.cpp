@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "limes/learning/curve_fit.h"
+#include "limes/learning/learning_loops.h"
 #include "limes/platform/memory_errors.h"
 
 namespace limes {
@@ -47,8 +48,16 @@ PartStatus CFittedPart::Check(const SCurvePart& part) {
   const float* same = nullptr;  // the value that all have
   bool constant = true;
   std::size_t points = 0;
-  for (std::int64_t i = grid.first; i <= grid.last; ++i) {
-    if (!part.covered.empty() && part.covered[static_cast<std::size_t>(i)] == 0) {
+  if (part.covered.empty()) {
+    points = static_cast<std::size_t>(grid.last - grid.first + 1);
+    same = values + grid.first;
+    if (!detail::AreFinite(same, same, points)) {
+      return PartStatus::kNotFinite;
+    }
+    constant = std::all_of(same, same + points, [same](float value) { return value == *same; });
+  }
+  for (std::int64_t i = grid.first; i <= grid.last && !part.covered.empty(); ++i) {
+    if (part.covered[static_cast<std::size_t>(i)] == 0) {
       continue;
     }
     if (!std::isfinite(values[i])) {

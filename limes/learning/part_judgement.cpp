@@ -129,10 +129,38 @@ bool IsDead(const CFittedPart& part, const CSigCurveExt& mean) {
                      [&](float value) { return value != m[range.first]; });
 }
 
+namespace {
+
+constexpr double kShareFarBelow = 0.95;
+
+/// Whether enough points lie below the mean at all; most parts are done with this, without spreads.
+bool AreBelow(const CurveOverlap& overlap, PointMask mask, const float* mean, bool mirrored) {
+  std::size_t points = 0;
+  std::size_t below = 0;
+  ForEachCovered(overlap, mask, [&](std::size_t first, const float* k, std::size_t n) {
+    const float* const m = mean + first;
+    std::size_t smaller = 0;
+    std::size_t larger = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      smaller += k[i] < m[i] ? 1U : 0U;
+      larger += k[i] > m[i] ? 1U : 0U;
+    }
+    points += n;
+    below += mirrored ? larger : smaller;
+  });
+  return static_cast<double>(below) >= kShareFarBelow * static_cast<double>(points);
+}
+
+}  // namespace
+
 bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt) {
   constexpr double kSpreads = 20.0;
-  constexpr double kShare = 0.95;
   constexpr std::int64_t kLeastPoints = 8;
+  const CurveOverlap overlap(&part.Curve(), &learnt.limit);
+  const PointMask mask = part.Masked(learnt.judged);
+  if (!AreBelow(overlap, mask, learnt.mean.ValArray(), part.IsMirrored())) {
+    return false;
+  }
   const SIndexRange range = learnt.mean.ValidIndices();
   float largest = 0.0F;
   for (std::int64_t i = range.first; i <= range.last; ++i) {
@@ -141,14 +169,13 @@ bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt) {
   const double sign = part.IsMirrored() ? -1.0 : 1.0;
   std::int64_t points = 0;
   std::int64_t below = 0;
-  ForEachPoint(CurveOverlap(&part.Curve(), &learnt.limit), part.Masked(learnt.judged), learnt,
-               [&](std::int64_t, float value, float mean, float spread) {
-                 const double least = std::max(kSpreads * double{spread}, 0.5 * double{largest});
-                 ++points;
-                 below += sign * (double{mean} - double{value}) > least ? 1 : 0;
-               });
+  ForEachPoint(overlap, mask, learnt, [&](std::int64_t, float value, float mean, float spread) {
+    const double least = std::max(kSpreads * double{spread}, 0.5 * double{largest});
+    ++points;
+    below += sign * (double{mean} - double{value}) > least ? 1 : 0;
+  });
   return points >= kLeastPoints &&
-         static_cast<double>(below) >= kShare * static_cast<double>(points);
+         static_cast<double>(below) >= kShareFarBelow * static_cast<double>(points);
 }
 
 SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double minShare,
