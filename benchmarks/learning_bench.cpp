@@ -9,7 +9,7 @@
 
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learning_loops.h"
-#include "limes/learning/part_score.h"
+#include "limes/learning/sided.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/file_stream.h"
 #include "limes/signals/extended_curve.h"
@@ -55,16 +55,21 @@ void Learn(benchmark::State& state) {
   }
 }
 
-void ScoreAndLearn(benchmark::State& state) {
-  CKurvenLernWerkzeug tool = LearntTool(state.range(0));
-  const CSigCurveExt k = RandomCurve(state.range(0), 9);
-  CSigCurveExt& m = *tool.Mittelwert();
-  CSigCurveExt& q = *tool.QuadratMW();
+/// Parts checked, fitted and learnt for both sides, with or without the scores of each before.
+template <bool kScored>
+void LearnPart(benchmark::State& state) {
+  limes::CSided<CKurvenLernWerkzeug> tools;
+  std::vector<CSigCurveExt> parts;
+  for (unsigned part = 0; part < 16; ++part) {
+    parts.push_back(RandomCurve(state.range(0), part));
+    benchmark::DoNotOptimize(tools.LearnPart(parts.back()));
+  }
+  std::size_t part = 0;
   for (auto _ : state) {
-    limes::SPartExcess excess;
-    limes::detail::ScoreAndLearnValues(m.ValArray(), q.ValArray(), k.ValArray(), k.DLen(), 1.0F,
-                                       0.0F, 3.0F, 0, excess);  // so that the spread stays
-    benchmark::DoNotOptimize(excess);
+    limes::SPartScoring scoring;
+    benchmark::DoNotOptimize(
+        tools.LearnPart(parts[part++ % parts.size()], {}, kScored ? &scoring : nullptr));
+    benchmark::DoNotOptimize(scoring);
   }
 }
 
@@ -252,7 +257,8 @@ void Register(const char* who, const char* operation, void (*run)(benchmark::Sta
 
 int main(int argc, char** argv) {
   Register("Ours", "NeueMessung", Learn);
-  Register("Ours", "ScoreAndLearn", ScoreAndLearn);
+  Register("Ours", "LearnPart", LearnPart<false>);
+  Register("Ours", "LearnPartScored", LearnPart<true>);
   Register("Ours", "GrenzeBilden", FormLimit);
   Register("Ours", "Widening", Widen);
   Register("Peer", "Widening", PlainWiden);

@@ -219,6 +219,30 @@ void WidenValues(float* y, std::size_t n, std::size_t w) {
   }
 }
 
+namespace {
+
+/// Index of the first k - r that is this difference; n without one.
+LIMES_CLONES std::size_t FirstDifference(const float* k, const float* r, std::size_t n,
+                                         float difference) {
+  constexpr std::size_t kRow = 64;
+  std::size_t i = 0;
+  for (; i + kRow <= n; i += kRow) {
+    std::uint32_t found = 0;
+    for (std::size_t j = 0; j < kRow; ++j) {
+      found |= k[i + j] - r[i + j] == difference ? 1U : 0U;
+    }
+    if (found != 0) {
+      break;
+    }
+  }
+  while (i < n && k[i] - r[i] != difference) {
+    ++i;
+  }
+  return i;
+}
+
+}  // namespace
+
 SLargest FindLargestDifference(const float* k, const float* r, std::size_t n) {
   constexpr std::size_t kSearched = 512;
   float largest = kLowest;
@@ -231,13 +255,8 @@ SLargest FindLargestDifference(const float* k, const float* r, std::size_t n) {
       block = start;
     }
   }
-  for (std::size_t i = block; i < n; ++i) {
-    const float d = k[i] - r[i];
-    if (d == largest) {
-      return {i, d};
-    }
-  }
-  return {0, std::numeric_limits<float>::quiet_NaN()};
+  const std::size_t i = block + FirstDifference(k + block, r + block, n - block, largest);
+  return i < n ? SLargest{i, k[i] - r[i]} : SLargest{0, std::numeric_limits<float>::quiet_NaN()};
 }
 
 namespace {

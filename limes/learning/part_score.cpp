@@ -24,22 +24,25 @@ struct BlockExcess {
   std::uint32_t points;
 };
 
-/// Shift of each point in spreads, and one over the spread; NaN and 0 where nothing varies.
-LIMES_CLONES void ShiftValues(float* __restrict shift, float* __restrict inverse,
-                              const float* __restrict m, const float* __restrict q,
-                              const float* __restrict k, std::size_t n) {
+/// Shift of each point in spreads, NaN where nothing varies, its opposite, and the base in spreads.
+LIMES_CLONES void ShiftValues(float* __restrict shift, float* __restrict opposite,
+                              float* __restrict least, const float* __restrict m,
+                              const float* __restrict q, const float* __restrict k, std::size_t n,
+                              float base) {
   for (std::size_t i = 0; i < n; ++i) {
     const float square = q[i] - m[i] * m[i];
     const float spread = std::sqrt(square > 0.0F ? square : 0.0F);
     const bool varies = spread > kNoSpread * std::fabs(m[i]);
-    inverse[i] = 1.0F / (varies ? spread : 1.0F);
-    shift[i] = varies ? (k[i] - m[i]) * inverse[i] : std::numeric_limits<float>::quiet_NaN();
+    const float inverse = 1.0F / (varies ? spread : 1.0F);
+    const float z = varies ? (k[i] - m[i]) * inverse : std::numeric_limits<float>::quiet_NaN();
+    shift[i] = z;
+    opposite[i] = -z;
+    least[i] = base * inverse;
   }
 }
 
 /// The largest of both sides, and the sum, in as many lanes on every processor.
-LIMES_CLONES BlockExcess Gather(const float* shift, const float* inverse, std::size_t n,
-                                float base) {
+LIMES_CLONES BlockExcess Gather(const float* shift, const float* least, std::size_t n) {
   float above[kLanes];
   float below[kLanes];
   float sum[kLanes];
@@ -55,9 +58,8 @@ LIMES_CLONES BlockExcess Gather(const float* shift, const float* inverse, std::s
 #endif
     for (std::size_t j = 0; j < kLanes; ++j) {
       const float z = shift[i + j];
-      const float least = base * inverse[i + j];
-      const float up = z - least;
-      const float down = -z - least;
+      const float up = z - least[i + j];
+      const float down = -z - least[i + j];
       above[j] = up > above[j] ? up : above[j];
       below[j] = down > below[j] ? down : below[j];
       sum[j] += z == z ? z : 0.0F;
@@ -72,16 +74,6 @@ LIMES_CLONES BlockExcess Gather(const float* shift, const float* inverse, std::s
     block.points += points[j];
   }
   return block;
-}
-
-/// Index of the first point whose excess is the given one; sign is -1 below.
-std::size_t Find(const float* shift, const float* inverse, std::size_t n, float base, float sign,
-                 float excess) {
-  std::size_t i = 0;
-  while (i + 1 < n && sign * shift[i] - base * inverse[i] != excess) {
-    ++i;
-  }
-  return i;
 }
 
 }  // namespace
@@ -136,35 +128,29 @@ namespace detail {
 void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, float base,
                  std::size_t first, SPartExcess& excess) {
   std::array<float, kBlock> shift;
-  std::array<float, kBlock> inverse;
+  std::array<float, kBlock> opposite;
+  std::array<float, kBlock> least;
   for (std::size_t start = 0; start < n; start += kBlock) {
     const std::size_t count = std::min(kBlock, n - start);
     const std::size_t padded = (count + kLanes - 1) / kLanes * kLanes;
-    ShiftValues(shift.data(), inverse.data(), m + start, q + start, k + start, count);
+    ShiftValues(shift.data(), opposite.data(), least.data(), m + start, q + start, k + start, count,
+                base);
     std::fill(shift.data() + count, shift.data() + padded, std::numeric_limits<float>::quiet_NaN());
-    std::fill(inverse.data() + count, inverse.data() + padded, 0.0F);
-    const BlockExcess block = Gather(shift.data(), inverse.data(), padded, base);
+    std::fill(least.data() + count, least.data() + padded, 0.0F);
+    const BlockExcess block = Gather(shift.data(), least.data(), padded);
+    const auto place = [&](const auto& values) {
+      return first + start + FindLargestDifference(values.data(), least.data(), count).index;
+    };
     if (block.above > excess.above) {
       excess.above = block.above;
-      excess.aboveAt =
-          first + start + Find(shift.data(), inverse.data(), count, base, 1.0F, block.above);
+      excess.aboveAt = place(shift);
     }
     if (block.below > excess.below) {
       excess.below = block.below;
-      excess.belowAt =
-          first + start + Find(shift.data(), inverse.data(), count, base, -1.0F, block.below);
+      excess.belowAt = place(opposite);
     }
     excess.shiftSum += double{block.shiftSum};
     excess.points += block.points;
-  }
-}
-
-void ScoreAndLearnValues(float* m, float* q, const float* k, std::size_t n, float a, float v,
-                         float base, std::size_t first, SPartExcess& excess) {
-  for (std::size_t start = 0; start < n; start += kBlock) {
-    const std::size_t count = std::min(kBlock, n - start);
-    ScoreValues(m + start, q + start, k + start, count, base, first + start, excess);
-    LearnValues(m + start, q + start, k + start, count, a, v);
   }
 }
 

@@ -57,9 +57,5 @@ namespace detail {
 void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, float base,
                  std::size_t first, SPartExcess& excess);
 
-/// The same, and then learns the values as LearnValues does, block by block while they are near.
-void ScoreAndLearnValues(float* m, float* q, const float* k, std::size_t n, float a, float v,
-                         float base, std::size_t first, SPartExcess& excess);
-
 }  // namespace detail
 }  // namespace limes

@@ -120,8 +120,13 @@ class CSided {
     }
   }
 
-  [[nodiscard]] LearnStatus LearnPart(const Part& part, const SPartRule& rule = {}) {
+  /// As LearnPart of the tool, for all sides; scoring is in the sign of the measurement.
+  [[nodiscard]] LearnStatus LearnPart(const Part& part, const SPartRule& rule = {},
+                                      SPartScoring* scoring = nullptr) {
     const PartStatus status = PrepareLearning(part, rule);
+    if (status == PartStatus::kOk && scoring != nullptr) {
+      *scoring = Score(double{First().Sockel()});
+    }
     if (status == PartStatus::kOk) {
       Learn();
     }
