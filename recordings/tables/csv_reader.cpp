@@ -285,9 +285,14 @@ bool CCsvReader::Next(std::vector<std::string_view>& cells) {
 }
 
 void CCsvReader::GoTo(const SPlace& place) {
-  file_->Seek(place.offset);
-  begin_ = end_ = 0;
-  atEnd_ = false;
+  const std::int64_t ahead = place.offset - next_.offset;
+  if (ahead >= 0 && ahead < static_cast<std::int64_t>(end_ - begin_)) {  // read already
+    begin_ += static_cast<std::size_t>(ahead);
+  } else {
+    file_->Seek(place.offset);
+    begin_ = end_ = 0;
+    atEnd_ = false;
+  }
   next_ = place;
 }
 
