@@ -77,14 +77,32 @@ def vector_reductions():
             yield f"DownsamlingMeanBin{bin}", n, lambda: np.add.reduceat(a, starts) / bin, 1
 
 
+def modes():
+    """Principal components learnt in batches; one part is a share of a batch."""
+    try:
+        from sklearn.decomposition import IncrementalPCA
+    except ImportError:
+        return
+    batch, n = 32, 1000
+    parts = np.random.default_rng(4).random((batch, n))
+    pca = IncrementalPCA(n_components=10)
+    yield "Learn", n, lambda: pca.partial_fit(parts), 1 / batch
+    yield "Judge", n, lambda: parts - pca.inverse_transform(pca.transform(parts)), 1 / batch
+
+
 def main():
-    peers = {"pairs": pairs, "arrays": arrays, "vector_reductions": vector_reductions}
+    peers = {
+        "pairs": pairs,
+        "arrays": arrays,
+        "vector_reductions": vector_reductions,
+        "modes": modes,
+    }
     name, out = sys.argv[1:]
     if name not in peers:
         return
     runs = [
         {
-            "name": f"Numpy/{operation}/{size}",
+            "name": f"{'Sklearn' if name == 'modes' else 'Numpy'}/{operation}/{size}",
             "run_type": "iteration",
             "cpu_time": best_ns(call) * share,
             "time_unit": "ns",

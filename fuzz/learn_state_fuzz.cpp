@@ -1,8 +1,12 @@
-// Learn states: the first byte picks the kind (bits 0, 2, 3 and 4) and, by bit 1, whether the
+// Learn states: the first byte picks the kind (bits 0, 2, 3, 4 and 5) and, by bit 1, whether the
 // checksum is made right, so that the fields behind it are reached. What is read is written again
 // and read with the same bytes.
+#include <cmath>
+#include <vector>
+
 #include "fuzz/fuzz.h"
 #include "limes/learning/calibration.h"
+#include "limes/learning/common_modes.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/drift_alarm.h"
 #include "limes/learning/learning_limit_value.h"
@@ -70,6 +74,20 @@ void RunDriftAlarm(Input input) {
   }
 }
 
+void RunModes(Input input) {
+  CCommonModes modes;
+  if (Reads(input, modes)) {
+    std::vector<double> part(modes.Points(), 2.0);
+    SModesOfPart told;
+    for (int i = 0; i < 3 && modes.Explain(part, told) == JudgeReason::kOk; ++i) {
+      const SPartScores scores = modes.Score(part, told, 1.0).scores;
+      Require(!std::isnan(scores.above) && !std::isnan(scores.below));
+      Require(modes.Learn(part) == LearnStatus::kOk);
+    }
+    Require(modes.Merge(modes) == MergeStatus::kOk);
+  }
+}
+
 }  // namespace
 
 void Try(Input input) {
@@ -79,7 +97,9 @@ void Try(Input input) {
     const Input covered(bytes.data(), bytes.size() - 4);
     detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
   }
-  if ((way & 8U) != 0) {
+  if ((way & 32U) != 0) {
+    RunModes(bytes);
+  } else if ((way & 8U) != 0) {
     (way & 16U) != 0 ? RunDriftAlarm(bytes) : RunCalibration(bytes);
   } else if ((way & 1U) == 0) {
     CLernenderGrenzwert limit;

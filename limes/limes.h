@@ -14,6 +14,7 @@
 #include "limes/kernels/resample_tool.h"
 #include "limes/kernels/vector_kernels.h"
 #include "limes/learning/calibration.h"
+#include "limes/learning/common_modes.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/drift_alarm.h"

@@ -25,6 +25,7 @@ enum class LearnStateKind : std::uint16_t {
   kTrack = 3,
   kCalibration = 4,
   kDriftAlarm = 5,
+  kModes = 6,
   kRatedLimit = 7,
 };
 
