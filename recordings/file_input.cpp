@@ -24,19 +24,8 @@ constexpr struct {
     {".au", FileKind::kSound},   {".curve", std::nullopt},    {".pairs", std::nullopt},
     {".array", std::nullopt},    {".uff", FileKind::kUff},    {".unv", FileKind::kUff},
     {".tdms", FileKind::kTdms},  {".npy", FileKind::kNumpy},  {".npz", FileKind::kNumpy},
-    {".mdf", FileKind::kMdf},    {".mf4", FileKind::kMdf},
-};
-
-/// Endings and beginnings of formats that are known and not read.
-constexpr struct {
-  std::string_view ending;
-  std::string_view start;
-  std::string_view name;
-} kUnread[] = {
-    {".mat", "MATLAB ", "MAT"},
-    {".h5", "\x89HDF", "HDF5"},
-    {".hdf5", "\x89HDF", "HDF5"},
-    {".hdf", "\x89HDF", "HDF5"},
+    {".mdf", FileKind::kMdf},    {".mf4", FileKind::kMdf},    {".mat", FileKind::kMat},
+    {".h5", FileKind::kHdf5},    {".hdf5", FileKind::kHdf5},  {".hdf", FileKind::kHdf5},
 };
 
 /// How files begin whose ending says nothing.
@@ -49,7 +38,7 @@ constexpr struct {
     {"caff", FileKind::kSound},      {"    -1\n", FileKind::kUff},     {"    -1\r", FileKind::kUff},
     {"    -1  ", FileKind::kUff},    {"TDSm", FileKind::kTdms},        {"TDSh", FileKind::kTdms},
     {"\x93NUMPY", FileKind::kNumpy}, {"PK\x03\x04", FileKind::kNumpy}, {"MDF     ", FileKind::kMdf},
-    {"UnFinMF ", FileKind::kMdf},
+    {"UnFinMF ", FileKind::kMdf},    {"\x89HDF\r\n", FileKind::kHdf5}, {"MATLAB ", FileKind::kMat},
 };
 
 std::string EndingOf(const std::string& path) {
@@ -65,17 +54,6 @@ auto FindEnding(const std::string& path) {
   const auto found = std::find_if(std::begin(kEndings), std::end(kEndings),
                                   [&](const auto& known) { return known.ending == ending; });
   return found == std::end(kEndings) ? nullptr : found;
-}
-
-/// Throws CInputError for a file of a format that is not read.
-void RefuseUnread(const std::string& path, std::string_view start) {
-  const std::string ending = EndingOf(path);
-  for (const auto& known : kUnread) {
-    if (ending == known.ending || start.starts_with(known.start)) {
-      throw CInputError(
-          path, std::string(known.name) + " files are not read; save it as .npz, .csv or TDMS");
-    }
-  }
 }
 
 }  // namespace
@@ -126,7 +104,6 @@ FileKind DetectKind(const std::string& path, CFileStream& stream) {
   const std::size_t size = stream.Read(block.data(), block.size());
   stream.Seek(0);
   const std::string_view start(block.data(), size);
-  RefuseUnread(path, start);
   for (const auto& known : kStarts) {
     if (start.starts_with(known.start)) {
       return known.kind;

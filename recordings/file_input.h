@@ -9,7 +9,7 @@
 namespace limes::recordings {
 
 /// What a file of measurements holds.
-enum class FileKind { kTable, kSound, kRecords, kUff, kTdms, kNumpy, kMdf };
+enum class FileKind { kTable, kSound, kRecords, kUff, kTdms, kNumpy, kMdf, kMat, kHdf5 };
 
 /// Whether it is a file of channels that each have their own x.
 constexpr bool HoldsChannels(FileKind kind) { return kind >= FileKind::kUff; }
@@ -25,8 +25,7 @@ std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 /// Opens a measurement for reading. Throws COpenError.
 void OpenForReading(const std::string& path, CDiskStream& stream);
 
-/// By the ending of the name, otherwise by the first bytes. Throws CInputError for a format that is
-/// known and not read.
+/// By the ending of the name, otherwise by the first bytes.
 FileKind DetectKind(const std::string& path, CFileStream& stream);
 
 }  // namespace limes::recordings

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "recordings/errors.h"
+
 namespace limes::recordings {
 namespace {
 
@@ -131,6 +133,22 @@ void TakeStep(const std::vector<SArray>& arrays, const SArray& array, SFileChann
 }
 
 }  // namespace
+
+void CArrayFile::TellLeftOut(const std::vector<SArray>& arrays,
+                             const std::map<std::string, std::vector<std::string>>& leftOut,
+                             bool complex, const std::string& path, const std::string& format) {
+  std::string reasons;
+  for (const auto& [why, names] : leftOut) {
+    notes_.push_back(LeftOut(why, names));
+    reasons += "; " + notes_.back();
+  }
+  if (std::none_of(arrays.begin(), arrays.end(), [](const auto& a) { return a.IsData(); })) {
+    throw CInputError(path, format + ": holds no array of numbers" + reasons);
+  }
+  if (complex) {
+    notes_.emplace_back("complex values are read as their magnitude");
+  }
+}
 
 void CArrayFile::MakeChannels(const std::vector<SArray>& arrays) {
   std::set<std::size_t> axes;

@@ -39,6 +39,12 @@ class CArrayFile : public CChannelFile {
   }
 
  protected:
+  /// Notes what is no channel, with names by the reason, and that complex values are magnitudes.
+  /// Throws CInputError when none of the arrays holds data.
+  void TellLeftOut(const std::vector<SArray>& arrays,
+                   const std::map<std::string, std::vector<std::string>>& leftOut, bool complex,
+                   const std::string& path, const std::string& format);
+
   /// Makes channels of the arrays; those of an empty group are the file's own.
   void MakeChannels(const std::vector<SArray>& arrays);
 

@@ -245,6 +245,10 @@ std::unique_ptr<CChannelFile> OpenChannels(FileKind kind, CFileStream& stream,
       return OpenNumpy(stream, path);
     case FileKind::kMdf:
       return OpenMdf(stream, path);
+    case FileKind::kMat:
+      return OpenMat(stream, path);
+    case FileKind::kHdf5:
+      return OpenHdf5(stream, path);
     default:
       throw CInputError(path, "is no file of channels");
   }

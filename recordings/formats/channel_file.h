@@ -60,6 +60,8 @@ std::unique_ptr<CChannelFile> OpenUff(CFileStream& stream, const std::string& pa
 std::unique_ptr<CChannelFile> OpenTdms(CFileStream& stream, const std::string& path);
 std::unique_ptr<CChannelFile> OpenNumpy(CFileStream& stream, const std::string& path);
 std::unique_ptr<CChannelFile> OpenMdf(CFileStream& stream, const std::string& path);
+std::unique_ptr<CChannelFile> OpenMat(CFileStream& stream, const std::string& path);
+std::unique_ptr<CChannelFile> OpenHdf5(CFileStream& stream, const std::string& path);
 
 /// The channels of a file as one part, chosen and with x as the settings say.
 std::unique_ptr<CPartReader> MakeChannelReader(std::unique_ptr<CChannelFile> file,

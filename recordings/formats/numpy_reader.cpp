@@ -80,19 +80,7 @@ class CNumpy : public CArrayFile {
   }
 
   void Finish(const std::string& path) {
-    const bool any =
-        std::any_of(arrays_.begin(), arrays_.end(), [](const auto& a) { return a.IsData(); });
-    std::string reasons;
-    for (const auto& [why, names] : leftOut_) {
-      notes_.push_back(LeftOut(why, names));
-      reasons += "; " + notes_.back();
-    }
-    if (!any) {
-      throw CInputError(path, "holds no array of numbers" + reasons);
-    }
-    if (complex_) {
-      notes_.emplace_back("complex values are read as their magnitude");
-    }
+    TellLeftOut(arrays_, leftOut_, complex_, path, archive_ ? "NPZ" : "NPY");
     MakeChannels(arrays_);
   }
 

@@ -191,7 +191,7 @@ TEST(Npy, ArraysAreReadByTheirHead) {
        "a [] 0+0.5[s]: 2 4 6; "
        "| x is in s, as the name t says| --dx is taken instead of what the file says"},
       {Npy("'|O'", "(2,)", false, six),
-       "f: holds no array of numbers; left out, as they hold Python objects, which are never "
+       "f: NPY: holds no array of numbers; left out, as they hold Python objects, which are never "
        "unpickled: 'f'"},
       {Npy("'<f8'", "(4294967296, 4294967296)", false, six),
        "cut short: the array needs 18446744073709551615 times 8 bytes, 24 are "

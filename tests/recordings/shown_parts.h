@@ -11,15 +11,16 @@ namespace limes::recordings {
 
 /// What a file is read as: "name [unit] x0+dx[x unit]: values; ..." and its notes, or the reason
 /// why not.
-inline std::string Read(const std::string& bytes, const SReadSettings& settings = {}) {
-  CMemoryStream stream(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+inline std::string ReadStream(CFileStream& stream, const std::string& path,
+                              const SReadSettings& settings = {}) {
   std::ostringstream shown;
   std::string notes;
   const std::vector<SCondition> where;
-  const SReadContext context{
-      "f", &settings, &where, false, false, [&](const std::string& note) { notes += "| " + note; }};
+  const SReadContext context{path,   &settings,
+                             &where, false,
+                             false,  [&](const std::string& note) { notes += "| " + note; }};
   try {
-    const auto reader = MakePartReader(DetectKind("f", stream), stream, context);
+    const auto reader = MakePartReader(DetectKind(path, stream), stream, context);
     for (SPart part; reader->Next(part);) {
       for (const SQuantity& q : part.quantities) {
         shown << q.name << " [" << q.unit.Display() << "] " << q.x0 << "+" << q.dx << "["
@@ -34,6 +35,11 @@ inline std::string Read(const std::string& bytes, const SReadSettings& settings 
     return e.what();
   }
   return shown.str() + notes;
+}
+
+inline std::string Read(const std::string& bytes, const SReadSettings& settings = {}) {
+  CMemoryStream stream(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+  return ReadStream(stream, "f", settings);
 }
 
 }  // namespace limes::recordings
