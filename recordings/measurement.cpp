@@ -2,6 +2,7 @@
 
 #include "limes/platform/text.h"
 #include "recordings/text.h"
+#include "recordings/unit_conversion.h"
 
 namespace limes::recordings {
 
@@ -23,7 +24,7 @@ SUnit ParseUnit(std::string_view text) {
     return result;
   }
   bool exact = false;
-  result.unit = CMeasuringUnit::FromText(Utf8ToWide(text), &exact);
+  result.unit = CMeasuringUnit::FromText(Utf8ToWide(UsualSpelling(text)), &exact);
   if (!exact || result.unit.empty()) {
     result.unit = CMeasuringUnit();
     result.text = text;

@@ -49,6 +49,29 @@ class Cycle : public test::HostTest {
   }
 };
 
+TEST_F(Cycle, UnitsOfOneKindAreConvertedAndTold) {
+  const auto table = [this](const char* name, const char* x, const char* unit, double dx,
+                            double factor) {
+    std::string text = std::string("t [") + x + "],w [" + unit + "]\n";
+    for (int i = 0; i < 5; ++i) {
+      text += std::to_string(i * dx) + "," + std::to_string((3.0 + i) * factor) + "\n";
+    }
+    return Write(name, text);
+  };
+  Run({"learn", "--factor", "3", "--base", "0.001", table("a.csv", "s", "m", 0.5, 1.0)}, 0);
+  const std::string said =
+      "warning: 'w' is converted from mm to m\n"
+      "warning: x of 'w' is converted from ms to s\n";
+  const std::string milli = table("b.csv", "ms", "mm", 500.0, 1000.0);
+  EXPECT_THAT(Run({"learn", milli, milli, "--again"}, 0).err, testing::StartsWith(said));
+  Run({"learn", table("c.csv", "s", "m", 0.5, 1.0001)}, 0);
+  EXPECT_EQ(Run({"test", milli}, 0).err, said);
+  EXPECT_EQ(Run({"test", table("d.csv", "s", "km", 0.5, 1.0)}, 1).err,
+            "warning: 'w' is converted from km to m\n");
+  EXPECT_THAT(Run({"test", table("e.csv", "s", "kg", 0.5, 1.0)}, 3).err,
+              HasSubstr("'w' is in kg, in the store in m"));
+}
+
 TEST_F(Cycle, ReadsSoundCutsAndFormsSpectra) {
   const auto tone = [](double level) {
     return [level, random = std::mt19937(3)](std::size_t i, int channel) mutable {

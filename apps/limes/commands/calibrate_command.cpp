@@ -106,6 +106,7 @@ class CCalibration {
     SPart part;
     for (std::size_t file = 0; source.OpenNext(); ++file) {
       while (source.Next(part)) {
+        model_.ConvertUnits(part, [this](const std::string& text) { Warn(console_, text); });
         if (options_.frozen) {
           CheckIsNew(part);
         }

@@ -105,6 +105,7 @@ class CLearnRun {
     }
     try {
       while (source_->Next(part_)) {
+        model_->ConvertUnits(part_, [this](const std::string& text) { Warn(console_, text); });
         LearnPart();
         if (bar.IsDue()) {
           bar.Show(source_->Progress());

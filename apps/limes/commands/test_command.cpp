@@ -132,6 +132,7 @@ class CTestRun {
   void JudgeFile(CProgressBar& bar) {
     SPart part;
     while (source_.Next(part)) {
+      model_.ConvertUnits(part, [this](const std::string& text) { Warn(console_, text); });
       pending_.push_back(model_.Judge(part));
       shifts_.push_back(model_.Shifts());
       pending_.back().content = ContentOf(part, RecordOf(part));

@@ -8,6 +8,7 @@
 #include "apps/limes/model/quantity_model.h"
 #include "limes/learning/score.h"
 #include "recordings/text.h"
+#include "recordings/unit_conversion.h"
 
 namespace limes::host {
 namespace {
@@ -133,6 +134,41 @@ void CModel::ForEachQuantity(const SPart& part, Call prepare) {
   }
   for (std::size_t i = 0; i < quantities_.size(); ++i) {
     prepare(*quantities_[i], part.quantities[order_[i]]);
+  }
+}
+
+void CModel::ConvertUnits(SPart& part, const recordings::NoteTaker& note) {
+  using recordings::ConversionBetween;
+  for (SQuantity& q : part.quantities) {
+    const auto known = std::find_if(quantities_.begin(), quantities_.end(),
+                                    [&](const auto& model) { return model->Name() == q.name; });
+    if (known == quantities_.end() ||
+        (q.unit == (*known)->Unit() && q.xUnit == (*known)->XUnit())) {
+      continue;
+    }
+    const SUnit from = q.unit;
+    const SUnit xFrom = q.xUnit;
+    const SUnit& to = (*known)->Unit();
+    const SUnit& xTo = (*known)->XUnit();
+    const auto values = ConversionBetween(from, to);
+    const auto x = ConversionBetween(xFrom, xTo);
+    if (!values || !x) {
+      continue;
+    }
+    Convert(q, *values, to, *x, xTo);
+    const auto tell = [&](const char* what, const SUnit& a, const SUnit& b) {
+      const std::string text =
+          what + Quoted(q.name) + " is converted from " + a.Display() + " to " + b.Display();
+      if (told_.insert(text).second && note) {
+        note(text);
+      }
+    };
+    if (!values->IsIdentity()) {
+      tell("", from, to);
+    }
+    if (!x->IsIdentity()) {
+      tell("x of ", xFrom, xTo);
+    }
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "apps/limes/model/model_scores.h"
 #include "limes/learning/part_score.h"
 #include "recordings/measurement.h"
+#include "recordings/part_reader.h"
 
 namespace limes::host {
 
@@ -56,6 +58,10 @@ class CModel {
   /// or all when it has none. Throws CUsageError, with no quantity in common or when one of them
   /// is measured or learnt otherwise; discard the model then. The other one is used up.
   SJoined Join(CModel other);
+
+  /// Converts quantities to the units in which they are learnt, where that is exact, and tells it
+  /// once each. Others stay, and are refused later.
+  void ConvertUnits(SPart& part, const recordings::NoteTaker& note);
 
   /// Prepares a part for Score and LearnPrepared. Empty, or why it is refused: it covers too
   /// little, unless that is allowed, or has no signal. Throws CInputError when it is another
@@ -155,6 +161,7 @@ class CModel {
 
   SSettings settings_;
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;
+  std::set<std::string> told_;      ///< conversions of units
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
   CModelScores scores_;
   CDriftWatch drift_;
