@@ -17,6 +17,18 @@ bool IsBelow(const SCorner& a, const SCorner& b, const SCorner& c) {
          (c.excess - a.excess) * (b.spread - a.spread);
 }
 
+/// By the steepness of the line from the origin; of equal ones the left one is the steeper.
+bool IsFlatter(const SCorner& a, const SCorner& b) {
+  const double one = a.excess / a.spread;
+  const double other = b.excess / b.spread;
+  return one < other || (one == other && a.spread > b.spread);
+}
+
+/// Of equally far ones the upper is the right one.
+bool IsLeft(const SCorner& a, const SCorner& b) {
+  return a.spread < b.spread || (a.spread == b.spread && a.excess < b.excess);
+}
+
 }  // namespace
 
 void CPartMargin::Clear() {
@@ -39,27 +51,48 @@ void CPartMargin::Add(double excess, double spread) {
   }
 }
 
-/// The upper hull by monotone chain (Andrew, Information Processing Letters 9, 1979, 216).
+/// The upper hull right of its steepest point (Barber, Dobkin, Huhdanpaa, The quickhull algorithm,
+/// ACM Trans. Math. Softw. 22, 1996, 469).
 void CPartMargin::Reduce() {
-  std::sort(points_.begin(), points_.end(), [](const SCorner& a, const SCorner& b) {
-    return a.spread < b.spread || (a.spread == b.spread && a.excess > b.excess);
-  });
-  std::size_t n = 0;
-  for (const SCorner& point : points_) {
-    if (n > 0 && points_[n - 1].spread == point.spread) {
-      continue;
+  hull_.clear();
+  if (!points_.empty()) {
+    const SCorner steepest = *std::max_element(points_.begin(), points_.end(), IsFlatter);
+    const SCorner last = *std::max_element(points_.begin(), points_.end(), IsLeft);
+    hull_.push_back(steepest);
+    if (last.spread > steepest.spread) {
+      const auto above = std::partition(points_.begin(), points_.end(), [&](const SCorner& point) {
+        return steepest.spread < point.spread && !IsBelow(steepest, point, last);
+      });
+      AddBetween(std::span(points_.begin(), above), steepest, last);
+      hull_.push_back(last);
     }
-    while (n > 1 && IsBelow(points_[n - 2], points_[n - 1], point)) {
-      --n;
-    }
-    points_[n++] = point;
   }
-  points_.resize(n);
-  const auto steepest = std::max_element(
-      points_.begin(), points_.end(),
-      [](const SCorner& a, const SCorner& b) { return a.excess / a.spread < b.excess / b.spread; });
-  points_.erase(points_.begin(), steepest);
+  points_ = hull_;
   reduced_ = points_.size();
+}
+
+/// Adds the corners among points that lie above the line between two corners.
+void CPartMargin::AddBetween(std::span<SCorner> points, const SCorner& from, const SCorner& to) {
+  if (points.empty()) {
+    return;
+  }
+  const auto height = [&](const SCorner& p) {
+    return (p.excess - from.excess) * (to.spread - from.spread) -
+           (to.excess - from.excess) * (p.spread - from.spread);
+  };
+  const SCorner top =
+      *std::max_element(points.begin(), points.end(), [&](const SCorner& a, const SCorner& b) {
+        return height(a) < height(b) || (height(a) == height(b) && a.spread > b.spread);
+      });
+  const auto left = std::partition(points.begin(), points.end(), [&](const SCorner& point) {
+    return point.spread < top.spread && !IsBelow(from, point, top);
+  });
+  const auto right = std::partition(left, points.end(), [&](const SCorner& point) {
+    return point.spread > top.spread && !IsBelow(top, point, to);
+  });
+  AddBetween(std::span(points.begin(), left), from, top);
+  hull_.push_back(top);
+  AddBetween(std::span(left, right), top, to);
 }
 
 std::span<const SCorner> CPartMargin::Corners() {

@@ -30,13 +30,16 @@ class LIMES_EXPORT CPartMargin {
   void Add(double excess, double spread);
 
   /// The corners of what was added, by rising spread; the first has spread 0 where a point that
-  /// does not vary lies above M. Valid until the next call. O(points log points) after Add.
+  /// does not vary lies above M. Valid until the next call. O(points log corners) after Add,
+  /// their square at worst.
   std::span<const SCorner> Corners();
 
  private:
   void Reduce();
+  void AddBetween(std::span<SCorner> points, const SCorner& from, const SCorner& to);
 
   std::vector<SCorner> points_;
+  std::vector<SCorner> hull_;
   std::vector<SCorner> corners_;
   double unvarying_ = 0.0;   ///< largest excess of points with S 0
   std::size_t reduced_ = 0;  ///< points when they were corners last

@@ -235,8 +235,8 @@ TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
   Execute("UPDATE state SET record = substr(record, 1, 60)");
   EXPECT_EQ(RunLimes({"show", store_}).code, 4);
   EXPECT_THAT(RunLimes(Learn(1, 2)).err, HasSubstr("quantity 'a': the learn state"));
-  Execute("PRAGMA user_version = 8");
-  expect("has schema version 8, this program knows up to 7");
+  Execute("PRAGMA user_version = 9");
+  expect("has schema version 9, this program knows up to 8");
 }
 
 TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
@@ -249,6 +249,35 @@ TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
   EXPECT_EQ(Read(store_)[20], 8) << "no room for checks";
   EXPECT_EQ(
       RunLimes({"report", store_, "--json"}).Lines().at(3).at("quantities").at(0).at("learnt"), 4);
+}
+
+TEST_F(Store, TellsOfValuesThatPassedWhatWasSaidWhenTheyWereJudged) {
+  std::string table = "a [V],b \xC2\xB5\\ [A]\n";
+  for (int i = 0; i < 40; ++i) {
+    table += std::to_string(i % 7) + ".1," + std::to_string(i * i % 11) + "e-3\n";
+  }
+  const std::string file = Write("values.csv", table);
+  for (const char* sides : {"upper", "lower", "both"}) {
+    std::filesystem::remove(store_);
+    RunLimes({"learn", store_, file, "--values", "--sides", sides, "--base", "0.25"});
+    for (const std::string base : {"0.25", "0.5"}) {
+      SCOPED_TRACE(sides + (" " + base));
+      const auto said =
+          RunLimes({"test", store_, file, "--json", "--factor", "3", "--base", base}).Lines();
+      auto kept = RunLimes({"report", store_, "--json"}).Lines();
+      ASSERT_EQ(said.size(), 40U);
+      ASSERT_EQ(kept.size(), 40U);
+      for (std::size_t i = 0; i < kept.size(); ++i) {
+        kept[i].erase("rule");
+        EXPECT_EQ(kept[i], said[i]);
+      }
+    }
+  }
+  CDatabase database(store_, CDatabase::Mode::kReading);
+  EXPECT_EQ(database.QueryInt("SELECT count(*) FROM verdict"), 0);
+  EXPECT_EQ(database.QueryInt("SELECT count(*) FROM limits"), 8)
+      << "the same for all parts of a run";
+  EXPECT_EQ(database.QueryInt("SELECT count(*) FROM judged WHERE max_deviation < 0"), 2 * 4 * 40);
 }
 
 TEST_F(Store, LeavesNoHalfPageBehindWhenStopped) {

@@ -4,6 +4,7 @@
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/report/html_report.h"
+#include "apps/limes/report/json_text.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
@@ -34,6 +35,7 @@ int RunReport(const SOptions& options, SConsole& console) {
   SCounts counts;
   const std::string good = store.Settings().value_or(SSettings()).good;
   std::string rule;
+  CJsonText json;
   store.ForEachJudged(options.allRuns, [&](const SPartVerdict& verdict) {
     counts.Add(verdict, good);
     if (!options.json && verdict.rule != rule) {
@@ -41,7 +43,7 @@ int RunReport(const SOptions& options, SConsole& console) {
       rule = verdict.rule;
     }
     if (options.json) {
-      PrintVerdictJson(console.out, verdict);
+      PrintVerdictJson(console.out, json, verdict);
     } else {
       PrintVerdict(console.out, verdict, console.colours);
     }

@@ -11,6 +11,7 @@
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/html_report.h"
 #include "apps/limes/report/json_line.h"
+#include "apps/limes/report/json_text.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
@@ -22,6 +23,8 @@ namespace limes::host {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMostPending = 4096;  ///< parts judged that wait to be stored
 
 /// A file that could not be used.
 struct SUnusable {
@@ -142,6 +145,10 @@ class CTestRun {
       if (bar.IsDue()) {
         bar.Show(source_.Progress());
       }
+      if (pending_.size() == kMostPending) {
+        bar.Clear();
+        Store();
+      }
     }
     if (source_.MayHoldSeveral() || Clock::now() - stored_ > std::chrono::milliseconds(200)) {
       bar.Clear();
@@ -184,7 +191,7 @@ class CTestRun {
     for (const SPartVerdict& verdict : pending_) {
       counts_.Add(verdict, settings_.good);
       if (options_.json) {
-        PrintVerdictJson(console_.out, verdict);
+        PrintVerdictJson(console_.out, json_, verdict);
       } else {
         PrintVerdict(console_.out, verdict, console_.colours);
       }
@@ -246,6 +253,7 @@ class CTestRun {
   CPartSource source_;
   std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
   std::unique_ptr<CHtmlReport> report_;
+  CJsonText json_;
   std::vector<SPartVerdict> pending_;        ///< judged, not yet stored
   std::vector<std::vector<SShift>> shifts_;  ///< of each of them
   std::vector<SUnusable> unusable_;

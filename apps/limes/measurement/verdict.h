@@ -62,34 +62,34 @@ struct SQuantityVerdict {
   TCorners corners;                   ///< what tells the factor that passes at any base
 };
 
-/// Calls visit(SField, field) for every field of a record that is shown or stored, in the order of
-/// JSON. The store keeps name and units with the quantity.
-void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto& v) {
-  visit(SField{"name", nullptr}, v.name);
-  visit(SField{"side", "side"}, v.side);
-  visit(SField{"verdict", "verdict"}, v.verdict);
-  visit(SField{"max_deviation", "max_deviation"}, v.maxDeviation);
-  visit(SField{"excess_in_s", "excess_in_s"}, v.excessInS);
-  visit(SField{"x", "x"}, v.x);
-  visit(SField{"value", "value"}, v.value);
-  visit(SField{"limit", "limit_value"}, v.limit);
-  visit(SField{"mean", "mean"}, v.mean);
-  visit(SField{"spread", "spread"}, v.spread);
-  visit(SField{"rms_deviation", "rms_deviation"}, v.rmsDeviation);
-  visit(SField{"judged_share", "judged_share"}, v.judgedShare);
-  visit(SField{"unit", nullptr}, v.unit);
-  visit(SField{"largest_in_s", "largest_in_s", 5}, v.largestInS);
-  visit(SField{"largest_in_s_x", "largest_in_s_x", 5}, v.largestInSX);
-  visit(SField{"reason", "reason", 5}, v.reason);
-  visit(SField{nullptr, "corners", 6}, v.corners);
-  visit(SField{"factor", "factor", 6}, v.factor);
+/// Calls visit(SField, field of each) for every field of a record that is shown or stored, in the
+/// order of JSON. The store keeps name and units with the quantity.
+void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto&... v) {
+  visit(SField{"name", nullptr}, v.name...);
+  visit(SField{"side", "side"}, v.side...);
+  visit(SField{"verdict", "verdict"}, v.verdict...);
+  visit(SField{"max_deviation", "max_deviation"}, v.maxDeviation...);
+  visit(SField{"excess_in_s", "excess_in_s"}, v.excessInS...);
+  visit(SField{"x", "x"}, v.x...);
+  visit(SField{"value", "value"}, v.value...);
+  visit(SField{"limit", "limit_value"}, v.limit...);
+  visit(SField{"mean", "mean"}, v.mean...);
+  visit(SField{"spread", "spread"}, v.spread...);
+  visit(SField{"rms_deviation", "rms_deviation"}, v.rmsDeviation...);
+  visit(SField{"judged_share", "judged_share"}, v.judgedShare...);
+  visit(SField{"unit", nullptr}, v.unit...);
+  visit(SField{"largest_in_s", "largest_in_s", 5}, v.largestInS...);
+  visit(SField{"largest_in_s_x", "largest_in_s_x", 5}, v.largestInSX...);
+  visit(SField{"reason", "reason", 5}, v.reason...);
+  visit(SField{nullptr, "corners", 6}, v.corners...);
+  visit(SField{"factor", "factor", 6}, v.factor...);
 }
 
 /// Of the limit, where it is known.
-void VisitFields(auto visit, SameRecord<SLimitSureness> auto& s) {
-  visit(SField{"learnt", "learnt", 2}, s.parts);
-  visit(SField{"effective_parts", "effective_parts", 2}, s.effectiveParts);
-  visit(SField{"chance_per_point", "chance_per_point", 2}, s.rejectedPerPoint);
+void VisitFields(auto visit, SameRecord<SLimitSureness> auto&... s) {
+  visit(SField{"learnt", "learnt", 2}, s.parts...);
+  visit(SField{"effective_parts", "effective_parts", 2}, s.effectiveParts...);
+  visit(SField{"chance_per_point", "chance_per_point", 2}, s.rejectedPerPoint...);
 }
 
 /// A region beyond a limit, or a single value.

@@ -55,6 +55,9 @@ SDefect DefectOf(const CDefectReport& report, const SQuantityVerdict& quantity) 
 
 void AddItem(CProtocolItemList& items, CProtocolItem item, const SQuantityVerdict& verdict,
              const std::optional<double>& excessInS) {
+  if (item.state == Verdict::kPass && !items.Items().empty()) {
+    return;  // says nothing that the others do not
+  }
   item.name = Utf8ToWide(verdict.name);
   item.unit = Utf8ToWide(verdict.unit);
   item.priority = Priority(excessInS);

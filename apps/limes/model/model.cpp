@@ -371,6 +371,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
   verdict.part = part.name;
   verdict.label = part.label;
   verdict.scores = Score().scores;
+  verdict.quantities.reserve(2 * quantities_.size());
   CProtocolItemList items;
   for (const auto& model : quantities_) {
     model->Judge(verdict, items);

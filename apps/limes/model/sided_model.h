@@ -76,7 +76,7 @@ class CSidedModel : public CQuantityModel {
       q.unit = unit_.Display();
       q.xUnit = xUnit_.Display();
       q.sureness = Sureness(side);
-      q.factor = Factor(side);
+      q.factor = FactorKept(side);
       static const std::vector<SCurveExcess> kNone;
       SPartJudgement none;
       none.reason = fits_ ? PartStatus::kNothingLearnt : PartStatus::kNoCommonPoint;
@@ -178,6 +178,7 @@ class CSidedModel : public CQuantityModel {
   void SetStale() {
     stale_ = true;
     sureness_ = {};
+    factors_ = {};
   }
 
   /// Throws for what does not fit; what must not be learnt is told by the text.
@@ -212,6 +213,15 @@ class CSidedModel : public CQuantityModel {
            : status == PartStatus::kLongerThanTemplate
                ? ": begin a new store with a whole part (--allow-short learns what both cover)"
                : "";
+  }
+
+  /// The factor, formed once for many parts.
+  std::optional<double> FactorKept(Side side) {
+    auto& kept = factors_[CSidedJudgement::Index(side)];
+    if (!kept) {
+      kept = Factor(side);
+    }
+    return *kept;
   }
 
   std::optional<double> InSpreads(double excess, double spread) const {
@@ -262,6 +272,7 @@ class CSidedModel : public CQuantityModel {
   CSidedJudgement judgement_;
   std::unique_ptr<SFrozen> frozen_;
   std::array<std::optional<SLimitSureness>, 2> sureness_;
+  std::array<std::optional<std::optional<double>>, 2> factors_;
 };
 
 }  // namespace limes::host

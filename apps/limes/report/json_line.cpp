@@ -5,8 +5,12 @@
 
 namespace limes::host {
 
+std::string Dumped(const nlohmann::ordered_json& json) {
+  return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 void PrintJsonLine(std::ostream& out, const nlohmann::ordered_json& json) {
-  out << json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  out << Dumped(json) << '\n';
 }
 
 nlohmann::ordered_json DriftJson(const std::vector<SDriftFound>& drifts) {

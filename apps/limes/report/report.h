@@ -11,14 +11,17 @@
 
 namespace limes::host {
 
+class CJsonText;
+
 /// One line per part and its defects for people; colours only when asked for.
 void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours);
 
 /// The rule that a stored verdict was given by, in a line; nothing where it was not stored.
 void PrintRule(std::ostream& out, const SPartVerdict& verdict);
 
-/// One JSON object and a line end. The field names are a contract with scripts.
-void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict);
+/// One JSON object and a line end, written through json, which serves many parts. The field names
+/// are a contract with scripts.
+void PrintVerdictJson(std::ostream& out, CJsonText& json, const SPartVerdict& verdict);
 
 /// Counts of a test run.
 struct SCounts {

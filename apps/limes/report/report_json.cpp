@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <string_view>
 
 #include "apps/limes/measurement/number_text.h"
 #include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/report/json_line.h"
+#include "apps/limes/report/json_text.h"
 #include "apps/limes/report/report.h"
 #include "recordings/measurement.h"
 #include "recordings/text.h"
@@ -14,31 +16,47 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json ToJson(const auto& value) { return Json(value); }
-Json ToJson(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
-Json ToJson(const std::optional<std::string>& value) {
+template <class T>
+Json ToJson(const std::optional<T>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
-Json ToJson(const TCorners&) { return nullptr; }  // for the store alone
-Json ToJson(const Side& side) { return SideText(side); }
-Json ToJson(const Verdict& verdict) { return VerdictText(verdict); }
+
+void AddTo(CJsonText& json, const char* name, double value) { json.Add(name, value); }
+void AddTo(CJsonText& json, const char* name, std::integral auto value) {
+  json.Add(name, std::int64_t{value});
+}
+void AddTo(CJsonText& json, const char* name, const std::string& value) { json.Add(name, value); }
+void AddTo(CJsonText& json, const char* name, Side value) { json.Add(name, SideText(value)); }
+void AddTo(CJsonText& json, const char* name, Verdict value) { json.Add(name, VerdictText(value)); }
+void AddTo(CJsonText&, const char*, const TCorners&) {}  // for the store alone
+template <class T>
+void AddTo(CJsonText& json, const char* name, const std::optional<T>& value) {
+  if (value) {
+    AddTo(json, name, *value);
+  } else {
+    json.AddNull(name);
+  }
+}
 
 /// Adds the fields of a record that are shown.
-void AddFields(Json& json, const auto& record) {
+void AddFields(CJsonText& json, const auto& record) {
   VisitFields(
       [&](const SField& field, const auto& value) {
         if (field.name != nullptr) {
-          json[field.name] = ToJson(value);
+          AddTo(json, field.name, value);
         }
       },
       record);
 }
 
-void AddSureness(Json& json, const std::optional<SLimitSureness>& sureness) {
+/// Calls visit(name, value) for the fields, nothing where it is not known.
+void VisitSureness(auto visit, const std::optional<SLimitSureness>& sureness) {
   const SLimitSureness known = sureness.value_or(SLimitSureness());
-  VisitFields([&](const SField& field,
-                  const auto& value) { json[field.name] = sureness ? Json(value) : Json(nullptr); },
-              known);
+  VisitFields(
+      [&](const SField& field, const auto& value) {
+        visit(field.name, sureness ? std::optional(value) : std::nullopt);
+      },
+      known);
 }
 
 /// The rule among the settings that a verdict was stored with.
@@ -114,41 +132,54 @@ void PrintRule(std::ostream& out, const SPartVerdict& verdict) {
   }
 }
 
-void PrintVerdictJson(std::ostream& out, const SPartVerdict& verdict) {
-  Json json;
-  json["part"] = verdict.part;
+void PrintVerdictJson(std::ostream& out, CJsonText& json, const SPartVerdict& verdict) {
+  json.Begin('{');
+  json.Add("part", verdict.part);
   if (verdict.label) {
-    json["label"] = *verdict.label;
+    json.Add("label", *verdict.label);
   }
-  json["verdict"] = VerdictText(verdict.verdict);
+  json.Add("verdict", VerdictText(verdict.verdict));
   AddFields(json, verdict.scores);
   if (!verdict.rule.empty()) {
-    json["rule"] = RuleOf(verdict);
+    json.AddJson("rule", RuleOf(verdict).dump());
   }
-  json["quantities"] = Json::array();
+  json.Begin('[', "quantities");
   for (const auto& q : verdict.quantities) {
-    Json entry;
-    AddFields(entry, q);
-    AddSureness(entry, q.sureness);
-    json["quantities"].push_back(std::move(entry));
+    json.Begin('{');
+    AddFields(json, q);
+    VisitSureness([&](const char* name, const auto& value) { AddTo(json, name, value); },
+                  q.sureness);
+    json.End('}');
   }
+  json.End(']');
   if (!verdict.drifts.empty()) {
-    json["drift"] = DriftJson(verdict.drifts);
+    json.AddJson("drift", Dumped(DriftJson(verdict.drifts)));
   }
-  json["defects"] = Json::array();
+  json.Begin('[', "defects");
   for (const SDefect& defect : verdict.defects) {
-    json["defects"].push_back(defect.text);
+    json.Add("", defect.text);
   }
-  json["findings"] = Json::array();
+  json.End(']');
+  json.Begin('[', "findings");
   for (const SDefect& defect : verdict.defects) {
-    Json finding;
-    AddFields(finding, defect);
-    if (!defect.from) {
-      finding["x"] = nullptr;
-    }
-    json["findings"].push_back(std::move(finding));
+    json.Begin('{');
+    VisitFields(
+        [&](const SField& field, const auto& value) {
+          if (field.name == nullptr) {
+            return;
+          }
+          if (field.name == std::string_view("x") && !defect.from) {
+            json.AddNull(field.name);
+          } else {
+            AddTo(json, field.name, value);
+          }
+        },
+        defect);
+    json.End('}');
   }
-  PrintJsonLine(out, json);
+  json.End(']');
+  json.End('}');
+  out << json.Take() << '\n';
 }
 
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings,
@@ -158,7 +189,8 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["side"] = SideText(s.side);
   const bool single = s.kind == "value";
   json["kind"] = s.kind;
-  AddSureness(json, s.sureness);
+  VisitSureness([&](const char* name, const auto& value) { json[name] = ToJson(value); },
+                s.sureness);
   json["learnt"] = s.parts;
   json["unit"] = s.unit;
   json["x_unit"] = s.xUnit;

@@ -8,6 +8,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/unit_text.h"
 #include "apps/limes/store/judged_rows.h"
+#include "apps/limes/store/passed_values.h"
 #include "apps/limes/store/record_columns.h"
 #include "apps/limes/store/store_schema.h"
 #include "limes/version.h"
@@ -28,6 +29,9 @@ struct CStore::Statements {
         addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording, accepted" +
                         ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?" +
                         ColumnMarks<SScores>() + ")"),
+        addJudged(db, "INSERT INTO part(run, name, label, verdict, content, limits, measured" +
+                          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?" +
+                          ColumnMarks<SScores>() + ")"),
         keepPart(db, "INSERT INTO kept VALUES(?, ?)"),
         addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
                            ColumnNames<SQuantityVerdict>(kSchemaVersion) +
@@ -36,7 +40,8 @@ struct CStore::Statements {
                            ColumnMarks<SLimitSureness>() + ")"),
         addDefect(db, "INSERT INTO defect(part, position, verdict" +
                           ColumnNames<SDefect>(kSchemaVersion) + ") VALUES(?, ?, ?" +
-                          ColumnMarks<SDefect>() + ")") {}
+                          ColumnMarks<SDefect>() + ")"),
+        passed(db) {}
 
   static constexpr const char* kQuantity = "(SELECT id FROM quantity WHERE name = ?)";
 
@@ -46,9 +51,11 @@ struct CStore::Statements {
   CStatement findLearnt;
   CStatement setHistory;
   CStatement addPart;
+  CStatement addJudged;
   CStatement keepPart;
   CStatement addVerdict;
   CStatement addDefect;
+  CPassedValues passed;
 };
 
 CStore::~CStore() {
@@ -81,6 +88,7 @@ CStore::CStore(const std::string& path, Mode mode) : path_(path) {
 void CStore::Begin() {
   database_->Execute("BEGIN IMMEDIATE");
   inTransaction_ = true;
+  statements_->passed.Forget();
   if (database_->HasMoved()) {
     throw CStoreError(path_ + ": the store was moved or removed meanwhile");
   }
@@ -191,6 +199,7 @@ std::int64_t CStore::AddRun(const std::string& command, const SSettings& setting
       .Bind(LIMES_VERSION_STRING)
       .Bind(SettingsToText(settings))
       .Run();
+  base_ = static_cast<float>(settings.base);  // as the limits have it
   return database_->LastRowId();
 }
 
@@ -365,33 +374,33 @@ std::vector<SHistory> CStore::History() {
 }
 
 std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
-  CStatement& addPart = statements_->addPart;
-  addPart.Bind(run).Bind(verdict.part).Bind(verdict.label).Bind(VerdictText(verdict.verdict));
-  BindFields(addPart.Bind(verdict.content)
-                 .Bind(std::optional<std::int64_t>())
-                 .Bind(std::optional<std::int64_t>()),
-             verdict.scores);
-  addPart.Run();
+  const auto kept = statements_->passed.Keep(verdict, base_);
+  CStatement& add = statements_->addJudged;
+  add.Bind(run).Bind(verdict.part).Bind(verdict.label).Bind(VerdictText(verdict.verdict));
+  add.Bind(verdict.content).Bind(kept ? std::optional(kept->limits) : std::nullopt);
+  add.Bind(kept ? std::optional(kept->values) : std::nullopt);
+  BindFields(add, verdict.scores);
+  add.Run();
   const std::int64_t part = database_->LastRowId();
-  for (std::size_t i = 0; i < verdict.quantities.size(); ++i) {
+  for (std::size_t i = 0; i < verdict.quantities.size() && !kept; ++i) {
     const SQuantityVerdict& q = verdict.quantities[i];
-    CStatement& add = statements_->addVerdict;
-    add.Bind(part).Bind(static_cast<std::int64_t>(i)).Bind(q.name);
-    BindFields(add, q);
-    BindFields(add, q.sureness.value_or(SLimitSureness()));
-    add.Run();
+    CStatement& addVerdict = statements_->addVerdict;
+    addVerdict.Bind(part).Bind(static_cast<std::int64_t>(i)).Bind(q.name);
+    BindFields(addVerdict, q);
+    BindFields(addVerdict, q.sureness.value_or(SLimitSureness()));
+    addVerdict.Run();
   }
   for (std::size_t i = 0; i < verdict.defects.size(); ++i) {
     const SDefect& d = verdict.defects[i];
     const auto judged = std::find_if(
         verdict.quantities.begin(), verdict.quantities.end(),
         [&](const SQuantityVerdict& q) { return q.name == d.quantity && q.side == d.side; });
-    CStatement& add = statements_->addDefect;
-    add.Bind(part)
+    CStatement& addDefect = statements_->addDefect;
+    addDefect.Bind(part)
         .Bind(static_cast<std::int64_t>(i))
         .Bind(std::int64_t{judged - verdict.quantities.begin()});
-    BindFields(add, d);
-    add.Run();
+    BindFields(addDefect, d);
+    addDefect.Run();
   }
   return part;
 }
@@ -401,7 +410,9 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
   const std::string known = version_ < 5 ? "NULL" : "content";
   CStatement next(database_->Handle(),
                   "SELECT part.id, name, label, verdict, " + known + ", " +
-                      (version_ < 5 ? "NULL" : "settings") + ColumnNames<SScores>(version_) +
+                      (version_ < 5 ? "NULL" : "settings") +
+                      (version_ < 8 ? ", NULL, NULL" : ", limits, measured") +
+                      ColumnNames<SScores>(version_) +
                       " FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " +
                       (all ? ""
                            : "AND part.id IN (SELECT max(id) FROM part WHERE verdict <> 'learnt' "
@@ -411,6 +422,7 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
   const auto alarms = ReadAlarms("WHERE judged NOT NULL ORDER BY judged, alarm.id");
   auto alarm = alarms.begin();
   CJudgedRows rows(database_->Handle(), version_, withDefects);
+  CPassedValues passed(database_->Handle());
   while (next.Step()) {
     SPartVerdict verdict;
     verdict.part = next.Text(1);
@@ -418,7 +430,10 @@ void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict
     verdict.verdict = VerdictFromText(next.Text(3));
     verdict.content = next.OptionalInt(4);
     verdict.rule = next.Text(5);
-    ReadFields(next, 6, verdict.scores);
+    ReadFields(next, 8, verdict.scores);
+    if (!next.IsNull(6)) {
+      passed.Read({next.Int(6), next.Text(7)}, verdict);
+    }
     rows.Read(next.Int(0), verdict);
     for (; alarm != alarms.end() && alarm->first <= next.Int(0); ++alarm) {
       if (alarm->first == next.Int(0)) {

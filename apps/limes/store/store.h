@@ -63,6 +63,7 @@ struct SRun {
 /// - kept: what was formed of the parts learnt last, so that they can be learnt again;
 /// - base: the learn states from before the first part that is kept;
 /// - verdict: numbers per judged part, quantity and side, the fields of measurement/verdict.h;
+/// - limits: what single values were judged by, of parts that are kept as their values alone;
 /// - defect: report lines per judged part, most important first.
 /// Everything about one part is written in one transaction. Throws CStoreError.
 class CStore {
@@ -203,6 +204,7 @@ class CStore {
   std::unique_ptr<CDatabase> database_;
   std::unique_ptr<Statements> statements_;
   std::int64_t version_ = 0;  ///< of the tables
+  double base_ = 0.0;         ///< of the rule of the run begun last
   bool inTransaction_ = false;
 };
 

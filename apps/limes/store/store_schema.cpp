@@ -177,6 +177,38 @@ CREATE TABLE past_part(
 PRAGMA user_version = 7;
 )sql";
 
+/// Parts whose single values have all passed are kept as these values, with the limits they were
+/// judged by; both are seen through one view.
+constexpr const char* kVersion8 = R"sql(
+ALTER TABLE part ADD COLUMN limits INTEGER;
+ALTER TABLE part ADD COLUMN measured TEXT;
+CREATE TABLE limits(
+  id               INTEGER NOT NULL,
+  position         INTEGER NOT NULL,
+  item             INTEGER NOT NULL,
+  quantity         INTEGER NOT NULL REFERENCES quantity(id),
+  side             TEXT NOT NULL CHECK(side IN ('upper', 'lower')),
+  learnt           INTEGER NOT NULL,
+  base             REAL NOT NULL,
+  limit_value      REAL NOT NULL,
+  mean             REAL NOT NULL,
+  spread           REAL NOT NULL,
+  factor           REAL,
+  effective_parts  REAL,
+  chance_per_point REAL,
+  PRIMARY KEY(id, position)) WITHOUT ROWID;
+CREATE VIEW judged AS
+  SELECT part, position, quantity, side, verdict, max_deviation, value, limit_value, mean, spread
+    FROM verdict
+  UNION ALL
+  SELECT part, position, quantity, side, 'OK',
+      CASE side WHEN 'upper' THEN value - limit_value ELSE limit_value - value END,
+      value, limit_value, mean, spread
+    FROM (SELECT part.id AS part, limits.*, json_extract(measured, '$[' || item || ']') AS value
+          FROM part JOIN limits ON limits.id = part.limits);
+PRAGMA user_version = 8;
+)sql";
+
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
   constexpr int kTries = 5000;
@@ -257,6 +289,9 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     }
     if (version < 7) {
       database.Execute(kVersion7);
+    }
+    if (version < 8) {
+      database.Execute(kVersion8);
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");
