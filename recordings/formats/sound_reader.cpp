@@ -135,12 +135,15 @@ class CSound : public CRecording {
       const std::size_t wanted = std::min(count - total, kFrames);
       const sf_count_t got =
           sf_readf_float(sound_.get(), frames_.data(), static_cast<sf_count_t>(wanted));
+      const auto frames = static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
       for (std::size_t i = 0; i < width; ++i) {
-        for (sf_count_t k = 0; k < got; ++k) {
-          channels[i].push_back(frames_[static_cast<std::size_t>(k) * width + i]);
+        channels[i].resize(total + frames);
+        float* const samples = channels[i].data() + total;
+        for (std::size_t k = 0; k < frames; ++k) {
+          samples[k] = frames_[k * width + i];
         }
       }
-      total += static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
+      total += frames;
       if (got < static_cast<sf_count_t>(wanted)) {
         CheckEnd(total);
         break;

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
+
+#include "recordings/forming/segment_powers.h"
 
 namespace limes::recordings {
 
@@ -18,25 +19,18 @@ class CLevelSpectrum {
  public:
   /// n: even, at least 4. reference: positive, in the unit of the signal.
   CLevelSpectrum(std::uint32_t n, double reference);
-  ~CLevelSpectrum();
-  CLevelSpectrum(const CLevelSpectrum&) = delete;
-  CLevelSpectrum& operator=(const CLevelSpectrum&) = delete;
-
   /// Levels of the n/2 - 1 bins in decibels; empty when the signal is shorter than n. O(m log n).
   void Form(std::span<const float> signal, std::vector<float>& levels);
 
   std::uint32_t Length() const { return n_; }
 
  private:
-  struct Transform;
-
   std::uint32_t n_;
   double reference_;
   double windowSum_ = 0.0;
   std::vector<float> window_;
-  std::vector<float> segment_;
   std::vector<double> power_;
-  std::unique_ptr<Transform> transform_;
+  CSegmentPowers powers_;
 };
 
 }  // namespace limes::recordings

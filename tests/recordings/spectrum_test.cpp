@@ -37,8 +37,8 @@ std::vector<double> Plain(const std::vector<float>& signal, std::size_t n, doubl
 
 TEST(LevelSpectrum, IsTheFormula) {
   std::mt19937 random(5);
-  for (const std::uint32_t n : {4U, 6U, 64U, 100U, 250U}) {
-    for (const std::size_t extra : {0U, 1U, 3U * n + 7U}) {
+  for (const std::uint32_t n : {4U, 6U, 14U, 64U, 100U, 250U}) {
+    for (const std::size_t extra : {0U, 1U, 3U * n + 7U, 9U * n}) {
       const std::vector<float> signal = limes::test::RandomFloats(random, n + extra, 0);
       CLevelSpectrum spectrum(n, 2e-5);
       std::vector<float> levels;

@@ -33,11 +33,9 @@ bool IsSame(const SValueLimit& a, const SValueLimit& b) {
 
 bool IsStoredAlike(const SQuantityVerdict& a, const SQuantityVerdict& b) {
   bool same = true;
-  VisitFields(
-      [&](const SField& field, const auto& x, const auto& y) {
-        same = same && (field.column == nullptr || x == y);
-      },
-      a, b);
+  VisitFields([&](const SField& field, const auto& x,
+                  const auto& y) { same = same && (field.column == nullptr || x == y); },
+              a, b);
   return same;
 }
 
