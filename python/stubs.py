@@ -65,6 +65,8 @@ def parameter(text, special):
         kind = "object" if special == "__eq__" else kind
     elif kind in ("object", "Iterable", "iterable") or "NDArray" in kind:
         kind = OBJECTS.get(name, "Any")
+    if default == "None" and kind != "Any" and "None" not in kind:
+        kind += " | None"
     return f"{name}: {kind}" + (" = ..." if default else "")
 
 

@@ -26,6 +26,8 @@ void BindPairs(py::module_& module);
 void BindPairVariants(py::module_& module);
 void BindCurveArray(py::module_& module);
 void BindKernels(py::module_& module);
+void BindRecordings(py::module_& module);
+void BindStore(py::module_& module);
 
 /// Makes the functions of a module and of its classes say in a sentence what they take when they
 /// are called otherwise.

@@ -97,6 +97,8 @@ void BindLimit(py::module_& module) {
           "factors",
           [](const Limit& l, double n) { return std::pair(l.FactorAbove(n), l.FactorBelow(n)); },
           py::arg("n"), "The factors of the spread, above and below, with n parts learnt.")
+      .def("is_too_wide", &Limit::IsTooWide, py::arg("n"),
+           "Whether the factors with n parts learnt would let everything pass.")
       .def("rejected", &Rejected, py::arg("judged"), py::arg("sure") = 0.95,
            "Least and most of so many good parts that will be rejected.")
       .def("__repr__", &LimitText)

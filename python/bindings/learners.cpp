@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "bindings.h"
+#include "judgements.h"
 #include "states.h"
 
 namespace limes::python {
@@ -12,15 +13,6 @@ namespace {
 using LockedValue = Locked<CLernenderGrenzwert>;
 using LockedCurve = Locked<CKurvenLernWerkzeug>;
 using LockedTrack = Locked<CTrackLernWerkzeug>;
-
-void Require(LearnStatus status) {
-  if (status == LearnStatus::kMemory) {
-    throw std::bad_alloc();
-  }
-  if (status != LearnStatus::kOk) {
-    throw py::value_error(Utf8(Text(status)));
-  }
-}
 
 /// A copy of a curve that a tool owns; None while there is none.
 std::unique_ptr<CSigCurveExt> CopyOf(const CSigCurveExt* curve) {
@@ -37,20 +29,6 @@ bool Form(CLernenderGrenzwert&) { return true; }  // its limit is part of its st
 template <class T>
 void BindState(py::class_<Locked<T>>& tool) {
   python::BindState(tool, [](T& read) { static_cast<void>(Form(read)); });
-}
-
-/// The fields of a judgement, which is true when the part passed.
-template <class Judgement, class... T>
-void BindFields(py::class_<Judgement> judgement, std::pair<const char*, T Judgement::*>... fields) {
-  (judgement.def_readonly(fields.first, fields.second), ...);
-  judgement.def("__bool__", [](const Judgement& j) { return j.verdict == Verdict::kPass; })
-      .def(py::pickle([=](const Judgement& j) { return py::make_tuple(j.*fields.second...); },
-                      [=](const py::tuple& state) {
-                        Judgement j;
-                        std::size_t i = 0;
-                        ((j.*fields.second = state[i++].template cast<T>()), ...);
-                        return j;
-                      }));
 }
 
 void BindEnums(py::module_& module) {
@@ -111,7 +89,8 @@ void BindJudgement(py::module_& module) {
     return py::str("<{}: deviation {:g} at x {:g}, value {:g}, limit {:g}>")
         .format(Text(j.verdict), j.deviation, j.x, j.value, j.limit);
   });
-  BindFields(
+  part.def("__bool__", [](const Part& j) { return j.verdict == Verdict::kPass; });
+  BindRecord(
       part, std::pair("verdict", &Part::verdict), std::pair("reason", &Part::reason),
       std::pair("share", &Part::share), std::pair("x0", &Part::x0), std::pair("x1", &Part::x1),
       std::pair("deviation", &Part::deviation), std::pair("rms", &Part::rms),
@@ -119,8 +98,6 @@ void BindJudgement(py::module_& module) {
       std::pair("mean", &Part::mean), std::pair("spread", &Part::spread),
       std::pair("in_spreads", &Part::inSpreads), std::pair("x_in_spreads", &Part::xInSpreads));
 }
-
-using Mask = py::array_t<bool, py::array::c_style>;
 
 /// Above and below, of a part by what was learnt before it; none while that is too little.
 using Scored = std::optional<std::pair<double, double>>;
@@ -132,22 +109,11 @@ Scored ScoresOf(const SPartScoring& scoring) {
 /// The checked calls of a learner of curves or tracks.
 template <class T>
 void BindChecked(py::class_<Locked<T>>& tool) {
-  const auto made = [](const CSigCurveExt& curve, const std::optional<Mask>& covered,
-                       SignalHealth health) {
-    SCurvePart part(curve, {}, health);
-    if (covered) {
-      if (covered->ndim() != 1 || covered->size() != py::ssize_t{curve.DLen()}) {
-        throw py::value_error("covered must have one truth value for each value of the curve");
-      }
-      part.covered = {reinterpret_cast<const std::uint8_t*>(covered->data()), curve.DLen()};
-    }
-    return part;
-  };
   tool.def(
           "LearnPart",
-          [made](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
-                 SignalHealth health, double minShare, bool allowShort, bool allowConstant) {
-            const SCurvePart part = made(curve, covered, health);
+          [](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
+             SignalHealth health, double minShare, bool allowShort, bool allowConstant) {
+            const SCurvePart part = MadePart(curve, covered, health);
             const SPartRule rule{minShare, allowShort, allowConstant};
             const Hold hold(curve);
             SPartScoring scoring;
@@ -162,9 +128,9 @@ void BindChecked(py::class_<Locked<T>>& tool) {
           "learnt before, from the eleventh on; ValueError says why it is none of these parts.")
       .def(
           "JudgePart",
-          [made](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
-                 SignalHealth health, double minShare) {
-            const SCurvePart part = made(curve, covered, health);
+          [](Locked<T>& t, const CSigCurveExt& curve, const std::optional<Mask>& covered,
+             SignalHealth health, double minShare) {
+            const SCurvePart part = MadePart(curve, covered, health);
             const Hold hold(curve);
             return Exclusively(t, curve.DLen(),
                                [&](T& plain) { return plain.JudgePart(part, minShare); });

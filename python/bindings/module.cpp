@@ -1,4 +1,5 @@
 #include "bindings.h"
+#include "judgements.h"
 
 PYBIND11_MODULE(_limes, module) {
   module.doc() =
@@ -7,11 +8,14 @@ PYBIND11_MODULE(_limes, module) {
   limes::python::BindUnits(module);
   limes::python::BindCurves(module);
   limes::python::BindLearners(module);
+  limes::python::BindSided(module);
   limes::python::BindCalibration(module);
   limes::python::BindDefects(module);
   limes::python::BindPairs(module);
   limes::python::BindPairVariants(module);
   limes::python::BindCurveArray(module);
   limes::python::BindKernels(module);
+  limes::python::BindRecordings(module);
+  limes::python::BindStore(module);
   limes::python::SpeakInSentences(module);
 }

@@ -26,25 +26,23 @@ from ._limes import (
     CSigPairsTm,
     CSigPairsVM,
     CTrackLernWerkzeug,
+    Judgement,
     PartStatus,
+    Quantity,
+    Recording,
+    Region,
     SignalHealth,
     SPartJudgement,
+    Sureness,
     Verdict,
     __version__,
     fit,
 )
-from .limits import (
-    CurveLimit,
-    Part,
-    Rule,
-    TrackLimit,
-    ValueLimit,
-    curve,
-    learn,
-    learn_tracks,
-    learn_values,
-)
+from .limits import CurveLimit, TrackLimit, ValueLimit, learn, learn_tracks, learn_values
+from .parts import Part, Rule, curve, curves
 from .rates import scores
+from .recordings import form, quantity, read, read_each, spectrum
+from .store import Store
 
 __all__ = [
     "CDefectReport",
@@ -63,19 +61,31 @@ __all__ = [
     "CalibrationBasis",
     "CurveLimit",
     "DVL",
+    "Judgement",
     "Part",
     "PartStatus",
+    "Quantity",
+    "Recording",
+    "Region",
     "Rule",
     "SPartJudgement",
     "SignalHealth",
+    "Store",
+    "Sureness",
     "TrackLimit",
     "ValueLimit",
     "Verdict",
     "__version__",
     "curve",
+    "curves",
     "fit",
+    "form",
     "learn",
     "learn_tracks",
     "learn_values",
+    "quantity",
+    "read",
+    "read_each",
     "scores",
+    "spectrum",
 ]

@@ -18,11 +18,11 @@ _Signal = _limes.CSigCurveExt | _limes.CSigPairs
 _Line = tuple[npt.NDArray[np.float64], npt.NDArray[np.float64], str, str]
 
 
-def limit_plot(mean: _limes.CSigCurveExt, limit: _limes.CSigCurveExt | None, note: str) -> str:
-    """The mean and, when there is one, the limit over x."""
+def limit_plot(mean: _limes.CSigCurveExt, limits: list[_limes.CSigCurveExt], note: str) -> str:
+    """The mean and its limits over x."""
     lines = [_line(mean, "#0072B2", "mean")]
-    if limit is not None:
-        lines.append(_line(limit, "#D55E00", "limit"))
+    for i, limit in enumerate(limits):
+        lines.append(_line(limit, "#D55E00", "limit" if i == 0 else ""))
     name = mean.name.removesuffix("-avg")
     return _plot(mean, lines, f"{name}: {note}" if name else note)
 
@@ -61,7 +61,7 @@ def _plot(signal: _Signal, lines: list[_Line], title: str) -> str:
         px = _LEFT + (xs[kept] - x0) / (x1 - x0) * _COLUMNS
         py = _TOP + (y1 - ys[kept]) / (y1 - y0) * (_BOTTOM - _TOP)
         points = " ".join(f"{a:.1f},{b:.1f}" for a, b in zip(px, py))
-        dashes = ' stroke-dasharray="7 3"' if label == "limit" else ""
+        dashes = ' stroke-dasharray="7 3"' if colour == "#D55E00" else ""
         drawn.append(
             f'<polyline fill="none" stroke="{colour}" stroke-width="1.5"{dashes} '
             f'points="{points}"><title>{html.escape(label)}</title></polyline>'

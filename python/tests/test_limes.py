@@ -413,5 +413,5 @@ def test_plots():
     for shown in (limes.learn([hostile]), hostile, limes.CSigPairs(hostile), limes.CSigPairs([], [])):
         html = shown._repr_html_()
         assert html.startswith("<svg") and "<script>" not in html
-        assert len(html) < 30000
+        assert len(html) < 45000
     assert ",20.0 " in hostile._repr_html_()  # the peak, at the top

@@ -87,7 +87,7 @@ def test_limits_for_a_rate(learn, tmp_path):
     if learn is learn_values:
         values, news = values[:, :1], list(new[:, 0])
     limit = learn(parts, limes.Rule(reject=0.1))
-    plain = limes.Calibration(limes.scores(values, one_pass=True)[:, 0], one_side=True)
+    plain = limes.Calibration(limes.scores(values, one_pass=True))
     assert limit.promise.basis.name == "RANK" and len(limit.calibration) == 50
     assert limit.promise.above == pytest.approx(plain.for_rate(0.1).above, rel=1e-2)
     least, most = limit.promise.rejected(300)
@@ -112,7 +112,7 @@ def test_a_rate_without_scores_judges_nothing():
         limit.judge(1.0)
     limit.learn(20.0)
     assert limit.promise.basis.name == "EXTRAPOLATED" and not limit.judge(1e9)
-    limit.calibration = limes.Calibration(np.arange(200.0), one_side=True)
+    limit.calibration = limes.Calibration(np.arange(400.0).reshape(200, 2))
     assert limit.promise.basis.name == "RANK"
 
 
