@@ -2,11 +2,14 @@
  *
  * Limits are the library's memory, not PostgreSQL's: each lies in a box of a memory context that
  * frees it when the context is reset, so that nothing is left behind by an error. */
+/* clang-format off: what all others need comes first */
+#include "postgres.h"
+/* clang-format on */
+
 #include <math.h>
 
-#include "postgres.h"
-
 #include "catalog/pg_type.h"
+#include "engines/common/engine.h"
 #include "fmgr.h"
 #include "funcapi.h"
 #include "miscadmin.h"
@@ -14,8 +17,6 @@
 #include "utils/builtins.h"
 #include "utils/memutils.h"
 #include "utils/tuplestore.h"
-
-#include "engines/common/engine.h"
 
 PG_MODULE_MAGIC;
 
@@ -219,8 +220,7 @@ static void AddState(Box* box, const limes_limit* other) {
 
 static Box* ReadState(MemoryContext context, bytea* state) {
   Box* box = MakeBox(context);
-  const limes_status status =
-      limes_read(VARDATA_ANY(state), VARSIZE_ANY_EXHDR(state), &box->limit);
+  const limes_status status = limes_read(VARDATA_ANY(state), VARSIZE_ANY_EXHDR(state), &box->limit);
   if (status != LIMES_OK) {
     Raise(status, NULL);
   }
@@ -310,7 +310,8 @@ Datum pg_limes_check(PG_FUNCTION_ARGS) { return Checked(PG_GETARG_DATUM(0)); }
 
 /* Functions of a state. */
 
-/* The box of a function, with the limit of its state and its row type; the same from call to call. */
+/* The box of a function, with the limit of its state and its row type; the same from call to call.
+ */
 static limes_limit* GetLimit(FunctionCallInfo fcinfo) {
   bytea* state = PG_GETARG_BYTEA_PP(0);
   limes_limit* limit = NULL;

@@ -20,8 +20,8 @@ struct SMeasuredPart {
   double peak = 0.0;          ///< largest sample of the recording, in Pa
 };
 
-/// Measures in a thread of its own, so that no part is missed while another one is judged. The queue
-/// is short: a bench that is faster than its judge waits instead of filling the memory.
+/// Measures in a thread of its own, so that no part is missed while another one is judged. The
+/// queue is short: a bench that is faster than its judge waits instead of filling the memory.
 class CAcquisition {
  public:
   /// measure(serial) gives a part, nothing at the end of the shift.

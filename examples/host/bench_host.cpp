@@ -37,8 +37,7 @@ std::optional<SMeasuredPart> Measure(int serial, int parts, int bad) {
 
 class CBench {
  public:
-  explicit CBench(const std::filesystem::path& folder)
-      : states_(folder / "limits.state") {
+  explicit CBench(const std::filesystem::path& folder) : states_(folder / "limits.state") {
     states_.Load(spectrum_, peak_);
   }
 
@@ -113,11 +112,11 @@ class CBench {
       item.TakeFrom(judged, region);
       item.name = name;
       item.unit = unit;
-      item.type = region != nullptr ? limes::CDefectReport::kWithPlace
-                                    : limes::CDefectReport::kWithPercent;
+      item.type =
+          region != nullptr ? limes::CDefectReport::kWithPlace : limes::CDefectReport::kWithPercent;
       const double excess = region != nullptr ? double{region->excess} : judged.deviation;
-      item.priority = static_cast<std::int32_t>(
-          std::min(100.0 * excess / std::max(judged.spread, 1e-9), 1e9));
+      item.priority =
+          static_cast<std::int32_t>(std::min(100.0 * excess / std::max(judged.spread, 1e-9), 1e9));
       report->Fillin(item, defects_.Anzahl(), 0);
       report->NameAt(4, region != nullptr ? u"Hz" : u"");
     }

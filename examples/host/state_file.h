@@ -7,9 +7,9 @@
 
 #include "limes/limes.h"
 
-/// Learn states in one file, one behind the other. It is replaced whole, so that a program that ends
-/// at any time leaves the old states or the new ones (to survive a power cut, too, sync file and
-/// folder). What cannot be read is never written over: it may be the work of weeks.
+/// Learn states in one file, one behind the other. It is replaced whole, so that a program that
+/// ends at any time leaves the old states or the new ones (to survive a power cut, too, sync file
+/// and folder). What cannot be read is never written over: it may be the work of weeks.
 class CStateFile {
  public:
   explicit CStateFile(std::filesystem::path path) : path_(std::move(path)) {}

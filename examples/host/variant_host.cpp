@@ -26,8 +26,8 @@ std::optional<SMeasuredPart> Measure(int serial) {
   part.serial = serial;
   part.gear = serial % 9 == 0 ? 3 : 1 + serial % 2;  // gear 3 is rare and learns to the end
   const int first = serial % 5;
-  part.curve = limes::CSigCurveExt::Make(100 - first, 1000.0F + 50.0F * static_cast<float>(first),
-                                         6000.0F);
+  part.curve =
+      limes::CSigCurveExt::Make(100 - first, 1000.0F + 50.0F * static_cast<float>(first), 6000.0F);
   part.curve.SetName(u"Order 12");
   part.curve.SetXUnit(u"rpm");
   part.curve.SetYUnit(u"dB(Pa)");
@@ -57,8 +57,8 @@ class CVariantBench {
     variant.limit.JudgePart(part.curve, judgement_);
     const limes::SPartJudgement& upper = judgement_[limes::Side::kUpper];
     if (upper.verdict == limes::Verdict::kFail) {
-      std::printf("part %d, gear %d: %.1f dB beyond the limit at %.0f rpm\n", part.serial, part.gear,
-                  upper.deviation, upper.x);
+      std::printf("part %d, gear %d: %.1f dB beyond the limit at %.0f rpm\n", part.serial,
+                  part.gear, upper.deviation, upper.x);
     } else if (upper.verdict == limes::Verdict::kNotJudged) {
       std::printf("part %d, gear %d: not judged: %s\n", part.serial, part.gear,
                   Words(upper.reason));

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "apps/limes/model/model.h"
+#include "apps/limes/report/json_text.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/store/stored_model.h"
 #include "bindings.h"
@@ -52,8 +53,9 @@ class ReadStore {
   std::string Verdicts(bool all) const {
     return Read([all](CStore& store) {
       std::ostringstream out;
-      store.ForEachJudged(all,
-                          [&out](const SPartVerdict& verdict) { PrintVerdictJson(out, verdict); });
+      CJsonText json;
+      store.ForEachJudged(
+          all, [&](const SPartVerdict& verdict) { PrintVerdictJson(out, json, verdict); });
       return out.str();
     });
   }

@@ -114,8 +114,8 @@ LIMES_INLINED void Butterfly(TComplex<T> (&a)[5]) {
 /// One step: transforms that lie stride apart become radix times as long. turns: exp(-pi i k / m)
 /// of m numbers.
 template <std::size_t radix, class T>
-LIMES_INLINED void Step(const TComplex<T>* from, TComplex<T>* to, std::size_t m,
-                        std::size_t stride, const float* turns) {
+LIMES_INLINED void Step(const TComplex<T>* from, TComplex<T>* to, std::size_t m, std::size_t stride,
+                        const float* turns) {
   const std::size_t length = m / radix / stride;
   for (std::size_t p = 0; p < length; ++p) {
     for (std::size_t q = 0; q < stride; ++q) {
