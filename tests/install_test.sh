@@ -22,7 +22,7 @@ flags() { PKG_CONFIG_PATH=$pc pkg-config "$@" limes; }  # the file finds its pre
 LD_LIBRARY_PATH=$(dirname "$pc") "$work/shared"
 grep -rohE '(class|struct) LIMES_EXPORT [A-Za-z_]+' "$work/prefix/include/limes" | sed 's/.* //' |
   sort -u | sed -e 's/^UnitStrings$/CMeasuringUnit::&/' -e 's/^failure$/CStorable::&/' \
-  -e 's/^CInfoHandle$/&<CSignalInfo>/' -e 's/^SignalList$/&<CSigPairs>/' -e '$!s/$/,/' \
+  -e 's/^CInfoHandle$/&<CSignalInfo>/' -e 's/^SignalList$/&<CSigPairs>/' -e 's/^CRatedLimit$/&<CKurvenLernWerkzeug>/' -e '$!s/$/,/' \
   >"$work/exported_classes.inc"
 # shellcheck disable=SC2046
 "$cxx" -std=c++20 -I "$work" $(flags --cflags) "$source/tests/consumer.cpp" $(flags --libs) \
