@@ -25,7 +25,7 @@ class Sized(c.Structure):
 class Rule(Sized):
     _fields_ = [("size", c.c_size_t), ("sides", c.c_int32), ("time_scale", c.c_int32),
                 ("base", c.c_double), ("reject", c.c_double), ("factor", c.c_double),
-                ("min_parts", c.c_int32), ("reserved", c.c_int32)]
+                ("min_parts", c.c_int32), ("precise", c.c_int32)]
 
     def __init__(self, **fields):
         super().__init__(**({"sides": BOTH, "time_scale": 10000, "reject": 0.01,

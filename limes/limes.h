@@ -29,6 +29,7 @@
 #include "limes/learning/part.h"
 #include "limes/learning/part_margin.h"
 #include "limes/learning/part_score.h"
+#include "limes/learning/precise_curve_tool.h"
 #include "limes/learning/rated_limit.h"
 #include "limes/learning/score.h"
 #include "limes/learning/sided.h"

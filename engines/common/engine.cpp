@@ -88,6 +88,7 @@ int engine_read_rule(const char* text, size_t size, limes_rule* rule, engine_err
            : key == "factor"     ? Get(value, rule->factor)
            : key == "time_scale" ? Get(value, rule->time_scale)
            : key == "min_parts"  ? Get(value, rule->min_parts)
+           : key == "precise"    ? Get(value, rule->precise)
                                  : false;
   });
 }

@@ -29,8 +29,8 @@ typedef struct engine_grid {
 } engine_grid;
 
 /** Reads words "key=value" with spaces between them, as "sides=upper base=3 reject=0.01": sides
- *  (upper, lower, both), base, reject, factor, time_scale, min_parts. Null or empty: the defaults.
- *  0 and the error for anything else. */
+ *  (upper, lower, both), base, reject, factor, time_scale, min_parts, precise. Null or empty: the
+ *  defaults. 0 and the error for anything else. */
 int engine_read_rule(const char* text, size_t size, limes_rule* rule, engine_error* error);
 
 /** The same: x0, dx, x_unit, unit, reference, type (float32, float64), as "dx=10 x_unit=Hz". */

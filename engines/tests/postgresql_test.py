@@ -79,16 +79,21 @@ class PostgresqlTest(unittest.TestCase):
     def test_learns_in_parallel_and_joins_groups(self):
         parallel = ["SET parallel_setup_cost = 0", "SET parallel_tuple_cost = 0",
                     "SET min_parallel_table_scan_size = 0", "SET force_parallel_mode = on"]
-        learn = f"SELECT (limes_limit(limes_learn(level, '{GRID}', 'factor=3'))).* FROM part"
+        for rule, bound in (("factor=3", 1e-2), ("factor=3 precise=1", 1e-9)):
+            with self.subTest(rule):
+                self.compare_ways_to_learn(parallel, rule, bound)
+
+    def compare_ways_to_learn(self, parallel, rule, bound):
+        learn = f"SELECT (limes_limit(limes_learn(level, '{GRID}', '{rule}'))).* FROM part"
         self.assertIn("Partial Aggregate", "\n".join(sql(*parallel, "EXPLAIN " + learn)))
         groups = ("SELECT (limes_limit(limes_merge(s))).* FROM (SELECT "
-                  f"limes_learn(level, '{GRID}', 'factor=3') AS s FROM part GROUP BY id % 7) AS g")
+                  f"limes_learn(level, '{GRID}', '{rule}') AS s FROM part GROUP BY id % 7) AS g")
         plain = sql(learn)
         for rows in (sql(*parallel, learn), sql(groups), sql(*parallel, groups)):
             self.assertEqual(len(rows), len(plain))
             for row, other in zip(rows, plain):
                 for a, b in zip(row.split("|"), other.split("|")):
-                    self.assertAlmostEqual(float(a), float(b), delta=1e-2)
+                    self.assertAlmostEqual(float(a), float(b), delta=bound)
 
     def test_is_null_of_nothing_and_leaves_out_what_was_not_measured(self):
         for nothing in ("limes_learn(NULL::real[], '')", "limes_merge(NULL)", "limes_learnt(NULL)",

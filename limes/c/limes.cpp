@@ -27,7 +27,8 @@ using namespace limes;
 using ValueLimit = CRatedLimit<CLernenderGrenzwert>;
 using CurveLimit = CRatedLimit<CKurvenLernWerkzeug>;
 using TrackLimit = CRatedLimit<CTrackLernWerkzeug>;
-using AnyLimit = std::variant<ValueLimit, CurveLimit, TrackLimit>;
+using PreciseLimit = CRatedLimit<CPreciseCurveTool>;
+using AnyLimit = std::variant<ValueLimit, CurveLimit, TrackLimit, PreciseLimit>;
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
@@ -157,6 +158,7 @@ SRatedRule RuleOf(const limes_rule& rule) {
   if (!std::isnan(rule.factor)) {
     made.factor = rule.factor;
   }
+  Require(rule.precise == 0 || rule.precise == 1, "neither precise nor not");
   Require(made.IsValid(), "a rule with a number out of its range");
   return made;
 }
@@ -323,6 +325,18 @@ void PutLimits(ValueLimit& limit, Side side, const SLimitRows& rows, std::size_t
   rows.Put(0, 0.0, sign * of.mean, of.spread, limit.HasLimit() ? sign * of.limit : kNone);
 }
 
+void PutLimits(PreciseLimit& limit, Side side, const SLimitRows& rows, std::size_t* count) {
+  const CPreciseCurveTool& tool = limit.Formed()[side];
+  const CSigCurveExt& mean = *tool.Mittelwert();
+  TellCount(static_cast<std::size_t>(std::max(mean.IMax() - mean.IMin() + 1, 0)), count);
+  const double sign = side == Side::kUpper ? 1.0 : -1.0;
+  for (std::size_t j = 0; j < *count; ++j) {
+    const std::int32_t i = mean.IMin() + static_cast<std::int32_t>(j);
+    rows.Put(j, double{mean.GetPoint(i)}, sign * tool.MeanAt(i), tool.SpreadAt(i),
+             limit.HasLimit() ? sign * tool.LimitAt(i) : kNone);
+  }
+}
+
 template <class Tool>
 void PutLimits(CRatedLimit<Tool>& limit, Side side, const SLimitRows& rows, std::size_t* count) {
   constexpr bool kTrack = std::is_same_v<Tool, CTrackLernWerkzeug>;
@@ -377,7 +391,9 @@ limes_status MakeLimit(limes_limit** limit, Make make) noexcept {
   return Caught(nullptr, [&] { *limit = new limes_limit(make()); });
 }
 
-/// Kinds by their numbers in the interface, which are those in states.
+constexpr int kPrecise = 4;  ///< stands for precise curves where states tell their kind
+
+/// Kinds by their numbers in states, which are those of the interface but for the last one.
 AnyLimit Made(int kind, const SRatedRule& rule) {
   switch (kind) {
     case LIMES_VALUE:
@@ -386,9 +402,25 @@ AnyLimit Made(int kind, const SRatedRule& rule) {
       return CurveLimit(rule);
     case LIMES_TRACK:
       return TrackLimit(rule);
+    case kPrecise:
+      Require(rule.timeScale == CExpAverFacGenerator::kNoForgetting,
+              "precise, but with a time scale");
+      return PreciseLimit(rule);
     default:
       throw SFailure{LIMES_ARGUMENT, "no such kind"};
   }
+}
+
+/// The other form of a limit of curves.
+template <class To, class From>
+AnyLimit Converted(const From& from) {
+  To made;
+  Require(from.Rule().timeScale == CExpAverFacGenerator::kNoForgetting,
+          "precise, but with a time scale");
+  if (!made.TakeFrom(from)) {
+    throw std::bad_alloc();
+  }
+  return made;
 }
 
 /// Where a state of rated limits says what kind it is of: behind the head of the record.
@@ -399,7 +431,7 @@ AnyLimit Read(const void* bytes, std::size_t size) {
   const std::span given(static_cast<const std::uint8_t*>(bytes), size);
   const int kind = size > kKindAt ? given[kKindAt] : 0;
   LearnStateStatus status = LearnStateStatus::kContent;
-  if (kind >= LIMES_VALUE && kind <= LIMES_TRACK) {
+  if (kind >= LIMES_VALUE && kind <= kPrecise) {
     AnyLimit any = Made(kind, {});
     CMemoryStream stream(given);
     status = std::visit([&](auto& known) { return known.ReadState(stream); }, any);
@@ -474,7 +506,9 @@ limes_status limes_new(limes_kind kind, const limes_rule* rule, limes_limit** li
     if (rule != nullptr) {
       Check(rule, LeastSize<limes_rule>(kRuleSize));
     }
-    return Made(kind, rule == nullptr ? SRatedRule() : RuleOf(*rule));
+    const bool precise = rule != nullptr && rule->precise != 0;
+    Require(!precise || kind == LIMES_CURVE, "only curves are learnt precisely");
+    return Made(precise ? kPrecise : kind, rule == nullptr ? SRatedRule() : RuleOf(*rule));
   });
 }
 
@@ -485,13 +519,20 @@ const char* limes_error(const limes_limit* limit) {
 }
 
 limes_kind limes_kind_of(const limes_limit* limit) {
-  return static_cast<limes_kind>(limit == nullptr ? 0 : limit->any.index() + LIMES_VALUE);
+  if (limit == nullptr) {
+    return static_cast<limes_kind>(0);
+  }
+  return std::holds_alternative<PreciseLimit>(limit->any)
+             ? LIMES_CURVE
+             : static_cast<limes_kind>(limit->any.index() + LIMES_VALUE);
 }
 
 limes_status limes_rule_of(const limes_limit* limit, limes_rule* rule) {
   return Guarded(limit, [&] {
-    Fill(rule, std::visit([](const auto& known) { return RuleOf(known.Rule()); }, limit->any),
-         LeastSize<limes_rule>(kRuleSize));
+    limes_rule made =
+        std::visit([](const auto& known) { return RuleOf(known.Rule()); }, limit->any);
+    made.precise = std::holds_alternative<PreciseLimit>(limit->any) ? 1 : 0;
+    Fill(rule, made, LeastSize<limes_rule>(kRuleSize));
   });
 }
 
@@ -622,6 +663,21 @@ limes_status limes_merge(limes_limit* limit, const limes_limit* other) {
         },
         limit->any);
     limit->judged = false;
+  });
+}
+
+limes_status limes_convert(limes_limit* limit, int32_t precise) {
+  return Guarded(limit, [&] {
+    const bool is = std::holds_alternative<PreciseLimit>(limit->any);
+    if (limes_kind_of(limit) != LIMES_CURVE) {
+      throw SFailure{LIMES_KIND, "only curves are learnt precisely"};
+    }
+    Require(precise == 0 || precise == 1, "neither precise nor not");
+    if (is != (precise == 1)) {
+      limit->any = is ? Converted<CurveLimit>(std::get<PreciseLimit>(limit->any))
+                      : Converted<PreciseLimit>(std::get<CurveLimit>(limit->any));
+      limit->judged = false;
+    }
   });
 }
 

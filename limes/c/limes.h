@@ -62,7 +62,7 @@ typedef struct limes_rule {
   double reject;      /**< rate of good parts that may be rejected, between 0 and 1; 0.01 */
   double factor;      /**< from 0 on, replaces the rate; NaN: it follows from the rate */
   int32_t min_parts;  /**< fewer learnt parts judge nothing; 3 */
-  int32_t reserved;   /**< 0 */
+  int32_t precise;    /**< 1: curves in double, see limes_convert; 0 */
 } limes_rule;
 
 /** A measured curve or track: values at equal steps of x. Either floats or doubles is given, the
@@ -179,6 +179,15 @@ LIMES_C_API limes_status limes_limits(limes_limit* limit, limes_side side, doubl
 
 /** Joins with what was learnt elsewhere by the same rule; the other stays as it is. O(n). */
 LIMES_C_API limes_status limes_merge(limes_limit* limit, const limes_limit* other);
+
+/** From a state of curves in float to a precise one (1), and back (0). Precise states joined in any
+ *  order, of any number of parts, give the limits of learning the parts one after the other, within
+ *  1e-9 of the spread, by a given factor: the rate's follows from scores, which depend on what was
+ *  learnt before each part. They have no time scale and take 24 bytes a point and side instead
+ * of 8. Their limits are told in double, and rounded to float once to judge. What was learnt in
+ * float keeps its rounding; back in float the spread is known to M^2 / S 2^-24. LIMES_KIND for
+ * values, which are held in double anyway, and tracks; LIMES_ARGUMENT with a time scale. O(n). */
+LIMES_C_API limes_status limes_convert(limes_limit* limit, int32_t precise);
 
 /** Writes the whole state, bit for bit. size: room, then the bytes there are; LIMES_BUFFER when
  *  they are more than the room, bytes may be null then. O(n). */

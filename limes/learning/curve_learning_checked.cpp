@@ -36,21 +36,9 @@ PartStatus CKurvenLernWerkzeug::CheckForLearning(const SCurvePart& part, const S
   if (!HasLearnt()) {
     return fitted.CheckTemplate(part, rule);
   }
-  if (const PartStatus status = Fit(part, fitted); status != PartStatus::kOk) {
-    return status;
-  }
-  if (fitted.Health() == SignalHealth::kClipped) {
-    return PartStatus::kClipped;
-  }
-  if ((!rule.allowConstant && detail::IsDead(fitted, *state_.mean)) ||
-      detail::IsFarBelow(fitted, Learnt(*state_.mean))) {
-    return PartStatus::kNoSignal;
-  }
-  if (!rule.allowShort && !(fitted.PartShare() >= rule.minShare)) {
-    return PartStatus::kLongerThanTemplate;
-  }
-  return rule.allowShort || fitted.GridShare() >= rule.minShare ? PartStatus::kOk
-                                                                : PartStatus::kCoversTooLittle;
+  const PartStatus status = Fit(part, fitted);
+  return status == PartStatus::kOk ? detail::CheckFitted(fitted, Learnt(*state_.mean), rule)
+                                   : status;
 }
 
 bool CKurvenLernWerkzeug::MakeRoom(const SCurvePart& part, const CFittedPart& /*fitted*/,

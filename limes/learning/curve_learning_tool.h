@@ -16,6 +16,8 @@
 
 namespace limes {
 
+class CPreciseCurveTool;
+
 /// Upper limit along a curve, learnt from the curves of good parts: limit = base + M + factor * S,
 /// point by point, optionally widened along x by a running maximum.
 ///
@@ -157,6 +159,11 @@ class LIMES_EXPORT CKurvenLernWerkzeug
 
   /// Loads those: 0. The counts are set before the curves fail, so discard the tool.
   int AusArchivLaden(CSerializer* archive);
+
+  /// Takes over what was learnt precisely, rounded to float: mean and mean square each by 2^-24 of
+  /// their size at most, so the spread by M^2 / S 2^-24. False, with nothing changed, when nothing
+  /// was learnt or memory is short. O(n).
+  bool TakeFrom(const CPreciseCurveTool& tool);
 
   /// Writes everything that learning and judging needs, bit for bit. True; false before Vorlage,
   /// for a grid that is not finite, and when memory is short; what the stream throws passes

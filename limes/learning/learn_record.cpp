@@ -139,8 +139,6 @@ bool GetUnit(RecordReader& in, CMeasuringUnit& unit) {
   return true;
 }
 
-namespace {
-
 bool PutCurve(RecordWriter& out, const CSigCurveExt& curve) {
   SCurveHead head;
   head.n = curve.DLen();
@@ -188,8 +186,6 @@ LearnStateStatus GetCurve(RecordReader& in, CSigCurveExt& curve) {
   curve.RestoreValidRange(head.vMin, head.vMax, head.iMin, head.iMax);
   return LearnStateStatus::kOk;
 }
-
-}  // namespace
 
 bool PutMeans(RecordWriter& out, const SLearntMeans& learnt, std::size_t bytesBehind) {
   constexpr std::size_t kTexts = 1024;  // heads, names and units, roughly

@@ -27,6 +27,7 @@ enum class LearnStateKind : std::uint16_t {
   kDriftAlarm = 5,
   kModes = 6,
   kRatedLimit = 7,
+  kPreciseCurve = 8,
 };
 
 // A learn state is lossless: every number as its own bits, little-endian.
@@ -94,6 +95,10 @@ void PutText(RecordWriter& out, std::u16string_view text);
 /// The fields of a unit and the text of its base unit, by which registered units are found again.
 void PutUnit(RecordWriter& out, const CMeasuringUnit& unit);
 [[nodiscard]] bool GetUnit(RecordReader& in, CMeasuringUnit& unit);
+
+/// One curve: grid, valid range, name, units and values; false for a grid that would not be read.
+[[nodiscard]] bool PutCurve(RecordWriter& out, const CSigCurveExt& curve);
+[[nodiscard]] LearnStateStatus GetCurve(RecordReader& in, CSigCurveExt& curve);
 
 /// Name and curves; false for a grid that would not be read, because it is not finite or the valid
 /// range does not fit the values. Of each curve grid, valid range, name, units and values. Makes

@@ -32,6 +32,20 @@ LIMES_CLONES void LearnValues(float* __restrict m, float* __restrict q, const fl
   }
 }
 
+LIMES_CLONES void LearnPreciseValues(double* __restrict shift, double* __restrict variance,
+                                     float* __restrict mean, const float* __restrict offset,
+                                     const float* __restrict k, std::size_t n, double a) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const double from = offset[i];
+    const double x = k[i] - from;
+    const double d = x - shift[i];
+    const double moved = shift[i] + d * a;
+    variance[i] += (d * (x - moved) - variance[i]) * a;
+    shift[i] = moved;
+    mean[i] = static_cast<float>(from + moved);
+  }
+}
+
 LIMES_CLONES void SpreadValues(float* __restrict y, const float* __restrict m,
                                const float* __restrict q, std::size_t n, float factor) {
   for (std::size_t i = 0; i < n; ++i) {

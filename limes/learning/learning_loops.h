@@ -18,6 +18,11 @@ void SpreadValues(float* y, const float* m, const float* q, std::size_t n, float
 /// The same, plus m, plus base.
 void LimitValues(float* y, const float* m, const float* q, std::size_t n, float factor, float base);
 
+/// In double: d = (k - offset) - shift, shift += a d, variance += (d ((k - offset) - shift) -
+/// variance) a with a = 1 / n for the n-th k; mean = offset + shift in float.
+void LearnPreciseValues(double* shift, double* variance, float* mean, const float* offset,
+                        const float* k, std::size_t n, double a);
+
 /// As LearnValues of a track: m = a m + v k and q = a q + v (k k). Buffers may overlap; each k is
 /// read before its m is written.
 void LearnTrackValues(float* m, float* q, const float* k, std::size_t n, float a, float v);

@@ -178,6 +178,20 @@ bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt) {
          static_cast<double>(below) >= kShareFarBelow * static_cast<double>(points);
 }
 
+PartStatus CheckFitted(CFittedPart& part, const SLearntCurves& learnt, const SPartRule& rule) {
+  if (part.Health() == SignalHealth::kClipped) {
+    return PartStatus::kClipped;
+  }
+  if ((!rule.allowConstant && IsDead(part, learnt.mean)) || IsFarBelow(part, learnt)) {
+    return PartStatus::kNoSignal;
+  }
+  if (!rule.allowShort && !(part.PartShare() >= rule.minShare)) {
+    return PartStatus::kLongerThanTemplate;
+  }
+  return rule.allowShort || part.GridShare() >= rule.minShare ? PartStatus::kOk
+                                                              : PartStatus::kCoversTooLittle;
+}
+
 SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double minShare,
                           std::vector<SCurveExcess>& regions) {
   SPartJudgement judgement;

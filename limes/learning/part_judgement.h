@@ -56,6 +56,10 @@ bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt);
 /// Whether a part has one value only and what was learnt has more.
 bool IsDead(const CFittedPart& part, const CSigCurveExt& mean);
 
+/// Whether a part that was fitted may be learnt as a curve: kOk, or kClipped, kNoSignal,
+/// kLongerThanTemplate, kCoversTooLittle. O(n).
+PartStatus CheckFitted(CFittedPart& part, const SLearntCurves& learnt, const SPartRule& rule);
+
 /// A limit computed in float may lie a few rounding steps beside the values it was learnt from; an
 /// excess within this is none.
 bool IsRounding(double excess, double value, double limit);

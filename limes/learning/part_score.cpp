@@ -41,6 +41,25 @@ LIMES_CLONES void ShiftValues(float* __restrict shift, float* __restrict opposit
   }
 }
 
+/// The same of means and variances in double, about an offset.
+LIMES_CLONES void ShiftPreciseValues(float* __restrict shift, float* __restrict opposite,
+                                     float* __restrict least, const float* __restrict offset,
+                                     const double* __restrict mean,
+                                     const double* __restrict variance, const float* __restrict k,
+                                     std::size_t n, double base) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const double from = offset[i];
+    const double spread = std::sqrt(variance[i]);
+    const bool varies = spread > double{kNoSpread} * std::fabs(from + mean[i]);
+    const double inverse = 1.0 / (varies ? spread : 1.0);
+    const float z = varies ? static_cast<float>(((k[i] - from) - mean[i]) * inverse)
+                           : std::numeric_limits<float>::quiet_NaN();
+    shift[i] = z;
+    opposite[i] = -z;
+    least[i] = static_cast<float>(base * inverse);
+  }
+}
+
 /// The largest of both sides, and the sum, in as many lanes on every processor.
 LIMES_CLONES BlockExcess Gather(const float* shift, const float* least, std::size_t n) {
   float above[kLanes];
@@ -125,16 +144,19 @@ SPartExcess ExcessOf(double x, double mean, double spread, double base) {
 
 namespace detail {
 
-void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, float base,
-                 std::size_t first, SPartExcess& excess) {
+namespace {
+
+/// Adds the excess of n points, block by block: shiftBlock(shift, opposite, least, start, count)
+/// gives the shifts of one.
+template <class ShiftBlock>
+void ScoreBlocks(std::size_t n, std::size_t first, SPartExcess& excess, ShiftBlock shiftBlock) {
   std::array<float, kBlock> shift;
   std::array<float, kBlock> opposite;
   std::array<float, kBlock> least;
   for (std::size_t start = 0; start < n; start += kBlock) {
     const std::size_t count = std::min(kBlock, n - start);
     const std::size_t padded = (count + kLanes - 1) / kLanes * kLanes;
-    ShiftValues(shift.data(), opposite.data(), least.data(), m + start, q + start, k + start, count,
-                base);
+    shiftBlock(shift.data(), opposite.data(), least.data(), start, count);
     std::fill(shift.data() + count, shift.data() + padded, std::numeric_limits<float>::quiet_NaN());
     std::fill(least.data() + count, least.data() + padded, 0.0F);
     const BlockExcess block = Gather(shift.data(), least.data(), padded);
@@ -152,6 +174,26 @@ void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, 
     excess.shiftSum += double{block.shiftSum};
     excess.points += block.points;
   }
+}
+
+}  // namespace
+
+void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, float base,
+                 std::size_t first, SPartExcess& excess) {
+  ScoreBlocks(n, first, excess,
+              [=](float* shift, float* opposite, float* least, std::size_t at, std::size_t count) {
+                ShiftValues(shift, opposite, least, m + at, q + at, k + at, count, base);
+              });
+}
+
+void ScorePreciseValues(const float* offset, const double* shift, const double* variance,
+                        const float* k, std::size_t n, float base, std::size_t first,
+                        SPartExcess& excess) {
+  ScoreBlocks(n, first, excess,
+              [=](float* shifts, float* opposite, float* least, std::size_t at, std::size_t count) {
+                ShiftPreciseValues(shifts, opposite, least, offset + at, shift + at, variance + at,
+                                   k + at, count, double{base});
+              });
 }
 
 }  // namespace detail

@@ -57,5 +57,10 @@ namespace detail {
 void ScoreValues(const float* m, const float* q, const float* k, std::size_t n, float base,
                  std::size_t first, SPartExcess& excess);
 
+/// The same of means and variances in double, about an offset.
+void ScorePreciseValues(const float* offset, const double* shift, const double* variance,
+                        const float* k, std::size_t n, float base, std::size_t first,
+                        SPartExcess& excess);
+
 }  // namespace detail
 }  // namespace limes

@@ -21,11 +21,30 @@ constexpr bool kIsTrack = std::is_same_v<Tool, CTrackLernWerkzeug>;
 template <class Tool>
 constexpr bool kIsValue = std::is_same_v<Tool, CLernenderGrenzwert>;
 
+template <class Tool>
+constexpr bool kIsPrecise = std::is_same_v<Tool, CPreciseCurveTool>;
+
 /// Counts stay at this one, so that two of them can be added.
 constexpr std::int64_t kMostLearnt = std::int64_t{1} << 53;
 
 ScoreSides ScoredSides(Sides sides) {
   return sides == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne;
+}
+
+template <class Tool>
+void SetFactor(Tool& tool, double base, double factor) {
+  const auto itsBase = static_cast<float>(base);
+  const auto itsFactor = static_cast<float>(factor);
+  if constexpr (kIsPrecise<Tool>) {
+    tool.Bildungsregel(base, factor);
+  } else if constexpr (kIsValue<Tool>) {
+    tool.Bildungsregel(itsBase, itsFactor);
+    tool.GrenzwertErneuern(1.0F);
+  } else if constexpr (kIsTrack<Tool>) {
+    tool.Bildungsregel(itsBase, itsFactor);
+  } else {
+    tool.Bildungsregel(itsBase, itsFactor, 0.0F);
+  }
 }
 
 template <class Tool>
@@ -39,26 +58,12 @@ std::unique_ptr<CSided<Tool>> MadeTools(const SRatedRule& rule) {
       // Points that take no part in the scores are not promised anything.
       const std::int32_t least = rule.factor ? 1 : kPartsBeforeScores;
       tool.BasisLernenAnzahl(static_cast<std::uint32_t>(std::max(rule.minParts, least)));
-    } else {
+    } else if constexpr (!kIsPrecise<Tool>) {
       tool.Zeitskala(rule.timeScale);
     }
+    SetFactor(tool, rule.base, 0.0);
   }
-  tools->SetRule(static_cast<float>(rule.base), 0.0F);
   return tools;
-}
-
-template <class Tool>
-void SetFactor(Tool& tool, double base, double factor) {
-  const auto itsBase = static_cast<float>(base);
-  const auto itsFactor = static_cast<float>(factor);
-  if constexpr (kIsValue<Tool>) {
-    tool.Bildungsregel(itsBase, itsFactor);
-    tool.GrenzwertErneuern(1.0F);
-  } else if constexpr (kIsTrack<Tool>) {
-    tool.Bildungsregel(itsBase, itsFactor);
-  } else {
-    tool.Bildungsregel(itsBase, itsFactor, 0.0F);
-  }
 }
 
 /// Parts learnt, as far as a state tells.
@@ -126,7 +131,7 @@ bool SRatedRule::IsValid() const {
 /// follow, the latter once something is learnt.
 template <class Tool>
 struct CRatedLimit<Tool>::SHead {
-  std::uint8_t tool = kIsValue<Tool> ? 1 : kIsTrack<Tool> ? 3 : 2;
+  std::uint8_t tool = kIsValue<Tool> ? 1 : kIsTrack<Tool> ? 3 : kIsPrecise<Tool> ? 4 : 2;
   std::uint8_t sides = 0;
   std::uint8_t given = 0;  ///< the factor is
   double base = 0.0;
@@ -150,6 +155,8 @@ double CRatedLimit<Tool>::Effective() const {
   if constexpr (kIsTrack<Tool>) {
     const std::int64_t most = std::min<std::int64_t>(Count(tool), INT32_MAX);
     return EffectiveParts(static_cast<std::int32_t>(most), Tool::kTimeScale);
+  } else if constexpr (kIsPrecise<Tool>) {
+    return static_cast<double>(tool.NrGelernt());
   } else {
     return EffectiveParts(tool);
   }
@@ -312,6 +319,27 @@ MergeStatus CRatedLimit<Tool>::Merge(const CRatedLimit& other) {
 }
 
 template <class Tool>
+template <class Other>
+bool CRatedLimit<Tool>::TakeFrom(const CRatedLimit<Other>& other) {
+  if (other.rule_.timeScale != CExpAverFacGenerator::kNoForgetting) {
+    return false;
+  }
+  return detail::IfMemoryAllows(false, [&] {
+    CRatedLimit made(other.rule_);
+    for (const Side side : made.tools_->Limited()) {
+      if (other.learnt_ > 0 && !(*made.tools_)[side].TakeFrom((*other.tools_)[side])) {
+        return false;
+      }
+      SetFactor((*made.tools_)[side], other.rule_.base, 0.0);
+    }
+    made.calibration_ = other.calibration_;
+    made.learnt_ = other.learnt_;
+    *this = std::move(made);
+    return true;
+  });
+}
+
+template <class Tool>
 bool CRatedLimit<Tool>::WriteState(CFileStream& file) const {
   const auto put = [this](detail::RecordWriter& record) {
     SHead head;
@@ -350,7 +378,8 @@ LearnStateStatus CRatedLimit<Tool>::ReadState(CFileStream& file) {
     (head.given != 0 ? rule.factor.emplace() : rule.reject) = head.rate;
     rule.timeScale = head.timeScale;
     rule.minParts = head.minParts;
-    if (!rule.IsValid()) {
+    if (!rule.IsValid() ||
+        (kIsPrecise<Tool> && rule.timeScale != CExpAverFacGenerator::kNoForgetting)) {
       return LearnStateStatus::kContent;
     }
     read = CRatedLimit(rule);
@@ -379,5 +408,8 @@ LearnStateStatus CRatedLimit<Tool>::ReadState(CFileStream& file) {
 template class CRatedLimit<CLernenderGrenzwert>;
 template class CRatedLimit<CKurvenLernWerkzeug>;
 template class CRatedLimit<CTrackLernWerkzeug>;
+template class CRatedLimit<CPreciseCurveTool>;
+template bool CRatedLimit<CPreciseCurveTool>::TakeFrom(const CRatedLimit<CKurvenLernWerkzeug>&);
+template bool CRatedLimit<CKurvenLernWerkzeug>::TakeFrom(const CRatedLimit<CPreciseCurveTool>&);
 
 }  // namespace limes

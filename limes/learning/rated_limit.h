@@ -11,6 +11,7 @@
 #include "limes/learning/learn_merge.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/precise_curve_tool.h"
 #include "limes/learning/sided.h"
 #include "limes/learning/track_learning_tool.h"
 
@@ -31,8 +32,8 @@ struct SRatedRule {
 
 /// Limits of one quantity with all that belongs to them: a learner for each side, the scores of the
 /// good parts, each by those before it, and the rule; learnt, judged, joined, written and read as
-/// one. Tool is CLernenderGrenzwert, CKurvenLernWerkzeug or CTrackLernWerkzeug. One thread at a
-/// time.
+/// one. Tool is CLernenderGrenzwert, CKurvenLernWerkzeug, CTrackLernWerkzeug or CPreciseCurveTool,
+/// which needs a rule that forgets nothing. One thread at a time.
 template <class Tool>
 class CRatedLimit {
  public:
@@ -75,6 +76,11 @@ class CRatedLimit {
   /// these, but for the scores, which stay by what each had learnt. Nothing changes unless kOk.
   MergeStatus Merge(const CRatedLimit& other);
 
+  /// Takes over what was learnt of curves in float or precisely, see the learner's TakeFrom, with
+  /// scores and rule. False, with nothing changed, when the rule forgets or memory is short. O(n).
+  template <class Other>
+  bool TakeFrom(const CRatedLimit<Other>& other);
+
   /// The learners, in the sign of their side, with the limits formed where there are any.
   CSided<Tool>& Formed();
 
@@ -86,6 +92,8 @@ class CRatedLimit {
   [[nodiscard]] LearnStateStatus ReadState(CFileStream& file);
 
  private:
+  template <class Other>
+  friend class CRatedLimit;
   struct SHead;
 
   double Effective() const;
@@ -104,5 +112,10 @@ class CRatedLimit {
 extern template class LIMES_EXPORT CRatedLimit<CLernenderGrenzwert>;
 extern template class LIMES_EXPORT CRatedLimit<CKurvenLernWerkzeug>;
 extern template class LIMES_EXPORT CRatedLimit<CTrackLernWerkzeug>;
+extern template class LIMES_EXPORT CRatedLimit<CPreciseCurveTool>;
+extern template LIMES_EXPORT bool CRatedLimit<CPreciseCurveTool>::TakeFrom(
+    const CRatedLimit<CKurvenLernWerkzeug>&);
+extern template LIMES_EXPORT bool CRatedLimit<CKurvenLernWerkzeug>::TakeFrom(
+    const CRatedLimit<CPreciseCurveTool>&);
 
 }  // namespace limes

@@ -234,6 +234,37 @@ TEST(CInterface, TellsWhatIsWrong) {
   }
 }
 
+TEST(CInterface, ConvertsCurvesToDoubleAndBack) {
+  limes_rule rule;
+  limes_rule_init(&rule);
+  rule.precise = 1;
+  const Limit precise = Made(LIMES_CURVE, &rule);
+  const Limit limit = Made(LIMES_CURVE);
+  for (unsigned part = 0; part < 60; ++part) {
+    ASSERT_EQ(LearnOne(precise.get(), part), LIMES_OK);
+    ASSERT_EQ(LearnOne(limit.get(), part), LIMES_OK);
+  }
+  EXPECT_EQ(limes_merge(limit.get(), precise.get()), LIMES_KIND);
+  ASSERT_EQ(limes_convert(limit.get(), 1), LIMES_OK);
+  const std::vector<std::uint8_t> bytes = Bytes(limit.get());
+  limes_limit* raw = nullptr;
+  ASSERT_EQ(limes_read(bytes.data(), bytes.size(), &raw), LIMES_OK);
+  const Limit copy(raw);
+  EXPECT_EQ(limes_kind_of(copy.get()), LIMES_CURVE);
+  EXPECT_EQ(limes_rule_of(copy.get(), &rule), LIMES_OK);
+  EXPECT_EQ(rule.precise, 1);
+  ASSERT_EQ(limes_merge(copy.get(), precise.get()), LIMES_OK) << limes_error(copy.get());
+  ASSERT_EQ(limes_convert(copy.get(), 0), LIMES_OK);
+  EXPECT_EQ(limes_learnt(copy.get()), 120);
+  EXPECT_EQ(JudgeOne(copy.get(), 1000), LIMES_PASS);
+  EXPECT_EQ(JudgeOne(copy.get(), 1000, 30.0F), LIMES_FAIL);
+  EXPECT_EQ(limes_convert(copy.get(), 2), LIMES_ARGUMENT);
+  EXPECT_EQ(limes_convert(Made(LIMES_VALUE).get(), 1), LIMES_KIND);
+  rule.time_scale = 100;
+  limes_limit* none = nullptr;
+  EXPECT_EQ(limes_new(LIMES_CURVE, &rule, &none), LIMES_ARGUMENT);
+}
+
 // A caller that was compiled with an older, shorter header gets what it knows and not a byte more.
 TEST(CInterface, FillsNoMoreThanTheCallersStruct) {
   const Limit limit = Made(LIMES_VALUE);
