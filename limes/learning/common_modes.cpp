@@ -51,6 +51,12 @@ double CCommonModes::WeightSum(std::int64_t n, std::int32_t timeScale) {
              : std::expm1(-parts / scale) / std::expm1(-1.0 / scale);
 }
 
+/// Modes of the points that there are.
+std::int32_t CCommonModes::Most() const {
+  return head_.points == 0 ? head_.wanted
+                           : std::min(head_.wanted, static_cast<std::int32_t>(head_.points / 2));
+}
+
 std::size_t CCommonModes::HalfRows() const {
   constexpr std::size_t kLeast = 32;
   return std::max(kLeast, 2 * static_cast<std::size_t>(head_.wanted));
@@ -59,7 +65,7 @@ std::size_t CCommonModes::HalfRows() const {
 std::size_t CCommonModes::Stride() const { return detail::PaddedRow(head_.points); }
 
 std::int64_t CCommonModes::PartsNeeded() const {
-  return std::max<std::int64_t>(4 * std::int64_t{head_.wanted}, kPartsBeforeScores);
+  return std::max<std::int64_t>(4 * std::int64_t{Most()}, kPartsBeforeScores);
 }
 
 double CCommonModes::Counting() const {
@@ -292,8 +298,7 @@ void CCommonModes::Form() {
     return;
   }
   const std::size_t n = Stride();
-  const std::size_t most =
-      std::min({static_cast<std::size_t>(head_.wanted), Points() / 2, std::size_t{head_.rows}});
+  const std::size_t most = std::min(static_cast<std::size_t>(Most()), std::size_t{head_.rows});
   lambda_.clear();
   Decompose(room_, rows_, head_.rows, most);
   const detail::SymmetricEigen& eigen = room_.eigen;
@@ -332,9 +337,30 @@ double CCommonModes::ResidualSquare(std::size_t i) const {
   return parts > 0.0 ? std::max((residual_[i] + weight * learnt_[i]) / parts, kLeastUnseen) : 1.0;
 }
 
+double CCommonModes::SpreadAbout(std::size_t point) const {
+  return spread_[point] * std::sqrt(ResidualSquare(point));
+}
+
+double CCommonModes::ResidualScale() const {
+  constexpr double kLeastLeft = 0.05;
+  double sum = 0.0;
+  double points = 0.0;
+  for (std::size_t i = 0; i < Points(); ++i) {
+    double left = 1.0;
+    for (std::size_t k = 0; k < Modes(); ++k) {
+      left -= modes_[k * Stride() + i] * modes_[k * Stride() + i];
+    }
+    if (spread_[i] > 0.0) {
+      sum += std::log(std::sqrt(ResidualSquare(i)) / std::max(left, kLeastLeft));
+      points += 1.0;
+    }
+  }
+  return points > 0.0 ? std::exp(sum / points) : 1.0;
+}
+
 void CCommonModes::FormSpreads() {
   for (std::size_t i = 0; stale_ && i < Points(); ++i) {
-    about_[i] = spread_[i] * std::sqrt(ResidualSquare(i));
+    about_[i] = SpreadAbout(i);
   }
   stale_ = false;
 }

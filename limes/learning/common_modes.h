@@ -64,7 +64,7 @@ class LIMES_EXPORT CCommonModes {
   std::int64_t Learnt() const { return head_.count; }
   std::size_t Points() const { return head_.points; }
 
-  /// Parts from which on modes are formed: 4 K, at least 10.
+  /// Parts from which on modes are formed: 4 K, K no more than half of the points, at least 10.
   std::int64_t PartsNeeded() const;
 
   /// Whether modes were formed. Their number is K, less where fewer points than 2 K or fewer ways
@@ -83,6 +83,14 @@ class LIMES_EXPORT CCommonModes {
 
   double Mean(std::size_t point) const { return mean_[point]; }
   double Spread(std::size_t point) const { return spread_[point]; }
+
+  /// Of good parts about what is expected of them.
+  double SpreadAbout(std::size_t point) const;
+
+  /// By how many spreads S a part must deviate at a single point for its residual there to become
+  /// one spread of the residual larger, as the modes take a share of it: the geometric mean over
+  /// the points that vary, 1 without any. O(K n).
+  double ResidualScale() const;
 
   /// Parts that factors and scores are told by: those that count, less one for each mode.
   double Effective() const;
@@ -149,6 +157,7 @@ class LIMES_EXPORT CCommonModes {
     void Make(std::size_t rows);
   };
 
+  std::int32_t Most() const;
   std::size_t HalfRows() const;
   std::size_t Stride() const;
   bool MakeRoom(std::size_t points);

@@ -7,6 +7,7 @@
 #include "limes/learning/learning_loops.h"
 #include "limes/learning/limit_sureness.h"
 #include "limes/learning/part_judgement.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -87,6 +88,11 @@ SPartScoring CKurvenLernWerkzeug::ScoreFitted(const CFittedPart& fitted, double 
   return scoring;
 }
 
+bool CKurvenLernWerkzeug::HasCurrentLimit() {
+  return (formed_ != nullptr && formed_->Holds(state_.base, state_.factor, state_.width)) ||
+         UpdateLimit() != 0;
+}
+
 SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minShare,
                                                 std::vector<SCurveExcess>& regions) {
   SPartJudgement judgement;
@@ -94,14 +100,40 @@ SPartJudgement CKurvenLernWerkzeug::JudgeFitted(CFittedPart& fitted, double minS
   if (!HasLearnt()) {
     return judgement;
   }
-  const bool current =
-      formed_ != nullptr && formed_->Holds(state_.base, state_.factor, state_.width);
-  if (!current && UpdateLimit() == 0) {
+  if (!HasCurrentLimit()) {
     judgement.reason = PartStatus::kMemory;
     return judgement;
   }
   detail::SLearntCurves learnt = Learnt(*limit_);
   learnt.width = Widening();
+  return detail::JudgeAlong(fitted, learnt, minShare, regions);
+}
+
+SPartJudgement CKurvenLernWerkzeug::JudgeExpected(CFittedPart& fitted,
+                                                  std::span<const float> expected,
+                                                  std::span<const float> spread, double minShare,
+                                                  std::vector<SCurveExcess>& regions) {
+  SPartJudgement judgement;
+  regions.clear();
+  if (!HasLearnt() || expected.size() != state_.mean->DLen() || spread.size() != expected.size()) {
+    return judgement;
+  }
+  if (!HasCurrentLimit() || !Make(ownLimit_, 0) ||
+      !detail::IfMemoryAllows([&] { *ownLimit_ = *limit_; })) {
+    judgement.reason = PartStatus::kMemory;
+    return judgement;
+  }
+  float* const y = ownLimit_->ValArray();
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    y[i] = state_.base + (expected[i] + state_.factor * spread[i]);
+  }
+  Widen(*ownLimit_, Widening());
+  detail::SLearntCurves learnt = Learnt(*ownLimit_);
+  learnt.width = Widening();
+  learnt.expected = expected;
+  learnt.spreads = [spread](std::int64_t i, std::size_t n, float* out) {
+    std::copy_n(spread.data() + i, n, out);
+  };
   return detail::JudgeAlong(fitted, learnt, minShare, regions);
 }
 

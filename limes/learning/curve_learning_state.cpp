@@ -57,7 +57,7 @@ LearnStateStatus CKurvenLernWerkzeug::ReadState(CFileStream& file) {
   };
   const auto commit = [this](SState& read) {
     state_ = std::move(read);
-    spread_ = limit_ = nullptr;
+    spread_ = limit_ = ownLimit_ = nullptr;
     formed_ = nullptr;
     fitted_ = nullptr;
   };

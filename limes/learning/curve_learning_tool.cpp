@@ -251,14 +251,18 @@ bool CKurvenLernWerkzeug::FormLimit() {
     limit += mean;
     limit += state_.base;
   }
-  const std::span<float> values = limit.ValidValues();
-  if (const int w = Widening(); w >= 1 && values.size() > 1) {
-    // kept: the last valid point is neither widened nor looked at
-    detail::WidenValues(values.data(), values.size() - 1, static_cast<std::size_t>(w));
-  }
+  Widen(limit, Widening());
   limit.TakeUnits(mean);
   *formed_ = {true, true, state_.base, state_.factor, state_.width};
   return true;
+}
+
+void CKurvenLernWerkzeug::Widen(CSigCurveExt& limit, int points) {
+  const std::span<float> values = limit.ValidValues();
+  if (points >= 1 && values.size() > 1) {
+    // kept: the last valid point is neither widened nor looked at
+    detail::WidenValues(values.data(), values.size() - 1, static_cast<std::size_t>(points));
+  }
 }
 
 /// By how many points the limit is widened.

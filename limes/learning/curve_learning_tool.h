@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -62,6 +63,13 @@ class LIMES_EXPORT CKurvenLernWerkzeug
   void LearnFitted(CFittedPart& fitted);
   SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
                              std::vector<SCurveExcess>& regions);
+
+  /// As JudgeFitted, by a limit of this part's own on the learnt grid: base + expected + factor
+  /// spread, widened as the rule says. In the tool's sign; one number a point, both, else nothing
+  /// is judged. The mean told is what was expected. O(n).
+  SPartJudgement JudgeExpected(CFittedPart& fitted, std::span<const float> expected,
+                               std::span<const float> spread, double minShare,
+                               std::vector<SCurveExcess>& regions);
 
   /// Scores of a part that was fitted, by what is learnt and for a base, before it is learnt. O(n).
   SPartScoring ScoreFitted(const CFittedPart& fitted, double base) const;
@@ -186,7 +194,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug
     return state_.count != 0 && state_.mean != nullptr && state_.meanSquare != nullptr;
   }
   bool FormLimit();
+  bool HasCurrentLimit();
   void Outdate();
+  static void Widen(CSigCurveExt& limit, int points);
   int Widening() const;
   const CSigCurveExt* Reference(bool limit) const;
   float SpreadAt(int i) const;
@@ -232,6 +242,7 @@ class LIMES_EXPORT CKurvenLernWerkzeug
   // Made of the state when they are asked for.
   Curve spread_;
   Curve limit_;
+  Curve ownLimit_;  ///< of the part that was judged by what was expected of it
   std::shared_ptr<SFormed> formed_;
   std::shared_ptr<CFittedPart> fitted_;
 };

@@ -23,7 +23,7 @@ void ForEachPoint(const CurveOverlap& overlap, PointMask mask, const SLearntCurv
       for (std::size_t j = 0; j < count; ++j) {
         const std::int64_t i = i0 + static_cast<std::int64_t>(j);
         if (mask.empty() || mask[static_cast<std::size_t>(i)] != 0) {
-          use(i, k[start + j], learnt.mean.ValArray()[i], spreads[j]);
+          use(i, k[start + j], learnt.Middle(i), spreads[j]);
         }
       }
     }
@@ -55,8 +55,8 @@ double WidenedFactorAt(const SLearntCurves& learnt, double value, std::int64_t i
   const std::int64_t end = std::min(valid.last, i + learnt.width);
   learnt.spreads(first, static_cast<std::size_t>(end - first), spreads.data());
   for (std::int64_t j = first; j < end && own > enough; ++j) {
-    const double factor = FactorAt(learnt, value, learnt.mean.ValArray()[j],
-                                   spreads[static_cast<std::size_t>(j - first)]);
+    const double factor =
+        FactorAt(learnt, value, learnt.Middle(j), spreads[static_cast<std::size_t>(j - first)]);
     own = factor < own ? factor : own;
   }
   return own;
@@ -212,7 +212,7 @@ SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double
   if (numbers.verdict == Verdict::kFail) {
     complete = AddExcess(overlap, regions, mask, IsRounding);
     for (SCurveExcess& region : regions) {
-      region.mean = learnt.mean.ValArray()[region.index];
+      region.mean = learnt.Middle(region.index);
       region.spread = SpreadAt(learnt, region.index);
     }
   }
@@ -230,10 +230,12 @@ SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double
   judgement.x = double{numbers.x};
   judgement.value = double{numbers.value};
   judgement.limit = double{numbers.limit};
-  judgement.mean = double{learnt.mean.ValArray()[comparison.index]};
+  judgement.mean = double{learnt.Middle(comparison.index)};
   judgement.spread = double{SpreadAt(learnt, comparison.index)};
   FindInSpreads(overlap, mask, learnt, part.margin, judgement);
-  if (IsDead(part, learnt.mean) || IsFarBelow(part, learnt)) {
+  SLearntCurves usual = learnt;  // a dead sensor is no part of its own
+  usual.expected = {};
+  if (IsDead(part, learnt.mean) || IsFarBelow(part, usual)) {
     judgement.reason = PartStatus::kNoSignal;
     regions.clear();
   } else if (beyond) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "limes/learning/curve_overlap.h"
@@ -22,6 +24,13 @@ struct SLearntCurves {
 
   /// w of WidenValues, by which the limit was widened; 0: it was not.
   std::int64_t width = 0;
+
+  /// What is expected of this part at each point, in place of the mean; empty: the mean itself.
+  std::span<const float> expected = {};
+
+  float Middle(std::int64_t i) const {
+    return expected.empty() ? mean.ValArray()[i] : expected[static_cast<std::size_t>(i)];
+  }
 };
 
 /// Calls use(first index, measured values, count) for piece after piece of the points that count.

@@ -108,15 +108,24 @@ class CSided {
   /// Judges the part that was prepared, for learning or for judging.
   void Judge(double minShare, CSidedJudgement& judgement) {
     for (const Side side : Limited()) {
-      fitted_.TurnTo(side);
-      fitted_.margin = judgement.Margin(side);
-      if (fitted_.margin != nullptr) {
-        fitted_.margin->Clear();
-      }
-      judgement[side] = (*this)[side].JudgeFitted(fitted_, minShare, judgement.Regions(side));
-      if (side == Side::kLower) {
-        TurnBack(judgement[side], judgement.Regions(side));
-      }
+      JudgeAnew(side, judgement, [&](Tool& tool, auto& fitted, auto& regions) {
+        return tool.JudgeFitted(fitted, minShare, regions);
+      });
+    }
+  }
+
+  /// Judges the part that was prepared on one side by judge(tool, fitted, regions), which does it
+  /// in the sign of that side.
+  template <class JudgeSide>
+  void JudgeAnew(Side side, CSidedJudgement& judgement, JudgeSide judge) {
+    fitted_.TurnTo(side);
+    fitted_.margin = judgement.Margin(side);
+    if (fitted_.margin != nullptr) {
+      fitted_.margin->Clear();
+    }
+    judgement[side] = judge((*this)[side], fitted_, judgement.Regions(side));
+    if (side == Side::kLower) {
+      TurnBack(judgement[side], judgement.Regions(side));
     }
   }
 

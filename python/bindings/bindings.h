@@ -21,6 +21,7 @@ void BindUnits(py::module_& module);
 void BindCurves(py::module_& module);
 void BindLearners(py::module_& module);
 void BindCalibration(py::module_& module);
+void BindModes(py::module_& module);
 void BindDefects(py::module_& module);
 void BindPairs(py::module_& module);
 void BindPairVariants(py::module_& module);

@@ -10,6 +10,7 @@ PYBIND11_MODULE(_limes, module) {
   limes::python::BindLearners(module);
   limes::python::BindSided(module);
   limes::python::BindCalibration(module);
+  limes::python::BindModes(module);
   limes::python::BindDefects(module);
   limes::python::BindPairs(module);
   limes::python::BindPairVariants(module);

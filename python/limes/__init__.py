@@ -39,6 +39,7 @@ from ._limes import (
     fit,
 )
 from .limits import CurveLimit, TrackLimit, ValueLimit, learn, learn_tracks, learn_values
+from .modes import Modes
 from .parts import Part, Rule, curve, curves
 from .rates import scores
 from .recordings import form, quantity, read, read_each, spectrum
@@ -62,6 +63,7 @@ __all__ = [
     "CurveLimit",
     "DVL",
     "Judgement",
+    "Modes",
     "Part",
     "PartStatus",
     "Quantity",

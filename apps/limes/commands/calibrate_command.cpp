@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -8,6 +9,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/number_text.h"
 #include "apps/limes/measurement/part_record.h"
+#include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/store/store.h"
@@ -38,7 +40,7 @@ class CCalibration {
     store_.Rollback();
     const bool grouped = groups_.size() < parts_.size();
     if (!options_.frozen) {
-      ScoreByOthers();
+      model_.Modes().AreOn() ? ScoreByOtherModes() : ScoreByOthers();
       Replace(ScoreSource::kOthers, grouped ? std::optional(Groups()) : std::nullopt);
     } else {
       Replace(ScoreSource::kFrozen, std::nullopt);
@@ -56,7 +58,8 @@ class CCalibration {
  private:
   struct SGoodPart {
     std::size_t group = 0;
-    std::vector<float> values;  ///< at all points; empty when it is scored at once
+    std::vector<float> values;     ///< at all points; empty when it is scored at once
+    std::vector<double> measured;  ///< with common modes, in place of the values
     SScores scores;
   };
 
@@ -93,6 +96,10 @@ class CCalibration {
       good.scores = model_.ScoreFurther(part);
     } else {
       good.values = model_.ValuesOf(part);
+      if (model_.Modes().AreOn()) {
+        good.measured = model_.Measured();
+        good.values = {};
+      }
     }
   }
 
@@ -166,6 +173,43 @@ class CCalibration {
         first->scores = {scores.above, scores.below};
       }
     }
+  }
+
+  /// By the modes of the parts of other groups, so many of which are left out together that no more
+  /// than kMostFolds times modes are formed.
+  void ScoreByOtherModes() {
+    constexpr std::size_t kMostFolds = 32;
+    const std::size_t folds = std::min(groups_.size(), kMostFolds);
+    for (std::size_t fold = 0; fold < folds; ++fold) {
+      CCommonModes others(*rule_.modes);
+      for (const bool gaps : {false, true}) {  // the first part has none
+        for (const SGoodPart& part : parts_) {
+          if (part.group % folds != fold && HasGaps(part) == gaps) {
+            RequireAdded(others.Learn(part.measured) == LearnStatus::kOk);
+          }
+        }
+      }
+      others.Form();
+      if (!others.IsFormed()) {
+        throw CUsageError("calibrate: " + Count(*rule_.modes, "mode") + " need " +
+                          std::to_string(others.PartsNeeded()) +
+                          " parts beside those of a group that is left out, " +
+                          std::to_string(others.Learnt()) + " are there");
+      }
+      SModesOfPart told;
+      for (SGoodPart& part : parts_) {
+        if (part.group % folds == fold && others.Explain(part.measured, told) == JudgeReason::kOk) {
+          const SPartScores scores =
+              others.Score(part.measured, told, static_cast<float>(settings_.base)).scores;
+          part.scores = {scores.above, scores.below};
+        }
+      }
+    }
+  }
+
+  static bool HasGaps(const SGoodPart& part) {
+    return std::any_of(part.measured.begin(), part.measured.end(),
+                       [](double value) { return std::isnan(value); });
   }
 
   static void RequireAdded(bool added) {

@@ -10,6 +10,7 @@
 
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/guarded_learning.h"
+#include "apps/limes/commands/modes_choice.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
@@ -46,8 +47,19 @@ class CLearnRun {
       store_ = std::make_unique<CStore>(options.store, CStore::Mode::kCreate);
       stored = store_->Settings();
     }
+    if (options.modes && *options.modes == kAutoModes && stored) {
+      throw CUsageError("--modes auto is for a new store; limes set --modes auto chooses anew");
+    }
+    if (options.modes == 0 && stored && stored->modes) {
+      throw CUsageError("--modes 0 contradicts the store, which has " +
+                        std::to_string(*stored->modes) + "; limes set --modes changes it");
+    }
     const NoteTaker note = [&console](const std::string& text) { Warn(console, text); };
-    settings_ = Resolve(stored ? options.settings : SettingsWithSkip(options, note), stored, true);
+    SGivenSettings given = stored ? options.settings : SettingsWithSkip(options, note);
+    if (options.modes.value_or(0) > 0) {
+      given.modes = options.modes;
+    }
+    settings_ = Resolve(given, stored, true);
     model_ = std::make_unique<CModel>(settings_);
     source_ = std::make_unique<CPartSource>(
         options.files,
@@ -69,10 +81,12 @@ class CLearnRun {
     if (learntBefore_ + heldBefore_ == 0) {
       throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
     }
-    for (const std::string& warning : model_->Warnings()) {
+    ChooseModes();
+    const SPromise promise = PromiseOf(*store_, *model_);
+    for (const std::string& warning : model_->Warnings(promise.groups)) {
       Warn(console_, warning);
     }
-    if (const SPromise promise = PromiseOf(*store_, *model_); promise.lone) {
+    if (promise.lone) {
       Warn(console_, LoneText(promise));
     }
     (options_.json ? console_.err : console_.out)
@@ -324,6 +338,23 @@ class CLearnRun {
     std::string part;
     std::string reason;
   };
+
+  /// All parts are learnt, of which the number of modes follows.
+  void ChooseModes() {
+    if (options_.modes != kAutoModes) {
+      return;
+    }
+    store_->Begin();
+    settings_.modes = BestModes(*store_, settings_, options_.json ? console_.err : console_.out);
+    if (!settings_.modes) {
+      store_->Rollback();  // scores are as they were
+      return;
+    }
+    *model_ = WithModes(*store_, settings_);
+    store_->SetSettings(settings_);
+    SaveModel(*store_, *model_, run_);
+    store_->Commit();
+  }
 
   /// Names every part that was not learnt.
   void ReportRefused() {

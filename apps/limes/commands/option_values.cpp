@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "apps/limes/errors.h"
+#include "limes/learning/common_modes.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -48,6 +49,18 @@ double ParseShare(const char* option, const std::string& text) {
                       Quoted(text));
   }
   return behind.empty() ? share : share / 100.0;
+}
+
+std::int32_t ParseModes(const std::string& text) {
+  std::uint64_t modes = 0;
+  if (text == "auto") {
+    return kAutoModes;
+  }
+  if (!ParseCount(text, modes) || modes > CCommonModes::kMostModes) {
+    throw CUsageError("--modes needs a number from 0 to " +
+                      std::to_string(CCommonModes::kMostModes) + " or auto, not " + Quoted(text));
+  }
+  return static_cast<std::int32_t>(modes);
 }
 
 void ParseEvery(const std::string& text, SSelection& selection) {

@@ -18,6 +18,9 @@ SCondition ParseCondition(const std::string& text);
 /// "1%" or "0.01".
 double ParseShare(const char* option, const std::string& text);
 
+/// "3", "0" or "auto", which is kAutoModes.
+std::int32_t ParseModes(const std::string& text);
+
 /// "K:I", every K-th part from I on.
 void ParseEvery(const std::string& text, SSelection& selection);
 

@@ -127,6 +127,12 @@ void AddGuarding(CLI::App& app, SOptions& o) {
   Add(app, "--drift", s.drift, "parts between false alarms of drift (10000; 0: no alarm)", "N");
 }
 
+void AddModes(CLI::App& app, SOptions& o) {
+  AddText(
+      app, "--modes", [&o](const std::string& t) { o.modes = ParseModes(t); },
+      "judge what K common modes of good parts leave; auto finds K (0)", "K");
+}
+
 CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
   CLI::App* command = app.add_subcommand(name, help);
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -186,6 +192,7 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--sure", [&o](const std::string& t) { o.sure = ParseShare("--sure", t); },
       "confidence of --cover (95%)", "SHARE");
+  AddModes(*command, o);
   AddGuarding(*command, o);
   return command;
 }
@@ -224,6 +231,7 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   CLI::App* command = AddRun(app, o, "learn", "learn every part in the files as good");
   command->option_defaults()->group("Options");
   AddFlag(*command, "--again", o.again, "learn parts that are learnt already once more");
+  AddModes(*command, o);
   AddGuarding(*command, o);
   AddFlag(*command, "--allow-short", o.allowShort, "learn parts that cover less than --min-share");
   return command;

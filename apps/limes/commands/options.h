@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,9 @@ enum class Command {
   kDemo
 };
 
+/// As many common modes as good parts say.
+inline constexpr std::int32_t kAutoModes = -1;
+
 /// The command line.
 struct SOptions {
   Command command = Command::kShow;
@@ -39,7 +43,9 @@ struct SOptions {
   std::vector<SCondition> where;
   std::optional<std::int64_t> run;   ///< whose parts are forgotten
   std::optional<std::string> group;  ///< column that names what is left out together
-  bool frozen = false;               ///< score by what is learnt, not by the other parts
+  std::optional<std::int32_t>
+      modes;            ///< that are judged apart; 0: none, kAutoModes: as many as help
+  bool frozen = false;  ///< score by what is learnt, not by the other parts
   bool json = false;
   bool again = false;                 ///< learn or join what is learnt already
   bool allowShort = false;            ///< learn what covers too little

@@ -17,13 +17,13 @@ namespace {
 
 /// The named parts in the order of the names; of one judged twice the later verdict.
 std::vector<SPlotPart> PartsOf(CStore& store, const std::vector<std::string>& names,
-                               const std::string& quantity) {
+                               const SLearntSummary& learnt, bool modes) {
   std::vector<SPlotPart> parts(names.size());
   if (!names.empty()) {
     store.ForEachJudged(false, [&](const SPartVerdict& verdict) {
       for (std::size_t i = 0; i < names.size(); ++i) {
         if (IsCalled(verdict.part, names[i])) {
-          parts[i] = {verdict.part, MarksOfPart(verdict, quantity), {}};
+          parts[i] = {verdict.part, MarksOfPart(verdict, learnt, modes), {}};
         }
       }
     });
@@ -58,7 +58,7 @@ int RunPlot(const SOptions& options, SConsole& console) {
     throw CUsageError("no quantity " + Quoted(options.quantity) + " in " + options.store +
                       "; there is " + (known.empty() ? "none" : known));
   }
-  plot.parts = PartsOf(store, options.files, options.quantity);
+  plot.parts = PartsOf(store, options.files, *plot.sides[0], model.Settings().modes.has_value());
   store.Rollback();
   const std::string svg = DrawPlot(plot);
   if (options.output.empty()) {

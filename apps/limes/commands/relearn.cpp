@@ -15,7 +15,7 @@ class CRelearning {
  public:
   CRelearning(CStore& store, const SSettings& settings)
       : quantities_(store.Quantities()), model_(settings) {
-    model_.Load(store.Base(), store.BaseCalibration(), store.Path());
+    model_.Load(store.Base(), store.BaseCalibration(), store.Path(), store.BaseModes());
     model_.Drift().Load(store.Drift(CStore::DriftSource::kBefore), store.Path());
   }
 
@@ -78,6 +78,8 @@ CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int
 
 void SaveModel(CStore& store, CModel& model, std::int64_t run) {
   store.SetQuantities(model.States());
+  store.SetQuantities(model.Modes().Quantities());
+  store.SetModes(model.Modes().Record());
   store.SetCalibration(model.Calibration());
   store.SetDrift(CStore::DriftSource::kLearning, model.Drift().Stored());
   store.SetHistory(run, model.Moment());
@@ -86,6 +88,7 @@ void SaveModel(CStore& store, CModel& model, std::int64_t run) {
 
 void SaveBase(CStore& store, CModel& model) {
   store.SetBase(model.States());
+  store.SetBaseModes(model.Modes().Record());
   store.SetBaseCalibration(model.Calibration());
   store.SetDrift(CStore::DriftSource::kBefore, model.Drift().Stored());
 }

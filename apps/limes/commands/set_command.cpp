@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/modes_choice.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/number_text.h"
@@ -79,18 +80,25 @@ int RunSet(const SOptions& options, SConsole& console) {
   if (!stored) {
     throw CStoreError(options.store + ": nothing is learnt in this store");
   }
-  const SSettings settings = Resolve(WithCover(options, store, *stored, console), stored, false);
+  SSettings settings = Resolve(WithCover(options, store, *stored, console), stored, false);
+  if (options.modes) {
+    settings.modes = *options.modes == kAutoModes ? BestModes(store, settings, console.out)
+                     : *options.modes > 0         ? options.modes
+                                                  : std::nullopt;
+    settings = Resolve(SGivenSettings(), settings, false);
+  }
   const std::string text = SettingsToText(settings);
   if (text == SettingsToText(*stored)) {
     throw CUsageError(
         "set changes nothing: give another --base, --reject, --factor, --width, "
-        "--min-parts, --min-share, --one-per-curve, --guard or --drift");
+        "--modes, --min-parts, --min-share, --one-per-curve, --guard or --drift");
   }
   if (settings.drift != stored->drift) {
     store.ClearDrift();  // sums for another threshold
   }
-  CModel model =
-      settings.base == stored->base ? LoadedModel(store, settings) : Rescored(store, settings);
+  CModel model = settings.modes != stored->modes ? WithModes(store, settings)
+                 : settings.base == stored->base ? LoadedModel(store, settings)
+                                                 : Rescored(store, settings);
   store.SetSettings(settings);
   SaveModel(store, model, store.AddRun("set", settings));
   store.Commit();

@@ -6,6 +6,7 @@
 #include "apps/limes/commands/guarded_learning.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
+#include "apps/limes/report/modes_text.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/store/store.h"
@@ -25,6 +26,7 @@ void PrintSummaries(CModel& model, const SOptions& options, const SSettings& set
     options.json ? PrintSummaryJson(console.out, summary, settings, promise, drifts)
                  : PrintSummary(console.out, summary, settings);
   }
+  (options.json ? PrintModesJson : PrintModes)(console.out, model);
 }
 
 }  // namespace
@@ -53,7 +55,9 @@ int RunShow(const SOptions& options, SConsole& console) {
   const SSettings settings = store.Settings().value_or(SSettings());
   if (options.past) {
     for (const std::int64_t run : store.PutAsideIn()) {
-      CModel past(settings);
+      SSettings plain = settings;  // modes are put aside, and shown no more
+      plain.modes.reset();
+      CModel past(plain);
       past.Load(store.PastQuantities(run), std::nullopt, store.Path());
       console.out << (options.json ? "" : "before run " + std::to_string(run) + ":\n");
       PrintSummaries(past, options, settings, past.Promise(), {}, console);

@@ -74,6 +74,7 @@ struct SPromise {
   std::optional<double> tooWide;       ///< the factor it would take, where that is no limit
   std::optional<SLoneScore> lone;      ///< of the part that widens the limits alone
   std::string loneName;                ///< of that part, where it is known
+  std::string waits;                   ///< what common modes wait for; empty when they are formed
 };
 
 /// A learnt quantity and side at a glance.

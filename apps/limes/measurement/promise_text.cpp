@@ -10,9 +10,13 @@ namespace {
 
 constexpr std::int64_t kLeastScores = 4;  ///< of which any limit for a rate is formed
 
+}  // namespace
+
 std::string Count(std::int64_t n, const std::string& what) {
   return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
+
+namespace {
 
 /// Parts to learn, in all, until there are so many scores.
 std::int64_t PartsFor(std::int64_t wanted, std::int64_t learnt, std::int64_t scores) {
@@ -73,7 +77,7 @@ std::vector<std::string> PromiseTexts(const SPromise& p) {
     return texts;
   }
   if (p.rate && p.limit.basis == CalibrationBasis::kNone) {
-    return {NoLimitText(*p.rate, p.learnt, p.scores)};
+    return {p.waits.empty() ? NoLimitText(*p.rate, p.learnt, p.scores) : p.waits};
   }
   if (p.rate && p.limit.basis == CalibrationBasis::kRank) {
     texts.push_back(Percent(*p.rate) + " promised: a further good part is rejected with " +

@@ -7,6 +7,9 @@
 
 namespace limes::host {
 
+/// "1 part", "2 parts".
+std::string Count(std::int64_t n, const std::string& what);
+
 /// Why there is no limit for a rate, and what to do: too few scores, or it would be too wide.
 std::string NoLimitText(double rate, std::int64_t learnt, std::int64_t scores);
 

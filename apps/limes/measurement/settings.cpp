@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <type_traits>
 
+#include "limes/learning/common_modes.h"
 #include "limes/learning/track_learning_tool.h"
 #include "recordings/tables/dialect.h"
 #include "recordings/text.h"
@@ -97,6 +98,10 @@ void ValidateCombinations(const SSettings& s) {
           "--values");
   Require(!s.tracks || (s.width == 0.0 && s.timeScale == kTrackTimeScale),
           "--tracks has no --width, and its --time-scale is " + std::to_string(kTrackTimeScale));
+  Require(!s.modes || (*s.modes >= 1 && *s.modes <= CCommonModes::kMostModes),
+          "--modes must lie between 1 and " + std::to_string(CCommonModes::kMostModes) +
+              ", or be 0 or auto");
+  Require(!s.modes || !s.tracks, "--modes needs parts that cover the same range, not --tracks");
   Require(s.sides == "upper" || s.sides == "lower" || s.sides == "both",
           "--sides must be upper, lower or both");
 }

@@ -26,8 +26,9 @@ struct TRule {
   Field<std::string> sides = Form::Default("both");      ///< upper, lower or both
   Field<std::int32_t> timeScale = Form::Default(10000);  ///< of the running means, in parts
   Field<double> base = Form::Default(0.0);               ///< limit = base + mean + factor * spread
-  std::optional<double> reject;  ///< share of good parts that is rejected; the factor follows
-  std::optional<double> factor;  ///< see base; one of the two
+  std::optional<double> reject;       ///< share of good parts that is rejected; the factor follows
+  std::optional<double> factor;       ///< see base; one of the two
+  std::optional<std::int32_t> modes;  ///< common modes of all points; empty: none
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
   Field<double> minShare =
@@ -50,6 +51,7 @@ struct TRule {
     visit("--base", Policy::kJudging, r.base...);
     visit("--reject", Policy::kJudging, r.reject...);
     visit("--factor", Policy::kJudging, r.factor...);
+    visit("--modes", Policy::kFixed, r.modes...);
     visit("--width", Policy::kJudging, r.width...);
     visit("--min-parts", Policy::kJudging, r.minParts...);
     visit("--min-share", Policy::kJudging, r.minShare...);

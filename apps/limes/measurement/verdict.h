@@ -62,6 +62,14 @@ struct SQuantityVerdict {
   TCorners corners;                   ///< what tells the factor that passes at any base
 };
 
+/// Unit of how much of a common mode is in a part.
+inline constexpr const char* kModeUnit = "spreads";
+
+/// Whether it is a common mode of all points, whose amount was judged.
+inline bool IsMode(const SQuantityVerdict& q) {
+  return q.unit == kModeUnit && q.name.starts_with("mode ");
+}
+
 /// Calls visit(SField, field of each) for every field of a record that is shown or stored, in the
 /// order of JSON. The store keeps name and units with the quantity.
 void VisitFields(auto visit, SameRecord<SQuantityVerdict> auto&... v) {

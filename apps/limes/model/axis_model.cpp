@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 #include "apps/limes/model/axis_part.h"
@@ -58,7 +59,15 @@ class CAxisModel : public CSidedModel<Tool> {
 
   SPartScoring Score() override { return this->ScoreOf(part_.Part()); }
 
-  void AppendValues(std::vector<float>& values) override {
+  void AppendValues(std::vector<float>& values) override { Append(values); }
+  void AppendMeasured(std::vector<double>& values) override { Append(values); }
+  std::size_t Points() const override { return Grid().DLen(); }
+  std::optional<double> PlaceOf(std::size_t point) const override {
+    return Show(double{Grid().GetPoint(static_cast<int>(point))});
+  }
+
+  template <class Number>
+  void Append(std::vector<Number>& values) {
     const auto& fitted = tools_.Fitted(Side::kUpper);
     const CSigCurveExt& curve = fitted.Curve();
     const auto covered = fitted.Covered();
@@ -66,7 +75,7 @@ class CAxisModel : public CSidedModel<Tool> {
       const bool has = this->fits_ && i >= curve.IMin() && i <= curve.IMax() &&
                        i >= Grid().IMin() && i <= Grid().IMax() &&
                        (covered.empty() || covered[static_cast<std::size_t>(i)] != 0);
-      values.push_back(has ? curve.ValArray()[i] : kNone);
+      values.push_back(has ? Number{curve.ValArray()[i]} : Number{kNone});
     }
   }
 
@@ -95,6 +104,7 @@ class CAxisModel : public CSidedModel<Tool> {
   double Show(double number) const override { return Shown(static_cast<float>(number)); }
   void AddItems(const SQuantityVerdict& q, const SPartJudgement& judgement,
                 const std::vector<SCurveExcess>& regions, CProtocolItemList& items) const override;
+  void JudgeExpected() override;
   std::string TakeState(const SStoredQuantity::SState& state) override;
   std::string JoinStates(CQuantityModel& other) override;
 
@@ -223,6 +233,25 @@ void CAxisModel<Tool>::AddItems(const SQuantityVerdict& q, const SPartJudgement&
 }
 
 template <class Tool>
+void CAxisModel<Tool>::JudgeExpected() {
+  if constexpr (!kTrack) {
+    const auto floats = [](const std::vector<double>& values, double sign) {
+      std::vector<float> result;
+      std::transform(values.begin(), values.end(), std::back_inserter(result),
+                     [=](double value) { return static_cast<float>(sign * value); });
+      return result;
+    };
+    const std::vector<float> spread = floats(this->around_, 1.0);
+    for (const Side side : tools_.Limited()) {
+      const std::vector<float> expected = floats(this->expected_, double{this->Sign(side)});
+      tools_.JudgeAnew(side, this->judgement_, [&](Tool& tool, auto& fitted, auto& regions) {
+        return tool.JudgeExpected(fitted, expected, spread, settings_.minShare, regions);
+      });
+    }
+  }
+}
+
+template <class Tool>
 std::string CAxisModel<Tool>::TakeState(const SStoredQuantity::SState& state) {
   const Tool& tool = tools_[state.side];
   const CSigCurveExt& grid = *tool.Mittelwert();
@@ -324,6 +353,10 @@ std::vector<float> CAxisModel<Tool>::Judged() {
   const auto [first, last] = LearntRange();
   for (std::int32_t i = first; i <= last; ++i) {
     values.push_back(this->fits_ && i >= curve.IMin() && i <= curve.IMax() ? curve[i] : kNone);
+    if (const auto at = static_cast<std::size_t>(i); at < this->judgedBy_.size()) {
+      const double mean = double{this->Sign(tools_.Limited()[0])} * double{Grid()[i]};
+      values.back() = static_cast<float>(double{values.back()} - (this->judgedBy_[at] - mean));
+    }
   }
   return values;
 }
@@ -347,6 +380,15 @@ SLearntSummary CAxisModel<Tool>::Summary(Side side) {
     summary.mean.push_back(parts > 0 ? sign * mean[i] : kNone);
     summary.spread.push_back(parts > 0 ? spread[i] : kNone);
     summary.limit.push_back(HasLimit(i) ? sign * limit[i] : kNone);
+    if (const auto at = static_cast<std::size_t>(i); at < this->around_.size()) {
+      const double factor = this->Factor(side).value_or(0.0);
+      summary.spread.back() = static_cast<float>(this->around_[at]);
+      summary.limit.back() =
+          HasLimit(i)
+              ? static_cast<float>(double{summary.mean.back()} +
+                                   double{sign} * (settings_.base + factor * this->around_[at]))
+              : kNone;
+    }
   }
   return summary;
 }

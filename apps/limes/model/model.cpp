@@ -45,6 +45,7 @@ std::optional<double> Average(const std::vector<float>& values) {
 CModel::CModel(SSettings settings)
     : settings_(std::move(settings)),
       scores_(settings_.WhichSides(), settings_.base),
+      modes_(settings_),
       drift_(settings_.drift) {}
 
 CModel::CModel(CModel&&) noexcept = default;
@@ -53,9 +54,20 @@ CModel& CModel::operator=(CModel&&) noexcept = default;
 
 CModel::~CModel() = default;
 
+template <class Call>
+void CModel::ForEachModel(Call call) const {
+  std::size_t first = 0;
+  for (const auto& model : quantities_) {
+    call(*model, first, model->Points());
+    first += model->Points();
+  }
+}
+
 void CModel::Load(const std::vector<SStoredQuantity>& quantities,
-                  const std::optional<SStoredCalibration>& calibration, const std::string& store) {
+                  const std::optional<SStoredCalibration>& calibration, const std::string& store,
+                  const std::vector<std::uint8_t>& modes) {
   quantities_.clear();
+  modes_.Load(modes, store);
   scores_.Load(calibration, store);
   ruleStale_ = true;
   for (const SStoredQuantity& s : quantities) {
@@ -70,6 +82,11 @@ void CModel::Load(const std::vector<SStoredQuantity>& quantities,
       }
     }
     quantities_.push_back(std::move(model));
+  }
+  std::size_t points = 0;
+  ForEachModel([&](const CQuantityModel&, std::size_t, std::size_t n) { points += n; });
+  if (modes_.AreOn() && points != modes_.Learner().Points()) {
+    throw CStoreError(store + ": the modes are not those of the quantities");
   }
 }
 
@@ -94,6 +111,13 @@ SJoined CModel::Join(CModel other) {
   if (joined.both.empty()) {
     throw CUsageError("there is no quantity that both stores know");
   }
+  const auto sameName = [](const auto& a, const auto& b) { return a->Name() == b->Name(); };
+  if (modes_.AreOn() && !empty &&
+      !std::equal(quantities_.begin(), quantities_.end(), other.quantities_.begin(),
+                  other.quantities_.end(), sameName)) {
+    throw CUsageError("--modes needs the same quantities, in the same order");
+  }
+  modes_.Join(other.modes_);
   if (empty) {
     quantities_ = std::move(other.quantities_);
   }
@@ -172,6 +196,17 @@ void CModel::ConvertUnits(SPart& part, const recordings::NoteTaker& note) {
   }
 }
 
+/// Verdicts on modes are stored under their names.
+void CModel::CheckModeNames() const {
+  for (const SStoredQuantity& mode : modes_.Quantities()) {
+    for (const auto& model : quantities_) {
+      if (model->Name() == mode.name) {
+        throw CUsageError("--modes: a quantity is called " + Quoted(mode.name));
+      }
+    }
+  }
+}
+
 std::string CModel::Prepare(const SPart& part, bool allowShort) {
   part_ = part.name;
   const bool first = quantities_.empty();
@@ -184,11 +219,12 @@ std::string CModel::Prepare(const SPart& part, bool allowShort) {
   }
   std::string refused;
   try {
+    CheckModeNames();
     ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
       const std::string reason = model.PrepareLearning(quantity, part.name, allowShort);
       refused = refused.empty() ? reason : refused;
     });
-  } catch (const CInputError&) {
+  } catch (const CHostError&) {
     if (first) {
       quantities_.clear();
     }
@@ -210,14 +246,60 @@ const SScoredPart& CModel::Score() {
     any |= scoring.isScored;
   }
   scored_.scores = {};
+  if (modes_.AreOn()) {
+    GatherForModes();
+    if (const auto& told = modes_.Score()) {
+      scored_.scores = {told->scores.above, told->scores.below};
+    }
+    return scored_;
+  }
   if (any) {
     scored_.scores = {std::min(scores.above, kHighestScore), std::min(scores.below, kHighestScore)};
   }
   return scored_;
 }
 
+void CModel::ForEachStretch(
+    const std::function<void(const std::string&, std::size_t, std::size_t)>& call) const {
+  ForEachModel([&](const CQuantityModel& model, std::size_t first, std::size_t n) {
+    call(model.Name(), first, n);
+  });
+}
+
+std::optional<double> CModel::AmountLimit() {
+  UpdateRule();
+  const bool formed = modes_.AreOn() && modes_.Learner().IsFormed();
+  return formed && (settings_.factor || limit_.basis != CalibrationBasis::kNone)
+             ? std::optional(modes_.AmountLimit(limit_))
+             : std::nullopt;
+}
+
+void CModel::GatherForModes() {
+  modes_.Values().clear();
+  for (const auto& model : quantities_) {
+    model->AppendMeasured(modes_.Values());
+  }
+}
+
 SFurthest CModel::Furthest() const {
   SFurthest furthest;
+  if (const auto& told = modes_.Scored()) {
+    const bool upper =
+        settings_.WhichSides() != Sides::kLower &&
+        (settings_.WhichSides() == Sides::kUpper || told->residual.above >= told->residual.below);
+    const double residual = upper ? told->residual.above : told->residual.below;
+    furthest.side = upper ? Side::kUpper : Side::kLower;
+    furthest.score = std::max(residual, told->modeScore);
+    furthest.quantity = CModelModes::NameOf(told->mode);
+    const std::size_t at = upper ? told->aboveAt : told->belowAt;
+    ForEachModel([&](const CQuantityModel& model, std::size_t first, std::size_t n) {
+      if (residual >= told->modeScore && at >= first && at < first + n) {
+        furthest.quantity = model.Name();
+        furthest.x = model.PlaceOf(at - first);
+      }
+    });
+    return furthest;
+  }
   for (std::size_t i = 0; i < scored_.quantities.size() && i < quantities_.size(); ++i) {
     const SPartScoring& s = scored_.quantities[i];
     const CQuantityModel& model = *quantities_[i];
@@ -271,6 +353,10 @@ std::vector<SShift> CModel::Shifts() const {
 
 void CModel::LearnPrepared(const SScores& scores) {
   ruleStale_ = true;
+  if (modes_.AreOn()) {
+    GatherForModes();
+    modes_.Learn(part_);
+  }
   scores_.Add(scores);
   if (scores.above) {
     std::vector<SDriftFound> found = drift_.Add(part_, Shifts(), quantities_.size());
@@ -329,12 +415,20 @@ void CModel::UpdateRule() {
     return;
   }
   limit_ = {};
+  const bool hasModes = modes_.AreOn() && modes_.Learner().IsFormed();
+  const std::optional<double> effective =
+      hasModes ? std::optional(modes_.Learner().Effective()) : std::nullopt;
+  const std::vector<double> around = modes_.Around();
+  ForEachModel([&](CQuantityModel& model, std::size_t first, std::size_t n) {
+    model.TakeModes(effective,
+                    hasModes ? std::span(around).subspan(first, n) : std::span<const double>());
+  });
   if (settings_.reject) {
     limit_ = scores_.Calibration().ForRate(*settings_.reject);
   }
   tooWide_.reset();
   for (const auto& model : quantities_) {
-    if (const double n = model->Effective(); limit_.IsTooWide(n)) {
+    if (const double n = effective.value_or(model->Effective()); limit_.IsTooWide(n)) {
       tooWide_ = std::max({limit_.FactorAbove(n), limit_.FactorBelow(n), tooWide_.value_or(0.0)});
     }
   }
@@ -348,8 +442,22 @@ void CModel::UpdateRule() {
   ruleStale_ = false;
 }
 
+std::optional<double> CModel::Distance(double rate) {
+  const SCalibratedLimit limit = Scores().ForRate(rate);
+  if (limit.basis != CalibrationBasis::kRank || quantities_.empty()) {
+    return std::nullopt;
+  }
+  const bool formed = modes_.AreOn() && modes_.Learner().IsFormed();
+  const double n = formed ? modes_.Learner().Effective() : quantities_[0]->Effective();
+  const bool both = settings_.WhichSides() == Sides::kBoth;
+  const double factor =
+      both ? 0.5 * (limit.FactorAbove(n) + limit.FactorBelow(n)) : limit.FactorAbove(n);
+  return factor * (formed ? modes_.Learner().ResidualScale() : 1.0);
+}
+
 void CModel::Freeze() {
   frozen_ = true;
+  modes_.Freeze();
   for (const auto& model : quantities_) {
     model->Freeze();
   }
@@ -357,6 +465,7 @@ void CModel::Freeze() {
 
 void CModel::Thaw() {
   frozen_ = false;
+  modes_.Thaw();
   for (const auto& model : quantities_) {
     model->Thaw();
   }
@@ -373,12 +482,29 @@ SPartVerdict CModel::Judge(const SPart& part) {
   verdict.scores = Score().scores;
   verdict.quantities.reserve(2 * quantities_.size());
   CProtocolItemList items;
+  const bool explained = TellExpected();
   for (const auto& model : quantities_) {
     model->Judge(verdict, items);
+  }
+  const auto judged = [](const SQuantityVerdict& q) { return q.verdict != Verdict::kNotJudged; };
+  if (explained && std::all_of(verdict.quantities.begin(), verdict.quantities.end(), judged)) {
+    modes_.Judge(limit_, verdict, items);
   }
   verdict.verdict = items.OverallVerdict();
   verdict.defects = DefectsOf(items, verdict.quantities);
   return verdict;
+}
+
+bool CModel::TellExpected() {
+  if (!modes_.AreOn()) {
+    return false;
+  }
+  const std::string why = modes_.Explain();
+  ForEachModel([&](CQuantityModel& model, std::size_t first, std::size_t n) {
+    why.empty() ? model.TakeExpected(std::span(modes_.Told().expected).subspan(first, n))
+                : model.Hold(why);
+  });
+  return why.empty();
 }
 
 std::vector<float> CModel::Judged(const std::string& quantity) {
@@ -437,6 +563,9 @@ SPromise CModel::Promise() {
   promise.groups = scores_.Groups();
   UpdateRule();
   promise.limit = limit_;
+  if (modes_.AreOn() && !modes_.Learner().IsFormed()) {
+    promise.waits = modes_.WaitsFor();
+  }
   promise.tooWide = tooWide_;
   promise.atMost = promise.atMost || limit_.above < 0.0 || limit_.below < 0.0;
   double above = std::max(limit_.above, 0.0);  // as no factor is below 0
@@ -451,9 +580,14 @@ SPromise CModel::Promise() {
       }
     }
   }
+  if (!promise.waits.empty()) {
+    promise.learnt = std::max(promise.learnt, modes_.Learner().PartsNeeded());
+  }
   if (settings_.factor) {  // judged as now, with the least of what is learnt
     for (const auto& model : quantities_) {
-      above = below = std::min(above, ScoreOf(*settings_.factor, model->Effective()));
+      const bool formed = modes_.AreOn() && modes_.Learner().IsFormed();
+      const double n = formed ? modes_.Learner().Effective() : model->Effective();
+      above = below = std::min(above, ScoreOf(*settings_.factor, n));
     }
   }
   if (settings_.reject || scores_.AreReadable()) {
@@ -464,9 +598,12 @@ SPromise CModel::Promise() {
   return promise;
 }
 
-std::vector<std::string> CModel::Warnings() {
+std::vector<std::string> CModel::Warnings(std::optional<std::int64_t> recordings) {
   UpdateRule();
   std::vector<std::string> result;
+  if (std::string warning = modes_.Warning(recordings); !warning.empty()) {
+    result.push_back(std::move(warning));
+  }
   for (const auto& model : quantities_) {
     if (std::string warning = model->Warning(); !warning.empty()) {
       result.push_back(std::move(warning));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -11,6 +12,7 @@
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
 #include "apps/limes/model/drift_watch.h"
+#include "apps/limes/model/model_modes.h"
 #include "apps/limes/model/model_scores.h"
 #include "limes/learning/part_score.h"
 #include "recordings/measurement.h"
@@ -52,7 +54,8 @@ class CModel {
   /// Takes over what a store holds, which is named in messages. Throws CStoreError when a learn
   /// state cannot be read; scores that cannot be read, when they are needed.
   void Load(const std::vector<SStoredQuantity>& quantities,
-            const std::optional<SStoredCalibration>& calibration, const std::string& store);
+            const std::optional<SStoredCalibration>& calibration, const std::string& store,
+            const std::vector<std::uint8_t>& modes = {});
 
   /// Joins with what another store has learnt, as if learnt later: the quantities of this model,
   /// or all when it has none. Throws CUsageError, with no quantity in common or when one of them
@@ -117,6 +120,9 @@ class CModel {
   /// not be learnt.
   std::vector<float> ValuesOf(const SPart& part);
 
+  /// The part that was prepared or scored last, as its modes are learnt; with modes only.
+  const std::vector<double>& Measured() { return modes_.Values(); }
+
   /// Begins the scores anew.
   void ReplaceScores(ScoreSource source, std::optional<std::int64_t> groups);
   void AddScores(const SScores& scores);
@@ -129,6 +135,19 @@ class CModel {
   /// read.
   std::vector<SStoredQuantity> States();
   SStoredCalibration Calibration() const;
+
+  /// The smallest deviation of a good part at a single point, in spreads of the good parts, that
+  /// limits for a rate reject: the geometric mean over the points, the arithmetic one over the
+  /// sides. Empty where the rate cannot be promised.
+  std::optional<double> Distance(double rate);
+  const CModelModes& Modes() const { return modes_; }
+
+  /// How much of a mode is still good, in spreads; empty without a limit.
+  std::optional<double> AmountLimit();
+
+  /// Tells which points of the modes are whose: call(name, first, number).
+  void ForEachStretch(
+      const std::function<void(const std::string&, std::size_t, std::size_t)>& call) const;
 
   /// The drift alarms of the parts learnt; Load leaves them as they are.
   CDriftWatch& Drift() { return drift_; }
@@ -144,8 +163,9 @@ class CModel {
   /// What the limits do to good parts. Throws CStoreError for scores that could not be read.
   SPromise Promise();
 
-  /// What the engineer should know about the learnt limits; one text each.
-  std::vector<std::string> Warnings();
+  /// What the engineer should know about the learnt limits; one text each. recordings: that were
+  /// cut into the parts, where they were.
+  std::vector<std::string> Warnings(std::optional<std::int64_t> recordings = std::nullopt);
 
   const SSettings& Settings() const { return settings_; }
   bool IsEmpty() const { return quantities_.empty(); }
@@ -156,6 +176,18 @@ class CModel {
   template <class Call>
   void ForEachQuantity(const SPart& part, Call prepare);
 
+  void CheckModeNames() const;
+
+  /// Hands the values of the part that was prepared to the modes.
+  void GatherForModes();
+
+  /// Tells the quantities what is expected of the part, or why it cannot be judged.
+  bool TellExpected();
+
+  /// Calls call(quantity, first, number) with the stretch of each quantity in the modes' points.
+  template <class Call>
+  void ForEachModel(Call call) const;
+
   /// Forms the rule for the rate where it is older than what is learnt.
   void UpdateRule();
 
@@ -164,6 +196,7 @@ class CModel {
   std::set<std::string> told_;      ///< conversions of units
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
   CModelScores scores_;
+  CModelModes modes_;
   CDriftWatch drift_;
   std::vector<SDriftFound> found_;
   std::string part_;               ///< that was prepared

@@ -15,6 +15,15 @@ CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUni
       unit_(std::move(unit)),
       single_(single) {}
 
+void CQuantityModel::TakeModes(std::optional<double> effective, std::span<const double> spread) {
+  modesEffective_ = effective;
+  around_.assign(spread.begin(), spread.end());
+}
+
+void CQuantityModel::TakeExpected(std::span<const double> expected) {
+  expected_.assign(expected.begin(), expected.end());
+}
+
 void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
   if (q.single != single_) {
     throw CInputError(
@@ -45,7 +54,7 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
   const std::string difference =
       Difference(settings_, other.settings_,
                  {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
-                  "--base", "--reject", "--factor", "--width"});
+                  "--base", "--reject", "--factor", "--width", "--modes"});
   return difference.empty() ? JoinStates(other) : difference;
 }
 

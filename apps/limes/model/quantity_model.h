@@ -35,6 +35,16 @@ class CQuantityModel {
   /// again, as the factor depends on how much is learnt.
   virtual void TakeLimit(const SCalibratedLimit& limit) = 0;
 
+  /// With common modes, before TakeLimit: parts that the factor is told by, and the spread about
+  /// what is expected, one number a point. Nothing: without modes.
+  void TakeModes(std::optional<double> effective, std::span<const double> spread);
+
+  /// What is expected of the next part that is judged, in place of the mean.
+  void TakeExpected(std::span<const double> expected);
+
+  /// The next part is not judged, for this reason.
+  void Hold(const std::string& reason) { held_ = reason; }
+
   /// The factor in the limit of a side; empty when there is none for the rate.
   virtual std::optional<double> Factor(Side side) const = 0;
 
@@ -47,6 +57,13 @@ class CQuantityModel {
   /// Appends the values of the part that was prepared at all points of the grid, NaN where it has
   /// none; of a single value how far it lies from the mean, which a float tells better.
   virtual void AppendValues(std::vector<float>& values) = 0;
+
+  /// The same as they were measured, in double.
+  virtual void AppendMeasured(std::vector<double>& values) = 0;
+
+  /// Points of the grid, and where one lies; 1 and nothing for a value.
+  virtual std::size_t Points() const = 0;
+  virtual std::optional<double> PlaceOf(std::size_t point) const = 0;
 
   /// Scores by what is learnt now, whatever is learnt then; until Thaw.
   virtual void Freeze() = 0;
@@ -70,7 +87,8 @@ class CQuantityModel {
 
   virtual SLearntSummary Summary(Side side) = 0;
 
-  /// The part judged last at the points of Summary, NaN where it has none; empty for a value.
+  /// The part judged last at the points of Summary, NaN where it has none; empty for a value. With
+  /// modes without what they explain, so that it compares with the limit of Summary.
   virtual std::vector<float> Judged() { return {}; }
 
   /// How sure a side's limit is.
@@ -93,6 +111,12 @@ class CQuantityModel {
   virtual std::string JoinStates(CQuantityModel& other) = 0;
 
   bool EnoughLearnt() const { return Learnt() >= settings_.minParts; }
+
+  std::optional<double> modesEffective_;  ///< with modes: parts that the factor is told by
+  std::vector<double> around_;            ///< with modes: the spread about what is expected
+  std::vector<double> expected_;          ///< of the next part
+  std::vector<double> judgedBy_;          ///< what was expected of the part judged last
+  std::string held_;
 
   SSettings settings_;
   std::string name_;

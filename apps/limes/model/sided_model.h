@@ -64,10 +64,13 @@ class CSidedModel : public CQuantityModel {
   void Thaw() override { frozen_.reset(); }
 
   void Judge(SPartVerdict& verdict, CProtocolItemList& items) override {
-    const bool judges = fits_ && EnoughLearnt() && HasRule();
+    const bool judges = fits_ && EnoughLearnt() && HasRule() && held_.empty();
     if (judges) {
       judgement_.KeepMargins();
       tools_.Judge(settings_.minShare, judgement_);
+      if (!expected_.empty()) {
+        JudgeExpected();
+      }
     }
     for (const Side side : tools_.Limited()) {
       SQuantityVerdict q;
@@ -82,6 +85,9 @@ class CSidedModel : public CQuantityModel {
       none.reason = fits_ ? PartStatus::kNothingLearnt : PartStatus::kNoCommonPoint;
       const SPartJudgement& judgement = judges ? judgement_[side] : none;
       Fill(judgement, q);
+      if (!held_.empty()) {
+        q.reason = held_;
+      }
       if (judges) {
         const auto corners = judgement_.Margin(side)->Corners();
         q.corners.assign(corners.begin(), corners.end());
@@ -93,6 +99,8 @@ class CSidedModel : public CQuantityModel {
       }
       verdict.quantities.push_back(std::move(q));
     }
+    judgedBy_ = std::exchange(expected_, {});
+    held_.clear();
   }
 
   std::span<const Side> Limited() const override { return tools_.Limited(); }
@@ -119,7 +127,10 @@ class CSidedModel : public CQuantityModel {
     std::optional<SLimitSureness>& sureness = sureness_[CSidedJudgement::Index(side)];
     if (!sureness) {
       sureness = SurenessOf(tools_[side]);
-      if (!HasRule()) {
+      if (modesEffective_) {
+        sureness->effectiveParts = *modesEffective_;
+      }
+      if (!HasRule() || modesEffective_) {
         sureness->rejectedPerPoint = sureness->rejectedBound = std::nan("");
       }
     }
@@ -144,8 +155,11 @@ class CSidedModel : public CQuantityModel {
 
   /// The factor that belongs to a score.
   virtual double FactorOfScore(double score) const {
-    return std::max(FactorOf(score, Effective()), 0.0);
+    return std::max(FactorOf(score, modesEffective_.value_or(Effective())), 0.0);
   }
+
+  /// Judges the part anew by what is expected of it; the tools have judged it.
+  virtual void JudgeExpected() = 0;
 
   /// Sets the rule of the tools; something is learnt.
   virtual void SetRule() = 0;
@@ -199,6 +213,7 @@ class CSidedModel : public CQuantityModel {
   }
 
   CSided<Tool> tools_{settings_.WhichSides()};
+  CSidedJudgement judgement_;
   bool stale_ = false;  ///< limits are older than the means
   bool fits_ = true;    ///< the part that was prepared has points in common with what was learnt
 
@@ -269,7 +284,6 @@ class CSidedModel : public CQuantityModel {
   }
 
   SCalibratedLimit limit_;  ///< for the rate
-  CSidedJudgement judgement_;
   std::unique_ptr<SFrozen> frozen_;
   std::array<std::optional<SLimitSureness>, 2> sureness_;
   std::array<std::optional<std::optional<double>>, 2> factors_;

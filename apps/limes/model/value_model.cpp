@@ -38,6 +38,10 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     values.push_back(static_cast<float>(value_ - double{mean}));
   }
 
+  void AppendMeasured(std::vector<double>& values) override { values.push_back(value_); }
+  std::size_t Points() const override { return 1; }
+  std::optional<double> PlaceOf(std::size_t /*point*/) const override { return std::nullopt; }
+
   std::int64_t Learnt() const override { return tools_.First().NrGelernt(); }
 
   SLearntSummary Summary(Side side) override {
@@ -48,6 +52,12 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     summary.mean = {Sign(side) * limit.Mittelwert()};
     summary.spread = {spread > kFloatStep * std::fabs(limit.Mittelwert()) ? spread : 0.0F};
     summary.limit = {HasRule() ? Sign(side) * limit.Grenzwert() : std::nanf("")};
+    if (!around_.empty() && around_[0] > 0.0) {
+      summary.spread = {static_cast<float>(around_[0])};
+      summary.limit = {static_cast<float>(
+          double{summary.mean[0]} +
+          double{Sign(side)} * (settings_.base + Factor(side).value_or(NAN) * around_[0]))};
+    }
     return summary;
   }
 
@@ -61,6 +71,33 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     item.TakeFrom(judgement);
     item.type = CDefectReport::kWithPercent;
     AddItem(items, item, q, q.excessInS);
+  }
+
+  /// A value that does not vary is judged as without modes.
+  void JudgeExpected() override {
+    const double spread = around_[0];
+    for (const Side side : tools_.Limited()) {
+      SPartJudgement& j = judgement_[side];
+      if (!(spread > 0.0) || j.share == 0.0) {
+        continue;
+      }
+      const double sign = double{Sign(side)};
+      const double middle = expected_[0];
+      const double excess = sign * (j.value - middle) - settings_.base;
+      const double beyond = excess - Factor(side).value_or(0.0) * spread;
+      j.mean = middle;
+      j.spread = spread;
+      j.limit = j.value - sign * beyond;
+      const double rounding =
+          4.0 * double{kFloatStep} * std::max(std::fabs(j.value), std::fabs(j.limit));
+      j.deviation = beyond > rounding ? beyond : std::min(beyond, 0.0);
+      j.rms = std::max(j.deviation, 0.0);
+      j.inSpreads = excess / spread;
+      j.verdict = beyond > rounding ? Verdict::kFail : Verdict::kPass;
+      j.reason = PartStatus::kOk;
+      judgement_.Margin(side)->Clear();
+      judgement_.Margin(side)->Add(excess + settings_.base, spread);
+    }
   }
 
   std::string TakeState(const SStoredQuantity::SState& /*state*/) override { return ""; }

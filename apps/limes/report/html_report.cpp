@@ -8,6 +8,7 @@
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/history_table.h"
 #include "apps/limes/report/markup.h"
+#include "apps/limes/report/modes_text.h"
 #include "apps/limes/report/page_files.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/report/svg_plot.h"
@@ -19,6 +20,8 @@ namespace {
 constexpr std::size_t kMostFrequent = 20;
 constexpr std::size_t kMostRuns = 100;
 constexpr std::size_t kMostDrifts = 20;
+constexpr std::size_t kMostModes = 12;  ///< curves of modes
+constexpr std::size_t kModeColumns = 60;
 constexpr std::size_t kHistoryBytes = 200'000;  ///< of all plots of the learning history
 
 constexpr const char* kHead = R"html(<!DOCTYPE html>
@@ -44,8 +47,9 @@ std::string VerdictCell(Verdict verdict) {
 class CPage {
  public:
   /// drifts: alarms that are not in the store.
-  CPage(const CJudgedParts& judged, const SPromise& promise, const std::vector<SDriftFound>& drifts)
-      : judged_(judged), promise_(promise), drifts_(drifts) {}
+  CPage(const CJudgedParts& judged, const SPromise& promise, const std::vector<SDriftFound>& drifts,
+        const std::vector<SLearntSummary>& modes, const std::string& modesText)
+      : judged_(judged), promise_(promise), drifts_(drifts), modes_(modes), modesText_(modesText) {}
 
   std::string Write(CStore& store) {
     const std::string name = Markup(store.Path());
@@ -59,6 +63,7 @@ class CPage {
     WriteCounts();
     WriteFrequent();
     WriteQuantities();
+    WriteModes();
     WriteParts();
     WriteDefects();
     WriteDrifts(store);
@@ -171,6 +176,20 @@ class CPage {
     out_ += "</div>\n";
   }
 
+  /// The common modes as small curves: what one spread of each adds.
+  void WriteModes() {
+    if (modes_.empty()) {
+      return;
+    }
+    out_ += "<h2>Common modes</h2>\n<p class=\"note\">" + Markup(modesText_, 500) +
+            ". Curves: what one spread of a mode adds to each point.</p>\n<div class=\"plots\">\n";
+    for (const SLearntSummary& mode : modes_) {
+      SPlot plot{{&mode}, {}, kModeColumns};
+      out_ += "<section><h3>" + Markup(mode.name) + "</h3>\n" + PlotOnPage(plot) + "</section>\n";
+    }
+    out_ += "</div>\n";
+  }
+
   /// Mean and limits of a single value.
   static std::string NumbersOf(const CJudgedParts::SQuantity& judged) {
     std::string text;
@@ -256,10 +275,11 @@ class CPage {
     Note(judged_.Parts().Count(), CJudgedParts::kMostParts, "parts, the worst first");
     out_ += "<p class=\"note\">The worst of each verdict first, by the deviation in spreads.</p>\n";
     Table(std::string("<th>verdict</th><th>part</th>") + (labels ? "<th>label</th>" : "") +
-          "<th>largest deviation</th>");
+          "<th>largest deviation</th>" + (modes_.empty() ? "" : "<th>modes, in spreads</th>"));
     for (const CJudgedParts::SPartLine& line : judged_.Parts().Items()) {
       Row(VerdictCell(line.verdict) + PartCell(line.part) +
-          (labels ? Cell(Markup(line.label, 60)) : "") + TextCell(line.worst));
+          (labels ? Cell(Markup(line.label, 60)) : "") + TextCell(line.worst) +
+          (modes_.empty() ? "" : TextCell(line.modes)));
     }
     EndTable();
   }
@@ -323,6 +343,8 @@ class CPage {
   const CJudgedParts& judged_;
   const SPromise& promise_;
   const std::vector<SDriftFound>& drifts_;
+  const std::vector<SLearntSummary>& modes_;
+  const std::string& modesText_;
   std::int64_t learnt_ = 0;
   std::vector<SRun> runs_;
   std::string out_;
@@ -331,7 +353,10 @@ class CPage {
 }  // namespace
 
 CHtmlReport::CHtmlReport(CModel& model)
-    : judged_(model.Settings(), model.Summaries()), promise_(model.Promise()) {}
+    : judged_(model.Settings(), model.Summaries()),
+      promise_(model.Promise()),
+      modes_(ModeCurves(model, kMostModes)),
+      modesText_(ModesText(model)) {}
 
 void CHtmlReport::AddUnusable(const std::string& file, const std::string& reason) {
   judged_.AddUnusable(file, reason);
@@ -349,7 +374,7 @@ void CHtmlReport::AddDrift(const SDriftFound& drift) {
 }
 
 std::string CHtmlReport::Page(CStore& store) const {
-  return CPage(judged_, promise_, drifts_).Write(store);
+  return CPage(judged_, promise_, drifts_, modes_, modesText_).Write(store);
 }
 
 std::string HtmlReport(CStore& store, bool allRuns) {

@@ -34,6 +34,8 @@ class CHtmlReport {
  private:
   CJudgedParts judged_;
   SPromise promise_;
+  std::vector<SLearntSummary> modes_;  ///< as curves
+  std::string modesText_;
   std::vector<SDriftFound> drifts_;
 };
 

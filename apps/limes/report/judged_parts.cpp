@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "apps/limes/measurement/number_text.h"
+
 namespace limes::host {
 namespace {
 
@@ -12,22 +14,36 @@ constexpr std::size_t kColumnBytes = 180;     ///< of a column of a plot: mean, 
 constexpr double kNotJudgedRank = 10.0;       ///< between NOK and OK
 constexpr std::size_t kPartBytes = 45;        ///< of a column of the curve of a part
 
+/// A value at a place when it was expected in place of the learnt mean.
+double AsDrawn(const SLearntSummary& learnt, double value, double expected, double place) {
+  const double step = learnt.step > 0.0 ? learnt.step : 1.0;
+  const double at = std::nearbyint((place - learnt.xFirst) / step);
+  const bool inside = at >= 0.0 && at < static_cast<double>(learnt.mean.size());
+  const float mean = inside ? learnt.mean[static_cast<std::size_t>(at)] : std::nanf("");
+  return std::isnan(mean) ? value : value - expected + double{mean};
+}
+
 }  // namespace
 
-std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const std::string& quantity) {
+std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const SLearntSummary& learnt,
+                                   bool modes) {
   std::vector<SPlotMark> marks;
+  const std::string& quantity = learnt.name;
   const auto same = std::find_if(verdict.quantities.begin(), verdict.quantities.end(),
                                  [&](const SQuantityVerdict& q) { return q.name == quantity; });
   const std::string xUnit = same == verdict.quantities.end() ? "" : same->xUnit;
   for (const SDefect& d : verdict.defects) {
     if (d.quantity == quantity) {
-      marks.push_back({d.place, d.value, d.from, d.to, true, DefectText(d, xUnit)});
+      const double value = modes ? AsDrawn(learnt, d.value, d.mean, d.place) : d.value;
+      marks.push_back({d.place, value, d.from, d.to, true, DefectText(d, xUnit)});
     }
   }
   for (const SQuantityVerdict& q : verdict.quantities) {
     if (marks.empty() && q.name == quantity && q.value && q.maxDeviation) {
-      marks.push_back({q.x.value_or(0.0), *q.value, std::nullopt, std::nullopt,
-                       *q.maxDeviation > 0.0, DeviationText(q)});
+      const double x = q.x.value_or(0.0);
+      const double value = modes && q.mean ? AsDrawn(learnt, *q.value, *q.mean, x) : *q.value;
+      marks.push_back(
+          {x, value, std::nullopt, std::nullopt, *q.maxDeviation > 0.0, DeviationText(q)});
     }
   }
   return marks;
@@ -63,6 +79,12 @@ void CJudgedParts::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
   }
   TakeQuantities(verdict, curveOf);
   TakeDefects(verdict);
+  std::string amounts;
+  for (const SQuantityVerdict& q : verdict.quantities) {
+    if (IsMode(q)) {
+      amounts += (amounts.empty() ? "" : ", ") + Brief(q.value.value_or(0.0), 1.0);
+    }
+  }
   const SQuantityVerdict* worst = Worst(verdict);
   const double excess = worst != nullptr ? InSpreads(*worst) : 0.0;
   const double rank = verdict.verdict == Verdict::kFail   ? 20.0
@@ -70,7 +92,7 @@ void CJudgedParts::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
                                                           : kNotJudgedRank;
   parts_.Add(rank + excess / (1.0 + std::fabs(excess)),
              {verdict.part, verdict.label.value_or(""), verdict.verdict,
-              worst == nullptr ? "" : worst->name + ": " + DeviationText(*worst)});
+              worst == nullptr ? "" : worst->name + ": " + DeviationText(*worst), amounts});
 }
 
 void CJudgedParts::AddUnusable(const std::string& file, const std::string& reason) {
@@ -102,7 +124,8 @@ void CJudgedParts::TakeQuantities(const SPartVerdict& verdict, const CurveOf& cu
     SQuantity& quantity = quantities_.at(name);
     quantity.nok += worst.beyond ? 1 : 0;
     if (quantity.worst.Takes(worst.excess)) {
-      SPlotPart part{verdict.part, MarksOfPart(verdict, name), {}};
+      SPlotPart part{
+          verdict.part, MarksOfPart(verdict, *quantity.sides[0], settings_.modes.has_value()), {}};
       part.marks.resize(std::min(part.marks.size(), marksPerPart_));
       if (curveOf) {
         part.curve = Thinned(curveOf(name), columns_);

@@ -18,8 +18,10 @@
 namespace limes::host {
 
 /// Where a judged part lies beyond the limits of a quantity, most important first; else where it
-/// comes closest to each.
-std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const std::string& quantity);
+/// comes closest to each. With common modes without what they explain: at the place as far from the
+/// learnt mean as from what was expected.
+std::vector<SPlotMark> MarksOfPart(const SPartVerdict& verdict, const SLearntSummary& learnt,
+                                   bool modes);
 
 /// What a report shows of the parts judged by learnt limits. Of the parts only what may be shown is
 /// kept, so that memory does not grow with their number.
@@ -40,6 +42,7 @@ class CJudgedParts {
     std::string label;
     Verdict verdict = Verdict::kNotJudged;
     std::string worst;
+    std::string modes{};  ///< amounts of the common modes
   };
 
   struct SFoundDefect {

@@ -114,7 +114,7 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
 
 void PrintSureness(std::ostream& out, const SPartVerdict& verdict) {
   for (const SQuantityVerdict& q : verdict.quantities) {
-    if (q.sureness && q.sureness->parts > 0) {
+    if (q.sureness && q.sureness->parts > 0 && !IsMode(q)) {
       out << Escaped(q.name) << ", " << SideText(q.side) << " limit: " << SurenessText(*q.sureness)
           << '\n';
     }

@@ -118,6 +118,22 @@ void AddDrift(Json& json, const std::string& quantity, const std::vector<SDriftF
   }
 }
 
+/// How much of each common mode is in the part.
+void AddModes(CJsonText& json, const SPartVerdict& verdict) {
+  json.Begin('[', "modes");
+  for (const SQuantityVerdict& q : verdict.quantities) {
+    if (IsMode(q)) {
+      json.Begin('{');
+      json.Add("name", q.name);
+      json.Add("verdict", VerdictText(q.verdict));
+      AddTo(json, "amount", q.value);
+      AddTo(json, "limit", q.limit);
+      json.End('}');
+    }
+  }
+  json.End(']');
+}
+
 }  // namespace
 
 void PrintRule(std::ostream& out, const SPartVerdict& verdict) {
@@ -144,7 +160,12 @@ void PrintVerdictJson(std::ostream& out, CJsonText& json, const SPartVerdict& ve
     json.AddJson("rule", RuleOf(verdict).dump());
   }
   json.Begin('[', "quantities");
+  bool modes = false;
   for (const auto& q : verdict.quantities) {
+    modes |= IsMode(q);
+    if (IsMode(q)) {
+      continue;
+    }
     json.Begin('{');
     AddFields(json, q);
     VisitSureness([&](const char* name, const auto& value) { AddTo(json, name, value); },
@@ -152,6 +173,9 @@ void PrintVerdictJson(std::ostream& out, CJsonText& json, const SPartVerdict& ve
     json.End('}');
   }
   json.End(']');
+  if (modes) {
+    AddModes(json, verdict);
+  }
   if (!verdict.drifts.empty()) {
     json.AddJson("drift", Dumped(DriftJson(verdict.drifts)));
   }

@@ -69,13 +69,16 @@ void CTuning::Add(const SPartVerdict& verdict) {
     SMargin& margin = part.margins.emplace_back();
     const bool whole = q.verdict == Verdict::kFail && q.judgedShare >= settings_.minShare;
     const bool beyond = q.maxDeviation && *q.maxDeviation > 0.0;
-    margin.side = q.side;
+    // How much of a mode is in a part counts on every side that is limited.
+    margin.side = !IsMode(q)                                ? q.side
+                  : settings_.WhichSides() == Sides::kLower ? Side::kLower
+                                                            : Side::kUpper;
     margin.mayFail = MayFail(q);
     margin.mayPass = q.verdict == Verdict::kPass || whole;
     margin.factor = q.largestInS.value_or(beyond ? kInfinity : -kInfinity);
     margin.n = q.sureness ? q.sureness->effectiveParts : 0.0;
     margin.corners = q.corners;
-    outdated |= q.sureness && q.sureness->parts != learnt_[q.name];
+    outdated |= q.sureness && !IsMode(q) && q.sureness->parts != learnt_[q.name];
     effectiveParts_ = std::max(effectiveParts_, margin.n);
   }
   outdated_ += outdated ? 1 : 0;

@@ -60,6 +60,7 @@ struct SRun {
 /// - history: parts, mean and limit of each quantity and side after each run that learnt;
 /// - part: every part: name, label, "learnt" or its verdict, what tells its content apart, scores;
 /// - calibration: the scores of the good parts, of which limits for a rate are formed;
+/// - modes: the common modes of all points, where there are any;
 /// - kept: what was formed of the parts learnt last, so that they can be learnt again;
 /// - base: the learn states from before the first part that is kept;
 /// - verdict: numbers per judged part, quantity and side, the fields of measurement/verdict.h;
@@ -108,6 +109,12 @@ class CStore {
   std::optional<SStoredCalibration> BaseCalibration() { return ReadCalibration(kBefore); }
   void SetCalibration(const SStoredCalibration& scores) { WriteCalibration(kNow, scores); }
   void SetBaseCalibration(const SStoredCalibration& scores) { WriteCalibration(kBefore, scores); }
+
+  /// The common modes, now and from before the parts that are kept; empty without any.
+  std::vector<std::uint8_t> Modes() { return ReadModes(kNow); }
+  std::vector<std::uint8_t> BaseModes() { return ReadModes(kBefore); }
+  void SetModes(const std::vector<std::uint8_t>& record) { WriteModes(kNow, record); }
+  void SetBaseModes(const std::vector<std::uint8_t>& record) { WriteModes(kBefore, record); }
 
   /// settings: by which the run learns or judges.
   std::int64_t AddRun(const std::string& command, const SSettings& settings);
@@ -195,6 +202,8 @@ class CStore {
 
   std::optional<SStoredCalibration> ReadCalibration(std::int64_t row);
   void WriteCalibration(std::int64_t row, const SStoredCalibration& scores);
+  std::vector<std::uint8_t> ReadModes(std::int64_t row);
+  void WriteModes(std::int64_t row, const std::vector<std::uint8_t>& record);
   std::vector<SStoredQuantity> ReadQuantities(const std::string& table);
   void WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities);
   std::vector<std::pair<std::optional<std::int64_t>, SDriftFound>> ReadAlarms(

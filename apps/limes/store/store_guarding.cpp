@@ -178,6 +178,9 @@ void CStore::PutAside(std::int64_t run) {
       ", id, run, name, label, content, score_above, score_below FROM part "
       "WHERE verdict = 'learnt';"
       "DELETE FROM kept; DELETE FROM part WHERE verdict = 'learnt'; DELETE FROM state;"
+      "INSERT INTO past_modes SELECT " +
+      now +
+      ", record FROM modes WHERE id = 1; DELETE FROM modes;"
       "DELETE FROM base; DELETE FROM calibration; DELETE FROM drift;"
       "UPDATE store SET kept_bytes = 0, guard_recent = 0");
 }

@@ -178,7 +178,8 @@ PRAGMA user_version = 7;
 )sql";
 
 /// Parts whose single values have all passed are kept as these values, with the limits they were
-/// judged by; both are seen through one view.
+/// judged by; both are seen through one view. Common modes, now and from before the parts that are
+/// kept, and those before a new beginning.
 constexpr const char* kVersion8 = R"sql(
 ALTER TABLE part ADD COLUMN limits INTEGER;
 ALTER TABLE part ADD COLUMN measured TEXT;
@@ -206,6 +207,12 @@ CREATE VIEW judged AS
       value, limit_value, mean, spread
     FROM (SELECT part.id AS part, limits.*, json_extract(measured, '$[' || item || ']') AS value
           FROM part JOIN limits ON limits.id = part.limits);
+CREATE TABLE modes(
+  id     INTEGER PRIMARY KEY CHECK(id IN (0, 1)),
+  record BLOB NOT NULL);
+CREATE TABLE past_modes(
+  run    INTEGER PRIMARY KEY REFERENCES run(id),
+  record BLOB NOT NULL);
 PRAGMA user_version = 8;
 )sql";
 

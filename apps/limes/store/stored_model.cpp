@@ -12,7 +12,7 @@ CModel LoadedModel(CStore& store, const SSettings& settings) {
 }
 
 void LoadModel(CStore& store, CModel& model) {
-  model.Load(store.Quantities(), store.Calibration(), store.Path());
+  model.Load(store.Quantities(), store.Calibration(), store.Path(), store.Modes());
   model.Drift().Load(store.Drift(CStore::DriftSource::kLearning), store.Path());
 }
 

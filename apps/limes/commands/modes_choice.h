@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <ostream>
+
+#include "apps/limes/measurement/settings.h"
+#include "apps/limes/model/model.h"
+#include "apps/limes/store/store.h"
+
+namespace limes::host {
+
+/// What the parts of a store give with the modes of the settings, which may be others than the
+/// store's: all are learnt anew and their scores are stored. Throws CUsageError where not all are
+/// kept. Needs an open transaction.
+CModel WithModes(CStore& store, const SSettings& settings);
+
+/// The number of modes, of 3 and 10, with which limits lie nearest to good parts; none where it is
+/// not much better than without. Each part is judged before it is learnt, so good parts that were
+/// not learnt decide. The distances are told. Leaves scores of another number in the store. Throws
+/// as WithModes.
+std::optional<std::int32_t> BestModes(CStore& store, SSettings settings, std::ostream& out);
+
+}  // namespace limes::host
