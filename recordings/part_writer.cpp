@@ -1,8 +1,11 @@
 #include "recordings/part_writer.h"
 
+#include <algorithm>
+#include <cmath>
 #include <set>
 
 #include "recordings/errors.h"
+#include "recordings/text.h"
 
 namespace limes::recordings {
 namespace {
@@ -14,7 +17,9 @@ constexpr struct {
 } kFormats[] = {
     {"csv", ".csv", OutputFormat::kCsv},        {"text", ".txt", OutputFormat::kText},
     {"curve", ".curve", OutputFormat::kCurves}, {"pairs", ".pairs", OutputFormat::kPairs},
-    {"array", ".array", OutputFormat::kArray},
+    {"array", ".array", OutputFormat::kArray},  {"uff", ".uff", OutputFormat::kUff},
+    {"uff", ".unv", OutputFormat::kUff},        {"npy", ".npy", OutputFormat::kNpy},
+    {"hdf5", ".h5", OutputFormat::kHdf5},       {"hdf5", ".hdf5", OutputFormat::kHdf5},
 };
 
 /// Names as in the measurement, behind those of the parts where there are several; a number tells
@@ -38,6 +43,18 @@ std::vector<SNamedQuantity> NameAll(const std::vector<SPart>& parts) {
 }
 
 }  // namespace
+
+std::string FormatNames() {
+  std::string names;
+  std::string_view last;
+  for (const auto& format : kFormats) {
+    if (format.name != last && !last.empty()) {
+      names += (names.empty() ? "" : ", ") + std::string(last);
+    }
+    last = format.name;
+  }
+  return names + " or " + std::string(last);
+}
 
 std::optional<OutputFormat> FormatByName(std::string_view name) {
   for (const auto& format : kFormats) {
@@ -68,9 +85,44 @@ std::vector<std::string> WriteParts(const std::vector<SPart>& parts, OutputForma
       throw CInputError(parts[0].name, "single values have no x; write them as csv or text");
     }
   }
-  return format == OutputFormat::kPairs   ? WritePairs(quantities, out)
-         : format == OutputFormat::kArray ? WriteArray(quantities, out)
-                                          : WriteCurves(quantities, out);
+  switch (format) {
+    case OutputFormat::kPairs:
+      return WritePairs(quantities, out);
+    case OutputFormat::kArray:
+      return WriteArray(quantities, out);
+    case OutputFormat::kUff:
+      return WriteUff(quantities, out);
+    case OutputFormat::kNpy:
+      return WriteNpy(quantities, out);
+    case OutputFormat::kHdf5:
+      return WriteHdf5(quantities, out);
+    default:
+      return WriteCurves(quantities, out);
+  }
+}
+
+std::vector<std::string> LostReferences(const std::vector<SNamedQuantity>& quantities) {
+  std::vector<std::string> losses;
+  for (const auto& [name, quantity] : quantities) {
+    for (const SUnit& unit : {quantity->xUnit, quantity->unit}) {
+      if (!(ParseUnit(unit.Display()) == unit)) {
+        losses.push_back(Quoted(name) + ": the unit is written as " + unit.Display() +
+                         ", which does not say " + unit.DisplayFull());
+      }
+    }
+  }
+  return losses;
+}
+
+bool SameGrid(const SQuantity& a, const SQuantity& b) {
+  constexpr double kSame = 1e-3;  // of a step
+  const double n = static_cast<double>(a.values.size());
+  return a.values.size() == b.values.size() && a.xUnit == b.xUnit && a.x == b.x &&
+         std::fabs(a.x0 - b.x0) <= kSame * a.dx && std::fabs(a.dx - b.dx) * n <= kSame * a.dx;
+}
+
+double XOf(const SQuantity& q, std::size_t i) {
+  return q.x.empty() ? q.x0 + static_cast<double>(i) * q.dx : double{q.x[i]};
 }
 
 }  // namespace limes::recordings

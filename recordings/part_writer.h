@@ -17,7 +17,13 @@ enum class OutputFormat {
   kCurves,  ///< curve records, one behind the other
   kPairs,   ///< pair records, one behind the other
   kArray,   ///< one array record of curves
+  kUff,     ///< functions of datasets 58b
+  kNpy,     ///< a table of NumPy by field
+  kHdf5,    ///< data sets with attributes
 };
+
+/// The words of --to, as a sentence lists them.
+std::string FormatNames();
 
 /// By the word of --to; nothing for another word.
 std::optional<OutputFormat> FormatByName(std::string_view name);
@@ -47,5 +53,17 @@ std::vector<std::string> WriteArray(const std::vector<SNamedQuantity>& quantitie
                                     CFileStream& out);
 std::vector<std::string> WritePairs(const std::vector<SNamedQuantity>& quantities,
                                     CFileStream& out);
+std::vector<std::string> WriteUff(const std::vector<SNamedQuantity>& quantities, CFileStream& out);
+std::vector<std::string> WriteNpy(const std::vector<SNamedQuantity>& quantities, CFileStream& out);
+std::vector<std::string> WriteHdf5(const std::vector<SNamedQuantity>& quantities, CFileStream& out);
+
+/// What the texts of the units do not tell.
+std::vector<std::string> LostReferences(const std::vector<SNamedQuantity>& quantities);
+
+/// Whether two quantities lie at the same x but for a thousandth of a step.
+bool SameGrid(const SQuantity& a, const SQuantity& b);
+
+/// x of a value.
+double XOf(const SQuantity& quantity, std::size_t i);
 
 }  // namespace limes::recordings

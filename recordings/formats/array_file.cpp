@@ -16,6 +16,7 @@ constexpr std::array kSteps = {"dt", "dx", "wf_increment"};
 constexpr std::array kRates = {"fs", "Fs", "sampling_rate", "sample_rate"};
 constexpr std::array kStarts = {"t0", "x0", "wf_start_offset"};
 constexpr std::array kUnits = {"units", "unit", "unit_string"};
+constexpr std::array kXUnits = {"x_unit", "wf_xunit_string"};
 constexpr std::array kAxes = {"time", "t", "x", "frequency", "freq", "f"};
 
 /// What the names of an axis, a step or a rate say of the unit.
@@ -134,6 +135,10 @@ void TakeStep(const std::vector<SArray>& arrays, const SArray& array, SFileChann
 
 }  // namespace
 
+bool IsAxisName(std::string_view name) {
+  return std::find(kAxes.begin(), kAxes.end(), name) != kAxes.end();
+}
+
 void CArrayFile::TellLeftOut(const std::vector<SArray>& arrays,
                              const std::map<std::string, std::vector<std::string>>& leftOut,
                              bool complex, const std::string& path, const std::string& format) {
@@ -153,8 +158,7 @@ void CArrayFile::TellLeftOut(const std::vector<SArray>& arrays,
 void CArrayFile::MakeChannels(const std::vector<SArray>& arrays) {
   std::set<std::size_t> axes;
   for (std::size_t i = 0; i < arrays.size(); ++i) {
-    const bool named = std::find(kAxes.begin(), kAxes.end(), arrays[i].name) != kAxes.end();
-    if (const auto x = AxisOf(arrays, i); x && arrays[i].IsData() && !named) {
+    if (const auto x = AxisOf(arrays, i); x && arrays[i].IsData() && !IsAxisName(arrays[i].name)) {
       axes.insert(*x);
     }
   }
@@ -189,10 +193,16 @@ void CArrayFile::AddChannels(const std::vector<SArray>& arrays, std::size_t i) {
   } else {
     TakeStep(arrays, array, channel, named);
   }
+  if (const CLookUp look(arrays, array); channel.xUnit.empty()) {
+    const auto own = FirstOf(kXUnits, [&](const char* name) { return look.OwnText(name); });
+    const auto all = FirstOf(kXUnits, [&](const char* name) { return look.Text(name); });
+    channel.xUnit = own ? own->second : all && !x ? all->second : "";
+  }
   if (channel.xUnit.empty()) {
     channel.xUnit = UnitOfName(named);
-    if (!channel.xUnit.empty()) {
-      notes_.push_back("x is in " + channel.xUnit + ", as the name " + named + " says");
+    const std::string note = "x is in " + channel.xUnit + ", as the name " + named + " says";
+    if (!channel.xUnit.empty() && std::find(notes_.begin(), notes_.end(), note) == notes_.end()) {
+      notes_.push_back(note);
     }
   }
   for (std::uint64_t column = 0; column < array.columns; ++column) {

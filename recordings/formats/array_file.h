@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -26,6 +27,9 @@ struct SArray {
 
   bool IsData() const { return !scalar && !text; }
 };
+
+/// Whether a vector of this name is taken for x of the others.
+bool IsAxisName(std::string_view name);
 
 /// A file of arrays, made channels by the usual names: fs or dt say the step, time or frequency
 /// hold x, NAME_unit or an attribute the unit.

@@ -9,8 +9,6 @@
 namespace limes::recordings {
 namespace {
 
-constexpr double kSameGrid = 1e-3;  ///< of a step; closer grids share their x column
-
 struct SCell {
   char text[32];
   std::size_t size = 0;
@@ -46,7 +44,7 @@ struct SColumnOut {
   std::size_t Rows() const { return quantity->values.size(); }
   SCell Cell(std::size_t row) const {
     if (isX && quantity->x.empty()) {
-      return PlaceCell(quantity->x0 + static_cast<double>(row) * quantity->dx);
+      return PlaceCell(XOf(*quantity, row));
     }
     return ShortestCell(isX ? quantity->x[row] : quantity->values[row]);
   }
@@ -66,13 +64,6 @@ std::string CsvCell(const std::string& text) {
     cell.append(c == '"' ? 2 : 1, c);
   }
   return cell + "\"";
-}
-
-bool SameGrid(const SQuantity& a, const SQuantity& b) {
-  const double n = static_cast<double>(a.values.size());
-  return a.values.size() == b.values.size() && a.xUnit == b.xUnit && a.x == b.x &&
-         std::fabs(a.x0 - b.x0) <= kSameGrid * a.dx &&
-         std::fabs(a.dx - b.dx) * n <= kSameGrid * a.dx;
 }
 
 /// One x column for all when they have the same grid, else one for each.
@@ -167,20 +158,6 @@ void WriteValues(const std::vector<SPart>& parts, bool aligned, CFileStream& out
   WriteRows(headers, parts.size(), aligned, out, [&](std::size_t row, std::size_t column) {
     return ShortestCell(parts[row].quantities[column].value);
   });
-}
-
-/// What the texts of the units do not tell.
-std::vector<std::string> LostReferences(const std::vector<SNamedQuantity>& quantities) {
-  std::vector<std::string> losses;
-  for (const auto& [name, quantity] : quantities) {
-    for (const SUnit& unit : {quantity->xUnit, quantity->unit}) {
-      if (!(ParseUnit(unit.Display()) == unit)) {
-        losses.push_back(Quoted(name) + ": the unit is written as " + unit.Display() +
-                         ", which does not say " + unit.DisplayFull());
-      }
-    }
-  }
-  return losses;
 }
 
 }  // namespace

@@ -35,8 +35,7 @@ OutputFormat ChooseFormat(const SOptions& options) {
   if (options.format) {
     const auto format = FormatByName(*options.format);
     if (!format) {
-      throw CUsageError("--to must be csv, text, curve, pairs or array, not " +
-                        Quoted(*options.format));
+      throw CUsageError("--to must be " + FormatNames() + ", not " + Quoted(*options.format));
     }
     return *format;
   }

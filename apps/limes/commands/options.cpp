@@ -6,6 +6,7 @@
 #include "apps/limes/commands/option_values.h"
 #include "apps/limes/errors.h"
 #include "limes/version.h"
+#include "recordings/part_writer.h"
 #include "recordings/tables/identification.h"
 #include "recordings/text.h"
 
@@ -218,8 +219,8 @@ CLI::App* AddConvert(CLI::App& app, SOptions& o) {
   AddText(
       *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
       "the file to write (standard output)", "OUT");
-  Add(*command, "--to", o.format,
-      "csv, text, curve, pairs or array (by the ending of OUT, else csv)", "FORMAT");
+  Add(*command, "--to", o.format, recordings::FormatNames() + " (by the ending of OUT, else csv)",
+      "FORMAT");
   AddForce(*command, o);
   AddReading(*command, o);
   AddSelection(*command, o);
