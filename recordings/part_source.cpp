@@ -43,11 +43,29 @@ class CRecordingReader : public CPartReader {
       q.dx = recording_->Dx();
       q.x = recording_->FreeX();
       q.values = channels_[chosen_[i]];
+      q.covered = recording_->Covered(chosen_[i]);
+      if (!q.x.empty() && !q.covered.empty()) {
+        KeepCovered(q);
+      }
     }
     return true;
   }
 
  private:
+  /// Without equal steps a value that was not measured is no point.
+  static void KeepCovered(SQuantity& q) {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < q.values.size(); ++i) {
+      if (q.covered[i] != 0) {
+        q.x[kept] = q.x[i];
+        q.values[kept++] = q.values[i];
+      }
+    }
+    q.x.resize(kept);
+    q.values.resize(kept);
+    q.covered.clear();
+  }
+
   /// By name, or by the number of the channel.
   void ChooseChannels(const std::vector<std::string>& use) {
     const auto& channels = recording_->Channels();

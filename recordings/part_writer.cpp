@@ -85,20 +85,20 @@ std::vector<std::string> WriteParts(const std::vector<SPart>& parts, OutputForma
       throw CInputError(parts[0].name, "single values have no x; write them as csv or text");
     }
   }
-  switch (format) {
-    case OutputFormat::kPairs:
-      return WritePairs(quantities, out);
-    case OutputFormat::kArray:
-      return WriteArray(quantities, out);
-    case OutputFormat::kUff:
-      return WriteUff(quantities, out);
-    case OutputFormat::kNpy:
-      return WriteNpy(quantities, out);
-    case OutputFormat::kHdf5:
-      return WriteHdf5(quantities, out);
-    default:
-      return WriteCurves(quantities, out);
+  const auto write = format == OutputFormat::kPairs   ? WritePairs
+                     : format == OutputFormat::kArray ? WriteArray
+                     : format == OutputFormat::kUff   ? WriteUff
+                     : format == OutputFormat::kNpy   ? WriteNpy
+                     : format == OutputFormat::kHdf5  ? WriteHdf5
+                                                      : WriteCurves;
+  std::vector<std::string> losses = write(quantities, out);
+  for (const auto& [name, quantity] : quantities) {
+    if (const auto n = std::count(quantity->covered.begin(), quantity->covered.end(), 0); n > 0) {
+      losses.push_back(Quoted(name) + ": " + std::to_string(n) +
+                       " values that were not measured are written as drawn over the gap");
+    }
   }
+  return losses;
 }
 
 std::vector<std::string> LostReferences(const std::vector<SNamedQuantity>& quantities) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,6 +33,13 @@ class CRecording {
   virtual double X0() const = 0;
   virtual double Dx() const = 0;
   virtual SUnit XUnit() const = 0;
+
+  /// For each value of a channel in the block whether it was measured, 0 where a line was drawn
+  /// over a gap; empty when all were.
+  virtual const std::vector<std::uint8_t>& Covered(std::size_t /*channel*/) const {
+    static const std::vector<std::uint8_t> kAll;
+    return kAll;
+  }
 
   /// x of each sample of the block where steps are not equal, else empty.
   virtual const std::vector<float>& FreeX() const {

@@ -22,6 +22,7 @@ class CColumns : public CRecording {
         x0_(settings.x0.value_or(0.0)),
         dx_(settings.dx.value_or(0.0)),
         whole_(settings.cut == 0),
+        mayLack_(whole_ && settings.spectrum == 0 && !settings.detrend),
         xUnit_(ParseUnit(settings.xUnit.value_or(""))),
         note_(context.note) {
     if (hasX_) {
@@ -36,6 +37,7 @@ class CColumns : public CRecording {
       channels_.push_back({head.name, ParseUnit(head.unit)});
       table_.Find(head.name);  // refuses a name that stands there twice
     }
+    covered_.resize(columns_.size());
   }
 
   const std::vector<SChannel>& Channels() const override { return channels_; }
@@ -43,6 +45,9 @@ class CColumns : public CRecording {
   double Dx() const override { return dx_; }
   SUnit XUnit() const override { return xUnit_; }
   const std::vector<float>& FreeX() const override { return freeX_; }
+  const std::vector<std::uint8_t>& Covered(std::size_t channel) const override {
+    return covered_[channel];
+  }
 
   std::size_t Read(std::size_t count, std::vector<std::vector<float>>& channels) override {
     channels.resize(columns_.size());
@@ -57,11 +62,20 @@ class CColumns : public CRecording {
         TakeX();
       }
       for (std::size_t i = 0; i < columns_.size(); ++i) {
-        channels[i].push_back(table_.Number<float>(cells_, columns_[i]));
+        if (mayLack_ && cells_[columns_[i]].empty()) {
+          covered_[i].resize(total, 1);
+          covered_[i].push_back(0);
+          channels[i].push_back(0.0F);
+        } else {
+          channels[i].push_back(table_.Number<float>(cells_, columns_[i]));
+        }
       }
     }
     if (hasX_ && total > 0) {
       CheckSteps();
+    }
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      DrawOverGaps(i, channels[i]);
     }
     return total;
   }
@@ -74,6 +88,41 @@ class CColumns : public CRecording {
     }
     columns_ = table_.Choose(settings.use, settings.skip, 0,
                              hasX_ ? std::vector{x_} : std::vector<std::size_t>());
+  }
+
+  /// Lines between the values that are there, the first and the last one beyond them.
+  void DrawOverGaps(std::size_t channel, std::vector<float>& values) {
+    std::vector<std::uint8_t>& covered = covered_[channel];
+    if (covered.empty()) {
+      return;
+    }
+    covered.resize(values.size(), 1);
+    const auto missing = std::count(covered.begin(), covered.end(), 0);
+    const std::string name = Quoted(channels_[channel].name);
+    if (missing == static_cast<std::ptrdiff_t>(values.size())) {
+      throw CInputError(table_.Name(), "column " + name + " holds no value");
+    }
+    if (note_) {
+      note_("empty cells are taken as not measured: " + std::to_string(missing) + " of " +
+            std::to_string(values.size()) + " in " + name);
+    }
+    const auto next = [&](std::size_t i) {
+      return static_cast<std::size_t>(
+          std::find(covered.begin() + static_cast<std::ptrdiff_t>(i), covered.end(), 1) -
+          covered.begin());
+    };
+    std::size_t before = next(0);
+    std::fill_n(values.begin(), before, values[before]);
+    while (before + 1 < values.size()) {
+      const std::size_t after = next(before + 1);
+      for (std::size_t i = before + 1; i < std::min(after, values.size()); ++i) {
+        const double share = static_cast<double>(i - before) / static_cast<double>(after - before);
+        const double left = values[before];
+        const double right = after < values.size() ? values[after] : values[before];
+        values[i] = static_cast<float>(left + share * (right - left));
+      }
+      before = after;
+    }
   }
 
   void TakeX() {
@@ -140,15 +189,17 @@ class CColumns : public CRecording {
   bool hasX_;
   double x0_;
   double dx_;
-  bool whole_;  ///< read in one block
+  bool whole_;    ///< read in one block
+  bool mayLack_;  ///< values may be missing
   SUnit xUnit_;
   NoteTaker note_;
   std::size_t x_ = 0;  ///< the column
   std::optional<std::int64_t> firstStamp_;
   std::vector<std::size_t> columns_;
   std::vector<SChannel> channels_;
-  std::vector<double> places_;        ///< x of the rows of a block
-  std::vector<std::uint64_t> lines_;  ///< where they stand
+  std::vector<std::vector<std::uint8_t>> covered_;  ///< of each; empty where nothing is missing
+  std::vector<double> places_;                      ///< x of the rows of a block
+  std::vector<std::uint64_t> lines_;                ///< where they stand
   std::vector<float> freeX_;
   std::vector<std::string_view> cells_;
 };

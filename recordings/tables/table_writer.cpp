@@ -46,6 +46,9 @@ struct SColumnOut {
     if (isX && quantity->x.empty()) {
       return PlaceCell(XOf(*quantity, row));
     }
+    if (!isX && !quantity->covered.empty() && quantity->covered[row] == 0) {
+      return {};
+    }
     return ShortestCell(isX ? quantity->x[row] : quantity->values[row]);
   }
 };

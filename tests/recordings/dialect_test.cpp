@@ -59,6 +59,30 @@ TEST(Dialects, AreOverriddenByWords) {
   EXPECT_EQ(Read("y,t [s]\n5,0\n6,1\n", settings), "y [] 0+1[s]: 5 6; ");
 }
 
+TEST(Columns, EmptyCellsAreNotCovered) {
+  const auto covered = [](const std::string& text) {
+    CMemoryStream stream(std::vector<std::uint8_t>(text.begin(), text.end()));
+    const SReadSettings settings;
+    const std::vector<SCondition> where;
+    SPart part;
+    MakePartReader(FileKind::kTable, stream, {"f", &settings, &where})->Next(part);
+    const auto& marks = part.quantities.at(0).covered;
+    return std::vector<int>(marks.begin(), marks.end());
+  };
+  const std::string gaps = "x,y,z\n0,,1\n1,1,1\n2,,1\n3,,1\n4,7,1\n5,,1\n";
+  EXPECT_EQ(Read(gaps),
+            "y [] 0+1[]: 1 1 3 5 7 7; z [] 0+1[]: 1 1 1 1 1 1; "
+            "| empty cells are taken as not measured: 4 of 6 in 'y'");
+  EXPECT_EQ(covered(gaps), (std::vector{0, 1, 0, 0, 1, 0}));
+  EXPECT_EQ(covered("x,y\n0,1\n1,2\n"), std::vector<int>());
+  EXPECT_THAT(Read("x,y\n0,\n1,1\n3,\n4,7\n"), testing::StartsWith("y [] 0+1.33333[]: 1@1 4@7; "));
+  EXPECT_EQ(Read("x,y,z\n0,,1\n1,,2\n"), "f: column 'y' holds no value");
+  EXPECT_THAT(Read("x,y\n0,1\n,2\n"), testing::HasSubstr("f:3: column 'x': empty cell"));
+  SReadSettings cut;
+  cut.cut = 2;
+  EXPECT_THAT(Read(gaps, cut), testing::HasSubstr("f:2: column 'y': empty cell"));
+}
+
 TEST(Dialects, LongFormsBecomeParts) {
   SReadSettings settings;
   settings.longForm = {"p", "x", "y"};
