@@ -90,6 +90,13 @@ TEST(Dialects, LongFormsBecomeParts) {
             "y [V] 0+1[s]: 1 2; y [V] 5+1[s]: 7 8; ");
   EXPECT_THAT(Read("p,x,y\nA,0,1\nB,5,7\nA,1,2\n", settings),
               testing::HasSubstr("f:3: part 'B' has one point"));
+  std::string rows = "p,x,y\n";
+  std::string shown;
+  for (int i = 0; i < 5000; ++i) {  // too many runs to go to each
+    rows += "A," + std::to_string(i) + ",1\nB," + std::to_string(i) + ",2\n";
+    shown += " 1";
+  }
+  EXPECT_THAT(Read(rows, settings), testing::StartsWith("y [] 0+1[]:" + shown + "; y [] 0+1[]: 2"));
 }
 
 TEST(TimeStamps, AreReadToTheNanosecond) {
