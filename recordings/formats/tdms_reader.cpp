@@ -109,7 +109,7 @@ class CTdms : public CChannelFile {
   }
 
  private:
-  static constexpr std::uint64_t kBufferBytes = std::uint64_t{1} << 20;
+  static constexpr std::uint64_t kBufferBytes = std::uint64_t{8} << 20;
 
   void ReadRaw(std::size_t channel, std::uint64_t first, std::span<double> values) {
     const SObject& object = objects_[object_[channel]];
@@ -131,15 +131,27 @@ class CTdms : public CChannelFile {
       const std::size_t n = static_cast<std::size_t>(
           std::min({std::uint64_t{values.size()}, end - first, piece->count - within,
                     std::max<std::uint64_t>(kBufferBytes / stride, 1)}));
-      CByteCursor at = file_;
-      at.GoTo(segment.raw + chunk * segment.chunkBytes + piece->offset + within * stride);
-      bytes_.resize((n - 1) * static_cast<std::size_t>(stride) + format.Bytes());
-      at.Read(bytes_.data(), bytes_.size());
+      const std::uint64_t inRow = segment.stride > 0 ? piece->offset : 0;
+      ReadBytes(segment.raw + chunk * segment.chunkBytes + piece->offset - inRow + within * stride,
+                n * static_cast<std::size_t>(stride));
       format.bigEndian = segment.bigEndian;
-      ReadNumbers(format, bytes_.data(), static_cast<std::size_t>(stride), values.first(n));
+      ReadNumbers(format, bytes_.data() + inRow, static_cast<std::size_t>(stride), values.first(n));
       values = values.subspan(n);
       first += n;
     }
+  }
+
+  /// Rows that were read for one channel serve the others.
+  void ReadBytes(std::uint64_t place, std::size_t bytes) {
+    if (held_ == place && bytes_.size() == bytes) {
+      return;
+    }
+    held_ = UINT64_MAX;
+    bytes_.resize(bytes);
+    CByteCursor at = file_;
+    at.GoTo(place);
+    at.Read(bytes_.data(), bytes);
+    held_ = place;
   }
 
   void ReadSegment() {
@@ -357,6 +369,7 @@ class CTdms : public CChannelFile {
   std::string stepless_;  ///< the first channel without a step
   bool complex_ = false;
   std::vector<std::uint8_t> bytes_;
+  std::uint64_t held_ = UINT64_MAX;  ///< place of the bytes in the file
 };
 
 }  // namespace
