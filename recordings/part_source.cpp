@@ -98,53 +98,6 @@ class CRecordingReader : public CPartReader {
   std::vector<std::vector<float>> channels_;
 };
 
-void RequireFinite(const SPart& part, const SQuantity& q) {
-  if (q.single && !std::isfinite(q.value)) {
-    throw CInputError(part.name, "quantity " + Quoted(q.name) + " is not finite");
-  }
-  const auto bad =
-      std::find_if_not(q.values.begin(), q.values.end(), [](float v) { return std::isfinite(v); });
-  if (bad != q.values.end()) {
-    throw CInputError(part.name, "quantity " + Quoted(q.name) + ", value " +
-                                     std::to_string(bad - q.values.begin() + 1) + " is not finite");
-  }
-}
-
-void Scale(std::vector<float>& values, double factor) {
-  if (factor != 1.0) {
-    for (float& v : values) {
-      v = static_cast<float>(v * factor);
-    }
-  }
-}
-
-void CutPiece(SQuantity& whole, std::size_t start, std::size_t length, SQuantity& piece) {
-  piece.name = whole.name;
-  piece.xUnit = whole.xUnit;
-  piece.unit = whole.unit;
-  piece.single = whole.single;
-  piece.x0 = whole.x0;
-  piece.dx = whole.dx;
-  piece.covered.clear();
-  if (whole.values.size() == length) {
-    piece.values = std::exchange(whole.values, {});  // a block is not kept twice
-    return;
-  }
-  const auto first = whole.values.begin() + static_cast<std::ptrdiff_t>(start);
-  piece.values.assign(first, first + static_cast<std::ptrdiff_t>(length));
-}
-
-void RemoveMean(std::vector<float>& values) {
-  double sum = 0.0;
-  for (const float v : values) {
-    sum += v;
-  }
-  const double mean = sum / static_cast<double>(values.size());
-  for (float& v : values) {
-    v = static_cast<float>(v - mean);
-  }
-}
-
 }  // namespace
 
 void NoteUnit(std::string_view unit, const NoteTaker& note) {
@@ -193,65 +146,6 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
   return std::make_unique<CRecordingReader>(std::move(columns), all);
 }
 
-void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
-  const std::uint32_t n = settings_.spectrum;
-  if (!q.x.empty()) {
-    throw CInputError(
-        part, "quantity " + Quoted(q.name) + " is not at equal steps, as --spectrum needs it");
-  }
-  if (q.unit.IsDecibel()) {
-    throw CInputError(part, "quantity " + Quoted(q.name) + " is a level in " + q.unit.Display() +
-                                "; --spectrum takes time signals");
-  }
-  const bool pressure = q.unit.Display() == "Pa";
-  const double reference = settings_.ref.value_or(pressure ? 2e-5 : 1.0);
-  std::size_t at = 0;
-  while (at < references_.size() && references_[at] != reference) {
-    ++at;
-  }
-  if (at == references_.size()) {
-    references_.push_back(reference);
-    spectra_.push_back(std::make_unique<CLevelSpectrum>(n, reference));
-  }
-  spectra_[at]->Form(q.values, levels_);
-  if (levels_.empty()) {
-    throw CInputError(part, "quantity " + Quoted(q.name) + ": " + std::to_string(q.values.size()) +
-                                " samples, fewer than --spectrum " + std::to_string(n));
-  }
-  const double step = 1.0 / (n * q.dx);
-  q.values = levels_;
-  q.x0 = step;
-  q.dx = step;
-  q.xUnit = ReciprocalUnit(q.xUnit);
-  q.unit = LevelUnit(q.unit, reference);
-}
-
-void CFormer::Form(SPart& part, bool wave) {
-  const std::uint32_t n = settings_.spectrum;
-  for (SQuantity& q : part.quantities) {
-    Scale(q.values, settings_.scale);
-    q.value *= settings_.scale;
-    if (settings_.unit) {
-      q.unit = ParseUnit(*settings_.unit);
-    }
-    RequireFinite(part, q);
-    q.health = HealthOf(q.values);
-    if (q.health == SignalHealth::kClipped && !wave && n == 0) {
-      q.health = SignalHealth::kHealthy;  // a curve of a process may rest where it is largest
-    }
-    if (settings_.detrend && !q.single) {
-      RemoveMean(q.values);
-    }
-    if (n > 0 && !q.single) {
-      FormSpectrum(part.name, q);
-    } else if (settings_.ref && !SetReference(q.unit, *settings_.ref)) {
-      throw CInputError(part.name, "--ref is for decibels, but quantity " + Quoted(q.name) +
-                                       " is in " +
-                                       (q.unit.IsNone() ? "no unit" : q.unit.Display()));
-    }
-  }
-}
-
 CPartSource::CPartSource(const std::vector<std::string>& files, SConfig config)
     : files_(ExpandFolders(files)), config_(std::move(config)), former_(config_.settings) {
   if (config_.settings.unit) {
@@ -278,79 +172,68 @@ void CPartSource::Note(const std::string& text) {
   }
 }
 
+bool CPartSource::IsReadAhead(const std::string& path) const {
+  std::error_code error;
+  return path != kStandardInput && std::filesystem::is_regular_file(path, error);
+}
+
+/// Threads are worth their while for several files, and for a file of many parts.
+void CPartSource::Begin() {
+  for (const std::string& path : files_) {
+    contexts_.push_back({path, &config_.settings, &config_.where, config_.goodOnly,
+                         config_.labelOptional, [this](const std::string& text) { Note(text); },
+                         &dialect_});
+  }
+  if (config_.jobs > 1 && (files_.size() > 1 || MayHoldSeveral())) {
+    std::vector<const SReadContext*> ahead;
+    for (const SReadContext& context : contexts_) {
+      ahead.push_back(IsReadAhead(context.path) ? &context : nullptr);
+    }
+    ahead_ = std::make_unique<CReadAhead>(std::move(ahead), config_.selection, config_.jobs);
+  }
+}
+
 bool CPartSource::OpenNext() {
-  reader_.reset();
+  file_.reset();
+  if (contexts_.empty()) {
+    Begin();
+  }
   if (nextFile_ == files_.size()) {
     return false;
   }
-  const std::string& path = files_[nextFile_++];
-  stream_ = std::make_unique<CDiskStream>();
-  OpenForReading(path, *stream_);
-  const FileKind kind = DetectKind(path, *stream_);
-  const SReadContext context{path,
-                             &config_.settings,
-                             &config_.where,
-                             config_.goodOnly,
-                             config_.labelOptional,
-                             [this](const std::string& text) { Note(text); },
-                             &dialect_};
-  reader_ = MakePartReader(kind, *stream_, context);
-  const bool cut = config_.settings.cut > 0;
-  several_ = cut || config_.settings.IsTable();
-  sound_ = kind == FileKind::kSound;
-  blocks_ = sound_ || (kind == FileKind::kTable && !config_.settings.IsTable());
-  pieces_ = 0;
-  whole_ = SPart();
-  if (several_) {
+  const SReadContext& context = contexts_[nextFile_];
+  if (MayHoldSeveral()) {
     place_ = 0;  // parts are counted anew in each file that may hold several
+  }
+  const auto open = [&] { file_ = std::make_unique<CPartFile>(context); };
+  if (ahead_) {
+    ahead_->Open(nextFile_++, context.note, open);
+  } else {
+    ++nextFile_;
+    open();
   }
   return true;
 }
 
-/// The next piece of --cut samples of the part, or block of one, that lies in memory.
-bool CPartSource::NextPiece(SPart& piece) {
-  const auto length = static_cast<std::size_t>(config_.settings.cut);
-  const std::vector<SQuantity>& quantities = whole_.quantities;
-  const auto isShorter = [](const SQuantity& a, const SQuantity& b) {
-    return a.values.size() < b.values.size();
-  };
-  for (;;) {
-    const auto shortest = std::min_element(quantities.begin(), quantities.end(), isShorter);
-    if (shortest != quantities.end() && shortest->values.size() >= start_ + length) {
-      break;
-    }
-    if (shortest != quantities.end() && pieces_ == 0) {
-      throw CInputError(whole_.name, std::to_string(shortest->values.size()) +
-                                         " samples, fewer than --cut " + std::to_string(length));
-    }
-    piece = SPart();  // holds no room while a block is read
-    if (!reader_->Next(whole_)) {
-      return false;
-    }
-    start_ = 0;
-    pieces_ = blocks_ ? pieces_ : 0;
-    for (const SQuantity& q : quantities) {
-      if (!q.x.empty()) {
-        throw CInputError(whole_.name, "quantity " + Quoted(q.name) +
-                                           " is not at equal steps, as --cut needs it");
-      }
-    }
+bool CPartSource::NextItem() {
+  if (!file_) {
+    return ahead_->Next(item_, contexts_[nextFile_ - 1].note);
   }
-  piece.name = whole_.name + ":" + std::to_string(++pieces_);
-  piece.label = whole_.label;
-  piece.quantities.resize(quantities.size());
-  for (std::size_t i = 0; i < quantities.size(); ++i) {
-    CutPiece(whole_.quantities[i], start_, length, piece.quantities[i]);
-  }
-  start_ += length;
-  return true;
+  item_.isFormed = false;
+  return file_->Next(item_.part);
 }
 
 bool CPartSource::Next(SPart& part) {
-  while (config_.settings.cut > 0 ? NextPiece(part) : reader_->Next(part)) {
+  std::swap(item_.part, part);  // its room is used again
+  while (NextItem()) {
     ++seen_;
     if (config_.selection.Takes(place_++)) {
-      former_.Form(part, sound_);
+      if (!item_.isFormed) {
+        former_.Form(item_.part, file_ && file_->IsSound());
+      } else if (item_.failure) {
+        std::rethrow_exception(item_.failure);
+      }
+      std::swap(item_.part, part);
       return true;
     }
   }
@@ -371,7 +254,9 @@ std::string CPartSource::WhyNone() const {
 
 double CPartSource::Progress() const {
   const double done = static_cast<double>(nextFile_ > 0 ? nextFile_ - 1 : 0);
-  return (done + (reader_ ? reader_->Progress() : 0.0)) /
+  return (done + (file_    ? file_->Progress()
+                  : ahead_ ? ahead_->Progress()
+                           : 0.0)) /
          static_cast<double>(std::max<std::size_t>(files_.size(), 1));
 }
 

@@ -81,6 +81,11 @@ struct TReadSettings {
     return rows || values || !longForm.empty();
   }
 
+  /// Whether a file may hold several parts.
+  bool MayHoldSeveral() const requires std::is_same_v<Form, SResolved> {
+    return cut > 0 || IsTable();
+  }
+
   /// Calls visit(name, policy, member of each) for every setting.
   template <class Visit, class... Settings>
   static void ForEach(Visit visit, Settings&... s) {

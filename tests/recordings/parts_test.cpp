@@ -124,6 +124,79 @@ TEST_F(Files, ColumnsThatNameThePartsAreFound) {
   }
 }
 
+/// What a run gives, one line for each part, note and failure.
+std::string Told(const std::vector<std::string>& files, CPartSource::SConfig config) {
+  std::string told;
+  config.note = [&](const std::string& text) { told += "note " + text + "\n"; };
+  CPartSource source(files, config);
+  for (;;) {
+    try {
+      if (!source.OpenNext()) {
+        return told;
+      }
+      told += "opened\n";
+      for (SPart part; source.Next(part);) {
+        told += part.name;
+        for (const SQuantity& q : part.quantities) {
+          told += " " + q.name + (q.single ? " " + NumberText(q.value) : "");
+          for (const float v : q.values) {
+            told += " " + NumberText(v);
+          }
+        }
+        told += "\n";
+      }
+    } catch (const CReadError& e) {
+      told += std::string("failed ") + e.what() + "\n";
+    }
+  }
+}
+
+TEST_F(Files, AreReadByManyThreadsAsByOne) {
+  std::vector<std::string> files;
+  for (int i = 0; i < 40; ++i) {
+    std::string table = i % 13 == 12 ? "a;b [dB(A)]\n" : "a,b [dB(A)]\n";
+    for (int row = 0; row < (i % 7 == 3 ? 3000 : 5); ++row) {
+      const std::string cell = i % 9 == 8 && row == 3 ? "nan" : std::to_string(row * i);
+      table += std::to_string(row) + (i % 13 == 12 ? ";" : ",") + cell + "\n";
+    }
+    files.push_back(Write("m" + std::to_string(i) + ".csv", i % 11 == 10 ? "" : table));
+  }
+  files.push_back(folder_ + "/absent.csv");
+  files.push_back(files[0]);
+  for (const bool values : {false, true}) {
+    CPartSource::SConfig config;
+    config.settings.values = values;
+    config.settings.detrend = !values;
+    for (const std::uint64_t every : {1U, 3U}) {
+      config.selection.every = every;
+      config.jobs = 1;
+      const std::string alone = Told(files, config);
+      EXPECT_THAT(alone, HasSubstr("failed"));
+      for (const unsigned jobs : {2U, 5U}) {
+        config.jobs = jobs;
+        EXPECT_EQ(Told(files, config), alone) << values << " " << every << " " << jobs;
+      }
+    }
+  }
+}
+
+TEST_F(Files, ThatAreReadAheadMayBeLeft) {
+  std::string table = "a,b\n";
+  for (int row = 0; row < 200000; ++row) {
+    table += "1,2\n";
+  }
+  const std::vector<std::string> files(6, Write("long.csv", table));
+  CPartSource::SConfig config;
+  config.settings.values = true;
+  config.jobs = 3;
+  CPartSource source(files, config);
+  SPart part;
+  for (std::size_t i = 0; i + 1 < files.size(); ++i) {
+    ASSERT_TRUE(source.OpenNext());
+    ASSERT_TRUE(source.Next(part));
+  }
+}
+
 /// Lines over gaps are no measurement: measured at these x, drawn on 0, 1, ..., 20.
 TEST(FreeSteps, CoverOnlyWhatWasMeasuredNearby) {
   const std::pair<std::vector<float>, std::string> cases[] = {

@@ -108,7 +108,8 @@ class CCalibration {
         options_.files,
         CPartSource::SConfig{settings_, options_.selection,
                              options_.group ? where_ : options_.where, !options_.group, false,
-                             [this](const std::string& text) { Warn(console_, text); }});
+                             [this](const std::string& text) { Warn(console_, text); },
+                             JobsOf(options_)});
     source.CheckFiles();
     SPart part;
     for (std::size_t file = 0; source.OpenNext(); ++file) {

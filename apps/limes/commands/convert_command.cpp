@@ -54,7 +54,7 @@ std::vector<SPart> ReadAll(const SOptions& options, SConsole& console) {
   const NoteTaker note = [&console](const std::string& text) { Warn(console, text); };
   const SSettings settings = Resolve(SettingsWithSkip(options, note), std::nullopt, true);
   CPartSource source(options.files, CPartSource::SConfig{settings, options.selection, options.where,
-                                                         false, true, note});
+                                                         false, true, note, JobsOf(options)});
   source.CheckFiles();
   CProgressBar bar(console);
   std::vector<SPart> parts;

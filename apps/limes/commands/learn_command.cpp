@@ -62,8 +62,8 @@ class CLearnRun {
     settings_ = Resolve(given, stored, true);
     model_ = std::make_unique<CModel>(settings_);
     source_ = std::make_unique<CPartSource>(
-        options.files,
-        CPartSource::SConfig{settings_, options.selection, options.where, true, false, note});
+        options.files, CPartSource::SConfig{settings_, options.selection, options.where, true,
+                                            false, note, JobsOf(options)});
     source_->CheckFiles();
   }
 

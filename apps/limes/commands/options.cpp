@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <thread>
 
 #include "apps/limes/commands/option_values.h"
 #include "apps/limes/errors.h"
@@ -74,6 +75,8 @@ void AddReading(CLI::App& app, SOptions& o) {
   Add(app, "--scale", s.scale, "factor from the file's numbers to the unit", "F");
   Add(app, "--label-column", s.labelColumn, "column with the known verdict", "NAME");
   Add(app, "--good", s.good, "label of good parts; only these are learnt (good)", "LABEL");
+  Add(app, "--jobs", o.jobs, "threads that read and form (one per processor)", "N")
+      ->check(CLI::Range(1U, 1024U));
 }
 
 void AddWhere(CLI::App& app, SOptions& o) {
@@ -399,6 +402,10 @@ SGivenSettings SettingsWithSkip(const SOptions& options, const NoteTaker& note) 
     }
   }
   return settings;
+}
+
+unsigned JobsOf(const SOptions& options) {
+  return options.jobs.value_or(std::max(std::thread::hardware_concurrency(), 1U));
 }
 
 SParsed ParseCommandLine(const std::vector<std::string>& arguments) {

@@ -43,9 +43,10 @@ struct SOptions {
   std::vector<SCondition> where;
   std::optional<std::int64_t> run;   ///< whose parts are forgotten
   std::optional<std::string> group;  ///< column that names what is left out together
-  std::optional<std::int32_t>
-      modes;            ///< that are judged apart; 0: none, kAutoModes: as many as help
-  bool frozen = false;  ///< score by what is learnt, not by the other parts
+  /// Modes that are judged apart; 0: none, kAutoModes: as many as help.
+  std::optional<std::int32_t> modes;
+  bool frozen = false;           ///< score by what is learnt, not by the other parts
+  std::optional<unsigned> jobs;  ///< threads that read; else one for each processor
   bool json = false;
   bool again = false;                 ///< learn or join what is learnt already
   bool allowShort = false;            ///< learn what covers too little
@@ -67,6 +68,9 @@ struct SOptions {
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one
 };
+
+/// Threads that read measurements.
+unsigned JobsOf(const SOptions& options);
 
 /// The given settings for files that no store knows. Without --skip the columns of --where are
 /// skipped, as they hold one value, and those that name the parts of the first file, which note is

@@ -41,10 +41,11 @@ class CTestRun {
         settings_(ResolveWithStore()),
         model_(settings_),
         watch_(settings_.drift),
-        source_(options.files, CPartSource::SConfig{
-                                   settings_, options.selection, options.where, false,
-                                   !options.settings.labelColumn,
-                                   [&console](const std::string& text) { Warn(console, text); }}) {
+        source_(options.files,
+                CPartSource::SConfig{settings_, options.selection, options.where, false,
+                                     !options.settings.labelColumn,
+                                     [&console](const std::string& text) { Warn(console, text); },
+                                     JobsOf(options)}) {
     if (!options.keepGoing) {
       source_.CheckFiles();
     }
