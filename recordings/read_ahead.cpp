@@ -24,12 +24,9 @@ std::size_t BytesOf(const SPart& part) {
 
 CReadAhead::CReadAhead(std::vector<const SReadContext*> contexts, const SSelection& selection,
                        unsigned jobs)
-    : contexts_(std::move(contexts)),
-      selection_(selection),
-      most_(jobs),
-      slots_(contexts_.size()) {
-  const auto files = static_cast<std::size_t>(
-      std::count_if(contexts_.begin(), contexts_.end(), [](const auto* c) { return c != nullptr; }));
+    : contexts_(std::move(contexts)), selection_(selection), most_(jobs), slots_(contexts_.size()) {
+  const auto files = static_cast<std::size_t>(std::count_if(
+      contexts_.begin(), contexts_.end(), [](const auto* c) { return c != nullptr; }));
   for (std::size_t i = 0; i < std::min<std::size_t>(jobs, files); ++i) {
     threads_.emplace_back([this] { Work(); });
   }
@@ -90,8 +87,7 @@ bool CReadAhead::Put(std::size_t file, SBatch& batch) {
   {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] {
-      return ends_ || file < current_ || slot.bytes == 0 ||
-             slot.bytes + batch.bytes <= kMostBytes;
+      return ends_ || file < current_ || slot.bytes == 0 || slot.bytes + batch.bytes <= kMostBytes;
     });
     if (ends_ || file < current_) {
       return false;

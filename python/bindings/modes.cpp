@@ -45,7 +45,7 @@ Told Explained(Modes& modes, const Doubles& part, double base) {
 }
 
 py::array_t<double> Row(const std::vector<double>& values) {
-  return {static_cast<py::ssize_t>(values.size()), values.data()};
+  return py::array_t<double>(static_cast<py::ssize_t>(values.size()), values.data());
 }
 
 /// One row a mode.
