@@ -71,7 +71,7 @@ std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths) {
          entry.increment(error)) {
       const std::string file = entry->path().string();
       std::error_code unknown;
-      if (FindEnding(file) != nullptr && entry->is_regular_file(unknown)) {
+      if (IsMeasurementName(file) && entry->is_regular_file(unknown)) {
         files.push_back(file);
       }
     }
@@ -82,6 +82,8 @@ std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths) {
   }
   return files;
 }
+
+bool IsMeasurementName(const std::string& name) { return FindEnding(name) != nullptr; }
 
 void OpenForReading(const std::string& path, CDiskStream& stream) {
   std::error_code error;

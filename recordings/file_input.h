@@ -22,6 +22,10 @@ inline constexpr char kStandardInput[] = "-";
 /// for a folder without any.
 std::vector<std::string> ExpandFolders(const std::vector<std::string>& paths);
 
+/// Whether files of such a name are measurements, by the ending: those that are taken from a
+/// folder.
+bool IsMeasurementName(const std::string& name);
+
 /// Opens a measurement for reading. Throws COpenError.
 void OpenForReading(const std::string& path, CDiskStream& stream);
 

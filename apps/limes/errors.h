@@ -38,4 +38,9 @@ struct CStoreError : CHostError {
   explicit CStoreError(const std::string& message) : CHostError(ExitCode::kStore, message) {}
 };
 
+/// The store is no longer where it was: nothing can be stored until the command is begun anew.
+struct CStoreMoved : CStoreError {
+  using CStoreError::CStoreError;
+};
+
 }  // namespace limes::host

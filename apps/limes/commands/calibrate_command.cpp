@@ -244,6 +244,7 @@ class CCalibration {
                     [&](const SLearntPart& part) { store_.SetScores(part.id, SScores()); });
     }
     store_.SetSettings(rule_);
+    store_.SetReason(options_.reason);
     SaveModel(store_, model_, store_.AddRun("calibrate", rule_));
     store_.Commit();
   }

@@ -41,6 +41,10 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunRebase(options, console);
     case Command::kCalibrate:
       return RunCalibrate(options, console);
+    case Command::kWatch:
+      return RunWatch(options, console);
+    case Command::kLog:
+      return RunLog(options, console);
     case Command::kDemo:
       break;
   }

@@ -89,9 +89,21 @@ std::vector<SHeldPart> DropHeld(CStore& store, std::vector<std::string>& names,
   return dropped;
 }
 
+std::vector<std::string> NamesOf(const std::vector<SHeldPart>& dropped,
+                                 const std::vector<SLearntPart>& chosen) {
+  std::vector<std::string> names;
+  for (const SHeldPart& held : dropped) {
+    names.push_back(held.part.name);
+  }
+  for (const SLearntPart& part : chosen) {
+    names.push_back(part.name);
+  }
+  return names;
+}
+
 /// Takes learnt parts out of the learn states. True when scores of another source were given up.
 bool TakeOut(CStore& store, const SSettings& settings, const std::vector<SLearntPart>& parts,
-             const std::vector<SLearntPart>& chosen) {
+             const std::vector<SLearntPart>& chosen, std::int64_t run) {
   CheckKept(chosen, parts);
   CModel now = LoadedModel(store, settings);
   CModel again = Relearn(store, settings, {});
@@ -107,7 +119,7 @@ bool TakeOut(CStore& store, const SSettings& settings, const std::vector<SLearnt
       Relearn(store, settings, {ids.begin(), ids.end()},
               [&](std::int64_t id, const SScores& scores) { store.SetScores(id, scores); });
   store.RemoveLearnt(ids);
-  SaveModel(store, left, store.AddRun("forget", settings));
+  SaveModel(store, left, run);
   return now.Source() != ScoreSource::kLearning;
 }
 
@@ -125,9 +137,14 @@ int RunForget(const SOptions& options, SConsole& console) {
   const std::vector<SHeldPart> dropped = DropHeld(store, named.files, parts);
   std::vector<SLearntPart> chosen;
   bool gaveUpScores = false;
-  if (dropped.empty() || !named.files.empty() || options.run) {
+  const bool takesOut = dropped.empty() || !named.files.empty() || options.run;
+  if (takesOut) {
     chosen = Chosen(parts, named);
-    gaveUpScores = TakeOut(store, *settings, parts, chosen);
+  }
+  store.SetReason(options.reason);
+  const std::int64_t run = store.AddRun("forget", *settings, NamesOf(dropped, chosen));
+  if (takesOut) {
+    gaveUpScores = TakeOut(store, *settings, parts, chosen, run);
   }
   store.Commit();
   if (gaveUpScores) {

@@ -34,6 +34,14 @@ void LearnHeld(CStore& store, CModel& model, std::int64_t run, std::vector<SHeld
   }
 }
 
+std::vector<std::string> NamesOf(const std::vector<SHeldPart>& parts) {
+  std::vector<std::string> names;
+  for (const SHeldPart& held : parts) {
+    names.push_back(held.part.name);
+  }
+  return names;
+}
+
 void Finish(CStore& store, CModel& model, const SSettings& settings, std::int64_t run) {
   SaveModel(store, model, run);
   LimitKept(store, settings);
@@ -56,7 +64,8 @@ int RunAccept(const SOptions& options, SConsole& console) {
   const SSettings settings = StoredSettings(store);
   std::vector<SHeldPart> parts = NamedHeld(store, options.files);
   CModel model = LoadedModel(store, settings);
-  const std::int64_t run = store.AddRun("accept", settings);
+  store.SetReason(options.reason);
+  const std::int64_t run = store.AddRun("accept", settings, NamesOf(parts));
   for (SHeldPart& held : parts) {
     held.part.accepted = true;
   }
@@ -78,7 +87,8 @@ int RunRebase(const SOptions& options, SConsole& console) {
   }
   const std::int64_t before = store.CountParts(true);
   const std::vector<SStoredQuantity> quantities = store.Quantities();
-  const std::int64_t run = store.AddRun("rebase", settings);
+  store.SetReason(options.reason);
+  const std::int64_t run = store.AddRun("rebase", settings, NamesOf(parts));
   store.PutAside(run);
   CModel model(settings);
   LearnHeld(store, model, run, parts, quantities);

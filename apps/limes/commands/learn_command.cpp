@@ -11,6 +11,7 @@
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/guarded_learning.h"
 #include "apps/limes/commands/modes_choice.h"
+#include "apps/limes/commands/part_learner.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
@@ -61,6 +62,9 @@ class CLearnRun {
     }
     settings_ = Resolve(given, stored, true);
     model_ = std::make_unique<CModel>(settings_);
+    if (options.files.empty()) {  // parts are handed over
+      return;
+    }
     source_ = std::make_unique<CPartSource>(
         options.files, CPartSource::SConfig{settings_, options.selection, options.where, true,
                                             false, note, JobsOf(options)});
@@ -98,6 +102,19 @@ class CLearnRun {
     }
     (options_.json ? console_.err : console_.out) << '\n';
     return static_cast<int>(refused_.empty() ? ExitCode::kAllGood : ExitCode::kBadInput);
+  }
+
+  /// Learns a part that was read elsewhere; it is stored by Store.
+  void Take(const SPart& part) {
+    Begin();
+    part_ = part;
+    model_->ConvertUnits(part_, [this](const std::string& text) { Warn(console_, text); });
+    LearnPart();
+  }
+
+  void Store() {
+    Commit();
+    refused_.clear();
   }
 
  private:
@@ -234,6 +251,7 @@ class CLearnRun {
       store_->SetSettings(settings_);
     }
     if (run_ == 0) {
+      store_->SetReason(options_.reason);
       run_ = store_->AddRun("learn", settings_);
     }
     recording_.reset();
@@ -437,7 +455,28 @@ class CLearnRun {
   Clock::time_point begun_;
 };
 
+class CGivenParts : public CPartLearner {
+ public:
+  CGivenParts(SOptions options, SConsole& console)
+      : options_(std::move(options)), run_(options_, console) {}
+
+  void Learn(const SPart& part) override { run_.Take(part); }
+  void Store() override { run_.Store(); }
+
+ private:
+  SOptions options_;
+  CLearnRun run_;
+};
+
 }  // namespace
+
+std::unique_ptr<CPartLearner> MakePartLearner(const std::string& store, bool guards,
+                                              SConsole& console) {
+  SOptions options;
+  options.store = store;
+  options.settings.guard = guards;
+  return std::make_unique<CGivenParts>(std::move(options), console);
+}
 
 int RunLearn(const SOptions& options, SConsole& console) {
   for (;;) {

@@ -130,7 +130,8 @@ class CMergeRun {
     if (newSettings_) {
       store_->SetSettings(*newSettings_);
     }
-    const std::int64_t run = store_->AddRun("merge", model_->Settings());
+    store_->SetReason(options_.reason);
+    const std::int64_t run = store_->AddRun("merge", model_->Settings(), options_.files);
     for (const SOther& other : others_) {
       for (SLearntPart part : other.parts) {
         part.recording.reset();  // a number of the other store

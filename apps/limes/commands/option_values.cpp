@@ -63,6 +63,17 @@ std::int32_t ParseModes(const std::string& text) {
   return static_cast<std::int32_t>(modes);
 }
 
+std::chrono::milliseconds ParseSeconds(const char* option, const std::string& text) {
+  constexpr double kMost = 86400.0;
+  double seconds = -1.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  if (error != std::errc() || end != text.data() + text.size() ||
+      !(seconds >= 0.0 && seconds <= kMost)) {
+    throw CUsageError(std::string(option) + " needs seconds such as 0.5, not " + Quoted(text));
+  }
+  return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000.0));
+}
+
 void ParseEvery(const std::string& text, SSelection& selection) {
   const auto colon = text.find(':');
   const bool good = colon != std::string::npos &&

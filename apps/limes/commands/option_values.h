@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ double ParseShare(const char* option, const std::string& text);
 
 /// "3", "0" or "auto", which is kAutoModes.
 std::int32_t ParseModes(const std::string& text);
+/// "0.5", seconds of at most a day.
+std::chrono::milliseconds ParseSeconds(const char* option, const std::string& text);
 
 /// "K:I", every K-th part from I on.
 void ParseEvery(const std::string& text, SSelection& selection);

@@ -168,11 +168,64 @@ CLI::App* AddList(CLI::App& app, SOptions& o, const char* name, const char* help
   return command;
 }
 
+/// Why, for the history of the store.
+void AddBecause(CLI::App& app, SOptions& o) {
+  AddText(
+      app, "--because", [&o](const std::string& t) { o.reason = t; },
+      "the reason, for the history (limes log)", "TEXT");
+}
+
+CLI::App* AddLog(CLI::App& app, SOptions& o) {
+  return AddList(app, o, "log", "list who changed what was learnt, or the rule, when and why");
+}
+
+void AddWatching(CLI::App& app, SOptions& o) {
+  SWatchSettings& w = o.watch;
+  const auto text = [&app](const char* name, std::string& target, const char* help,
+                           const char* what) {
+    AddText(
+        app, name, [&target](const std::string& t) { target = t; }, help, what);
+  };
+  app.option_defaults()->group("What is done with files that came");
+  text("--done", w.done, "move them to this folder when they are judged", "FOLDER");
+  AddFlag(app, "--beside", w.beside, "write the results of each beside it, to FILE.limes.json");
+  AddFlag(app, "--learn-ok", w.learns, "learn parts that are OK, unless the guard holds them back");
+  AddText(
+      app, "--still", [&w](const std::string& t) { w.still = ParseSeconds("--still", t); },
+      "a file is whole when it has not changed for so long (1)", "SECONDS");
+  app.add_flag_callback(
+      "--poll", [&w] { w.notified = false; }, "look for files only, as network folders need it");
+  app.option_defaults()->group("MQTT");
+  SMqttSettings& m = o.mqtt;
+  text("--mqtt", m.broker, "publish the results there, with quality of service 1", "HOST[:PORT]");
+  text("--topic", m.topic, "under this topic (limes/results)", "TOPIC");
+  text("--mqtt-user", m.user, "the name to log in with", "NAME");
+  text("--mqtt-password", m.passwordFile, "file whose first line is the password", "FILE");
+  text("--mqtt-tls", m.authorities, "use TLS; file of the certificates that sign the broker's",
+       "FILE");
+}
+
+CLI::App* AddWatch(CLI::App& app, SOptions& o) {
+  CLI::App* command =
+      app.add_subcommand("watch", "judge the files that come to a folder, as they come");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command->add_option("FOLDER", o.watch.folder, "where measurements arrive")
+      ->required()
+      ->type_name("");
+  AddWatching(*command, o);
+  command->footer(
+      "Prints one JSON object per part and line, until it is ended (Ctrl-C, SIGTERM). Each file "
+      "is\n"
+      "judged once, also by a later watch; files that are still being written are waited for.");
+  return command;
+}
+
 CLI::App* AddForget(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("forget", "take learnt parts out of what was learnt");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   command->add_option("PART", o.files, "names of learnt parts")->type_name("");
   Add(*command, "--run", o.run, "the parts of this run (limes show --runs)", "N");
+  AddBecause(*command, o);
   return command;
 }
 
@@ -183,6 +236,7 @@ CLI::App* AddHeld(CLI::App& app, SOptions& o, const char* name, const char* help
   command->add_option("PART", o.files, "names of held parts (limes show --held)")
       ->required(named)
       ->type_name("");
+  AddBecause(*command, o);
   return command;
 }
 
@@ -198,6 +252,7 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
       "confidence of --cover (95%)", "SHARE");
   AddModes(*command, o);
   AddGuarding(*command, o);
+  AddBecause(*command, o);
   return command;
 }
 
@@ -211,6 +266,7 @@ CLI::App* AddMerge(CLI::App& app, SOptions& o) {
       ->type_name("");
   command->add_flag("--json", o.json, "one JSON object per other store and line");
   AddFlag(*command, "--again", o.again, "join parts that are learnt here already once more");
+  AddBecause(*command, o);
   return command;
 }
 
@@ -238,6 +294,7 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   AddModes(*command, o);
   AddGuarding(*command, o);
   AddFlag(*command, "--allow-short", o.allowShort, "learn parts that cover less than --min-share");
+  AddBecause(*command, o);
   return command;
 }
 
@@ -298,6 +355,7 @@ CLI::App* AddCalibrate(CLI::App& app, SOptions& o) {
   command->option_defaults()->group("Options");
   Add(*command, "--group", o.group, "leave out parts with the same text there together", "COLUMN");
   AddFlag(*command, "--frozen", o.frozen, "judge further parts by what is learnt");
+  AddBecause(*command, o);
   command->footer("Without files the learnt parts that the store keeps are taken.");
   return command;
 }
@@ -437,6 +495,8 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddHeld(app, o, "rebase", "begin anew from parts held back, all or those named", false),
        Command::kRebase},
       {AddCalibrate(app, o), Command::kCalibrate},
+      {AddWatch(app, o), Command::kWatch},
+      {AddLog(app, o), Command::kLog},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

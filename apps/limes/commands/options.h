@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/bench/mqtt_publisher.h"
+#include "apps/limes/bench/watching.h"
 #include "apps/limes/commands/tolerances.h"
 #include "apps/limes/measurement/settings.h"
 #include "recordings/part_reader.h"
@@ -26,6 +28,8 @@ enum class Command {
   kAccept,
   kRebase,
   kCalibrate,
+  kWatch,
+  kLog,
   kDemo
 };
 
@@ -67,6 +71,9 @@ struct SOptions {
   std::string output;                 ///< file of a conversion, plot or page; empty: none
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one
+  std::string reason;                 ///< why what is learnt, or the rule, is changed
+  SWatchSettings watch;
+  SMqttSettings mqtt;
 };
 
 /// Threads that read measurements.

@@ -100,6 +100,7 @@ int RunSet(const SOptions& options, SConsole& console) {
                  : settings.base == stored->base ? LoadedModel(store, settings)
                                                  : Rescored(store, settings);
   store.SetSettings(settings);
+  store.SetReason(options.reason);
   SaveModel(store, model, store.AddRun("set", settings));
   store.Commit();
   console.out << Escaped(options.store) << " judges by the new rule\n";

@@ -4,18 +4,15 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "apps/limes/bench/judging.h"
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
-#include "apps/limes/measurement/part_record.h"
-#include "apps/limes/model/model.h"
 #include "apps/limes/report/html_report.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/report/json_text.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
-#include "apps/limes/store/store.h"
-#include "apps/limes/store/stored_model.h"
 #include "recordings/part_source.h"
 #include "recordings/text.h"
 
@@ -37,26 +34,19 @@ class CTestRun {
   CTestRun(const SOptions& options, SConsole& console)
       : options_(options),
         console_(console),
-        store_(options.store, options.noStore ? CStore::Mode::kReading : CStore::Mode::kExisting),
-        settings_(ResolveWithStore()),
-        model_(settings_),
-        watch_(settings_.drift),
-        source_(options.files,
-                CPartSource::SConfig{settings_, options.selection, options.where, false,
-                                     !options.settings.labelColumn,
-                                     [&console](const std::string& text) { Warn(console, text); },
-                                     JobsOf(options)}) {
+        judging_(options.store, options.settings, "test", !options.noStore),
+        source_(options.files, CPartSource::SConfig{
+                                   judging_.Settings(), options.selection, options.where, false,
+                                   !options.settings.labelColumn,
+                                   [&console](const std::string& text) { Warn(console, text); },
+                                   JobsOf(options)}) {
     if (!options.keepGoing) {
       source_.CheckFiles();
     }
-    LoadModel(store_, model_);
-    LoadWatch();
-    promise_ = PromiseOf(store_, model_);
-    store_.Rollback();
     if (!options.output.empty()) {
       RefuseStore(options.output, options.store);
       reportFile_ = std::make_unique<COutputFile>(options.output, options.force);
-      report_ = std::make_unique<CHtmlReport>(model_);
+      report_ = std::make_unique<CHtmlReport>(judging_.Model());
     }
   }
 
@@ -73,7 +63,7 @@ class CTestRun {
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
     if (!options_.json) {
       PrintSureness(console_.out, last_);
-      PrintPromise(console_.out, promise_);
+      PrintPromise(console_.out, judging_.Promise());
     }
     ListUnusable();
     WriteReport();
@@ -83,33 +73,6 @@ class CTestRun {
   }
 
  private:
-  /// The alarm goes on where judging left it, at first where learning did: so it knows what good
-  /// parts look like, and parts that have moved from the first one on are a drift.
-  void LoadWatch() {
-    std::vector<SStoredDrift> drift = store_.Drift(CStore::DriftSource::kJudging);
-    if (drift.empty()) {
-      drift = store_.Drift(CStore::DriftSource::kLearning);
-    }
-    watch_.Load(drift, store_.Path());
-  }
-
-  /// Opens a transaction, so that settings and learn states are of one moment.
-  SSettings ResolveWithStore() {
-    store_.BeginReading();
-    const auto stored = store_.Settings();
-    if (!stored) {
-      throw CStoreError(options_.store + ": nothing is learnt in this store");
-    }
-    const SSettings settings = Resolve(options_.settings, stored, false);
-    if (settings.reject && settings.base != stored->base) {
-      throw CUsageError(
-          "a rate is promised for the --base that parts were scored with, " +
-          NumberText(stored->base) +
-          ": give --factor with another one, or change it by limes set or limes calibrate");
-    }
-    return settings;
-  }
-
   /// Judges the parts of the next file; false behind the last. What was judged before a failure is
   /// stored and printed first.
   bool JudgeNext(CProgressBar& bar) {
@@ -136,17 +99,16 @@ class CTestRun {
   void JudgeFile(CProgressBar& bar) {
     SPart part;
     while (source_.Next(part)) {
-      model_.ConvertUnits(part, [this](const std::string& text) { Warn(console_, text); });
-      pending_.push_back(model_.Judge(part));
-      shifts_.push_back(model_.Shifts());
-      pending_.back().content = ContentOf(part, RecordOf(part));
+      const SPartVerdict& verdict =
+          judging_.Judge(part, [this](const std::string& text) { Warn(console_, text); });
       if (report_) {
-        report_->Add(pending_.back(), [&](const std::string& name) { return model_.Judged(name); });
+        report_->Add(verdict,
+                     [&](const std::string& name) { return judging_.Model().Judged(name); });
       }
       if (bar.IsDue()) {
         bar.Show(source_.Progress());
       }
-      if (pending_.size() == kMostPending) {
+      if (judging_.Pending().size() == kMostPending) {
         bar.Clear();
         Store();
       }
@@ -181,16 +143,12 @@ class CTestRun {
   /// Stores what was judged in one transaction and only then reports it.
   void Store() {
     stored_ = Clock::now();
-    if (pending_.empty()) {
+    if (judging_.Pending().empty()) {
       return;
     }
-    if (options_.noStore) {
-      Watch();
-    } else {
-      WriteVerdicts();
-    }
-    for (const SPartVerdict& verdict : pending_) {
-      counts_.Add(verdict, settings_.good);
+    std::vector<SPartVerdict> written = judging_.Write();
+    for (const SPartVerdict& verdict : written) {
+      counts_.Add(verdict, judging_.Settings().good);
       if (options_.json) {
         PrintVerdictJson(console_.out, json_, verdict);
       } else {
@@ -204,41 +162,15 @@ class CTestRun {
       }
     }
     console_.out.flush();
-    last_ = std::move(pending_.back());
-    pending_.clear();
-    shifts_.clear();
-  }
-
-  /// Parts that are NOK or not judged tell of themselves, not of the process.
-  void Watch() {
-    for (std::size_t i = 0; i < pending_.size(); ++i) {
-      if (pending_[i].verdict == Verdict::kPass) {
-        pending_[i].drifts = watch_.Add(pending_[i].part, shifts_[i], model_.Quantities());
-      }
-    }
-  }
-
-  void WriteVerdicts() {
-    store_.Begin();
-    LoadWatch();  // others judge, too
-    Watch();
-    store_.SetDrift(CStore::DriftSource::kJudging, watch_.Stored());
-    if (run_ == 0) {
-      run_ = store_.AddRun("test", settings_);
-    }
-    for (const SPartVerdict& verdict : pending_) {
-      const std::int64_t id = store_.AddJudged(run_, verdict);
-      store_.AddAlarms(run_, verdict.drifts, id);
-    }
-    store_.Commit();
+    last_ = std::move(written.back());
   }
 
   /// A page is written when all files could be read, or those that could not are on it.
   void WriteReport() {
     if (report_) {
-      store_.BeginReading();
-      const std::string page = report_->Page(store_);
-      store_.Rollback();
+      judging_.Store().BeginReading();
+      const std::string page = report_->Page(judging_.Store());
+      judging_.Store().Rollback();
       reportFile_->Write(page);
       reportFile_->Finish();
       (options_.json ? console_.err : console_.out) << "wrote " << Escaped(options_.output) << '\n';
@@ -247,21 +179,14 @@ class CTestRun {
 
   const SOptions& options_;
   SConsole& console_;
-  CStore store_;
-  SSettings settings_;
-  CModel model_;
-  CDriftWatch watch_;  ///< over the parts judged
+  CJudging judging_;
   CPartSource source_;
   std::unique_ptr<COutputFile> reportFile_;  ///< null when no page is wanted
   std::unique_ptr<CHtmlReport> report_;
   CJsonText json_;
-  std::vector<SPartVerdict> pending_;        ///< judged, not yet stored
-  std::vector<std::vector<SShift>> shifts_;  ///< of each of them
   std::vector<SUnusable> unusable_;
-  SPromise promise_;
   SPartVerdict last_;  ///< all parts of a run are judged by the same limits
   SCounts counts_;
-  std::int64_t run_ = 0;
   Clock::time_point stored_ = Clock::now();
 };
 

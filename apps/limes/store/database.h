@@ -68,6 +68,9 @@ class CDatabase {
 
   /// Whether the file was renamed or removed since it was opened.
   bool HasMoved() const;
+
+  /// Differs when another connection has changed the file.
+  std::int64_t Changes() { return QueryInt("PRAGMA data_version"); }
   std::int64_t LastRowId() const;
   sqlite3* Handle() const { return database_; }
 

@@ -20,20 +20,21 @@ void ForRowsOf(std::int64_t part, CStatement& rows, bool& has, AddRow add) {
 
 }  // namespace
 
-CJudgedRows::CJudgedRows(sqlite3* database, std::int64_t version, bool withDefects)
+CJudgedRows::CJudgedRows(sqlite3* database, std::int64_t version, bool withDefects,
+                         std::int64_t first)
     : verdicts_(database, "SELECT part, quantity" + ColumnNames<SQuantityVerdict>(version) +
                               ColumnNames<SLimitSureness>(version) +
-                              " FROM verdict ORDER BY part, position"),
+                              " FROM verdict WHERE part >= ? ORDER BY part, position"),
       defects_(database, std::string("SELECT part, ") + (version < 2 ? "NULL" : "verdict") +
                              ColumnNames<SDefect>(version) +
-                             " FROM defect ORDER BY part, position") {
+                             " FROM defect WHERE part >= ? ORDER BY part, position") {
   CStatement list(database, "SELECT id, name, unit, x_unit FROM quantity");
   while (list.Step()) {
     quantities_[list.Int(0)] = {list.Text(1), UnitFromText(list.Text(2)).Display(),
                                 UnitFromText(list.Text(3)).Display()};
   }
-  hasVerdict_ = verdicts_.Step();
-  hasDefect_ = withDefects && defects_.Step();
+  hasVerdict_ = verdicts_.Bind(first).Step();
+  hasDefect_ = withDefects && defects_.Bind(first).Step();
 }
 
 void CJudgedRows::Read(std::int64_t part, SPartVerdict& verdict) {

@@ -12,8 +12,9 @@ namespace limes::host {
 /// are asked for in the order of their numbers. Throws CStoreError.
 class CJudgedRows {
  public:
-  /// version: of the store's tables; withDefects: else parts have none.
-  CJudgedRows(sqlite3* database, std::int64_t version, bool withDefects);
+  /// version: of the store's tables; withDefects: else parts have none; first: no part before this
+  /// one will be asked for.
+  CJudgedRows(sqlite3* database, std::int64_t version, bool withDefects, std::int64_t first);
 
   /// Adds those of a part.
   void Read(std::int64_t part, SPartVerdict& verdict);

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 
 #include "apps/limes/errors.h"
@@ -14,6 +15,15 @@
 #include "limes/version.h"
 
 namespace limes::host {
+namespace {
+
+std::int64_t NowInMilliseconds() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+}  // namespace
 
 struct CStore::Statements {
   explicit Statements(sqlite3* db)
@@ -26,11 +36,11 @@ struct CStore::Statements {
         findLearnt(db, "SELECT name FROM part WHERE content = ? AND verdict = 'learnt'"),
         setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
                            ", ?, ?, ?, ?)"),
-        addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording, accepted" +
-                        ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?" +
+        addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording, accepted, at" +
+                        ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?" +
                         ColumnMarks<SScores>() + ")"),
-        addJudged(db, "INSERT INTO part(run, name, label, verdict, content, limits, measured" +
-                          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?" +
+        addJudged(db, "INSERT INTO part(run, name, label, verdict, content, limits, measured, at" +
+                          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?" +
                           ColumnMarks<SScores>() + ")"),
         keepPart(db, "INSERT INTO kept VALUES(?, ?)"),
         addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
@@ -58,11 +68,7 @@ struct CStore::Statements {
   CPassedValues passed;
 };
 
-CStore::~CStore() {
-  if (inTransaction_) {
-    sqlite3_exec(database_->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
-  }
-}
+CStore::~CStore() { GiveUp(); }
 
 CStore::CStore(const std::string& path, Mode mode) : path_(path) {
   std::error_code error;
@@ -89,8 +95,9 @@ void CStore::Begin() {
   database_->Execute("BEGIN IMMEDIATE");
   inTransaction_ = true;
   statements_->passed.Forget();
+  replaced_.reset();
   if (database_->HasMoved()) {
-    throw CStoreError(path_ + ": the store was moved or removed meanwhile");
+    throw CStoreMoved(path_ + ": the store was moved or removed meanwhile");
   }
 }
 
@@ -111,6 +118,13 @@ void CStore::Rollback() {
   }
 }
 
+void CStore::GiveUp() {
+  if (inTransaction_) {  // which a full disk may have ended already
+    inTransaction_ = false;
+    sqlite3_exec(database_->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+}
+
 std::optional<SSettings> CStore::Settings() {
   CStatement statement(database_->Handle(), "SELECT settings FROM store");
   if (!statement.Step()) {
@@ -124,6 +138,8 @@ std::optional<SSettings> CStore::Settings() {
 }
 
 void CStore::SetSettings(const SSettings& settings) {
+  const auto before = replaced_ ? std::nullopt : Settings();
+  replaced_ = replaced_.value_or(before ? SettingsToText(*before) : "");
   CStatement(database_->Handle(),
              "INSERT INTO store(id, settings, state_version, program) VALUES(1, ?, 0, ?) "
              "ON CONFLICT(id) DO UPDATE SET settings = excluded.settings")
@@ -193,20 +209,11 @@ void CStore::WriteQuantities(CStatement& setState, const std::vector<SStoredQuan
   }
 }
 
-std::int64_t CStore::AddRun(const std::string& command, const SSettings& settings) {
-  CStatement(database_->Handle(), "INSERT INTO run(command, program, settings) VALUES(?, ?, ?)")
-      .Bind(command)
-      .Bind(LIMES_VERSION_STRING)
-      .Bind(SettingsToText(settings))
-      .Run();
-  base_ = static_cast<float>(settings.base);  // as the limits have it
-  return database_->LastRowId();
-}
-
 std::int64_t CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
   CStatement& add = statements_->addPart;
   add.Bind(run).Bind(part.name).Bind(part.label).Bind("learnt").Bind(part.content);
   add.Bind(part.recording).Bind(part.accepted ? std::optional(std::int64_t{1}) : std::nullopt);
+  add.Bind(NowInMilliseconds());
   BindFields(add, part.scores);
   add.Run();
   const std::int64_t id = database_->LastRowId();
@@ -378,7 +385,7 @@ std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
   CStatement& add = statements_->addJudged;
   add.Bind(run).Bind(verdict.part).Bind(verdict.label).Bind(VerdictText(verdict.verdict));
   add.Bind(verdict.content).Bind(kept ? std::optional(kept->limits) : std::nullopt);
-  add.Bind(kept ? std::optional(kept->values) : std::nullopt);
+  add.Bind(kept ? std::optional(kept->values) : std::nullopt).Bind(verdict.at);
   BindFields(add, verdict.scores);
   add.Run();
   const std::int64_t part = database_->LastRowId();
@@ -407,30 +414,44 @@ std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
 
 void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take,
                            bool withDefects) {
-  const std::string known = version_ < 5 ? "NULL" : "content";
+  ReadJudged(all ? ""
+                 : std::string("AND part.id IN (SELECT max(id) FROM part WHERE verdict <> "
+                               "'learnt' GROUP BY name, ") +
+                       (version_ < 5 ? "NULL" : "content") + ") ",
+             0, take, withDefects);
+}
+
+void CStore::ForEachJudged(std::int64_t first, std::int64_t last,
+                           const std::function<void(const SPartVerdict&)>& take) {
+  ReadJudged("AND part.id BETWEEN " + std::to_string(first) + " AND " + std::to_string(last) + " ",
+             first, take, true);
+}
+
+/// first: no part before this one is asked for.
+void CStore::ReadJudged(const std::string& which, std::int64_t first,
+                        const std::function<void(const SPartVerdict&)>& take, bool withDefects) {
   CStatement next(database_->Handle(),
-                  "SELECT part.id, name, label, verdict, " + known + ", " +
-                      (version_ < 5 ? "NULL" : "settings") +
-                      (version_ < 8 ? ", NULL, NULL" : ", limits, measured") +
+                  std::string("SELECT part.id, name, label, verdict, ") +
+                      (version_ < 5 ? "NULL, NULL" : "content, settings") +
+                      (version_ < 8 ? ", NULL, NULL, NULL" : ", limits, measured, at") +
                       ColumnNames<SScores>(version_) +
-                      " FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " +
-                      (all ? ""
-                           : "AND part.id IN (SELECT max(id) FROM part WHERE verdict <> 'learnt' "
-                             "GROUP BY name, " +
-                                 known + ") ") +
+                      " FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " + which +
                       "ORDER BY part.id");
-  const auto alarms = ReadAlarms("WHERE judged NOT NULL ORDER BY judged, alarm.id");
+  const auto alarms =
+      ReadAlarms("WHERE judged >= " + std::to_string(first) + " ORDER BY judged, alarm.id");
   auto alarm = alarms.begin();
-  CJudgedRows rows(database_->Handle(), version_, withDefects);
+  CJudgedRows rows(database_->Handle(), version_, withDefects, first);
   CPassedValues passed(database_->Handle());
   while (next.Step()) {
     SPartVerdict verdict;
+    verdict.id = next.Int(0);
     verdict.part = next.Text(1);
     verdict.label = next.OptionalText(2);
     verdict.verdict = VerdictFromText(next.Text(3));
     verdict.content = next.OptionalInt(4);
     verdict.rule = next.Text(5);
-    ReadFields(next, 8, verdict.scores);
+    verdict.at = next.OptionalInt(8);
+    ReadFields(next, 9, verdict.scores);
     if (!next.IsNull(6)) {
       passed.Read({next.Int(6), next.Text(7)}, verdict);
     }

@@ -52,12 +52,42 @@ struct SRun {
   std::int64_t notJudged = 0;
 };
 
+/// A change of what is learnt, or of the rule: a line of the history that nothing rewrites.
+struct SChange {
+  std::int64_t run = 0;
+  std::string time;  ///< UTC
+  std::string command;
+  std::string user;  ///< empty, as all that follows, where an older program made it
+  std::string host;
+  std::string reason;
+  std::vector<std::string> parts;  ///< that were named
+  std::string before;              ///< the rule, as settings in JSON; empty: there was none
+  std::string after;
+  std::optional<std::int64_t> learnt;  ///< parts, after it
+};
+
+/// A file that came to a bench.
+struct SArrival {
+  std::int64_t id = 0;
+  std::string folder;
+  std::string name;
+  std::int64_t bytes = 0;
+  std::int64_t changed = 0;           ///< time of the file, in ns since 1970 UTC
+  std::optional<std::string> reason;  ///< why it could not be used
+  std::int64_t part = 0;              ///< number of its first part
+  std::int64_t parts = 0;             ///< their numbers follow each other
+  bool reported = false;
+  std::optional<bool> published{};  ///< none: need not be
+  std::optional<bool> learnt{};     ///< none: need not be
+};
+
 /// The store: one SQLite file in WAL mode, described in docs/store.md:
 ///   store     one row: settings (JSON), state_version (grows with every change of a learn state)
 /// - quantity: what is measured: name, kind, units;
 /// - state: learn state per quantity and side, the library's record;
 /// - run: one row per command that stored something;
 /// - history: parts, mean and limit of each quantity and side after each run that learnt;
+/// - arrival: files that came to a folder that is watched;
 /// - part: every part: name, label, "learnt" or its verdict, what tells its content apart, scores;
 /// - calibration: the scores of the good parts, of which limits for a rate are formed;
 /// - modes: the common modes of all points, where there are any;
@@ -84,6 +114,12 @@ class CStore {
   void BeginReading();
   void Commit();
   void Rollback();
+
+  /// Ends a transaction that failed; never throws.
+  void GiveUp();
+
+  /// Differs when another process, or another object of this class, has changed the store.
+  std::int64_t Changes() { return database_->Changes(); }
   bool InTransaction() const { return inTransaction_; }
 
   std::optional<SSettings> Settings();
@@ -116,8 +152,16 @@ class CStore {
   void SetModes(const std::vector<std::uint8_t>& record) { WriteModes(kNow, record); }
   void SetBaseModes(const std::vector<std::uint8_t>& record) { WriteModes(kBefore, record); }
 
-  /// settings: by which the run learns or judges.
-  std::int64_t AddRun(const std::string& command, const SSettings& settings);
+  /// Why the runs that follow are made, in the words of who makes them.
+  void SetReason(const std::string& reason) { reason_ = reason; }
+
+  /// settings: by which the run learns or judges; parts: those it is about. Time, user, host,
+  /// reason and the rule from before are kept with it, for good.
+  std::int64_t AddRun(const std::string& command, const SSettings& settings,
+                      const std::vector<std::string>& parts = {});
+
+  /// All runs but those that only judged, the first one first.
+  std::vector<SChange> ChangesMade();
 
   /// Returns the part's id.
   std::int64_t AddLearnt(std::int64_t run, const SLearntPart& part);
@@ -193,6 +237,24 @@ class CStore {
   void ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take,
                      bool withDefects = true);
 
+  /// The judged parts with these numbers.
+  void ForEachJudged(std::int64_t first, std::int64_t last,
+                     const std::function<void(const SPartVerdict&)>& take);
+
+  /// Files that came: one more, which gets its number; the latest of each name in a folder.
+  void AddArrival(SArrival& arrival);
+  std::vector<SArrival> LatestArrivals(const std::string& folder);
+  std::int64_t LastArrival() { return database_->QueryInt("SELECT max(id) FROM arrival"); }
+
+  /// Those of which something is still to be done, the first one first.
+  enum class Step { kReported, kPublished, kLearnt };
+  std::vector<SArrival> OpenArrivals(const std::string& folder, Step step, std::int64_t behind = 0,
+                                     std::int64_t most = -1);
+  void SetDone(Step step, std::int64_t arrival);
+
+  /// Whether this very file came before: folder, name, size and time.
+  bool IsKnown(const SArrival& arrival);
+
   std::int64_t CountParts(bool learnt);
 
  private:
@@ -208,12 +270,17 @@ class CStore {
   void WriteQuantities(CStatement& setState, const std::vector<SStoredQuantity>& quantities);
   std::vector<std::pair<std::optional<std::int64_t>, SDriftFound>> ReadAlarms(
       const std::string& which);
+  void ReadJudged(const std::string& which, std::int64_t first,
+                  const std::function<void(const SPartVerdict&)>& take, bool withDefects);
+  std::vector<SArrival> ReadArrivals(const std::string& which, const std::string& folder);
 
   std::string path_;
   std::unique_ptr<CDatabase> database_;
   std::unique_ptr<Statements> statements_;
   std::int64_t version_ = 0;  ///< of the tables
   double base_ = 0.0;         ///< of the rule of the run begun last
+  std::string reason_;
+  std::optional<std::string> replaced_;  ///< settings that this transaction replaces
   bool inTransaction_ = false;
 };
 

@@ -178,8 +178,9 @@ PRAGMA user_version = 7;
 )sql";
 
 /// Parts whose single values have all passed are kept as these values, with the limits they were
-/// judged by; both are seen through one view. Common modes, now and from before the parts that are
-/// kept, and those before a new beginning.
+/// judged by; both are seen through one view. Common modes, now, from before the parts that are
+/// kept and before a new beginning. Who changed what, when parts were judged, and the files that
+/// came to a bench.
 constexpr const char* kVersion8 = R"sql(
 ALTER TABLE part ADD COLUMN limits INTEGER;
 ALTER TABLE part ADD COLUMN measured TEXT;
@@ -213,6 +214,33 @@ CREATE TABLE modes(
 CREATE TABLE past_modes(
   run    INTEGER PRIMARY KEY REFERENCES run(id),
   record BLOB NOT NULL);
+ALTER TABLE run ADD COLUMN user TEXT;
+ALTER TABLE run ADD COLUMN host TEXT;
+ALTER TABLE run ADD COLUMN because TEXT;
+ALTER TABLE run ADD COLUMN parts TEXT;
+ALTER TABLE run ADD COLUMN before TEXT;
+CREATE TRIGGER run_is_kept BEFORE DELETE ON run
+  BEGIN SELECT RAISE(ABORT, 'the history of a store stays as it is'); END;
+CREATE TRIGGER run_stays BEFORE UPDATE ON run
+  BEGIN SELECT RAISE(ABORT, 'the history of a store stays as it is'); END;
+ALTER TABLE part ADD COLUMN at INTEGER;
+CREATE INDEX part_at ON part(at) WHERE at IS NOT NULL;
+CREATE TABLE arrival(
+  id        INTEGER PRIMARY KEY,
+  folder    TEXT NOT NULL,
+  name      TEXT NOT NULL,
+  bytes     INTEGER NOT NULL,
+  changed   INTEGER NOT NULL,
+  reason    TEXT,
+  part      INTEGER NOT NULL,
+  parts     INTEGER NOT NULL,
+  reported  INTEGER NOT NULL,
+  published INTEGER,
+  learnt    INTEGER);
+CREATE UNIQUE INDEX arrival_file ON arrival(folder, name, bytes, changed);
+CREATE INDEX arrival_reported ON arrival(id) WHERE reported = 0;
+CREATE INDEX arrival_published ON arrival(id) WHERE published = 0;
+CREATE INDEX arrival_learnt ON arrival(id) WHERE learnt = 0;
 PRAGMA user_version = 8;
 )sql";
 
