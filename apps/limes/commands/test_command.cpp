@@ -35,11 +35,11 @@ class CTestRun {
       : options_(options),
         console_(console),
         judging_(options.store, options.settings, "test", !options.noStore),
-        source_(options.files, CPartSource::SConfig{
-                                   judging_.Settings(), options.selection, options.where, false,
-                                   !options.settings.labelColumn,
-                                   [&console](const std::string& text) { Warn(console, text); },
-                                   JobsOf(options)}) {
+        source_(options.files,
+                CPartSource::SConfig{judging_.Settings(), options.selection, options.where, false,
+                                     !options.settings.labelColumn,
+                                     [&console](const std::string& text) { Warn(console, text); },
+                                     JobsOf(options)}) {
     if (!options.keepGoing) {
       source_.CheckFiles();
     }
