@@ -93,6 +93,25 @@ int engine_read_rule(const char* text, size_t size, limes_rule* rule, engine_err
   });
 }
 
+limes_status engine_begin(limes_kind kind, const limes_rule* rule, limes_limit** limit) {
+  if (*limit == nullptr) {
+    return limes_new(kind, rule, limit);
+  }
+  limes_rule own = {};
+  own.size = sizeof own;
+  const limes_status status = limes_rule_of(*limit, &own);
+  if (status != LIMES_OK) {
+    return status;
+  }
+  const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
+  return own.sides == rule->sides && own.time_scale == rule->time_scale &&
+                 own.min_parts == rule->min_parts && own.precise == rule->precise &&
+                 same(own.base, rule->base) && same(own.reject, rule->reject) &&
+                 same(own.factor, rule->factor)
+             ? LIMES_OK
+             : LIMES_ARGUMENT;
+}
+
 int engine_read_grid(const char* text, size_t size, engine_grid* grid, engine_error* error) {
   *grid = {};
   grid->dx = 1.0;

@@ -33,7 +33,12 @@ typedef struct engine_grid {
  *  defaults. 0 and the error for anything else. */
 int engine_read_rule(const char* text, size_t size, limes_rule* rule, engine_error* error);
 
-/** The same: x0, dx, x_unit, unit, reference, type (float32, float64), as "dx=10 x_unit=Hz". */
+/** Makes a limit that learns, unless there is one: then LIMES_ARGUMENT for another rule than its
+ * own. Rules are texts of each row, and one of them would be ignored. */
+limes_status engine_begin(limes_kind kind, const limes_rule* rule, limes_limit** limit);
+
+/** As engine_read_rule: x0, dx, x_unit, unit, reference, type (float32, float64), as "dx=10
+ * x_unit=Hz". */
 int engine_read_grid(const char* text, size_t size, engine_grid* grid, engine_error* error);
 
 /** The curve of a grid without its values, whose texts stay the grid's. */

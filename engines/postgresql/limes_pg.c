@@ -133,15 +133,16 @@ static MemoryContext AggregateContext(FunctionCallInfo fcinfo) {
 static Box* LearningBox(FunctionCallInfo fcinfo, limes_kind kind, int ruleArgument) {
   MemoryContext context = AggregateContext(fcinfo);
   Box* box = PG_ARGISNULL(0) ? MakeBox(context) : (Box*)PG_GETARG_POINTER(0);
+  limes_rule rule;
+  limes_status status = LIMES_OK;
   CHECK_FOR_INTERRUPTS();
-  if (box->limit == NULL) {
-    limes_rule rule;
-    limes_status status = LIMES_OK;
-    GetRule(fcinfo, ruleArgument, &rule);
-    status = limes_new(kind, &rule, &box->limit);
-    if (status != LIMES_OK) {
-      Raise(status, NULL);
-    }
+  GetRule(fcinfo, ruleArgument, &rule);
+  status = engine_begin(kind, &rule, &box->limit);
+  if (status == LIMES_ARGUMENT && box->limit != NULL) {
+    RaiseText("the rule changes from part to part");
+  }
+  if (status != LIMES_OK) {
+    Raise(status, NULL);
   }
   return box;
 }

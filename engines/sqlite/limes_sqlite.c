@@ -125,16 +125,19 @@ static void LearnStep(sqlite3_context* context, int count, sqlite3_value** value
   if (!GetPart(context, values[0], values[1], &given)) {
     return;
   }
-  if (*limit == NULL) {
-    if (count > 2 && !GetText(values[2], &text, &size)) {
-      status = LIMES_MEMORY;
-    } else if (!engine_read_rule(text, size, &rule, &error)) {
-      Tell(context, error.text);
-      FreePart(&given);
-      return;
-    } else {
-      status = limes_new(given.kind, &rule, limit);
-    }
+  if (count > 2 && !GetText(values[2], &text, &size)) {
+    status = LIMES_MEMORY;
+  } else if (!engine_read_rule(text, size, &rule, &error)) {
+    Tell(context, error.text);
+    FreePart(&given);
+    return;
+  } else {
+    status = engine_begin(given.kind, &rule, limit);
+  }
+  if (status == LIMES_ARGUMENT && *limit != NULL) {
+    Tell(context, "the rule changes from part to part");
+    FreePart(&given);
+    return;
   }
   if (status == LIMES_OK) {
     status = given.kind == LIMES_VALUE

@@ -125,6 +125,7 @@ class PostgresqlTest(unittest.TestCase):
             "SELECT level[1:50] FROM part) AS u(v)",
             "SELECT limes_learn(ARRAY[level, level], '') FROM part",
             "SELECT limes_learn(level, NULL) FROM part",
+            "SELECT limes_learn(level, '', 'base=' || id) FROM part",
             "SELECT limes_learn(level, 'unit=furlong') FROM part",
             "SELECT limes_learn(level, '', 'sides=left') FROM part",
             "SELECT limes_learn('{}'::real[], '')",
@@ -140,7 +141,7 @@ class PostgresqlTest(unittest.TestCase):
         for error in errors[:damaged]:
             self.assertRegex(error, "no state, or a damaged one|invalid input syntax")
         for error, why in zip(errors[damaged:], (
-                "too little", "one dimension", "NULL", "unit: furlong", "sides", "no values",
+                "too little", "one dimension", "NULL", "rule changes", "unit: furlong", "sides", "no values",
                 "finite|NaN", "no x", "another kind", "another kind")):
             self.assertRegex(error, why)
 

@@ -86,6 +86,7 @@ class SqliteTest(unittest.TestCase):
                 ("limes_learn(level, 'dx') FROM part", (), "key=value"),
                 ("limes_learn(level, 'colour=red') FROM part", (), "colour"),
                 ("limes_learn(level, '', 'reject=2') FROM part", (), "not allowed"),
+                ("limes_learn(level, '', 'base=' || id) FROM part", (), "rule changes"),
                 ("limes_learn(x'0102', '')", (), "whole number of values"),
                 ("limes_learn('text', '')", (), "number or a blob"),
                 ("limes_learn(1.0, 'dx=2')", (), "single value"),
