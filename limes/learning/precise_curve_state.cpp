@@ -18,20 +18,18 @@ struct SHead {
   static constexpr auto Fields(auto& h) { return std::tie(h.base, h.factor, h.count); }
 };
 
-bool AreFinite(const std::vector<double>& values) {
-  return std::all_of(values.begin(), values.end(), [](double x) { return std::isfinite(x); });
-}
-
 }  // namespace
 
 bool CPreciseCurveTool::SPoints::IsConsistent(std::int64_t count) const {
   const auto isCounted = [count](std::uint32_t n) { return n >= 1 && n <= count; };
   constexpr double kMost = std::numeric_limits<float>::max();
-  const auto isInFloat = [](double x) { return std::fabs(x) <= 2.0 * kMost; };
-  return !offset.empty() && AreFinite(variance) &&
-         std::all_of(offset.begin(), offset.end(), [](float x) { return std::isfinite(x); }) &&
-         std::all_of(shift.begin(), shift.end(), isInFloat) &&
-         std::all_of(variance.begin(), variance.end(), [](double x) { return x >= 0.0; }) &&
+  const auto isInFloat = [](float first, double distance) {
+    return std::isfinite(first) && std::fabs(double{first} + distance) <= kMost;
+  };
+  const auto isVariance = [](double x) { return std::isfinite(x) && x >= 0.0; };
+  return !offset.empty() &&
+         std::equal(offset.begin(), offset.end(), shift.begin(), shift.end(), isInFloat) &&
+         std::all_of(variance.begin(), variance.end(), isVariance) &&
          std::all_of(counts.begin(), counts.end(), isCounted);
 }
 
