@@ -128,10 +128,11 @@ void CPreciseCurveTool::Bildungsregel(double base, double factor) {
 
 bool CPreciseCurveTool::FormLimit() {
   if (!formed_) {
-    limit_ = points_->mean;
+    limit_.MakeSameSize(points_->mean);
     if (limit_.DLen() != points_->mean.DLen()) {
       return false;
     }
+    limit_.TakeUnits(points_->mean);
     for (std::size_t i = 0; i < limit_.DLen(); ++i) {
       // Defined for what a float does not hold, which only bytes from elsewhere lead to.
       const double value = LimitAt(static_cast<std::int64_t>(i));
