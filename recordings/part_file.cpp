@@ -33,7 +33,8 @@ CPartFile::CPartFile(const SReadContext& context) : cut_(context.settings->cut) 
   const FileKind kind = DetectKind(context.path, stream_);
   reader_ = MakePartReader(kind, stream_, context);
   sound_ = kind == FileKind::kSound;
-  blocks_ = sound_ || (kind == FileKind::kTable && !context.settings->IsTable());
+  blocks_ =
+      sound_ || HoldsChannels(kind) || (kind == FileKind::kTable && !context.settings->IsTable());
 }
 
 CPartFile::~CPartFile() = default;

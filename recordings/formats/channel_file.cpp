@@ -1,6 +1,7 @@
 #include "recordings/formats/channel_file.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <set>
@@ -12,13 +13,19 @@
 namespace limes::recordings {
 namespace {
 
-constexpr std::size_t kBlock = std::size_t{1} << 16;  ///< values that are read at a time
+constexpr std::size_t kMostBlock = std::size_t{1} << 16;  ///< values of a channel at a time
+constexpr std::size_t kAllBlocks = std::size_t{1} << 19;  ///< of all channels together
+constexpr std::size_t kLeastBlock = 64;
 constexpr std::size_t kMostListed = 6;
 
 class CChannelReader : public CPartReader {
  public:
   CChannelReader(std::unique_ptr<CChannelFile> file, const SReadContext& context)
-      : file_(std::move(file)), path_(context.path), settings_(*context.settings) {
+      : file_(std::move(file)),
+        path_(context.path),
+        settings_(*context.settings),
+        blockSize_(std::clamp(kAllBlocks / std::max<std::size_t>(file_->Channels().size(), 1),
+                              kLeastBlock, kMostBlock)) {
     NameChannels();
     const auto note = [&](const std::string& text) {
       if (context.note) {
@@ -33,35 +40,37 @@ class CChannelReader : public CPartReader {
     NoteReplaced(note);
   }
 
+  /// The whole part, or, when it is to be cut, a block of it of whole cuts.
   bool Next(SPart& part) override {
     if (done_) {
       return false;
     }
-    done_ = true;
-    part = SPart{path_, std::nullopt, {}};
-    for (const std::size_t i : chosen_) {
-      const SFileChannel& channel = file_->Channels()[i];
-      SQuantity q;
-      q.name = names_[i];
-      q.unit = ParseUnit(channel.unit);
-      TakeAxis(i, q);
-      q.values.reserve(static_cast<std::size_t>(channel.count));
-      part.quantities.push_back(std::move(q));
+    if (start_ == 0) {
+      TakeHeads();
     }
-    // Block by block, as channels may lie interleaved.
-    std::uint64_t most = 0;
-    for (const std::size_t i : chosen_) {
-      most = std::max(most, file_->Channels()[i].count);
-    }
-    for (std::uint64_t first = 0; first < most; first += kBlock) {
-      for (std::size_t k = 0; k < chosen_.size(); ++k) {
-        TakeValues(chosen_[k], first, part.quantities[k].values);
-      }
-    }
+    const std::uint64_t cut = settings_.cut;
+    const std::uint64_t length =
+        cut == 0 ? UINT64_MAX : cut * std::max<std::uint64_t>(blockSize_ / cut, 1);
+    part = head_;
+    TakeValues(part, length);
+    start_ += cut == 0 ? 0 : length;
+    done_ = cut == 0 || start_ + cut > shortest_;
     return true;
   }
 
  private:
+  void TakeHeads() {
+    head_.name = path_;
+    for (const std::size_t i : chosen_) {
+      const SFileChannel& channel = file_->Channels()[i];
+      SQuantity& q = head_.quantities.emplace_back();
+      q.name = names_[i];
+      q.unit = ParseUnit(channel.unit);
+      TakeAxis(i, q);
+      shortest_ = std::min(shortest_, channel.count);
+    }
+  }
+
   /// A name that several channels have gets the group in front, then a number behind.
   void NameChannels() {
     std::map<std::string, int> count;
@@ -139,19 +148,24 @@ class CChannelReader : public CPartReader {
 
   template <class Note>
   void NoteReplaced(Note note) const {
+    const auto differs = [](const auto& given, const std::string& inFile) {
+      return given && !inFile.empty() && inFile != *given;
+    };
     bool dx = false;
     bool x0 = false;
     bool xUnit = false;
+    bool unit = false;
     for (const std::size_t i : chosen_) {
       const SFileChannel& channel = file_->Channels()[i];
       dx = dx ||
            (settings_.dx && (channel.hasX || channel.dx.value_or(*settings_.dx) != *settings_.dx));
-      x0 = x0 || (settings_.x0 && channel.x0.value_or(*settings_.x0) != *settings_.x0);
-      xUnit =
-          xUnit || (settings_.xUnit && !channel.xUnit.empty() && channel.xUnit != *settings_.xUnit);
+      x0 = x0 ||
+           (settings_.x0 && (channel.hasX || channel.x0.value_or(*settings_.x0) != *settings_.x0));
+      xUnit = xUnit || differs(settings_.xUnit, channel.xUnit);
+      unit = unit || differs(settings_.unit, channel.unit);
     }
     for (const auto& [replaced, option] :
-         {std::pair(dx, "--dx"), {x0, "--x0"}, {xUnit, "--x-unit"}}) {
+         {std::pair(dx, "--dx"), {x0, "--x0"}, {xUnit, "--x-unit"}, {unit, "--unit"}}) {
       if (replaced) {
         note(std::string(option) + " is taken instead of what the file says");
       }
@@ -178,34 +192,87 @@ class CChannelReader : public CPartReader {
     }
   }
 
-  void TakePlaces(std::size_t i, SQuantity& q) {
-    std::vector<double> x(static_cast<std::size_t>(file_->Channels()[i].count));
-    for (std::size_t first = 0; first < x.size(); first += kBlock) {
-      const auto block = std::span(x).subspan(first, std::min(kBlock, x.size() - first));
-      x_ ? file_->Read(*x_, first, block) : file_->ReadX(i, first, block);
-    }
-    const double shift = settings_.x0 ? *settings_.x0 - x.front() : 0.0;
-    for (double& place : x) {
-      place += shift;
-    }
-    if (FirstOffSteps(x)) {
-      if (const auto fault = TakeFreeSteps(x, q.x)) {
-        throw CInputError(path_, "x of " + Quoted(q.name) + ", value " +
-                                     std::to_string(*fault + 1) +
-                                     " neither rises nor falls, or is no finite number (--dx D to "
-                                     "do without it)");
-      }
-    }
-    q.x0 = std::min(x.front(), x.back());
-    q.dx = std::fabs(MeanStep(x));
+  void ReadPlaces(std::size_t i, std::uint64_t first, std::span<double> x) {
+    x_ ? file_->Read(*x_, first, x) : file_->ReadX(i, first, x);
   }
 
-  void TakeValues(std::size_t i, std::uint64_t first, std::vector<float>& values) {
+  /// Calls take(number of the first, places) for blocks of x, until one is not taken.
+  template <class Take>
+  void ForEachBlockOfX(std::size_t i, Take take) {
     const std::uint64_t count = file_->Channels()[i].count;
-    if (first >= count) {
+    bool goesOn = true;
+    for (std::uint64_t first = 0; goesOn && first < count; first += blockSize_) {
+      block_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(blockSize_, count - first)));
+      ReadPlaces(i, first, block_);
+      goesOn = take(first, block_);
+    }
+  }
+
+  bool HasEqualSteps(std::size_t i, double first, double step) {
+    bool equal = true;
+    ForEachBlockOfX(i, [&](std::uint64_t from, const std::vector<double>& x) {
+      for (std::size_t k = 0; equal && k < x.size(); ++k) {
+        equal = IsOnSteps(x[k], first, step, from + k);
+      }
+      return equal;
+    });
+    return equal;
+  }
+
+  void TakePlaces(std::size_t i, SQuantity& q) {
+    const std::uint64_t count = file_->Channels()[i].count;
+    std::array<double, 2> ends{};
+    ReadPlaces(i, 0, std::span(ends).first(1));
+    ReadPlaces(i, count - 1, std::span(ends).last(1));
+    const double step = (ends[1] - ends[0]) / static_cast<double>(count - 1);
+    const double shift = settings_.x0 ? *settings_.x0 - ends[0] : 0.0;
+    q.x0 = std::min(ends[0], ends[1]) + shift;
+    q.dx = std::fabs(step);
+    if (HasEqualSteps(i, ends[0], step)) {
       return;
     }
-    block_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, count - first)));
+    if (settings_.cut > 0) {
+      throw CInputError(path_,
+                        "quantity " + Quoted(q.name) + " is not at equal steps, as --cut needs it");
+    }
+    std::vector<double> x;
+    x.reserve(static_cast<std::size_t>(count));
+    ForEachBlockOfX(i, [&](std::uint64_t, const std::vector<double>& places) {
+      for (const double place : places) {
+        x.push_back(place + shift);
+      }
+      return true;
+    });
+    if (const auto fault = TakeFreeSteps(x, q.x)) {
+      throw CInputError(path_, "x of " + Quoted(q.name) + ", value " + std::to_string(*fault + 1) +
+                                   " neither rises nor falls, or is no finite number (--dx D to "
+                                   "do without it)");
+    }
+  }
+
+  /// Values from start_ on, block by block, as channels may lie interleaved.
+  void TakeValues(SPart& part, std::uint64_t length) {
+    std::uint64_t most = 0;
+    for (std::size_t k = 0; k < chosen_.size(); ++k) {
+      const std::uint64_t left = file_->Channels()[chosen_[k]].count - start_;
+      part.quantities[k].values.reserve(static_cast<std::size_t>(std::min(left, length)));
+      most = std::max(most, std::min(left, length));
+    }
+    for (std::uint64_t done = 0; done < most; done += blockSize_) {
+      for (std::size_t k = 0; k < chosen_.size(); ++k) {
+        const std::uint64_t count = file_->Channels()[chosen_[k]].count - start_;
+        const std::uint64_t left = std::min(count, length);
+        if (done < left) {
+          AppendValues(chosen_[k], start_ + done, std::min<std::uint64_t>(left - done, blockSize_),
+                       part.quantities[k].values);
+        }
+      }
+    }
+  }
+
+  void AppendValues(std::size_t i, std::uint64_t first, std::uint64_t count,
+                    std::vector<float>& values) {
+    block_.resize(static_cast<std::size_t>(count));
     file_->Read(i, first, block_);
     for (const double value : block_) {
       values.push_back(static_cast<float>(value));
@@ -218,7 +285,11 @@ class CChannelReader : public CPartReader {
   std::vector<std::string> names_;
   std::optional<std::size_t> x_;  ///< the channel of --x
   std::vector<std::size_t> chosen_;
+  std::size_t blockSize_;
   std::vector<double> block_;
+  SPart head_;                           ///< names, units and axes
+  std::uint64_t start_ = 0;              ///< of the next block
+  std::uint64_t shortest_ = UINT64_MAX;  ///< channel, in values
   bool done_ = false;
 };
 

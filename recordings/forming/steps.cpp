@@ -13,11 +13,15 @@ double MeanStep(std::span<const double> x) {
   return (x.back() - x.front()) / static_cast<double>(x.size() - 1);
 }
 
+bool IsOnSteps(double x, double first, double step, std::uint64_t i) {
+  const double expected = first + static_cast<double>(i) * step;
+  return step > 0.0 && std::fabs(x - expected) <= kPlaceTolerance * step;
+}
+
 std::optional<std::size_t> FirstOffSteps(std::span<const double> x) {
   const double step = MeanStep(x);
   for (std::size_t i = 0; i < x.size(); ++i) {
-    const double expected = x.front() + static_cast<double>(i) * step;
-    if (!(step > 0.0 && std::fabs(x[i] - expected) <= kPlaceTolerance * step)) {
+    if (!IsOnSteps(x[i], x.front(), step, i)) {
       return i;
     }
   }

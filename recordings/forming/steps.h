@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <vector>
@@ -11,6 +12,9 @@ namespace limes::recordings {
 /// and the last one, which must rise: times printed with few digits are that coarse. Nothing when
 /// all lie near. x holds at least two. O(n).
 std::optional<std::size_t> FirstOffSteps(std::span<const double> x);
+
+/// Whether x lies within a tenth of a step, which must be positive, of first + i * step.
+bool IsOnSteps(double x, double first, double step, std::uint64_t i);
 
 /// x as float where steps are not equal, which must rise or fall from value to value. Returns the
 /// index of the first one that does neither, or that no float holds; nothing when all is well.
