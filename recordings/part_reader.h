@@ -44,6 +44,10 @@ struct SReadContext {
   std::optional<SDialect>* dialect = nullptr;  ///< of the tables of the run; null: of this one
 };
 
+/// Tells that an option is taken instead of another text that stands in the file.
+void NoteReplaced(const SReadContext& context, const char* option,
+                  const std::optional<std::string>& given, const std::string& inFile);
+
 /// Reader for a file of this kind; the stream must outlive it. A recording that is to be cut comes
 /// as blocks of that length, the last one shorter. Throws CInputError.
 std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,

@@ -108,6 +108,13 @@ void NoteUnit(std::string_view unit, const NoteTaker& note) {
   }
 }
 
+void NoteReplaced(const SReadContext& context, const char* option,
+                  const std::optional<std::string>& given, const std::string& inFile) {
+  if (context.note && given && !inFile.empty() && inFile != *given) {
+    context.note(std::string(option) + " is taken instead of what the file says");
+  }
+}
+
 std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
                                             const SReadContext& context) {
   if (context.settings->IsTable() && kind != FileKind::kTable) {
@@ -125,6 +132,9 @@ std::unique_ptr<CPartReader> MakePartReader(FileKind kind, CFileStream& stream,
   }
   switch (kind) {
     case FileKind::kSound:
+      NoteReplaced(context, "--x-unit", context.settings->xUnit, "s");
+      NoteReplaced(context, "--dx", context.settings->dx ? std::optional("") : std::nullopt,
+                   "rate");
       return std::make_unique<CRecordingReader>(OpenSound(stream, context.path, *context.settings),
                                                 context);
     case FileKind::kRecords:

@@ -22,7 +22,7 @@ constexpr std::uint32_t kArrayMark = 52719;
 class CSignalRecordReader : public CPartReader {
  public:
   CSignalRecordReader(CFileStream& stream, const SReadContext& context)
-      : stream_(stream), path_(context.path), settings_(*context.settings) {}
+      : stream_(stream), path_(context.path), settings_(*context.settings), context_(context) {}
 
   bool Next(SPart& part) override {
     if (done_) {
@@ -38,10 +38,37 @@ class CSignalRecordReader : public CPartReader {
       }
     }
     Choose(part);
+    std::for_each(part.quantities.begin(), part.quantities.end(),
+                  [this](SQuantity& q) { Override(q); });
     return true;
   }
 
  private:
+  /// What is given holds instead of what the record says.
+  void Override(SQuantity& q) const {
+    NoteReplaced(context_, "--unit", settings_.unit, q.unit.Display());
+    NoteReplaced(context_, "--x-unit", settings_.xUnit, q.xUnit.Display());
+    const auto numbers = [](const std::optional<double>& given) {
+      return given ? std::optional(NumberText(*given)) : std::nullopt;
+    };
+    const double first = q.x.empty() ? q.x0 : std::min(q.x.front(), q.x.back());
+    NoteReplaced(context_, "--dx", numbers(settings_.dx), q.x.empty() ? NumberText(q.dx) : "x");
+    NoteReplaced(context_, "--x0", numbers(settings_.x0), NumberText(first));
+    if (settings_.xUnit) {
+      q.xUnit = ParseUnit(*settings_.xUnit);
+    }
+    const double shift = settings_.x0 ? *settings_.x0 - first : 0.0;
+    for (float& x : q.x) {
+      x = static_cast<float>(x + shift);
+    }
+    q.x0 = settings_.x0.value_or(q.x0);
+    if (settings_.dx) {
+      q.x0 = first + shift;
+      q.dx = *settings_.dx;
+      q.x.clear();
+    }
+  }
+
   void Restart(SPart& part) {
     stream_.Seek(0);
     part.quantities.clear();
@@ -182,6 +209,7 @@ class CSignalRecordReader : public CPartReader {
   CFileStream& stream_;
   std::string path_;
   SReadSettings settings_;
+  SReadContext context_;
   bool done_ = false;
 };
 

@@ -115,12 +115,14 @@ class CSound : public CRecording {
       channels_[0].name = base;
     }
     x0_ = settings.x0.value_or(0.0);
+    dx_ = settings.dx.value_or(1.0 / info_.samplerate);
+    xUnit_ = ParseUnit(settings.xUnit.value_or("s"));
   }
 
   const std::vector<SChannel>& Channels() const override { return channels_; }
   double X0() const override { return x0_; }
-  double Dx() const override { return 1.0 / info_.samplerate; }
-  SUnit XUnit() const override { return ParseUnit("s"); }
+  double Dx() const override { return dx_; }
+  SUnit XUnit() const override { return xUnit_; }
 
   std::size_t Read(std::size_t count, std::vector<std::vector<float>>& channels) override {
     constexpr std::size_t kFrames = 16384;
@@ -175,6 +177,8 @@ class CSound : public CRecording {
   std::vector<float> frames_;
   std::uint64_t read_ = 0;
   double x0_ = 0.0;
+  double dx_ = 1.0;
+  SUnit xUnit_;
 };
 
 }  // namespace

@@ -28,13 +28,16 @@ class CColumns : public CRecording {
     if (hasX_) {
       x_ = settings.xFrom ? table_.Find(*settings.xFrom) : 0;
     }
-    if (hasX_ && xUnit_.IsNone()) {
-      xUnit_ = ParseUnit(table_.Columns()[x_].unit);
+    const std::string unitOfX = hasX_ ? table_.Columns()[x_].unit : "";
+    if (xUnit_.IsNone()) {
+      xUnit_ = ParseUnit(unitOfX);
     }
+    NoteReplaced(context, "--x-unit", settings.xUnit, unitOfX);
     ChooseColumns(settings);
     for (const std::size_t column : columns_) {
       const SColumn& head = table_.Columns()[column];
       channels_.push_back({head.name, ParseUnit(head.unit)});
+      NoteReplaced(context, "--unit", settings.unit, head.unit);
       table_.Find(head.name);  // refuses a name that stands there twice
     }
     covered_.resize(columns_.size());

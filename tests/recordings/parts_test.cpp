@@ -8,6 +8,7 @@
 #include "recordings/errors.h"
 #include "recordings/forming/free_steps.h"
 #include "recordings/part_source.h"
+#include "recordings/part_writer.h"
 #include "recordings/tables/identification.h"
 #include "recordings/text.h"
 
@@ -64,6 +65,82 @@ TEST_F(Files, UnitsInTheOldCodePageAreRead) {
   settings.unit = "dB(A)";
   Read({Write("a.csv", "x [s],Pegel\n0,1\n1,2\n")}, settings);
   EXPECT_THAT(notes, ElementsAre(HasSubstr("dB(A)")));
+}
+
+TEST_F(Files, ChannelsAreCutBlockByBlock) {
+  SQuantity ramp;
+  ramp.name = "a";
+  ramp.dx = 0.5;
+  for (int i = 0; i < 150'500; ++i) {
+    ramp.values.push_back(static_cast<float>(i));
+  }
+  SQuantity shorter = ramp;
+  shorter.name = "b";
+  shorter.values.resize(149'999);
+  SQuantity uneven = ramp;
+  uneven.x.assign(ramp.values.begin(), ramp.values.end());
+  uneven.x[70'000] += 0.5F;
+  const auto write = [this](const char* name, const std::vector<SQuantity>& quantities) {
+    CMemoryStream out;
+    WriteParts({{"p", std::nullopt, quantities}}, OutputFormat::kUff, out);
+    return Write(name, {out.Bytes().begin(), out.Bytes().end()});
+  };
+  SReadSettings settings;
+  settings.cut = 1000;
+  const auto parts = Read({write("a.uff", {ramp, shorter})}, settings);
+  ASSERT_EQ(parts.size(), 149);
+  for (std::size_t k = 0; k < parts.size(); ++k) {
+    EXPECT_TRUE(parts[k].name.ends_with("a.uff:" + std::to_string(k + 1)));
+    for (const SQuantity& q : parts[k].quantities) {
+      ASSERT_EQ(q.values.size(), 1000);
+      EXPECT_EQ(q.values.front(), static_cast<float>(1000 * k));
+      EXPECT_EQ(q.values.back(), static_cast<float>(1000 * k + 999));
+    }
+  }
+  EXPECT_THROW(Read({write("b.uff", {uneven})}, settings), CInputError);
+  settings.cut = 150'000;
+  EXPECT_THROW(Read({folder_ + "/a.uff"}, settings), CInputError);
+}
+
+TEST_F(Files, OptionsReplaceWhatARecordOrATableSays) {
+  SQuantity q;
+  q.name = "a";
+  q.values = {1, 2, 3};
+  q.unit = ParseUnit("V");
+  q.xUnit = ParseUnit("s");
+  const auto write = [&](const char* name, OutputFormat format) {
+    CMemoryStream out;
+    WriteParts({{"p", std::nullopt, {q}}}, format, out);
+    return Write(name, {out.Bytes().begin(), out.Bytes().end()});
+  };
+  SReadSettings settings;
+  settings.dx = 0.5;
+  settings.x0 = 7.0;
+  settings.xUnit = "Hz";
+  settings.unit = "A";
+  q.x0 = 3.0;
+  const std::string curve = write("a.curve", OutputFormat::kCurves);
+  q.x = {3, 4, 6};
+  const std::string pairs = write("a.pairs", OutputFormat::kPairs);
+  for (const std::string& file : {curve, pairs, write("a.uff", OutputFormat::kUff)}) {
+    notes.clear();
+    const SQuantity read = Read({file}, settings).at(0).quantities.at(0);
+    EXPECT_EQ(
+        std::tuple(read.x0, read.dx, read.x.size(), read.unit.Display() + read.xUnit.Display()),
+        std::tuple(7.0, 0.5, 0U, std::string("AHz")))
+        << file;
+    EXPECT_EQ(notes.size(), 4) << testing::PrintToString(notes);
+  }
+  settings = {};
+  settings.x0 = 10.0;
+  EXPECT_EQ(Read({pairs}, settings).at(0).quantities.at(0).x, (std::vector<float>{10, 11, 13}));
+  settings = {};
+  settings.xUnit = "Hz";
+  settings.unit = "A";
+  notes.clear();
+  Read({Write("a.csv", "x [s],a [V]\n0,1\n1,2\n")}, settings);
+  EXPECT_THAT(notes, ElementsAre("--x-unit is taken instead of what the file says",
+                                 "--unit is taken instead of what the file says"));
 }
 
 TEST_F(Files, SingleValuesKeepTheirDigits) {
