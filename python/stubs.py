@@ -125,7 +125,9 @@ def class_lines(made):
 
 def module_lines(module):
     for name, value in sorted(vars(module).items()):
-        if isinstance(value, type):
+        if isinstance(value, type) and value.__name__ != name:
+            yield f"{name} = {value.__name__}"
+        elif isinstance(value, type):
             bases = [base.__name__ for base in value.__bases__ if base.__module__ == value.__module__]
             yield f"class {name}" + (f"({bases[0]})" if bases else "") + ":"
             yield from ("    " + line for line in list(class_lines(value)) or ["pass"])

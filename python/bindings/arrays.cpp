@@ -1,3 +1,4 @@
+#include <array>
 #include <unordered_map>
 
 #include "bindings.h"
@@ -5,14 +6,16 @@
 namespace limes::python {
 namespace {
 
-/// How often each signal is held. Touched with the interpreter lock only.
-std::unordered_map<const CSigRaw*, int>& Holds() {
-  static auto* holds = new std::unordered_map<const CSigRaw*, int>;  // arrays may outlive statics
+/// How often each signal is held, by calls and by views. Touched with the interpreter lock only.
+std::unordered_map<const CSigRaw*, std::array<int, 2>>& Holds() {
+  static auto* holds =
+      new std::unordered_map<const CSigRaw*, std::array<int, 2>>;  // arrays may outlive statics
   return *holds;
 }
 
 struct ViewOwner {
-  ViewOwner(py::object object, const CSigRaw& signal) : owner(std::move(object)), hold(signal) {}
+  ViewOwner(py::object object, const CSigRaw& signal)
+      : owner(std::move(object)), hold(signal, Hold::For::kView) {}
 
   py::object owner;
   Hold hold;
@@ -20,11 +23,14 @@ struct ViewOwner {
 
 }  // namespace
 
-Hold::Hold(const CSigRaw& signal) : signal_(&signal) { ++Holds()[signal_]; }
+Hold::Hold(const CSigRaw& signal, For use) : signal_(&signal), use_(use) {
+  ++Holds()[signal_][static_cast<std::size_t>(use_)];
+}
 
 Hold::~Hold() {
   const auto found = Holds().find(signal_);
-  if (--found->second == 0) {
+  --found->second[static_cast<std::size_t>(use_)];
+  if (found->second == std::array{0, 0}) {
     Holds().erase(found);
   }
 }
@@ -32,6 +38,12 @@ Hold::~Hold() {
 void RefuseIfHeld(const CSigRaw& signal) {
   if (Holds().contains(&signal)) {
     throw py::buffer_error("the values are in use by an array or another thread");
+  }
+}
+
+void RefuseIfUsed(const CSigRaw& signal) {
+  if (const auto found = Holds().find(&signal); found != Holds().end() && found->second[0] > 0) {
+    throw py::buffer_error("the signal is in use by another thread");
   }
 }
 

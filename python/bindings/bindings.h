@@ -34,24 +34,34 @@ void BindStore(py::module_& module);
 /// are called otherwise.
 void SpeakInSentences(const py::handle& scope);
 
+/// Gives what has a name of C++ an English one of Python, too, under which its docstring names the
+/// former.
+void NameInEnglish(const py::module_& module);
+
 /// Loops over fewer points keep the interpreter lock: opening it costs as much as they do.
 inline constexpr std::size_t kLongLoop = 50000;
 
-/// Holds a signal's values where they are: while one lives, what would move them is refused. Made
-/// and destroyed with the interpreter lock.
+/// Holds a signal's values where they are: while one lives, what would move them is refused; while
+/// a call uses it without the interpreter lock, so is what would change its head. Made and
+/// destroyed with the interpreter lock.
 class Hold {
  public:
-  explicit Hold(const CSigRaw& signal);
+  enum class For { kCall, kView };
+  explicit Hold(const CSigRaw& signal, For use = For::kCall);
   Hold(const Hold&) = delete;
   Hold& operator=(const Hold&) = delete;
   ~Hold();
 
  private:
   const CSigRaw* signal_;
+  For use_;
 };
 
 /// Throws BufferError while anything holds the signal.
 void RefuseIfHeld(const CSigRaw& signal);
+
+/// Throws BufferError while a call uses the signal.
+void RefuseIfUsed(const CSigRaw& signal);
 
 /// Base of an array over a signal's values: keeps the owner alive and holds the signal.
 py::capsule ViewBase(py::object owner, const CSigRaw& signal);
@@ -135,6 +145,24 @@ void SetHead(Signal& signal, const py::tuple& head) {
   signal.SetYUnit(head[2].cast<CMeasuringUnit>());
 }
 
+/// A signal as a Series or a DataArray.
+template <class Signal>
+void BindTables(py::class_<Signal>& signal) {
+  signal
+      .def(
+          "to_series",
+          [](const py::object& self) {
+            return py::module_::import("limes.frames").attr("series")(self);
+          },
+          "A pandas Series over x; the units are in attrs.")
+      .def(
+          "to_xarray",
+          [](const py::object& self) {
+            return py::module_::import("limes.frames").attr("data_array")(self);
+          },
+          "An xarray DataArray over the coordinate x, with the units as attributes.");
+}
+
 /// Name and units of a signal, and its plot in notebooks.
 template <class Signal>
 void BindHeading(py::class_<Signal>& signal) {
@@ -142,19 +170,27 @@ void BindHeading(py::class_<Signal>& signal) {
       .def_property(
           "name", [](const Signal& s) { return wide_string(s.Name()); },
           [](Signal& s, const wide_string& name) {
+            RefuseIfUsed(s);
             if (!s.SetName(name)) {
               throw std::bad_alloc();
             }
           })
       .def_property(
           "x_unit", [](const Signal& s) { return s.XUnit(); },
-          [](Signal& s, const CMeasuringUnit& unit) { s.SetXUnit(unit); })
+          [](Signal& s, const CMeasuringUnit& unit) {
+            RefuseIfUsed(s);
+            s.SetXUnit(unit);
+          })
       .def_property(
           "y_unit", [](const Signal& s) { return s.YUnit(); },
-          [](Signal& s, const CMeasuringUnit& unit) { s.SetYUnit(unit); })
+          [](Signal& s, const CMeasuringUnit& unit) {
+            RefuseIfUsed(s);
+            s.SetYUnit(unit);
+          })
       .def("_repr_html_", [](const py::object& self) {
         return py::module_::import("limes.plots").attr("signal_plot")(self);
       });
+  BindTables(signal);
 }
 
 /// A stream over the bytes of a Python object, which must outlive it.

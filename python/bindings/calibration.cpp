@@ -55,9 +55,12 @@ std::int64_t RankOf(const SCalibratedLimit& limit) {
 
 std::pair<std::int64_t, std::int64_t> Rejected(const SCalibratedLimit& limit, std::int64_t judged,
                                                double sure) {
-  if (limit.basis == CalibrationBasis::kNone || judged < 0) {
+  constexpr std::int64_t kMostJudged = 10'000'000;  // takes about a second
+  if (limit.basis == CalibrationBasis::kNone || judged < 0 || judged > kMostJudged) {
     throw py::value_error(judged < 0 ? "judged must not be negative"
-                                     : "without a limit nothing is said of rejected parts");
+                          : judged > kMostJudged
+                              ? "judged must be 10000000 at most"
+                              : "without a limit nothing is said of rejected parts");
   }
   const SInterval parts = RejectedParts(limit.scores, RankOf(limit), judged, Share(sure, "sure"));
   const bool ranked = limit.basis == CalibrationBasis::kRank;
@@ -252,6 +255,8 @@ void BindCalibration(py::module_& module) {
         return Exclusively(c, 0, [](CLimitCalibration& plain) { return plain.HoldLimit(); });
       });
   BindState(calibration, [](CLimitCalibration&) {}, {"__bytes__", "from_bytes", "merge"});
+  module.def("ScoreOf", py::vectorize(&ScoreOf), py::arg("excess"), py::arg("n"),
+             "Normal scores of excesses in spreads, with n parts learnt.");
   module.def("ScoresOf", &Scores, py::arg("parts"), py::arg("base"), py::arg("groups"),
              py::arg("one_pass"), "Scores of the rows of an array; NaN for the first ones.");
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 
 #include "bindings.h"
@@ -81,6 +82,7 @@ void BindHeader(py::class_<CSigCurveExt>& curve) {
           "SetXMinMax",
           [](CSigCurveExt& c, float x0, float x1) {
             RequireAxis(x0, x1);
+            RefuseIfUsed(c);
             c.SetXMinMax(x0, x1);
             c.ResetVMinMax();
           },
@@ -90,8 +92,17 @@ void BindHeader(py::class_<CSigCurveExt>& curve) {
       .def("IMin", &CSigCurveExt::IMin)
       .def("IMax", &CSigCurveExt::IMax)
       .def("IsValid", &CSigCurveExt::IsValid)
-      .def("SetVMinMax", &CSigCurveExt::SetVMinMax, py::arg("x0"), py::arg("x1"))
-      .def("ResetVMinMax", &CSigCurveExt::ResetVMinMax);
+      .def(
+          "SetVMinMax",
+          [](CSigCurveExt& c, float x0, float x1) {
+            RefuseIfUsed(c);
+            c.SetVMinMax(x0, x1);
+          },
+          py::arg("x0"), py::arg("x1"))
+      .def("ResetVMinMax", [](CSigCurveExt& c) {
+        RefuseIfUsed(c);
+        c.ResetVMinMax();
+      });
 }
 
 void BindOperations(py::class_<CSigCurveExt>& curve) {
@@ -155,12 +166,104 @@ void BindOperations(py::class_<CSigCurveExt>& curve) {
           },
           py::is_operator())
       .def(
+          "__isub__",
+          [](CSigCurveExt& c, float v) -> CSigCurveExt& {
+            static_cast<CSigCurve&>(c) -= v;
+            return c;
+          },
+          py::is_operator())
+      .def(
           "__imul__",
           [](CSigCurveExt& c, float v) -> CSigCurveExt& {
             static_cast<CSigCurve&>(c) *= v;
             return c;
           },
           py::is_operator());
+}
+
+}  // namespace
+
+namespace {
+
+/// Throws ValueError unless values of both are of the same quantity at the same x.
+void RequireAlike(const CSigCurveExt& a, const CSigCurveExt& b) {
+  if (!a.FitTogether(&b)) {
+    throw py::value_error("the curves have other x axes: see fit");
+  }
+  if (const PartStatus status = CompareUnits(b.YUnit(), a.YUnit()); status != PartStatus::kOk) {
+    throw py::value_error(Utf8(Text(status)));
+  }
+}
+
+/// A curve of its own with values that op forms of those of both, valid where both are.
+template <class Op>
+CSigCurveExt Combined(const CSigCurveExt& a, const CSigCurveExt& b, Op op) {
+  RequireAlike(a, b);
+  CSigCurveExt result(a);
+  const float* const other = b.ValArray();
+  std::size_t i = 0;
+  for (float& value : result.Values()) {
+    value = op(value, other[i++]);
+  }
+  result.SetVIMinMax(std::max(a.IMin(), b.IMin()), std::min(a.IMax(), b.IMax()));
+  return result;
+}
+
+template <class Op>
+CSigCurveExt Each(const CSigCurveExt& curve, Op op) {
+  CSigCurveExt result(curve);
+  for (float& value : result.Values()) {
+    value = op(value);
+  }
+  return result;
+}
+
+/// What makes a new curve, of the same unit. Two curves must lie on the same x axis.
+void BindArithmetic(py::class_<CSigCurveExt>& curve) {
+  using Curve = CSigCurveExt;
+  curve
+      .def(
+          "__add__",
+          [](const Curve& a, const Curve& b) {
+            return Combined(a, b, [](float x, float y) { return x + y; });
+          },
+          py::is_operator())
+      .def(
+          "__sub__",
+          [](const Curve& a, const Curve& b) {
+            return Combined(a, b, [](float x, float y) { return x - y; });
+          },
+          py::is_operator())
+      .def(
+          "__add__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return x + v; }); },
+          py::is_operator())
+      .def(
+          "__radd__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return v + x; }); },
+          py::is_operator())
+      .def(
+          "__sub__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return x - v; }); },
+          py::is_operator())
+      .def(
+          "__rsub__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return v - x; }); },
+          py::is_operator())
+      .def(
+          "__mul__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return x * v; }); },
+          py::is_operator())
+      .def(
+          "__rmul__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return v * x; }); },
+          py::is_operator())
+      .def(
+          "__truediv__",
+          [](const Curve& c, float v) { return Each(c, [v](float x) { return x / v; }); },
+          py::is_operator())
+      .def("__neg__", [](const Curve& c) { return Each(c, [](float x) { return -x; }); })
+      .def("__abs__", [](const Curve& c) { return Each(c, [](float x) { return std::fabs(x); }); });
 }
 
 }  // namespace
@@ -212,6 +315,12 @@ void BindCurves(py::module_& module) {
           },
           "x of each value.")
       .def("__len__", [](const CSigCurveExt& c) { return c.DLen(); })
+      .def(
+          "__array__",
+          [](const py::object& self, const py::object& dtype) {
+            return self.attr("values").attr("astype")(dtype.is_none() ? py::str("f4") : dtype);
+          },
+          py::arg("dtype") = py::none(), "A copy of the values.")
       .def("__getitem__", [](const CSigCurveExt& c, py::ssize_t i) { return c[IndexOf(c, i)]; })
       .def("__setitem__",
            [](CSigCurveExt& c, py::ssize_t i, float v) { c.SetAt(IndexOf(c, i), v); })
@@ -241,6 +350,7 @@ void BindCurves(py::module_& module) {
           }));
   BindHeader(curve);
   BindOperations(curve);
+  BindArithmetic(curve);
 
   module.def("fit", &Fitted, py::arg("curve"), py::arg("grid"), py::arg("maximum") = false,
              "The curve on the grid of another one.");

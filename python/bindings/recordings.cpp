@@ -189,9 +189,12 @@ std::optional<py::array_t<bool>> CoveredOf(const std::vector<std::uint8_t>& cove
 }
 
 void BindQuantity(py::module_& module) {
-  py::class_<SQuantity>(module, "Quantity",
-                        "A measured quantity of a part, as limes.read gives it: a signal over x or "
-                        "a single value. Cannot be changed.")
+  py::class_<SQuantity> quantity(
+      module, "Quantity",
+      "A measured quantity of a part, as limes.read gives it: a signal over x or a single value. "
+      "Cannot be changed.");
+  BindTables(quantity);
+  quantity
       .def(py::init(&QuantityOf), py::arg("values"), py::arg("x0") = 0.0, py::arg("dx") = 1.0,
            py::arg("x") = py::none(), py::arg("name") = "", py::arg("x_unit") = "",
            py::arg("y_unit") = "", "A signal at equal steps dx from x0 on, or at the places x.")
@@ -216,6 +219,12 @@ void BindQuantity(py::module_& module) {
           "Whether something was measured at each value; None: everywhere.")
       .def_readonly("health", &SQuantity::health)
       .def("__len__", [](const SQuantity& q) { return q.values.size(); })
+      .def(
+          "__array__",
+          [](const py::object& self, const py::object& dtype) {
+            return py::object(ViewOf(self)).attr("astype")(dtype.is_none() ? py::str("f4") : dtype);
+          },
+          py::arg("dtype") = py::none())
       .def("__float__",
            [](const SQuantity& q) {
              if (!q.single) {

@@ -65,9 +65,8 @@ using Scored = std::optional<std::pair<double, double>>;
 
 template <class Tool>
 Scored LearnOne(CSided<Tool>& tools, const typename Tool::Part& part, const SPartRule& rule) {
-  Require(tools.PrepareLearning(part, rule));
-  const SPartScoring scoring = tools.Score(double{tools.First().Sockel()});
-  tools.Learn();
+  SPartScoring scoring;
+  Require(tools.LearnPart(part, rule, &scoring));
   return scoring.isScored ? Scored({scoring.scores.above, scoring.scores.below}) : std::nullopt;
 }
 

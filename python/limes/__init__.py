@@ -10,11 +10,11 @@ and learn_tracks are a small layer over them:
 Verdict.PASS
 """
 
+import os
+from typing import TYPE_CHECKING
+
 from ._limes import (
     DVL,
-    CalibratedLimit,
-    Calibration,
-    CalibrationBasis,
     CDefectReport,
     CDefectReportOrdner,
     CKurvenLernWerkzeug,
@@ -26,14 +26,28 @@ from ._limes import (
     CSigPairsTm,
     CSigPairsVM,
     CTrackLernWerkzeug,
+    CalibratedLimit,
+    Calibration,
+    CalibrationBasis,
+    Curve,
+    CurveArray,
+    CurveLearner,
+    DefectFolder,
+    DefectReport,
     Judgement,
+    Pairs,
     PartStatus,
     Quantity,
     Recording,
     Region,
-    SignalHealth,
+    RunPairs,
     SPartJudgement,
+    SignalHealth,
     Sureness,
+    TimePairs,
+    TrackLearner,
+    Unit,
+    ValueLearner,
     Verdict,
     __version__,
     fit,
@@ -44,6 +58,10 @@ from .parts import Part, Rule, curve, curves
 from .rates import scores
 from .recordings import form, quantity, read, read_each, spectrum
 from .store import Store
+
+if TYPE_CHECKING:
+    from .estimator import LimitEstimator as LimitEstimator
+
 
 __all__ = [
     "CDefectReport",
@@ -60,21 +78,32 @@ __all__ = [
     "CalibratedLimit",
     "Calibration",
     "CalibrationBasis",
+    "Curve",
+    "CurveArray",
+    "CurveLearner",
     "CurveLimit",
     "DVL",
+    "DefectFolder",
+    "DefectReport",
     "Judgement",
     "Modes",
+    "Pairs",
     "Part",
     "PartStatus",
     "Quantity",
     "Recording",
     "Region",
     "Rule",
+    "RunPairs",
     "SPartJudgement",
     "SignalHealth",
     "Store",
     "Sureness",
+    "TimePairs",
+    "TrackLearner",
     "TrackLimit",
+    "Unit",
+    "ValueLearner",
     "ValueLimit",
     "Verdict",
     "__version__",
@@ -91,3 +120,15 @@ __all__ = [
     "scores",
     "spectrum",
 ]
+
+_arrays = os.path.join(os.path.dirname(__file__), "limes-arrays")  # reads MAT and HDF5 files
+if os.access(_arrays, os.X_OK):
+    os.environ.setdefault("LIMES_ARRAYS", _arrays)
+
+
+def __getattr__(name: str) -> object:
+    if name == "LimitEstimator":  # its package takes a second to load
+        from . import estimator
+
+        return estimator.LimitEstimator
+    raise AttributeError(f"module 'limes' has no attribute {name!r}")

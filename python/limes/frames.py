@@ -21,7 +21,7 @@ _NAMES = {
     "degree_Celsius": "°C",
     "g_0": "g",
     "hertz": "Hz",
-    "km / h": "km/h",
+    "hour": "h",
     "kph": "km/h",
     "meter": "m",
     "metre": "m",
@@ -29,8 +29,7 @@ _NAMES = {
     "pascal": "Pa",
     "percent": "%",
     "radian": "rad",
-    "revolutions_per_minute": "1/min",
-    "rpm": "1/min",
+    "revolutions_per_minute": "rpm",
     "second": "s",
     "standard_gravity": "g",
     "volt": "V",
@@ -65,7 +64,8 @@ def unit(text: Any) -> _limes.CMeasuringUnit:
     except ValueError:
         words = re.split(r"\s*([*/]{1,2})\s*", given)
         names = [w if i % 2 or w.isdigit() else _plain(w) for i, w in enumerate(words)]
-        return _limes.CMeasuringUnit("".join(names).replace("**2", "²").replace("**3", "³"))
+        joined = "".join(names).replace("**2", "²").replace("**3", "³")
+        return _limes.CMeasuringUnit("Nm" if joined in ("N*m", "m*N") else joined)
 
 
 @dataclasses.dataclass(frozen=True)

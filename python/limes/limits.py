@@ -11,7 +11,7 @@ import struct
 import threading
 import zlib
 from collections.abc import Iterable
-from typing import Any
+from typing import Any, Self
 
 import numpy as np
 import numpy.typing as npt
@@ -49,7 +49,7 @@ class _Limit:
 
     _sided_class: Any
 
-    def __init__(self, sided, reject: float | None = None):
+    def __init__(self, sided: Any, reject: float | None = None) -> None:
         self._sided = sided
         self._calibration = _limes.Calibration(one_side=sided.sides != "both")
         self._reject = reject
@@ -119,7 +119,7 @@ class _Limit:
         _replace(pathlib.Path(path), b"".join(content))
 
     @classmethod
-    def load(cls, path: str | os.PathLike[str]):
+    def load(cls, path: str | os.PathLike[str]) -> Self:
         """The limit of a file; ValueError says what is wrong with it."""
         content = pathlib.Path(path).read_bytes()
         states = [content]
@@ -143,7 +143,7 @@ class _Limit:
         self.__dict__.update(state)
         self._form()
 
-    def merge(self, other) -> None:
+    def merge(self, other: Self) -> None:
         """Joins the state with one that was learnt elsewhere, as the later one; ValueError when
         grid, unit, rule or time scale differ."""
         if self._reject != other._reject:

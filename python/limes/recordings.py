@@ -40,7 +40,7 @@ def read(
     """The recordings of files, or of all measurements in folders, with their quantities by name.
 
     All formats of the program: CSV and other tables, WAV and other sound files, UFF/UNV 58, TDMS,
-    MDF 4, NumPy arrays and limes records. Keywords are the options of `limes learn` that say how
+    MDF 4, MAT, HDF5, NumPy arrays and limes records. Keywords are the options of `limes learn` that say how
     files are read and what is formed: rows, values, long, dx, x, x_unit, unit, name, use, cut,
     detrend, spectrum, ref, scale, label_column, good, ... (x_unit="s" for --x-unit s). where takes
     the rows of tables whose cell in a column is this text, labelled those with the label of good
@@ -104,5 +104,6 @@ def spectrum(
     `limes learn --spectrum n` forms it. dx is the step of plain values, in seconds unless x_unit
     says otherwise; ref the reference of decibels (2e-5 for Pa, else 1)."""
     of = quantity(signal, dx=dx, x_unit=x_unit, y_unit=y_unit)
-    part = _limes.Recording([of], "signal")
-    return _limes.Formed(part, True, {"spectrum": n, "ref": ref, "detrend": detrend})[0]
+    given = str(frames.unit(y_unit)) if y_unit else None  # also of a quantity without unit
+    settings = {"spectrum": n, "ref": ref, "detrend": detrend, "unit": given}
+    return _limes.Formed(_limes.Recording([of], "signal"), True, settings)[0]
