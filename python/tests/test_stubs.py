@@ -1,6 +1,7 @@
 """The type stubs say what the module has."""
 
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -23,3 +24,14 @@ def test_stubs_match_the_module(tmp_path):
     allowed = HERE / "stubs_allowed.txt"
     run("mypy.stubtest", "limes._limes", f"--allowlist={allowed}", f"--mypy-config-file={config}")
     run("mypy", "--strict-equality", f"--config-file={config}", "limes")
+
+
+def test_examples_are_strictly_typed(tmp_path):
+    page = HERE.parent.parent / "docs" / "guide" / "python.md"
+    blocks = []
+    for block in re.findall(r"^```python\n(.*?)^```$", page.read_text(), re.M | re.S):
+        blocks.append(tmp_path / f"block_{len(blocks)}.py")
+        blocks[-1].write_text(block)
+    assert len(blocks) >= 5
+    ignored = ["--ignore-missing-imports", "--follow-imports=silent", "--no-warn-unused-ignores"]
+    run("mypy", "--strict", *ignored, f"--cache-dir={tmp_path / 'cache'}", *map(str, blocks))
