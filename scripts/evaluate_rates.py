@@ -1,7 +1,8 @@
 """What limits for a rate keep: the second table of scripts/evaluate.
 
 Of each set some good parts are drawn, learnt in that order by the program, and the other good and
-all bad parts judged by the factor 3 and by the rates: DRAWS times, with fixed seeds.
+all bad parts judged by the factor 3 and by the rates: DRAWS times, with fixed seeds. By each rate
+twice: from the scores of learning, and from those of limes calibrate (leave one out).
 """
 
 import csv
@@ -128,38 +129,69 @@ def interval(scores, rank, judged, sure=0.95):
 
 
 def judged(limes, learnt, folder, parts, options):
-    """What limes tune tells of parts that were not learnt: its lines by rate, and by factor 3."""
+    """What limes tune tells of parts that were not learnt: its lines by rate, and by factor 3; and
+    those of the single parts."""
     store = os.path.join(folder, "judged.limes")
     shutil.copy(learnt, store)
     limes("test", store, *parts, *options)
     lines = limes("tune", store, "--json")
     os.remove(store)
-    return {line["reject"] or line["factor_above"]: line for line in lines
-            if line["kind"] == "rate" or line["kind"] == "factor"}
+    by = {line["reject"] or line["factor_above"]: line for line in lines
+          if line["kind"] == "rate" or line["kind"] == "factor"}
+    return by, [line for line in lines if line["kind"] == "part"]
+
+
+def split(one_set, number):
+    """The good parts in the order of a draw, and how many of them are learnt."""
+    good = one_set[2]
+    n = min(MOST_LEARNT, int(SHARE_LEARNT * len(good)))
+    return random.Random(number).sample(range(len(good)), len(good)), n
+
+
+def counts(goods, bads, limit, learnt):
+    """Parts judged by a limit, good ones rejected, bad ones passed, and the interval."""
+    line = goods[limit]
+    result = dict(good=line["parts"], rejected=line["rejected"], bad=bads[limit]["parts"],
+                  passed=bads[limit]["parts"] - bads[limit]["rejected"])
+    if limit != 3:
+        scores = line["scores"]
+        rank = scores + 1 - round(line["promised"] * (scores + 1))
+        low, high = interval(scores, rank, line["parts"])
+        result.update(low=0 if line["extrapolated"] else low, high=high,
+                      enough=not line["extrapolated"], scores=scores, learnt=learnt)
+    return result
+
+
+def learn_draw(limes, folder, one_set, number, more=()):
+    """The store of the parts that a draw learns."""
+    _, options, good, _, write = one_set
+    order, n = split(one_set, number)
+    store = os.path.join(folder, "learnt.limes")
+    limes("learn", store, *write([good[i] for i in order[:n]], [], folder), *options, *more)
+    return store
+
+
+def judge_draw(limes, folder, one_set, number, store):
+    """What tune tells of the good parts that were left, and of the bad ones."""
+    _, options, good, bad, write = one_set
+    order, n = split(one_set, number)
+    labels = ["--label-column", "label"] if "--label-column" in options else []
+    return (judged(limes, store, folder, write([good[i] for i in order[n:]], [], folder), labels),
+            judged(limes, store, folder, write([], bad, folder), labels))
 
 
 def draw(limes, folder, one_set, number):
-    """By each limit: parts judged, good ones rejected, bad ones passed, and the interval."""
-    _, options, good, bad, write = one_set
-    n = min(MOST_LEARNT, int(SHARE_LEARNT * len(good)))
-    order = random.Random(number).sample(good, len(good))
-    store = os.path.join(folder, "learnt.limes")
-    limes("learn", store, *write(order[:n], [], folder), *options)
-    labels = ["--label-column", "label"] if "--label-column" in options else []
-    goods = judged(limes, store, folder, write(order[n:], [], folder), labels)
-    bads = judged(limes, store, folder, write([], bad, folder), labels)
-    os.remove(store)
+    """By each limit, and by each rate once more with the scores of leave one out."""
+    store = learn_draw(limes, folder, one_set, number)
+    n = split(one_set, number)[1]
     results = {}
-    for limit in (3, *RATES):
-        line = goods[limit]
-        results[limit] = dict(good=line["parts"], rejected=line["rejected"], bad=len(bad),
-                              passed=bads[limit]["parts"] - bads[limit]["rejected"])
-        if limit != 3:
-            scores = line["scores"]
-            rank = scores + 1 - round(line["promised"] * (scores + 1))
-            low, high = interval(scores, rank, line["parts"])
-            results[limit].update(low=0 if line["extrapolated"] else low, high=high,
-                                  enough=not line["extrapolated"], scores=scores, learnt=n)
+    for others in (False, True):
+        if others:
+            limes("calibrate", store)
+        (goods, _), (bads, _) = judge_draw(limes, folder, one_set, number, store)
+        for limit in RATES if others else (3, *RATES):
+            results[limit, others] = counts(goods, bads, limit, n)
+    os.remove(store)
     return results
 
 
@@ -169,20 +201,22 @@ def print_rates(data, limes):
           "rejected, bad parts passed in %; in brackets\nhow many of the good parts that is in the "
           "first draw, the 95 % interval for it, and in how many draws it was inside.\n"
           "~ extrapolated: too few scores for the rate.\n")
+    limits = [(3, False), *((rate, others) for others in (False, True) for rate in RATES)]
     print("| set, parts learnt, scores | factor 3 | " +
-          " | ".join(f"promised {100 * rate:g} %" for rate in RATES) + " |")
-    print("|---|---|" + "---|" * len(RATES))
+          " | ".join(f"{'leave one out' if others else 'one pass'} {100 * rate:g} %"
+                     for rate, others in limits[1:]) + " |")
+    print("|---|" + "---|" * len(limits))
     kept = True
     with tempfile.TemporaryDirectory() as folder:
         for one_set in sets(data, folder):
             draws = [draw(limes, folder, one_set, number) for number in range(DRAWS)]
             cells = []
-            for limit in (3, *RATES):
+            for limit in limits:
                 of = [d[limit] for d in draws]
                 rejected = sum(d["rejected"] for d in of) / sum(d["good"] for d in of)
                 passed = sum(d["passed"] for d in of) / sum(d["bad"] for d in of)
                 cell = f"{100 * rejected:.1f}, {100 * passed:.0f}"
-                if limit != 3:
+                if limit[0] != 3:
                     inside = sum(d["low"] <= d["rejected"] <= d["high"] for d in of)
                     mean = sum(d["rejected"] for d in of) / DRAWS
                     first = of[0]
@@ -192,7 +226,8 @@ def print_rates(data, limes):
                     kept &= not first["enough"] or (first["low"] <= mean <= first["high"]
                                                     and inside >= 0.8 * DRAWS)
                 cells.append(cell)
-            head = f"{one_set[0]}, {draws[0][RATES[0]]['learnt']}, {draws[0][RATES[0]]['scores']}"
+            first = draws[0][RATES[0], False]
+            head = f"{one_set[0]}, {first['learnt']}, {first['scores']}"
             print(f"| {head} | " + " | ".join(cells) + " |", flush=True)
     print("\npromises " + ("kept" if kept else "NOT kept"))
     return kept
