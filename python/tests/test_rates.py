@@ -120,3 +120,26 @@ def test_one_strange_part_among_few_forms_no_limit():
     parts = [10 + 0.1 * (i * 7 % 11) for i in range(17)] + [90.0] + [10.3, 10.7]
     with pytest.raises(ValueError, match="spreads from the mean"):
         limes.learn_values(parts).judge(10.5)
+
+
+def test_modes_find_what_the_points_hide():
+    rng = np.random.default_rng(3)
+    way = np.cos(np.arange(40) / 10)
+    make = lambda: 50 + 8 * rng.normal() * way + 0.4 * rng.normal(size=40)
+    modes = limes.Modes(1, reject=0.05)
+    with pytest.raises(ValueError, match="no limit yet"):
+        modes.judge(make())
+    for _ in range(100):
+        modes.learn(make())
+    assert len(modes.tool) == 100 and modes.tool.shares[0] > 0.9
+    bad = make()
+    bad[11] += 3
+    found = modes.judge(bad)
+    assert found.verdict == limes.Verdict.FAIL and list(found.beyond) == [11]
+    far = modes.judge(50 + 60 * way)
+    assert far.verdict == limes.Verdict.FAIL and abs(far.amounts[0]) > far.amount_limit
+    with pytest.raises(ValueError):
+        modes.learn(make()[:39])
+    again = pickle.loads(pickle.dumps(modes.tool))
+    assert bytes(again) == bytes(modes.tool)
+    assert sum(modes.judge(make()).verdict == limes.Verdict.FAIL for _ in range(200)) < 30

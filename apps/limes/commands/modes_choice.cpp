@@ -15,7 +15,7 @@ namespace {
 
 constexpr SScores kUnknown{kLowestScore, kLowestScore};  ///< to be scored when learnt again
 constexpr double kRate = 0.05;                           ///< that few parts can promise
-constexpr double kWorth = 0.9;  ///< of the distance with fewer modes; what is above may be chance
+constexpr double kWorth = 0.8;  ///< of the distance with fewer modes; what is above may be chance
 
 }  // namespace
 
@@ -40,7 +40,9 @@ std::optional<std::int32_t> BestModes(CStore& store, SSettings settings, std::os
   std::string told;
   for (const std::int32_t modes : {0, 3, 10}) {
     const std::int64_t needed = modes == 0 ? 0 : CCommonModes(modes).PartsNeeded();
-    if (store.CountParts(true) < needed + ScoresNeeded(kRate)) {
+    // A limit at the largest of few scores says little, the less so the more modes were formed.
+    const std::int64_t scores = (modes > 3 ? 2 : 1) * ScoresNeeded(kRate);
+    if (store.CountParts(true) < needed + scores) {
       continue;
     }
     settings.modes = modes == 0 ? std::nullopt : std::optional(modes);
