@@ -1,5 +1,6 @@
 #include "limes/learning/common_modes.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -7,6 +8,7 @@
 #include <string>
 #include <tuple>
 
+#include "limes/learning/curve_learning_tool.h"
 #include "tests/support/hostile.h"
 
 namespace limes::test {
@@ -276,6 +278,43 @@ TEST(CommonModes, HostileRecord) {
       static_cast<void>(read.Learn(FourPoints(1)));
       EXPECT_EQ(read.Merge(read), MergeStatus::kOk);
     }
+  }
+}
+
+TEST(CommonModes, CurvesAreJudgedByWhatIsExpectedOfThem) {
+  const auto curve = [](int i) {
+    CSigCurveExt made = CSigCurveExt::Make(30, 0.0F, 30.0F);
+    const Part part = ThirtyPoints(i);
+    std::transform(part.begin(), part.end(), made.ValArray(),
+                   [](double value) { return static_cast<float>(value); });
+    return made;
+  };
+  CKurvenLernWerkzeug tool;
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_EQ(tool.LearnPart(curve(i)), LearnStatus::kOk);
+  }
+  CSigCurveExt bad = curve(3);
+  bad.ValArray()[12] += 4.0F;
+  for (const float width : {0.0F, 2.0F}) {
+    tool.Bildungsregel(0.25F, 3.0F, width);
+    std::vector<SCurveExcess> regions;
+    const SPartJudgement usual = tool.JudgePart(bad);
+    ASSERT_EQ(tool.StandardAbwBilden(), 1);
+    const auto mean = tool.Mittelwert()->Values();
+    const auto spread = tool.StandardAbw()->Values();
+    CFittedPart& fitted = tool.Scratch();
+    ASSERT_EQ(tool.Fit(bad, fitted), PartStatus::kOk);
+    const SPartJudgement same = tool.JudgeExpected(fitted, mean, spread, 0.9, regions);
+    EXPECT_EQ(same.verdict, usual.verdict);
+    EXPECT_EQ(same.x, usual.x);
+    EXPECT_NEAR(same.limit, usual.limit, 1e-5);
+    EXPECT_NEAR(*same.inSpreads, *usual.inSpreads, 1e-4);
+    // As it was expected, however far from the mean.
+    const SPartJudgement own = tool.JudgeExpected(fitted, bad.Values(), spread, 0.9, regions);
+    EXPECT_EQ(own.verdict, Verdict::kPass);
+    EXPECT_EQ(own.mean, own.value);
+    EXPECT_EQ(tool.JudgeExpected(fitted, mean.first(29), spread, 0.9, regions).verdict,
+              Verdict::kNotJudged);
   }
 }
 
