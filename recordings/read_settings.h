@@ -71,6 +71,16 @@ struct TReadSettings {
   Field<std::uint64_t> cut = Form::Default(0ULL);  ///< samples per part; 0 means not cut
   Field<bool> detrend = Form::Default(false);      ///< subtract the mean of each signal
   Field<std::uint32_t> spectrum = Form::Default(0U);  ///< segment length; 0 means no spectrum
+  std::optional<double> resolution;                   ///< of spectra, in Hz, instead of a length
+  Field<std::uint32_t> bands = Form::Default(0U);     ///< bands per octave, 1 or 3; 0: no bands
+  std::optional<double> level;                        ///< over time, of this time constant in s
+  Text weighting;                                     ///< A or C
+  Text envelope;                                      ///< of the band LOW:HIGH in Hz
+  Field<Names> single = Form::Default(Names());       ///< single values formed of a signal
+  Text orders;                                        ///< level spectrum over orders, STEP:MOST
+  Field<Names> orderCuts = Form::Default(Names());    ///< orders whose levels over speed are formed
+  Text speed;                                         ///< channel of the speed, or of its pulses
+  std::optional<double> pulses;                       ///< per revolution
   std::optional<double> ref;                          ///< reference of decibels, in the unit
   Field<double> scale = Form::Default(1.0);           ///< from the file's numbers to the unit
   Text labelColumn;                                   ///< column with the known verdict
@@ -79,6 +89,16 @@ struct TReadSettings {
   /// Whether rows of a table are parts or pieces of them.
   bool IsTable() const requires std::is_same_v<Form, SResolved> {
     return rows || values || !longForm.empty();
+  }
+
+  /// Whether levels over frequency, orders or time are formed.
+  bool FormsLevels() const requires std::is_same_v<Form, SResolved> {
+    return spectrum > 0 || resolution || bands > 0 || level || orders;
+  }
+
+  /// Whether a signal becomes something else at all.
+  bool Forms() const requires std::is_same_v<Form, SResolved> {
+    return FormsLevels() || !single.empty() || !orderCuts.empty() || envelope || weighting;
   }
 
   /// Whether a file may hold several parts.
@@ -108,6 +128,16 @@ struct TReadSettings {
     visit("--cut", Policy::kFixed, s.cut...);
     visit("--detrend", Policy::kFixed, s.detrend...);
     visit("--spectrum", Policy::kFixed, s.spectrum...);
+    visit("--resolution", Policy::kFixed, s.resolution...);
+    visit("--bands", Policy::kFixed, s.bands...);
+    visit("--level", Policy::kFixed, s.level...);
+    visit("--weighting", Policy::kFixed, s.weighting...);
+    visit("--envelope", Policy::kFixed, s.envelope...);
+    visit("--single", Policy::kFixed, s.single...);
+    visit("--orders", Policy::kFixed, s.orders...);
+    visit("--order-cuts", Policy::kFixed, s.orderCuts...);
+    visit("--speed", Policy::kFixed, s.speed...);
+    visit("--pulses", Policy::kFixed, s.pulses...);
     visit("--ref", Policy::kFixed, s.ref...);
     visit("--scale", Policy::kReading, s.scale...);
     visit("--label-column", Policy::kReading, s.labelColumn...);

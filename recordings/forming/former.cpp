@@ -4,6 +4,8 @@
 #include <cmath>
 
 #include "recordings/errors.h"
+#include "recordings/forming/level_over_time.h"
+#include "recordings/forming/steps.h"
 #include "recordings/text.h"
 
 namespace limes::recordings {
@@ -40,64 +42,395 @@ void RemoveMean(std::vector<float>& values) {
   }
 }
 
+/// A message about a quantity of a part.
+[[noreturn]] void Refuse(const std::string& part, const SQuantity& q, const std::string& why) {
+  throw CInputError(part, "quantity " + Quoted(q.name) + why);
+}
+
+/// Seconds in the unit of x, which must be known where frequencies are told in Hz.
+double Seconds(const std::string& part, const SQuantity& q) {
+  const std::string unit = q.xUnit.Display();
+  if (unit != "s" && unit != "ms" && unit != "µs") {
+    Refuse(part, q,
+           " is over " + (unit.empty() ? std::string("x without a unit") : "x in " + unit) +
+               ", not over time in s, ms or µs (--x-unit names it where the file does not)");
+  }
+  return unit == "s" ? 1.0 : unit == "ms" ? 1e-3 : 1e-6;
+}
+
+double MeanSquare(const std::vector<float>& values) {
+  double sum = 0.0;
+  for (const float v : values) {
+    sum += double{v} * v;
+  }
+  return sum / static_cast<double>(values.size());
+}
+
+/// Fourth moment about the mean over the square of the second: 3 for noise that is Normal.
+double Kurtosis(const std::vector<float>& values) {
+  double mean = 0.0;
+  for (const float v : values) {
+    mean += v / static_cast<double>(values.size());
+  }
+  double second = 0.0;
+  double fourth = 0.0;
+  for (const float v : values) {
+    const double square = (v - mean) * (v - mean);
+    second += square;
+    fourth += square * square;
+  }
+  return fourth * static_cast<double>(values.size()) / (second * second);
+}
+
+float Level(double meanSquare, double reference) {
+  return static_cast<float>(20.0 * std::log10(std::max(std::sqrt(meanSquare), 1e-12) / reference));
+}
+
+constexpr double kUsualResolution = 5.0;          ///< of bands, in Hz
+constexpr std::uint32_t kMostSegment = 1U << 24;  ///< samples
+
 }  // namespace
 
+std::optional<std::pair<double, double>> RangeOf(std::string_view text) {
+  const auto colon = text.find(':');
+  std::pair<double, double> range;
+  if (colon == std::string_view::npos || !ParseNumber(text.substr(0, colon), range.first) ||
+      !ParseNumber(text.substr(colon + 1), range.second) || !(range.first >= 0.0) ||
+      !(range.second > range.first)) {
+    return std::nullopt;
+  }
+  return range;
+}
+
+double CFormer::Reference(const SUnit& unit) const {
+  return settings_.ref.value_or(unit.Display() == "Pa" ? 2e-5 : 1.0);
+}
+
+CLevelSpectrum& CFormer::Spectrum(std::uint32_t n, double reference) {
+  auto& made = spectra_[{n, reference}];
+  if (!made) {
+    made = std::make_unique<CLevelSpectrum>(n, reference);
+  }
+  return *made;
+}
+
+/// Samples of a segment: as the length is given, or by the resolution, given or usual.
+std::uint32_t CFormer::SegmentOf(const std::string& part, const SQuantity& q, double usual) const {
+  if (settings_.spectrum > 0) {
+    return settings_.spectrum;
+  }
+  const double step = q.dx * Seconds(part, q);
+  const double samples = 1.0 / (settings_.resolution.value_or(usual) * step);
+  const double even = 2.0 * std::round(0.5 * samples);
+  const bool exact = std::fabs(even - samples) <= 1e-4 * samples || !settings_.resolution;
+  if (!(even >= 4.0 && even <= kMostSegment) || !exact) {
+    Refuse(part, q,
+           ": a resolution of " + NumberText(settings_.resolution.value_or(usual)) +
+               " Hz takes segments of " + NumberText(samples) + " samples at " +
+               NumberText(1.0 / step) + " Hz, and these must be an even number from 4 on");
+  }
+  return static_cast<std::uint32_t>(even);
+}
+
 void CFormer::FormSpectrum(const std::string& part, SQuantity& q) {
-  const std::uint32_t n = settings_.spectrum;
-  if (!q.x.empty()) {
-    throw CInputError(
-        part, "quantity " + Quoted(q.name) + " is not at equal steps, as --spectrum needs it");
-  }
-  if (q.unit.IsDecibel()) {
-    throw CInputError(part, "quantity " + Quoted(q.name) + " is a level in " + q.unit.Display() +
-                                "; --spectrum takes time signals");
-  }
-  const bool pressure = q.unit.Display() == "Pa";
-  const double reference = settings_.ref.value_or(pressure ? 2e-5 : 1.0);
-  std::size_t at = 0;
-  while (at < references_.size() && references_[at] != reference) {
-    ++at;
-  }
-  if (at == references_.size()) {
-    references_.push_back(reference);
-    spectra_.push_back(std::make_unique<CLevelSpectrum>(n, reference));
-  }
-  spectra_[at]->Form(q.values, levels_);
+  const std::uint32_t n = SegmentOf(part, q);
+  const double reference = Reference(q.unit);
+  Spectrum(n, reference).Form(q.values, levels_);
   if (levels_.empty()) {
-    throw CInputError(part, "quantity " + Quoted(q.name) + ": " + std::to_string(q.values.size()) +
-                                " samples, fewer than --spectrum " + std::to_string(n));
+    Refuse(part, q,
+           ": " + std::to_string(q.values.size()) + " samples, fewer than " +
+               (settings_.spectrum > 0 ? "--spectrum " : "a segment of ") + std::to_string(n));
   }
-  const double step = 1.0 / (n * q.dx);
+  q.dx = settings_.resolution.value_or(1.0 / (n * q.dx));
   q.values = levels_;
-  q.x0 = step;
-  q.dx = step;
-  q.xUnit = ReciprocalUnit(q.xUnit);
+  q.x0 = q.dx;
+  q.xUnit = settings_.resolution ? ParseUnit("Hz") : ReciprocalUnit(q.xUnit);
   q.unit = LevelUnit(q.unit, reference);
 }
 
-void CFormer::Form(SPart& part, bool wave) {
-  const std::uint32_t n = settings_.spectrum;
+CBandPower& CFormer::Power(const std::string& part, const SQuantity& q) {
+  const std::uint32_t n = SegmentOf(part, q, kUsualResolution);
+  const double rate = 1.0 / (q.dx * Seconds(part, q));
+  auto& made = powers_[{n, rate}];
+  if (!made) {
+    made = std::make_unique<CBandPower>(n, rate);
+  }
+  if (!made->Take(q.values)) {
+    Refuse(part, q,
+           ": " + std::to_string(q.values.size()) + " samples, fewer than a segment of " +
+               std::to_string(n));
+  }
+  return *made;
+}
+
+void CFormer::FormBands(const std::string& part, SQuantity& q) {
+  const CBandPower& power = Power(part, q);
+  const std::vector<SBand> bands = BandsOf(settings_.bands, power);
+  if (bands.size() < 2) {
+    Refuse(part, q, ": fewer than two bands lie below half the sampling rate");
+  }
+  const double reference = Reference(q.unit);
+  q.values.clear();
+  for (const SBand& band : bands) {
+    q.values.push_back(Level(power.Between(band.low, band.high), reference));
+  }
+  q.x0 = bands.front().number;
+  q.dx = bands[1].number - bands[0].number;
+  q.xUnit = ParseUnit("band");
+  q.unit = LevelUnit(q.unit, reference);
+}
+
+void CFormer::FormLevel(const std::string& part, SQuantity& q) {
+  const double seconds = Seconds(part, q);
+  const double reference = Reference(q.unit);
+  SLevelOverTime level = LevelOverTime(q.values, q.dx * seconds, *settings_.level, reference);
+  if (level.levels.size() < 2) {
+    Refuse(part, q,
+           ": " + std::to_string(q.values.size()) + " samples are fewer than two time " +
+               "constants of " + NumberText(*settings_.level) + " s");
+  }
+  q.values = std::move(level.levels);
+  q.x0 = q.x0 * seconds + level.x0;
+  q.dx = level.dx;
+  q.xUnit = ParseUnit("s");
+  q.unit = LevelUnit(q.unit, reference);
+}
+
+void CFormer::FormSingle(const std::string& part, const SQuantity& q, std::vector<SQuantity>& to) {
+  if (q.health == SignalHealth::kSilent || q.health == SignalHealth::kConstant ||
+      q.health == SignalHealth::kClipped) {
+    Refuse(part, q,
+           q.health == SignalHealth::kClipped
+               ? " ran at full scale: no single values are formed of it"
+               : " is constant: no single values are formed of it");
+  }
+  const double rms = std::sqrt(MeanSquare(q.values));
+  const double peak =
+      std::fabs(*std::max_element(q.values.begin(), q.values.end(),
+                                  [](float a, float b) { return std::fabs(a) < std::fabs(b); }));
+  for (const std::string& wanted : settings_.single) {
+    SQuantity& value = to.emplace_back();
+    value.single = true;
+    value.name = q.name + " " + wanted;
+    value.health = q.health;
+    const auto range = RangeOf(wanted);
+    if (range) {
+      const CBandPower& power = Power(part, q);
+      if (range->first < power.Lowest() || range->second > power.Highest()) {
+        Refuse(part, q,
+               ": the band " + wanted + " Hz does not lie between " + NumberText(power.Lowest()) +
+                   " and " + NumberText(power.Highest()) + " Hz, which its spectrum tells");
+      }
+      value.name += " Hz";
+      value.value = Level(power.Between(range->first, range->second), Reference(q.unit));
+      value.unit = LevelUnit(q.unit, Reference(q.unit));
+      continue;
+    }
+    value.value = wanted == "rms"     ? rms
+                  : wanted == "peak"  ? peak
+                  : wanted == "crest" ? peak / rms
+                                      : Kurtosis(q.values);
+    if (!std::isfinite(value.value)) {
+      Refuse(part, q, " has no " + wanted);
+    }
+    if (wanted == "rms" || wanted == "peak") {
+      value.unit = q.unit;
+    }
+  }
+}
+
+/// What is done to a signal before something is formed of it.
+void CFormer::FormSignal(const std::string& part, SQuantity& q) {
+  if (q.values.empty()) {
+    Refuse(part, q, " holds no samples");
+  }
+  if (!q.x.empty()) {
+    Refuse(part, q,
+           " is not at equal steps, as " +
+               std::string(settings_.spectrum > 0 ? "--spectrum needs it" : "forming needs it"));
+  }
+  if (q.unit.IsDecibel()) {
+    Refuse(part, q,
+           " is a level in " + q.unit.Display() + "; " +
+               (settings_.spectrum > 0 ? "--spectrum takes time signals"
+                                       : "forming takes time signals"));
+  }
+  if (settings_.weighting) {
+    filter_.Weight(q.values, q.dx * Seconds(part, q),
+                   *settings_.weighting == "A" ? WeightingA : WeightingC);
+  }
+  if (settings_.envelope) {
+    const auto range = RangeOf(*settings_.envelope).value_or(std::pair(0.0, 0.0));
+    const double step = q.dx * Seconds(part, q);
+    if (range.second > 0.5 / step) {
+      Refuse(part, q,
+             ": --envelope " + *settings_.envelope + " reaches beyond half the sampling " +
+                 "rate of " + NumberText(1.0 / step) + " Hz");
+    }
+    filter_.Envelope(q.values, step, range.first, range.second);
+    RemoveMean(q.values);
+  }
+}
+
+/// Takes the channel of the speed out of the part.
+SRevolutions CFormer::TakeSpeed(SPart& part) {
+  const auto found = std::find_if(part.quantities.begin(), part.quantities.end(),
+                                  [&](const SQuantity& q) { return q.name == *settings_.speed; });
+  if (found == part.quantities.end()) {
+    throw CInputError(part.name, "no channel " + Quoted(*settings_.speed) +
+                                     ", as --speed needs it (--use must name it, too)");
+  }
+  SQuantity speed = std::move(*found);
+  part.quantities.erase(found);
+  SRevolutions revolutions;
+  if (settings_.pulses) {
+    revolutions = TurnsOfPulses(speed.values, *settings_.pulses);
+    if (revolutions.turns.empty()) {
+      Refuse(part.name, speed, " holds fewer than two pulses");
+    }
+    return revolutions;
+  }
+  const std::string unit = speed.unit.Display();
+  const bool perMinute = unit == "1/min" || unit == "rpm" || unit == "min-1" || unit == "U/min";
+  if (!perMinute && unit != "Hz" && unit != "1/s") {
+    Refuse(part.name, speed,
+           " is in " + (unit.empty() ? "no unit" : unit) +
+               ": a speed is told in 1/min, rpm, Hz or 1/s (--pulses N: pulses per revolution)");
+  }
+  Scale(speed.values, perMinute ? 1.0 / 60.0 : 1.0);
+  revolutions = TurnsOfSpeed(speed.values, speed.dx * Seconds(part.name, speed));
+  if (revolutions.turns.empty()) {
+    Refuse(part.name, speed, " is not above 0 everywhere, as orders need it");
+  }
+  return revolutions;
+}
+
+void CFormer::FormOrders(SPart& part) {
+  const SRevolutions revolutions = TakeSpeed(part);
+  const auto range = RangeOf(*settings_.orders).value_or(std::pair(0.0, 0.0));
+  std::vector<SQuantity> formed;
   for (SQuantity& q : part.quantities) {
-    Scale(q.values, settings_.scale);
-    q.value *= settings_.scale;
-    if (settings_.unit) {
-      q.unit = ParseUnit(*settings_.unit);
+    FormSignal(part.name, q);
+    if (revolutions.first + revolutions.turns.size() > q.values.size()) {
+      Refuse(part.name, q, " is shorter than the channel of the speed");
     }
-    RequireFinite(part, q);
-    q.health = HealthOf(q.values);
-    if (q.health == SignalHealth::kClipped && !wave && n == 0) {
-      q.health = SignalHealth::kHealthy;  // a curve of a process may rest where it is largest
+    // Twice the highest order, and something for the filter between the samples.
+    const SAngleSignal angle = OverAngle(q.values, revolutions, 2.56 * range.second,
+                                         static_cast<std::uint32_t>(kMostSegment * range.first));
+    if (angle.perTurn == 0) {
+      Refuse(part.name, q, ": the speed falls too low for orders");
     }
-    if (settings_.detrend && !q.single) {
-      RemoveMean(q.values);
+    const double rate = 1.0 / (q.dx * Seconds(part.name, q));
+    if (settings_.orderCuts.empty()) {
+      FormOrderSpectrum(part.name, angle, q);
+      formed.push_back(std::move(q));
+    } else {
+      FormOrderCuts(part.name, angle, rate, q, formed);
     }
-    if (n > 0 && !q.single) {
+  }
+  part.quantities = std::move(formed);
+}
+
+void CFormer::FormOrderSpectrum(const std::string& part, const SAngleSignal& angle, SQuantity& q) {
+  const auto [step, most] = RangeOf(*settings_.orders).value_or(std::pair(1.0, 1.0));
+  const auto turns = static_cast<std::uint32_t>(std::lround(1.0 / step));
+  const double reference = Reference(q.unit);
+  Spectrum(angle.perTurn * turns, reference).Form(angle.values, levels_);
+  if (levels_.empty()) {
+    Refuse(part, q, ": fewer than " + std::to_string(turns) + " revolutions, as orders need them");
+  }
+  levels_.resize(std::min(levels_.size(), static_cast<std::size_t>(std::lround(most / step))));
+  q.values = levels_;
+  q.x0 = q.dx = step;
+  q.xUnit = ParseUnit("order");
+  q.unit = LevelUnit(q.unit, reference);
+}
+
+void CFormer::FormOrderCuts(const std::string& part, const SAngleSignal& angle, double rate,
+                            const SQuantity& q, std::vector<SQuantity>& to) {
+  const double step = RangeOf(*settings_.orders).value_or(std::pair(1.0, 1.0)).first;
+  const auto turns = static_cast<std::uint32_t>(std::lround(1.0 / step));
+  const std::size_t n = std::size_t{angle.perTurn} * turns;
+  const double reference = Reference(q.unit);
+  std::vector<SQuantity> cuts(settings_.orderCuts.size());
+  for (std::size_t start = 0; start + n < angle.values.size(); start += n / 2) {
+    const double speed = turns * rate / (angle.times[start + n] - angle.times[start]);
+    Spectrum(static_cast<std::uint32_t>(n), reference)
+        .Form(std::span(angle.values).subspan(start, n), levels_);
+    for (std::size_t i = 0; i < cuts.size(); ++i) {
+      double order = 0.0;
+      ParseNumber(settings_.orderCuts[i], order);
+      const auto bin = static_cast<std::size_t>(std::lround(order / step));
+      cuts[i].x.push_back(static_cast<float>(60.0 * speed));
+      cuts[i].values.push_back(levels_.at(bin - 1));
+    }
+  }
+  for (std::size_t i = 0; i < cuts.size(); ++i) {
+    SQuantity& cut = cuts[i];
+    const std::vector<double> x(cut.x.begin(), cut.x.end());
+    if (x.size() < 2 || TakeFreeSteps(x, cut.x)) {
+      Refuse(part, q,
+             x.size() < 2 ? ": fewer than two segments of " + std::to_string(turns) + " revolutions"
+                          : ": the speed must rise or fall all the time for order cuts");
+    }
+    cut.name = q.name + " order " + settings_.orderCuts[i];
+    cut.x0 = x.front();
+    cut.dx = std::fabs(MeanStep(x));
+    cut.xUnit = ParseUnit("1/min");
+    cut.unit = LevelUnit(q.unit, reference);
+    cut.health = q.health;
+    to.push_back(std::move(cut));
+  }
+}
+
+/// Scale, unit and checks, before anything is formed.
+void CFormer::Prepare(const SPart& part, SQuantity& q, bool wave) {
+  Scale(q.values, settings_.scale);
+  q.value *= settings_.scale;
+  if (settings_.unit && !(settings_.speed && q.name == *settings_.speed)) {
+    q.unit = ParseUnit(*settings_.unit);
+  }
+  RequireFinite(part, q);
+  q.health = HealthOf(q.values);
+  if (q.health == SignalHealth::kClipped && !wave && !settings_.Forms()) {
+    q.health = SignalHealth::kHealthy;  // a curve of a process may rest where it is largest
+  }
+  if (settings_.detrend && !q.single && !(settings_.speed && q.name == *settings_.speed)) {
+    RemoveMean(q.values);
+  }
+}
+
+void CFormer::Form(SPart& part, bool wave) {
+  for (SQuantity& q : part.quantities) {
+    Prepare(part, q, wave);
+  }
+  if (settings_.orders) {
+    FormOrders(part);
+    return;
+  }
+  std::vector<SQuantity> singles;
+  for (SQuantity& q : part.quantities) {
+    if (settings_.Forms() && !q.single) {
+      FormSignal(part.name, q);
+    }
+    if (q.single || !(settings_.FormsLevels() || !settings_.single.empty())) {
+      if (settings_.ref && !SetReference(q.unit, *settings_.ref)) {
+        throw CInputError(part.name, "--ref is for decibels, but quantity " + Quoted(q.name) +
+                                         " is in " +
+                                         (q.unit.IsNone() ? "no unit" : q.unit.Display()));
+      }
+    } else if (settings_.bands > 0) {
+      FormBands(part.name, q);
+    } else if (!settings_.single.empty()) {
+      FormSingle(part.name, q, singles);
+    } else if (settings_.level) {
+      FormLevel(part.name, q);
+    } else {
       FormSpectrum(part.name, q);
-    } else if (settings_.ref && !SetReference(q.unit, *settings_.ref)) {
-      throw CInputError(part.name, "--ref is for decibels, but quantity " + Quoted(q.name) +
-                                       " is in " +
-                                       (q.unit.IsNone() ? "no unit" : q.unit.Display()));
     }
+  }
+  if (!settings_.single.empty()) {
+    part.quantities = std::move(singles);
   }
 }
 

@@ -62,5 +62,62 @@ TEST(Settings, AreWholeAfterTheStore) {
   EXPECT_ANY_THROW(SettingsFromText("{\"dx\":\"a\"}"));
 }
 
+/// What is wrong with forming by these options, where the store was learnt with others.
+std::string Contradiction(std::vector<std::string> words,
+                          const std::optional<SSettings>& stored = std::nullopt) {
+  words.insert(words.begin(), {"learn", "s", "f"});
+  const SParsed parsed = ParseCommandLine(words);
+  if (!parsed.run) {
+    return parsed.message;
+  }
+  try {
+    Resolve(parsed.options.settings, stored, !stored);
+  } catch (const CUsageError& e) {
+    return e.what();
+  }
+  return "";
+}
+
+TEST(Settings, OfFormingFitTogether) {
+  const std::vector<std::string> good[] = {
+      {"--spectrum", "12.5Hz"},
+      {"--spectrum", "1024", "--bands", "3"},
+      {"--level", "fast", "--weighting", "A"},
+      {"--single", "rms,100:500", "--spectrum", "2 Hz"},
+      {"--envelope", "1e3:5e3", "--spectrum", "1Hz"},
+      {"--orders", "0.25:32", "--speed", "n", "--order-cuts", "1,2.5", "--tracks"},
+  };
+  for (const auto& words : good) {
+    EXPECT_EQ(Contradiction(words), "") << words[0];
+  }
+  const std::pair<std::vector<std::string>, const char*> wrong[] = {
+      {{"--spectrum", "12.5m"}, "needs a number of samples or a resolution"},
+      {{"--spectrum", "-1Hz"}, "must be positive"},
+      {{"--bands", "2"}, "1 or 3"},
+      {{"--level", "often"}, "fast, slow or seconds"},
+      {{"--level", "fast", "--bands", "1"}, "exclude each other"},
+      {{"--weighting", "B"}, "A or C"},
+      {{"--envelope", "500:100"}, "LOW:HIGH"},
+      {{"--single", "mean"}, "not 'mean'"},
+      {{"--orders", "0.3:32", "--speed", "n"}, "whole number"},
+      {{"--orders", "0.25:32"}, "needs --speed"},
+      {{"--order-cuts", "1"}, "need --orders"},
+      {{"--orders", "0.5:9", "--speed", "n", "--order-cuts", "1.2"}, "no multiple"},
+      {{"--values", "--single", "rms"}, "single values already"},
+  };
+  for (const auto& [words, why] : wrong) {
+    EXPECT_THAT(Contradiction(words), testing::HasSubstr(why)) << words[0];
+  }
+  SGivenSettings given;
+  given.resolution = 5.0;
+  const SSettings stored = SettingsFromText(SettingsToText(Resolve(given, std::nullopt, true)));
+  EXPECT_EQ(Contradiction({}, stored), "");
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"--spectrum", "2Hz"},
+                                                {"--spectrum", "1024"},
+                                                {"--weighting", "A"}}) {
+    EXPECT_THAT(Contradiction(words, stored), testing::HasSubstr("contradicts the store"));
+  }
+}
+
 }  // namespace
 }  // namespace limes::host

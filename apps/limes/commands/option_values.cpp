@@ -74,6 +74,34 @@ std::chrono::milliseconds ParseSeconds(const char* option, const std::string& te
   return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000.0));
 }
 
+void ParseSpectrum(const std::string& text, SGivenSettings& settings) {
+  std::string_view number = text;
+  std::uint64_t samples = 0;
+  double resolution = 0.0;
+  if (number.ends_with("Hz")) {
+    number.remove_suffix(2);
+    number = number.substr(0, number.find_last_not_of(' ') + 1);
+    if (recordings::ParseNumber(number, resolution)) {
+      settings.resolution = resolution;
+      return;
+    }
+  } else if (ParseCount(number, samples) && samples <= UINT32_MAX) {
+    settings.spectrum = static_cast<std::uint32_t>(samples);
+    return;
+  }
+  throw CUsageError("--spectrum needs a number of samples or a resolution such as 12.5Hz, not " +
+                    Quoted(text));
+}
+
+double ParseTimeConstant(const std::string& text) {
+  constexpr double kFast = 0.125;  // IEC 61672-1
+  double seconds = text == "fast" ? kFast : 1.0;
+  if (text != "fast" && text != "slow" && !recordings::ParseNumber(text, seconds)) {
+    throw CUsageError("--level needs fast, slow or seconds, not " + Quoted(text));
+  }
+  return seconds;
+}
+
 void ParseEvery(const std::string& text, SSelection& selection) {
   const auto colon = text.find(':');
   const bool good = colon != std::string::npos &&

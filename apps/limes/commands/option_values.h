@@ -24,6 +24,12 @@ std::int32_t ParseModes(const std::string& text);
 /// "0.5", seconds of at most a day.
 std::chrono::milliseconds ParseSeconds(const char* option, const std::string& text);
 
+/// "1024", or a resolution as "12.5Hz".
+void ParseSpectrum(const std::string& text, SGivenSettings& settings);
+
+/// "fast", "slow" or seconds.
+double ParseTimeConstant(const std::string& text);
+
 /// "K:I", every K-th part from I on.
 void ParseEvery(const std::string& text, SSelection& selection);
 

@@ -101,7 +101,26 @@ void AddForming(CLI::App& app, SOptions& o) {
   app.option_defaults()->group("How quantities are formed");
   Add(app, "--cut", s.cut, "split a recording into parts of L samples", "L");
   AddFlag(app, "--detrend", s.detrend, "subtract the mean of each signal");
-  Add(app, "--spectrum", s.spectrum, "level spectrum with segments of N samples", "N");
+  AddText(
+      app, "--spectrum", [&s](const std::string& t) { ParseSpectrum(t, s); },
+      "level spectrum with segments of N samples, or of a resolution such as 12.5Hz", "N");
+  Add(app, "--bands", s.bands, "levels of octave (1) or third-octave (3) bands", "1|3");
+  AddText(
+      app, "--level", [&s](const std::string& t) { s.level = ParseTimeConstant(t); },
+      "level over time: fast, slow or a time constant in s", "TIME");
+  AddText(
+      app, "--single", [&s](const std::string& t) { s.single = SplitNames("--single", t); },
+      "single values: rms, peak, crest, kurtosis, or LOW:HIGH, the level of a band in Hz",
+      "NAME,...");
+  Add(app, "--weighting", s.weighting, "weight frequencies by curve A or C first", "A|C");
+  Add(app, "--envelope", s.envelope, "envelope of the band LOW to HIGH in Hz first", "LOW:HIGH");
+  Add(app, "--orders", s.orders, "level spectrum over orders up to MOST", "STEP:MOST");
+  AddText(
+      app, "--order-cuts",
+      [&s](const std::string& t) { s.orderCuts = SplitNames("--order-cuts", t); },
+      "levels of these orders over speed instead", "ORDER,...");
+  Add(app, "--speed", s.speed, "channel of the speed, or of pulses", "NAME");
+  Add(app, "--pulses", s.pulses, "pulses of that channel per revolution", "N");
   AddFlag(app, "--tracks", s.tracks, "each part covers its own range of x");
   Add(app, "--ref", s.ref, "reference of decibels, in the unit (1; Pa: 2e-5)", "R");
 }

@@ -8,6 +8,7 @@
 
 #include "limes/learning/common_modes.h"
 #include "limes/learning/track_learning_tool.h"
+#include "recordings/forming/former.h"
 #include "recordings/tables/dialect.h"
 #include "recordings/text.h"
 
@@ -75,6 +76,63 @@ void ValidateNumbers(const SSettings& s) {
   Require(s.cut <= (std::uint64_t{1} << 31), "--cut must be at most 2147483648");
 }
 
+/// Whether it is an order that the spectrum over orders holds.
+bool IsOrder(const std::string& text, double step, double most) {
+  double order = 0.0;
+  return recordings::ParseNumber(text, order) && order > 0.0 && order <= most &&
+         std::fabs(order / step - std::round(order / step)) < 1e-6;
+}
+
+void ValidateOrders(const SSettings& s) {
+  Require(s.orders || (s.orderCuts.empty() && !s.speed && !s.pulses),
+          "--order-cuts, --speed and --pulses need --orders");
+  if (!s.orders) {
+    return;
+  }
+  const auto range = recordings::RangeOf(*s.orders);
+  const double turns = range && range->first > 0.0 ? 1.0 / range->first : 0.0;
+  Require(
+      turns >= 1.0 && turns <= 1000.0 && std::fabs(turns - std::round(turns)) < 1e-6 &&
+          range->second <= 10000.0,
+      "--orders needs STEP:MOST, such as 0.25:32, with STEP one over a whole number up to 1000");
+  Require(s.speed.has_value(), "--orders needs --speed, the channel of speed or pulses");
+  Require(!s.pulses || (std::isfinite(*s.pulses) && *s.pulses > 0.0), "--pulses must be positive");
+  for (const std::string& order : s.orderCuts) {
+    Require(
+        IsOrder(order, range->first, range->second),
+        "--order-cuts: " + recordings::Quoted(order) + " is no multiple of the step of --orders");
+  }
+}
+
+/// What is formed of time signals.
+void ValidateForming(const SSettings& s) {
+  const int ways =
+      (s.level ? 1 : 0) + (s.bands > 0 ? 1 : 0) + (s.orders ? 1 : 0) + (s.single.empty() ? 0 : 1);
+  const bool segments = s.spectrum > 0 || s.resolution;
+  Require(
+      ways <= 1 && !(segments && (s.level || s.orders)),
+      "--level, --bands, --single, --orders and --spectrum exclude each other; --spectrum gives "
+      "the segments of --bands and --single");
+  Require(s.spectrum == 0 || !s.resolution, "--spectrum is a length or a resolution");
+  Require(!s.resolution || (std::isfinite(*s.resolution) && *s.resolution > 0.0),
+          "the resolution of --spectrum must be positive");
+  Require(s.bands == 0 || s.bands == 1 || s.bands == 3, "--bands must be 1 or 3");
+  Require(!s.level || (std::isfinite(*s.level) && *s.level > 0.0), "--level must be positive");
+  Require(!s.weighting || *s.weighting == "A" || *s.weighting == "C", "--weighting must be A or C");
+  Require(!s.envelope || recordings::RangeOf(*s.envelope), "--envelope needs LOW:HIGH in Hz");
+  for (const std::string& name : s.single) {
+    Require(name == "rms" || name == "peak" || name == "crest" || name == "kurtosis" ||
+                recordings::RangeOf(name),
+            "--single takes rms, peak, crest, kurtosis or LOW:HIGH in Hz, not " +
+                recordings::Quoted(name));
+  }
+  Require(s.single.empty() || (!s.tracks && s.width == 0.0),
+          "--width and --tracks are for curves, not for --single");
+  Require(!s.values || !s.Forms(),
+          "--values has single values already, of which nothing is formed");
+  ValidateOrders(s);
+}
+
 void ValidateCombinations(const SSettings& s) {
   Require(!(s.rows && s.values), "--rows and --values exclude each other");
   Require(s.longForm.empty() || !(s.rows || s.values), "--long excludes --rows and --values");
@@ -102,6 +160,7 @@ void ValidateCombinations(const SSettings& s) {
           "--modes must lie between 1 and " + std::to_string(CCommonModes::kMostModes) +
               ", or be 0 or auto");
   Require(!s.modes || !s.tracks, "--modes needs parts that cover the same range, not --tracks");
+  ValidateForming(s);
   Require(s.sides == "upper" || s.sides == "lower" || s.sides == "both",
           "--sides must be upper, lower or both");
 }

@@ -53,8 +53,9 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
   }
   const std::string difference =
       Difference(settings_, other.settings_,
-                 {"--tracks", "--cut", "--detrend", "--spectrum", "--sides", "--time-scale",
-                  "--base", "--reject", "--factor", "--width", "--modes"});
+                 {"--tracks", "--cut", "--detrend", "--spectrum", "--resolution", "--bands",
+                  "--level", "--weighting", "--envelope", "--single", "--orders", "--sides",
+                  "--time-scale", "--base", "--reject", "--factor", "--width", "--modes"});
   return difference.empty() ? JoinStates(other) : difference;
 }
 
