@@ -242,10 +242,11 @@ SPartsBeyond CLimitCalibration::Beyond(double above, double below) const {
   return beyond;
 }
 
-double CLimitCalibration::HoldLimit() const {
+double CLimitCalibration::HoldLimit(std::int64_t pieces) const {
   std::array<double, 2 * kKept> room;
   const std::span<const double> largest = LargestOf(room, false);
-  const double tail = detail::TailScore(largest, count_, detail::kHoldShare);
+  const double tail =
+      detail::TailScore(largest, count_, detail::kHoldShare / static_cast<double>(pieces));
   return largest.empty() ? tail : std::max(largest.front(), tail);
 }
 

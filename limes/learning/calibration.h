@@ -142,8 +142,9 @@ class LIMES_EXPORT CLimitCalibration {
   SPartsBeyond Beyond(double above, double below) const;
 
   /// Score (the larger one of a part) up to which good parts can explain it: the largest so far, or
-  /// the 0.1 % tail of the scores if that is larger; infinite with fewer than 4.
-  double HoldLimit() const;
+  /// the tail of the scores that one part in 1000 exceeds, or one recording of so many pieces, if
+  /// that is larger; infinite with fewer than 4.
+  double HoldLimit(std::int64_t pieces = 1) const;
 
   /// The largest score (the larger one of a part) where the others do not explain it: beyond the
   /// second largest and beyond what the tail of the others reaches in one series of a hundred. One

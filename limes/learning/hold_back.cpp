@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <numeric>
+#include <unordered_map>
 
 #include "limes/learning/other_parts.h"
 #include "limes/platform/memory_errors.h"
@@ -37,20 +38,49 @@ std::vector<float> NearMost(std::size_t parts, const PartValues& values) {
   return middle;
 }
 
-/// The scores of all parts by the kept ones, each without itself.
-bool ScoreByKept(const PartValues& values, std::span<const float> base, ScoreSides sides,
-                 SHeldParts& parts, COtherParts& kept) {
+using Group = std::vector<std::size_t>;
+
+/// The parts of each group, in the order of the first ones; without groups each part is one.
+std::vector<Group> GroupsOf(std::size_t parts, std::span<const std::size_t> numbers) {
+  std::vector<Group> groups;
+  std::unordered_map<std::size_t, std::size_t> places;
+  for (std::size_t i = 0; i < parts; ++i) {
+    const auto [place, isNew] = places.try_emplace(numbers.empty() ? i : numbers[i], groups.size());
+    if (isNew) {
+      groups.emplace_back();
+    }
+    groups[place->second].push_back(i);
+  }
+  return groups;
+}
+
+/// The scores of all groups by the kept ones, each without itself.
+bool ScoreByKept(const std::vector<Group>& groups, const PartValues& values,
+                 std::span<const float> base, ScoreSides sides, SHeldParts& found,
+                 COtherParts& kept) {
   kept.Clear();
-  for (std::size_t i = 0; i < parts.held.size(); ++i) {
-    if (parts.held[i] == 0 && !kept.Add(values(i))) {
-      return false;
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    for (const std::size_t i : groups[g]) {
+      if (found.held[g] == 0 && !kept.Add(values(i))) {
+        return false;
+      }
     }
   }
   const COtherParts none;
-  for (std::size_t i = 0; i < parts.held.size(); ++i) {
-    const SPartScores scores =
-        parts.held[i] == 0 ? kept.Score(values(i), base) : kept.Score(values(i), base, none);
-    parts.scores[i] = std::min(LargerSide(scores, sides), kMostScore);
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    const bool isAlone = found.held[g] == 0 && groups[g].size() == 1;
+    COtherParts own = found.held[g] == 0 && !isAlone ? kept.NewGroup() : none;
+    for (const std::size_t i : groups[g]) {
+      if (found.held[g] == 0 && !isAlone && !own.Add(values(i))) {
+        return false;
+      }
+    }
+    found.scores[g] = kLowestScore;
+    for (const std::size_t i : groups[g]) {
+      const SPartScores scores =
+          isAlone ? kept.Score(values(i), base) : kept.Score(values(i), base, own);
+      found.scores[g] = std::max(found.scores[g], std::min(LargerSide(scores, sides), kMostScore));
+    }
   }
   return true;
 }
@@ -73,19 +103,25 @@ std::size_t CountHeld(std::span<const double> scores) {
 }  // namespace
 
 bool HoldBack(std::size_t parts, const PartValues& values, std::span<const float> base,
-              ScoreSides sides, SHeldParts& held) {
+              ScoreSides sides, SHeldParts& held, std::span<const std::size_t> numbers) {
   return detail::IfMemoryAllows(false, [&] {
     constexpr int kMostRounds = 10;
-    SHeldParts found{std::vector<std::uint8_t>(parts, 0), std::vector<double>(parts)};
-    std::vector<std::size_t> order(parts);
-    std::vector<double> scores(parts);
+    if (!numbers.empty() && numbers.size() != parts) {
+      return false;
+    }
+    SHeldParts result{std::vector<std::uint8_t>(parts, 0), std::vector<double>(parts)};
     if (parts == 0) {
-      held = std::move(found);
+      held = std::move(result);
       return true;
     }
+    const std::vector<Group> groups = GroupsOf(parts, numbers);
+    const std::size_t n = groups.size();
+    SHeldParts found{std::vector<std::uint8_t>(n, 0), std::vector<double>(n)};
+    std::vector<std::size_t> order(n);
+    std::vector<double> scores(n);
     COtherParts kept(NearMost(parts, values));
     for (int round = 0; round < kMostRounds; ++round) {
-      if (!ScoreByKept(values, base, sides, found, kept)) {
+      if (!ScoreByKept(groups, values, base, sides, found, kept)) {
         return false;
       }
       std::iota(order.begin(), order.end(), std::size_t{0});
@@ -95,7 +131,7 @@ bool HoldBack(std::size_t parts, const PartValues& values, std::span<const float
       });
       std::transform(order.begin(), order.end(), scores.begin(),
                      [&](std::size_t i) { return found.scores[i]; });
-      std::vector<std::uint8_t> now(parts, 0);
+      std::vector<std::uint8_t> now(n, 0);
       for (std::size_t j = CountHeld(scores); j > 0; --j) {
         now[order[j - 1]] = 1;
       }
@@ -104,13 +140,21 @@ bool HoldBack(std::size_t parts, const PartValues& values, std::span<const float
       }
       found.held.swap(now);
     }
-    held = std::move(found);
+    for (std::size_t g = 0; g < n; ++g) {
+      for (const std::size_t i : groups[g]) {
+        result.held[i] = found.held[g];
+        result.scores[i] = found.scores[g];
+      }
+    }
+    held = std::move(result);
     return true;
   });
 }
 
-bool CLearnGuard::Holds(const CLimitCalibration& kept, const SPartScores& part) {
-  const bool holds = kept.Scores() >= kStart && LargerSide(part, kept.Sides()) > kept.HoldLimit();
+bool CLearnGuard::Holds(const CLimitCalibration& kept, const SPartScores& part,
+                        std::int64_t pieces) {
+  const bool holds =
+      kept.Scores() >= kStart && LargerSide(part, kept.Sides()) > kept.HoldLimit(pieces);
   recent_ = static_cast<std::uint16_t>((recent_ << 1 | (holds ? 1 : 0)) & kMask);
   return holds;
 }

@@ -27,9 +27,13 @@ using PartValues = std::function<std::span<const float>(std::size_t part)>;
 /// forward search: Atkinson, Riani, Cerioli, Exploring Multivariate Data with the Forward Search,
 /// 2004). Bad parts that resemble good ones are not found. Reads each part some 20 times at most.
 /// False, with held unchanged, when parts differ in their points or memory is short.
+///
+/// groups, unless empty, holds a number for each part: those with the same one, as the pieces of a
+/// recording, are scored by the other groups and count as one, by their largest score.
 [[nodiscard]] LIMES_EXPORT bool HoldBack(std::size_t parts, const PartValues& values,
                                          std::span<const float> base, ScoreSides sides,
-                                         SHeldParts& held);
+                                         SHeldParts& held,
+                                         std::span<const std::size_t> groups = {});
 
 /// Guards learning in one pass: holds parts back that the scores so far do not explain, and notices
 /// when the process itself has moved. One thread at a time.
@@ -40,8 +44,8 @@ class LIMES_EXPORT CLearnGuard {
   static constexpr std::int64_t kStart = 20;
 
   /// Decides on a part from the scores of those that were kept: true to hold it back, and not add
-  /// its scores.
-  bool Holds(const CLimitCalibration& kept, const SPartScores& part);
+  /// its scores. A recording of many pieces, with their largest scores, is one part.
+  bool Holds(const CLimitCalibration& kept, const SPartScores& part, std::int64_t pieces = 1);
 
   /// True when 5 of the last 10 parts were held: a step, not single parts. Learning goes on when
   /// they are released or the state is begun anew.

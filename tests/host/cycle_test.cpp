@@ -72,6 +72,70 @@ TEST_F(Cycle, UnitsOfOneKindAreConvertedAndTold) {
               HasSubstr("'w' is in kg, in the store in m"));
 }
 
+/// One bad recording of many pieces is held, named and counted once; it can be learnt after all.
+TEST_F(Cycle, ARecordingThatIsCutIsHeldAsAWhole) {
+  std::mt19937 random(5);
+  const auto recording = [&](const std::string& name, double offset) {
+    std::string text = "a [V]\n";
+    for (int i = 0; i < 36; ++i) {
+      text += std::to_string(offset + static_cast<double>(random() % 1000) / 1000.0) + "\n";
+    }
+    return Write(name, text);
+  };
+  std::vector<std::string> learn = {"learn", "--guard", "--cut", "6", "--dx", "1", "--drift", "0"};
+  for (int i = 0; i < 25; ++i) {
+    learn.push_back(recording("good" + std::to_string(i) + ".csv", 0.01 * i));
+  }
+  EXPECT_THAT(Run(learn, 0).out, HasSubstr("learnt 150 parts"));
+  const std::string bad = recording("bad.csv", 5.0);
+  const SResult held = Run({"learn", bad, recording("next.csv", 0.1), "--json"}, 0);
+  EXPECT_THAT(held.err, HasSubstr("bad.csv, 6 pieces  score"));
+  EXPECT_THAT(held.err, testing::Not(HasSubstr("has moved")));
+  EXPECT_THAT(held.err, HasSubstr("learnt 6 parts; 156 in"));
+  ASSERT_EQ(held.Lines().size(), 7U) << held.out;
+  EXPECT_EQ(held.Lines()[0]["pieces"], 6);
+  EXPECT_EQ(held.Lines()[0]["process_moved"], false);
+  EXPECT_EQ(Run({"show", "--held", "--json"}, 0).Lines().size(), 1U);
+  EXPECT_THAT(Run({"learn", bad}, 3).err, HasSubstr("is held back already"));
+  EXPECT_THAT(Run({"accept", "bad.csv"}, 0).out, HasSubstr("162 learnt in"));
+  EXPECT_EQ(Run({"show", "--held"}, 0).out, "");
+  for (int i = 0; i < 5; ++i) {
+    const std::string name = "moved" + std::to_string(i) + ".csv";
+    EXPECT_EQ(
+        Run({"learn", recording(name, -1000.0 - i)}, 0).err.find("has moved") != std::string::npos,
+        i == 4);
+  }
+  EXPECT_THAT(Run({"forget", "moved4.csv"}, 0).out, HasSubstr("moved4.csv, which was held back"));
+  EXPECT_THAT(Run({"rebase"}, 0).out, HasSubstr("24 learnt in"));
+}
+
+/// The last parts lie 3 spreads higher at 1.5 s, and names try to be markup.
+TEST_F(Cycle, DriftStandsOnThePage) {
+  std::mt19937 random(5);
+  std::vector<std::string> command = {"learn", "--factor", "3", "--drift", "100"};
+  for (int part = 0; part < 60; ++part) {
+    std::string text = "t [s],<b>w [m]\n";
+    for (int i = 0; i < 5; ++i) {
+      const double noise = static_cast<double>(random() % 1000) / 1000.0;
+      text += std::to_string(0.5 * i) + "," +
+              std::to_string(10.0 + noise + (part >= 40 ? 1.0 + (i == 3 ? 0.5 : 0.0) : 0.0)) + "\n";
+    }
+    command.push_back(Write("part&" + std::to_string(100 + part) + "<i>.csv", text));
+  }
+  EXPECT_THAT(Run(command, 0).err, HasSubstr("drift: <b>w has moved up"));
+  Run({"report", "--html", File("page.html")}, 0);
+  std::ifstream file(File("page.html"));
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const auto begin = page.find("<h2>Drift</h2>");
+  ASSERT_NE(begin, std::string::npos);
+  const std::string section = page.substr(begin, page.find("</table>", begin) - begin);
+  EXPECT_THAT(section, HasSubstr("&lt;b&gt;w"));
+  EXPECT_THAT(section, HasSubstr("part&amp;14"));
+  EXPECT_THAT(section, HasSubstr("&lt;i&gt;.csv"));
+  EXPECT_THAT(section, HasSubstr("1.5 s"));
+  EXPECT_THAT(section, testing::Not(testing::AnyOf(HasSubstr("<b>"), HasSubstr("<i>"))));
+}
+
 TEST_F(Cycle, ReadsSoundCutsAndFormsSpectra) {
   const auto tone = [](double level) {
     return [level, random = std::mt19937(3)](std::size_t i, int channel) mutable {

@@ -68,22 +68,27 @@ bool SameStates(CModel& a, CModel& b) {
                     });
 }
 
-/// Drops the held parts among the named ones, whose names are taken out.
-std::vector<SHeldPart> DropHeld(CStore& store, std::vector<std::string>& names,
-                                const std::vector<SLearntPart>& learnt) {
-  std::vector<SHeldPart> dropped;
+/// Drops the held parts among the named ones, whose names are taken out; gives how they are named.
+std::vector<std::string> DropHeld(CStore& store, std::vector<std::string>& names,
+                                  const std::vector<SLearntPart>& learnt) {
+  std::vector<std::string> dropped;
   const std::vector<SHeldPart> all = store.HeldParts(false);
+  const std::vector<SHeldName> known = HeldNames(all);
   std::erase_if(names, [&](const std::string& name) {
     const bool isLearnt = std::any_of(learnt.begin(), learnt.end(), [&](const SLearntPart& part) {
       return IsCalled(part.name, name);
     });
-    if (isLearnt || std::none_of(all.begin(), all.end(), [&](const SHeldPart& held) {
-          return IsCalled(held.part.name, name);
-        })) {
+    const bool isHeld = std::any_of(known.begin(), known.end(), [&](const SHeldName& held) {
+      return IsCalled(held.name, name);
+    });
+    if (isLearnt || !isHeld) {
       return false;
     }
-    dropped.push_back(NamedHeld(store, {name}).at(0));
-    store.DropHeld(dropped.back().part.id);
+    const std::vector<SHeldPart> parts = NamedHeld(store, {name});
+    dropped.push_back(HeldNames(parts).at(0).name);
+    for (const SHeldPart& held : parts) {
+      store.DropHeld(held.part.id);
+    }
     return true;
   });
   return dropped;
@@ -134,7 +139,7 @@ int RunForget(const SOptions& options, SConsole& console) {
     throw CStoreError(options.store + ": nothing is learnt in this store");
   }
   SOptions named = options;
-  const std::vector<SHeldPart> dropped = DropHeld(store, named.files, parts);
+  const std::vector<std::string> dropped = DropHeld(store, named.files, parts);
   std::vector<SLearntPart> chosen;
   bool gaveUpScores = false;
   const bool takesOut = dropped.empty() || !named.files.empty() || options.run;
@@ -151,8 +156,8 @@ int RunForget(const SOptions& options, SConsole& console) {
     Warn(console,
          "the scores of limes calibrate are given up for those of learning: calibrate again");
   }
-  for (const SHeldPart& held : dropped) {
-    console.out << "forgot " << Escaped(held.part.name) << ", which was held back\n";
+  for (const std::string& name : dropped) {
+    console.out << "forgot " << Escaped(name) << ", which was held back\n";
   }
   for (const SLearntPart& part : chosen) {
     console.out << "forgot " << Escaped(part.name) << '\n';

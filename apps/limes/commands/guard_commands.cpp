@@ -19,19 +19,26 @@ SSettings StoredSettings(CStore& store) {
   return *settings;
 }
 
-/// Learns held parts, which leave the held ones.
+/// Learns held parts, which leave the held ones; pieces of a recording are scored alike.
 void LearnHeld(CStore& store, CModel& model, std::int64_t run, std::vector<SHeldPart>& parts,
                const std::vector<SStoredQuantity>& quantities) {
+  CMovedRecordings recordings;
+  std::optional<std::int64_t> recording;
   for (SHeldPart& held : parts) {
+    if (held.part.recording != recording) {
+      recording = held.part.recording;
+      recording ? model.Freeze() : model.Thaw();
+    }
     SPart part = PartFromRecord(held.part.record, quantities);
     part.name = held.part.name;
     if (const std::string reason = model.Learn(part, true); !reason.empty()) {
       throw CUsageError(Quoted(part.name) + " cannot be learnt: " + reason);
     }
     held.part.scores = model.Scored().scores;
-    store.AddLearnt(run, held.part);
+    recordings.Move(held.part, [&] { return store.AddLearnt(run, held.part); });
     store.DropHeld(held.part.id);
   }
+  model.Thaw();
 }
 
 std::vector<std::string> NamesOf(const std::vector<SHeldPart>& parts) {
@@ -49,9 +56,17 @@ void Finish(CStore& store, CModel& model, const SSettings& settings, std::int64_
   store.Commit();
 }
 
-void PrintLearnt(CStore& store, const std::vector<SHeldPart>& parts, SConsole& console) {
-  for (const SHeldPart& held : parts) {
-    console.out << "learnt " << Escaped(held.part.name) << '\n';
+std::vector<std::string> NamesOf(const std::vector<SHeldPart>& parts) {
+  std::vector<std::string> names;
+  for (const SHeldName& held : HeldNames(parts)) {
+    names.push_back(held.name);
+  }
+  return names;
+}
+
+void PrintLearnt(CStore& store, const std::vector<std::string>& names, SConsole& console) {
+  for (const std::string& name : names) {
+    console.out << "learnt " << Escaped(name) << '\n';
   }
   console.out << store.CountParts(true) << " learnt in " << Escaped(store.Path()) << '\n';
 }
@@ -63,6 +78,7 @@ int RunAccept(const SOptions& options, SConsole& console) {
   store.Begin();
   const SSettings settings = StoredSettings(store);
   std::vector<SHeldPart> parts = NamedHeld(store, options.files);
+  const std::vector<std::string> names = NamesOf(parts);
   CModel model = LoadedModel(store, settings);
   store.SetReason(options.reason);
   const std::int64_t run = store.AddRun("accept", settings, NamesOf(parts));
@@ -72,7 +88,7 @@ int RunAccept(const SOptions& options, SConsole& console) {
   LearnHeld(store, model, run, parts, model.States());
   store.AddAlarms(run, model.TakeAlarms(), std::nullopt);
   Finish(store, model, settings, run);
-  PrintLearnt(store, parts, console);
+  PrintLearnt(store, names, console);
   return static_cast<int>(ExitCode::kAllGood);
 }
 
@@ -85,6 +101,7 @@ int RunRebase(const SOptions& options, SConsole& console) {
     throw CUsageError(
         "no part is held back: a new state begins with parts that the old one does not explain");
   }
+  const std::vector<std::string> names = NamesOf(parts);
   const std::int64_t before = store.CountParts(true);
   const std::vector<SStoredQuantity> quantities = store.Quantities();
   store.SetReason(options.reason);
@@ -96,7 +113,7 @@ int RunRebase(const SOptions& options, SConsole& console) {
     LookTogether(store, model, settings, run);
   }
   Finish(store, model, settings, run);
-  PrintLearnt(store, parts, console);
+  PrintLearnt(store, names, console);
   console.out << "put aside what was learnt of " << before << (before == 1 ? " part" : " parts")
               << " before (limes show --past)\n";
   return static_cast<int>(ExitCode::kAllGood);

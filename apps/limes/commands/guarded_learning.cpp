@@ -1,6 +1,7 @@
 #include "apps/limes/commands/guarded_learning.h"
 
 #include <algorithm>
+#include <map>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -56,6 +57,19 @@ std::vector<SCandidate> Candidates(CStore& store, CModel& model) {
   return candidates;
 }
 
+/// For each the number of its group: pieces of a recording, learnt or held, are one.
+std::vector<std::size_t> Groups(const std::vector<SCandidate>& candidates) {
+  std::map<std::pair<bool, std::int64_t>, std::size_t> recordings;
+  std::vector<std::size_t> groups;
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    const auto& recording = candidates[i].held.part.recording;
+    groups.push_back(
+        recording ? recordings.try_emplace({candidates[i].isHeld, *recording}, i).first->second
+                  : i);
+  }
+  return groups;
+}
+
 /// Which of them the others cannot explain.
 SHeldParts LookAt(std::vector<SCandidate>& candidates, const SSettings& settings) {
   const Sides sides = settings.WhichSides();
@@ -68,7 +82,8 @@ SHeldParts LookAt(std::vector<SCandidate>& candidates, const SSettings& settings
   SHeldParts held;
   const auto points = [&](std::size_t i) { return std::span<const float>(candidates[i].points); };
   if (!HoldBack(candidates.size(), points, base,
-                sides == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne, held)) {
+                sides == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne, held,
+                Groups(candidates))) {
     throw std::bad_alloc();
   }
   return held;
@@ -82,7 +97,10 @@ void Describe(const SFurthest& furthest, SHeldPart& held) {
 
 }  // namespace
 
-bool IsStart(const CModel& model) { return model.Scores().Scores() < CLearnGuard::kStart; }
+bool IsStart(CStore& store, const CModel& model, const SSettings& settings) {
+  return (settings.cut > 0 ? store.ScoredRecordings() : model.Scores().Scores()) <
+         CLearnGuard::kStart;
+}
 
 std::optional<SHeldPart> HeldBack(CModel& model, CLearnGuard& guard) {
   const SScores scores = model.Scored().scores;
@@ -99,9 +117,43 @@ std::optional<SHeldPart> HeldBack(CModel& model, CLearnGuard& guard) {
   return held;
 }
 
-bool MayLookTogether(CStore& store, const CModel& model) {
+void CGuardedRecording::Begin(const CModel& model) {
+  before_ = model.Scores();
+  largest_ = {};
+  furthest_ = {};
+  pieces_ = 0;
+}
+
+void CGuardedRecording::Take(const CModel& model) {
+  ++pieces_;
+  largest_ = Larger(largest_, model.InSides(model.Scored().scores));
+  if (const SFurthest furthest = model.Furthest(); furthest.score > furthest_.score) {
+    furthest_ = furthest;
+  }
+}
+
+std::optional<SHeldPart> CGuardedRecording::HeldBack(CLearnGuard& guard) const {
+  if (!guard.Holds(*before_, largest_, std::max<std::int64_t>(pieces_, 1))) {
+    return std::nullopt;
+  }
+  SHeldPart held;
+  held.part.recording = SLearntPart::kNewRecording;
+  held.score = std::max(largest_.above, largest_.below);
+  held.limit = before_->HoldLimit(pieces_);
+  Describe(furthest_, held);
+  return held;
+}
+
+void AddHeldParts(CStore& store, std::int64_t run, const std::vector<SHeldPart>& parts) {
+  CMovedRecordings recordings;
+  for (SHeldPart held : parts) {
+    recordings.Move(held.part, [&] { return store.AddHeld(run, held); });
+  }
+}
+
+bool MayLookTogether(CStore& store, const CModel& model, const SSettings& settings) {
   const auto held = static_cast<std::int64_t>(store.HeldParts(false).size());
-  return IsStart(model) ||
+  return IsStart(store, model, settings) ||
          (store.CountParts(true) + held < kLookedAt && store.KeptBytes() < kMostLookedAtBytes);
 }
 
@@ -129,6 +181,8 @@ bool LookTogether(CStore& store, CModel& model, const SSettings& settings, std::
     }
   }
   model = Relearn(store, settings, leftOut, nullptr);  // tells where the others lie
+  CMovedRecordings toHeld;
+  CMovedRecordings toLearnt;
   for (std::size_t i = 0; i < candidates.size(); ++i) {
     SHeldPart& held = candidates[i].held;
     if (moves(i, true)) {
@@ -138,11 +192,11 @@ bool LookTogether(CStore& store, CModel& model, const SSettings& settings, std::
       held.limit = limit;
       held.part.scores = model.Scored().scores;
       Describe(model.Furthest(), held);
-      store.HoldLearnt(held);
+      toHeld.Move(held.part, [&] { return store.HoldLearnt(held); });
     } else if (moves(i, false)) {
       store.DropHeld(held.part.id);
       held.part.scores = kUnknown;
-      store.AddLearnt(run, held.part);
+      toLearnt.Move(held.part, [&] { return store.AddLearnt(run, held.part); });
     }
   }
   model = Relearn(store, settings, {},
@@ -151,38 +205,62 @@ bool LookTogether(CStore& store, CModel& model, const SSettings& settings, std::
   return true;
 }
 
+std::vector<SHeldName> HeldNames(const std::vector<SHeldPart>& parts) {
+  std::vector<SHeldName> names;
+  std::map<std::int64_t, std::size_t> places;
+  for (const SHeldPart& held : parts) {
+    const auto& recording = held.part.recording;
+    if (recording && places.contains(*recording)) {
+      ++names[places[*recording]].pieces;
+      continue;
+    }
+    if (recording) {
+      places[*recording] = names.size();
+    }
+    const auto colon = recording ? held.part.name.rfind(':') : std::string::npos;
+    names.push_back({held.part.name.substr(0, colon), &held});
+  }
+  return names;
+}
+
 std::vector<SHeldPart> NamedHeld(CStore& store, const std::vector<std::string>& names) {
   std::vector<SHeldPart> all = store.HeldParts(true);
   if (names.empty()) {
     return all;
   }
-  std::vector<SHeldPart> named;
+  const std::vector<SHeldName> known = HeldNames(all);
+  std::vector<const SHeldPart*> chosen;
   for (const std::string& name : names) {
-    const std::size_t before = named.size();
-    std::copy_if(all.begin(), all.end(), std::back_inserter(named),
-                 [&](const SHeldPart& held) { return IsCalled(held.part.name, name); });
-    const auto twice = std::find_if(
-        named.begin(), named.begin() + static_cast<std::ptrdiff_t>(before), [&](const auto& held) {
-          return named.size() > before && held.part.id == named.back().part.id;
-        });
-    if (twice != named.begin() + static_cast<std::ptrdiff_t>(before)) {
-      named.pop_back();
-      continue;
-    }
-    if (named.size() == before) {
+    const auto is = [&](const SHeldName& held) { return IsCalled(held.name, name); };
+    const auto found = std::find_if(known.begin(), known.end(), is);
+    if (found == known.end()) {
       throw CUsageError("no part " + Quoted(name) +
                         " is held back in this store (limes show --held lists them)");
     }
-    if (named.size() > before + 1) {
-      throw CUsageError(std::to_string(named.size() - before) + " held parts are called " +
-                        Quoted(name));
+    if (const auto count = std::count_if(known.begin(), known.end(), is); count > 1) {
+      throw CUsageError(std::to_string(count) + " held parts are called " + Quoted(name));
     }
+    if (std::find(chosen.begin(), chosen.end(), found->part) == chosen.end()) {
+      chosen.push_back(found->part);
+    }
+  }
+  std::vector<SHeldPart> named;
+  for (const SHeldPart* const first : chosen) {
+    std::copy_if(all.begin(), all.end(), std::back_inserter(named), [&](const SHeldPart& held) {
+      return held.part.id == first->part.id ||
+             (held.part.recording && held.part.recording == first->part.recording);
+    });
   }
   return named;
 }
 
-std::string HeldText(const SHeldPart& held) {
-  std::string text = "score " + Brief(held.score) + ", good parts up to " + Brief(held.limit);
+std::string HeldText(const SHeldName& name) {
+  const SHeldPart& held = *name.part;
+  std::string text = name.name;
+  if (name.pieces > 1) {
+    text += ", " + std::to_string(name.pieces) + " pieces";
+  }
+  text += "  score " + Brief(held.score) + ", good parts up to " + Brief(held.limit);
   if (!held.quantity.empty()) {
     text += ": " + held.quantity + (held.side == Side::kUpper ? ", above" : ", below");
     text += held.x ? ", at " + PlaceNumber(*held.x) : "";
@@ -190,9 +268,13 @@ std::string HeldText(const SHeldPart& held) {
   return text;
 }
 
-void PrintHeldJson(std::ostream& out, const SHeldPart& held, const CLearnGuard* guard) {
+void PrintHeldJson(std::ostream& out, const SHeldName& name, const CLearnGuard* guard) {
+  const SHeldPart& held = *name.part;
   nlohmann::ordered_json json;
-  json["part"] = held.part.name;
+  json["part"] = name.name;
+  if (held.part.recording) {
+    json["pieces"] = name.pieces;
+  }
   if (held.part.label) {
     json["label"] = *held.part.label;
   }

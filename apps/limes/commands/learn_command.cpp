@@ -134,6 +134,9 @@ class CLearnRun {
     if (settings_.cut > 0) {
       model_->Freeze();
     }
+    if (IsGuardedAsWhole()) {
+      cutRecording_.Begin(*model_);
+    }
     try {
       while (source_->Next(part_)) {
         model_->ConvertUnits(part_, [this](const std::string& text) { Warn(console_, text); });
@@ -148,9 +151,30 @@ class CLearnRun {
       }
       throw;
     }
+    if (IsGuardedAsWhole() && !starting_) {
+      HoldRecording();
+    }
     if (several || Clock::now() - begun_ > kBatchTime) {
       Commit();
     }
+  }
+
+  /// Whether the pieces of a recording are learnt or held together.
+  bool IsGuardedAsWhole() const { return settings_.guard && settings_.cut > 0; }
+
+  /// Takes back what was learnt of the recording at hand, if good ones do not explain it: a file
+  /// that is cut is a batch of its own.
+  void HoldRecording() {
+    const auto held = pending_.empty() ? std::nullopt : cutRecording_.HeldBack(guard_);
+    if (!held) {
+      return;
+    }
+    for (SPending& pending : std::exchange(pending_, {})) {
+      SHeldPart& piece = held_.emplace_back(*held);
+      piece.part = std::move(pending.part);
+      piece.part.recording = SLearntPart::kNewRecording;
+    }
+    *model_ = LoadedModel(*store_, settings_);
   }
 
   /// Learns the part, or notes why it is refused.
@@ -193,7 +217,11 @@ class CLearnRun {
     }
     // What is known already tells nothing of other parts.
     learnt.scores = known ? SScores() : model_->Score().scores;
-    if (auto held = guards && !known ? HeldBack(*model_, guard_) : std::nullopt) {
+    if (!known && IsGuardedAsWhole()) {
+      cutRecording_.Take(*model_);
+    }
+    if (auto held =
+            guards && !known && settings_.cut == 0 ? HeldBack(*model_, guard_) : std::nullopt) {
       held->part = std::move(learnt);
       held_.push_back(std::move(*held));
       return false;
@@ -211,7 +239,7 @@ class CLearnRun {
     if (store_) {
       BeginWriting();
     }
-    starting_ = settings_.guard && (!store_ || MayLookTogether(*store_, *model_));
+    starting_ = settings_.guard && (!store_ || MayLookTogether(*store_, *model_, settings_));
   }
 
   /// Starts the transaction and takes over what other processes have learnt meanwhile.
@@ -261,9 +289,7 @@ class CLearnRun {
       for (SPending& pending : pending_) {
         Add(pending.part);
       }
-      for (const SHeldPart& held : held_) {
-        store_->AddHeld(run_, held);
-      }
+      AddHeldParts(*store_, run_, held_);
     }
     SaveModel(*store_, *model_, run_);
     LimitKept(*store_, settings_);
@@ -293,14 +319,15 @@ class CLearnRun {
     const std::vector<SStoredQuantity> quantities = model_->States();
     *model_ = LoadedModel(*store_, settings_);
     if (settings_.cut > 0) {
-      model_->Freeze();
+      StartRecording(before, quantities);
+      return;
     }
     std::vector<SPending> learnt;
     std::uint64_t parts = static_cast<std::uint64_t>(store_->CountParts(true)) + before.size();
     for (SPending& pending : std::exchange(pending_, {})) {
       SPart part = PartFromRecord(pending.part.record, quantities);
       part.name = pending.part.name;
-      const bool wasStart = IsStart(*model_);
+      const bool wasStart = IsStart(*store_, *model_, settings_);
       const std::size_t held = held_.size();
       if (TakePart(part, pending.part, pending.known, !wasStart)) {
         Add(pending.part);
@@ -309,15 +336,41 @@ class CLearnRun {
         store_->AddHeld(run_, held_.back());
       }
       const bool doubled = std::has_single_bit(++parts) && parts <= kLookedAt;
-      const bool starts = IsStart(*model_);
+      const bool starts = IsStart(*store_, *model_, settings_);
       if ((wasStart && !starts) || (doubled && !starts && !guard_.HasStepped())) {
         Look();
       }
     }
-    if (IsStart(*model_)) {
+    if (IsStart(*store_, *model_, settings_)) {
       Look();
     }
     Compare(before, std::move(learnt));
+  }
+
+  /// The same of the pieces of a recording.
+  void StartRecording(const std::vector<SHeldPart>& before,
+                      const std::vector<SStoredQuantity>& quantities) {
+    model_->Freeze();
+    cutRecording_.Begin(*model_);
+    for (SPending& pending : std::exchange(pending_, {})) {
+      SPart part = PartFromRecord(pending.part.record, quantities);
+      part.name = pending.part.name;
+      if (TakePart(part, pending.part, pending.known, false)) {
+        pending_.push_back(std::move(pending));
+      }
+    }
+    const bool isStart = IsStart(*store_, *model_, settings_);
+    if (!isStart) {
+      HoldRecording();
+    }
+    for (SPending& pending : pending_) {
+      Add(pending.part);
+    }
+    AddHeldParts(*store_, run_, held_);
+    if (isStart) {
+      Look();
+    }
+    Compare(before, std::exchange(pending_, {}));
   }
 
   void Look() {
@@ -399,16 +452,20 @@ class CLearnRun {
       }
       console_.out.flush();
     }
+    std::vector<SHeldPart> released;
     for (const SPending& pending : pending_) {
       if (pending.released) {
-        console_.err << "learnt after all  " << Escaped(pending.part.name) << '\n';
+        released.emplace_back().part = pending.part;
       }
     }
-    for (const SHeldPart& held : held_) {
+    for (const SHeldName& held : HeldNames(released)) {
+      console_.err << "learnt after all  " << Escaped(held.name) << '\n';
+    }
+    for (const SHeldName& held : HeldNames(held_)) {
       if (options_.json) {
         PrintHeldJson(console_.out, held, &guard_);
       }
-      console_.err << "held back  " << Escaped(held.part.name + "  " + HeldText(held)) << '\n';
+      console_.err << "held back  " << Escaped(HeldText(held)) << '\n';
     }
     for (const SDriftFound& drift : alarms_) {
       Warn(console_, DriftText(drift));
@@ -443,6 +500,7 @@ class CLearnRun {
   std::vector<SHeldPart> held_;    ///< held back, not yet stored
   std::vector<SDriftFound> alarms_;
   CLearnGuard guard_;
+  CGuardedRecording cutRecording_;
   bool starting_ = false;  ///< the guard has not seen enough parts yet
   bool stepped_ = false;   ///< said that the process has moved
   std::optional<std::int64_t> recording_;

@@ -43,11 +43,12 @@ int RunShow(const SOptions& options, SConsole& console) {
     return static_cast<int>(ExitCode::kAllGood);
   }
   if (options.held) {
-    for (const SHeldPart& held : store.HeldParts(false)) {
+    const std::vector<SHeldPart> parts = store.HeldParts(false);
+    for (const SHeldName& held : HeldNames(parts)) {
       if (options.json) {
         PrintHeldJson(console.out, held, nullptr);
       } else {
-        console.out << Escaped(held.part.name + "  " + HeldText(held)) << '\n';
+        console.out << Escaped(HeldText(held)) << '\n';
       }
     }
     return static_cast<int>(ExitCode::kAllGood);

@@ -185,14 +185,17 @@ class CStore {
 
   /// Parts held back from learning, in the order in which they were; their values when asked for.
   std::vector<SHeldPart> HeldParts(bool withRecords);
-  void AddHeld(std::int64_t run, const SHeldPart& held);
+  std::int64_t AddHeld(std::int64_t run, const SHeldPart& held);
   void DropHeld(std::int64_t id);
 
   /// The run in which what is learnt began anew; 0: it never did.
   std::int64_t BegunInRun();
 
-  /// Turns a kept learnt part into a held one.
-  void HoldLearnt(const SHeldPart& held);
+  /// Turns a kept learnt part into a held one, of the recording that it names among held ones.
+  std::int64_t HoldLearnt(const SHeldPart& held);
+
+  /// Recordings with scored pieces that are learnt.
+  std::int64_t ScoredRecordings();
 
   /// The guard's decisions on the last parts; see CLearnGuard.
   std::uint16_t GuardRecent();

@@ -8,6 +8,7 @@ namespace limes::host {
 namespace {
 
 constexpr std::int64_t kGuardingSince = 7;  ///< version of the tables
+constexpr std::int64_t kHeldRecordingsSince = 8;
 
 const char* SourceText(CStore::DriftSource source) {
   return source == CStore::DriftSource::kLearning  ? "learning"
@@ -25,7 +26,9 @@ std::vector<SHeldPart> CStore::HeldParts(bool withRecords) {
   CStatement list(database_->Handle(),
                   std::string("SELECT id, run, name, label, content, score, score_limit, quantity, "
                               "side, x, score_above, score_below, ") +
-                      (withRecords ? "record" : "NULL") + " FROM held ORDER BY id");
+                      (withRecords ? "record, " : "NULL, ") +
+                      (version_ < kHeldRecordingsSince ? "NULL" : "recording") +
+                      " FROM held ORDER BY id");
   while (list.Step()) {
     SHeldPart& held = result.emplace_back();
     held.part.id = list.Int(0);
@@ -40,22 +43,35 @@ std::vector<SHeldPart> CStore::HeldParts(bool withRecords) {
     held.x = list.Real(9);
     ReadFields(list, 10, held.part.scores);
     held.part.record = list.Bytes(12);
+    held.part.recording = list.OptionalInt(13);
   }
   return result;
 }
 
-void CStore::AddHeld(std::int64_t run, const SHeldPart& held) {
+std::int64_t CStore::AddHeld(std::int64_t run, const SHeldPart& held) {
   CStatement add(
       database_->Handle(),
       "INSERT INTO held(run, name, label, content, record, score, score_limit, quantity, "
-      "side, x" +
-          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?" +
+      "side, x, recording" +
+          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?" +
           ColumnMarks<SScores>() + ")");
   add.Bind(run).Bind(held.part.name).Bind(held.part.label).Bind(held.part.content);
   add.Bind(std::span(held.part.record)).Bind(std::optional(held.score));
   add.Bind(std::optional(held.limit)).Bind(held.quantity).Bind(SideText(held.side)).Bind(held.x);
+  add.Bind(held.part.recording);
   BindFields(add, held.part.scores);
   add.Run();
+  const std::int64_t id = database_->LastRowId();
+  if (held.part.recording == SLearntPart::kNewRecording) {
+    CStatement(database_->Handle(), "UPDATE held SET recording = id WHERE id = ?").Bind(id).Run();
+  }
+  return id;
+}
+
+std::int64_t CStore::ScoredRecordings() {
+  return database_->QueryInt(
+      "SELECT COUNT(DISTINCT recording) FROM part WHERE verdict = 'learnt' AND score_above NOT "
+      "NULL");
 }
 
 std::int64_t CStore::BegunInRun() {
@@ -71,15 +87,16 @@ std::optional<std::string> CStore::FindHeld(std::int64_t content) {
   return find.Bind(content).Step() ? std::optional(find.Text(0)) : std::nullopt;
 }
 
-void CStore::HoldLearnt(const SHeldPart& held) {
+std::int64_t CStore::HoldLearnt(const SHeldPart& held) {
   CStatement find(database_->Handle(), "SELECT run, label, content FROM part WHERE id = ?");
   find.Bind(held.part.id).Step();
   SHeldPart whole = held;
   whole.part.label = find.OptionalText(1);
   whole.part.content = find.OptionalInt(2);
-  AddHeld(find.Int(0), whole);
+  const std::int64_t id = AddHeld(find.Int(0), whole);
   find.Reset();
   RemoveLearnt({held.part.id});
+  return id;
 }
 
 std::uint16_t CStore::GuardRecent() {

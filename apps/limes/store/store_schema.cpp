@@ -182,6 +182,7 @@ PRAGMA user_version = 7;
 /// kept and before a new beginning. Who changed what, when parts were judged, and the files that
 /// came to a bench.
 constexpr const char* kVersion8 = R"sql(
+ALTER TABLE held ADD COLUMN recording INTEGER;
 ALTER TABLE part ADD COLUMN limits INTEGER;
 ALTER TABLE part ADD COLUMN measured TEXT;
 CREATE TABLE limits(
