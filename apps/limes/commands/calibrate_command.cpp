@@ -76,6 +76,8 @@ class CCalibration {
     rule_.base = settings.base;
     rule_.reject = settings.reject;
     rule_.factor = settings.factor;
+    rule_.cover = settings.cover;
+    rule_.sure = settings.sure;
     if (options_.group) {
       where_ = options_.where;
       if (settings.labelColumn && settings.labelColumn != options_.group) {

@@ -133,6 +133,12 @@ void AddRule(CLI::App& app, SOptions& o) {
       app, "--reject", [&s](const std::string& t) { s.reject = ParseShare("--reject", t); },
       "share of good parts that is rejected, which the factor follows from (1%)", "RATE");
   Add(app, "--factor", s.factor, "weight of the spread, instead of --reject", "F");
+  AddText(
+      app, "--cover", [&s](const std::string& t) { s.cover = ParseShare("--cover", t); },
+      "share of Normal values within each limit, instead of --reject", "SHARE");
+  AddText(
+      app, "--sure", [&s](const std::string& t) { s.sure = ParseShare("--sure", t); },
+      "confidence of --cover (95%)", "SHARE");
   Add(app, "--width", s.width, "half-width of the running maximum along x (0)", "W");
   Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000; tracks: 200)", "T");
   Add(app, "--min-parts", s.minParts, "fewer learnt parts judge nothing (3)", "N");
@@ -263,12 +269,6 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("set", "judge by another rule, without learning anew");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   AddRule(*command, o);
-  AddText(
-      *command, "--cover", [&o](const std::string& t) { o.cover = ParseShare("--cover", t); },
-      "the factor that covers this share of Normal values, by the parts learnt now", "SHARE");
-  AddText(
-      *command, "--sure", [&o](const std::string& t) { o.sure = ParseShare("--sure", t); },
-      "confidence of --cover (95%)", "SHARE");
   AddModes(*command, o);
   AddGuarding(*command, o);
   AddBecause(*command, o);

@@ -59,8 +59,6 @@ struct SOptions {
   bool held = false;                  ///< show the parts held back
   bool past = false;                  ///< show what was learnt before new beginnings
   bool capability = false;            ///< show what the process is capable of
-  std::optional<double> cover;        ///< share of values within a limit that a factor is set for
-  std::optional<double> sure;         ///< confidence of that
   CTolerances tolerances;             ///< of single values
   std::optional<std::string> person;  ///< column of who measured
   std::optional<double> reference;    ///< known value of the part that was measured

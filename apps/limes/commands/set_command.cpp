@@ -1,17 +1,13 @@
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/modes_choice.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
-#include "apps/limes/measurement/number_text.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
 #include "apps/limes/store/stored_model.h"
-#include "limes/learning/tolerance.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -39,37 +35,6 @@ CModel Rescored(CStore& store, const SSettings& settings) {
   return model;
 }
 
-/// The settings given, with the factor that --cover asks for. Throws CUsageError.
-SGivenSettings WithCover(const SOptions& options, CStore& store, const SSettings& stored,
-                         SConsole& console) {
-  constexpr double kSure = 0.95;
-  SGivenSettings given = options.settings;
-  if (!options.cover) {
-    if (options.sure) {
-      throw CUsageError("--sure needs --cover");
-    }
-    return given;
-  }
-  if (given.factor || given.reject) {
-    throw CUsageError("--cover gives the factor: leave out --factor and --reject");
-  }
-  double parts = std::numeric_limits<double>::infinity();
-  for (const SLearntSummary& summary : LoadedModel(store, stored).Summaries()) {
-    parts = std::min(parts, summary.sureness.effectiveParts);
-  }
-  const double sure = options.sure.value_or(kSure);
-  const double factor = ToleranceFactor(parts, *options.cover, sure);
-  if (!std::isfinite(factor)) {
-    throw CUsageError(
-        "--cover needs at least 2 learnt parts, and shares between 0 and 1: 99% or 0.99");
-  }
-  given.factor = std::max(factor, 0.0);
-  console.out << "factor " << Brief(*given.factor) << " of " << Brief(parts) << " parts: covers "
-              << Percent(*options.cover) << " of Normal values at each point, with "
-              << Percent(sure) << " confidence; it stays when more are learnt\n";
-  return given;
-}
-
 }  // namespace
 
 /// What was learnt stays; limits are formed of it by the new rule.
@@ -80,7 +45,7 @@ int RunSet(const SOptions& options, SConsole& console) {
   if (!stored) {
     throw CStoreError(options.store + ": nothing is learnt in this store");
   }
-  SSettings settings = Resolve(WithCover(options, store, *stored, console), stored, false);
+  SSettings settings = Resolve(options.settings, stored, false);
   if (options.modes) {
     settings.modes = *options.modes == kAutoModes ? BestModes(store, settings, console.out)
                      : *options.modes > 0         ? options.modes
@@ -90,7 +55,7 @@ int RunSet(const SOptions& options, SConsole& console) {
   const std::string text = SettingsToText(settings);
   if (text == SettingsToText(*stored)) {
     throw CUsageError(
-        "set changes nothing: give another --base, --reject, --factor, --width, "
+        "set changes nothing: give another --base, --reject, --factor, --cover, --sure, --width, "
         "--modes, --min-parts, --min-share, --one-per-curve, --guard or --drift");
   }
   if (settings.drift != stored->drift) {

@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/report/tuning_text.h"
+#include "limes/learning/tolerance.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -14,7 +16,11 @@ STrial GivenTrial(const SOptions& options, CTuning& tuning) {
   const SSettings& stored = tuning.Settings();
   const SSettings settings = Resolve(options.settings, stored, false);
   constexpr double kClassic = 3.0;  ///< where the store has no rule that can be tried
-  STrial trial{settings.base, stored.WhichSides(), settings.factor.value_or(kClassic)};
+  const std::optional<double> covers =
+      settings.cover
+          ? std::optional(ToleranceFactor(tuning.EffectiveParts(), *settings.cover, *settings.sure))
+          : settings.factor;
+  STrial trial{settings.base, stored.WhichSides(), std::max(covers.value_or(kClassic), 0.0)};
   if (!options.tunedSides.empty()) {
     SSettings wanted = stored;
     wanted.sides = options.tunedSides;
@@ -26,7 +32,8 @@ STrial GivenTrial(const SOptions& options, CTuning& tuning) {
   if (settings.reject) {
     if (const auto ofRate = tuning.ForRate(*settings.reject, trial.base, trial.sides)) {
       trial = *ofRate;
-      trial.factor = trial.limit.FactorAbove(tuning.EffectiveParts());
+      trial.factor =
+          tuning.IsTooWide(trial) ? kClassic : trial.limit.FactorAbove(tuning.EffectiveParts());
     }
   }
   return trial;

@@ -61,9 +61,12 @@ struct SHistory {
 
 /// What the limits of a store do to good parts, as far as their scores tell.
 struct SPromise {
-  std::optional<double> rate;  ///< wanted; empty with a factor
-  SCalibratedLimit limit;      ///< for the rate
-  SPartsBeyond beyond;         ///< of the parts with scores, by the limits as they are
+  std::optional<double> rate;   ///< wanted; empty with a factor
+  std::optional<double> cover;  ///< share of Normal values within each limit
+  std::optional<double> sure;   ///< confidence of that
+  bool hasFactor = false;       ///< not by a rate: of a quantity at least
+  SCalibratedLimit limit;       ///< for the rate
+  SPartsBeyond beyond;          ///< of the parts with scores, by the limits as they are
   std::int64_t scores = 0;
   std::int64_t learnt = 0;
   ScoreSource source = ScoreSource::kLearning;

@@ -57,6 +57,14 @@ std::string NoLimitText(double rate, std::int64_t learnt, std::int64_t scores) {
          " to promise the rate; --factor 3 judges without a promise";
 }
 
+std::string NoCoverText(double cover, double sure, std::int64_t learnt) {
+  const std::string rule = "no limit for --cover " + Percent(cover) + " --sure " + Percent(sure);
+  return rule + " yet, " + Count(learnt, "part") + " learnt: " +
+         (learnt < 2 ? "it takes 2"
+                     : "it would lie more than " + Brief(kMostFactor) +
+                           " spreads from the mean, and all would pass");
+}
+
 std::string LoneText(const SPromise& p) {
   return "one part alone widens these limits: " +
          (p.loneName.empty() ? "it" : Escaped(p.loneName)) + " scored " + Brief(p.lone->score) +
@@ -78,6 +86,14 @@ std::vector<std::string> PromiseTexts(const SPromise& p) {
   }
   if (p.rate && p.limit.basis == CalibrationBasis::kNone) {
     return {p.waits.empty() ? NoLimitText(*p.rate, p.learnt, p.scores) : p.waits};
+  }
+  if (p.cover && !p.hasFactor) {
+    return {NoCoverText(*p.cover, *p.sure, p.learnt)};
+  }
+  if (p.cover) {
+    texts.push_back("each limit covers " + Percent(*p.cover) +
+                    " of Normal values at each point, with " + Percent(*p.sure) +
+                    " confidence; the factor follows from the parts learnt");
   }
   if (p.rate && p.limit.basis == CalibrationBasis::kRank) {
     texts.push_back(Percent(*p.rate) + " promised: a further good part is rejected with " +

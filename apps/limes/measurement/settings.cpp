@@ -62,8 +62,12 @@ void ValidateNumbers(const SSettings& s) {
   Require(single(s.base) && single(s.factor.value_or(0.0)) && single(s.width),
           "--base, --factor and --width must be numbers of single precision");
   Require(s.factor.value_or(0.0) >= 0.0, "--factor must not be negative");
-  Require(s.reject.value_or(kDefaultReject) > 0.0 && s.reject.value_or(kDefaultReject) < 1.0,
-          "--reject must lie between 0 and 1: 1% or 0.01");
+  const auto isShare = [](std::optional<double> share) {
+    return !share || (*share > 0.0 && *share < 1.0);
+  };
+  Require(isShare(s.reject), "--reject must lie between 0 and 1: 1% or 0.01");
+  Require(isShare(s.cover), "--cover must lie between 0 and 1: 99% or 0.99");
+  Require(isShare(s.sure), "--sure must lie between 0 and 1: 95% or 0.95");
   Require(s.width >= 0.0, "--width must not be negative");
   Require(s.drift == 0.0 || (s.drift >= 100.0 && s.drift <= 1e12),
           "--drift must be a number of parts from 100 on, or 0 for no alarm");
@@ -161,8 +165,27 @@ void ValidateCombinations(const SSettings& s) {
               ", or be 0 or auto");
   Require(!s.modes || !s.tracks, "--modes needs parts that cover the same range, not --tracks");
   ValidateForming(s);
+  Require(s.cover || !s.sure, "--sure needs --cover");
+  Require(!s.cover || !s.modes, "--cover is for limits at each point alone, without --modes");
   Require(s.sides == "upper" || s.sides == "lower" || s.sides == "both",
           "--sides must be upper, lower or both");
+}
+
+/// Of the rules one is left: the one given. Of several stored ones there is only one.
+void KeepOneRule(const SGivenSettings& given, SSettings& s) {
+  if (given.reject || given.factor) {
+    s.cover.reset();
+    s.sure.reset();
+  }
+  if (given.reject || given.cover) {
+    s.factor.reset();
+  }
+  if (given.factor || given.cover) {
+    s.reject.reset();
+  }
+  if (s.cover && !s.sure) {
+    s.sure = kDefaultSure;
+  }
 }
 
 /// Nothing but what is given and the defaults, some of which follow from what is given.
@@ -175,9 +198,10 @@ SSettings WithDefaults(const SGivenSettings& given) {
         }
       },
       result, given);
-  if (!result.factor && !result.reject) {
+  if (!result.factor && !result.reject && !result.cover) {
     result.reject = kDefaultReject;
   }
+  KeepOneRule(given, result);
   if (result.tracks) {
     result.timeScale = given.timeScale.value_or(kTrackTimeScale);
     result.minShare = given.minShare.value_or(kMinShareOfTrack);
@@ -203,11 +227,7 @@ SSettings Joined(const SGivenSettings& given, const SSettings& stored, bool lear
         target = *wish;
       },
       result, given);
-  if (given.reject) {
-    result.factor.reset();
-  } else if (given.factor) {
-    result.reject.reset();
-  }
+  KeepOneRule(given, result);
   return result;
 }
 
@@ -216,8 +236,13 @@ SSettings Joined(const SGivenSettings& given, const SSettings& stored, bool lear
 SSettings Resolve(const SGivenSettings& given, const std::optional<SSettings>& stored,
                   bool learning) {
   Require(!given.reject || !given.factor, "--reject and --factor exclude each other");
+  Require(!given.reject || !given.cover, "--reject and --cover exclude each other");
+  Require(!given.factor || !given.cover, "--factor and --cover exclude each other");
   SSettings result = WithDefaults(given);
   ValidateNumbers(result);
+  Require(given.reject.value_or(kDefaultReject) >= kLeastReject,
+          "--reject must be at least one part in a million (0.0001%), which takes a million good "
+          "parts to promise; --factor sets limits without a rate");
   if (stored) {
     result = Joined(given, *stored, learning);
     ValidateNumbers(result);

@@ -13,8 +13,13 @@
 
 namespace limes::host {
 
-/// The share of good parts that limits reject unless another one, or a factor, is given.
+/// The share of good parts that limits reject unless another one, a factor or a share to cover is
+/// given, and how sure it is that a share is covered.
 inline constexpr double kDefaultReject = 0.01;
+inline constexpr double kDefaultSure = 0.95;
+
+/// The least rate that can be asked for; it takes a million scores to promise.
+inline constexpr double kLeastReject = 1e-6;
 
 /// The rule of the limits.
 template <class Form>
@@ -27,7 +32,9 @@ struct TRule {
   Field<std::int32_t> timeScale = Form::Default(10000);  ///< of the running means, in parts
   Field<double> base = Form::Default(0.0);               ///< limit = base + mean + factor * spread
   std::optional<double> reject;       ///< share of good parts that is rejected; the factor follows
-  std::optional<double> factor;       ///< see base; one of the two
+  std::optional<double> factor;       ///< see base
+  std::optional<double> cover;        ///< share of Normal values within limits; one of the three
+  std::optional<double> sure;         ///< confidence of cover
   std::optional<std::int32_t> modes;  ///< common modes of all points; empty: none
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
@@ -52,6 +59,8 @@ struct TRule {
     visit("--reject", Policy::kJudging, r.reject...);
     visit("--factor", Policy::kJudging, r.factor...);
     visit("--modes", Policy::kFixed, r.modes...);
+    visit("--cover", Policy::kJudging, r.cover...);
+    visit("--sure", Policy::kJudging, r.sure...);
     visit("--width", Policy::kJudging, r.width...);
     visit("--min-parts", Policy::kJudging, r.minParts...);
     visit("--min-share", Policy::kJudging, r.minShare...);

@@ -141,6 +141,22 @@ class CAxisModel : public CSidedModel<Tool> {
     }
   }
 
+  double FactorToCover(double cover, double sure) const override {
+    if constexpr (kTrack) {
+      std::uint32_t least = INT32_MAX;
+      for (const std::uint32_t count : tools_.First().LearnCounts()) {
+        least = count < static_cast<std::uint32_t>(LeastLearnt()) ? least : std::min(least, count);
+      }
+      const double n =
+          std::min(EffectiveParts(static_cast<std::int32_t>(least), CTrackLernWerkzeug::kTimeScale),
+                   Effective());
+      // The spread of tracks is unbiased, the factor is for the divisor n.
+      return ToleranceFactor(n, cover, sure) * std::sqrt((n - 1.0) / n);
+    } else {
+      return CSidedModel<Tool>::FactorToCover(cover, sure);
+    }
+  }
+
   double FactorOfScore(double score) const override {
     const double factor = CSidedModel<Tool>::FactorOfScore(score);
     const double n = Effective();

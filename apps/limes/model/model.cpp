@@ -391,6 +391,17 @@ void CModel::TakeScores(const CModel& other) {
   ruleStale_ = true;
 }
 
+std::optional<double> CModel::OtherFactor(const CQuantityModel& model) {
+  if (!settings_.cover) {
+    return settings_.factor;
+  }
+  if (settings_.tracks || covering_.first != model.Effective()) {  // mostly all are learnt alike
+    covering_ = {model.Effective(), model.FactorToCover(*settings_.cover, *settings_.sure)};
+  }
+  const double factor = std::max(covering_.second, 0.0);  // NaN of a single part stays
+  return factor <= kMostFactor ? std::optional(factor) : std::nullopt;
+}
+
 void CModel::UpdateRule() {
   if (!ruleStale_) {
     return;
@@ -418,7 +429,7 @@ void CModel::UpdateRule() {
     limit_ = SCalibratedLimit{.scores = limit_.scores};
   }
   for (const auto& model : quantities_) {
-    model->TakeLimit(limit_);
+    model->TakeLimit(limit_, OtherFactor(*model));
   }
   ruleStale_ = false;
 }

@@ -191,6 +191,9 @@ class CModel {
   /// Forms the rule for the rate where it is older than what is learnt.
   void UpdateRule();
 
+  /// The factor by another rule than a rate: given, or to cover a share.
+  std::optional<double> OtherFactor(const CQuantityModel& model);
+
   SSettings settings_;
   std::vector<std::unique_ptr<CQuantityModel>> quantities_;
   std::set<std::string> told_;      ///< conversions of units
@@ -199,10 +202,11 @@ class CModel {
   CModelModes modes_;
   CDriftWatch drift_;
   std::vector<SDriftFound> found_;
-  std::string part_;               ///< that was prepared
-  SScoredPart scored_;             ///< the part that was prepared or judged last
-  SCalibratedLimit limit_;         ///< for the rate
-  std::optional<double> tooWide_;  ///< the factor it would take, where that is no limit
+  std::string part_;                    ///< that was prepared
+  SScoredPart scored_;                  ///< the part that was prepared or judged last
+  SCalibratedLimit limit_;              ///< for the rate
+  std::pair<double, double> covering_;  ///< parts, and the factor that covers with them
+  std::optional<double> tooWide_;       ///< the factor it would take, where that is no limit
   bool frozen_ = false;
   bool ruleStale_ = true;
 };

@@ -74,6 +74,8 @@ std::vector<SLearntSummary> CModel::Summaries() {
 SPromise CModel::Promise() {
   SPromise promise;
   promise.rate = settings_.reject;
+  promise.cover = settings_.cover;
+  promise.sure = settings_.sure;
   promise.atMost = settings_.width > 0.0;
   promise.source = scores_.Source();
   promise.groups = scores_.Groups();
@@ -99,11 +101,13 @@ SPromise CModel::Promise() {
   if (!promise.waits.empty()) {
     promise.learnt = std::max(promise.learnt, modes_.Learner().PartsNeeded());
   }
-  if (settings_.factor) {  // judged as now, with the least of what is learnt
+  if (!settings_.reject) {  // judged as now, with the least of what is learnt
     for (const auto& model : quantities_) {
       const bool formed = modes_.AreOn() && modes_.Learner().IsFormed();
       const double n = formed ? modes_.Learner().Effective() : model->Effective();
-      above = below = std::min(above, ScoreOf(*settings_.factor, n));
+      const auto factor = OtherFactor(*model);
+      promise.hasFactor |= factor.has_value();
+      above = below = factor ? std::min(above, ScoreOf(*factor, n)) : above;
     }
   }
   if (settings_.reject || scores_.AreReadable()) {

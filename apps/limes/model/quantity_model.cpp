@@ -55,7 +55,8 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
       Difference(settings_, other.settings_,
                  {"--tracks", "--cut", "--detrend", "--spectrum", "--resolution", "--bands",
                   "--level", "--weighting", "--envelope", "--single", "--orders", "--sides",
-                  "--time-scale", "--base", "--reject", "--factor", "--width", "--modes"});
+                  "--time-scale", "--base", "--reject", "--factor", "--cover", "--sure", "--width",
+                  "--modes"});
   return difference.empty() ? JoinStates(other) : difference;
 }
 

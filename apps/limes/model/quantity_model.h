@@ -10,6 +10,7 @@
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
 #include "limes/learning/part_score.h"
+#include "limes/learning/tolerance.h"
 #include "limes/results/protocol_item_list.h"
 #include "recordings/measurement.h"
 
@@ -31,9 +32,9 @@ class CQuantityModel {
   /// The same for Judge.
   virtual void PrepareJudging(const SQuantity& quantity, const std::string& part) = 0;
 
-  /// Takes the limiting scores for a rate, before anything is judged or shown; after learning
-  /// again, as the factor depends on how much is learnt.
-  virtual void TakeLimit(const SCalibratedLimit& limit) = 0;
+  /// Takes the limiting scores for a rate, or the factor where it does not follow from one, before
+  /// anything is judged or shown; after learning again, as it depends on how much is learnt.
+  virtual void TakeLimit(const SCalibratedLimit& limit, std::optional<double> factor) = 0;
 
   /// With common modes, before TakeLimit: parts that the factor is told by, and the spread about
   /// what is expected, one number a point. Nothing: without modes.
@@ -45,11 +46,16 @@ class CQuantityModel {
   /// The next part is not judged, for this reason.
   void Hold(const std::string& reason) { held_ = reason; }
 
-  /// The factor in the limit of a side; empty when there is none for the rate.
+  /// The factor in the limit of a side; empty when there is none for the rule.
   virtual std::optional<double> Factor(Side side) const = 0;
 
   /// Parts that the factor is told by.
   virtual double Effective() const = 0;
+
+  /// The factor with which the limit covers a share, at the judged point learnt least often.
+  virtual double FactorToCover(double cover, double sure) const {
+    return ToleranceFactor(Effective(), cover, sure);
+  }
 
   /// Scores of the part that was prepared, before it is learnt.
   virtual SPartScoring Score() = 0;

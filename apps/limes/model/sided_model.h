@@ -35,8 +35,9 @@ class CSidedModel : public CQuantityModel {
     SetStale();
   }
 
-  void TakeLimit(const SCalibratedLimit& limit) override {
+  void TakeLimit(const SCalibratedLimit& limit, std::optional<double> factor) override {
     limit_ = limit;
+    factor_ = factor;
     if (Learnt() > 0) {
       SetRule();
     }
@@ -44,7 +45,7 @@ class CSidedModel : public CQuantityModel {
   }
 
   std::optional<double> Factor(Side side) const override {
-    return settings_.factor ? settings_.factor
+    return factor_ ? factor_
            : limit_.basis == CalibrationBasis::kNone
                ? std::nullopt
                : std::optional(FactorOfScore(LimitScore(side)));
@@ -140,7 +141,7 @@ class CSidedModel : public CQuantityModel {
  protected:
   using CQuantityModel::CQuantityModel;
 
-  bool HasRule() const { return settings_.factor || limit_.basis != CalibrationBasis::kNone; }
+  bool HasRule() const { return factor_ || limit_.basis != CalibrationBasis::kNone; }
 
   /// The factor that the tools hold: without one for the rate they judge nothing.
   float FactorInTool(Side side) const {
@@ -274,7 +275,8 @@ class CSidedModel : public CQuantityModel {
       return "only " + Percent(q.judgedShare) + " of it lies in the learnt range";
     }
     if (j.reason == PartStatus::kNothingLearnt && !HasRule() && EnoughLearnt()) {
-      return NoLimitText(*settings_.reject, Learnt(), limit_.scores);
+      return settings_.reject ? NoLimitText(*settings_.reject, Learnt(), limit_.scores)
+                              : NoCoverText(*settings_.cover, *settings_.sure, Learnt());
     }
     if (j.reason == PartStatus::kNothingLearnt) {
       return "no " + limit + " holds for it, " + std::to_string(q.sureness->parts) +
@@ -283,7 +285,8 @@ class CSidedModel : public CQuantityModel {
     return WideToUtf8(Text(j.reason));
   }
 
-  SCalibratedLimit limit_;  ///< for the rate
+  SCalibratedLimit limit_;        ///< for the rate
+  std::optional<double> factor_;  ///< where there is none
   std::unique_ptr<SFrozen> frozen_;
   std::array<std::optional<SLimitSureness>, 2> sureness_;
   std::array<std::optional<std::optional<double>>, 2> factors_;

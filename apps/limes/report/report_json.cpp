@@ -63,7 +63,8 @@ void VisitSureness(auto visit, const std::optional<SLimitSureness>& sureness) {
 Json RuleOf(const SPartVerdict& verdict) {
   Json rule = Json::object();
   const Json settings = Json::parse(verdict.rule, nullptr, false);
-  for (const char* name : {"base", "reject", "factor", "width", "min-parts", "min-share"}) {
+  for (const char* name :
+       {"base", "reject", "factor", "cover", "sure", "width", "min-parts", "min-share"}) {
     if (settings.is_object() && settings.contains(name)) {
       std::string key = name;
       std::replace(key.begin(), key.end(), '-', '_');
@@ -223,6 +224,8 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["step"] = single ? Json(nullptr) : Json(s.step);
   json["base"] = settings.base;
   json["reject"] = ToJson(settings.reject);
+  json["cover"] = ToJson(settings.cover);
+  json["sure"] = ToJson(settings.sure);
   json["factor"] = ToJson(s.factor);
   AddPromise(json, promise);
   json["width"] = settings.width;

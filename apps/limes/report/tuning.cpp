@@ -160,6 +160,7 @@ STried CTuning::Try(const STrial& trial, const std::vector<STunedPart>& parts) c
   const std::array<double, 2> limits =
       trial.rate ? std::array{std::max(trial.limit.above, 0.0), std::max(trial.limit.below, 0.0)}
                  : std::array{trial.factor, trial.factor};
+  const bool isNone = IsTooWide(trial);
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const STunedPart& part = parts[i];
     if (!part.isKnown || (trial.rate && !part.isScored)) {
@@ -167,9 +168,9 @@ STried CTuning::Try(const STrial& trial, const std::vector<STunedPart>& parts) c
       continue;
     }
     const std::array<double, 2>& numbers = trial.rate ? part.scores : part.factors;
-    Verdict verdict = Verdict::kPass;
+    Verdict verdict = isNone ? Verdict::kNotJudged : Verdict::kPass;
     for (const Side side : {Side::kUpper, Side::kLower}) {
-      if (IsTried(trial.sides, side) && verdict != Verdict::kFail) {
+      if (!isNone && IsTried(trial.sides, side) && verdict != Verdict::kFail) {
         verdict = numbers[Index(side)] > limits[Index(side)] ? Verdict::kFail
                   : part.passes[Index(side)]                 ? verdict
                                                              : Verdict::kNotJudged;

@@ -60,6 +60,11 @@ class CTuning {
 
   STried Try(const STrial& trial, const std::vector<STunedPart>& parts) const;
 
+  /// Whether the limits for the rate of a trial are none, as everything would pass.
+  bool IsTooWide(const STrial& trial) const {
+    return trial.rate && trial.limit.IsTooWide(effectiveParts_);
+  }
+
   /// The trial of a rate; none where no scores are stored for base and sides, or too few.
   std::optional<STrial> ForRate(double rate, double base, Sides sides);
 

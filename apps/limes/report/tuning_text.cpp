@@ -30,6 +30,9 @@ std::string FactorsText(const CTuning& tuning, const STrial& trial) {
   if (!trial.rate) {
     return Brief(trial.factor);
   }
+  if (tuning.IsTooWide(trial)) {
+    return "no limit: too wide ";
+  }
   const std::string above = Brief(trial.limit.FactorAbove(tuning.EffectiveParts()));
   const std::string below = Brief(trial.limit.FactorBelow(tuning.EffectiveParts()));
   return trial.sides == Sides::kBoth    ? above + " / " + below
@@ -109,6 +112,9 @@ Json ToJson(const CTuning& tuning, const char* kind, const STried& tried) {
   const bool isRate = trial.rate.has_value();
   const double n = tuning.EffectiveParts();
   const SCounts& c = tried.counts;
+  const auto factor = [&](double ofRate) {
+    return tuning.IsTooWide(trial) ? Json(nullptr) : ToJson(isRate ? ofRate : trial.factor);
+  };
   return {{"kind", kind},
           {"base", trial.base},
           {"sides", SidesText(trial.sides)},
@@ -116,8 +122,9 @@ Json ToJson(const CTuning& tuning, const char* kind, const STried& tried) {
           {"extrapolated", isRate && trial.limit.basis == CalibrationBasis::kExtrapolated},
           {"promised", isRate ? Json(trial.limit.promised) : Json(nullptr)},
           {"scores", isRate ? Json(trial.limit.scores) : Json(nullptr)},
-          {"factor_above", ToJson(isRate ? trial.limit.FactorAbove(n) : trial.factor)},
-          {"factor_below", ToJson(isRate ? trial.limit.FactorBelow(n) : trial.factor)},
+          {"too_wide", tuning.IsTooWide(trial)},
+          {"factor_above", factor(trial.limit.FactorAbove(n))},
+          {"factor_below", factor(trial.limit.FactorBelow(n))},
           {"parts", c.parts},
           {"rejected", c.nok},
           {"not_judged", c.notJudged},
