@@ -301,6 +301,36 @@ TEST(HoldBack, HoldsWhatGoodPartsCannotExplain) {
   EXPECT_FALSE(Hold(parts, held));
 }
 
+/// Pieces of one recording look like each other, so alone each of them would be explained.
+TEST(HoldBack, HoldsARecordingAsAWhole) {
+  std::mt19937 random(9);
+  std::normal_distribution<float> normal;
+  std::vector<Values> parts;
+  std::vector<std::size_t> recordings;
+  for (std::size_t recording = 0; recording < 12; ++recording) {
+    const float offset = 0.3F * normal(random) + (recording == 7 ? 8.0F : 0.0F);
+    for (int piece = 0; piece < 10; ++piece) {
+      parts.push_back({offset + normal(random), normal(random)});
+      recordings.push_back(100 - recording);
+    }
+  }
+  const float base = 0.0F;
+  const auto values = [&](std::size_t i) { return std::span<const float>(parts[i]); };
+  SHeldParts held;
+  ASSERT_TRUE(HoldBack(parts.size(), values, {&base, 1}, ScoreSides::kBoth, held, recordings));
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    EXPECT_EQ(held.held[i], i / 10 == 7 ? 1 : 0) << i;
+    EXPECT_EQ(held.scores[i], held.scores[i / 10 * 10]) << "that of the recording";
+  }
+  recordings.pop_back();
+  EXPECT_FALSE(HoldBack(parts.size(), values, {&base, 1}, ScoreSides::kBoth, held, recordings));
+  CLimitCalibration kept(ScoreSides::kOne);
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_TRUE(kept.Add({0.01 * i}));
+  }
+  EXPECT_GT(kept.HoldLimit(10), kept.HoldLimit()) << "one of many pieces lies further out";
+}
+
 TEST(HoldBack, OnePassHoldsOutliersAndSeesSteps) {
   std::mt19937 random(8);
   std::normal_distribution<double> normal;
