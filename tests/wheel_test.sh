@@ -30,4 +30,4 @@ cd "$work/env"
 unset PYTHONPATH
 bin/python -c 'import limes, sys; assert limes.__file__.startswith(sys.prefix), limes.__file__'
 bin/python "$work/block.py"
-bin/pip show -f limes | grep -q 'limes/_limes.pyi'
+ls lib/python3*/site-packages/limes/_limes.pyi >/dev/null
