@@ -26,12 +26,20 @@ void CutPiece(SQuantity& whole, std::size_t start, std::size_t length, SQuantity
   piece.values.assign(first, first + static_cast<std::ptrdiff_t>(length));
 }
 
+std::unique_ptr<CFileStream> Opened(const std::string& path) {
+  auto stream = std::make_unique<CDiskStream>();
+  OpenForReading(path, *stream);
+  return stream;
+}
+
 }  // namespace
 
-CPartFile::CPartFile(const SReadContext& context) : cut_(context.settings->cut) {
-  OpenForReading(context.path, stream_);
-  const FileKind kind = DetectKind(context.path, stream_);
-  reader_ = MakePartReader(kind, stream_, context);
+CPartFile::CPartFile(const SReadContext& context) : CPartFile(context, Opened(context.path)) {}
+
+CPartFile::CPartFile(const SReadContext& context, std::unique_ptr<CFileStream> stream)
+    : cut_(context.settings->cut), stream_(std::move(stream)) {
+  const FileKind kind = DetectKind(context.path, *stream_);
+  reader_ = MakePartReader(kind, *stream_, context);
   sound_ = kind == FileKind::kSound;
   blocks_ =
       sound_ || HoldsChannels(kind) || (kind == FileKind::kTable && !context.settings->IsTable());

@@ -15,6 +15,9 @@ class CPartFile {
   /// The context's settings, conditions and dialect must outlive it; its path is the file. Throws
   /// CReadError.
   explicit CPartFile(const SReadContext& context);
+
+  /// The same of a stream; the context's path is what it is called.
+  CPartFile(const SReadContext& context, std::unique_ptr<CFileStream> stream);
   ~CPartFile();
 
   /// The next part; false at the end. Throws CReadError.
@@ -30,7 +33,7 @@ class CPartFile {
   bool NextPiece(SPart& piece);
 
   std::uint64_t cut_;
-  CDiskStream stream_;
+  std::unique_ptr<CFileStream> stream_;
   std::unique_ptr<CPartReader> reader_;
   SPart whole_;               ///< a part, or a block of one, that is handed out in pieces
   std::size_t start_ = 0;     ///< of the next piece in it

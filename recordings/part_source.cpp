@@ -187,12 +187,28 @@ bool CPartSource::IsReadAhead(const std::string& path) const {
   return path != kStandardInput && std::filesystem::is_regular_file(path, error);
 }
 
+SReadContext CPartSource::ContextOf(const std::string& path) {
+  return {path,
+          &config_.settings,
+          &config_.where,
+          config_.goodOnly,
+          config_.labelOptional,
+          [this](const std::string& text) { Note(text); },
+          &dialect_};
+}
+
+void CPartSource::OpenBytes(const std::string& name, std::span<const std::uint8_t> bytes) {
+  file_.reset();
+  contexts_.clear();
+  contexts_.push_back(ContextOf(name));
+  place_ = 0;
+  file_ = std::make_unique<CPartFile>(contexts_.back(), std::make_unique<CMemoryStream>(bytes));
+}
+
 /// Threads are worth their while for several files, and for a file of many parts.
 void CPartSource::Begin() {
   for (const std::string& path : files_) {
-    contexts_.push_back({path, &config_.settings, &config_.where, config_.goodOnly,
-                         config_.labelOptional, [this](const std::string& text) { Note(text); },
-                         &dialect_});
+    contexts_.push_back(ContextOf(path));
   }
   if (config_.jobs > 1 && (files_.size() > 1 || MayHoldSeveral())) {
     std::vector<const SReadContext*> ahead;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ class CPartSource {
   /// Goes to the next file; false behind the last.
   bool OpenNext();
 
+  /// Goes to a measurement in memory instead, which must stay there while its parts are taken.
+  /// name: what it is called; its ending may tell what it is.
+  void OpenBytes(const std::string& name, std::span<const std::uint8_t> bytes);
+
   /// Whether a file may hold several parts.
   bool MayHoldSeveral() const { return config_.settings.MayHoldSeveral(); }
 
@@ -51,6 +56,7 @@ class CPartSource {
 
  private:
   void Note(const std::string& text);
+  SReadContext ContextOf(const std::string& path);
   void Begin();
   bool IsReadAhead(const std::string& path) const;
   bool NextItem();

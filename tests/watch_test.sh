@@ -13,7 +13,7 @@ finish() {
 trap finish EXIT
 cd "$work"
 fail() { echo "failed: $1" >&2; tail -n 5 errors >&2 || true; exit 1; }
-until_holds() { for _ in $(seq 200); do ! eval "$1" || return 0; sleep 0.05; done; fail "$1"; }
+until_holds() { for _ in $(seq 1200); do ! eval "$1" || return 0; sleep 0.05; done; fail "$1"; }
 begin() { "$limes" watch "$@" >>results 2>>errors & watch=$!; }
 end() { kill "$1" "$watch"; wait "$watch" || true; watch=; }
 part() { awk -v s="$1" 'BEGIN { print "x [s],noise [Pa]"; for (i = 0; i < 50; ++i) print i "," s + i % 3 }'; }

@@ -24,7 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kBatchTime = std::chrono::milliseconds(200);
 constexpr std::size_t kMostFiles = 256;  ///< in one transaction
 constexpr const char* kResultEnding = ".limes.json";
 
@@ -112,7 +111,8 @@ bool CWatching::Step(std::chrono::milliseconds wait) {
     }
   }
   if (!Report()) {
-    std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(wait, kBatchTime));
+    std::this_thread::sleep_for(
+        std::min<std::chrono::milliseconds>(wait, std::chrono::milliseconds(200)));
     return false;
   }
   if (waiting_.empty()) {
@@ -137,7 +137,8 @@ bool CWatching::Step(std::chrono::milliseconds wait) {
 
 void CWatching::JudgeFiles() {
   const auto begun = Clock::now();
-  while (!waiting_.empty() && judged_.size() < kMostFiles && Clock::now() - begun < kBatchTime) {
+  while (!waiting_.empty() && judged_.size() < kMostFiles &&
+         Clock::now() - begun < settings_.batch) {
     const SFileSeen file = waiting_.front();
     waiting_.pop_front();
     const std::size_t before = judging_.Pending().size();
@@ -171,7 +172,11 @@ bool CWatching::JudgeFile(const SFileSeen& file) {
     source.OpenNext();
     SPart part;
     while (source.Next(part)) {
-      judging_.Judge(part, [this](const std::string& text) { Tell(text); });
+      const SPartVerdict& verdict =
+          judging_.Judge(part, [this](const std::string& text) { Tell(text); });
+      if (hooks_.judged) {
+        hooks_.judged(verdict);
+      }
     }
     if (judging_.Pending().size() == before) {
       arrival.reason = source.WhyNone();

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/bench/bench_settings.h"
 #include "apps/limes/bench/folder_watch.h"
 #include "apps/limes/bench/judging.h"
 #include "apps/limes/bench/publisher.h"
@@ -14,22 +15,14 @@
 
 namespace limes::host {
 
-/// What is wanted of a folder that is watched.
-struct SWatchSettings {
-  std::string folder;
-  std::string done;  ///< folder that judged files are moved to; empty: none
-  std::chrono::milliseconds still{1000};
-  bool notified = true;  ///< see CFolderWatch
-  bool beside = false;   ///< a file with the results beside each recording
-  bool learns = false;   ///< parts that are OK
-};
-
 /// Who is told of what comes.
 struct SWatchHooks {
   /// The results of a file, stored before; lines as ResultLines gives them.
   std::function<void(const SArrival&, const std::vector<SPartVerdict>&,
                      const std::vector<std::string>& lines)>
       report;
+  /// A part that was judged and is not stored yet; may be empty.
+  std::function<void(const SPartVerdict&)> judged;
   /// A part that is OK, and the end of its file: what it taught is to be stored.
   std::function<void(const SPart&)> learn;
   std::function<void()> learnt;

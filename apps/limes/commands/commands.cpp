@@ -43,6 +43,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunCalibrate(options, console);
     case Command::kWatch:
       return RunWatch(options, console);
+    case Command::kServe:
+      return RunServe(options, console);
     case Command::kLog:
       return RunLog(options, console);
     case Command::kDemo:
@@ -74,7 +76,10 @@ int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
     }
     // The library tells of unknown unit texts; the readers keep those texts themselves.
     PrWin::SetSink([](int, int, std::u16string_view) {});
-    code = Dispatch(parsed.options, console);
+    SConsole used = console;
+    used.quiet = parsed.options.quiet;
+    used.progress = console.progress && !used.quiet;
+    code = Dispatch(parsed.options, used);
   } catch (const CHostError& e) {
     return Fail(console, e.Code(), e.what());
   } catch (const CInputError& e) {

@@ -27,7 +27,9 @@ int RunAccept(const SOptions& options, SConsole& console);
 int RunRebase(const SOptions& options, SConsole& console);
 int RunCalibrate(const SOptions& options, SConsole& console);
 int RunWatch(const SOptions& options, SConsole& console);
+int RunServe(const SOptions& options, SConsole& console);
 int RunLog(const SOptions& options, SConsole& console);
+int RunLiveDemo(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);
 
 /// A part is called by its whole name, or by what is behind its last slash.

@@ -17,11 +17,14 @@ SConsole StandardConsole() {
   const char* kind = std::getenv("TERM");
   const bool plain = (noColour != nullptr && *noColour != '\0') || kind == nullptr ||
                      std::strcmp(kind, "dumb") == 0;
-  return {std::cout, std::cerr, !plain && isatty(STDOUT_FILENO) != 0, isatty(STDERR_FILENO) != 0};
+  return {std::cout, std::cerr, !plain && isatty(STDOUT_FILENO) != 0, isatty(STDERR_FILENO) != 0,
+          false};
 }
 
 void Warn(SConsole& console, const std::string& text) {
-  console.err << "warning: " << recordings::Escaped(text) << '\n';
+  if (!console.quiet) {
+    console.err << "warning: " << recordings::Escaped(text) << '\n';
+  }
 }
 
 bool CProgressBar::IsDue() { return console_.progress && Clock::now() >= next_; }

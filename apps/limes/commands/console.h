@@ -12,6 +12,7 @@ struct SConsole {
   std::ostream& err;
   bool colours = false;   ///< out is a terminal that takes colours
   bool progress = false;  ///< err is a terminal
+  bool quiet = false;     ///< no warnings
 };
 
 /// Standard output and error; NO_COLOR (https://no-color.org) switches colours off.

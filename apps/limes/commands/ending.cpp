@@ -33,6 +33,8 @@ CEnding::~CEnding() {
 
 bool CEnding::IsWanted() { return wanted; }
 
+void CEnding::Want() { wanted = true; }
+
 void CEnding::Pause(std::chrono::milliseconds time) {
   constexpr std::chrono::milliseconds kStep{50};
   for (auto left = time; left > left.zero() && !wanted; left -= kStep) {

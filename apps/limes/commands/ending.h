@@ -14,6 +14,7 @@ class CEnding {
   CEnding& operator=(const CEnding&) = delete;
 
   static bool IsWanted();
+  static void Want();
 
   /// Waits, less when the end is wanted.
   static void Pause(std::chrono::milliseconds time);

@@ -245,6 +245,33 @@ CLI::App* AddWatch(CLI::App& app, SOptions& o) {
   return command;
 }
 
+void AddPort(CLI::App& app, SOptions& o) {
+  app.add_option("--port", o.serve.port, "port of the page (8017; 0: any that is free)")
+      ->type_name("P")
+      ->check(CLI::Range(0, 65535));
+}
+
+CLI::App* AddServe(CLI::App& app, SOptions& o) {
+  CLI::App* command =
+      app.add_subcommand("serve", "serve the page of a bench, and judge what is sent to it");
+  SServeSettings& s = o.serve;
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  AddText(
+      *command, "--watch", [&o](const std::string& t) { o.watch.folder = t; },
+      "judge the files that come to this folder, too", "FOLDER");
+  AddPort(*command, o);
+  AddText(
+      *command, "--listen", [&s](const std::string& t) { s.address = t; },
+      "address to be reached at (127.0.0.1); another one needs --token", "ADDRESS");
+  AddText(
+      *command, "--token", [&s](const std::string& t) { s.tokenFile = t; },
+      "file whose first line must be given to be answered", "FILE");
+  AddFlag(*command, "--allow-actions", s.allowsActions,
+          "let the page accept and forget parts held back");
+  AddWatching(*command, o);
+  return command;
+}
+
 CLI::App* AddForget(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("forget", "take learnt parts out of what was learnt");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -515,11 +542,17 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
        Command::kRebase},
       {AddCalibrate(app, o), Command::kCalibrate},
       {AddWatch(app, o), Command::kWatch},
+      {AddServe(app, o), Command::kServe},
       {AddLog(app, o), Command::kLog},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");
+  AddFlag(*demo, "--live", o.live, "serve a simulated bench that runs until it is ended");
+  AddPort(*demo, o);
   AddForce(*demo, o);
+  for (const auto& [command, kind] : commands) {
+    AddFlag(*command, "--quiet", o.quiet, "no warnings and no progress");
+  }
   Parse(app, parsed, arguments);
   if (parsed.run) {
     o.command = std::find_if(std::begin(commands), std::end(commands), [](const auto& command) {

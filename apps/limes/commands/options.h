@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/limes/bench/mqtt_publisher.h"
-#include "apps/limes/bench/watching.h"
+#include "apps/limes/bench/bench_settings.h"
 #include "apps/limes/commands/tolerances.h"
 #include "apps/limes/measurement/settings.h"
 #include "recordings/part_reader.h"
@@ -29,6 +28,7 @@ enum class Command {
   kRebase,
   kCalibrate,
   kWatch,
+  kServe,
   kLog,
   kDemo
 };
@@ -69,9 +69,12 @@ struct SOptions {
   std::string output;                 ///< file of a conversion, plot or page; empty: none
   std::optional<std::string> format;  ///< of a conversion; else by the output's ending
   std::string demoFolder;             ///< empty: a temporary one
+  bool live = false;                  ///< the demo is a bench that runs
+  bool quiet = false;                 ///< no warnings, no progress
   std::string reason;                 ///< why what is learnt, or the rule, is changed
   SWatchSettings watch;
   SMqttSettings mqtt;
+  SServeSettings serve;
 };
 
 /// Threads that read measurements.

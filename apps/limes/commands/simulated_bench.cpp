@@ -72,7 +72,7 @@ void CSimulatedBench::AddShaft(std::vector<double>& a, Fault fault) {
 void CSimulatedBench::AddNoise(std::vector<double>& a) {
   constexpr double kRadius = 0.9;
   const double angle = kTwoPi * 2400.0 * kStep;
-  const double strength = 0.06 * Scatter(1.5);
+  const double strength = 0.06 * Scatter(1.5) * std::pow(10.0, wear_ / 20.0);
   double y1 = 0.0;
   double y2 = 0.0;
   for (double& value : a) {

@@ -29,6 +29,9 @@ class CSimulatedBench {
 
   explicit CSimulatedBench(std::uint32_t seed) : random_(seed) {}
 
+  /// How much louder the bearings roll from now on than at first.
+  void SetWear(double decibels) { wear_ = decibels; }
+
   /// The next part.
   std::vector<float> Measure(Fault fault);
 
@@ -43,6 +46,7 @@ class CSimulatedBench {
                 double strength);
 
   std::mt19937 random_;
+  double wear_ = 0.0;
 };
 
 }  // namespace limes::host

@@ -1,14 +1,11 @@
-#include <atomic>
 #include <chrono>
-#include <csignal>
-#include <filesystem>
 #include <ostream>
-#include <thread>
+#include <utility>
 
-#include "apps/limes/bench/judging.h"
+#include "apps/limes/bench/mqtt_publisher.h"
+#include "apps/limes/commands/bench_hooks.h"
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/ending.h"
-#include "apps/limes/commands/part_learner.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
@@ -17,41 +14,21 @@
 namespace limes::host {
 namespace {
 
-void RequireFolder(const std::string& folder) {
-  std::error_code error;
-  if (!std::filesystem::is_directory(folder, error)) {
-    throw CHostError(ExitCode::kStore, folder + ": there is no such folder");
-  }
-}
-
-void CheckFolders(const SWatchSettings& watch) {
-  RequireFolder(watch.folder);
-  std::error_code error;
-  if (!watch.done.empty()) {
-    RequireFolder(watch.done);
-    if (std::filesystem::equivalent(watch.folder, watch.done, error)) {
-      throw CUsageError("--done names the folder that is watched");
-    }
-  }
-}
-
 class CWatchRun {
  public:
   CWatchRun(const SOptions& options, SConsole& console)
-      : options_(options), console_(console), judging_(options.store, {}, "watch", true) {
+      : console_(console),
+        judging_(options.store, {}, "watch", true),
+        learning_(options.store, console) {
     CheckFolders(options.watch);
     if (!options.mqtt.broker.empty()) {
       publisher_ = MakeMqttPublisher(options.mqtt);
     }
-    SWatchHooks hooks;
+    SWatchHooks hooks = HooksOf(
+        learning_, [this] { return judging_.Settings(); }, console);
     hooks.report = [this](const auto&, const auto& verdicts, const auto& lines) {
       Report(verdicts, lines);
     };
-    hooks.learn = [this](const SPart& part) {
-      WithLearner([&](CPartLearner& learner) { learner.Learn(part); });
-    };
-    hooks.learnt = [this] { WithLearner([](CPartLearner& learner) { learner.Store(); }); };
-    hooks.tell = [this](const std::string& text) { Warn(console_, text); };
     watching_ = std::make_unique<CWatching>(judging_, options.watch, hooks, publisher_.get());
   }
 
@@ -78,22 +55,6 @@ class CWatchRun {
   }
 
  private:
-  /// One that failed is given up with what it had not stored.
-  template <class Use>
-  void WithLearner(Use use) {
-    const std::string rule = SettingsToText(judging_.Settings());
-    if (!learner_ || rule != rule_) {
-      learner_ = MakePartLearner(options_.store, true, console_);
-      rule_ = rule;
-    }
-    try {
-      use(*learner_);
-    } catch (const CHostError&) {
-      learner_.reset();
-      throw;
-    }
-  }
-
   void Report(const std::vector<SPartVerdict>& verdicts, const std::vector<std::string>& lines) {
     for (const SPartVerdict& verdict : verdicts) {
       counts_.Add(verdict, judging_.Settings().good);
@@ -113,12 +74,10 @@ class CWatchRun {
     }
   }
 
-  const SOptions& options_;
   SConsole& console_;
   CJudging judging_;
+  CBenchLearning learning_;
   std::unique_ptr<CPublisher> publisher_;
-  std::unique_ptr<CPartLearner> learner_;
-  std::string rule_;  ///< that the learner was made for
   std::unique_ptr<CWatching> watching_;
   SCounts counts_;
 };

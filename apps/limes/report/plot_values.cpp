@@ -39,7 +39,7 @@ void AddEnds(Json& json, const std::vector<SExtremes>& columns) {
 
 }  // namespace
 
-std::string PlotValues(const SPlotContent& content, double left, double right) {
+std::string PlotJson(const SPlotContent& content, double left, double right) {
   Json json = {{"single", content.single},
                {"dots", content.dots},
                {"xName", content.xName},
@@ -75,7 +75,11 @@ std::string PlotValues(const SPlotContent& content, double left, double right) {
   for (std::size_t at = 0; (at = text.find('<', at)) != std::string::npos; at += 6) {
     text.replace(at, 1, "\\u003c");
   }
-  return "<script type=\"application/json\">" + text + "</script>\n";
+  return text;
+}
+
+std::string PlotValues(const SPlotContent& content, double left, double right) {
+  return "<script type=\"application/json\">" + PlotJson(content, left, right) + "</script>\n";
 }
 
 }  // namespace limes::host

@@ -6,6 +6,9 @@
 
 namespace limes::host {
 
+/// The values of a plot for the script of a page, as JSON without "<".
+std::string PlotJson(const SPlotContent& content, double left, double right);
+
 /// The values of a plot for the script of a page, as an element of JSON: names, columns of x, ends
 /// of each line in them (null where it has none; without "high" where both ends are the same),
 /// marks, regions beyond a limit. Texts are plain; no bytes of a file end the element.

@@ -16,6 +16,9 @@ class CJsonText;
 /// One line per part and its defects for people; colours only when asked for.
 void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours);
 
+/// Why a part was not judged: the first quantity that was not, and the reason.
+void PrintReason(std::ostream& out, const SPartVerdict& verdict);
+
 /// The rule that a stored verdict was given by, in a line; nothing where it was not stored.
 void PrintRule(std::ostream& out, const SPartVerdict& verdict);
 
