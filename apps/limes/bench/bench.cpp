@@ -32,8 +32,8 @@ std::int64_t BeginOfDay() {
 
 }  // namespace
 
-CBench::CBench(const std::string& store, CBenchState& state, HeldText heldText)
-    : judging_(store, {}, "serve", true), state_(state), heldText_(std::move(heldText)) {
+CBench::CBench(const std::string& store, CBenchState& state, HeldList heldList)
+    : judging_(store, {}, "serve", true), state_(state), heldList_(std::move(heldList)) {
   TakeLimits();
   TakeHeld();
   TakeUpDay();
@@ -66,13 +66,7 @@ void CBench::TakeLimits() {
   settings_ = std::make_shared<const SSettings>(judging_.Settings());
 }
 
-void CBench::TakeHeld() {
-  std::vector<CBenchState::SHeld> held;
-  for (const SHeldPart& part : judging_.Store().HeldParts(false)) {
-    held.push_back({part.part.name, heldText_(part)});
-  }
-  state_.SetHeld(std::move(held));
-}
+void CBench::TakeHeld() { state_.SetHeld(heldList_(judging_.Store().HeldParts(false))); }
 
 std::shared_ptr<const SSettings> CBench::Settings() const {
   const std::lock_guard lock(mutex_);

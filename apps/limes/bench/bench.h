@@ -23,10 +23,10 @@ class CBench {
  public:
   using Verdicts = std::vector<SPartVerdict>;
 
-  using HeldText = std::function<std::string(const SHeldPart&)>;
+  using HeldList = std::function<std::vector<CBenchState::SHeld>(const std::vector<SHeldPart>&)>;
 
-  /// heldText: says of a part why it is held back.
-  CBench(const std::string& store, CBenchState& state, HeldText heldText);
+  /// heldList: names what is held back, and says why.
+  CBench(const std::string& store, CBenchState& state, HeldList heldList);
 
   /// Files that come are judged, too. hooks.report is told after the state.
   void Watch(const SWatchSettings& settings, SWatchHooks hooks, CPublisher* publisher);
@@ -74,7 +74,7 @@ class CBench {
 
   CJudging judging_;
   CBenchState& state_;
-  HeldText heldText_;
+  HeldList heldList_;
   std::vector<std::string> names_;  ///< of the quantities
   std::unique_ptr<CWatching> watching_;
   mutable std::mutex mutex_;

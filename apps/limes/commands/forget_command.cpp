@@ -94,16 +94,12 @@ std::vector<std::string> DropHeld(CStore& store, std::vector<std::string>& names
   return dropped;
 }
 
-std::vector<std::string> NamesOf(const std::vector<SHeldPart>& dropped,
+std::vector<std::string> NamesOf(std::vector<std::string> dropped,
                                  const std::vector<SLearntPart>& chosen) {
-  std::vector<std::string> names;
-  for (const SHeldPart& held : dropped) {
-    names.push_back(held.part.name);
-  }
   for (const SLearntPart& part : chosen) {
-    names.push_back(part.name);
+    dropped.push_back(part.name);
   }
-  return names;
+  return dropped;
 }
 
 /// Takes learnt parts out of the learn states. True when scores of another source were given up.

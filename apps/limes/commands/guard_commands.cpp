@@ -41,14 +41,6 @@ void LearnHeld(CStore& store, CModel& model, std::int64_t run, std::vector<SHeld
   model.Thaw();
 }
 
-std::vector<std::string> NamesOf(const std::vector<SHeldPart>& parts) {
-  std::vector<std::string> names;
-  for (const SHeldPart& held : parts) {
-    names.push_back(held.part.name);
-  }
-  return names;
-}
-
 void Finish(CStore& store, CModel& model, const SSettings& settings, std::int64_t run) {
   SaveModel(store, model, run);
   LimitKept(store, settings);
@@ -81,7 +73,7 @@ int RunAccept(const SOptions& options, SConsole& console) {
   const std::vector<std::string> names = NamesOf(parts);
   CModel model = LoadedModel(store, settings);
   store.SetReason(options.reason);
-  const std::int64_t run = store.AddRun("accept", settings, NamesOf(parts));
+  const std::int64_t run = store.AddRun("accept", settings, names);
   for (SHeldPart& held : parts) {
     held.part.accepted = true;
   }

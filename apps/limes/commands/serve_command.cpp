@@ -27,11 +27,19 @@ std::string Decide(const std::string& store, const SHeldAction& action) {
   return out.str();
 }
 
+std::vector<CBenchState::SHeld> HeldList(const std::vector<SHeldPart>& parts) {
+  std::vector<CBenchState::SHeld> list;
+  for (const SHeldName& held : HeldNames(parts)) {
+    list.push_back({held.name, HeldText(held)});
+  }
+  return list;
+}
+
 }  // namespace
 
 int RunServe(const SOptions& options, SConsole& console) {
   CBenchState state(options.store, options.serve.allowsActions);
-  CBench bench(options.store, state, HeldText);
+  CBench bench(options.store, state, HeldList);
   CBenchLearning learning(options.store, console);
   std::unique_ptr<CPublisher> publisher;
   if (!options.watch.folder.empty()) {
