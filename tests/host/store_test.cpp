@@ -18,6 +18,7 @@
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/store/checked_pages.h"
 #include "apps/limes/store/database.h"
+#include "apps/limes/store/store_schema.h"
 #include "tests/host/host_fixture.h"
 
 namespace limes::host {
@@ -104,11 +105,11 @@ class Store : public test::HostTest {
     return parts;
   }
 
-  void Execute(const char* sql) {
+  void Execute(const std::string& sql) {
     sqlite3* database = nullptr;
     constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
     ASSERT_EQ(sqlite3_open_v2(store_.c_str(), &database, kFlags, CheckedPages()), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(database);
   }
 };
@@ -216,7 +217,7 @@ TEST_F(Store, LosesNothingWhenProcessesLearnAtOnce) {
 }
 
 TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
-  const auto expect = [&](const char* message) {
+  const auto expect = [&](const std::string& message) {
     const std::string before = Read(store_);
     for (const auto& words : {Learn(1, 2), {"test", store_, Table(1)}, {"show", store_}}) {
       const auto result = RunLimes(words);
@@ -235,8 +236,9 @@ TEST_F(Store, RefusesOtherFilesAndLeavesThemAlone) {
   Execute("UPDATE state SET record = substr(record, 1, 60)");
   EXPECT_EQ(RunLimes({"show", store_}).code, 4);
   EXPECT_THAT(RunLimes(Learn(1, 2)).err, HasSubstr("quantity 'a': the learn state"));
-  Execute("PRAGMA user_version = 9");
-  expect("has schema version 9, this program knows up to 8");
+  const std::string newer = std::to_string(kSchemaVersion + 1);
+  Execute("PRAGMA user_version = " + newer);
+  expect("has schema version " + newer + ", this program knows up to");
 }
 
 TEST_F(Store, OfVersion1IsReadAndBroughtUpToDate) {
@@ -339,7 +341,7 @@ TEST_F(Store, JudgesByNoScoresThatCannotBeRead) {
 }
 
 TEST_F(Store, ReportsDamageToAnyOfItsBytes) {
-  constexpr std::array kFiles = {"", "-wal", "-shm"};
+  constexpr std::array kFiles = {"", "-wal", "-shm", "-last"};
   using TContent = std::array<std::string, kFiles.size()>;
   const auto restore = [&](const TContent& files) {
     for (std::size_t i = 0; i < files.size(); ++i) {
@@ -377,7 +379,8 @@ TEST_F(Store, ReportsDamageToAnyOfItsBytes) {
   };
   EXPECT_EQ(RunLimes(Learn(1, 9)).code, 0);
   EXPECT_EQ(RunLimes({"test", store_, Table(99)}).code, 1);
-  const TContent closed = {Read(store_), "", ""};
+  const TContent closed = {Read(store_), "", "", ""};
+  EXPECT_FALSE(std::filesystem::exists(store_ + "-last"));
   TContent killed;
   {
     CDatabase other(store_, CDatabase::Mode::kReading);  // the log stays while others read
@@ -392,10 +395,20 @@ TEST_F(Store, ReportsDamageToAnyOfItsBytes) {
   EXPECT_GT(reported, 40);  // other pages are free, or their tables are not asked for
   damage(killed, 0, 0, 2000);
   damage(killed, 2, 96, 4000);
+  damage(killed, 3, 4000, 1);
   const int before = damaged - reported;
   damage(killed, 1, 56, 5000);
+  TContent cut = killed;
+  cut[2].clear();  // the power went
+  damage(cut, 1, 56, 5000);
   EXPECT_EQ(damaged - reported, before) << "a part of the log was lost";
   std::cout << "damaged " << damaged << " reported " << reported << '\n';
+
+  restore({closed[0], "", "", killed[3]});
+  EXPECT_EQ(all().first, 4) << "an older copy in place of a store in use";
+  EXPECT_THAT(RunLimes(Learn(20, 21)).err, HasSubstr("are missing ("));
+  std::filesystem::remove(store_ + "-last");
+  EXPECT_EQ(all().first, 0);
 
   // Other programs may read what a killed process left, and so tidy it up.
   restore(killed);

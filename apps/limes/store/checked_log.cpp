@@ -2,11 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <cstring>
-#include <fstream>
 #include <span>
-#include <vector>
 
 #include "apps/limes/store/checked_file.h"
 #include "apps/limes/store/page_check.h"
@@ -20,9 +16,6 @@ namespace {
 constexpr int kLogHead = 32;
 constexpr int kFrameHead = 24;
 constexpr int kSummed = 8;  ///< bytes of a frame's head that its sum counts
-constexpr int kSaltsOfLog = 16;
-constexpr int kSaltsOfFrame = 8;
-constexpr int kSalts = 8;
 constexpr int kSumOfFrame = 16;
 
 using TSum = std::array<std::uint32_t, 2>;
@@ -54,72 +47,6 @@ bool IsPageOfFrame(int size, sqlite3_int64 offset) {
 
 sqlite3_int64 PlaceOf(const std::uint8_t* frameHead, int size) {
   return (sqlite3_int64{BigEndian(frameHead)} - 1) * size;
-}
-
-/// How many frames were stored into which log, as SQLite's processes share it while they run.
-struct SLogEnd {
-  std::uint32_t frames = 0;
-  std::array<std::uint8_t, kSalts> salts{};
-  bool operator==(const SLogEnd&) const = default;
-};
-
-/// The end as the last process left it; no frames where that is not known.
-SLogEnd EndOf(const std::string& store) {
-  constexpr std::size_t kCopy = 48;
-  constexpr std::size_t kFrames = 16;
-  constexpr std::size_t kSaltPlace = 32;
-  constexpr std::size_t kSumPlace = 40;
-  std::array<std::uint8_t, 2 * kCopy> bytes{};
-  std::ifstream in(store + "-shm", std::ios::binary);
-  SLogEnd end;
-  if (in.read(reinterpret_cast<char*>(bytes.data()), 2 * kCopy) &&
-      std::memcmp(bytes.data(), bytes.data() + kCopy, kCopy) == 0) {
-    constexpr bool kBig = std::endian::native == std::endian::big;
-    TSum sum{};
-    std::memcpy(sum.data(), bytes.data() + kSumPlace, sizeof(sum));
-    if (Add({}, TBytes(bytes).first(kSumPlace), kBig) == sum) {
-      std::memcpy(&end.frames, bytes.data() + kFrames, sizeof(end.frames));
-      std::copy_n(bytes.begin() + kSaltPlace, kSalts, end.salts.begin());
-    }
-  }
-  return end;
-}
-
-/// Whether the log holds these frames, or is one begun since.
-bool Holds(const std::string& store, const SLogEnd& end) {
-  std::ifstream in(store + "-wal", std::ios::binary);
-  const auto next = [&](std::span<std::uint8_t> bytes) {
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return static_cast<bool>(in);
-  };
-  std::array<std::uint8_t, kLogHead> head{};
-  constexpr int kPageSize = 8;
-  constexpr int kSumOfLog = 24;
-  if (!next(head)) {
-    return false;
-  }
-  const bool bigEndian = IsBigEndian(head.data());
-  const auto size = BigEndian(head.data() + kPageSize);
-  TSum sum = Add({}, TBytes(head).first(kSumOfLog), bigEndian);
-  if (sum != SumAt(head.data() + kSumOfLog) || size > kLargestPage) {
-    return false;
-  }
-  if (!std::equal(end.salts.begin(), end.salts.end(), head.begin() + kSaltsOfLog)) {
-    return true;
-  }
-  std::vector<std::uint8_t> frame(kFrameHead + size);
-  for (std::uint32_t i = 0; i < end.frames; ++i) {
-    if (!next(frame)) {
-      return false;
-    }
-    sum = Add(Add(sum, TBytes(frame).first(kSummed), bigEndian), TBytes(frame).subspan(kFrameHead),
-              bigEndian);
-    if (sum != SumAt(frame.data() + kSumOfFrame) ||
-        !std::equal(end.salts.begin(), end.salts.end(), frame.begin() + kSaltsOfFrame)) {
-      return false;
-    }
-  }
-  return true;
 }
 
 }  // namespace
@@ -177,17 +104,6 @@ int WriteLog(sqlite3_file* file, const void* data, int size, sqlite3_int64 offse
   ToBigEndian(sum[0], frame.data() + kSumOfFrame);
   ToBigEndian(sum[1], frame.data() + kSumOfFrame + 4);
   return log.real->xWrite(file, frame.data(), kFrameHead + size, start);
-}
-
-bool LogIsWhole(const std::string& store) {
-  // Who writes meanwhile changes the end first.
-  for (SLogEnd end = EndOf(store), now; end.frames > 0 && !Holds(store, end); end = now) {
-    now = EndOf(store);
-    if (now == end) {
-      return false;
-    }
-  }
-  return true;
 }
 
 }  // namespace limes::host

@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "apps/limes/errors.h"
-#include "apps/limes/store/checked_log.h"
 #include "apps/limes/store/checked_pages.h"
 
 namespace limes::host {
@@ -162,10 +161,6 @@ CDatabase::CDatabase(const std::string& path, Mode mode) : path_(path) {
   // A name with a colon would be one of SQLite's own, such as :memory:
   const std::string name = path[0] == ':' ? "./" + path : path;
   std::error_code error;
-  if (std::filesystem::file_size(path, error) > 0 && !error && !LogIsWhole(path)) {
-    throw CStoreError(path + ": the store is damaged: " + path +
-                      "-wal does not hold what was stored last");
-  }
   // A reader opens for writing too, else it would leave -wal and -shm behind; a file that must not
   // be written is then opened for reading.
   Open(name, SQLITE_OPEN_READWRITE | (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0));
@@ -206,6 +201,10 @@ bool CDatabase::NeedsFiles() const {
 }
 
 CDatabase::~CDatabase() { sqlite3_close(database_); }
+
+void CDatabase::LeaveLog() {
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
 
 void CDatabase::Execute(const std::string& sql) {
   if (sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {

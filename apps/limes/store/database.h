@@ -66,6 +66,9 @@ class CDatabase {
   void Execute(const std::string& sql);
   std::int64_t QueryInt(const std::string& sql);
 
+  /// Closing carries nothing over from the log.
+  void LeaveLog();
+
   /// Whether the file was renamed or removed since it was opened.
   bool HasMoved() const;
 

@@ -9,6 +9,7 @@
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/unit_text.h"
 #include "apps/limes/store/judged_rows.h"
+#include "apps/limes/store/last_change.h"
 #include "apps/limes/store/passed_values.h"
 #include "apps/limes/store/record_columns.h"
 #include "apps/limes/store/store_schema.h"
@@ -68,17 +69,26 @@ struct CStore::Statements {
   CPassedValues passed;
 };
 
-CStore::~CStore() { GiveUp(); }
+CStore::~CStore() {
+  GiveUp();
+  statements_.reset();
+  database_.reset();
+  RemoveNote(path_);
+}
 
 CStore::CStore(const std::string& path, Mode mode) : path_(path) {
   std::error_code error;
   if (mode != Mode::kCreate && !path_.empty() && !std::filesystem::exists(path_, error)) {
     throw CStoreError(path_ + ": there is no such store");
   }
+  const std::optional<SChanges> noted = NotedChanges(path_);  // before others change it once more
   database_ = std::make_unique<CDatabase>(path_, mode);
   version_ = SchemaVersion(*database_, path_);
   if (version_ == 0 && mode != Mode::kCreate) {
     throw CStoreError(path_ + ": holds no store");
+  }
+  if (version_ >= kCountedSince) {
+    CheckLastChange(*database_, path_, noted);
   }
   if (mode == Mode::kReading) {
     return;
@@ -94,6 +104,7 @@ CStore::CStore(const std::string& path, Mode mode) : path_(path) {
 void CStore::Begin() {
   database_->Execute("BEGIN IMMEDIATE");
   inTransaction_ = true;
+  mayWrite_ = true;
   statements_->passed.Forget();
   replaced_.reset();
   if (database_->HasMoved()) {
@@ -104,11 +115,19 @@ void CStore::Begin() {
 void CStore::BeginReading() {
   database_->Execute("BEGIN");
   inTransaction_ = true;
+  mayWrite_ = false;
 }
 
 void CStore::Commit() {
+  std::optional<SChanges> changes;
+  if (mayWrite_) {
+    changes = CountChange(*database_);
+  }
   database_->Execute("COMMIT");
   inTransaction_ = false;
+  if (changes) {
+    NoteChanges(path_, *changes);
+  }
 }
 
 void CStore::Rollback() {
@@ -141,7 +160,8 @@ void CStore::SetSettings(const SSettings& settings) {
   const auto before = replaced_ ? std::nullopt : Settings();
   replaced_ = replaced_.value_or(before ? SettingsToText(*before) : "");
   CStatement(database_->Handle(),
-             "INSERT INTO store(id, settings, state_version, program) VALUES(1, ?, 0, ?) "
+             "INSERT INTO store(id, settings, state_version, program, identity) "
+             "VALUES(1, ?, 0, ?, randomblob(16)) "
              "ON CONFLICT(id) DO UPDATE SET settings = excluded.settings")
       .Bind(SettingsToText(settings))
       .Bind(LIMES_VERSION_STRING)

@@ -285,6 +285,7 @@ class CStore {
   std::string reason_;
   std::optional<std::string> replaced_;  ///< settings that this transaction replaces
   bool inTransaction_ = false;
+  bool mayWrite_ = false;  ///< the transaction
 };
 
 }  // namespace limes::host

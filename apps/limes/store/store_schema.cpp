@@ -245,6 +245,14 @@ CREATE INDEX arrival_learnt ON arrival(id) WHERE learnt = 0;
 PRAGMA user_version = 8;
 )sql";
 
+/// Which store it is, and how many transactions have changed it.
+constexpr const char* kVersion9 = R"sql(
+ALTER TABLE store ADD COLUMN identity BLOB;
+ALTER TABLE store ADD COLUMN changes INTEGER NOT NULL DEFAULT 0;
+UPDATE store SET identity = randomblob(16);
+PRAGMA user_version = 9;
+)sql";
+
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
   constexpr int kTries = 5000;
@@ -328,6 +336,9 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     }
     if (version < 8) {
       database.Execute(kVersion8);
+    }
+    if (version < 9) {
+      database.Execute(kVersion9);
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");

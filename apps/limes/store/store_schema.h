@@ -8,7 +8,7 @@
 namespace limes::host {
 
 /// Version of the tables that this program makes; docs/store.md describes them.
-inline constexpr std::int64_t kSchemaVersion = 8;
+inline constexpr std::int64_t kSchemaVersion = 9;
 
 /// Version of a store's tables; 0 for a file without content. Throws CStoreError for a file that is
 /// something else, and for a newer version.
