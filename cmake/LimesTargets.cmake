@@ -17,6 +17,18 @@ if(LIMES_SANITIZE)
   target_compile_definitions(limes_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
 endif()
 
+# What is shipped, and not what tests it, stops at damage to its memory instead of going on. The
+# library's loops go without the checks of each index.
+option(LIMES_HARDENING "Harden what is installed" ON)
+add_library(limes_hardening INTERFACE)
+if(LIMES_HARDENING AND NOT LIMES_SANITIZE AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  target_compile_options(limes_hardening INTERFACE -fstack-protector-strong -fstack-clash-protection
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  target_compile_definitions(limes_hardening INTERFACE
+    $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,limes_objects>>:_GLIBCXX_ASSERTIONS>)
+  target_link_options(limes_hardening INTERFACE LINKER:-z,relro,-z,now)
+endif()
+
 # Installs headers with the folders they lie in.
 function(limes_install_headers component)
   foreach(header ${ARGN})
