@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "apps/limes/errors.h"
+#include "apps/limes/plant/connection.h"
 #include "limes/platform/print_window.h"
 #include "recordings/text.h"
 
@@ -23,6 +24,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunReport(options, console);
     case Command::kMerge:
       return RunMerge(options, console);
+    case Command::kPush:
+      return RunPush(options, console);
     case Command::kConvert:
       return RunConvert(options, console);
     case Command::kPlot:
@@ -53,9 +56,9 @@ int Dispatch(const SOptions& options, SConsole& console) {
   return RunDemo(options, console);
 }
 
-/// No name in the text forges a line.
+/// No name in the text forges a line, and no password is told.
 int Fail(SConsole& console, ExitCode code, std::string_view text) {
-  console.err << "limes: " << Escaped(text) << '\n';
+  console.err << "limes: " << Escaped(WithoutPasswords(text)) << '\n';
   return static_cast<int>(code);
 }
 
@@ -71,7 +74,7 @@ int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
   try {
     const SParsed parsed = ParseCommandLine(arguments);
     if (!parsed.run) {
-      (parsed.exitCode == 0 ? console.out : console.err) << parsed.message;
+      (parsed.exitCode == 0 ? console.out : console.err) << WithoutPasswords(parsed.message);
       return parsed.exitCode;
     }
     // The library tells of unknown unit texts; the readers keep those texts themselves.

@@ -17,6 +17,7 @@ int RunTest(const SOptions& options, SConsole& console);
 int RunShow(const SOptions& options, SConsole& console);
 int RunReport(const SOptions& options, SConsole& console);
 int RunMerge(const SOptions& options, SConsole& console);
+int RunPush(const SOptions& options, SConsole& console);
 int RunConvert(const SOptions& options, SConsole& console);
 int RunPlot(const SOptions& options, SConsole& console);
 int RunForget(const SOptions& options, SConsole& console);

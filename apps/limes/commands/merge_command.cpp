@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
+#include "apps/limes/plant/plant_reader.h"
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/store/store.h"
 #include "apps/limes/store/stored_model.h"
@@ -29,8 +31,11 @@ class CMergeRun {
     CheckPaths();
     OpenStore();
     for (const std::string& path : options_.files) {
-      Join(path);
+      CStore other(path, CStore::Mode::kReading);
+      other.BeginReading();
+      Join(path, LearntStateOf(other));
     }
+    JoinPlant();
     CheckCommon();
     Write();
     Report();
@@ -46,6 +51,15 @@ class CMergeRun {
   /// A store that is joined with itself would count its parts twice.
   void CheckPaths() const {
     std::vector<std::string> paths = options_.files;
+    for (const std::string& path : paths) {
+      if (NamesDatabase(path)) {
+        throw CUsageError("benches of a database are joined by --from " + path);
+      }
+    }
+    if (options_.plant.empty() && (paths.empty() || !options_.benches.empty())) {
+      throw CUsageError(paths.empty() ? "other stores, or --from DATABASE, are needed"
+                                      : "--bench needs --from DATABASE");
+    }
     paths.push_back(options_.store);
     for (std::size_t i = 0; i < paths.size(); ++i) {
       for (std::size_t k = 0; k < i; ++k) {
@@ -71,27 +85,37 @@ class CMergeRun {
     }
   }
 
-  void Join(const std::string& path) {
-    CStore other(path, CStore::Mode::kReading);
-    other.BeginReading();
-    auto settings = other.Settings();
-    if (!settings) {
+  /// The benches of a database.
+  void JoinPlant() {
+    if (options_.plant.empty()) {
+      return;
+    }
+    CPlantConnection connection(options_.plant);
+    CPlantReader plant(connection);
+    for (const std::string& bench : plant.Benches(options_.benches)) {
+      Join("bench " + bench, plant.Read(bench));
+    }
+  }
+
+  void Join(const std::string& path, std::optional<SLearntState> state) {
+    if (!state) {
       throw CStoreError(path + ": nothing is learnt in this store");
     }
     if (!model_) {
-      model_ = std::make_unique<CModel>(*settings);
-      newSettings_ = settings;
+      model_ = std::make_unique<CModel>(state->settings);
+      newSettings_ = state->settings;
+      first_ = path;
     }
-    CModel theirs = LoadedModel(other, *settings);
+    CModel theirs = LoadedModel(*state, path);
     try {
-      others_.push_back({path, other.LearntParts(), model_->Join(std::move(theirs))});
+      others_.push_back({path, std::move(state->parts), model_->Join(std::move(theirs))});
     } catch (const CUsageError& e) {
       throw CUsageError(path + " does not fit " + Here() + ": " + e.what());
     }
   }
 
   /// What the others are joined with.
-  const std::string& Here() const { return newSettings_ ? options_.files[0] : options_.store; }
+  const std::string& Here() const { return newSettings_ ? first_ : options_.store; }
 
   /// Refuses parts that two of the stores have learnt; those of older programs can be told by
   /// their names only.
@@ -131,7 +155,10 @@ class CMergeRun {
       store_->SetSettings(*newSettings_);
     }
     store_->SetReason(options_.reason);
-    const std::int64_t run = store_->AddRun("merge", model_->Settings(), options_.files);
+    std::vector<std::string> names;
+    std::transform(others_.begin(), others_.end(), std::back_inserter(names),
+                   [](const SOther& other) { return other.path; });
+    const std::int64_t run = store_->AddRun("merge", model_->Settings(), names);
     for (const SOther& other : others_) {
       for (SLearntPart part : other.parts) {
         part.recording.reset();  // a number of the other store
@@ -192,6 +219,7 @@ class CMergeRun {
   std::unique_ptr<CStore> store_;  ///< null while there is none
   std::unique_ptr<CModel> model_;
   std::optional<SSettings> newSettings_;  ///< of the first other store, for a new one
+  std::string first_;                     ///< that one
   std::vector<SOther> others_;
   std::size_t twice_ = 0;  ///< parts with names that were there already
 };

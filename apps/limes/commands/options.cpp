@@ -308,11 +308,32 @@ CLI::App* AddMerge(CLI::App& app, SOptions& o) {
       ->required()
       ->type_name("");
   command->add_option("OTHER", o.files, "stores of the same quantities; they stay as they are")
-      ->required()
       ->type_name("");
+  AddText(
+      *command, "--from", [&o](const std::string& t) { o.plant = t; },
+      "benches of this database, too (limes push)", "DATABASE");
+  AddText(
+      *command, "--bench", [&o](const std::string& t) { o.benches.push_back(t); },
+      "of them this one only; may be repeated", "NAME");
   command->add_flag("--json", o.json, "one JSON object per other store and line");
   AddFlag(*command, "--again", o.again, "join parts that are learnt here already once more");
   AddBecause(*command, o);
+  return command;
+}
+
+CLI::App* AddPush(CLI::App& app, SOptions& o) {
+  CLI::App* command =
+      app.add_subcommand("push", "copy what a store holds to a database of many benches");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  command
+      ->add_option("DATABASE", o.plant, "postgresql://USER@HOST/NAME; the password from ~/.pgpass")
+      ->required()
+      ->type_name("");
+  AddText(
+      *command, "--bench", [&o](const std::string& t) { o.benches = {t}; },
+      "its name there (HOST/name of the store)", "NAME");
+  AddFlag(*command, "--anew", o.anew,
+          "put aside what another store has pushed under this name, and begin anew");
   return command;
 }
 
@@ -530,6 +551,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddShow(app, o), Command::kShow},
       {AddReport(app, o), Command::kReport},
       {AddMerge(app, o), Command::kMerge},
+      {AddPush(app, o), Command::kPush},
       {AddConvert(app, o), Command::kConvert},
       {AddPlot(app, o), Command::kPlot},
       {AddForget(app, o), Command::kForget},

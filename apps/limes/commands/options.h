@@ -18,6 +18,7 @@ enum class Command {
   kShow,
   kReport,
   kMerge,
+  kPush,
   kConvert,
   kPlot,
   kForget,
@@ -40,8 +41,11 @@ inline constexpr std::int32_t kAutoModes = -1;
 struct SOptions {
   Command command = Command::kShow;
   std::string store;
-  std::vector<std::string> files;  ///< measurements; stores that are joined; names of parts
-  std::string quantity;            ///< that is drawn
+  std::vector<std::string> files;    ///< measurements; stores that are joined; names of parts
+  std::string plant;                 ///< the database of many benches
+  std::vector<std::string> benches;  ///< names there
+  bool anew = false;                 ///< put aside what another store pushed
+  std::string quantity;              ///< that is drawn
   SGivenSettings settings;
   SSelection selection;
   std::vector<SCondition> where;

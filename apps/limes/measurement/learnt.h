@@ -57,6 +57,7 @@ struct SHistory {
   std::int64_t learnt = 0;
   std::optional<double> mean;
   std::optional<double> limit;
+  std::int64_t run = 0;  ///< in the store
 };
 
 /// What the limits of a store do to good parts, as far as their scores tell.

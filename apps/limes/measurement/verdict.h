@@ -161,6 +161,7 @@ struct SPartVerdict {
   std::optional<std::int64_t> content{};  ///< tells what was measured apart (ContentOf)
   std::string rule{};  ///< of a stored verdict: the settings it was given by, as JSON; may be empty
   std::int64_t id = 0;               ///< in the store
+  std::int64_t run = 0;              ///< that judged it
   std::optional<std::int64_t> at{};  ///< when it was judged, in ms since 1970 UTC
 };
 

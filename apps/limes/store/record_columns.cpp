@@ -6,13 +6,13 @@
 
 namespace limes::host {
 
-void BindField(CStatement& s, const TCorners& value) {
+std::vector<std::uint8_t> CornerBytes(const TCorners& value) {
   std::vector<std::uint8_t> bytes(16 * value.size());
   for (std::size_t i = 0; i < value.size(); ++i) {
     detail::ToLittleEndian(value[i].spread, bytes.data() + 16 * i);
     detail::ToLittleEndian(value[i].excess, bytes.data() + 16 * i + 8);
   }
-  s.Bind(std::span<const std::uint8_t>(bytes));
+  return bytes;
 }
 
 /// None where they cannot be: nothing is guessed of them then.

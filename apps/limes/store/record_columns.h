@@ -2,7 +2,9 @@
 
 #include <concepts>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "apps/limes/measurement/verdict.h"
 #include "apps/limes/store/database.h"
@@ -71,18 +73,24 @@ std::string NewColumns(std::int64_t version, const std::string& before, const st
   return columns;
 }
 
-inline void BindField(CStatement& s, const std::string& value) { s.Bind(value); }
-inline void BindField(CStatement& s, const std::optional<std::string>& value) { s.Bind(value); }
-inline void BindField(CStatement& s, const std::optional<double>& value) { s.Bind(value); }
-inline void BindField(CStatement& s, double value) { s.Bind(std::optional(value)); }
-inline void BindField(CStatement& s, std::integral auto value) { s.Bind(std::int64_t{value}); }
-void BindField(CStatement& s, const TCorners& value);  ///< two doubles each
-inline void BindField(CStatement& s, Side value) { s.Bind(SideText(value)); }
-inline void BindField(CStatement& s, Verdict value) { s.Bind(VerdictText(value)); }
+/// Two doubles each.
+std::vector<std::uint8_t> CornerBytes(const TCorners& corners);
+
+/// A row takes its values by Bind, as CStatement does.
+inline void BindField(auto& row, const std::string& value) { row.Bind(value); }
+inline void BindField(auto& row, const std::optional<std::string>& value) { row.Bind(value); }
+inline void BindField(auto& row, const std::optional<double>& value) { row.Bind(value); }
+inline void BindField(auto& row, double value) { row.Bind(std::optional(value)); }
+inline void BindField(auto& row, std::integral auto value) { row.Bind(std::int64_t{value}); }
+inline void BindField(auto& row, const TCorners& value) {
+  row.Bind(std::span<const std::uint8_t>(CornerBytes(value)));
+}
+inline void BindField(auto& row, Side value) { row.Bind(SideText(value)); }
+inline void BindField(auto& row, Verdict value) { row.Bind(VerdictText(value)); }
 
 template <class Record>
-void BindFields(CStatement& statement, const Record& record) {
-  VisitColumns([&](const SField&, const auto& value) { BindField(statement, value); }, record);
+void BindFields(auto& row, const Record& record) {
+  VisitColumns([&](const SField&, const auto& value) { BindField(row, value); }, record);
 }
 
 inline void ReadField(const CStatement& s, int i, std::string& value) { value = s.Text(i); }

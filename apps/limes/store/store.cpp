@@ -168,6 +168,19 @@ void CStore::SetSettings(const SSettings& settings) {
       .Run();
 }
 
+std::string CStore::Created() {
+  CStatement statement(database_->Handle(), "SELECT created FROM store");
+  return statement.Step() ? statement.Text(0) : "";
+}
+
+std::vector<std::uint8_t> CStore::Identity() {
+  if (version_ < kCountedSince) {
+    return {};
+  }
+  CStatement statement(database_->Handle(), "SELECT identity FROM store");
+  return statement.Step() ? statement.Bytes(0) : std::vector<std::uint8_t>();
+}
+
 std::int64_t CStore::StateVersion() {
   return database_->QueryInt("SELECT state_version FROM store");
 }
@@ -390,12 +403,12 @@ std::vector<SHistory> CStore::History() {
     return result;
   }
   CStatement list(database_->Handle(),
-                  "SELECT name, side, started, learnt, mean, limit_value FROM history "
+                  "SELECT name, side, started, learnt, mean, limit_value, run FROM history "
                   "JOIN run ON run.id = run JOIN quantity ON quantity.id = quantity "
                   "ORDER BY quantity, run, side DESC");
   while (list.Step()) {
     result.push_back({list.Text(0), SideFromText(list.Text(1)), list.Text(2), list.Int(3),
-                      list.Real(4), list.Real(5)});
+                      list.Real(4), list.Real(5), list.Int(6)});
   }
   return result;
 }
@@ -455,8 +468,8 @@ void CStore::ReadJudged(const std::string& which, std::int64_t first,
                       (version_ < 5 ? "NULL, NULL" : "content, settings") +
                       (version_ < 8 ? ", NULL, NULL, NULL" : ", limits, measured, at") +
                       ColumnNames<SScores>(version_) +
-                      " FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " + which +
-                      "ORDER BY part.id");
+                      ", run FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " +
+                      which + "ORDER BY part.id");
   const auto alarms =
       ReadAlarms("WHERE judged >= " + std::to_string(first) + " ORDER BY judged, alarm.id");
   auto alarm = alarms.begin();
@@ -471,7 +484,7 @@ void CStore::ReadJudged(const std::string& which, std::int64_t first,
     verdict.content = next.OptionalInt(4);
     verdict.rule = next.Text(5);
     verdict.at = next.OptionalInt(8);
-    ReadFields(next, 9, verdict.scores);
+    verdict.run = next.Int(ReadFields(next, 9, verdict.scores));
     if (!next.IsNull(6)) {
       passed.Read({next.Int(6), next.Text(7)}, verdict);
     }

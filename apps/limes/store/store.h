@@ -57,7 +57,8 @@ struct SChange {
   std::int64_t run = 0;
   std::string time;  ///< UTC
   std::string command;
-  std::string user;  ///< empty, as all that follows, where an older program made it
+  std::string program;  ///< its version
+  std::string user;     ///< empty, as all that follows, where an older program made it
   std::string host;
   std::string reason;
   std::vector<std::string> parts;  ///< that were named
@@ -127,6 +128,11 @@ class CStore {
   /// Replaces the settings, or writes the first ones.
   void SetSettings(const SSettings& settings);
 
+  /// What a store made elsewhere does not have: when it was made, UTC, and where it has one its
+  /// identity, which copies share.
+  std::string Created();
+  std::vector<std::uint8_t> Identity();
+
   /// Differs when some process changed a learn state.
   std::int64_t StateVersion();
   void NextStateVersion();
@@ -160,8 +166,8 @@ class CStore {
   std::int64_t AddRun(const std::string& command, const SSettings& settings,
                       const std::vector<std::string>& parts = {});
 
-  /// All runs but those that only judged, the first one first.
-  std::vector<SChange> ChangesMade();
+  /// All runs but those that only judged, the first one first; all: with them.
+  std::vector<SChange> ChangesMade(bool all = false);
 
   /// Returns the part's id.
   std::int64_t AddLearnt(std::int64_t run, const SLearntPart& part);

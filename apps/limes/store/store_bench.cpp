@@ -68,30 +68,32 @@ std::int64_t CStore::AddRun(const std::string& command, const SSettings& setting
   return database_->LastRowId();
 }
 
-std::vector<SChange> CStore::ChangesMade() {
+std::vector<SChange> CStore::ChangesMade(bool all) {
   std::vector<SChange> result;
   CStatement list(
       database_->Handle(),
-      std::string("SELECT id, started, command, ") + (version_ < 5 ? "''" : "settings") +
+      std::string("SELECT id, started, command, program, ") + (version_ < 5 ? "''" : "settings") +
           (version_ < kBenchSince ? ", '', '', '', '', ''"
                                   : ", user, host, because, parts, before") +
           (version_ < 4 ? ", NULL" : ", (SELECT max(learnt) FROM history WHERE run = run.id)") +
-          " FROM run WHERE command NOT IN ('test', 'watch', 'serve') ORDER BY id");
+          " FROM run" + (all ? "" : " WHERE command NOT IN ('test', 'watch', 'serve')") +
+          " ORDER BY id");
   while (list.Step()) {
     SChange& change = result.emplace_back();
     change.run = list.Int(0);
     change.time = list.Text(1);
     change.command = list.Text(2);
-    change.after = list.Text(3);
-    change.user = list.Text(4);
-    change.host = list.Text(5);
-    change.reason = list.Text(6);
-    const auto parts = nlohmann::json::parse(list.Text(7), nullptr, false);
+    change.program = list.Text(3);
+    change.after = list.Text(4);
+    change.user = list.Text(5);
+    change.host = list.Text(6);
+    change.reason = list.Text(7);
+    const auto parts = nlohmann::json::parse(list.Text(8), nullptr, false);
     for (const auto& part : parts.is_array() ? parts : nlohmann::json::array()) {
       change.parts.push_back(part.is_string() ? part.get<std::string>() : "");
     }
-    change.before = list.Text(8);
-    change.learnt = list.OptionalInt(9);
+    change.before = list.Text(9);
+    change.learnt = list.OptionalInt(10);
   }
   return result;
 }

@@ -5,6 +5,26 @@
 
 namespace limes::host {
 
+std::optional<SLearntState> LearntStateOf(CStore& store) {
+  const auto settings = store.Settings();
+  if (!settings) {
+    return std::nullopt;
+  }
+  return SLearntState{*settings,
+                      store.Quantities(),
+                      store.Calibration(),
+                      store.Modes(),
+                      store.Drift(CStore::DriftSource::kLearning),
+                      store.LearntParts()};
+}
+
+CModel LoadedModel(const SLearntState& state, const std::string& name) {
+  CModel model(state.settings);
+  model.Load(state.quantities, state.calibration, name, state.modes);
+  model.Drift().Load(state.drift, name);
+  return model;
+}
+
 CModel LoadedModel(CStore& store, const SSettings& settings) {
   CModel model(settings);
   LoadModel(store, model);

@@ -1,10 +1,31 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
 
 namespace limes::host {
+
+/// What was learnt somewhere, from which it can be joined with something else.
+struct SLearntState {
+  SSettings settings;
+  std::vector<SStoredQuantity> quantities;
+  std::optional<SStoredCalibration> calibration;
+  std::vector<std::uint8_t> modes;
+  std::vector<SStoredDrift> drift;
+  std::vector<SLearntPart> parts;
+};
+
+/// Empty where nothing is learnt. Throws CStoreError.
+std::optional<SLearntState> LearntStateOf(CStore& store);
+
+/// What lies there, which is named in messages. Throws CStoreError.
+CModel LoadedModel(const SLearntState& state, const std::string& name);
 
 /// What a store holds, by the settings of a run. Throws CStoreError.
 CModel LoadedModel(CStore& store, const SSettings& settings);
