@@ -224,7 +224,7 @@ Json CBenchState::LastJson(const SLast& last, const SLimits& limits) const {
     }
     plot.parts.push_back({verdict.part,
                           MarksOfPart(verdict, *plot.sides[0], limits.settings.modes.has_value()),
-                          Thinned(curve->second, plot.columns)});
+                          VisThinned(curve->second, plot.columns)});
     json["plots"].push_back(
         {{"quantity", curve->first}, {"plot", Parsed(PlotJson(SPlotContent(plot), 0.0, 1.0))}});
   }
@@ -241,7 +241,7 @@ Json CBenchState::DefectsJson() const {
   }
   for (const Kind* const kind : top.Items()) {
     const auto& [name, side, section] = kind->first;
-    const SRange& places = kind->second.places;
+    const SVisRange& places = kind->second.places;
     const std::string place =
         places.low > places.high
             ? ""

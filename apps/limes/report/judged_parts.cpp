@@ -128,7 +128,7 @@ void CJudgedParts::TakeQuantities(const SPartVerdict& verdict, const CurveOf& cu
           verdict.part, MarksOfPart(verdict, *quantity.sides[0], settings_.modes.has_value()), {}};
       part.marks.resize(std::min(part.marks.size(), marksPerPart_));
       if (curveOf) {
-        part.curve = Thinned(curveOf(name), columns_);
+        part.curve = VisThinned(curveOf(name), columns_);
       }
       quantity.worst.Add(worst.excess, std::move(part));
     }

@@ -63,7 +63,7 @@ class CJudgedParts {
     std::size_t parts = 0;
     std::uint64_t lastPart = 0;
     std::int32_t priority = std::numeric_limits<std::int32_t>::min();
-    SRange places;
+    SVisRange places;
   };
   using DefectKey = std::tuple<std::string, Side, int>;
 

@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "apps/limes/report/markup.h"
-#include "limes/kernels/vector_kernels.h"
 
 namespace limes::host {
 namespace {
@@ -18,9 +17,9 @@ std::string Labelled(const std::string& name, const std::string& unit) {
   return unit.empty() ? name : name + " [" + unit + "]";
 }
 
-SRange RangeOfX(const SPlot& plot, bool single) {
+SVisRange RangeOfX(const SPlot& plot, bool single) {
   const SLearntSummary& learnt = *plot.sides[0];
-  SRange x;
+  SVisRange x;
   x.Add(single ? 0.0 : learnt.xFirst);
   x.Add(single ? static_cast<double>(plot.parts.size()) + 1.0 : learnt.xLast);
   if (!(x.high > x.low) || !plot.xs.empty()) {
@@ -29,9 +28,9 @@ SRange RangeOfX(const SPlot& plot, bool single) {
   return x;
 }
 
-SRange RangeOfY(const SPlot& plot) {
+SVisRange RangeOfY(const SPlot& plot) {
   const SLearntSummary& learnt = *plot.sides[0];
-  SRange y;
+  SVisRange y;
   for (std::size_t i = 0; i < learnt.mean.size(); ++i) {
     y.Add(learnt.mean[i]);
     y.Add(double{learnt.mean[i]} + learnt.spread[i]);
@@ -44,7 +43,7 @@ SRange RangeOfY(const SPlot& plot) {
     for (const SPlotMark& mark : part.marks) {
       y.Add(mark.value);
     }
-    for (const SExtremes& column : part.curve) {
+    for (const SVisExtremes& column : part.curve) {
       y.Add(column.low);
       y.Add(column.high);
     }
@@ -57,54 +56,33 @@ SRange RangeOfY(const SPlot& plot) {
 std::vector<double> MiddlesOfColumns(const SPlot& plot) {
   const SLearntSummary& learnt = *plot.sides[0];
   const std::size_t n = learnt.mean.size();
-  const std::size_t columns = std::min(n, std::max<std::size_t>(plot.columns, 2));
-  std::vector<double> xs(columns, learnt.xFirst);
-  for (std::size_t c = 0; c < columns && n > 1; ++c) {
-    const std::size_t first = c * n / columns;
-    const std::size_t last = (c + 1) * n / columns;
-    const double middle = (static_cast<double>(first) + static_cast<double>(last) - 1.0) / 2.0;
-    xs[c] = plot.xs.empty() ? learnt.xFirst + (learnt.xLast - learnt.xFirst) * middle /
-                                                  static_cast<double>(n - 1)
-                            : plot.xs[static_cast<std::size_t>(middle)];
+  std::vector<double> xs = VisMiddles(n, plot.columns);
+  for (double& x : xs) {
+    x = !plot.xs.empty() ? plot.xs[static_cast<std::size_t>(x)]
+        : n > 1 ? learnt.xFirst + (learnt.xLast - learnt.xFirst) * x / static_cast<double>(n - 1)
+                : learnt.xFirst;
   }
   return xs;
 }
 
-std::vector<SExtremes> Band(const SLearntSummary& learnt, std::size_t columns) {
+std::vector<SVisExtremes> Band(const SLearntSummary& learnt, std::size_t columns) {
   std::vector<float> low(learnt.mean.size());
   std::vector<float> high(learnt.mean.size());
   for (std::size_t i = 0; i < low.size(); ++i) {
     low[i] = learnt.mean[i] - learnt.spread[i];
     high[i] = learnt.mean[i] + learnt.spread[i];
   }
-  std::vector<SExtremes> band = Thinned(high, columns);
-  const std::vector<SExtremes> lows = Thinned(low, columns);
+  std::vector<SVisExtremes> band = VisThinned(high, columns);
+  const std::vector<SVisExtremes> lows = VisThinned(low, columns);
   bool any = false;
   for (std::size_t c = 0; c < band.size(); ++c) {
     band[c].low = lows[c].low;
     any |= std::isfinite(band[c].low);
   }
-  return any ? band : std::vector<SExtremes>();
+  return any ? band : std::vector<SVisExtremes>();
 }
 
 }  // namespace
-
-void SRange::Add(double value) {
-  if (std::isfinite(value)) {
-    low = std::min(low, value);
-    high = std::max(high, value);
-  }
-}
-
-void SRange::Widen(double share) {
-  if (!(low <= high)) {
-    low = 0.0;
-    high = 1.0;
-  }
-  const double margin = high > low ? share * (high - low) : std::max(1.0, std::fabs(low) * 0.1);
-  low -= margin;
-  high += margin;
-}
 
 SPlotContent::SPlotContent(const SPlot& plot) {
   const SLearntSummary& learnt = *plot.sides.at(0);
@@ -114,10 +92,10 @@ SPlotContent::SPlotContent(const SPlot& plot) {
   yName = Shortened(Labelled(learnt.name, learnt.unit));
   x = RangeOfX(plot, single);
   y = RangeOfY(plot);
-  lines.push_back({"mean", kMeanColour, 1.5, false, Thinned(learnt.mean, plot.columns), "mean"});
+  lines.push_back({"mean", kMeanColour, 1.5, false, VisThinned(learnt.mean, plot.columns), "mean"});
   for (const SLearntSummary* side : plot.sides) {
     lines.push_back({std::string(SideText(side->side)) + " limit", kLimitColour, 2.0, true,
-                     Thinned(side->limit, plot.columns), side == plot.sides[0] ? "limit" : ""});
+                     VisThinned(side->limit, plot.columns), side == plot.sides[0] ? "limit" : ""});
   }
   band = Band(learnt, plot.columns);
   xs = MiddlesOfColumns(plot);
@@ -155,28 +133,5 @@ void SPlotContent::StretchSingle() {
 }
 
 const char* PartColour(std::size_t part) { return kPartColours[part % std::size(kPartColours)]; }
-
-std::vector<SExtremes> Thinned(const std::vector<float>& values, std::size_t columns) {
-  const std::size_t n = values.size();
-  std::vector<SExtremes> extremes(std::min(n, std::max<std::size_t>(columns, 2)));
-  std::vector<float> kept;
-  for (std::size_t c = 0; c < extremes.size(); ++c) {
-    const auto at = [&](std::size_t column) {
-      return values.begin() + static_cast<std::ptrdiff_t>(column * n / extremes.size());
-    };
-    kept.clear();
-    std::copy_if(at(c), at(c + 1), std::back_inserter(kept),
-                 [](float value) { return std::isfinite(value); });
-    float ends[2] = {std::nanf(""), std::nanf("")};
-    if (kept.size() == 1) {
-      ends[0] = ends[1] = kept[0];
-    } else if (!kept.empty()) {
-      DVL::DownsamlingMinMax(kept.data(), static_cast<std::uint32_t>(kept.size()), 1, ends, 2,
-                             1.0F);
-    }
-    extremes[c] = {ends[0], ends[1]};
-  }
-  return extremes;
-}
 
 }  // namespace limes::host

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/limes/report/report.h"
+#include "limes/display/vis_axis.h"
+#include "limes/display/vis_data_vector.h"
 
 namespace limes::host {
 
@@ -20,17 +21,11 @@ struct SPlotMark {
   std::string text;  ///< what hovering shows
 };
 
-/// Smallest and largest value of a stretch of a curve; NaN where there is none.
-struct SExtremes {
-  float low = 0.0F;
-  float high = 0.0F;
-};
-
 /// A judged part as it is drawn; marks and curve share colour and shape.
 struct SPlotPart {
   std::string name;
   std::vector<SPlotMark> marks;
-  std::vector<SExtremes> curve;  ///< as many columns as the learnt curves are drawn in, or none
+  std::vector<SVisExtremes> curve;  ///< as many columns as the learnt curves are drawn in, or none
 };
 
 /// A learnt quantity that is to be drawn.
@@ -44,25 +39,13 @@ struct SPlot {
   std::string xName = "x";
 };
 
-/// Values of an axis.
-struct SRange {
-  double low = std::numeric_limits<double>::infinity();
-  double high = -std::numeric_limits<double>::infinity();
-
-  /// Leaves out what is not finite.
-  void Add(double value);
-
-  /// Opens what is empty or a point, and leaves room for lines at the edge.
-  void Widen(double share);
-};
-
 /// A line with the values it has in each column.
 struct SPlotLine {
   std::string name;
   std::string colour;
   double width = 1.0;
   bool dashed = false;
-  std::vector<SExtremes> columns;
+  std::vector<SVisExtremes> columns;
   std::string legend;  ///< what the legend says of it; empty: nothing
 };
 
@@ -82,13 +65,13 @@ struct SPlotContent {
   bool dots = false;  ///< each point is drawn
   std::string xName;
   std::string yName;
-  SRange x;
-  SRange y;
-  std::vector<double> xs;        ///< of the columns
-  std::vector<SPlotLine> lines;  ///< mean, limits, parts with a curve
-  std::vector<SExtremes> band;   ///< mean ± spread; empty where no column has one
-  std::vector<SMark> marks;      ///< finite and inside x
-  std::vector<SRange> regions;   ///< along x, beyond a limit
+  SVisRange x;
+  SVisRange y;
+  std::vector<double> xs;          ///< of the columns
+  std::vector<SPlotLine> lines;    ///< mean, limits, parts with a curve
+  std::vector<SVisExtremes> band;  ///< mean ± spread; empty where no column has one
+  std::vector<SMark> marks;        ///< finite and inside x
+  std::vector<SVisRange> regions;  ///< along x, beyond a limit
 
  private:
   /// A single value holds from edge to edge.
@@ -100,8 +83,5 @@ const char* PartColour(std::size_t part);
 
 /// Marks of parts differ in shape as well: 0 to 3.
 inline std::size_t PartShape(std::size_t part) { return part % 4; }
-
-/// A curve in at most as many stretches, at least two. O(points).
-std::vector<SExtremes> Thinned(const std::vector<float>& values, std::size_t columns);
 
 }  // namespace limes::host

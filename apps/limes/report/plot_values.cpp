@@ -23,10 +23,10 @@ Json Numbers(const std::vector<double>& values) {
   return list;
 }
 
-void AddEnds(Json& json, const std::vector<SExtremes>& columns) {
+void AddEnds(Json& json, const std::vector<SVisExtremes>& columns) {
   Json low = Json::array();
   Json high = Json::array();
-  for (const SExtremes& column : columns) {
+  for (const SVisExtremes& column : columns) {
     low.push_back(Number(column.low));
     high.push_back(Number(column.high));
   }
@@ -68,7 +68,7 @@ std::string PlotJson(const SPlotContent& content, double left, double right) {
                              {"filled", m.mark.beyond},
                              {"text", m.mark.text}});
   }
-  for (const SRange& region : content.regions) {
+  for (const SVisRange& region : content.regions) {
     json["regions"].push_back({Number(region.low), Number(region.high)});
   }
   std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);

@@ -6,8 +6,9 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/report/markup.h"
-#include "apps/limes/report/plot_axis.h"
 #include "apps/limes/report/plot_values.h"
+#include "limes/display/vis_axis.h"
+#include "limes/display/vis_data_polygon.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -80,7 +81,7 @@ class CDrawing {
            "\" role=\"img\" font-family=\"sans-serif\" font-size=\"14\" fill=\"#222\"><title>" +
            Markup(content_.yName) + "</title><rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>";
     DrawAxes();
-    for (const SRange& region : content_.regions) {
+    for (const SVisRange& region : content_.regions) {
       out_ += Rectangle(x_.PlaceInside(region.low) - 0.75, x_.PlaceInside(region.high) + 0.75,
                         "fill=\"" + content_.lines[1].colour + "\" opacity=\".1\"");
     }
@@ -108,7 +109,7 @@ class CDrawing {
       out_ += "<path d=\"" + Step('M', kLeft, tick.place) + Step('L', kRight, tick.place) + "\"/>";
       texts += Text(kLeft - 6.0, tick.place + 5.0, "end", tick.text);
     }
-    for (const auto& tick : content_.single ? std::vector<CPlotAxis::STick>() : x_.Ticks()) {
+    for (const auto& tick : content_.single ? std::vector<CVisAxis::STick>() : x_.Ticks()) {
       out_ += "<path d=\"" + Step('M', tick.place, kTop) + Step('L', tick.place, kBottom) + "\"/>";
       texts += Text(tick.place, kBottom + 18.0, "middle", tick.text);
     }
@@ -117,17 +118,20 @@ class CDrawing {
     out_ += Text(kRight, XNameTop(), "end", content_.xName);
   }
 
-  /// Out along the upper edge and back along the lower one, for each run of columns with a band.
+  /// The steps of a line; a point alone is a dot.
+  static std::string Path(const VisRun& run) {
+    std::string path = Step('M', run[0].x, run[0].y);
+    path += run.size() == 1 || run[1].x != run[0].x ? "h0" : "";
+    for (std::size_t i = 1; i < run.size(); ++i) {
+      path += Step('L', run[i].x, run[i].y);
+    }
+    return path;
+  }
+
   void DrawBand() {
-    const std::vector<SExtremes>& band = content_.band;
     std::string path;
-    for (std::size_t first = 0, end = 0; first < band.size(); first = end + 1) {
-      for (end = first; end < band.size() && std::isfinite(band[end].low); ++end) {
-        path += Step(end == first ? 'M' : 'L', XOf(end), y_.PlaceOf(band[end].high));
-      }
-      for (std::size_t c = end; c-- > first;) {
-        path += Step('L', XOf(c), y_.PlaceOf(band[c].low));
-      }
+    for (const VisRun& run : VisBand(content_.xs, content_.band, x_, y_)) {
+      path += Path(run);
     }
     if (!path.empty()) {
       out_ +=
@@ -135,24 +139,10 @@ class CDrawing {
     }
   }
 
-  /// A column is drawn from its nearer end to the other one, so that the line does not run to and
-  /// fro.
   void DrawLine(const SPlotLine& line) {
     std::string path;
-    float before = std::nanf("");
-    for (std::size_t c = 0; c < line.columns.size(); ++c) {
-      const auto [low, high] = line.columns[c];
-      const bool starts = !std::isfinite(before);
-      if (std::isfinite(low)) {
-        const bool lowFirst = starts || std::fabs(low - before) <= std::fabs(high - before);
-        path += Step(starts ? 'M' : 'L', XOf(c), y_.PlaceOf(lowFirst ? low : high));
-        path += low != high ? Step('L', XOf(c), y_.PlaceOf(lowFirst ? high : low))
-                : starts    ? "h0"
-                            : "";
-        before = lowFirst ? high : low;
-      } else {
-        before = low;
-      }
+    for (const VisRun& run : VisLine(content_.xs, line.columns, x_, y_)) {
+      path += Path(run);
     }
     out_ += "<path class=\"line\" data-name=\"" + Markup(line.name) + "\" d=\"" + path +
             "\" fill=\"none\" stroke-linecap=\"round\"" + Stroke(line) + "/>";
@@ -214,8 +204,8 @@ class CDrawing {
 
   const std::vector<SPlotPart>& parts_;
   const SPlotContent& content_;
-  CPlotAxis x_;
-  CPlotAxis y_;
+  CVisAxis x_;
+  CVisAxis y_;
   std::string out_;
 };
 
