@@ -147,6 +147,32 @@ TEST_F(Plot, DrawsCurvesAndMarksAtTheirPlaces) {
   EXPECT_THAT(thin, HasSubstr(",148.00L"));  // the one peak, in the middle of y, is kept
 }
 
+TEST_F(Plot, CurvesOfJudgedPartsAreKept) {
+  Fill(5, 230, "parts.csv");  // all NOK
+  const auto lines = [&](const std::vector<std::string>& parts) {
+    std::vector<std::string> words = {"plot", store_, "noise"};
+    words.insert(words.end(), parts.begin(), parts.end());
+    const auto drawn = RunLimes(words);
+    EXPECT_EQ(drawn.code, 0) << drawn.err;
+    const std::regex curve("class=\"line\" data-name=\"[^\"]*p[0-9]");
+    return std::distance(std::sregex_iterator(drawn.out.begin(), drawn.out.end(), curve), {});
+  };
+  EXPECT_EQ(lines({"parts.csv:p0", "parts.csv:p229"}), 2);
+  const std::string good = Write("good.csv", "id,v0,v1,v2,v3,v4\nq,0,1,2,3,4\np7,1,2,3,4,5\n");
+  EXPECT_EQ(lines({good, "parts.csv:p7"}), 2);  // of files and of the store
+  std::string many = "id,v0,v1,v2,v3,v4\n";
+  for (int i = 0; i < 205; ++i) {
+    many += "p" + std::to_string(i) + ",1,2,3,4," + std::to_string(5.0 + i * 1e-4) + "\n";
+  }
+  ASSERT_EQ(RunLimes({"test", store_, Write("many.csv", many)}).code, 0);
+  EXPECT_EQ(lines({"many.csv:p4", "many.csv:p5", "many.csv:p204", "parts.csv:p0"}), 3);
+  EXPECT_EQ(RunLimes({"plot", store_, "noise", good}).out.find("data-name=\"parts"),
+            std::string::npos);
+  ASSERT_EQ(RunLimes({"test", store_, good, "--keep-curves", "0"}).code, 0);
+  EXPECT_EQ(lines({"many.csv:p204", "parts.csv:p0"}), 0);
+  EXPECT_EQ(RunLimes({"set", store_, "--keep-curves", "-1"}).code, 2);
+}
+
 TEST_F(Plot, ThousandsOfPartsStayBelowTwoMegabytes) {
   Fill(300, 3000, std::string(200, '\'') + ".csv");
   ASSERT_EQ(RunLimes({"report", store_, "--html", File("r.html")}).code, 0);

@@ -47,6 +47,7 @@ void CJudging::Load() {
   stateVersion_ = store_.StateVersion();
   LoadModel(store_, model_);
   LoadWatch();
+  curves_.SetMost(storing_ ? settings_.KeptBytes() : 0);
   promise_ = PromiseOf(store_, model_);
 }
 
@@ -87,7 +88,9 @@ bool CJudging::Renew() {
 const SPartVerdict& CJudging::Judge(SPart& part, const NoteTaker& note) {
   model_.ConvertUnits(part, note);
   SPartVerdict verdict = model_.Judge(part);
-  verdict.content = ContentOf(part, RecordOf(part));
+  std::vector<std::uint8_t> record = RecordOf(part);
+  verdict.content = ContentOf(part, record);
+  curves_.Add(pending_.size(), part, verdict.verdict, std::move(record));
   verdict.at = std::chrono::duration_cast<std::chrono::milliseconds>(
                    std::chrono::system_clock::now().time_since_epoch())
                    .count();
@@ -99,6 +102,7 @@ const SPartVerdict& CJudging::Judge(SPart& part, const NoteTaker& note) {
 void CJudging::Drop(std::size_t kept) {
   pending_.resize(kept);
   shifts_.resize(kept);
+  curves_.Drop(kept);
 }
 
 std::vector<SPartVerdict> CJudging::Write(const Also& also) {
@@ -118,6 +122,7 @@ std::vector<SPartVerdict> CJudging::Write(const Also& also) {
         verdict.id = store_.AddJudged(run, verdict);
         store_.AddAlarms(run, verdict.drifts, verdict.id);
       }
+      curves_.Write(store_, pending_);
       if (also) {
         also(pending_);
       }
@@ -129,6 +134,7 @@ std::vector<SPartVerdict> CJudging::Write(const Also& also) {
     run_ = run;
   }
   shifts_.clear();
+  curves_.Drop(0);
   return std::exchange(pending_, {});
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/limes/bench/curve_keeper.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/store/store.h"
@@ -63,6 +64,7 @@ class CJudging {
   SPromise promise_;
   std::vector<SPartVerdict> pending_;        ///< judged, not yet stored
   std::vector<std::vector<SShift>> shifts_;  ///< of each of them
+  CCurveKeeper curves_;                      ///< of them
   std::int64_t run_ = 0;
   std::int64_t stateVersion_ = 0;
   std::int64_t changes_ = 0;  ///< of others, when the store was read

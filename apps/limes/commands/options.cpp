@@ -156,6 +156,11 @@ void AddGuarding(CLI::App& app, SOptions& o) {
   Add(app, "--drift", s.drift, "parts between false alarms of drift (10000; 0: no alarm)", "N");
 }
 
+void AddKeeping(CLI::App& app, SOptions& o) {
+  Add(app, "--keep-curves", o.settings.keepCurves,
+      "MB of curves of judged parts that stay in the store (50; 0: none)", "MB");
+}
+
 void AddModes(CLI::App& app, SOptions& o) {
   AddText(
       app, "--modes", [&o](const std::string& t) { o.modes = ParseModes(t); },
@@ -298,6 +303,7 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
   AddRule(*command, o);
   AddModes(*command, o);
   AddGuarding(*command, o);
+  AddKeeping(*command, o);
   AddBecause(*command, o);
   return command;
 }
@@ -361,6 +367,7 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   AddModes(*command, o);
   AddGuarding(*command, o);
   AddFlag(*command, "--allow-short", o.allowShort, "learn parts that cover less than --min-share");
+  AddKeeping(*command, o);
   AddBecause(*command, o);
   return command;
 }
@@ -411,6 +418,7 @@ CLI::App* AddTest(CLI::App& app, SOptions& o) {
       "write a page with plots of the worst parts, too", "FILE");
   AddFlag(*command, "--keep-going", o.keepGoing, "judge on after a file that cannot be used");
   AddFlag(*command, "--no-store", o.noStore, "leave the store as it is");
+  AddKeeping(*command, o);
   AddForce(*command, o);
   return command;
 }
@@ -428,15 +436,20 @@ CLI::App* AddCalibrate(CLI::App& app, SOptions& o) {
 }
 
 CLI::App* AddPlot(CLI::App& app, SOptions& o) {
-  CLI::App* command = app.add_subcommand("plot", "draw a learnt quantity as SVG");
+  CLI::App* command =
+      app.add_subcommand("plot", "draw a learnt quantity as SVG, and parts over it");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   command->add_option("QUANTITY", o.quantity, "its name in the store")->required()->type_name("");
-  command->add_option("PART", o.files, "judged parts whose places beyond the limit are marked")
+  command
+      ->add_option(
+          "PART", o.files,
+          "judged parts, or files of measurements, drawn over the limit as they are judged")
       ->type_name("");
   AddText(
       *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
       "the file to write (standard output)", "OUT");
   AddForce(*command, o);
+  AddSelection(*command, o);
   return command;
 }
 

@@ -56,7 +56,7 @@ int RunSet(const SOptions& options, SConsole& console) {
   if (text == SettingsToText(*stored)) {
     throw CUsageError(
         "set changes nothing: give another --base, --reject, --factor, --cover, --sure, --width, "
-        "--modes, --min-parts, --min-share, --one-per-curve, --guard or --drift");
+        "--modes, --min-parts, --min-share, --one-per-curve, --guard, --drift or --keep-curves");
   }
   if (settings.drift != stored->drift) {
     store.ClearDrift();  // sums for another threshold

@@ -71,6 +71,8 @@ void ValidateNumbers(const SSettings& s) {
   Require(s.width >= 0.0, "--width must not be negative");
   Require(s.drift == 0.0 || (s.drift >= 100.0 && s.drift <= 1e12),
           "--drift must be a number of parts from 100 on, or 0 for no alarm");
+  Require(s.keepCurves.value_or(0.0) >= 0.0 && s.keepCurves.value_or(0.0) <= 1e6,
+          "--keep-curves must be a number of MB from 0 to 1000000");
   Require(s.timeScale >= 1, "--time-scale must be at least 1");
   Require(s.minParts >= 1, "--min-parts must be at least 1");
   Require(s.minShare >= 0.0 && s.minShare <= 1.0, "--min-share must lie between 0 and 1");

@@ -18,6 +18,8 @@ namespace limes::host {
 inline constexpr double kDefaultReject = 0.01;
 inline constexpr double kDefaultSure = 0.95;
 
+inline constexpr double kDefaultKeepCurves = 50.0;
+
 /// The least rate that can be asked for; it takes a million scores to promise.
 inline constexpr double kLeastReject = 1e-6;
 
@@ -49,6 +51,13 @@ struct TRule {
   Field<double> drift = Form::Default(10000.0);  ///< parts between false alarms; 0: no alarm
   Field<bool> guard = Form::Default(false);      ///< hold back what good parts do not explain
 
+  std::optional<double> keepCurves;  ///< MB of curves of judged parts; see KeptBytes
+
+  /// How many bytes of curves of judged parts are kept.
+  std::int64_t KeptBytes() const {
+    return static_cast<std::int64_t>(keepCurves.value_or(kDefaultKeepCurves) * 1e6);
+  }
+
   /// Calls visit(name, policy, member of each) for every setting.
   template <class Visit, class... Rules>
   static void ForEach(Visit visit, Rules&... r) {
@@ -67,6 +76,7 @@ struct TRule {
     visit("--one-per-curve", Policy::kReading, r.onePerCurve...);
     visit("--drift", Policy::kJudging, r.drift...);
     visit("--guard", Policy::kReading, r.guard...);
+    visit("--keep-curves", Policy::kReading, r.keepCurves...);
   }
 };
 

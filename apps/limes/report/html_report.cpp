@@ -12,6 +12,7 @@
 #include "apps/limes/report/page_files.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/report/svg_plot.h"
+#include "apps/limes/store/stored_curves.h"
 #include "apps/limes/store/stored_model.h"
 
 namespace limes::host {
@@ -381,7 +382,11 @@ std::string HtmlReport(CStore& store, bool allRuns) {
   store.BeginReading();
   CModel model = LoadedModel(store, store.Settings().value_or(SSettings()));
   CHtmlReport report(model);
-  store.ForEachJudged(allRuns, [&](const SPartVerdict& verdict) { report.Add(verdict); });
+  CStoredCurves curves(store, model);
+  store.ForEachJudged(allRuns, [&](const SPartVerdict& verdict) {
+    const auto curveOf = [&](const std::string& name) { return curves.Of(verdict.id, name); };
+    report.Add(verdict, curves.Any() ? CHtmlReport::CurveOf(curveOf) : CHtmlReport::CurveOf());
+  });
   std::string page = report.Page(store);
   store.Rollback();
   return page;

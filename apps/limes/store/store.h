@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -95,6 +96,7 @@ struct SArrival {
 /// - kept: what was formed of the parts learnt last, so that they can be learnt again;
 /// - base: the learn states from before the first part that is kept;
 /// - verdict: numbers per judged part, quantity and side, the fields of measurement/verdict.h;
+/// - curve: what was measured of judged parts, so that they can be drawn;
 /// - limits: what single values were judged by, of parts that are kept as their values alone;
 /// - defect: report lines per judged part, most important first.
 /// Everything about one part is written in one transaction. Throws CStoreError.
@@ -265,6 +267,18 @@ class CStore {
   bool IsKnown(const SArrival& arrival);
 
   std::int64_t CountParts(bool learnt);
+
+  /// Keeps what was measured of a judged part (see RecordOf); stays: it is not dropped for being
+  /// old alone.
+  void KeepCurves(std::int64_t part, bool stays, std::span<const std::uint8_t> record);
+
+  /// Drops what does not stay of all but the newest parts that are kept, then the oldest ones until
+  /// the others take no more than so many bytes.
+  void DropCurves(std::int64_t newest, std::int64_t most);
+
+  /// What is kept of a part; empty when nothing is.
+  std::vector<std::uint8_t> CurvesOf(std::int64_t part);
+  std::int64_t CurveBytes();
 
  private:
   struct Statements;

@@ -253,6 +253,23 @@ UPDATE store SET identity = randomblob(16);
 PRAGMA user_version = 9;
 )sql";
 
+/// What was measured of judged parts, so that they can be drawn, and how many bytes that takes.
+void AddCurves(CDatabase& database) {
+  database.Execute(R"sql(
+ALTER TABLE store ADD COLUMN curve_bytes INTEGER NOT NULL DEFAULT 0;
+CREATE TABLE curve(
+  part   INTEGER PRIMARY KEY REFERENCES part(id) ON DELETE CASCADE,
+  bytes  INTEGER NOT NULL,
+  stays  INTEGER NOT NULL,
+  record BLOB NOT NULL);
+CREATE INDEX curve_newest ON curve(part) WHERE stays = 0;
+CREATE TRIGGER curve_kept AFTER INSERT ON curve
+  BEGIN UPDATE store SET curve_bytes = curve_bytes + NEW.bytes; END;
+CREATE TRIGGER curve_dropped AFTER DELETE ON curve
+  BEGIN UPDATE store SET curve_bytes = curve_bytes - OLD.bytes; END;
+)sql");
+}
+
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
   constexpr int kTries = 5000;
@@ -338,6 +355,7 @@ void MakeSchema(CDatabase& database, const std::string& path) {
       database.Execute(kVersion8);
     }
     if (version < 9) {
+      AddCurves(database);
       database.Execute(kVersion9);
     }
   } catch (const CStoreError&) {
