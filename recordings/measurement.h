@@ -61,6 +61,10 @@ struct SQuantity {
   std::vector<std::uint8_t> covered;
 
   SignalHealth health = SignalHealth::kUnknown;  ///< of the samples that a curve was formed of
+
+  /// How long the signal that this was formed of was recorded and moved, in s, or in the unit of x
+  /// where that is no time; 0 where nothing was formed.
+  double recorded = 0.0;
 };
 
 /// What was measured on one part.

@@ -61,6 +61,21 @@ float ValueAt(std::span<const float> signal, double at) {
   return static_cast<float>(sum);
 }
 
+/// Whether no pulse is missing or one too many: between two of them the time is not much longer,
+/// nor much shorter, than before and behind, however fast the speed rises or falls.
+bool AreRegular(std::span<const double> places) {
+  constexpr double kMost = 1.75;  // a pulse that is missing doubles the time
+  for (std::size_t i = 2; i + 1 < places.size(); ++i) {
+    const double time = places[i] - places[i - 1];
+    const auto [shorter, longer] =
+        std::minmax({places[i - 1] - places[i - 2], places[i + 1] - places[i]});
+    if (time > kMost * longer || time * kMost < shorter) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 SRevolutions TurnsOfSpeed(std::span<const float> speed, double dx) {
@@ -95,7 +110,7 @@ SRevolutions TurnsOfPulses(std::span<const float> pulses, double perTurn) {
       armed = false;
     }
   }
-  if (places.size() < 2) {
+  if (places.size() < 2 || !AreRegular(places)) {
     return result;
   }
   result.first = static_cast<std::size_t>(std::ceil(places.front()));

@@ -19,7 +19,7 @@ SRevolutions TurnsOfSpeed(std::span<const float> speed, double dx);
 
 /// Of pulses, so many a revolution: where the signal rises through the middle of its range, having
 /// been below its lower quarter; between two of them the speed is constant. No turns with fewer
-/// than two.
+/// than two, and where one is missing or one too many.
 SRevolutions TurnsOfPulses(std::span<const float> pulses, double perTurn);
 
 /// A signal over the angle: samples at equal parts of a revolution, by a windowed sinc (Oppenheim,

@@ -207,6 +207,38 @@ TEST_F(Cycle, DoesNotJudgeDeadAndClippedRecordings) {
   }
 }
 
+TEST_F(Cycle, DoesNotPassARecordingShorterThanThoseLearnt) {
+  std::mt19937 random;
+  const auto sound = [&](const std::string& name, std::size_t frames, std::size_t silentFrom) {
+    return Sound(name, 1, 8000, frames, [&](std::size_t i, int) {
+      return i < silentFrom ? static_cast<double>(random() % 1000) * 1e-4 : 0.0;
+    });
+  };
+  const std::string brief = sound("brief.wav", 3000, 8000);
+  const std::string halfSilent = sound("half.wav", 8000, 4000);
+  for (const std::vector<std::string>& forming :
+       {std::vector<std::string>{"--spectrum", "256", "--detrend"}, {"--single", "rms,crest"}}) {
+    std::vector<std::string> learn = {"learn", "--factor", "9", "--base", "9"};
+    learn.insert(learn.end(), forming.begin(), forming.end());
+    for (int i = 0; i < 4; ++i) {
+      learn.push_back(sound("good" + std::to_string(i) + ".wav", 8000, 8000));
+    }
+    Run(learn, 0);
+    EXPECT_THAT(Run({"test", brief}, 1).out, HasSubstr("measured for only 37.5 % of the time"));
+    EXPECT_THAT(Run({"test", halfSilent}, 1).out, HasSubstr("measured for only 50 % of the time"));
+    Run({"test", sound("longer.wav", 16000, 16000)}, 0);
+    Run({"test", sound("almost.wav", 7300, 7300)}, 0);
+    EXPECT_THAT(Run({"learn", brief}, 3).err, HasSubstr("--allow-short learns it all the same"));
+    Run({"learn", brief, "--allow-short"}, 0);
+    Run({"test", brief}, 0);
+    Run({"forget", brief}, 0);
+    Run({"test", brief}, 1);
+    for (const char* const ending : {"", "-wal", "-shm"}) {
+      std::filesystem::remove(store_ + ending);
+    }
+  }
+}
+
 TEST_F(Cycle, DoesNotPassAFaultThatWasNotMeasured) {
   const auto table = [&](const char* name, double level, const std::function<bool(int)>& has) {
     std::string text = "x,v\n";

@@ -219,5 +219,40 @@ TEST(Forming, OrdersNeedASpeed) {
   EXPECT_THAT(Refusal(settings, {Noise(), speed("V", steady)}), testing::HasSubstr("two pulses"));
 }
 
+/// What stands still was not measured, and a pulse that is missing leaves the rest where it is not.
+TEST(Forming, TellsHowLongTheSignalMoved) {
+  SReadSettings settings;
+  settings.resolution = 12.5;
+  const auto recorded = [&](const std::function<double(double)>& of, const char* xUnit = "s") {
+    SQuantity q = Signal("s", 8000.0, 2.0, of);
+    q.xUnit = ParseUnit(xUnit);
+    q.dx *= q.xUnit.Display() == "ms" ? 1e3 : 1.0;
+    return Formed(settings, {q}).quantities.at(0).recorded;
+  };
+  EXPECT_DOUBLE_EQ(recorded([](double t) { return Sine(100.0, t); }), 2.0);
+  EXPECT_DOUBLE_EQ(recorded([](double t) { return Sine(100.0, t); }, "ms"), 2.0);
+  EXPECT_NEAR(recorded([](double t) { return t < 0.5 ? Sine(100.0, t) : 0.25; }), 0.5, 1e-3);
+  EXPECT_NEAR(recorded([](double t) { return std::fmod(t, 0.5) < 0.3 ? Sine(99.0, t) : 0.0; }), 1.2,
+              0.01);
+  EXPECT_DOUBLE_EQ(recorded([](double t) { return std::round(Sine(100.0, t)); }), 2.0);
+
+  settings = {};
+  settings.orders = "0.5:10";
+  settings.speed = "n";
+  settings.pulses = 2.0;
+  const auto withPulses = [](double from, double to) {
+    return Signal(
+        "n", 16000.0, 10.0,
+        [=](double t) { return Sine(40.0, t) > 0.0 && !(t > from && t < to) ? 5.0 : 0.0; }, "V");
+  };
+  const auto orders = [&](double from, double to) {
+    return Formed(settings, {Noise(), withPulses(from, to)}).quantities.at(0).recorded;
+  };
+  EXPECT_NEAR(orders(20.0, 20.0), 10.0, 0.06);
+  EXPECT_NEAR(orders(4.0, 20.0), 4.0, 0.06);
+  EXPECT_THAT(Refusal(settings, {Noise(), withPulses(4.02, 4.045)}),
+              testing::HasSubstr("some are missing"));
+}
+
 }  // namespace
 }  // namespace limes::recordings

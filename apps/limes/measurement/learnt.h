@@ -18,6 +18,7 @@ struct SStoredQuantity {
     Side side;
     std::int64_t learnt;
     std::vector<std::uint8_t> record;  ///< learn-state record of the library
+    std::optional<double> recorded;    ///< shortest time of a part, where something is formed
 
     bool operator==(const SState&) const = default;
   };

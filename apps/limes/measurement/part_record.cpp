@@ -13,8 +13,8 @@ namespace {
 constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kFewValues = 16;  ///< that two parts may have alike by chance
 
+/// Behind the length of the name.
 struct SHead {
-  std::uint32_t nameBytes = 0;
   std::uint32_t single = 0;
   double x0 = 0.0;
   double dx = 1.0;
@@ -25,15 +25,29 @@ struct SHead {
   std::uint32_t health = 0;
 
   static constexpr auto Fields(auto& h) {
-    return std::tie(h.nameBytes, h.single, h.x0, h.dx, h.value, h.places, h.values, h.covered,
-                    h.health);
+    return std::tie(h.single, h.x0, h.dx, h.value, h.places, h.values, h.covered, h.health);
   }
 };
 
-bool Read(detail::RecordReader& in, SQuantity& q) {
+/// In place of the length of a name: what follows is how long the quantities were recorded.
+constexpr std::uint32_t kRecorded = UINT32_MAX;
+
+/// The bytes of that; none where nothing was formed.
+std::size_t RecordedBytes(const SPart& part) {
+  const bool any = std::any_of(part.quantities.begin(), part.quantities.end(),
+                               [](const SQuantity& q) { return q.recorded > 0.0; });
+  return any ? sizeof(kRecorded) + part.quantities.size() * sizeof(double) : 0;
+}
+
+bool ReadRecorded(detail::RecordReader& in, SPart& part) {
+  return std::all_of(part.quantities.begin(), part.quantities.end(),
+                     [&](SQuantity& q) { return in.Get(q.recorded); });
+}
+
+bool Read(detail::RecordReader& in, std::uint32_t nameBytes, SQuantity& q) {
   SHead head;
   std::vector<char> name;
-  if (!in.GetFields(head) || !in.GetArray(name, head.nameBytes) || !in.GetArray(q.x, head.places) ||
+  if (!in.GetFields(head) || !in.GetArray(name, nameBytes) || !in.GetArray(q.x, head.places) ||
       !in.GetArray(q.values, head.values) || !in.GetArray(q.covered, head.covered)) {
     return false;
   }
@@ -54,14 +68,21 @@ std::vector<std::uint8_t> RecordOf(const SPart& part) {
   detail::RecordWriter out;
   out.Put(kVersion);
   for (const SQuantity& q : part.quantities) {
+    out.Put(static_cast<std::uint32_t>(q.name.size()));
     out.PutFields(
-        SHead{static_cast<std::uint32_t>(q.name.size()), q.single ? 1U : 0U, q.x0, q.dx, q.value,
-              static_cast<std::uint32_t>(q.x.size()), static_cast<std::uint32_t>(q.values.size()),
+        SHead{q.single ? 1U : 0U, q.x0, q.dx, q.value, static_cast<std::uint32_t>(q.x.size()),
+              static_cast<std::uint32_t>(q.values.size()),
               static_cast<std::uint32_t>(q.covered.size()), static_cast<std::uint32_t>(q.health)});
     out.PutBytes(q.name.data(), q.name.size());
     out.PutArray(std::span(q.x));
     out.PutArray(std::span(q.values));
     out.PutArray(std::span(q.covered));
+  }
+  if (RecordedBytes(part) > 0) {
+    out.Put(kRecorded);
+    for (const SQuantity& q : part.quantities) {
+      out.Put(q.recorded);
+    }
   }
   return {out.Bytes().begin(), out.Bytes().end()};
 }
@@ -74,8 +95,13 @@ SPart PartFromRecord(std::span<const std::uint8_t> record,
   SPart part;
   bool good = in.Get(version) && version == kVersion;
   while (good && in.Remaining() > 0) {
+    std::uint32_t nameBytes = 0;
+    if (good = in.Get(nameBytes); good && nameBytes == kRecorded) {
+      good = ReadRecorded(in, part) && in.Remaining() == 0;
+      break;
+    }
     SQuantity& q = part.quantities.emplace_back();
-    good = Read(in, q);
+    good = good && Read(in, nameBytes, q);
     const auto known = std::find_if(quantities.begin(), quantities.end(),
                                     [&](const SStoredQuantity& s) { return s.name == q.name; });
     if (known == quantities.end()) {
@@ -107,7 +133,7 @@ std::int64_t ContentOf(const SPart& part, std::span<const std::uint8_t> record) 
   for (const SQuantity& q : part.quantities) {
     values += q.single ? 1 : q.values.size();
   }
-  add(record);
+  add(record.first(record.size() - RecordedBytes(part)));  // as before these were kept
   if (values < kFewValues) {
     add({reinterpret_cast<const std::uint8_t*>(part.name.data()), part.name.size()});
   }

@@ -210,7 +210,12 @@ std::string CModel::Prepare(const SPart& part, bool allowShort) {
   try {
     CheckModeNames();
     ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
-      const std::string reason = model.PrepareLearning(quantity, part.name, allowShort);
+      std::string reason = model.PrepareLearning(quantity, part.name, allowShort);
+      model.TakeRecorded(quantity.recorded);
+      if (const std::string why = model.TooShort(); reason.empty() && !allowShort && !why.empty()) {
+        reason = "quantity " + Quoted(quantity.name) + ": " + why +
+                 " (--allow-short learns it all the same)";
+      }
       refused = refused.empty() ? reason : refused;
     });
   } catch (const CHostError&) {
@@ -345,6 +350,7 @@ void CModel::LearnPrepared(const SScores& scores) {
   }
   for (const auto& model : quantities_) {
     model->Learn();
+    model->LearnRecorded();
   }
 }
 
@@ -454,6 +460,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
   UpdateRule();
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
+    model.TakeRecorded(quantity.recorded);
   });
   SPartVerdict verdict;
   verdict.part = part.name;
@@ -462,6 +469,11 @@ SPartVerdict CModel::Judge(const SPart& part) {
   verdict.quantities.reserve(2 * quantities_.size());
   CProtocolItemList items;
   const bool explained = TellExpected();
+  for (const auto& model : quantities_) {
+    if (const std::string reason = model->TooShort(); !reason.empty()) {
+      model->Hold(reason);
+    }
+  }
   for (const auto& model : quantities_) {
     model->Judge(verdict, items);
   }
@@ -498,7 +510,9 @@ std::vector<SStoredQuantity> CModel::States() {
   for (const auto& model : quantities_) {
     result.push_back({model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
     for (const Side side : model->Limited()) {
-      result.back().states.push_back({side, model->Learnt(), model->State(side)});
+      const double recorded = model->LeastRecorded();
+      result.back().states.push_back({side, model->Learnt(), model->State(side),
+                                      recorded > 0.0 ? std::optional(recorded) : std::nullopt});
     }
   }
   return result;

@@ -1,8 +1,10 @@
 #include "apps/limes/model/quantity_model.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "apps/limes/errors.h"
+#include "apps/limes/measurement/number_text.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -22,6 +24,21 @@ void CQuantityModel::TakeModes(std::optional<double> effective, std::span<const 
 
 void CQuantityModel::TakeExpected(std::span<const double> expected) {
   expected_.assign(expected.begin(), expected.end());
+}
+
+std::string CQuantityModel::TooShort() const {
+  const double least = settings_.minShare * leastRecorded_;
+  // Of times that are the same but for rounding, none is shorter.
+  if (!(least > 0.0) || recorded_ >= least * (1.0 - 1e-9)) {
+    return "";
+  }
+  return "measured for only " + Percent(recorded_ / leastRecorded_) + " of the time of good parts";
+}
+
+void CQuantityModel::LearnRecorded() {
+  if (recorded_ > 0.0) {
+    leastRecorded_ = leastRecorded_ > 0.0 ? std::min(leastRecorded_, recorded_) : recorded_;
+  }
 }
 
 void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
@@ -57,7 +74,12 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
                   "--bands",  "--level", "--weighting",  "--envelope", "--single",
                   "--orders", "--sides", "--time-scale", "--base",     "--reject",
                   "--factor", "--cover", "--sure",       "--width",    "--modes"});
-  return difference.empty() ? JoinStates(other) : difference;
+  if (!difference.empty()) {
+    return difference;
+  }
+  recorded_ = other.leastRecorded_;
+  LearnRecorded();
+  return JoinStates(other);
 }
 
 }  // namespace limes::host

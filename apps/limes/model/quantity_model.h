@@ -46,6 +46,18 @@ class CQuantityModel {
   /// The next part is not judged, for this reason.
   void Hold(const std::string& reason) { held_ = reason; }
 
+  /// How long the part that was prepared was recorded, in s; 0 where nothing is formed of a signal.
+  void TakeRecorded(double time) { recorded_ = time; }
+
+  /// Shortest time that a learnt part was recorded; 0 where none is known.
+  double LeastRecorded() const { return leastRecorded_; }
+
+  /// Why the part is too short for an OK beside those learnt; empty when it is not.
+  std::string TooShort() const;
+
+  /// Counts the part that was prepared as learnt; with Learn.
+  void LearnRecorded();
+
   /// The factor in the limit of a side; empty when there is none for the rule.
   virtual std::optional<double> Factor(Side side) const = 0;
 
@@ -123,6 +135,8 @@ class CQuantityModel {
   std::vector<double> expected_;          ///< of the next part
   std::vector<double> judgedBy_;          ///< what was expected of the part judged last
   std::string held_;
+  double recorded_ = 0.0;
+  double leastRecorded_ = 0.0;
 
   SSettings settings_;
   std::string name_;

@@ -121,6 +121,7 @@ class CSidedModel : public CQuantityModel {
       return WideToUtf8(Text(status));
     }
     SetStale();
+    leastRecorded_ = state.recorded.value_or(0.0);
     return TakeState(state);
   }
 

@@ -32,8 +32,9 @@ struct CStore::Statements {
                     "INSERT INTO quantity(name, kind, x_unit, unit) VALUES(?, ?, ?, ?) "
                     "ON CONFLICT(name) DO NOTHING"),
         setState(db,
-                 std::string("INSERT OR REPLACE INTO state VALUES(") + kQuantity + ", ?, ?, ?)"),
-        setBase(db, std::string("INSERT OR REPLACE INTO base VALUES(") + kQuantity + ", ?, ?, ?)"),
+                 std::string("INSERT OR REPLACE INTO state VALUES(") + kQuantity + ", ?, ?, ?, ?)"),
+        setBase(db,
+                std::string("INSERT OR REPLACE INTO base VALUES(") + kQuantity + ", ?, ?, ?, ?)"),
         findLearnt(db, "SELECT name FROM part WHERE content = ? AND verdict = 'learnt'"),
         setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
                            ", ?, ?, ?, ?)"),
@@ -193,8 +194,9 @@ std::vector<SStoredQuantity> CStore::ReadQuantities(const std::string& table) {
   std::vector<SStoredQuantity> result;
   CStatement list(database_->Handle(),
                   "SELECT id, name, kind, x_unit, unit FROM quantity ORDER BY id");
-  CStatement states(database_->Handle(), "SELECT side, learnt, record FROM " + table +
-                                             " WHERE quantity = ? ORDER BY side DESC");
+  CStatement states(database_->Handle(), std::string("SELECT side, learnt, record") +
+                                             (version_ < 9 ? ", NULL" : ", recorded") + " FROM " +
+                                             table + " WHERE quantity = ? ORDER BY side DESC");
   while (list.Step()) {
     SStoredQuantity q;
     q.name = list.Text(1);
@@ -207,7 +209,8 @@ std::vector<SStoredQuantity> CStore::ReadQuantities(const std::string& table) {
     }
     states.Bind(list.Int(0));
     while (states.Step()) {
-      q.states.push_back({SideFromText(states.Text(0)), states.Int(1), states.Bytes(2)});
+      q.states.push_back(
+          {SideFromText(states.Text(0)), states.Int(1), states.Bytes(2), states.Real(3)});
     }
     states.Reset();
     if (!q.states.empty()) {
@@ -237,6 +240,7 @@ void CStore::WriteQuantities(CStatement& setState, const std::vector<SStoredQuan
           .Bind(SideText(state.side))
           .Bind(state.learnt)
           .Bind(std::span(state.record))
+          .Bind(state.recorded)
           .Run();
     }
   }

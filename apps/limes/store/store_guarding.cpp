@@ -186,7 +186,7 @@ void CStore::PutAside(std::int64_t run) {
   const std::string now = std::to_string(run);
   database_->Execute(
       "INSERT INTO past_state SELECT " + now +
-      ", quantity, side, learnt, record FROM state;"
+      ", quantity, side, learnt, record, recorded FROM state;"
       "INSERT INTO past_calibration SELECT " +
       now +
       ", base, source, left_out, record FROM calibration WHERE id = 1;"

@@ -250,6 +250,9 @@ constexpr const char* kVersion9 = R"sql(
 ALTER TABLE store ADD COLUMN identity BLOB;
 ALTER TABLE store ADD COLUMN changes INTEGER NOT NULL DEFAULT 0;
 UPDATE store SET identity = randomblob(16);
+ALTER TABLE state ADD COLUMN recorded REAL;
+ALTER TABLE base ADD COLUMN recorded REAL;
+ALTER TABLE past_state ADD COLUMN recorded REAL;
 PRAGMA user_version = 9;
 )sql";
 
