@@ -41,6 +41,10 @@ class CColumns : public CRecording {
       table_.Find(head.name);  // refuses a name that stands there twice
     }
     covered_.resize(columns_.size());
+    if (hasX_) {
+      table_.ExpectNumbers<double>({x_});
+    }
+    table_.ExpectNumbers<float>(columns_);
   }
 
   const std::vector<SChannel>& Channels() const override { return channels_; }

@@ -198,16 +198,38 @@ CCsvReader::Split CCsvReader::SplitInPlace(std::vector<std::string_view>& cells)
     return Split::kEnd;
   }
   cells.push_back(Trimmed(cell, p));
-  std::size_t taken = static_cast<std::size_t>(p - start);
-  if (p < stop) {
-    if (*p == '\r' && p + 1 == stop && !atEnd_) {
-      return Split::kNeedMore;  // a line feed may follow
-    }
-    taken += *p == '\r' && p + 1 < stop && p[1] == '\n' ? 2 : 1;
+  if (p + 1 == stop && *p == '\r' && !atEnd_) {
+    return Split::kNeedMore;  // a line feed may follow
   }
   row_ = next_;
-  Consume(taken, 1);
+  Consume(static_cast<std::size_t>(p - start) + LineEndBytes(p), 1);
   return cells.size() == 1 && cells[0].empty() ? Split::kBlank : Split::kRow;
+}
+
+/// Of the line end at this place: none at the end of the file.
+std::size_t CCsvReader::LineEndBytes(const char* end) const {
+  const char* const stop = buffer_.get() + end_;
+  return end == stop ? 0 : *end == '\r' && end + 1 < stop && end[1] == '\n' ? 2 : 1;
+}
+
+bool CCsvReader::NextNumbers(std::span<const CellKind> kinds, char decimal,
+                             std::vector<std::string_view>& cells, std::vector<double>& numbers) {
+  cells.resize(kinds.size());
+  numbers.resize(kinds.size());
+  do {
+    const char* const start = buffer_.get() + begin_;
+    const char* const stop = buffer_.get() + end_;
+    const char* const end = SplitNumbers(start, stop, {separator_, decimal}, kinds, cells, numbers);
+    if (end == nullptr) {
+      return false;
+    }
+    if (end < stop && (*end == '\n' || end + 1 < stop)) {  // else a line feed may follow
+      row_ = next_;
+      Consume(static_cast<std::size_t>(end - start) + LineEndBytes(end), 1);
+      return true;
+    }
+  } while (Fill());
+  return false;
 }
 
 bool CCsvReader::TakeLine(std::string_view& line) {
@@ -227,10 +249,7 @@ bool CCsvReader::TakeLine(std::string_view& line) {
   if (held == 0) {
     return false;
   }
-  std::size_t taken = at;
-  if (at < held) {
-    taken += start[at] == '\r' && at + 1 < held && start[at + 1] == '\n' ? 2 : 1;
-  }
+  const std::size_t taken = at + LineEndBytes(start + at);
   line = {start, taken};
   Consume(taken, 1);
   return true;

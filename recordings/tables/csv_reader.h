@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "limes/platform/file_stream.h"
+#include "recordings/tables/number_row.h"
 
 namespace limes::recordings {
 
@@ -42,6 +44,11 @@ class CCsvReader {
   /// The next row; false at the end. The cells are valid until the next call.
   bool Next(std::vector<std::string_view>& cells);
 
+  /// The same of a plain row with the numbers of its cells, as SplitNumbers; false where the next
+  /// row, if there is one, is not plain: then it is still to be read.
+  bool NextNumbers(std::span<const CellKind> kinds, char decimal,
+                   std::vector<std::string_view>& cells, std::vector<double>& numbers);
+
   /// Goes on at a row; needs a stream that can seek.
   void GoTo(const SPlace& place);
 
@@ -65,6 +72,7 @@ class CCsvReader {
   Split SplitInPlace(std::vector<std::string_view>& cells);
   bool SplitByLibrary(std::vector<std::string_view>& cells);
   bool TakeLine(std::string_view& line);
+  std::size_t LineEndBytes(const char* end) const;
   void Consume(std::size_t bytes, std::uint64_t lines);
 
   std::unique_ptr<CFileStream> decoded_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <stdexcept>
+#include <type_traits>
 
 #include "recordings/errors.h"
 #include "recordings/text.h"
@@ -29,6 +30,9 @@ std::string_view Bare(std::string_view unit) {
                                            (unit.front() == '(' && unit.back() == ')'));
   return bracket ? Trimmed(unit.substr(1, unit.size() - 2)) : unit;
 }
+
+template <class T>
+constexpr CellKind kKindOf = std::is_same_v<T, float> ? CellKind::kFloat : CellKind::kDouble;
 
 }  // namespace
 
@@ -224,16 +228,45 @@ bool CCsvTable::Passes(const std::vector<std::string_view>& cells) const {
   });
 }
 
+/// Where most rows are not plain, reading them as if they were costs more than it saves.
+void CCsvTable::CountPlain() {
+  constexpr std::int64_t kMost = 64;
+  others_ += isPlain_ ? -1 : 1;
+  if (others_ > kMost) {
+    kinds_.clear();
+  }
+}
+
+template <class T>
+void CCsvTable::ExpectNumbers(const std::vector<std::size_t>& columns) {
+  if (dialect_.IsUnsure()) {
+    return;
+  }
+  kinds_.resize(columns_.size(), CellKind::kText);
+  for (const std::size_t column : columns) {
+    kinds_[column] = kKindOf<T>;
+  }
+}
+
+template void CCsvTable::ExpectNumbers<float>(const std::vector<std::size_t>&);
+template void CCsvTable::ExpectNumbers<double>(const std::vector<std::size_t>&);
+
 bool CCsvTable::NextRow(std::vector<std::string_view>& cells) {
   for (;;) {
     if (hasPending_) {
       cells = pending_;
       hasPending_ = false;
-    } else if (!reader_.Next(cells)) {
-      return false;
+    } else {
+      isPlain_ = !kinds_.empty() && reader_.NextNumbers(kinds_, dialect_.decimal, cells, numbers_);
+      if (!isPlain_ && !reader_.Next(cells)) {
+        return false;
+      }
+      CountPlain();
     }
     ++row_;
-    CheckCellCount(cells);
+    if (!isPlain_) {
+      CheckCellCount(cells);
+    }
     if (Passes(cells)) {
       return true;
     }
@@ -248,6 +281,9 @@ void CCsvTable::GoTo(const CCsvReader::SPlace& place, std::uint64_t row) {
 
 template <class T>
 T CCsvTable::Number(const std::vector<std::string_view>& cells, std::size_t column) const {
+  if (isPlain_ && kinds_[column] == kKindOf<T>) {
+    return static_cast<T>(numbers_[column]);
+  }
   T value{};
   const std::string_view cell = cells[column];
   std::string both;

@@ -30,6 +30,10 @@ class CCsvTable {
   /// Reads the header. Without a header line the columns are called "1", "2", ...
   CCsvTable(CFileStream& file, const SReadContext& context);
 
+  /// Columns of which Number<T> will be asked: they are read with the row where that is plain.
+  template <class T>
+  void ExpectNumbers(const std::vector<std::size_t>& columns);
+
   /// The next row that meets all conditions; false at the end. Cells are valid until the next call.
   bool NextRow(std::vector<std::string_view>& cells);
 
@@ -68,6 +72,7 @@ class CCsvTable {
   void TakeUnits(const std::vector<std::string_view>& cells, const SReadContext& context);
   void TakeHeader(const std::vector<std::string_view>& cells, const SReadContext& context);
   void CheckCellCount(std::vector<std::string_view>& cells) const;
+  void CountPlain();
   bool Passes(const std::vector<std::string_view>& cells) const;
 
   CCsvReader reader_;
@@ -76,6 +81,10 @@ class CCsvTable {
   std::vector<SFilter> filters_;
   std::vector<std::string_view> pending_;  ///< first row of a file without header
   bool hasPending_ = false;
+  std::vector<CellKind> kinds_;  ///< of the columns; empty when no numbers are expected
+  std::vector<double> numbers_;  ///< of the last row
+  bool isPlain_ = false;         ///< the last row has numbers
+  std::int64_t others_ = 0;      ///< rows that were not plain, less those that were
   std::uint64_t row_ = 0;
 };
 

@@ -240,7 +240,7 @@ std::string SDialect::Told() const {
 
 template <class T>
 bool SDialect::Parse(std::string_view cell, T& value) const {
-  const bool unsure = separator == ';' && !decimalShown;
+  const bool unsure = IsUnsure();
   if (decimal == '.' && !(unsure && IsGrouped(cell, '.')) && ParseNumber(cell, value)) {
     return true;
   }

@@ -21,6 +21,9 @@ struct SDialect {
   /// For a note: empty where all is as usual.
   std::string Told() const;
 
+  /// Whether a point may part thousands as well as decimals.
+  bool IsUnsure() const { return separator == ';' && !decimalShown; }
+
   /// Whether two files of a run are written alike as far as they show it.
   bool FitsTo(const SDialect& other) const {
     return separator == other.separator &&

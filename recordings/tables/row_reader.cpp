@@ -29,6 +29,7 @@ class CRowReader : public CPartReader {
     part_ = find(settings_.partColumn);
     quantity_ = find(settings_.quantityColumn);
     ChooseColumns();
+    single_ ? table_.ExpectNumbers<double>(columns_) : table_.ExpectNumbers<float>(columns_);
     if (part_) {
       CollectGroups(stream);
     }

@@ -1,5 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdio>
 #include <random>
 #include <string>
 
@@ -65,6 +69,73 @@ TEST(CsvReader, BothSplittersAgreeOnAnyText) {
       text += kBytes[random() % kBytes.size()];
     }
     ASSERT_EQ(ReadAll(text, false), ReadAll(text, true)) << testing::PrintToString(text);
+  }
+}
+
+/// Numbers of all rows, and what is wrong behind those read before it.
+std::string Numbers(const std::string& text, const std::vector<std::string>& words, bool atOnce) {
+  SReadSettings settings;
+  settings.table = words;
+  const std::vector<SCondition> where;
+  CMemoryStream stream = BytesOf(text);
+  std::string rows;
+  try {
+    CCsvTable table(stream, {"t.csv", &settings, &where});
+    const std::size_t last = table.Columns().size() - 1;
+    if (atOnce) {
+      table.ExpectNumbers<double>({0});
+      table.ExpectNumbers<float>({last});
+    }
+    for (std::vector<std::string_view> cells; table.NextRow(cells); rows += ";") {
+      for (const std::string_view cell : cells) {
+        rows.append("[").append(cell).append("]");
+      }
+      const auto number = table.Number<double>(cells, 0);
+      const auto narrow = table.Number<float>(cells, last);
+      rows.append(reinterpret_cast<const char*>(&number), sizeof(number));
+      rows.append(reinterpret_cast<const char*>(&narrow), sizeof(narrow));
+    }
+  } catch (const CInputError& e) {
+    rows += e.what();
+  }
+  return rows;
+}
+
+TEST(CsvTable, NumbersReadWithTheirRowHaveTheBitsOfThoseReadOneByOne) {
+  std::mt19937_64 random(11);
+  const auto number = [&](char decimal) {
+    char text[80];
+    const auto bits = random();
+    double value = std::bit_cast<double>(bits);
+    value =
+        bits % 4 == 0 ? value : std::ldexp(static_cast<double>(bits >> 20), -20 - int(bits % 60));
+    value = bits % 97 == 0    ? 0.0
+            : bits % 101 == 0 ? 1e-42 * static_cast<double>(bits % 1000)
+                              : value;
+    const int digits = static_cast<int>(random() % 25);
+    std::snprintf(text, sizeof(text), bits % 3 == 0 ? "%.*e" : "%.*g", digits, value);
+    std::replace(text, text + sizeof(text), '.', decimal);
+    return std::string(text);
+  };
+  constexpr std::string_view kOdd[] = {"",    "x",     "+1",      "--1", ".5",    "5.",
+                                       "1e",  "1e400", "-0",      "1 2", "\"7\"", "nan",
+                                       "0x1", "1e-50", "1,234.5", "\t3", "4 \r"};
+  for (int i = 0; i < 20000; ++i) {
+    const bool comma = i % 3 == 0;
+    const char separator = comma ? ';' : ",;\t"[i % 2];
+    std::string text = std::string("a") + separator + "b" + separator + "c\n";
+    for (auto rows = random() % 6; rows > 0; --rows) {
+      for (int cell = 0; cell < 3; ++cell) {
+        text += random() % 64 == 0 ? std::string(kOdd[random() % std::size(kOdd)])
+                                   : number(comma ? ',' : '.');
+        text += cell < 2            ? std::string(1, separator)
+                : random() % 9 == 0 ? std::string(1, separator) + "\r\n"
+                                    : "\n";
+      }
+    }
+    text.resize(text.size() - (i % 5 == 0 ? 1 : 0));
+    const std::vector<std::string> words = {comma ? "decimal-comma" : "decimal-point"};
+    ASSERT_EQ(Numbers(text, words, true), Numbers(text, words, false)) << text;
   }
 }
 
