@@ -144,13 +144,6 @@ std::optional<SHeldPart> CGuardedRecording::HeldBack(CLearnGuard& guard) const {
   return held;
 }
 
-void AddHeldParts(CStore& store, std::int64_t run, const std::vector<SHeldPart>& parts) {
-  CMovedRecordings recordings;
-  for (SHeldPart held : parts) {
-    recordings.Move(held.part, [&] { return store.AddHeld(run, held); });
-  }
-}
-
 bool MayLookTogether(CStore& store, const CModel& model, const SSettings& settings) {
   const auto held = static_cast<std::int64_t>(store.HeldParts(false).size());
   return IsStart(store, model, settings) ||

@@ -61,9 +61,6 @@ class CMovedRecordings {
   std::map<std::int64_t, std::int64_t> numbers_;  ///< by those they had
 };
 
-/// Stores held parts; those with a recording are the pieces of one.
-void AddHeldParts(CStore& store, std::int64_t run, const std::vector<SHeldPart>& parts);
-
 /// Parts, learnt or held, up to which they are looked at together whenever their number doubles. A
 /// limit of few scores holds too much where good parts have heavy tails.
 inline constexpr std::int64_t kLookedAt = 512;

@@ -5,7 +5,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <set>
 #include <thread>
+#include <unordered_map>
 #include <utility>
 
 #include "apps/limes/commands/commands.h"
@@ -13,6 +15,7 @@
 #include "apps/limes/commands/modes_choice.h"
 #include "apps/limes/commands/part_learner.h"
 #include "apps/limes/commands/relearn.h"
+#include "apps/limes/commands/waiting_records.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
 #include "apps/limes/measurement/promise_text.h"
@@ -33,6 +36,9 @@ using Clock = std::chrono::steady_clock;
 /// this long, a file that can hold several is a batch of its own, so that a bad row in it leaves
 /// the store as it was.
 constexpr auto kBatchTime = std::chrono::milliseconds(200);
+
+/// Parts that are looked at together take a few times as much memory.
+constexpr std::int64_t kMostTogetherBytes = std::int64_t{256} << 20;
 
 /// Another process made the store that this run was about to make.
 struct CBegunElsewhere {};
@@ -181,10 +187,9 @@ class CLearnRun {
   void LearnPart() {
     SLearntPart learnt{part_.name, part_.label, std::nullopt, RecordOf(part_)};
     learnt.content = ContentOf(part_, learnt.record);
-    const auto same = std::find_if(pending_.begin(), pending_.end(), [&](const SPending& p) {
-      return p.part.content == learnt.content;
-    });
-    auto known = same == pending_.end() ? std::nullopt : std::optional(same->part.name);
+    const auto same = taken_.find(*learnt.content);
+    auto known =
+        same == taken_.end() ? std::nullopt : std::optional(pending_[same->second].part.name);
     if (!known && store_) {
       known = store_->FindLearnt(*learnt.content);
     }
@@ -199,6 +204,8 @@ class CLearnRun {
       return;
     }
     if (TakePart(part_, learnt, known.has_value(), settings_.guard && !starting_)) {
+      waiting_.Put(learnt);
+      taken_.try_emplace(*learnt.content, pending_.size());
       pending_.push_back({std::move(learnt), known.has_value(), false});
     }
   }
@@ -260,6 +267,7 @@ class CLearnRun {
       return;
     }
     inBatch_ = false;
+    taken_.clear();
     if (!pending_.empty() || !held_.empty()) {
       Write();
     } else if (store_) {
@@ -289,8 +297,9 @@ class CLearnRun {
       for (SPending& pending : pending_) {
         Add(pending.part);
       }
-      AddHeldParts(*store_, run_, held_);
+      AddHeld();
     }
+    waiting_.Clear();
     SaveModel(*store_, *model_, run_);
     LimitKept(*store_, settings_);
     alarms_ = model_->TakeAlarms();
@@ -308,8 +317,19 @@ class CLearnRun {
     if (settings_.cut > 0) {  // a file that is cut is a batch of its own
       learnt.recording = recording_.value_or(SLearntPart::kNewRecording);
     }
+    waiting_.Get(learnt);
     const std::int64_t id = store_->AddLearnt(run_, learnt);
     recording_ = recording_.value_or(id);
+    learnt.record = {};  // from here on it is told of only
+  }
+
+  void AddHeld() {
+    CMovedRecordings recordings;
+    for (SHeldPart& held : held_) {
+      SHeldPart whole = held;
+      waiting_.Get(whole.part);
+      recordings.Move(whole.part, [&] { return store_->AddHeld(run_, whole); });
+    }
   }
 
   /// While the guard starts, the parts of a batch were learnt to see whether they fit. Now they are
@@ -325,8 +345,7 @@ class CLearnRun {
     std::vector<SPending> learnt;
     std::uint64_t parts = static_cast<std::uint64_t>(store_->CountParts(true)) + before.size();
     for (SPending& pending : std::exchange(pending_, {})) {
-      SPart part = PartFromRecord(pending.part.record, quantities);
-      part.name = pending.part.name;
+      SPart part = PartOf(pending.part, quantities);
       const bool wasStart = IsStart(*store_, *model_, settings_);
       const std::size_t held = held_.size();
       if (TakePart(part, pending.part, pending.known, !wasStart)) {
@@ -353,9 +372,9 @@ class CLearnRun {
     model_->Freeze();
     cutRecording_.Begin(*model_);
     for (SPending& pending : std::exchange(pending_, {})) {
-      SPart part = PartFromRecord(pending.part.record, quantities);
-      part.name = pending.part.name;
+      const SPart part = PartOf(pending.part, quantities);
       if (TakePart(part, pending.part, pending.known, false)) {
+        waiting_.Put(pending.part);
         pending_.push_back(std::move(pending));
       }
     }
@@ -366,14 +385,43 @@ class CLearnRun {
     for (SPending& pending : pending_) {
       Add(pending.part);
     }
-    AddHeldParts(*store_, run_, held_);
+    AddHeld();
     if (isStart) {
       Look();
     }
     Compare(before, std::exchange(pending_, {}));
   }
 
+  /// The part that waits, to be learnt once more.
+  SPart PartOf(SLearntPart& waiting, const std::vector<SStoredQuantity>& quantities) {
+    waiting_.Get(waiting);
+    SPart part = PartFromRecord(waiting.record, quantities);
+    part.name = waiting.name;
+    return part;
+  }
+
+  /// Whether something can be told of the recordings: of one alone nothing can.
+  bool HasOthers() {
+    std::set<std::int64_t> kept;
+    for (const SLearntPart& part : store_->LearntParts()) {
+      if (part.kept) {
+        kept.insert(part.recording.value_or(part.id));
+      }
+    }
+    return kept.size() > 1 || !store_->HeldParts(false).empty();
+  }
+
+  /// All that is kept comes into memory for it.
   void Look() {
+    if (!HasOthers()) {
+      return;
+    }
+    if (store_->KeptBytes() > kMostTogetherBytes) {
+      Warn(console_,
+           "the parts learnt so far are too large to be compared with each other (--guard "
+           "compares those to come with them)");
+      return;
+    }
     if (LookTogether(*store_, *model_, settings_, run_)) {
       guard_.SetRecent(0);
     }
@@ -496,8 +544,10 @@ class CLearnRun {
   std::unique_ptr<CModel> model_;
   std::unique_ptr<CPartSource> source_;
   SPart part_;
-  std::vector<SPending> pending_;  ///< learnt, not yet stored
-  std::vector<SHeldPart> held_;    ///< held back, not yet stored
+  std::vector<SPending> pending_;                        ///< learnt, not yet stored
+  std::unordered_map<std::int64_t, std::size_t> taken_;  ///< places in pending_ by content
+  CWaitingRecords waiting_{options_.store};
+  std::vector<SHeldPart> held_;  ///< held back, not yet stored
   std::vector<SDriftFound> alarms_;
   CLearnGuard guard_;
   CGuardedRecording cutRecording_;
