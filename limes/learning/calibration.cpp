@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <functional>
+#include <tuple>
 
 #include "limes/learning/distributions.h"
 #include "limes/learning/score.h"
@@ -15,15 +16,19 @@ namespace {
 
 constexpr std::int64_t kMostScores = std::int64_t{1} << 53;
 constexpr std::int64_t kLeastForTail = 4;
+constexpr std::size_t kMostKept = 3 * CLimitCalibration::kKept;  ///< of all sides
 
 bool IsRate(double rate) { return rate > 0.0 && rate < 1.0; }
 
-/// Orders of parts: the largest above first, or the largest below.
+/// Orders of parts: the largest above first, below or as a whole.
 bool Higher(const SPartScores& a, const SPartScores& b) {
-  return a.above != b.above ? a.above > b.above : a.below > b.below;
+  return std::tie(a.above, a.below, a.whole) > std::tie(b.above, b.below, b.whole);
 }
 bool Deeper(const SPartScores& a, const SPartScores& b) {
-  return a.below != b.below ? a.below > b.below : a.above > b.above;
+  return std::tie(a.below, a.above, a.whole) > std::tie(b.below, b.above, b.whole);
+}
+bool Farther(const SPartScores& a, const SPartScores& b) {
+  return std::tie(a.whole, a.above, a.below) > std::tie(b.whole, b.above, b.below);
 }
 
 /// Puts a part into its place of an ordered list, which keeps its room.
@@ -133,6 +138,9 @@ bool CLimitCalibration::MakeRoom() {
     if (sides_ == ScoreSides::kBoth) {
       deepest_.reserve(kKept);
     }
+    if (hasWhole_) {
+      farthest_.reserve(kKept);
+    }
     return true;
   });
 }
@@ -142,16 +150,24 @@ void CLimitCalibration::Keep(const SPartScores& part) {
   if (sides_ == ScoreSides::kBoth) {
     Insert(deepest_, part, Deeper);
   }
+  if (hasWhole_) {
+    Insert(farthest_, part, Farther);
+  }
 }
 
 bool CLimitCalibration::Add(const SPartScores& part) {
   const bool both = sides_ == ScoreSides::kBoth;
-  if (std::isnan(part.above) || (both && std::isnan(part.below)) || !MakeRoom()) {
+  if (std::isnan(part.above) || (both && std::isnan(part.below)) ||
+      (hasWhole_ && std::isnan(part.whole)) || !MakeRoom()) {
     return false;
   }
-  const SPartScores kept{Clamped(part.above), both ? Clamped(part.below) : kLowestScore};
+  const SPartScores kept{Clamped(part.above), both ? Clamped(part.below) : kLowestScore,
+                         hasWhole_ ? Clamped(part.whole) : kLowestScore};
   above_.Add(kept.above);
   below_.Add(kept.below);
+  if (hasWhole_) {
+    whole_.Add(kept.whole);
+  }
   count_ = std::min(count_ + 1, kMostScores);
   Keep(kept);
   return true;
@@ -159,27 +175,37 @@ bool CLimitCalibration::Add(const SPartScores& part) {
 
 bool CLimitCalibration::IsOrdered() const {
   return std::is_sorted(highest_.begin(), highest_.end(), Higher) &&
-         std::is_sorted(deepest_.begin(), deepest_.end(), Deeper);
+         std::is_sorted(deepest_.begin(), deepest_.end(), Deeper) &&
+         std::is_sorted(farthest_.begin(), farthest_.end(), Farther);
 }
 
 /// All parts that are kept, each once.
 std::span<const SPartScores> CLimitCalibration::Kept(std::span<SPartScores> room) const {
-  if (sides_ == ScoreSides::kOne) {
-    return highest_;
+  std::array<SPartScores, kKept> sorted;
+  std::array<SPartScores, kMostKept> before;
+  std::span<SPartScores> kept = room.first(highest_.size());
+  std::copy(highest_.begin(), highest_.end(), kept.begin());
+  for (const Parts* const parts : {&deepest_, &farthest_}) {
+    const auto end = std::copy(parts->begin(), parts->end(), sorted.begin());
+    std::sort(sorted.begin(), end, Higher);
+    const auto beforeEnd = std::copy(kept.begin(), kept.end(), before.begin());
+    // Of parts that are equal the union holds as many as the list with more of them.
+    const auto last =
+        std::set_union(before.begin(), beforeEnd, sorted.begin(), end, room.begin(), Higher);
+    kept = room.first(static_cast<std::size_t>(last - room.begin()));
   }
-  std::array<SPartScores, kKept> deepest;
-  const auto end = std::copy(deepest_.begin(), deepest_.end(), deepest.begin());
-  std::sort(deepest.begin(), end, Higher);
-  // Of parts that are equal the union holds as many as the list with more of them.
-  const auto last =
-      std::set_union(highest_.begin(), highest_.end(), deepest.begin(), end, room.begin(), Higher);
-  return room.first(static_cast<std::size_t>(last - room.begin()));
+  return kept;
+}
+
+/// Whether a part has numbers that cannot be compared, each in its own mean and spread.
+bool CLimitCalibration::IsBalanced() const {
+  return hasWhole_ || (sides_ == ScoreSides::kBoth && count_ >= kPartsBeforeScores);
 }
 
 /// The kKept largest numbers of parts, largest first: each side in the mean and spread of the other
 /// parts' (balanced), or as it is, the larger one of a part.
 std::span<const double> CLimitCalibration::LargestOf(std::span<double> room, bool balanced) const {
-  std::array<SPartScores, 2 * kKept> kept;
+  std::array<SPartScores, kMostKept> kept;
   const auto n = static_cast<double>(count_);
   const auto number = [&](const SPartScores& part) {
     if (!balanced) {
@@ -187,7 +213,12 @@ std::span<const double> CLimitCalibration::LargestOf(std::span<double> room, boo
     }
     const double e =
         std::max(above_.ExcessOverOthers(part.above, n), below_.ExcessOverOthers(part.below, n));
-    return std::max(ScoreOf(e, n - 1.0), kLowestScore);
+    const double points = std::max(ScoreOf(e, n - 1.0), kLowestScore);
+    if (!hasWhole_) {
+      return points;
+    }
+    const double whole = ScoreOf(whole_.ExcessOverOthers(part.whole, n), n - 1.0);
+    return std::max({points - kPointsBehind, whole, kLowestScore});
   };
   const std::span<const SPartScores> parts = Kept(kept);
   std::transform(parts.begin(), parts.end(), room.begin(), number);
@@ -199,11 +230,11 @@ std::span<const double> CLimitCalibration::LargestOf(std::span<double> room, boo
 SCalibratedLimit CLimitCalibration::ForRate(double rate, double sure) const {
   SCalibratedLimit limit;
   limit.scores = count_;
-  if (!IsRate(rate) || count_ < kLeastForTail) {
+  if (!IsRate(rate) || count_ < (hasWhole_ ? kPartsBeforeScores : kLeastForTail)) {
     return limit;
   }
-  const bool balanced = sides_ == ScoreSides::kBoth && count_ >= kPartsBeforeScores;
-  std::array<double, 2 * kKept> room;
+  const bool balanced = IsBalanced();
+  std::array<double, kMostKept> room;
   const std::span<const double> largest = LargestOf(room, balanced);
   const std::int64_t beyond =
       std::min(count_ + 1 - RejectRank(count_, rate), static_cast<std::int64_t>(kKept));
@@ -220,30 +251,38 @@ SCalibratedLimit CLimitCalibration::ForRate(double rate, double sure) const {
   limit.low = beyond > 0 ? achieved.low : 0.0;
   limit.high = achieved.high;
   const auto n = static_cast<double>(count_);
-  limit.above = balanced ? SideLimit(above_, n, number) : number;
-  limit.below = balanced ? SideLimit(below_, n, number) : number;
+  const double points = number + (hasWhole_ ? kPointsBehind : 0.0);
+  limit.above = balanced ? SideLimit(above_, n, points) : number;
+  limit.below =
+      balanced && sides_ == ScoreSides::kBoth ? SideLimit(below_, n, points) : limit.above;
+  if (hasWhole_) {
+    limit.whole = SideLimit(whole_, n, number);
+  }
   return limit;
 }
 
-SPartsBeyond CLimitCalibration::Beyond(double above, double below) const {
-  std::array<SPartScores, 2 * kKept> room;
+SPartsBeyond CLimitCalibration::Beyond(double above, double below, double whole) const {
+  std::array<SPartScores, kMostKept> room;
   std::int64_t onAbove = 0;
   std::int64_t onBelow = 0;
+  std::int64_t asWhole = 0;
   SPartsBeyond beyond;
   for (const SPartScores& part : Kept(room)) {
     const bool isAbove = part.above > above;
     const bool isBelow = sides_ == ScoreSides::kBoth && part.below > below;
+    const bool isWhole = hasWhole_ && part.whole > whole;
     onAbove += isAbove ? 1 : 0;
     onBelow += isBelow ? 1 : 0;
-    beyond.parts += isAbove || isBelow ? 1 : 0;
+    asWhole += isWhole ? 1 : 0;
+    beyond.parts += isAbove || isBelow || isWhole ? 1 : 0;
   }
   constexpr auto kAll = static_cast<std::int64_t>(kKept);
-  beyond.exact = count_ <= kAll || (onAbove < kAll && onBelow < kAll);
+  beyond.exact = count_ <= kAll || std::max({onAbove, onBelow, asWhole}) < kAll;
   return beyond;
 }
 
 double CLimitCalibration::HoldLimit(std::int64_t pieces) const {
-  std::array<double, 2 * kKept> room;
+  std::array<double, kMostKept> room;
   const std::span<const double> largest = LargestOf(room, false);
   const double tail =
       detail::TailScore(largest, count_, detail::kHoldShare / static_cast<double>(pieces));
@@ -251,7 +290,7 @@ double CLimitCalibration::HoldLimit(std::int64_t pieces) const {
 }
 
 std::optional<SLoneScore> CLimitCalibration::Lone() const {
-  std::array<double, 2 * kKept> room;
+  std::array<double, kMostKept> room;
   const std::span<const double> largest = LargestOf(room, false);
   if (largest.size() < 2) {
     return std::nullopt;
@@ -265,7 +304,7 @@ std::optional<SLoneScore> CLimitCalibration::Lone() const {
 
 MergeStatus CLimitCalibration::Merge(const CLimitCalibration& other) {
   return detail::IfMemoryAllows(MergeStatus::kMemory, [&] {
-    if (sides_ != other.sides_) {
+    if (sides_ != other.sides_ || hasWhole_ != other.hasWhole_) {
       return MergeStatus::kRule;
     }
     if (!MakeRoom()) {
@@ -273,14 +312,19 @@ MergeStatus CLimitCalibration::Merge(const CLimitCalibration& other) {
     }
     const Parts highest = other.highest_;  // other may be this one
     const Parts deepest = other.deepest_;
+    const Parts farthest = other.farthest_;
     count_ = std::min(count_ + other.count_, kMostScores);
     above_.Add(other.above_);
     below_.Add(other.below_);
+    whole_.Add(other.whole_);
     for (const SPartScores& part : highest) {
       Insert(highest_, part, Higher);
     }
     for (const SPartScores& part : deepest) {
       Insert(deepest_, part, Deeper);
+    }
+    for (const SPartScores& part : farthest) {
+      Insert(farthest_, part, Farther);
     }
     return MergeStatus::kOk;
   });

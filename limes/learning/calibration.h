@@ -25,10 +25,12 @@ inline constexpr double kHighestScore = 1000.0;
 /// Parts learnt before the first one is scored: with fewer S is too uncertain.
 inline constexpr std::int32_t kPartsBeforeScores = 10;
 
-/// Scores (ScoreOf) of one part: its largest over all quantities and points, above and below M.
+/// Scores (ScoreOf) of one part: its largest over all quantities and points, above and below M;
+/// and how far out it lies as a whole, on a scale of its own.
 struct SPartScores {
   double above = kLowestScore;
   double below = kLowestScore;
+  double whole = kLowestScore;
 
   friend bool operator==(const SPartScores&, const SPartScores&) = default;
 };
@@ -51,7 +53,8 @@ struct SCalibratedLimit {
   CalibrationBasis basis = CalibrationBasis::kNone;
   double above = std::numeric_limits<double>::infinity();
   double below = std::numeric_limits<double>::infinity();
-  std::int64_t scores = 0;  ///< it was formed from
+  double whole = std::numeric_limits<double>::infinity();  ///< on its own scale
+  std::int64_t scores = 0;                                 ///< it was formed from
 
   /// Chance that a further good part is rejected, at most the wanted one; extrapolated: the
   /// smallest that can be promised, 1 / (scores + 1).
@@ -113,18 +116,25 @@ LIMES_EXPORT SInterval RejectedParts(std::int64_t m, std::int64_t rank, std::int
 /// by a state that had not learnt it.
 ///
 /// Keeps the number of scores, per side their sum and sum of squares, and of either side the parts
-/// with the kKept largest, 32 kB at most: rates down from kKept / (parts + 1) are exact, of larger
+/// with the kKept largest, 48 kB at most: rates down from kKept / (parts + 1) are exact, of larger
 /// rates fewer are rejected than promised. The state does not depend on the order in which scores
 /// were added or states joined, bit for bit: sums are integers, and the largest of parts are those
 /// of all. Both sides have one rate together, after each is put in its own mean and spread, so that
-/// neither side's tail sets the limit of the other. One thread at a time.
+/// neither side's tail sets the limit of the other. With the score of parts as a whole that is one
+/// more side, which most of the rate is left to: points must lie kPointsBehind further out. One
+/// thread at a time.
 class LIMES_EXPORT CLimitCalibration {
  public:
   static constexpr std::size_t kKept = 512;
 
-  explicit CLimitCalibration(ScoreSides sides = ScoreSides::kBoth) : sides_(sides) {}
+  /// Spreads of their scores that points lie further out than a part as a whole to be rejected.
+  static constexpr double kPointsBehind = 1.0;
+
+  explicit CLimitCalibration(ScoreSides sides = ScoreSides::kBoth, bool whole = false)
+      : sides_(sides), hasWhole_(whole) {}
 
   ScoreSides Sides() const { return sides_; }
+  bool HasWhole() const { return hasWhole_; }
   std::int64_t Scores() const { return count_; }
 
   /// Makes the room that Add needs, which allocates nothing then. False when memory is short.
@@ -134,24 +144,27 @@ class LIMES_EXPORT CLimitCalibration {
   /// for a NaN and when memory is short. Allocates once. O(kKept) at most.
   [[nodiscard]] bool Add(const SPartScores& part);
 
-  /// The limit for a rate, 0 to 1. Allocates nothing. About 0.1 ms.
+  /// The limit for a rate, 0 to 1; with parts as a whole none from fewer than kPartsBeforeScores.
+  /// Allocates nothing. About 0.1 ms.
   SCalibratedLimit ForRate(double rate, double sure = 0.95) const;
 
   /// How many of the parts had a score beyond these limits; at least as many when the number
   /// reaches kKept.
-  SPartsBeyond Beyond(double above, double below) const;
+  SPartsBeyond Beyond(double above, double below,
+                      double whole = std::numeric_limits<double>::infinity()) const;
 
-  /// Score (the larger one of a part) up to which good parts can explain it: the largest so far, or
-  /// the tail of the scores that one part in 1000 exceeds, or one recording of so many pieces, if
-  /// that is larger; infinite with fewer than 4.
+  /// Score (the larger one of a part's sides) up to which good parts can explain it: the largest so
+  /// far, or the tail of the scores that one part in 1000 exceeds, or one recording of so many
+  /// pieces, if that is larger; infinite with fewer than 4.
   double HoldLimit(std::int64_t pieces = 1) const;
 
-  /// The largest score (the larger one of a part) where the others do not explain it: beyond the
-  /// second largest and beyond what the tail of the others reaches in one series of a hundred. One
-  /// such part widens a limit for a small rate alone. None with fewer than 5 scores.
+  /// The largest score (the larger one of a part's sides) where the others do not explain it:
+  /// beyond the second largest and beyond what the tail of the others reaches in one series of a
+  /// hundred. One such part widens a limit for a small rate alone. None with fewer than 5 scores.
   std::optional<SLoneScore> Lone() const;
 
-  /// Joins the scores of another calibration. kRule when the sides differ, with nothing changed.
+  /// Joins the scores of another calibration. kRule when the sides differ, or one alone has scores
+  /// of parts as a whole, with nothing changed.
   MergeStatus Merge(const CLimitCalibration& other);
 
   /// Writes everything, bit for bit. True; false when memory is short; what the stream throws
@@ -165,6 +178,7 @@ class LIMES_EXPORT CLimitCalibration {
   struct SHead;
   using Parts = std::vector<SPartScores>;
 
+  bool IsBalanced() const;
   void Keep(const SPartScores& part);
   bool IsOrdered() const;
   bool IsConsistent() const;
@@ -172,11 +186,14 @@ class LIMES_EXPORT CLimitCalibration {
   std::span<const double> LargestOf(std::span<double> room, bool balanced) const;
 
   ScoreSides sides_;
+  bool hasWhole_;
   std::int64_t count_ = 0;
   detail::ScoreMoments above_;
   detail::ScoreMoments below_;
-  Parts highest_;  ///< at most kKept, the largest above first; of equal ones the larger below
-  Parts deepest_;  ///< the same with the sides exchanged; none with one side
+  detail::ScoreMoments whole_;
+  Parts highest_;   ///< at most kKept, the largest above first; of equal ones the larger below
+  Parts deepest_;   ///< the same with the sides exchanged; none with one side
+  Parts farthest_;  ///< the largest as a whole first; none without
 };
 
 namespace detail {

@@ -30,8 +30,9 @@ void CCommonModes::SRoom::Make(std::size_t rows) {
   tile.assign(rows * kTileRow, 0.0);
 }
 
-CCommonModes::CCommonModes(std::int32_t modes, std::int32_t timeScale) {
-  head_.wanted = std::clamp(modes, 1, kMostModes);
+CCommonModes::CCommonModes(std::int32_t modes, std::int32_t timeScale, bool whole)
+    : hasWhole_(whole) {
+  head_.wanted = std::clamp(modes, whole ? 0 : 1, kMostModes);
   head_.timeScale = timeScale < 0 ? CExpAverFacGenerator::kNoForgetting : timeScale;
 }
 
@@ -58,8 +59,12 @@ std::int32_t CCommonModes::Most() const {
 }
 
 std::size_t CCommonModes::HalfRows() const {
-  constexpr std::size_t kLeast = 32;
-  return std::max(kLeast, 2 * static_cast<std::size_t>(head_.wanted));
+  const std::size_t least = hasWhole_ ? 64 : 32;
+  return std::max(least, 2 * static_cast<std::size_t>(head_.wanted));
+}
+
+std::size_t CCommonModes::MostDirections() const {
+  return hasWhole_ ? 2 * HalfRows() : static_cast<std::size_t>(head_.wanted);
 }
 
 std::size_t CCommonModes::Stride() const { return detail::PaddedRow(head_.points); }
@@ -95,9 +100,11 @@ bool CCommonModes::MakeRoom(std::size_t points) {
   return points <= std::numeric_limits<std::int32_t>::max() && detail::IfMemoryAllows(false, [&] {
            const std::size_t n = detail::PaddedRow(points);
            const std::size_t rows = 2 * HalfRows();
-           const auto wanted = static_cast<std::size_t>(head_.wanted);
+           const std::size_t directions = MostDirections();
            CCommonModes made;
            made.head_ = head_;
+           made.hasWhole_ = hasWhole_;
+           made.whole_ = whole_;
            made.head_.points = static_cast<std::uint32_t>(points);
            for (Row* const row :
                 {&made.mean_, &made.square_, &made.residual_, &made.learnt_, &made.spread_,
@@ -105,9 +112,10 @@ bool CCommonModes::MakeRoom(std::size_t points) {
              row->assign(n, 0.0);
            }
            made.rows_.assign(rows * n, 0.0);
-           made.modes_.assign(wanted * n, 0.0);
-           made.lambda_.reserve(wanted);
-           made.amounts_.assign(wanted, 0.0);
+           made.modes_.assign(directions * n, 0.0);
+           made.lambda_.reserve(directions);
+           made.amounts_.assign(static_cast<std::size_t>(head_.wanted), 0.0);
+           made.along_.assign(hasWhole_ ? directions : 0, 0.0);
            made.room_.Make(rows);
            *this = std::move(made);
            return true;
@@ -298,7 +306,8 @@ void CCommonModes::Form() {
     return;
   }
   const std::size_t n = Stride();
-  const std::size_t most = std::min(static_cast<std::size_t>(Most()), std::size_t{head_.rows});
+  const std::size_t most = std::min(hasWhole_ ? MostDirections() : static_cast<std::size_t>(Most()),
+                                    std::size_t{head_.rows});
   lambda_.clear();
   Decompose(room_, rows_, head_.rows, most);
   const detail::SymmetricEigen& eigen = room_.eigen;
@@ -317,7 +326,9 @@ void CCommonModes::Form() {
     const double factor = std::copysign(1.0 / std::sqrt(w), *largest);
     std::transform(part_.begin(), part_.end(), v, [=](double x) { return factor * x; });
   }
-  head_.modes = static_cast<std::uint32_t>(lambda_.size());
+  head_.modes =
+      std::min(static_cast<std::uint32_t>(lambda_.size()), static_cast<std::uint32_t>(Most()));
+  FormWhole();
   head_.formedAt = head_.count;
   const double counting = Counting();
   const double correction = counting / std::max(counting - 1.0 - static_cast<double>(Modes()), 1.0);
@@ -332,6 +343,9 @@ void CCommonModes::Form() {
 }
 
 double CCommonModes::ResidualSquare(std::size_t i) const {
+  if (head_.wanted == 0) {
+    return 1.0;
+  }
   const double weight = 2.0 * static_cast<double>(Modes());
   const double parts = head_.unseen + weight;
   return parts > 0.0 ? std::max((residual_[i] + weight * learnt_[i]) / parts, kLeastUnseen) : 1.0;
@@ -385,6 +399,7 @@ JudgeReason CCommonModes::Explain(std::span<const double> part, SModesOfPart& to
   } else if (!ProjectWithGaps(part, part_.data(), amounts_)) {
     return PartStatus::kCoversTooLittle;
   }
+  told.whole = hasWhole_ ? WholeOf(part, gaps) : 0.0;
   std::fill(part_.begin(), part_.end(), 0.0);
   for (double& amount : amounts_) {
     amount = -amount;
@@ -436,6 +451,9 @@ SModesScoring CCommonModes::Score(std::span<const double> part, const SModesOfPa
     scoring.modeScore = limited(std::fabs(*largest));
   }
   scoring.scores = Larger(scoring.residual, {scoring.modeScore, scoring.modeScore});
+  if (told.whole > 0.0) {
+    scoring.scores.whole = std::clamp(2.0 * std::log(told.whole), kLowestScore, kHighestScore);
+  }
   return scoring;
 }
 

@@ -28,14 +28,20 @@ struct SModesOfPart {
   /// does not vary.
   std::vector<double> expected;
   std::vector<double> spread;
+
+  /// How far all points together lie out, about 1 for good parts: the root mean square over the
+  /// points of the deviation in each direction, in the spread of good parts in that direction. 0
+  /// unless it is learnt.
+  double whole = 0.0;
 };
 
 /// How far a part lies out, of its residual point by point and of the amounts of its modes.
 struct SModesScoring {
-  SPartScores scores;       ///< of either side the residual's, or the modes' where that is larger
-  std::size_t aboveAt = 0;  ///< points of the largest residuals
-  std::size_t belowAt = 0;  ///<
-  std::size_t mode = 0;     ///< with the largest amount
+  /// Of either side the residual's, or the modes' where that is larger; of the whole ln(whole^2).
+  SPartScores scores;
+  std::size_t aboveAt = 0;          ///< points of the largest residuals
+  std::size_t belowAt = 0;          ///<
+  std::size_t mode = 0;             ///< with the largest amount
   double modeScore = kLowestScore;  ///< its score
   SPartScores residual;             ///< the points' alone
 };
@@ -51,15 +57,24 @@ struct SModesScoring {
 /// formed anew whenever an eighth more parts are learnt. Residual spreads come of parts that were
 /// learnt after the modes they are judged by. All in double, the same bits on every machine; 8 (2 L
 /// + K + 8) bytes a point. Learning allocates with the first part only. One thread at a time.
+///
+/// With the whole, one number more tells of faults that are small at every point: the distance from
+/// the mean in the covariance of the points, that of the sketch (L at least 64) shrunk towards
+/// equal variances by the oracle approximating estimator (Chen, Wiesel, Eldar, Hero, IEEE
+/// Transactions on Signal Processing 58, 2010, 5016, eq. 23). It takes 4 L rows in place of 2 L +
+/// K.
 class LIMES_EXPORT CCommonModes {
  public:
   static constexpr std::int32_t kMostModes = 50;
 
-  /// modes is kept from 1 to kMostModes. Time scale as of CExpAverFacGenerator.
+  /// modes is kept from 1 to kMostModes, with the whole from 0: then a part's residual is its plain
+  /// deviation in spreads S. Time scale as of CExpAverFacGenerator.
   explicit CCommonModes(std::int32_t modes = 3,
-                        std::int32_t timeScale = CExpAverFacGenerator::kNoForgetting);
+                        std::int32_t timeScale = CExpAverFacGenerator::kNoForgetting,
+                        bool whole = false);
 
   std::int32_t Wanted() const { return head_.wanted; }
+  bool HasWhole() const { return hasWhole_; }
   std::int32_t TimeScale() const { return head_.timeScale; }
   std::int64_t Learnt() const { return head_.count; }
   std::size_t Points() const { return head_.points; }
@@ -70,7 +85,7 @@ class LIMES_EXPORT CCommonModes {
   /// Whether modes were formed. Their number is K, less where fewer points than 2 K or fewer ways
   /// to vary are there: 0 when nothing varies.
   bool IsFormed() const { return head_.formedAt > 0; }
-  std::size_t Modes() const { return lambda_.size(); }
+  std::size_t Modes() const { return head_.modes; }
 
   /// Share of the squares of (x - M) / S that a mode explains; largest mode first. Over the points
   /// that vary, all modes together at most 1.
@@ -105,7 +120,8 @@ class LIMES_EXPORT CCommonModes {
 
   /// kOk; kNothingLearnt before modes are formed, kNoValues, kNotFinite, kCoversTooLittle where too
   /// few points were measured to tell the amounts, which are those of least squares, kMemory.
-  /// Allocates nothing once there is room. O(K n); with gaps O(K^2 n).
+  /// Allocates nothing once there is room. O(K n), with the whole O(L n); with gaps O(K^2 n), O(L^2
+  /// n).
   [[nodiscard]] JudgeReason Explain(std::span<const double> part, SModesOfPart& told);
 
   /// Scores of a part that was explained; points that do not vary or were not measured take no
@@ -115,9 +131,13 @@ class LIMES_EXPORT CCommonModes {
   /// The amount of a mode, in spreads and of either sign, at which a part lies just on the limit.
   double AmountLimit(const SCalibratedLimit& limit, ScoreSides sides) const;
 
+  /// The whole at which a part lies just on the limit.
+  static double WholeLimit(const SCalibratedLimit& limit);
+
   /// Joins with what was learnt elsewhere from the same points, as if learnt later: mean, spread
   /// and rows as if all parts were learnt here, then cut to L rows; the modes are formed anew.
-  /// kGrid, kRule (another K) or kTimeScale with nothing changed. O(L^2 n).
+  /// kGrid, kRule (another K, or one alone has the whole) or kTimeScale with nothing changed. O(L^2
+  /// n).
   MergeStatus Merge(const CCommonModes& other);
 
   /// Writes everything, bit for bit. True; false when memory is short; what the stream throws
@@ -145,9 +165,20 @@ class LIMES_EXPORT CCommonModes {
       return std::tie(h.wanted, h.timeScale, h.count, h.formedAt, h.sum, h.scale, h.unseen,
                       h.points, h.rows, h.modes);
     }
-    bool IsConsistent() const;
+    bool IsConsistent(bool whole) const;
+  };
+
+  /// The numbers of the record that the whole adds.
+  struct SWhole {
+    std::uint32_t directions = 0;  ///< formed, the modes among them
+    double shrink = 1.0;           ///< share of equal variances in the covariance
+    double rest = 1.0;             ///< variance in all other directions
+
+    static constexpr auto Fields(auto& w) { return std::tie(w.directions, w.shrink, w.rest); }
   };
   using Row = std::vector<double>;
+
+  static constexpr double kLeastShrink = 1e-4;  ///< what is below may be rounding of the values
 
   /// Room for forming modes of rows.
   struct SRoom {
@@ -158,6 +189,7 @@ class LIMES_EXPORT CCommonModes {
   };
 
   std::int32_t Most() const;
+  std::size_t MostDirections() const;
   std::size_t HalfRows() const;
   std::size_t Stride() const;
   bool MakeRoom(std::size_t points);
@@ -165,6 +197,7 @@ class LIMES_EXPORT CCommonModes {
   static double WeightSum(std::int64_t n, std::int32_t timeScale);
   CCommonModes Joined(const CCommonModes& later) const;
   bool IsConsistent() const;
+  bool IsWholeConsistent() const;
   bool RowsAreSmall() const;
   double Counting() const;
   double ResidualSquare(std::size_t i) const;
@@ -173,6 +206,10 @@ class LIMES_EXPORT CCommonModes {
   bool ProjectWithGaps(std::span<const double> part, const double* z, Row& amounts) const;
   void TakeResidual(std::span<const double> part, double share, bool gaps);
   void FormSpreads();
+  void FormWhole();
+  double VarianceAlong(std::size_t direction) const;
+  double WholeOf(std::span<const double> part, bool gaps);
+  double SquareWithGaps(std::span<const double> part, double square);
   void Decompose(SRoom& room, const Row& rows, std::size_t count, std::size_t wanted) const;
   void Cut(SRoom& room, Row& rows, std::size_t count) const;
   template <class Self, class Call>
@@ -180,12 +217,14 @@ class LIMES_EXPORT CCommonModes {
   void FormInverse();
 
   SHead head_;
+  bool hasWhole_ = false;
+  SWhole whole_;
   Row mean_;      ///< padded, as all rows
   Row square_;    ///< sum of squares about the mean, weighted
   Row residual_;  ///< sum of squares of residuals of parts that the modes had not seen
   Row learnt_;    ///< mean square of the residuals of those they were formed of
   Row rows_;      ///< at most 2 L, Stride() from one to the next
-  Row modes_;     ///< unit vectors, alike
+  Row modes_;     ///< unit vectors, alike; with the whole the other directions behind the modes
   Row lambda_;    ///< mean squares of the amounts, largest first
 
   Row spread_;         ///< S, 0 where nothing varies
@@ -195,6 +234,7 @@ class LIMES_EXPORT CCommonModes {
   Row part_;
   Row deviation_;
   Row amounts_;
+  Row along_;  ///< amounts in all directions, with the whole
   SRoom room_;
 };
 

@@ -9,7 +9,7 @@
 namespace limes {
 
 MergeStatus CCommonModes::Merge(const CCommonModes& other) {
-  if (head_.wanted != other.head_.wanted) {
+  if (head_.wanted != other.head_.wanted || hasWhole_ != other.hasWhole_) {
     return MergeStatus::kRule;
   }
   if (head_.timeScale != other.head_.timeScale) {
@@ -70,6 +70,7 @@ CCommonModes CCommonModes::Joined(const CCommonModes& later) const {
   joint.rows_.swap(all);
   joint.lambda_.clear();
   joint.head_.modes = 0;
+  joint.whole_ = SWhole();
   joint.head_.formedAt = 0;
   joint.Form();
   joint.stale_ = true;

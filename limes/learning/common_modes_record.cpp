@@ -16,12 +16,14 @@ bool AllWithin(std::span<const double> values, double least, double most) {
 }
 
 constexpr double kMostSquare = 1e250;
+constexpr std::uint16_t kPlain = 1;
+constexpr std::uint16_t kWithWhole = 2;
 
 }  // namespace
 
-bool CCommonModes::SHead::IsConsistent() const {
+bool CCommonModes::SHead::IsConsistent(bool whole) const {
   constexpr std::int64_t kMostParts = std::int64_t{1} << 53;
-  return wanted >= 1 && wanted <= kMostModes && timeScale >= 0 && count >= 0 &&
+  return wanted >= (whole ? 0 : 1) && wanted <= kMostModes && timeScale >= 0 && count >= 0 &&
          count <= kMostParts && formedAt >= 0 && formedAt <= count && sum >= 0.0 &&
          sum <= static_cast<double>(count) && (sum >= 1.0) == (count > 0) && scale > 1e-100 &&
          scale <= 1.0 && unseen >= 0.0 && unseen <= static_cast<double>(count) &&
@@ -44,8 +46,15 @@ bool CCommonModes::ForEachRow(Self& modes, Call call) {
   };
   return n == 0 || (rows(modes.mean_, 1) && rows(modes.square_, 1) && rows(modes.residual_, 1) &&
                     rows(modes.learnt_, 1) && rows(modes.rows_, modes.head_.rows) &&
-                    rows(modes.modes_, modes.head_.modes) &&
-                    call(std::span(modes.lambda_.data(), modes.head_.modes)));
+                    rows(modes.modes_, modes.lambda_.size()) && call(std::span(modes.lambda_)));
+}
+
+bool CCommonModes::IsWholeConsistent() const {
+  const bool formed = head_.formedAt > 0;
+  return !hasWhole_ ||
+         (whole_.directions >= head_.modes && whole_.directions <= MostDirections() &&
+          (whole_.directions == 0 || formed) && whole_.shrink >= kLeastShrink &&
+          whole_.shrink <= 1.0 && whole_.rest >= kLeastShrink && whole_.rest <= 1e100);
 }
 
 bool CCommonModes::IsConsistent() const {
@@ -69,33 +78,42 @@ bool CCommonModes::RowsAreSmall() const {
 
 bool CCommonModes::WriteState(CFileStream& file) const {
   return detail::WriteLearnState(
-      file, detail::LearnStateKind::kModes, [this](detail::RecordWriter& record) {
+      file, detail::LearnStateKind::kModes,
+      [this](detail::RecordWriter& record) {
         constexpr std::size_t kRest = 256;
-        record.Reserve(sizeof(double) * Points() * (4 + head_.rows + Modes()) + kRest);
+        record.Reserve(sizeof(double) * Points() * (4 + head_.rows + lambda_.size()) + kRest);
         record.PutFields(head_);
+        if (hasWhole_) {
+          record.PutFields(whole_);
+        }
         const CCommonModes& modes = *this;
         return ForEachRow(modes, [&](std::span<const double> row) {
           record.PutArray(row);
           return true;
         });
-      });
+      },
+      hasWhole_ ? kWithWhole : kPlain);
 }
 
 LearnStateStatus CCommonModes::ReadState(CFileStream& file) {
-  const auto get = [](detail::RecordReader& in, CCommonModes& read, std::uint16_t /*version*/) {
+  const auto get = [](detail::RecordReader& in, CCommonModes& read, std::uint16_t version) {
     SHead head;
-    if (!in.GetFields(head) || !head.IsConsistent()) {
+    const bool whole = version == kWithWhole;
+    if (!in.GetFields(head) || !head.IsConsistent(whole) || (whole && !in.GetFields(read.whole_))) {
       return LearnStateStatus::kContent;
     }
     read.head_ = head;
-    const std::uint64_t rows = std::uint64_t{4} + head.rows + head.modes;
-    if (head.rows >= 2 * read.HalfRows() || !in.Fits(rows * head.points, sizeof(double))) {
+    read.hasWhole_ = whole;
+    const std::size_t directions = whole ? read.whole_.directions : head.modes;
+    const std::uint64_t rows = std::uint64_t{4} + head.rows + directions;
+    if (head.rows >= 2 * read.HalfRows() || !read.IsWholeConsistent() ||
+        !in.Fits(rows * head.points, sizeof(double))) {
       return LearnStateStatus::kContent;
     }
     if (head.points > 0 && !read.MakeRoom(head.points)) {
       return LearnStateStatus::kMemory;
     }
-    read.lambda_.resize(head.modes);
+    read.lambda_.resize(directions);
     if (!ForEachRow(read, [&](std::span<double> row) { return in.GetSpan(row); }) ||
         !read.IsConsistent()) {
       return LearnStateStatus::kContent;
@@ -104,7 +122,8 @@ LearnStateStatus CCommonModes::ReadState(CFileStream& file) {
     return read.RowsAreSmall() ? LearnStateStatus::kOk : LearnStateStatus::kContent;
   };
   const auto commit = [this](CCommonModes& read) { *this = std::move(read); };
-  return detail::ReadLearnState<CCommonModes>(file, detail::LearnStateKind::kModes, get, commit);
+  return detail::ReadLearnState<CCommonModes>(file, detail::LearnStateKind::kModes, get, commit,
+                                              kWithWhole);
 }
 
 void CCommonModes::FormInverse() {

@@ -113,7 +113,7 @@ SPartScoring SPartScoring::Mirrored() const {
 }
 
 SPartScores Larger(const SPartScores& a, const SPartScores& b) {
-  return {std::max(a.above, b.above), std::max(a.below, b.below)};
+  return {std::max(a.above, b.above), std::max(a.below, b.below), std::max(a.whole, b.whole)};
 }
 
 SPartExcess Joined(const SPartExcess& a, const SPartExcess& b) {

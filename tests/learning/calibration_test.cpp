@@ -28,12 +28,13 @@ std::vector<SPartScores> RandomParts(std::size_t n, unsigned seed) {
   for (SPartScores& part : parts) {  // many are equal on one side, some on both
     part.above = static_cast<int>(random() % 4000) / 512.0 - 3.0;
     part.below = static_cast<int>(random() % 4000) / 512.0 - 4.0;
+    part.whole = static_cast<int>(random() % 4000) / 1024.0;
   }
   return parts;
 }
 
-CLimitCalibration Of(const std::vector<SPartScores>& parts) {
-  CLimitCalibration calibration;
+CLimitCalibration Of(const std::vector<SPartScores>& parts, bool whole = false) {
+  CLimitCalibration calibration(ScoreSides::kBoth, whole);
   for (const SPartScores& part : parts) {
     EXPECT_TRUE(calibration.Add(part));
   }
@@ -123,13 +124,16 @@ TEST(Calibration, SaysWhenNothingCanBeFormed) {
 }
 
 /// The same from all scores at once, sorted.
-SCalibratedLimit Plain(const std::vector<SPartScores>& parts, std::int64_t beyond) {
+SCalibratedLimit Plain(const std::vector<SPartScores>& parts, std::int64_t beyond, bool whole) {
   const auto n = static_cast<double>(parts.size());
   std::vector<double> numbers(parts.size(), kLowestScore);
-  double mean[2] = {};
-  double squares[2] = {};
-  for (const int side : {0, 1}) {
-    const auto score = [&](std::size_t i) { return side == 0 ? parts[i].above : parts[i].below; };
+  double mean[3] = {};
+  double squares[3] = {};
+  double SPartScores::*const sides[] = {&SPartScores::above, &SPartScores::below,
+                                        &SPartScores::whole};
+  for (std::size_t side = 0; side < (whole ? 3 : 2); ++side) {
+    const auto score = [&](std::size_t i) { return parts[i].*sides[side]; };
+    const double behind = whole && side < 2 ? CLimitCalibration::kPointsBehind : 0.0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
       mean[side] += score(i) / n;
     }
@@ -139,21 +143,27 @@ SCalibratedLimit Plain(const std::vector<SPartScores>& parts, std::int64_t beyon
     for (std::size_t i = 0; i < parts.size(); ++i) {
       const double d = (score(i) - mean[side]) * n / (n - 1.0);
       const double others = squares[side] - (score(i) - mean[side]) * d;
-      numbers[i] = std::max(numbers[i], ScoreOf(d / std::sqrt(others / (n - 1.0)), n - 1.0));
+      numbers[i] =
+          std::max(numbers[i], ScoreOf(d / std::sqrt(others / (n - 1.0)), n - 1.0) - behind);
     }
   }
   std::sort(numbers.begin(), numbers.end(), std::greater<>());
-  const double factor = FactorOf(numbers[static_cast<std::size_t>(beyond - 1)], n);
+  const double number = numbers[static_cast<std::size_t>(beyond - 1)];
+  const double factor = FactorOf(number + (whole ? CLimitCalibration::kPointsBehind : 0.0), n);
   SCalibratedLimit limit;
   limit.above = mean[0] + factor * std::sqrt(squares[0] / n);
   limit.below = mean[1] + factor * std::sqrt(squares[1] / n);
+  limit.whole = mean[2] + FactorOf(number, n) * std::sqrt(squares[2] / n);
   return limit;
 }
 
 TEST(Calibration, OfManyPartsIsThatOfAllScores) {
-  for (const std::size_t n : {15U, 511U, 5000U, 20000U}) {
+  constexpr std::pair<std::size_t, bool> kCases[] = {{15, false},    {15, true},   {511, false},
+                                                     {511, true},    {5000, true}, {5000, false},
+                                                     {20000, false}, {20000, true}};
+  for (const auto& [n, whole] : kCases) {
     const std::vector<SPartScores> parts = RandomParts(n, 5);
-    const CLimitCalibration calibration = Of(parts);
+    const CLimitCalibration calibration = Of(parts, whole);
     for (const double rate : {0.2, 0.05, 0.01}) {
       const auto m = static_cast<std::int64_t>(n);
       const std::int64_t beyond = std::min<std::int64_t>(m + 1 - RejectRank(m, rate), 512);
@@ -161,13 +171,16 @@ TEST(Calibration, OfManyPartsIsThatOfAllScores) {
         continue;
       }
       const SCalibratedLimit limit = calibration.ForRate(rate);
-      const SCalibratedLimit plain = Plain(parts, beyond);
+      const SCalibratedLimit plain = Plain(parts, beyond, whole);
       EXPECT_NEAR(limit.above, plain.above, 1e-9) << n;
       EXPECT_NEAR(limit.below, plain.below, 1e-9) << n;
       EXPECT_NEAR(limit.promised, static_cast<double>(beyond) / static_cast<double>(n + 1), 1e-15);
-      const SPartsBeyond counted = calibration.Beyond(limit.above, limit.below);
+      if (whole) {
+        EXPECT_NEAR(limit.whole, plain.whole, 1e-9) << n;
+      }
+      const SPartsBeyond counted = calibration.Beyond(limit.above, limit.below, limit.whole);
       const auto out = std::count_if(parts.begin(), parts.end(), [&](const SPartScores& p) {
-        return p.above > limit.above || p.below > limit.below;
+        return p.above > limit.above || p.below > limit.below || (whole && p.whole > limit.whole);
       });
       EXPECT_TRUE(counted.exact ? counted.parts == out : counted.parts <= out) << n;
       EXPECT_LE(counted.parts, beyond);
@@ -201,16 +214,19 @@ TEST(Calibration, MergesInAnyOrderGiveTheSameBytes) {
   EXPECT_EQ(again.Merge(again), MergeStatus::kOk);
   EXPECT_EQ(Written(twice, kWriteState), Written(again, kWriteState));
   EXPECT_EQ(twice.Merge(OfTwelve(ScoreSides::kOne)), MergeStatus::kRule);
+  EXPECT_EQ(twice.Merge(Of({}, true)), MergeStatus::kRule);
 }
 
 TEST(Calibration, RecordsAreSafe) {
   CLimitCalibration small(ScoreSides::kOne);
   CLimitCalibration both;
+  CLimitCalibration whole(ScoreSides::kBoth, true);
   for (int i = 0; i < 5; ++i) {
     EXPECT_TRUE(small.Add({0.25 * i, 0.0}));
     EXPECT_TRUE(both.Add({0.25 * i, 1.0 - i * i}));
+    EXPECT_TRUE(whole.Add({0.25 * i, 1.0 - i * i, 0.125 * i}));
   }
-  for (const CLimitCalibration* sample : {&small, &both}) {
+  for (const CLimitCalibration* sample : {&small, &both, &whole}) {
     const Bytes record = Written(*sample, kWriteState);
     ExpectHostileSafe(
         record, [] { return CLimitCalibration(); }, kReadState, kWriteState);

@@ -138,6 +138,40 @@ TEST(CommonModes, TellsAmountsOfWhatWasMeasured) {
   EXPECT_EQ(modes.Explain(part, told), JudgeReason::kCoversTooLittle);
 }
 
+// The numbers were computed by an independent program, by inverting the covariance of what was
+// measured.
+TEST(CommonModes, WholeIsTheDistanceInAShrunkCovariance) {
+  for (const int wanted : {0, 2}) {
+    CCommonModes modes = Learnt(CCommonModes(wanted, 10000000, true), 0, 60, ThirtyPoints);
+    modes.Form();
+    EXPECT_EQ(modes.Modes(), static_cast<std::size_t>(wanted));
+    Part part = ThirtyPoints(63);
+    const auto whole = [&] {
+      SModesOfPart told;
+      EXPECT_EQ(modes.Explain(part, told), JudgeReason::kOk);
+      EXPECT_NEAR(modes.Score(part, told, 0.0).scores.whole, 2.0 * std::log(told.whole), 1e-12);
+      return told.whole;
+    };
+    EXPECT_NEAR(whole(), 0.736309770085, 1e-9);
+    for (std::size_t j = 0; j < part.size(); ++j) {
+      part[j] += j == 7 ? 0.0 : j % 2 == 0 ? 0.2 : -0.2;
+    }
+    EXPECT_NEAR(whole(), 1.893041806759, 1e-9) << "0.2 up and down at all points";
+    std::fill(part.begin() + 12, part.begin() + 18, kGap);
+    EXPECT_NEAR(whole(), 1.951221682504, 1e-9);
+    CCommonModes read;
+    ASSERT_TRUE(ReadBlock(read, State(modes), kReadState));
+    std::swap(read, modes);
+    EXPECT_NEAR(whole(), 1.951221682504, 1e-9);
+    EXPECT_EQ(modes.Merge(CCommonModes(wanted)), MergeStatus::kRule);
+  }
+  CCommonModes constant =
+      Learnt(CCommonModes(0, 10000, true), 0, 20, [](int) { return Part(3, 1.0); });
+  SModesOfPart told;
+  ASSERT_EQ(constant.Explain(Part{1.0, 2.0, 1.0}, told), JudgeReason::kOk);
+  EXPECT_EQ(told.whole, 0.0) << "nothing varies";
+}
+
 TEST(CommonModes, RefusesWhatItCannotLearn) {
   CCommonModes modes(1);
   SModesOfPart told;
