@@ -86,12 +86,15 @@ def normal_score(excess, n):
 
 
 def margins(parts, lines, n):
-    """One number per part, larger than 0 beyond the limit for the rate: of its two sides, each in
-    the spread of its scores, which the limits for two rates tell."""
+    """One number per part, larger than 0 beyond the limit for the rate: of its two sides and of the
+    whole, each in the spread of its scores, which the limits for two rates tell."""
     sides = [side for side in ("above", "below")
              if all(lines[rate][f"factor_{side}"] is not None for rate in (RATE, 0.01))]
     limit = {(rate, side): normal_score(lines[rate][f"factor_{side}"], n)
              for rate in (RATE, 0.01) for side in sides}
+    if "score_limit_whole" in lines[RATE]:
+        sides.append("whole")
+        limit.update({(rate, "whole"): lines[rate]["score_limit_whole"] for rate in (RATE, 0.01)})
     width = {side: max(limit[0.01, side] - limit[RATE, side], 1e-9) for side in sides}
     def number(part, side):  # none is no finite one: what never changed before did
         score = part[f"score_{side}"]

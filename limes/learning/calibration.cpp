@@ -56,7 +56,9 @@ double SideLimit(const detail::ScoreMoments& side, double n, double balanced) {
 }  // namespace
 
 bool SCalibratedLimit::IsTooWide(double n) const {
-  return basis != CalibrationBasis::kNone && std::max(FactorAbove(n), FactorBelow(n)) > kMostFactor;
+  return basis != CalibrationBasis::kNone &&
+         (std::max(FactorAbove(n), FactorBelow(n)) > kMostFactor ||
+          (std::isfinite(whole) && std::exp(0.5 * whole) > kMostFactor));
 }
 
 double SCalibratedLimit::FactorAbove(double n) const { return std::fmax(FactorOf(above, n), 0.0); }
@@ -256,7 +258,7 @@ SCalibratedLimit CLimitCalibration::ForRate(double rate, double sure) const {
   limit.below =
       balanced && sides_ == ScoreSides::kBoth ? SideLimit(below_, n, points) : limit.above;
   if (hasWhole_) {
-    limit.whole = SideLimit(whole_, n, number);
+    limit.whole = std::min(SideLimit(whole_, n, number), kHighestScore);
   }
   return limit;
 }

@@ -27,8 +27,8 @@ std::optional<double> SecondsIn(const SUnit& unit);
 double Seconds(const std::string& part, const SQuantity& quantity);
 
 /// How long these samples of a quantity at equal steps were recorded, in s or in the unit of x,
-/// without stretches at one value, of a twentieth of them and more: there the sensor was off, or the
-/// recorder filled in what it missed. O(n).
+/// without stretches at one value, of a twentieth of them and more: there the sensor was off, or
+/// the recorder filled in what it missed. O(n).
 double RecordedTime(const SQuantity& quantity, std::span<const float> samples);
 
 }  // namespace limes::recordings

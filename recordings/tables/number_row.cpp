@@ -76,9 +76,8 @@ const char* SplitNumbers(const char* first, const char* last, const SRowStyle& s
         --end;
       }
     } else {
-      end = kinds[i] == CellKind::kFloat
-                ? PlainNumber<float>(p, last, style.decimal, numbers[i])
-                : PlainNumber<double>(p, last, style.decimal, numbers[i]);
+      end = kinds[i] == CellKind::kFloat ? PlainNumber<float>(p, last, style.decimal, numbers[i])
+                                         : PlainNumber<double>(p, last, style.decimal, numbers[i]);
       if (end == nullptr) {
         return nullptr;
       }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -11,9 +12,9 @@ using Json = nlohmann::json;
 /// Curves of 40 points that all rise and fall together by far more than each point by itself.
 class Modes : public HostTest {
  protected:
-  /// A table with a row per part: amount of the common way, and a bump at point 11.
+  /// A table with a row per part: amount of the common way, a bump at point 11, and a ripple.
   std::string Parts(const std::string& name, int count, unsigned seed, double bump = 0.0,
-                    double more = 0.0) {
+                    double more = 0.0, double ripple = 0.0) {
     std::mt19937 random(seed);
     const auto noise = [&] {  // nearly Normal, the same everywhere
       double sum = 0.0;
@@ -29,8 +30,8 @@ class Modes : public HostTest {
     for (int part = 0; part < count; ++part) {
       const double amount = 3.0 * noise() + more;
       for (int i = 0; i < 40; ++i) {
-        const double value =
-            50.0 + amount * std::cos(0.05 * i) + 0.2 * noise() + (i == 11 ? bump : 0.0);
+        const double value = 50.0 + amount * std::cos(0.05 * i) + 0.2 * noise() +
+                             (i == 11 ? bump : 0.0) + (i % 2 == 0 ? ripple : -ripple);
         text += (i == 0 ? "\n" : ",") + std::to_string(value);
       }
     }
@@ -103,6 +104,47 @@ TEST_F(Modes, PromiseOneRateForPointsAndAmounts) {
   EXPECT_LE(nok, 40);
 }
 
+// Of a fault that is small at every point the points say nothing, with modes or without.
+TEST_F(Modes, WholeFindsWhatIsSmallEverywhere) {
+  const std::string good = Parts("good.csv", 100, 1);
+  const std::string ripple = Parts("ripple.csv", 1, 7, 0.0, 0.0, 0.3);
+  const std::string more = Parts("more.csv", 200, 3);
+  for (const char* modes : {"0", "1"}) {
+    SCOPED_TRACE(modes);
+    const std::string points = std::string("points") + modes + ".limes";
+    const std::string whole = std::string("whole") + modes + ".limes";
+    ASSERT_EQ(Learn(points, {"--modes", modes}, good).code, 0);
+    ASSERT_EQ(Learn(whole, {"--modes", modes, "--whole"}, good).code, 0);
+    EXPECT_EQ(Test(points, ripple)["verdict"], "OK");
+    const SResult result = RunLimes({"test", File(whole), ripple, more, "--json"});
+    const std::vector<Json> parts = result.Lines();
+    ASSERT_EQ(parts.size(), 201U) << result.err;
+    EXPECT_EQ(parts[0]["findings"][0]["quantity"], "whole part");
+    const Json& told = parts[0]["modes"].back();
+    EXPECT_GT(told["amount"].get<double>(), told["limit"].get<double>());
+    const auto nok = std::count_if(parts.begin() + 1, parts.end(),
+                                   [](const Json& part) { return part["verdict"] == "NOK"; });
+    EXPECT_LE(nok, 21) << "one rate for points, amounts and the whole";
+    EXPECT_GE(nok, 1);
+    for (const Json& line : RunLimes({"tune", File(whole), "--json"}).Lines()) {
+      if (line["kind"] == "rate" && line["reject"] == 0.05) {
+        EXPECT_EQ(line["rejected"], nok + 1) << line;
+      }
+    }
+    EXPECT_EQ(RunLimes({"calibrate", File(whole)}).code, 0);
+    EXPECT_EQ(Test(whole, ripple)["verdict"], "NOK");
+    EXPECT_EQ(RunLimes({"merge", File(whole), File(points)}).code, 2);
+    EXPECT_EQ(RunLimes({"set", File(whole), "--factor", "3"}).code, 2);
+    ASSERT_EQ(RunLimes({"set", File(whole), "--no-whole"}).code, 0);
+    EXPECT_EQ(RunLimes({"show", File(whole), "--json"}).out,
+              RunLimes({"show", File(points), "--json"}).out);
+  }
+  const SResult few = Learn("few.limes", {"--whole"}, Parts("few.csv", 9, 1));
+  EXPECT_NE(few.err.find("--whole needs 10 parts, 9 parts are learnt"), std::string::npos)
+      << few.err;
+  EXPECT_EQ(Test("few.limes", File("few.csv"))["verdict"], "not judged");
+}
+
 TEST_F(Modes, WaitForPartsEnough) {
   const SResult learnt = Learn("few.limes", {"--modes", "5"}, Parts("few.csv", 15, 1));
   EXPECT_EQ(learnt.code, 0);
@@ -123,14 +165,15 @@ TEST_F(Modes, AreChosenWhereTheyHelp) {
   const SResult learnt = Learn("auto.limes", {"--modes", "auto"}, good);
   ASSERT_EQ(learnt.code, 0) << learnt.err;
   EXPECT_NE(learnt.out.find("modes 3; "), std::string::npos) << learnt.out;
-  ASSERT_EQ(Learn("three.limes", {"--modes", "3"}, good).code, 0);
+  EXPECT_NE(learnt.out.find("the whole is judged, too"), std::string::npos) << learnt.out;
+  ASSERT_EQ(Learn("three.limes", {"--modes", "3", "--whole"}, good).code, 0);
   const auto limits = [&](const char* store) {
     return RunLimes({"show", File(store), "--json"}).out;
   };
   EXPECT_EQ(limits("auto.limes"), limits("three.limes"));
   // There and back again, bit for bit.
   ASSERT_EQ(Learn("plain.limes", {}, good).code, 0);
-  ASSERT_EQ(RunLimes({"set", File("three.limes"), "--modes", "0"}).code, 0);
+  ASSERT_EQ(RunLimes({"set", File("three.limes"), "--modes", "0", "--no-whole"}).code, 0);
   EXPECT_EQ(limits("three.limes"), limits("plain.limes"));
   ASSERT_EQ(RunLimes({"set", File("plain.limes"), "--modes", "auto"}).code, 0);
   EXPECT_EQ(limits("auto.limes"), limits("plain.limes"));

@@ -20,7 +20,8 @@ TEST(Plant, PasswordsAreNotTold) {
        "postgresql://h/db?password=***&sslmode=require"},
       {"host=h password = 'se \\'cret' user=u", "host=h password = *** user=u"},
       {"sslpassword=secret", "sslpassword=***"},
-      {"two postgresql://a:b@c postgresql://d:e@f", "two postgresql://a:***@c postgresql://d:***@f"},
+      {"two postgresql://a:b@c postgresql://d:e@f",
+       "two postgresql://a:***@c postgresql://d:***@f"},
       {"password=", "password=***"},
       {"the password is wrong", "the password is wrong"}};
   for (const auto& [text, expected] : kCases) {

@@ -184,7 +184,8 @@ class CCalibration {
     constexpr std::size_t kMostFolds = 32;
     const std::size_t folds = std::min(groups_.size(), kMostFolds);
     for (std::size_t fold = 0; fold < folds; ++fold) {
-      CCommonModes others(*rule_.modes);
+      CCommonModes others(rule_.modes.value_or(0), CExpAverFacGenerator::kNoForgetting,
+                          rule_.whole);
       for (const bool gaps : {false, true}) {  // the first part has none
         for (const SGoodPart& part : parts_) {
           if (part.group % folds != fold && HasGaps(part) == gaps) {
@@ -194,7 +195,7 @@ class CCalibration {
       }
       others.Form();
       if (!others.IsFormed()) {
-        throw CUsageError("calibrate: " + Count(*rule_.modes, "mode") + " need " +
+        throw CUsageError("calibrate: " + Count(rule_.modes.value_or(0), "mode") + " need " +
                           std::to_string(others.PartsNeeded()) +
                           " parts beside those of a group that is left out, " +
                           std::to_string(others.Learnt()) + " are there");
@@ -204,7 +205,8 @@ class CCalibration {
         if (part.group % folds == fold && others.Explain(part.measured, told) == JudgeReason::kOk) {
           const SPartScores scores =
               others.Score(part.measured, told, static_cast<float>(settings_.base)).scores;
-          part.scores = {scores.above, scores.below};
+          part.scores = {scores.above, scores.below,
+                         rule_.whole ? std::optional(scores.whole) : std::nullopt};
         }
       }
     }

@@ -61,10 +61,16 @@ class CLearnRun {
       throw CUsageError("--modes 0 contradicts the store, which has " +
                         std::to_string(*stored->modes) + "; limes set --modes changes it");
     }
+    if (options.whole == false && stored && stored->whole) {
+      throw CUsageError("--no-whole contradicts the store; limes set --no-whole changes it");
+    }
     const NoteTaker note = [&console](const std::string& text) { Warn(console, text); };
     SGivenSettings given = stored ? options.settings : SettingsWithSkip(options, note);
     if (options.modes.value_or(0) > 0) {
       given.modes = options.modes;
+    }
+    if (options.whole == true) {
+      given.whole = true;
     }
     settings_ = Resolve(given, stored, true);
     model_ = std::make_unique<CModel>(settings_);
@@ -464,8 +470,9 @@ class CLearnRun {
       return;
     }
     store_->Begin();
-    settings_.modes = BestModes(*store_, settings_, options_.json ? console_.err : console_.out);
-    if (!settings_.modes) {
+    const bool whole = settings_.whole;
+    TakeBestModes(*store_, settings_, options_.whole, options_.json ? console_.err : console_.out);
+    if (!settings_.modes && settings_.whole == whole) {
       store_->Rollback();  // scores are as they were
       return;
     }

@@ -34,7 +34,10 @@ CModel WithModes(CStore& store, const SSettings& settings) {
                  [&](std::int64_t id, const SScores& scores) { store.SetScores(id, scores); });
 }
 
+namespace {
+
 std::optional<std::int32_t> BestModes(CStore& store, SSettings settings, std::ostream& out) {
+  settings.whole = false;
   std::optional<std::int32_t> best;
   std::optional<double> nearest;
   std::string told;
@@ -61,6 +64,24 @@ std::optional<std::int32_t> BestModes(CStore& store, SSettings settings, std::os
       << (told.empty() ? "" : "; what shows at one point, in spreads, at " + Percent(kRate) + ": ")
       << told << '\n';
   return best;
+}
+
+/// Parts, or the recordings that they were cut from.
+std::int64_t Units(CStore& store, const SSettings& settings) {
+  std::set<std::int64_t> units;
+  for (const SLearntPart& part : store.LearntParts()) {
+    units.insert(settings.cut > 0 ? part.recording.value_or(part.id) : part.id);
+  }
+  return static_cast<std::int64_t>(units.size());
+}
+
+}  // namespace
+
+void TakeBestModes(CStore& store, SSettings& settings, std::optional<bool> whole,
+                   std::ostream& out) {
+  settings.modes = BestModes(store, settings, out);
+  settings.whole = whole.value_or(settings.reject && Units(store, settings) >= kRecordingsForWhole);
+  out << (settings.whole ? "the whole is judged, too\n" : "");
 }
 
 }  // namespace limes::host

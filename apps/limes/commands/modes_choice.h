@@ -14,10 +14,12 @@ namespace limes::host {
 /// kept. Needs an open transaction.
 CModel WithModes(CStore& store, const SSettings& settings);
 
-/// The number of modes, of 3 and 10, with which limits lie nearest to good parts; none where it is
-/// not much better than without. Each part is judged before it is learnt, so good parts that were
-/// not learnt decide. The distances are told. Leaves scores of another number in the store. Throws
-/// as WithModes.
-std::optional<std::int32_t> BestModes(CStore& store, SSettings settings, std::ostream& out);
+/// Sets the number of modes, of 3 and 10, with which limits lie nearest to good parts; none where
+/// it is not much better than without. Each part is judged before it is learnt, so good parts that
+/// were not learnt decide. The whole is judged, too, when parts are enough, or of recordings that
+/// were cut these, unless it is said. What was found is told. Leaves scores of another number in
+/// the store. Throws as WithModes.
+void TakeBestModes(CStore& store, SSettings& settings, std::optional<bool> whole,
+                   std::ostream& out);
 
 }  // namespace limes::host

@@ -164,7 +164,11 @@ void AddKeeping(CLI::App& app, SOptions& o) {
 void AddModes(CLI::App& app, SOptions& o) {
   AddText(
       app, "--modes", [&o](const std::string& t) { o.modes = ParseModes(t); },
-      "judge what K common modes of good parts leave; auto finds K (0)", "K");
+      "judge what K common modes of good parts leave; auto finds K and --whole (0)", "K");
+  app.add_flag_callback(
+      "--whole", [&o] { o.whole = true; }, "judge how far all points lie out together, too");
+  app.add_flag_callback(
+      "--no-whole", [&o] { o.whole = false; }, "judge point by point");
 }
 
 CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {

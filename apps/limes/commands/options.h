@@ -53,6 +53,7 @@ struct SOptions {
   std::optional<std::string> group;  ///< column that names what is left out together
   /// Modes that are judged apart; 0: none, kAutoModes: as many as help.
   std::optional<std::int32_t> modes;
+  std::optional<bool> whole;     ///< judge all points together, too
   bool frozen = false;           ///< score by what is learnt, not by the other parts
   std::optional<unsigned> jobs;  ///< threads that read; else one for each processor
   bool json = false;

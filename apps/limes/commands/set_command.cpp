@@ -46,22 +46,27 @@ int RunSet(const SOptions& options, SConsole& console) {
     throw CStoreError(options.store + ": nothing is learnt in this store");
   }
   SSettings settings = Resolve(options.settings, stored, false);
-  if (options.modes) {
-    settings.modes = *options.modes == kAutoModes ? BestModes(store, settings, console.out)
-                     : *options.modes > 0         ? options.modes
-                                                  : std::nullopt;
+  if (options.modes || options.whole) {
+    if (options.modes == kAutoModes) {
+      TakeBestModes(store, settings, options.whole, console.out);
+    } else if (options.modes) {
+      settings.modes = *options.modes > 0 ? options.modes : std::nullopt;
+    }
+    settings.whole = options.whole.value_or(settings.whole);
     settings = Resolve(SGivenSettings(), settings, false);
   }
   const std::string text = SettingsToText(settings);
   if (text == SettingsToText(*stored)) {
     throw CUsageError(
         "set changes nothing: give another --base, --reject, --factor, --cover, --sure, --width, "
-        "--modes, --min-parts, --min-share, --one-per-curve, --guard, --drift or --keep-curves");
+        "--modes, --whole, --min-parts, --min-share, --one-per-curve, --guard, --drift or "
+        "--keep-curves");
   }
   if (settings.drift != stored->drift) {
     store.ClearDrift();  // sums for another threshold
   }
-  CModel model = settings.modes != stored->modes ? WithModes(store, settings)
+  const bool otherModes = settings.modes != stored->modes || settings.whole != stored->whole;
+  CModel model = otherModes                      ? WithModes(store, settings)
                  : settings.base == stored->base ? LoadedModel(store, settings)
                                                  : Rescored(store, settings);
   store.SetSettings(settings);

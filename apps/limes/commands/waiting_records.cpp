@@ -44,8 +44,8 @@ void CWaitingRecords::Clear() {
 }
 
 void CWaitingRecords::Fail() const {
-  throw CStoreError(store_ + ": parts that wait to be stored cannot be kept beside it: " +
-                    std::strerror(errno));
+  throw CStoreError(
+      store_ + ": parts that wait to be stored cannot be kept beside it: " + std::strerror(errno));
 }
 
 void CWaitingRecords::Open() {

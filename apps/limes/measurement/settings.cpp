@@ -165,10 +165,13 @@ void ValidateCombinations(const SSettings& s) {
   Require(!s.modes || (*s.modes >= 1 && *s.modes <= CCommonModes::kMostModes),
           "--modes must lie between 1 and " + std::to_string(CCommonModes::kMostModes) +
               ", or be 0 or auto");
-  Require(!s.modes || !s.tracks, "--modes needs parts that cover the same range, not --tracks");
+  Require((!s.modes && !s.whole) || !s.tracks,
+          "--modes and --whole need parts that cover the same range, not --tracks");
   ValidateForming(s);
   Require(s.cover || !s.sure, "--sure needs --cover");
-  Require(!s.cover || !s.modes, "--cover is for limits at each point alone, without --modes");
+  Require(!s.cover || !(s.modes || s.whole),
+          "--cover is for limits at each point alone, without --modes and --whole");
+  Require(!s.whole || s.reject, "--whole needs --reject, of which its limit follows");
   Require(s.sides == "upper" || s.sides == "lower" || s.sides == "both",
           "--sides must be upper, lower or both");
 }

@@ -38,6 +38,7 @@ struct TRule {
   std::optional<double> cover;        ///< share of Normal values within limits; one of the three
   std::optional<double> sure;         ///< confidence of cover
   std::optional<std::int32_t> modes;  ///< common modes of all points; empty: none
+  Field<bool> whole = Form::Default(false);         ///< judge how far all points lie out together
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
   Field<double> minShare =
@@ -68,6 +69,7 @@ struct TRule {
     visit("--reject", Policy::kJudging, r.reject...);
     visit("--factor", Policy::kJudging, r.factor...);
     visit("--modes", Policy::kFixed, r.modes...);
+    visit("--whole", Policy::kFixed, r.whole...);
     visit("--cover", Policy::kJudging, r.cover...);
     visit("--sure", Policy::kJudging, r.sure...);
     visit("--width", Policy::kJudging, r.width...);

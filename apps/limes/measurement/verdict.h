@@ -65,9 +65,15 @@ struct SQuantityVerdict {
 /// Unit of how much of a common mode is in a part.
 inline constexpr const char* kModeUnit = "spreads";
 
-/// Whether it is a common mode of all points, whose amount was judged.
+/// How far all points together lie out.
+inline constexpr const char* kWholeName = "whole part";
+inline bool IsWhole(const SQuantityVerdict& q) {
+  return q.unit == kModeUnit && q.name == kWholeName;
+}
+
+/// Whether it is a common mode of all points, whose amount was judged, or the whole of them.
 inline bool IsMode(const SQuantityVerdict& q) {
-  return q.unit == kModeUnit && q.name.starts_with("mode ");
+  return IsWhole(q) || (q.unit == kModeUnit && q.name.starts_with("mode "));
 }
 
 /// Calls visit(SField, field of each) for every field of a record that is shown or stored, in the
@@ -137,15 +143,18 @@ void VisitFields(auto visit, SameRecord<SDefect> auto& d) {
 }
 
 /// Scores of a whole part, the largest of its quantities and points beyond what was learnt before
-/// it; empty while too few parts were learnt.
+/// it, and of all points together; empty while too few parts were learnt, and the whole where it is
+/// not asked for.
 struct SScores {
   std::optional<double> above;
   std::optional<double> below;
+  std::optional<double> whole{};
 };
 
 void VisitFields(auto visit, SameRecord<SScores> auto& s) {
   visit(SField{"score_above", "score_above", 6}, s.above);
   visit(SField{"score_below", "score_below", 6}, s.below);
+  visit(SField{nullptr, "score_whole", 9}, s.whole);
 }
 
 struct SPartVerdict {

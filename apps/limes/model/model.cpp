@@ -33,7 +33,7 @@ void CheckNames(const SPart& part) {
 
 CModel::CModel(SSettings settings)
     : settings_(std::move(settings)),
-      scores_(settings_.WhichSides(), settings_.base),
+      scores_(settings_.WhichSides(), settings_.base, settings_.whole),
       modes_(settings_),
       drift_(settings_.drift) {}
 
@@ -243,7 +243,8 @@ const SScoredPart& CModel::Score() {
   if (modes_.AreOn()) {
     GatherForModes();
     if (const auto& told = modes_.Score()) {
-      scored_.scores = {told->scores.above, told->scores.below};
+      scored_.scores = {told->scores.above, told->scores.below,
+                        settings_.whole ? std::optional(told->scores.whole) : std::nullopt};
     }
     return scored_;
   }
@@ -427,7 +428,9 @@ void CModel::UpdateRule() {
   tooWide_.reset();
   for (const auto& model : quantities_) {
     if (const double n = effective.value_or(model->Effective()); limit_.IsTooWide(n)) {
-      tooWide_ = std::max({limit_.FactorAbove(n), limit_.FactorBelow(n), tooWide_.value_or(0.0)});
+      tooWide_ = std::max({limit_.FactorAbove(n), limit_.FactorBelow(n),
+                           settings_.whole ? CCommonModes::WholeLimit(limit_) : 0.0,
+                           tooWide_.value_or(0.0)});
     }
   }
   if (tooWide_) {

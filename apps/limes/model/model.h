@@ -145,6 +145,9 @@ class CModel {
   /// How much of a mode is still good, in spreads; empty without a limit.
   std::optional<double> AmountLimit();
 
+  /// How far all points of a good part lie out together; empty without such a limit.
+  std::optional<double> WholeLimit();
+
   /// Tells which points of the modes are whose: call(name, first, number).
   void ForEachStretch(
       const std::function<void(const std::string&, std::size_t, std::size_t)>& call) const;

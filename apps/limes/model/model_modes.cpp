@@ -23,19 +23,53 @@ ScoreSides SidesOf(const SSettings& settings) {
   return settings.WhichSides() == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne;
 }
 
+/// A number in spreads against a limit on either side of 0.
+SQuantityVerdict Compared(std::string name, double number, double most) {
+  const double value = Shown(static_cast<float>(number));
+  SQuantityVerdict q;
+  q.name = std::move(name);
+  q.side = value < 0.0 ? Side::kLower : Side::kUpper;
+  q.unit = kModeUnit;
+  q.value = value;
+  q.limit = Shown(static_cast<float>(std::copysign(most, value)));
+  q.mean = 0.0;
+  q.spread = 1.0;
+  q.maxDeviation = Shown(static_cast<float>(std::fabs(value) - most));
+  q.excessInS = q.maxDeviation;
+  q.rmsDeviation = std::max(*q.maxDeviation, 0.0);
+  q.judgedShare = 1.0;
+  q.verdict = *q.maxDeviation > 0.0 ? Verdict::kFail : Verdict::kPass;
+  return q;
+}
+
+void AddVerdict(SQuantityVerdict q, SPartVerdict& verdict, CProtocolItemList& items) {
+  CProtocolItem item;
+  item.state = q.verdict;
+  item.value = static_cast<float>(*q.value);
+  item.limit = static_cast<float>(*q.limit);
+  item.type = CDefectReport::kWithPercent;
+  item.group = static_cast<std::int32_t>(verdict.quantities.size());
+  AddItem(items, item, q, q.excessInS);
+  verdict.quantities.push_back(std::move(q));
+}
+
 }  // namespace
 
 CModelModes::CModelModes(const SSettings& settings) : settings_(settings) {
-  if (settings.modes) {
-    learner_.emplace(*settings.modes, settings.timeScale);
+  if (settings.modes || settings.whole) {
+    learner_ = Fresh();
   }
+}
+
+CCommonModes CModelModes::Fresh() const {
+  return CCommonModes(settings_.modes.value_or(0), settings_.timeScale, settings_.whole);
 }
 
 void CModelModes::Load(const std::vector<std::uint8_t>& record, const std::string& store) {
   if (!AreOn()) {
     return;
   }
-  *learner_ = CCommonModes(*settings_.modes, settings_.timeScale);
+  *learner_ = Fresh();
   if (record.empty()) {
     return;
   }
@@ -44,7 +78,8 @@ void CModelModes::Load(const std::vector<std::uint8_t>& record, const std::strin
   if (status != LearnStateStatus::kOk) {
     throw CStoreError(store + ": the modes: " + TextOf(status));
   }
-  if (learner_->Wanted() != *settings_.modes) {
+  if (learner_->Wanted() != settings_.modes.value_or(0) ||
+      learner_->HasWhole() != settings_.whole) {
     throw CStoreError(store + ": the modes: " + TextOf(LearnStateStatus::kContent));
   }
 }
@@ -81,18 +116,14 @@ void CModelModes::Learn(const std::string& part) {
 }
 
 void CModelModes::Join(const CModelModes& other) {
-  if (AreOn() != other.AreOn()) {
-    throw CUsageError("--modes " + std::to_string(other.settings_.modes.value_or(0)) + " there, " +
-                      std::to_string(settings_.modes.value_or(0)) + " here");
+  if (const std::string text = Difference(settings_, other.settings_, {"--modes", "--whole"});
+      !text.empty()) {
+    throw CUsageError(text);
   }
   if (!AreOn()) {
     return;
   }
   const MergeStatus status = learner_->Merge(*other.learner_);
-  if (status == MergeStatus::kRule) {
-    throw CUsageError("--modes " + std::to_string(other.learner_->Wanted()) + " there, " +
-                      std::to_string(learner_->Wanted()) + " here");
-  }
   if (status != MergeStatus::kOk) {
     throw CUsageError("the modes: " + TextOf(status));
   }
@@ -116,9 +147,10 @@ std::string CModelModes::Explain() {
 
 std::string CModelModes::WaitsFor() const {
   const std::int64_t learnt = learner_->Learnt();
-  return Count(learner_->Wanted(), "mode") + " of all points " +
-         (learner_->Wanted() == 1 ? "needs " : "need ") + std::to_string(learner_->PartsNeeded()) +
-         " parts, " + Count(learnt, "part") + (learnt == 1 ? " is" : " are") + " learnt" +
+  const std::int32_t modes = learner_->Wanted();
+  return (modes == 0 ? "--whole" : Count(modes, "mode") + " of all points") +
+         (modes < 2 ? " needs " : " need ") + std::to_string(learner_->PartsNeeded()) + " parts, " +
+         Count(learnt, "part") + (learnt == 1 ? " is" : " are") + " learnt" +
          (learnt >= kPartsBeforeScores
               ? ": limes set --modes " + std::to_string(learnt / 4) + " needs no more"
               : "");
@@ -129,6 +161,9 @@ std::vector<SStoredQuantity> CModelModes::Quantities() const {
   for (std::int32_t k = 0; k < settings_.modes.value_or(0); ++k) {
     quantities.push_back(
         {NameOf(static_cast<std::size_t>(k)), true, SUnit(), ParseUnit(kModeUnit), {}});
+  }
+  if (settings_.whole) {
+    quantities.push_back({kWholeName, true, SUnit(), ParseUnit(kModeUnit), {}});
   }
   return quantities;
 }
@@ -149,36 +184,23 @@ void CModelModes::Judge(const SCalibratedLimit& limit, SPartVerdict& verdict,
                         CProtocolItemList& items) const {
   const double most = AmountLimit(limit);
   for (std::size_t k = 0; k < told_.amounts.size(); ++k) {
-    const double amount = Shown(static_cast<float>(told_.amounts[k]));
-    SQuantityVerdict q;
-    q.name = NameOf(k);
-    q.side = amount < 0.0 ? Side::kLower : Side::kUpper;
-    q.unit = kModeUnit;
-    q.value = amount;
-    q.limit = Shown(static_cast<float>(std::copysign(most, amount)));
-    q.mean = 0.0;
-    q.spread = 1.0;
-    q.factor = most;
-    q.maxDeviation = Shown(static_cast<float>(std::fabs(amount) - most));
-    q.excessInS = q.maxDeviation;
-    q.largestInS = std::fabs(amount);
-    q.rmsDeviation = std::max(*q.maxDeviation, 0.0);
-    q.judgedShare = 1.0;
-    q.verdict = *q.maxDeviation > 0.0 ? Verdict::kFail : Verdict::kPass;
-    SLimitSureness& sureness = q.sureness.emplace();
-    sureness.parts =
-        static_cast<std::int32_t>(std::min<std::int64_t>(learner_->Learnt(), INT32_MAX));
-    sureness.effectiveParts = learner_->Effective();
-    sureness.rejectedPerPoint = 2.0 * ChanceRejection(sureness.effectiveParts, most);
-    CProtocolItem item;
-    item.state = q.verdict;
-    item.value = static_cast<float>(*q.value);
-    item.limit = static_cast<float>(*q.limit);
-    item.type = CDefectReport::kWithPercent;
-    item.group = static_cast<std::int32_t>(verdict.quantities.size());
-    AddItem(items, item, q, q.excessInS);
-    verdict.quantities.push_back(std::move(q));
+    JudgeMode(k, most, verdict, items);
   }
+  if (settings_.whole) {
+    AddVerdict(Compared(kWholeName, told_.whole, CCommonModes::WholeLimit(limit)), verdict, items);
+  }
+}
+
+void CModelModes::JudgeMode(std::size_t mode, double most, SPartVerdict& verdict,
+                            CProtocolItemList& items) const {
+  SQuantityVerdict q = Compared(NameOf(mode), told_.amounts[mode], most);
+  q.factor = most;
+  q.largestInS = std::fabs(*q.value);
+  SLimitSureness& sureness = q.sureness.emplace();
+  sureness.parts = static_cast<std::int32_t>(std::min<std::int64_t>(learner_->Learnt(), INT32_MAX));
+  sureness.effectiveParts = learner_->Effective();
+  sureness.rejectedPerPoint = 2.0 * ChanceRejection(sureness.effectiveParts, most);
+  AddVerdict(std::move(q), verdict, items);
 }
 
 std::string CModelModes::Warning(std::optional<std::int64_t> groups) const {
@@ -197,6 +219,11 @@ std::string CModelModes::Warning(std::optional<std::int64_t> groups) const {
     return "the modes are learnt from " + Count(*groups, "recording") +
            ": they tell how these differ, which a further one need not do; as many as four times "
            "the modes are wanted";
+  }
+  if (groups && settings_.whole && *groups < kRecordingsForWhole) {
+    return "--whole is learnt from " + Count(*groups, "recording") +
+           ": it tells how these differ, which a further one need not do; " +
+           std::to_string(kRecordingsForWhole) + " are wanted";
   }
   return "";
 }

@@ -14,6 +14,9 @@
 
 namespace limes::host {
 
+/// Parts, or recordings that are cut into parts, of which the whole is learnt and its limit formed.
+inline constexpr std::int64_t kRecordingsForWhole = 2 * kPartsBeforeScores;
+
 /// The common modes of a model, all points of all quantities one behind the other: none unless
 /// the settings ask for them.
 class CModelModes {
@@ -48,7 +51,7 @@ class CModelModes {
   std::string Explain();
   const SModesOfPart& Told() const { return told_; }
 
-  /// Adds a verdict for each mode, and an item for each beyond its limit.
+  /// Adds a verdict for each mode and for the whole, and an item for each beyond its limit.
   void Judge(const SCalibratedLimit& limit, SPartVerdict& verdict, CProtocolItemList& items) const;
 
   /// Spread about what is expected, of all points.
@@ -69,6 +72,10 @@ class CModelModes {
   std::string WaitsFor() const;
 
  private:
+  CCommonModes Fresh() const;
+  void JudgeMode(std::size_t mode, double most, SPartVerdict& verdict,
+                 CProtocolItemList& items) const;
+
   SSettings settings_;
   std::optional<CCommonModes> learner_;
   std::optional<CCommonModes> frozen_;

@@ -15,8 +15,8 @@ ScoreSides SidesOf(Sides sides) {
 
 }  // namespace
 
-CModelScores::CModelScores(Sides sides, double base)
-    : sides_(sides), base_(base), calibration_(SidesOf(sides)) {}
+CModelScores::CModelScores(Sides sides, double base, bool whole)
+    : sides_(sides), whole_(whole), base_(base), calibration_(SidesOf(sides), whole) {}
 
 void CModelScores::Load(const std::optional<SStoredCalibration>& stored, const std::string& store) {
   Replace(ScoreSource::kLearning, std::nullopt);
@@ -30,6 +30,8 @@ void CModelScores::Load(const std::optional<SStoredCalibration>& stored, const s
     fault_ = store + ": the scores of the learnt parts: " + WideToUtf8(Text(status));
   } else if (read.Sides() != SidesOf(sides_)) {
     fault_ = store + ": the scores of the learnt parts are not of these --sides";
+  } else if (read.HasWhole() != whole_) {
+    fault_ = store + ": the scores of the learnt parts are not of this --whole";
   } else {
     calibration_ = std::move(read);
     source_ = stored->source;
@@ -63,8 +65,10 @@ SStoredCalibration CModelScores::Stored() const {
 SPartScores CModelScores::InSides(const SScores& scores) const {
   const double above = scores.above.value_or(kLowestScore);
   const double below = scores.below.value_or(kLowestScore);
-  return sides_ == Sides::kBoth ? SPartScores{above, below}
-                                : SPartScores{sides_ == Sides::kLower ? below : above};
+  const double whole = scores.whole.value_or(kLowestScore);
+  return sides_ == Sides::kBoth
+             ? SPartScores{above, below, whole}
+             : SPartScores{sides_ == Sides::kLower ? below : above, kLowestScore, whole};
 }
 
 void CModelScores::Add(const SScores& scores) {
@@ -87,7 +91,7 @@ void CModelScores::Join(const CModelScores& other) {
 }
 
 void CModelScores::Replace(ScoreSource source, std::optional<std::int64_t> groups) {
-  calibration_ = CLimitCalibration(SidesOf(sides_));
+  calibration_ = CLimitCalibration(SidesOf(sides_), whole_);
   source_ = source;
   groups_ = groups;
   fault_.clear();

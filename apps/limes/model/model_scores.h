@@ -13,7 +13,7 @@ namespace limes::host {
 /// The scores of the good parts of a model, of which limits for a rate are formed.
 class CModelScores {
  public:
-  CModelScores(Sides sides, double base);
+  CModelScores(Sides sides, double base, bool whole);
 
   /// None when nothing was stored, or for another base. Scores that cannot be read are an error
   /// from then on, but for Replace.
@@ -44,6 +44,7 @@ class CModelScores {
   void CheckReadable() const;
 
   Sides sides_;
+  bool whole_;
   double base_;
   CLimitCalibration calibration_;
   ScoreSource source_ = ScoreSource::kLearning;

@@ -30,6 +30,13 @@ std::optional<double> CModel::AmountLimit() {
              : std::nullopt;
 }
 
+std::optional<double> CModel::WholeLimit() {
+  UpdateRule();
+  return settings_.whole && limit_.basis != CalibrationBasis::kNone
+             ? std::optional(CCommonModes::WholeLimit(limit_))
+             : std::nullopt;
+}
+
 std::optional<double> CModel::Distance(double rate) {
   const SCalibratedLimit limit = Scores().ForRate(rate);
   if (limit.basis != CalibrationBasis::kRank || quantities_.empty()) {
@@ -112,7 +119,7 @@ SPromise CModel::Promise() {
   }
   if (settings_.reject || scores_.AreReadable()) {
     promise.scores = scores_.Calibration().Scores();
-    promise.beyond = scores_.Calibration().Beyond(above, below);
+    promise.beyond = scores_.Calibration().Beyond(above, below, limit_.whole);
     promise.lone = settings_.reject ? scores_.Calibration().Lone() : std::nullopt;
   }
   return promise;

@@ -22,13 +22,22 @@ std::string ModesText(CModel& model) {
   if (!modes.IsFormed()) {
     return model.Modes().WaitsFor();
   }
-  std::string text = Count(static_cast<std::int64_t>(modes.Modes()), "mode") + " of " +
-                     std::to_string(modes.Points()) + " points, explaining of the variance";
+  const std::string points = " of " + std::to_string(modes.Points()) + " points";
+  const auto most = model.AmountLimit();
+  std::string text;
   for (std::size_t k = 0; k < modes.Modes(); ++k) {
     text += (k == 0 ? " " : ", ") + Percent(modes.VarianceShare(k));
   }
-  const auto most = model.AmountLimit();
-  return text + (most ? "; amounts up to " + Brief(*most) + " spreads" : "");
+  if (!text.empty()) {
+    text = Count(static_cast<std::int64_t>(modes.Modes()), "mode") + points +
+           ", explaining of the variance" + text +
+           (most ? "; amounts up to " + Brief(*most) + " spreads" : "");
+  }
+  if (const auto whole = model.WholeLimit()) {
+    text += (text.empty() ? "the whole" + points : "; the whole") + " up to " + Brief(*whole) +
+            " spreads";
+  }
+  return text;
 }
 
 std::vector<SLearntSummary> ModeCurves(CModel& model, std::size_t most) {
@@ -80,6 +89,10 @@ void PrintModesJson(std::ostream& out, CModel& model) {
   json["points"] = modes.Points();
   const auto most = model.AmountLimit();
   json["amount_limit"] = most ? Json(*most) : Json(nullptr);
+  if (modes.HasWhole()) {
+    const auto whole = model.WholeLimit();
+    json["whole_limit"] = whole ? Json(*whole) : Json(nullptr);
+  }
   json["modes"] = Json::array();
   for (std::size_t k = 0; k < modes.Modes(); ++k) {
     Json mode;

@@ -27,13 +27,17 @@ bool MayFail(const SQuantityVerdict& q) {
 }
 
 /// Which of these numbers lies on both sides of a limit.
-CLimitCalibration OfParts(const std::vector<SLearntPart>& parts, Sides sides) {
-  CLimitCalibration calibration(sides == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne);
+CLimitCalibration OfParts(const std::vector<SLearntPart>& parts, Sides sides, bool whole) {
+  CLimitCalibration calibration(sides == Sides::kBoth ? ScoreSides::kBoth : ScoreSides::kOne,
+                                whole);
   for (const SLearntPart& part : parts) {
     if (part.scores.above && part.scores.below) {
-      const SPartScores scores{*part.scores.above, *part.scores.below};
-      if (!calibration.Add(sides == Sides::kLower ? SPartScores{scores.below, scores.above}
-                                                  : scores)) {
+      SPartScores scores{*part.scores.above, *part.scores.below,
+                         part.scores.whole.value_or(kLowestScore)};
+      if (sides == Sides::kLower) {
+        std::swap(scores.above, scores.below);
+      }
+      if (!calibration.Add(scores)) {
         throw std::bad_alloc();
       }
     }
@@ -73,7 +77,7 @@ void CTuning::Add(const SPartVerdict& verdict) {
     margin.side = !IsMode(q)                                ? q.side
                   : settings_.WhichSides() == Sides::kLower ? Side::kLower
                                                             : Side::kUpper;
-    margin.mayFail = MayFail(q);
+    margin.mayFail = MayFail(q) && !IsWhole(q);  // which has a limit for a rate alone
     margin.mayPass = q.verdict == Verdict::kPass || whole;
     margin.factor = q.largestInS.value_or(beyond ? kInfinity : -kInfinity);
     margin.n = q.sureness ? q.sureness->effectiveParts : 0.0;
@@ -100,7 +104,7 @@ void CTuning::ReadScores(CStore& store) {
   if (sides == Sides::kBoth) {
     const std::vector<SLearntPart> learnt = store.LearntParts();
     for (const Sides one : {Sides::kUpper, Sides::kLower}) {
-      CLimitCalibration ofSide = OfParts(learnt, one);
+      CLimitCalibration ofSide = OfParts(learnt, one, settings_.whole);
       if (ofSide.Scores() == calibration.Scores()) {
         calibrations_.emplace(one, std::move(ofSide));
       }
@@ -122,6 +126,7 @@ STunedPart CTuning::Tuned(const SStored& part, double base) const {
   STunedPart tuned;
   const bool own = base == part.base;
   tuned.factors = tuned.scores = {-kInfinity, -kInfinity};
+  tuned.whole = part.scores.whole;
   for (const SMargin& margin : part.margins) {
     const std::size_t side = Index(margin.side);
     tuned.passes[side] = tuned.passes[side] && margin.mayPass;
@@ -169,6 +174,9 @@ STried CTuning::Try(const STrial& trial, const std::vector<STunedPart>& parts) c
     }
     const std::array<double, 2>& numbers = trial.rate ? part.scores : part.factors;
     Verdict verdict = isNone ? Verdict::kNotJudged : Verdict::kPass;
+    if (!isNone && trial.rate && part.whole && *part.whole > trial.limit.whole) {
+      verdict = Verdict::kFail;
+    }
     for (const Side side : {Side::kUpper, Side::kLower}) {
       if (!isNone && IsTried(trial.sides, side) && verdict != Verdict::kFail) {
         verdict = numbers[Index(side)] > limits[Index(side)] ? Verdict::kFail

@@ -37,6 +37,7 @@ struct STunedPart {
   std::array<bool, 2> passes{true, true};  ///< above and below: within the limit it is OK
   std::array<double, 2> factors{};         ///< at which it just passes
   std::array<double, 2> scores{};          ///< of the same
+  std::optional<double> whole{};           ///< score of all points together
 };
 
 /// The parts that a store has judged last, as limits of other rules see them: nothing is read or

@@ -115,24 +115,28 @@ Json ToJson(const CTuning& tuning, const char* kind, const STried& tried) {
   const auto factor = [&](double ofRate) {
     return tuning.IsTooWide(trial) ? Json(nullptr) : ToJson(isRate ? ofRate : trial.factor);
   };
-  return {{"kind", kind},
-          {"base", trial.base},
-          {"sides", SidesText(trial.sides)},
-          {"reject", isRate ? Json(*trial.rate) : Json(nullptr)},
-          {"extrapolated", isRate && trial.limit.basis == CalibrationBasis::kExtrapolated},
-          {"promised", isRate ? Json(trial.limit.promised) : Json(nullptr)},
-          {"scores", isRate ? Json(trial.limit.scores) : Json(nullptr)},
-          {"too_wide", tuning.IsTooWide(trial)},
-          {"factor_above", factor(trial.limit.FactorAbove(n))},
-          {"factor_below", factor(trial.limit.FactorBelow(n))},
-          {"parts", c.parts},
-          {"rejected", c.nok},
-          {"not_judged", c.notJudged},
-          {"good", c.good},
-          {"good_rejected", c.falseAlarms},
-          {"bad", c.bad},
-          {"bad_passed", c.misses},
-          {"unknown", tried.unknown}};
+  Json line = {{"kind", kind},
+               {"base", trial.base},
+               {"sides", SidesText(trial.sides)},
+               {"reject", isRate ? Json(*trial.rate) : Json(nullptr)},
+               {"extrapolated", isRate && trial.limit.basis == CalibrationBasis::kExtrapolated},
+               {"promised", isRate ? Json(trial.limit.promised) : Json(nullptr)},
+               {"scores", isRate ? Json(trial.limit.scores) : Json(nullptr)},
+               {"too_wide", tuning.IsTooWide(trial)},
+               {"factor_above", factor(trial.limit.FactorAbove(n))},
+               {"factor_below", factor(trial.limit.FactorBelow(n))},
+               {"parts", c.parts},
+               {"rejected", c.nok},
+               {"not_judged", c.notJudged},
+               {"good", c.good},
+               {"good_rejected", c.falseAlarms},
+               {"bad", c.bad},
+               {"bad_passed", c.misses},
+               {"unknown", tried.unknown}};
+  if (isRate && std::isfinite(trial.limit.whole)) {
+    line["score_limit_whole"] = trial.limit.whole;
+  }
+  return line;
 }
 
 double Share(std::uint64_t part, std::uint64_t whole) {
@@ -239,13 +243,17 @@ void PrintTunedJson(std::ostream& out, const CTuning& tuning, const STuned& tune
     const STunedPart& part = tuned.parts[i];
     const auto& label = tuning.Label(i);
     const auto known = [&](double number) { return part.isKnown ? ToJson(number) : Json(nullptr); };
-    PrintJsonLine(out, {{"kind", "part"},
-                        {"part", tuning.Name(i)},
-                        {"label", label ? Json(*label) : Json(nullptr)},
-                        {"factor_above", known(part.factors[0])},
-                        {"factor_below", known(part.factors[1])},
-                        {"score_above", known(part.scores[0])},
-                        {"score_below", known(part.scores[1])}});
+    Json line = {{"kind", "part"},
+                 {"part", tuning.Name(i)},
+                 {"label", label ? Json(*label) : Json(nullptr)},
+                 {"factor_above", known(part.factors[0])},
+                 {"factor_below", known(part.factors[1])},
+                 {"score_above", known(part.scores[0])},
+                 {"score_below", known(part.scores[1])}};
+    if (part.whole) {
+      line["score_whole"] = *part.whole;
+    }
+    PrintJsonLine(out, line);
   }
 }
 

@@ -267,9 +267,11 @@ std::int64_t CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
 }
 
 void CStore::SetScores(std::int64_t id, const SScores& scores) {
-  CStatement(database_->Handle(), "UPDATE part SET score_above = ?, score_below = ? WHERE id = ?")
+  CStatement(database_->Handle(),
+             "UPDATE part SET score_above = ?, score_below = ?, score_whole = ? WHERE id = ?")
       .Bind(scores.above)
       .Bind(scores.below)
+      .Bind(scores.whole)
       .Bind(id)
       .Run();
 }

@@ -25,10 +25,10 @@ std::vector<SHeldPart> CStore::HeldParts(bool withRecords) {
   }
   CStatement list(database_->Handle(),
                   std::string("SELECT id, run, name, label, content, score, score_limit, quantity, "
-                              "side, x, score_above, score_below, ") +
+                              "side, x, ") +
                       (withRecords ? "record, " : "NULL, ") +
                       (version_ < kHeldRecordingsSince ? "NULL" : "recording") +
-                      " FROM held ORDER BY id");
+                      ColumnNames<SScores>(version_) + " FROM held ORDER BY id");
   while (list.Step()) {
     SHeldPart& held = result.emplace_back();
     held.part.id = list.Int(0);
@@ -41,9 +41,9 @@ std::vector<SHeldPart> CStore::HeldParts(bool withRecords) {
     held.quantity = list.Text(7);
     held.side = SideFromText(list.Text(8));
     held.x = list.Real(9);
-    ReadFields(list, 10, held.part.scores);
-    held.part.record = list.Bytes(12);
-    held.part.recording = list.OptionalInt(13);
+    held.part.record = list.Bytes(10);
+    held.part.recording = list.OptionalInt(11);
+    ReadFields(list, 12, held.part.scores);
   }
   return result;
 }
@@ -192,7 +192,7 @@ void CStore::PutAside(std::int64_t run) {
       ", base, source, left_out, record FROM calibration WHERE id = 1;"
       "INSERT INTO past_part SELECT " +
       now +
-      ", id, run, name, label, content, score_above, score_below FROM part "
+      ", id, run, name, label, content, score_above, score_below, score_whole FROM part "
       "WHERE verdict = 'learnt';"
       "DELETE FROM kept; DELETE FROM part WHERE verdict = 'learnt'; DELETE FROM state;"
       "INSERT INTO past_modes SELECT " +

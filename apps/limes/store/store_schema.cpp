@@ -253,6 +253,8 @@ UPDATE store SET identity = randomblob(16);
 ALTER TABLE state ADD COLUMN recorded REAL;
 ALTER TABLE base ADD COLUMN recorded REAL;
 ALTER TABLE past_state ADD COLUMN recorded REAL;
+ALTER TABLE held ADD COLUMN score_whole REAL;
+ALTER TABLE past_part ADD COLUMN score_whole REAL;
 PRAGMA user_version = 9;
 )sql";
 
@@ -360,6 +362,7 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     if (version < 9) {
       AddCurves(database);
       database.Execute(kVersion9);
+      database.Execute(AddedColumns(9));
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");
