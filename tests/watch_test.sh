@@ -123,4 +123,34 @@ if command -v mosquitto >/dev/null || [ -x /usr/sbin/mosquitto ]; then
   begin a.limes in --still 0 "${mqtt[@]}"
   until_holds '[ "$(arrived gone)" -eq 250 ]'
   end -TERM
+  stop_broker
+
+  # Over TLS: to a broker whose certificate is signed by a known authority and names the host.
+  authority() { openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=$1" -keyout "$1.key" -out "$1.crt" 2>/dev/null; }
+  authority known
+  authority foreign
+  openssl req -newkey rsa:2048 -nodes -subj /CN=broker -keyout broker.key -out broker.csr 2>/dev/null
+  openssl x509 -req -in broker.csr -CA known.crt -CAkey known.key -CAcreateserial -days 2 -out broker.crt \
+    -extfile <(echo subjectAltName=IP:127.0.0.1) 2>/dev/null
+  chmod a+r broker.key broker.crt known.crt
+  printf 'listener %d 127.0.0.1\nallow_anonymous false\npassword_file %s\ncertfile %s\nkeyfile %s\n' \
+    "$port" "$work/users" "$work/broker.crt" "$work/broker.key" >broker.conf
+  rm -f in/*; : >errors
+  start_broker
+  part 1.5 >in/safe-1.csv
+  begin a.limes in --still 0 "${mqtt[@]}" --mqtt-tls foreign.crt
+  until_holds 'grep -q "results wait in the store" errors'
+  ! grep -q "connected to" errors || fail "a certificate of a foreign authority is refused"
+  end -9
+  begin a.limes in --still 0 --mqtt "localhost:$port" "${mqtt[@]:2}" --mqtt-tls known.crt
+  until_holds '[ "$(grep -c "results wait in the store" errors)" -eq 2 ]'
+  ! grep -q "connected to" errors || fail "a certificate of another host is refused"
+  end -9
+  for listener in $listeners; do kill "$listener"; wait "$listener" || true; done
+  : >heard
+  mosquitto_sub -h 127.0.0.1 -p "$port" -u bench -P secret --cafile known.crt -q 1 -t bench/1 >>heard 2>/dev/null & listeners=$!
+  until_holds 'mosquitto_pub -h 127.0.0.1 -p "$port" -u bench -P secret --cafile known.crt -t bench/1 -m ready && grep -q ready heard'
+  begin a.limes in --still 0 "${mqtt[@]}" --mqtt-tls known.crt
+  until_holds '[ "$(arrived safe)" -eq 1 ]'
+  end -TERM
 fi
