@@ -53,8 +53,7 @@ struct SCalibratedLimit {
   CalibrationBasis basis = CalibrationBasis::kNone;
   double above = std::numeric_limits<double>::infinity();
   double below = std::numeric_limits<double>::infinity();
-  double whole = std::numeric_limits<double>::infinity();  ///< on its own scale
-  std::int64_t scores = 0;                                 ///< it was formed from
+  std::int64_t scores = 0;  ///< it was formed from
 
   /// Chance that a further good part is rejected, at most the wanted one; extrapolated: the
   /// smallest that can be promised, 1 / (scores + 1).
@@ -64,6 +63,8 @@ struct SCalibratedLimit {
   /// extrapolated: 0, and what the rate of the largest score stays below.
   double low = 0.0;
   double high = 1.0;
+
+  double whole = std::numeric_limits<double>::infinity();  ///< score of the whole, on its own scale
 
   /// Whether a factor with n parts learnt would let everything pass: beyond kMostFactor spreads.
   /// One part among few that does not belong is enough for that.
