@@ -37,7 +37,7 @@ std::vector<SStoredQuantity> Quantities(CPlantConnection& plant, const std::stri
   std::string last;
   for (const Row& row : plant.Query(
            "SELECT quantity.id, name, bytes, kind, x_unit_fields, unit_fields, side, learnt, "
-           "record "
+           "record, recorded "
            "FROM limes.quantity JOIN limes.state ON state.bench = quantity.bench AND "
            "state.quantity = quantity.id WHERE quantity.bench = $1 ORDER BY quantity.id, side DESC",
            {id})) {
@@ -50,7 +50,7 @@ std::vector<SStoredQuantity> Quantities(CPlantConnection& plant, const std::stri
       q.unit = UnitFromText(Text(row, 5));
     }
     result.back().states.push_back(
-        {SideFromText(Text(row, 6)), Number(row, 7), BytesOfHex(Text(row, 8))});
+        {SideFromText(Text(row, 6)), Number(row, 7), BytesOfHex(Text(row, 8)), Real(row, 9)});
   }
   return result;
 }
@@ -58,15 +58,15 @@ std::vector<SStoredQuantity> Quantities(CPlantConnection& plant, const std::stri
 std::vector<SLearntPart> Parts(CPlantConnection& plant, const std::string& id) {
   std::vector<SLearntPart> result;
   for (const Row& row :
-       plant.Query("SELECT name, label, content, score_above, score_below, id FROM limes.part "
-                   "WHERE bench = $1 AND verdict = 'learnt' ORDER BY id",
+       plant.Query("SELECT name, label, content, score_above, score_below, score_whole, id "
+                   "FROM limes.part WHERE bench = $1 AND verdict = 'learnt' ORDER BY id",
                    {id})) {
     SLearntPart& part = result.emplace_back();
     part.name = Text(row, 0);
     part.label = row[1];
     part.content = Optional(row, 2);
-    part.scores = {Real(row, 3), Real(row, 4)};
-    part.id = Number(row, 5);
+    part.scores = {Real(row, 3), Real(row, 4), Real(row, 5)};
+    part.id = Number(row, 6);
   }
   return result;
 }

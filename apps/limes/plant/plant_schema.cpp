@@ -50,6 +50,7 @@ CREATE TABLE limes.state(
   side     text CHECK(side IN ('upper', 'lower')),
   learnt   bigint NOT NULL,
   record   bytea NOT NULL,
+  recorded double precision,
   PRIMARY KEY(bench, quantity, side),
   FOREIGN KEY(bench, quantity) REFERENCES limes.quantity ON DELETE CASCADE);
 CREATE TABLE limes.calibration(

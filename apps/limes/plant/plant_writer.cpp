@@ -215,7 +215,7 @@ void CPlantWriter::WriteStates(CStore& store) {
          UnitToText(q.unit)});
     for (const SStoredQuantity::SState& s : q.states) {
       states.Bind(std::string_view(id_)).Bind(quantity).Bind(SideText(s.side)).Bind(s.learnt);
-      states.Bind(std::span(s.record)).EndRow();
+      states.Bind(std::span(s.record)).Bind(s.recorded).EndRow();
     }
   }
   plant_.Copy("limes.state", states.Text());
