@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -36,16 +34,6 @@ using httplib::Response;
 
 constexpr const char* kJson = "application/json";
 
-/// Takes as long for a wrong text as for a right one.
-bool IsSame(const std::string& given, const std::string& wanted) {
-  unsigned differs = given.size() == wanted.size() ? 0 : 1;
-  for (std::size_t i = 0; i < wanted.size(); ++i) {
-    const char c = i < given.size() ? given[i] : '\0';
-    differs |= static_cast<unsigned char>(c ^ wanted[i]);
-  }
-  return differs == 0;
-}
-
 void Answer(Response& answer, int status, const Json& json) {
   answer.status = status;
   answer.set_content(Dumped(json) + "\n", kJson);
@@ -61,23 +49,6 @@ std::string Joined(std::initializer_list<std::string_view> texts) {
     whole += text;
   }
   return whole;
-}
-
-std::int64_t NumberOr(const Request& request, const char* name, std::int64_t otherwise) {
-  const std::string text = request.get_param_value(name);
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? number : otherwise;
-}
-
-std::string CookieOf(const Request& request, const std::string& name) {
-  const std::string cookies = "; " + request.get_header_value("Cookie");
-  const std::size_t at = cookies.find("; " + name + "=");
-  if (at == std::string::npos) {
-    return "";
-  }
-  const std::size_t first = at + name.size() + 3;
-  return cookies.substr(first, cookies.find(';', first) - first);
 }
 
 std::string FirstLine(const std::string& path) {
@@ -134,10 +105,6 @@ class CService : public CBenchService {
   }
 
  private:
-  static std::string HostText(const std::string& address) {
-    return address.find(':') == std::string::npos ? address : Joined({"[", address, "]"});
-  }
-
   void TakeRequests() {
     server_.set_default_headers(
         {{"Content-Security-Policy",
@@ -211,9 +178,11 @@ class CService : public CBenchService {
     server_.Get("/limits", [this](const Request&, Response& answer) { TellLimits(answer); });
     server_.Get("/parts", [this](const Request& request, Response& answer) {
       constexpr std::int64_t kMost = 1000;
-      const std::int64_t last = std::clamp<std::int64_t>(NumberOr(request, "last", 50), 1, kMost);
-      TellParts(NumberOr(request, "before", std::numeric_limits<std::int64_t>::max()), last,
-                answer);
+      const std::int64_t last =
+          std::clamp<std::int64_t>(NumberOr(request.get_param_value("last"), 50), 1, kMost);
+      TellParts(
+          NumberOr(request.get_param_value("before"), std::numeric_limits<std::int64_t>::max()),
+          last, answer);
     });
     server_.Get(R"(/parts/(\d{1,18}))", [this](const Request& request, Response& answer) {
       TellPart(std::stoll(request.matches[1]), answer);
@@ -221,54 +190,33 @@ class CService : public CBenchService {
     server_.Get("/events", [this](const Request&, Response& answer) { TellEvents(answer); });
   }
 
-  bool IsOurHost(const std::string& host) const {
-    const std::string port = Joined({":", std::to_string(port_)});
+  SServed Served() const {
     std::array<char, 256> name{};
     gethostname(name.data(), name.size() - 1);
-    const std::string known[] = {"localhost", "127.0.0.1", "[::1]", HostText(settings_.address),
-                                 name.data()};
-    const bool named = std::any_of(std::begin(known), std::end(known), [&](const std::string& k) {
-      return !k.empty() && (host == k + port || (port_ == 80 && host == k));
-    });
-    // With a token an address of this computer will do: a foreign page does not know the token.
-    return named || (!token_.empty() &&
-                     host.find_first_not_of("0123456789.:[]abcdefABCDEF") == std::string::npos);
+    return {settings_.address,       name.data(),           port_, token_,
+            settings_.allowsActions, CHttpServer::kMostBody};
   }
 
   /// Foreign pages, and names that lead here from elsewhere, are refused.
   bool MayPass(const Request& request, Response& answer) {
     if (request.has_header("Content-Length") || request.has_header("Transfer-Encoding")) {
       server_.ExpectBody();
-      const std::string length = request.get_header_value("Content-Length");
-      if (length.size() > 9 ||
-          std::strtoull(length.c_str(), nullptr, 10) > CHttpServer::kMostBody) {
-        Refuse(answer, 413, "the body is too large");
-        return false;
+    }
+    const auto header = [&](const char* name) { return request.get_header_value(name); };
+    const SRequestHead head{request.method,
+                            request.path,
+                            header("Host"),
+                            header("Origin"),
+                            header("Sec-Fetch-Site"),
+                            header("Content-Length"),
+                            header("Cookie"),
+                            header("Authorization"),
+                            request.get_param_value("token")};
+    if (const auto refusal = RefusalOf(head, Served())) {
+      if (refusal->status == 401) {
+        answer.set_header("WWW-Authenticate", "Bearer");
       }
-    }
-    const std::string host = request.get_header_value("Host");
-    const std::string origin = request.get_header_value("Origin");
-    const std::string site = request.get_header_value("Sec-Fetch-Site");
-    if (!IsOurHost(host)) {
-      Refuse(answer, 403, "this host name is not served");
-      return false;
-    }
-    const bool foreign = (!origin.empty() && origin != "http://" + host) || site == "cross-site" ||
-                         site == "same-site";
-    if (foreign && !(request.method == "GET" && request.path == "/" && origin.empty())) {
-      Refuse(answer, 403, "another page must not ask here");
-      return false;
-    }
-    const bool byPage = !origin.empty() || !site.empty();
-    if (request.method != "GET" && byPage && !settings_.allowsActions) {
-      Refuse(answer, 403, "a page must not change anything here (--allow-actions)");
-      return false;
-    }
-    if (!token_.empty() && !IsSame(CookieOf(request, "limes_token"), token_) &&
-        !IsSame(request.get_header_value("Authorization"), "Bearer " + token_) &&
-        !(request.path == "/" && IsSame(request.get_param_value("token"), token_))) {
-      answer.set_header("WWW-Authenticate", "Bearer");
-      Refuse(answer, 401, "the token is missing or wrong");
+      Refuse(answer, refusal->status, refusal->reason);
       return false;
     }
     if (request.method == "GET") {
@@ -415,16 +363,13 @@ class CService : public CBenchService {
       Refuse(answer, 403, "held parts are decided about elsewhere (--allow-actions)");
       return;
     }
-    const Json wish = Json::parse(body, nullptr, false);
-    if (!wish.is_object() || !wish.value("part", Json()).is_string()) {
+    const auto wish = WishOf(accepts, body);
+    if (!wish) {
       Refuse(answer, 400, R"(the part is missing: {"part": NAME, "because": REASON})");
       return;
     }
-    const Json reason = wish.value("because", Json(""));
-    SHeldAction action{accepts, wish["part"].get<std::string>(),
-                       reason.is_string() ? reason.get<std::string>() : ""};
     try {
-      Answer(answer, 200, {{"done", bench_.Act([this, action] { return act_(action); }).get()}});
+      Answer(answer, 200, {{"done", bench_.Act([this, wish] { return act_(*wish); }).get()}});
     } catch (const CHostError& e) {
       Refuse(answer, 409, e.what());
     }

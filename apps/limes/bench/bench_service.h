@@ -5,17 +5,11 @@
 #include <string>
 
 #include "apps/limes/bench/bench.h"
+#include "apps/limes/bench/bench_request.h"
 #include "apps/limes/bench/bench_settings.h"
 #include "apps/limes/bench/bench_state.h"
 
 namespace limes::host {
-
-/// A person's wish for a part that is held back.
-struct SHeldAction {
-  bool accepts = false;  ///< learn it; else forget it
-  std::string part;
-  std::string reason;
-};
 
 /// The page of a bench and its JSON interface (openapi.json), over HTTP, in threads of its own.
 class CBenchService {
