@@ -67,11 +67,19 @@ struct SQuantity {
   double recorded = 0.0;
 };
 
+/// Which variant of a product a part is; all empty where variants are not told apart.
+struct SVariant {
+  std::vector<std::string> values;  ///< in the order of their names; empty: not known
+  std::string name;                 ///< "product=A,gear=3"; empty when it cannot be told
+  std::string fault;                ///< why it cannot be told
+};
+
 /// What was measured on one part.
 struct SPart {
   std::string name;                  ///< file, then row, group or cut where a file holds several
   std::optional<std::string> label;  ///< the known verdict, when there is a label column
   std::vector<SQuantity> quantities;
+  SVariant variant{};
 };
 
 }  // namespace limes::recordings

@@ -80,6 +80,7 @@ bool CPartFile::NextPiece(SPart& piece) {
   }
   piece.name = whole_.name + ":" + std::to_string(++pieces_);
   piece.label = whole_.label;
+  piece.variant = whole_.variant;
   piece.quantities.resize(quantities.size());
   for (std::size_t i = 0; i < quantities.size(); ++i) {
     CutPiece(whole_.quantities[i], start_, length, piece.quantities[i]);

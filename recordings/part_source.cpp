@@ -9,6 +9,7 @@
 #include "recordings/formats/channel_file.h"
 #include "recordings/recording.h"
 #include "recordings/text.h"
+#include "recordings/variant.h"
 
 namespace limes::recordings {
 namespace {
@@ -260,6 +261,8 @@ bool CPartSource::Next(SPart& part) {
         std::rethrow_exception(item_.failure);
       }
       std::swap(item_.part, part);
+      const std::size_t file = std::max<std::size_t>(nextFile_, 1) - 1;
+      TellVariant(config_.settings, config_.variant, contexts_[file].path, part.variant);
       return true;
     }
   }

@@ -23,8 +23,9 @@ class CPartSource {
     std::vector<SCondition> where;
     bool goodOnly = false;
     bool labelOptional = false;
-    NoteTaker note = nullptr;  ///< is told each assumption once
-    unsigned jobs = 1;         ///< threads that read; what comes out is the same
+    NoteTaker note = nullptr;           ///< is told each assumption once
+    unsigned jobs = 1;                  ///< threads that read; what comes out is the same
+    std::vector<SCondition> variant{};  ///< what is given of the variant of all parts
   };
 
   /// files: also folders, of which all measurements are taken, and "-" for standard input. Throws

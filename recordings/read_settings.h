@@ -85,6 +85,8 @@ struct TReadSettings {
   Field<double> scale = Form::Default(1.0);           ///< from the file's numbers to the unit
   Text labelColumn;                                   ///< column with the known verdict
   Field<std::string> good = Form::Default("good");    ///< the label of good parts
+  Field<Names> variant = Form::Default(Names());      ///< names of what tells variants apart
+  Text variantPattern;                                ///< of file names, "{product}_{serial}.wav"
 
   /// Whether rows of a table are parts or pieces of them.
   bool IsTable() const requires std::is_same_v<Form, SResolved> {
@@ -142,6 +144,8 @@ struct TReadSettings {
     visit("--scale", Policy::kReading, s.scale...);
     visit("--label-column", Policy::kReading, s.labelColumn...);
     visit("--good", Policy::kReading, s.good...);
+    visit("--variant", Policy::kFixed, s.variant...);
+    visit("--variant-pattern", Policy::kReading, s.variantPattern...);
   }
 };
 

@@ -28,6 +28,10 @@ completes "lower" limes learn a.limes --sides l
 completes "loud noise speed" limes plot a.limes ""
 completes "speed" limes plot a.limes s
 completes "a.limes" limes show a.
+printf 'product,noise\nA,1\nB,3\nA,2\nB,4\n' >variants.csv
+limes learn b.limes variants.csv --values --variant product >/dev/null 2>&1
+completes "product=A product=B" limes show b.limes --variant ""
+completes "noise" limes plot b.limes n
 if command -v fish >/dev/null; then
   fish -c "source $source/limes.fish; complete -C 'limes plot a.limes s'" | grep -qx speed
   fish -c "source $source/limes.fish; complete -C 'limes wat'" | grep -q '^watch'

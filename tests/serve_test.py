@@ -102,6 +102,33 @@ def check_interface(bench: Bench) -> None:
     assert asked <= set(interface["paths"]) and all(bench.ask(p[1:])[0] == 200 for p in asked)
 
 
+def check_variants() -> None:
+    """Each part by the limits of its variant, told apart by its name; the page says whose."""
+    for product, shift in [("A", 0), ("B", 3)]:
+        pathlib.Path(product).mkdir()
+        for i in range(25):
+            pathlib.Path(f"{product}/{product}_{i}.csv").write_bytes(curve(shift + i / 100))
+    run("learn", "variants.limes", "A", "B", "--factor", "4", "--variant", "product",
+        "--variant-pattern", "{product}_{serial}.csv")
+    now = time.localtime()
+    bench = Bench("variants.limes", "--port", "0", "--shifts", f"{now.tm_hour}:00")
+    for name, shift, verdict, limit in [("A_x", 0, "OK", "product=A"), ("A_y", 3, "NOK", "product=A"),
+                                        ("B_x", 3, "OK", "product=B"), ("C_x", 0, "not judged", ""),
+                                        ("plain", 0, "not judged", "")]:
+        judged = bench.ask(f"parts?name={name}.csv", curve(shift))[1]
+        assert judged["verdict"] == verdict, judged
+        assert judged["parts"][0].get("limit_of", "") == limit, judged
+        last = bench.ask("state")[1]["last"]
+        assert (last["limit_of"], len(last["plots"])) == (limit, 1 if limit else 0), last
+    assert "does not fit" in last["reason"], last
+    contradicted = bench.ask("parts?name=A_z.csv&variant=product%3DB", curve(0))[1]
+    assert "by its file" in contradicted["parts"][0]["reason"], contradicted
+    assert {side["variant"] for side in bench.ask("limits")[1]} == {"product=A", "product=B"}
+    shifts = bench.ask("state")[1]["shifts"]
+    assert sum(shift["ok"] for shift in shifts) == 2 and shifts[-1]["begins"] % 3600 == 0, shifts
+    bench.end()
+
+
 def check_strangers(bench: Bench) -> None:
     """Foreign pages and names, and pages that would change something."""
     for path, body, headers, expected in [
@@ -258,6 +285,7 @@ def main() -> int:
         check_hostile(bench)
         bench.end()
         check_token(store)
+        check_variants()
         if browser.find() is None:
             print("skipped: no Chromium found (scripts/setup browser)")
             return 0

@@ -14,6 +14,7 @@ _limes() {
     --sides) values=$(printf '%s\n' upper lower both) ;;
     --to) values=$(printf '%s\n' csv text curve pairs array uff npy hdf5) ;;
     --table) values=$(printf '%s\n' semicolon tab comma decimal-comma decimal-point) ;;
+    --variant) [[ -f $store ]] && values=$(_limes_variants) ;;
     --use | --skip) [[ -f $store ]] && values=$(_limes_quantities) ;;
   esac
   if [[ $command == plot && $place -eq 2 && $word != -* ]]; then
@@ -38,5 +39,10 @@ _limes() {
 # The quantities of the store that the command line names.
 _limes_quantities() {
   "$program" show "$store" --json 2>/dev/null | sed -n 's/^{"name":"\([^"]*\)".*/\1/p' | sort -u
+}
+
+# Its variants.
+_limes_variants() {
+  "$program" show "$store" --json 2>/dev/null | sed -n 's/^{"name":[^}]*"variant":"\([^"]*\)".*/\1/p' | sort -u
 }
 complete -o filenames -F _limes limes

@@ -22,5 +22,10 @@ end
 complete -c limes -f -n 'not count (__limes_words) >/dev/null' -a '(__limes_commands)'
 complete -c limes -n 'string match -q -- "-*" (commandline -ct)' -a '(__limes_options)'
 complete -c limes -f -n 'test (count (__limes_words)) -eq 2; and test (__limes_words)[1] = plot' -a '(__limes_quantities)'
+function __limes_variants
+    limes show (__limes_words)[2] --json 2>/dev/null | string match -rg '"variant":"([^"]*)"' | sort -u
+end
+
+complete -c limes -f -l variant -x -a '(__limes_variants)'
 complete -c limes -f -l sides -x -a 'upper lower both'
 complete -c limes -f -l to -x -a 'csv text curve pairs array uff npy hdf5'

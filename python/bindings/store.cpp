@@ -39,13 +39,8 @@ class ReadStore {
   /// One JSON object per line, as the program prints them.
   std::string Limits() const {
     return Read([](CStore& store) {
-      const SSettings settings = store.Settings().value_or(SSettings());
-      CModel model = LoadedModel(store, settings);
-      const SPromise promise = PromiseOf(store, model);
       std::ostringstream out;
-      for (const SLearntSummary& summary : model.Summaries()) {
-        PrintSummaryJson(out, summary, settings, promise, {});
-      }
+      PrintLimitsJson(out, store);
       return out.str();
     });
   }
@@ -65,8 +60,11 @@ class ReadStore {
   std::vector<Learnt> Parts() const {
     return Read([](CStore& store) {
       std::vector<Learnt> parts;
-      for (const SLearntPart& p : store.LearntParts()) {
-        parts.emplace_back(p.name, p.label, p.run, p.scores.above, p.scores.below);
+      for (const SStoredVariant& variant : store.Variants()) {
+        store.Choose(variant.name);
+        for (const SLearntPart& p : store.LearntParts()) {
+          parts.emplace_back(p.name, p.label, p.run, p.scores.above, p.scores.below);
+        }
       }
       return parts;
     });

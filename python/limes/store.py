@@ -72,11 +72,12 @@ class Store:
         rows = _lines(self._store.limits())
         return _table([{k: v for k, v in row.items() if k not in _CURVES} for row in rows])
 
-    def curve(self, name: str, side: str = "upper") -> Any:
+    def curve(self, name: str, side: str = "upper", variant: str = "") -> Any:
         """Mean, spread, limit and parts learnt of a quantity over x. KeyError when it is not
-        limited on that side; a single value is one row."""
+        limited on that side; a single value is one row. variant: "product=A,gear=3", of a store
+        that tells variants apart."""
         for row in _lines(self._store.limits()):
-            if (row["name"], row["side"]) == (name, side):
+            if (row["name"], row["side"], row.get("variant", "")) == (name, side, variant):
                 n = len(row["mean"])
                 columns = {k: np.array(row[k], dtype=np.float64) for k in _CURVES[:3]}
                 columns["learnt_at"] = np.array(row.get("learnt_at", [row["learnt"]] * n))
@@ -84,7 +85,7 @@ class Store:
                     return frames.table(columns)
                 columns["x"] = row["x_first"] + row["step"] * np.arange(n)
                 return frames.table(columns)
-        raise KeyError((name, side))
+        raise KeyError((name, side, variant) if variant else (name, side))
 
     def verdicts(self, *, all_runs: bool = False) -> Any:
         """A row for each judged part, quantity and side: the latest verdict of each part, or with

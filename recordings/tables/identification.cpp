@@ -73,7 +73,9 @@ std::vector<SNamingColumn> IdentifyingColumns(const std::string& path,
   const auto& skip = settings.skip;
   for (std::size_t i = 0; i < looked.size(); ++i) {
     const std::string& name = table.Columns()[i].name;
-    const bool known = name == settings.labelColumn || name == settings.partColumn ||
+    const bool isVariant =
+        std::find(settings.variant.begin(), settings.variant.end(), name) != settings.variant.end();
+    const bool known = isVariant || name == settings.labelColumn || name == settings.partColumn ||
                        name == settings.quantityColumn ||
                        std::find(skip.begin(), skip.end(), name) != skip.end();
     if (!known && looked[i].Identifies(rows)) {

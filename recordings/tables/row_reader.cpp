@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 #include "recordings/errors.h"
@@ -28,6 +29,9 @@ class CRowReader : public CPartReader {
                                                    : find(settings_.labelColumn);
     part_ = find(settings_.partColumn);
     quantity_ = find(settings_.quantityColumn);
+    for (const std::string& name : settings_.variant) {
+      variant_.push_back(table_.TryFind(name));
+    }
     ChooseColumns();
     single_ ? table_.ExpectNumbers<double>(columns_) : table_.ExpectNumbers<float>(columns_);
     if (part_) {
@@ -45,16 +49,21 @@ class CRowReader : public CPartReader {
   struct SGroup {
     std::string name;
     std::optional<std::string> label;
+    std::vector<std::string> variant;
     std::vector<std::pair<CCsvReader::SPlace, std::uint64_t>> rows;  ///< place and row number
   };
 
   void ChooseColumns() {
     std::vector<std::size_t> others;
-    for (const auto& column : {label_, part_, quantity_}) {
+    const auto leaveOut = [&](const std::optional<std::size_t>& column) {
       if (column) {
         others.push_back(*column);
       }
+    };
+    for (const auto& column : {label_, part_, quantity_}) {
+      leaveOut(column);
     }
+    std::for_each(variant_.begin(), variant_.end(), leaveOut);
     const bool named = single_ && !quantity_;
     const std::size_t first = settings_.firstValue && (!named || settings_.use.empty())
                                   ? table_.Find(*settings_.firstValue)
@@ -85,6 +94,7 @@ class CRowReader : public CPartReader {
     if (label_) {
       part.label = TextOfFile(cells_[*label_]);
     }
+    part.variant.values = VariantOfRow();
     std::size_t used = 0;
     TakeQuantities(part, used);
     part.quantities.resize(used);
@@ -98,6 +108,7 @@ class CRowReader : public CPartReader {
     const SGroup& group = groups_[nextGroup_++];
     part.name = table_.Name() + ":" + group.name;
     part.label = group.label;
+    part.variant.values = group.variant;
     std::size_t used = 0;
     for (const auto& [place, row] : group.rows) {
       table_.GoTo(place, row);
@@ -108,6 +119,15 @@ class CRowReader : public CPartReader {
     }
     part.quantities.resize(used);
     return true;
+  }
+
+  /// In the order of the names; empty where there is no column.
+  std::vector<std::string> VariantOfRow() const {
+    std::vector<std::string> values;
+    for (const auto& column : variant_) {
+      values.push_back(column ? TextOfFile(cells_[*column]) : "");
+    }
+    return values;
   }
 
   /// Adds what the row at hand holds; quantities of the part before are used again.
@@ -172,19 +192,19 @@ class CRowReader : public CPartReader {
     if (stream.Remaining() < 0) {
       throw CInputError(table_.Name(), "--part-column needs a file, not a pipe");
     }
-    std::map<std::pair<std::string, std::optional<std::string>>, std::size_t> known;
+    using Key = std::tuple<std::string, std::optional<std::string>, std::vector<std::string>>;
+    std::map<Key, std::size_t> known;
     while (table_.NextRow(cells_)) {
       if (!Wanted(cells_)) {
         continue;
       }
-      std::pair<std::string, std::optional<std::string>> key(TextOfFile(cells_[*part_]),
-                                                             std::nullopt);
+      Key key(TextOfFile(cells_[*part_]), std::nullopt, VariantOfRow());
       if (label_) {
-        key.second = TextOfFile(cells_[*label_]);
+        std::get<1>(key) = TextOfFile(cells_[*label_]);
       }
       const auto [found, isNew] = known.try_emplace(key, groups_.size());
       if (isNew) {
-        groups_.push_back({key.first, key.second, {}});
+        groups_.push_back({std::get<0>(key), std::get<1>(key), std::get<2>(key), {}});
       }
       groups_[found->second].rows.emplace_back(table_.Reader().Place(), table_.RowNumber());
     }
@@ -198,6 +218,7 @@ class CRowReader : public CPartReader {
   std::optional<std::size_t> label_;
   std::optional<std::size_t> part_;
   std::optional<std::size_t> quantity_;
+  std::vector<std::optional<std::size_t>> variant_;
   std::vector<std::size_t> columns_;
   std::vector<SUnit> units_;
   SUnit xUnit_;

@@ -32,41 +32,68 @@ std::int64_t BeginOfDay() {
 
 }  // namespace
 
-CBench::CBench(const std::string& store, CBenchState& state, HeldList heldList)
-    : judging_(store, {}, "serve", true), state_(state), heldList_(std::move(heldList)) {
+CBench::CBench(const std::string& store, const SGivenSettings& given, CBenchState& state,
+               HeldList heldList)
+    : judging_(store, given, "serve", true), state_(state), heldList_(std::move(heldList)) {
   TakeLimits();
   TakeHeld();
   TakeUpDay();
 }
 
-/// What this store has judged today, so that a page shows the same after a restart.
+/// What this store has judged today, with shifts in the last day, so that a page shows the same
+/// after a restart.
 void CBench::TakeUpDay() {
+  constexpr std::int64_t kDay = 86'400'000;
+  const std::int64_t since =
+      state_.HasShifts() ? std::min(BeginOfDay(), std::int64_t{std::time(nullptr)} * 1000 - kDay)
+                         : BeginOfDay();
   CDatabase database(judging_.Store().Path(), CDatabase::Mode::kReading);
-  const std::int64_t first =
-      database.QueryInt("SELECT min(id) FROM part WHERE at >= " + std::to_string(BeginOfDay()) +
-                        " AND verdict <> 'learnt'");
+  const std::int64_t first = database.QueryInt(
+      "SELECT min(id) FROM part WHERE at >= " + std::to_string(since) + " AND verdict <> 'learnt'");
   if (first > 0) {
     const std::int64_t last = database.QueryInt("SELECT max(id) FROM part");
-    judging_.Store().ForEachJudged(first, last,
-                                   [&](const SPartVerdict& verdict) { state_.Add(verdict, {}); });
+    judging_.Store().ForEachJudged(
+        first, last, [&](const SPartVerdict& verdict) { state_.Add(verdict, {}, nullptr); });
   }
   state_.BeginTotals();
 }
 
 void CBench::TakeLimits() {
-  std::vector<SLearntSummary> summaries = judging_.Model().Summaries();
-  names_.clear();
-  for (const SLearntSummary& summary : summaries) {
-    if (names_.empty() || names_.back() != summary.name) {
-      names_.push_back(summary.name);
-    }
-  }
-  state_.SetLimits(judging_.Settings(), std::move(summaries), PromiseTexts(judging_.Promise()));
+  shown_.clear();
+  state_.SetLimits(LimitsNow());
   const std::lock_guard lock(mutex_);
   settings_ = std::make_shared<const SSettings>(judging_.Settings());
 }
 
-void CBench::TakeHeld() { state_.SetHeld(heldList_(judging_.Store().HeldParts(false))); }
+/// Those that judged the part judged last.
+std::shared_ptr<const CBenchState::SLimits> CBench::LimitsNow() {
+  constexpr std::size_t kMostShown = 256;
+  const auto now = judging_.Limits();
+  if (shown_.size() > kMostShown) {
+    shown_.clear();
+  }
+  auto& shown = shown_[now];
+  if (!shown) {
+    shown = std::make_shared<const CBenchState::SLimits>(CBenchState::SLimits{
+        now->settings, now->model ? now->model->Summaries() : std::vector<SLearntSummary>(),
+        PromiseTexts(now->promise)});
+  }
+  return shown;
+}
+
+void CBench::TakeHeld() {
+  CStore& store = judging_.Store();
+  std::vector<CBenchState::SHeld> all;
+  for (const SStoredVariant& variant : store.Variants()) {
+    store.Choose(variant.name);
+    for (CBenchState::SHeld& held : heldList_(store.HeldParts(false))) {
+      held.text = (variant.name.empty() ? "" : variant.name + ": ") + held.text;
+      all.push_back(std::move(held));
+    }
+  }
+  store.Choose("");
+  state_.SetHeld(std::move(all));
+}
 
 std::shared_ptr<const SSettings> CBench::Settings() const {
   const std::lock_guard lock(mutex_);
@@ -75,14 +102,14 @@ std::shared_ptr<const SSettings> CBench::Settings() const {
 
 void CBench::Watch(const SWatchSettings& settings, SWatchHooks hooks, CPublisher* publisher) {
   hooks.judged = [this](const SPartVerdict& verdict) {
-    curves_ = CurvesNow();
+    TakeCurves();
     curvesOf_ = verdict.content;
   };
   const auto report = hooks.report;
   hooks.report = [this, report](const SArrival& arrival, const Verdicts& verdicts,
                                 const std::vector<std::string>& lines) {
     for (const SPartVerdict& verdict : verdicts) {
-      state_.Add(verdict, CurvesOf(verdict));
+      state_.Add(verdict, CurvesOf(verdict), limits_);
     }
     if (arrival.reason) {
       state_.AddUnusable(arrival.name, *arrival.reason);
@@ -134,12 +161,15 @@ void CBench::RunActions() {
   }
 }
 
-CBenchState::Curves CBench::CurvesNow() {
-  CBenchState::Curves curves;
-  for (const std::string& name : names_) {
-    curves.emplace_back(name, judging_.Model().Judged(name));
+/// Of the part judged last.
+void CBench::TakeCurves() {
+  limits_ = LimitsNow();
+  curves_.clear();
+  for (const SLearntSummary& summary : limits_->summaries) {
+    if (curves_.empty() || curves_.back().first != summary.name) {
+      curves_.emplace_back(summary.name, judging_.Model().Judged(summary.name));
+    }
   }
-  return curves;
 }
 
 /// Of this very measurement, if it was the last one judged.
@@ -154,7 +184,7 @@ bool CBench::JudgeJob(SJob& job) {
   try {
     for (SPart& part : job.parts) {
       curvesOf_ = judging_.Judge(part, nullptr).content;
-      curves_ = CurvesNow();
+      TakeCurves();
     }
   } catch (const CInputError&) {
     judging_.Drop(job.first);
@@ -185,7 +215,7 @@ bool CBench::JudgeJobs() {
       Verdicts own(verdicts.begin() + static_cast<std::ptrdiff_t>(jobs[i].first),
                    verdicts.begin() + static_cast<std::ptrdiff_t>(behind));
       for (const SPartVerdict& verdict : own) {
-        state_.Add(verdict, CurvesOf(verdict));
+        state_.Add(verdict, CurvesOf(verdict), limits_);
       }
       state_.AddLatency(
           std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - jobs[i].since));
@@ -247,7 +277,8 @@ void CBench::Loop(const std::function<bool()>& isEndWanted,
       }
       if (Clock::now() >= next) {
         next = Clock::now() + kRenew;
-        if (judging_.Renew()) {
+        judging_.Renew();
+        if (std::exchange(renewals_, judging_.Renewals()) != judging_.Renewals()) {
           TakeLimits();
         }
         TakeHeld();

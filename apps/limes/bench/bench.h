@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -26,7 +27,8 @@ class CBench {
   using HeldList = std::function<std::vector<CBenchState::SHeld>(const std::vector<SHeldPart>&)>;
 
   /// heldList: names what is held back, and says why.
-  CBench(const std::string& store, CBenchState& state, HeldList heldList);
+  CBench(const std::string& store, const SGivenSettings& given, CBenchState& state,
+         HeldList heldList);
 
   /// Files that come are judged, too. hooks.report is told after the state.
   void Watch(const SWatchSettings& settings, SWatchHooks hooks, CPublisher* publisher);
@@ -65,7 +67,8 @@ class CBench {
   void RunActions();
   bool JudgeJobs();
   bool JudgeJob(SJob& job);
-  CBenchState::Curves CurvesNow();
+  std::shared_ptr<const CBenchState::SLimits> LimitsNow();
+  void TakeCurves();
   const CBenchState::Curves& CurvesOf(const SPartVerdict& verdict) const;
   void Loop(const std::function<bool()>& isEndWanted,
             const std::function<void(const std::string&)>& tell);
@@ -75,7 +78,10 @@ class CBench {
   CJudging judging_;
   CBenchState& state_;
   HeldList heldList_;
-  std::vector<std::string> names_;  ///< of the quantities
+  std::map<std::shared_ptr<const CJudging::SLimits>, std::shared_ptr<const CBenchState::SLimits>>
+      shown_;
+  std::int64_t renewals_ = 0;                           ///< of what is judged by, that are shown
+  std::shared_ptr<const CBenchState::SLimits> limits_;  ///< of the curves
   std::unique_ptr<CWatching> watching_;
   mutable std::mutex mutex_;
   std::condition_variable come_;

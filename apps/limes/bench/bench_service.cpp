@@ -24,6 +24,7 @@
 #include "apps/limes/store/stored_model.h"
 #include "recordings/part_source.h"
 #include "recordings/text.h"
+#include "recordings/variant.h"
 
 namespace limes::host {
 namespace {
@@ -228,13 +229,8 @@ class CService : public CBenchService {
   void TellLimits(Response& answer) {
     CStore store(store_, CStore::Mode::kReading);
     store.BeginReading();
-    const SSettings settings = store.Settings().value_or(SSettings());
-    CModel model = LoadedModel(store, settings);
-    const SPromise promise = PromiseOf(store, model);
     std::ostringstream lines;
-    for (const SLearntSummary& summary : model.Summaries()) {
-      PrintSummaryJson(lines, summary, settings, promise, {});
-    }
+    PrintLimitsJson(lines, store);
     std::string list = lines.str();
     if (!list.empty()) {
       list.pop_back();
@@ -314,7 +310,13 @@ class CService : public CBenchService {
     }
     try {
       std::vector<SPart> parts;
-      CPartSource source({}, {*bench_.Settings(), {}, {}, false, true, nullptr});
+      std::vector<SCondition> variant = ValuesOf(request.get_param_value("variant"));
+      if (!variant.empty() && bench_.Settings()->variant.empty()) {
+        throw CInputError(name, "the store was learnt without variants");
+      }
+      variant.insert(variant.end(), settings_.variant.begin(), settings_.variant.end());
+      CPartSource source({},
+                         {*bench_.Settings(), {}, {}, false, true, nullptr, 1, std::move(variant)});
       source.OpenBytes(name, {reinterpret_cast<const std::uint8_t*>(body.data()), body.size()});
       for (SPart part; source.Next(part);) {
         if (request.has_param("label")) {

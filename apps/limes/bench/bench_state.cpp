@@ -59,14 +59,11 @@ void CBenchState::Changed() {
   news_.notify_all();
 }
 
-void CBenchState::SetLimits(const SSettings& settings, std::vector<SLearntSummary> summaries,
-                            std::vector<std::string> promise) {
-  auto limits =
-      std::make_shared<const SLimits>(SLimits{settings, std::move(summaries), std::move(promise)});
+void CBenchState::SetLimits(std::shared_ptr<const SLimits> limits) {
   const std::lock_guard lock(mutex_);
   limits_ = std::move(limits);
   if (!today_) {
-    today_ = std::make_unique<CJudgedParts>(settings, limits_->summaries);
+    today_ = std::make_unique<CJudgedParts>(limits_->settings, limits_->summaries);
   }
   Changed();
 }
@@ -81,22 +78,40 @@ void CBenchState::BeginDay(std::int64_t at) {
   }
 }
 
+/// When the shift of a moment began, in seconds since 1970 UTC.
+std::int64_t CBenchState::ShiftOf(std::int64_t at) const {
+  constexpr std::int64_t kDay = 86400;
+  const std::int64_t local = at / 1000 + AheadOfUtc(at / 1000);
+  const std::int64_t ofDay = local % kDay;
+  std::int64_t begun = std::int64_t{shiftsBegin_.back()} * 60 - kDay;  // the day before
+  for (const int minutes : shiftsBegin_) {
+    begun = std::int64_t{minutes} * 60 <= ofDay ? std::int64_t{minutes} * 60 : begun;
+  }
+  return at / 1000 - ofDay + begun;
+}
+
 /// With mutex_ held.
 void CBenchState::Count(Verdict verdict, std::int64_t at) {
   BeginDay(at);
-  const std::int64_t hour = HourOf(at);
-  if (hours_.empty() || hour > hours_.back().begins) {
-    hours_.push_back({hour, {}});
-  }
-  ++hours_.back().parts[Index(verdict)];
-  while (hours_.size() > kHours) {
-    hours_.pop_front();
+  const auto count = [verdict](std::deque<SHour>& list, std::int64_t begins, std::size_t most) {
+    if (list.empty() || begins > list.back().begins) {
+      list.push_back({begins, {}});
+    }
+    ++list.back().parts[Index(verdict)];
+    while (list.size() > most) {
+      list.pop_front();
+    }
+  };
+  count(hours_, HourOf(at), kHours);
+  if (HasShifts()) {
+    count(shifts_, ShiftOf(at), kShifts);
   }
   ++all_[Index(verdict)];
 }
 
-void CBenchState::Add(const SPartVerdict& verdict, Curves curves) {
-  auto last = std::make_shared<SLast>(SLast{verdict, "", std::move(curves)});
+void CBenchState::Add(const SPartVerdict& verdict, Curves curves,
+                      std::shared_ptr<const SLimits> limits) {
+  auto last = std::make_shared<SLast>(SLast{verdict, "", std::move(curves), std::move(limits)});
   if (verdict.verdict == Verdict::kNotJudged) {
     std::ostringstream reason;
     PrintReason(reason, verdict);
@@ -179,6 +194,8 @@ Json CBenchState::LastJson(const SLast& last, const SLimits& limits) const {
   const SPartVerdict& verdict = last.verdict;
   Json json = {{"id", verdict.id},
                {"part", verdict.part},
+               {"variant", verdict.variant},
+               {"limit_of", verdict.limitOf},
                {"verdict", VerdictText(verdict.verdict)},
                {"at", verdict.at ? Json(*verdict.at) : Json(nullptr)},
                {"reason", last.reason},
@@ -264,16 +281,18 @@ void CBenchState::BeginTotals() {
 std::string CBenchState::Text() const {
   std::unique_lock lock(mutex_);
   const auto last = last_;
-  const auto limits = limits_;
+  const auto limits = last && last->limits ? last->limits : limits_;
   Json json = {
       {"version", version_}, {"store", store_}, {"trouble", trouble_}, {"actions", actions_}};
   json["today"] = CountsJson(
       {today_->Counts().ok, today_->Counts().nok, today_->Counts().notJudged + unusable_});
-  json["hours"] = Json::array();
-  for (const SHour& hour : hours_) {
-    Json entry = CountsJson(hour.parts);
-    entry["begins"] = hour.begins;
-    json["hours"].push_back(std::move(entry));
+  for (const auto& [name, list] : {std::pair("hours", &hours_), std::pair("shifts", &shifts_)}) {
+    json[name] = Json::array();
+    for (const SHour& hour : *list) {
+      Json entry = CountsJson(hour.parts);
+      entry["begins"] = hour.begins;
+      json[name].push_back(std::move(entry));
+    }
   }
   json["margins"] = Json::array();
   for (const SMargin& margin : margins_) {

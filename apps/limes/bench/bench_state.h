@@ -24,15 +24,25 @@ class CBenchState {
   /// The values of a quantity of a part at the points of its summary.
   using Curves = std::vector<std::pair<std::string, std::vector<float>>>;
 
-  /// actions: whether pages may decide about held parts.
-  CBenchState(std::string store, bool actions) : store_(std::move(store)), actions_(actions) {}
+  /// actions: whether pages may decide about held parts. shifts: see SServeSettings.
+  CBenchState(std::string store, bool actions, std::vector<int> shifts)
+      : store_(std::move(store)), actions_(actions), shiftsBegin_(std::move(shifts)) {}
+
+  bool HasShifts() const { return !shiftsBegin_.empty(); }
+
+  /// What parts are judged by.
+  struct SLimits {
+    SSettings settings;
+    std::vector<SLearntSummary> summaries;
+    std::vector<std::string> promise;
+  };
 
   /// The limits that parts are judged by from now on.
-  void SetLimits(const SSettings& settings, std::vector<SLearntSummary> summaries,
-                 std::vector<std::string> promise);
+  void SetLimits(std::shared_ptr<const SLimits> limits);
 
-  /// A part that was judged and stored; its curves, where it is the last one for now.
-  void Add(const SPartVerdict& verdict, Curves curves);
+  /// A part that was judged and stored; its curves, where it is the last one for now, and their
+  /// limits.
+  void Add(const SPartVerdict& verdict, Curves curves, std::shared_ptr<const SLimits> limits);
 
   /// A file that could not be used.
   void AddUnusable(const std::string& name, const std::string& reason);
@@ -66,15 +76,11 @@ class CBenchState {
  private:
   static constexpr std::size_t kMargins = 200;
   static constexpr std::size_t kHours = 24;
+  static constexpr std::size_t kShifts = 21;
   static constexpr std::size_t kAlarms = 5;
   static constexpr std::size_t kKinds = 8;
   static constexpr std::size_t kDrawn = 4;  ///< quantities of the last part
 
-  struct SLimits {
-    SSettings settings;
-    std::vector<SLearntSummary> summaries;
-    std::vector<std::string> promise;
-  };
   struct SMargin {
     std::int64_t part = 0;
     std::string name;
@@ -90,9 +96,11 @@ class CBenchState {
     SPartVerdict verdict;
     std::string reason;  ///< why it was not judged
     Curves curves;
+    std::shared_ptr<const SLimits> limits;  ///< null: those of now
   };
 
   void Count(Verdict verdict, std::int64_t at);
+  std::int64_t ShiftOf(std::int64_t at) const;
   void BeginDay(std::int64_t at);
   void Changed();
   nlohmann::ordered_json LastJson(const SLast& last, const SLimits& limits) const;
@@ -110,6 +118,8 @@ class CBenchState {
   std::uint64_t unusable_ = 0;  ///< today
   std::deque<SMargin> margins_;
   std::deque<SHour> hours_;
+  std::vector<int> shiftsBegin_;
+  std::deque<SHour> shifts_;
   std::deque<std::string> alarms_;
   std::vector<SHeld> held_;
   std::string trouble_;

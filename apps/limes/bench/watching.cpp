@@ -165,10 +165,14 @@ bool CWatching::JudgeFile(const SFileSeen& file) {
     return false;
   }
   try {
-    CPartSource source({path},
-                       {judging_.Settings(), {}, {}, false, true, [this](const std::string& text) {
-                          Tell(text);
-                        }});
+    CPartSource source({path}, {judging_.Settings(),
+                                {},
+                                {},
+                                false,
+                                true,
+                                [this](const std::string& text) { Tell(text); },
+                                1,
+                                settings_.variant});
     source.OpenNext();
     SPart part;
     while (source.Next(part)) {
@@ -334,7 +338,7 @@ void CWatching::Learn(const SArrival& arrival, const std::vector<SPartVerdict>& 
   if (!good.empty() && watch_.Look(arrival.name) == seen) {
     try {
       CPartSource source({PathOf(arrival.name)},
-                         {judging_.Settings(), {}, {}, false, true, nullptr});
+                         {judging_.Settings(), {}, {}, false, true, nullptr, 1, settings_.variant});
       source.OpenNext();
       SPart part;
       while (source.Next(part)) {

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/number_text.h"
@@ -24,8 +25,10 @@ namespace {
 /// Forms the scores of good parts anew: of each part by all others at hand, or by what is learnt.
 class CCalibration {
  public:
-  CCalibration(const SOptions& options, SConsole& console)
+  /// Of one variant, or of a store without.
+  CCalibration(const SOptions& options, std::string variant, SConsole& console)
       : options_(options),
+        variant_(std::move(variant)),
         console_(console),
         store_(options.store, CStore::Mode::kExisting),
         settings_(ResolveWithStore()),
@@ -46,7 +49,8 @@ class CCalibration {
       Replace(ScoreSource::kFrozen, std::nullopt);
     }
     Write();
-    console_.out << "calibrated by " << parts_.size() << (parts_.size() == 1 ? " part" : " parts");
+    console_.out << (variant_.empty() ? "" : Escaped(variant_) + ": ") << "calibrated by "
+                 << parts_.size() << (parts_.size() == 1 ? " part" : " parts");
     if (grouped && !options_.frozen) {
       console_.out << " in " << groups_.size() << (groups_.size() == 1 ? " group" : " groups");
     }
@@ -66,6 +70,7 @@ class CCalibration {
   /// How files are read; rule_ is how the store judges from now on.
   SSettings ResolveWithStore() {
     store_.BeginReading();
+    store_.Choose(variant_);
     const auto stored = store_.Settings();
     if (!stored) {
       throw CStoreError(options_.store + ": nothing is learnt in this store");
@@ -111,11 +116,14 @@ class CCalibration {
         CPartSource::SConfig{settings_, options_.selection,
                              options_.group ? where_ : options_.where, !options_.group, false,
                              [this](const std::string& text) { Warn(console_, text); },
-                             JobsOf(options_)});
+                             JobsOf(options_), options_.variant});
     source.CheckFiles();
     SPart part;
     for (std::size_t file = 0; source.OpenNext(); ++file) {
       while (source.Next(part)) {
+        if (!settings_.variant.empty() && part.variant.name != variant_) {
+          continue;
+        }
         model_.ConvertUnits(part, [this](const std::string& text) { Warn(console_, text); });
         if (options_.frozen) {
           CheckIsNew(part);
@@ -240,6 +248,7 @@ class CCalibration {
 
   void Write() {
     store_.Begin();
+    store_.Choose(variant_);
     if (store_.StateVersion() != version_) {
       throw CStoreError(options_.store + ": was changed meanwhile; calibrate again");
     }
@@ -247,13 +256,16 @@ class CCalibration {
       std::for_each(known_.begin(), known_.end(),
                     [&](const SLearntPart& part) { store_.SetScores(part.id, SScores()); });
     }
-    store_.SetSettings(rule_);
+    if (SettingsToText(rule_) != SettingsToText(*store_.Settings())) {
+      store_.SetSettings(rule_);  // of a variant it is its own from now on
+    }
     store_.SetReason(options_.reason);
     SaveModel(store_, model_, store_.AddRun("calibrate", rule_));
     store_.Commit();
   }
 
   const SOptions& options_;
+  std::string variant_;
   SConsole& console_;
   CStore store_;
   SSettings rule_;
@@ -271,7 +283,16 @@ class CCalibration {
 }  // namespace
 
 int RunCalibrate(const SOptions& options, SConsole& console) {
-  return CCalibration(options, console).Run();
+  std::vector<SStoredVariant> variants;
+  {
+    CStore store(options.store, CStore::Mode::kReading);
+    store.BeginReading();
+    variants = MeantVariants(store, options);
+  }
+  for (const SStoredVariant& variant : variants) {
+    CCalibration(options, variant.name, console).Run();
+  }
+  return static_cast<int>(ExitCode::kAllGood);
 }
 
 }  // namespace limes::host

@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <map>
 #include <ostream>
 #include <set>
 
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/guarded_learning.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
@@ -124,41 +126,117 @@ bool TakeOut(CStore& store, const SSettings& settings, const std::vector<SLearnt
   return now.Source() != ScoreSource::kLearning;
 }
 
-}  // namespace
+/// What was taken out of a variant.
+struct SForgotten {
+  std::vector<std::string> held;
+  std::vector<SLearntPart> learnt;
+  bool gaveUpScores = false;
+};
 
-int RunForget(const SOptions& options, SConsole& console) {
-  CStore store(options.store, CStore::Mode::kExisting);
-  store.Begin();
+/// Takes out what is named of the variant that is chosen.
+SForgotten Forget(CStore& store, const SOptions& options) {
+  SForgotten forgotten;
   const auto settings = store.Settings();
   const std::vector<SLearntPart> parts = store.LearntParts();
   if (!settings || parts.empty()) {
     throw CStoreError(options.store + ": nothing is learnt in this store");
   }
   SOptions named = options;
-  const std::vector<std::string> dropped = DropHeld(store, named.files, parts);
-  std::vector<SLearntPart> chosen;
-  bool gaveUpScores = false;
-  const bool takesOut = dropped.empty() || !named.files.empty() || options.run;
+  forgotten.held = DropHeld(store, named.files, parts);
+  const bool takesOut = forgotten.held.empty() || !named.files.empty() || options.run;
   if (takesOut) {
-    chosen = Chosen(parts, named);
+    forgotten.learnt = Chosen(parts, named);
   }
-  store.SetReason(options.reason);
-  const std::int64_t run = store.AddRun("forget", *settings, NamesOf(dropped, chosen));
+  const std::int64_t run =
+      store.AddRun("forget", *settings, NamesOf(forgotten.held, forgotten.learnt));
   if (takesOut) {
-    gaveUpScores = TakeOut(store, *settings, parts, chosen, run);
+    forgotten.gaveUpScores = TakeOut(store, *settings, parts, forgotten.learnt, run);
+  }
+  return forgotten;
+}
+
+bool Has(CStore& store, const std::string& name) {
+  const auto isCalled = [&](const SLearntPart& part) { return IsCalled(part.name, name); };
+  const std::vector<SLearntPart> learnt = store.LearntParts();
+  const std::vector<SHeldPart> held = store.HeldParts(false);
+  const std::vector<SHeldName> names = HeldNames(held);
+  return std::any_of(learnt.begin(), learnt.end(), isCalled) ||
+         std::any_of(names.begin(), names.end(),
+                     [&](const SHeldName& h) { return IsCalled(h.name, name); });
+}
+
+/// What is to be forgotten of each variant: the names that it has, the parts of a run.
+std::map<std::string, SOptions> ByVariant(CStore& store, const SOptions& options) {
+  std::map<std::string, SOptions> wishes;
+  std::map<std::string, std::string> places;  // by name
+  ForEachVariant(store, options, [&](const SStoredVariant& variant) {
+    SOptions wish = options;
+    wish.files.clear();
+    for (const std::string& name : options.files) {
+      if (!Has(store, name)) {
+        continue;
+      }
+      wish.files.push_back(name);
+      const auto [place, isNew] = places.emplace(name, variant.name);
+      if (!isNew && place->second != variant.name) {
+        throw CUsageError(Quoted(name) + " is a part of " + Quoted(place->second) + " and of " +
+                          Quoted(variant.name) + ": --variant must say which");
+      }
+    }
+    const std::vector<SLearntPart> learnt = store.LearntParts();
+    const bool hasRun = std::any_of(learnt.begin(), learnt.end(), [&](const SLearntPart& part) {
+      return part.run == options.run;
+    });
+    if (!wish.files.empty() || hasRun) {
+      wish.run = hasRun ? wish.run : std::nullopt;
+      wishes.emplace(variant.name, std::move(wish));
+    }
+  });
+  for (const std::string& name : options.files) {
+    if (!places.contains(name)) {
+      throw CUsageError("no part " + Quoted(name) + " is learnt in this store");
+    }
+  }
+  return wishes;
+}
+
+}  // namespace
+
+int RunForget(const SOptions& options, SConsole& console) {
+  CStore store(options.store, CStore::Mode::kExisting);
+  store.Begin();
+  store.SetReason(options.reason);
+  const auto settings = store.Settings();
+  std::map<std::string, SOptions> wishes{{"", options}};
+  if (settings && !settings->variant.empty()) {
+    wishes = ByVariant(store, options);
+    if (wishes.empty()) {
+      throw CUsageError("forget needs names of parts, or --run N (limes show --runs lists them)");
+    }
+  } else {
+    MeantVariants(store, options);  // refuses --variant
+  }
+  std::vector<SForgotten> forgotten;
+  std::int64_t left = 0;
+  for (const auto& [variant, wish] : wishes) {
+    store.Choose(variant);
+    forgotten.push_back(Forget(store, wish));
+    left += store.CountParts(true);
   }
   store.Commit();
-  if (gaveUpScores) {
-    Warn(console,
-         "the scores of limes calibrate are given up for those of learning: calibrate again");
+  for (const SForgotten& f : forgotten) {
+    if (f.gaveUpScores) {
+      Warn(console,
+           "the scores of limes calibrate are given up for those of learning: calibrate again");
+    }
+    for (const std::string& name : f.held) {
+      console.out << "forgot " << Escaped(name) << ", which was held back\n";
+    }
+    for (const SLearntPart& part : f.learnt) {
+      console.out << "forgot " << Escaped(part.name) << '\n';
+    }
   }
-  for (const std::string& name : dropped) {
-    console.out << "forgot " << Escaped(name) << ", which was held back\n";
-  }
-  for (const SLearntPart& part : chosen) {
-    console.out << "forgot " << Escaped(part.name) << '\n';
-  }
-  console.out << store.CountParts(true) << " learnt in " << Escaped(options.store) << '\n';
+  console.out << left << " learnt in " << Escaped(options.store) << '\n';
   return static_cast<int>(ExitCode::kAllGood);
 }
 

@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/guarded_learning.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/part_record.h"
@@ -56,6 +58,28 @@ std::vector<std::string> NamesOf(const std::vector<SHeldPart>& parts) {
   return names;
 }
 
+/// Chooses the variant that the held parts are of.
+void ChooseOfHeld(CStore& store, const SOptions& options) {
+  std::vector<std::string> having;
+  ForEachVariant(store, options, [&](const SStoredVariant& variant) {
+    const std::vector<SHeldPart> parts = store.HeldParts(false);
+    const std::vector<SHeldName> held = HeldNames(parts);
+    const bool has = std::any_of(held.begin(), held.end(), [&](const SHeldName& part) {
+      return options.files.empty() ||
+             std::any_of(options.files.begin(), options.files.end(),
+                         [&](const std::string& name) { return IsCalled(part.name, name); });
+    });
+    if (has) {
+      having.push_back(variant.name);
+    }
+  });
+  if (having.size() > 1) {
+    throw CUsageError("parts of " + Quoted(having[0]) + " and of " + Quoted(having[1]) +
+                      " are held back: --variant must say which are meant");
+  }
+  store.Choose(having.empty() ? "" : having[0]);
+}
+
 void PrintLearnt(CStore& store, const std::vector<std::string>& names, SConsole& console) {
   for (const std::string& name : names) {
     console.out << "learnt " << Escaped(name) << '\n';
@@ -68,6 +92,7 @@ void PrintLearnt(CStore& store, const std::vector<std::string>& names, SConsole&
 int RunAccept(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kExisting);
   store.Begin();
+  ChooseOfHeld(store, options);
   const SSettings settings = StoredSettings(store);
   std::vector<SHeldPart> parts = NamedHeld(store, options.files);
   const std::vector<std::string> names = NamesOf(parts);
@@ -87,6 +112,7 @@ int RunAccept(const SOptions& options, SConsole& console) {
 int RunRebase(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kExisting);
   store.Begin();
+  ChooseOfHeld(store, options);
   const SSettings settings = StoredSettings(store);
   std::vector<SHeldPart> parts = NamedHeld(store, options.files);
   if (parts.empty()) {

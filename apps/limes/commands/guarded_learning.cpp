@@ -261,7 +261,8 @@ std::string HeldText(const SHeldName& name) {
   return text;
 }
 
-void PrintHeldJson(std::ostream& out, const SHeldName& name, const CLearnGuard* guard) {
+void PrintHeldJson(std::ostream& out, const SHeldName& name, const std::string& variant,
+                   const CLearnGuard* guard) {
   const SHeldPart& held = *name.part;
   nlohmann::ordered_json json;
   json["part"] = name.name;
@@ -270,6 +271,9 @@ void PrintHeldJson(std::ostream& out, const SHeldName& name, const CLearnGuard* 
   }
   if (held.part.label) {
     json["label"] = *held.part.label;
+  }
+  if (!variant.empty()) {
+    json["variant"] = variant;
   }
   json["learnt"] = false;
   json["held"] = true;

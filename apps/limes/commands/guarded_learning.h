@@ -90,8 +90,10 @@ std::vector<SHeldPart> NamedHeld(CStore& store, const std::vector<std::string>& 
 /// "bad.csv, 12 pieces  score 8.1, good parts up to 4.2: noise, above, at 120 Hz".
 std::string HeldText(const SHeldName& held);
 
-/// A JSON object and a line end; with a guard also whether the process has moved.
-void PrintHeldJson(std::ostream& out, const SHeldName& held, const CLearnGuard* guard);
+/// A JSON object and a line end; with a guard also whether the process has moved. variant: of the
+/// part; empty without variants.
+void PrintHeldJson(std::ostream& out, const SHeldName& held, const std::string& variant,
+                   const CLearnGuard* guard);
 
 /// What to do when the process has moved.
 std::string SteppedText(const std::string& store);

@@ -55,6 +55,7 @@ void PrintJson(const SChange& change, SConsole& console) {
                               {"host", change.host},
                               {"reason", change.reason},
                               {"parts", change.parts},
+                              {"variant", change.variant},
                               {"learnt", change.learnt ? Json(*change.learnt) : Json(nullptr)},
                               {"before", RuleOf(change.before)},
                               {"after", RuleOf(change.after)}});
@@ -64,7 +65,7 @@ void PrintText(const SChange& change, SConsole& console) {
   constexpr std::size_t kMostNames = 3;
   std::string text = std::to_string(change.run) + "  " + TimeText(change.time) + "  " +
                      change.user + (change.host.empty() ? "" : "@" + change.host) + "  " +
-                     change.command;
+                     change.command + (change.variant.empty() ? "" : " [" + change.variant + "]");
   for (std::size_t i = 0; i < std::min(change.parts.size(), kMostNames); ++i) {
     text += (i == 0 ? " " : ", ") + change.parts[i];
   }

@@ -1,14 +1,15 @@
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
+#include <utility>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/relearn.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
@@ -33,7 +34,13 @@ class CMergeRun {
     for (const std::string& path : options_.files) {
       CStore other(path, CStore::Mode::kReading);
       other.BeginReading();
-      Join(path, LearntStateOf(other));
+      if (const auto theirs = other.Settings(); theirs && !settings_) {
+        settings_ = theirs;
+        first_ = path;
+      }
+      ForEachVariant(other, options_, [&](const SStoredVariant& variant) {
+        Join(path, variant.name, LearntStateOf(other));
+      });
     }
     JoinPlant();
     CheckCommon();
@@ -44,6 +51,7 @@ class CMergeRun {
  private:
   struct SOther {
     std::string path;
+    std::string variant;
     std::vector<SLearntPart> parts;
     SJoined quantities;
   };
@@ -80,9 +88,18 @@ class CMergeRun {
     }
     store_ = std::make_unique<CStore>(options_.store, CStore::Mode::kExisting);
     store_->Begin();
-    if (auto settings = store_->Settings()) {
-      model_ = std::make_unique<CModel>(LoadedModel(*store_, *settings));
+    settings_ = store_->Settings();
+  }
+
+  /// What a variant has learnt here.
+  CModel& ModelOf(const std::string& variant) {
+    auto& model = models_[variant];
+    if (!model && store_ && store_->Choose(variant)) {
+      model = std::make_unique<CModel>(LoadedModel(*store_, store_->Settings().value()));
+    } else if (!model) {
+      model = std::make_unique<CModel>(*settings_);
     }
+    return *model;
   }
 
   /// The benches of a database.
@@ -93,53 +110,63 @@ class CMergeRun {
     CPlantConnection connection(options_.plant);
     CPlantReader plant(connection);
     for (const std::string& bench : plant.Benches(options_.benches)) {
-      Join("bench " + bench, plant.Read(bench));
+      Join("bench " + bench, "", plant.Read(bench));
     }
   }
 
-  void Join(const std::string& path, std::optional<SLearntState> state) {
+  void Join(const std::string& path, const std::string& variant,
+            std::optional<SLearntState> state) {
     if (!state) {
       throw CStoreError(path + ": nothing is learnt in this store");
     }
-    if (!model_) {
-      model_ = std::make_unique<CModel>(state->settings);
-      newSettings_ = state->settings;
+    if (!settings_) {
+      settings_ = state->settings;
       first_ = path;
     }
     CModel theirs = LoadedModel(*state, path);
     try {
-      others_.push_back({path, std::move(state->parts), model_->Join(std::move(theirs))});
+      if (const std::string differs = Difference(*settings_, state->settings, {"--variant"});
+          !differs.empty()) {
+        throw CUsageError(differs);
+      }
+      SJoined joined = ModelOf(variant).Join(std::move(theirs));
+      others_.push_back({path, variant, std::move(state->parts), std::move(joined)});
     } catch (const CUsageError& e) {
       throw CUsageError(path + " does not fit " + Here() + ": " + e.what());
     }
   }
 
   /// What the others are joined with.
-  const std::string& Here() const { return newSettings_ ? first_ : options_.store; }
+  const std::string& Here() const { return first_.empty() ? options_.store : first_; }
 
   /// Refuses parts that two of the stores have learnt; those of older programs can be told by
   /// their names only.
   void CheckCommon() {
-    std::map<std::int64_t, std::string> contents;
-    std::set<std::string> names;
-    const auto take = [&](const SLearntPart& part, const std::string& path) {
-      const bool known = part.content && !contents.emplace(*part.content, part.name).second;
-      if (known && !options_.again) {
-        throw CUsageError(path + ": " + part.name + " is learnt already, as " +
-                          contents.at(*part.content) +
-                          "; the same parts count twice then (--again joins all the same)");
-      }
-      twice_ += names.insert(part.name).second || known ? 0 : 1;
+    struct SKnown {
+      std::map<std::int64_t, std::string> contents;
+      std::set<std::string> names;
     };
-    if (store_) {
+    std::map<std::string, SKnown> knownOf;  // by variant
+    for (const auto& [variant, model] : models_) {
+      if (!store_ || !store_->Choose(variant)) {
+        continue;
+      }
       for (const SLearntPart& part : store_->LearntParts()) {
-        contents.emplace(part.content.value_or(0), part.name);
-        names.insert(part.name);
+        knownOf[variant].contents.emplace(part.content.value_or(0), part.name);
+        knownOf[variant].names.insert(part.name);
       }
     }
     for (const SOther& other : others_) {
-      std::for_each(other.parts.begin(), other.parts.end(),
-                    [&](const SLearntPart& part) { take(part, other.path); });
+      auto& [contents, names] = knownOf[other.variant];
+      for (const SLearntPart& part : other.parts) {
+        const bool known = part.content && !contents.emplace(*part.content, part.name).second;
+        if (known && !options_.again) {
+          throw CUsageError(other.path + ": " + part.name + " is learnt already, as " +
+                            contents.at(*part.content) +
+                            "; the same parts count twice then (--again joins all the same)");
+        }
+        twice_ += names.insert(part.name).second || known ? 0 : 1;
+      }
     }
   }
 
@@ -151,23 +178,31 @@ class CMergeRun {
         throw CStoreError(options_.store + ": another process made the store meanwhile");
       }
     }
-    if (newSettings_) {
-      store_->SetSettings(*newSettings_);
+    store_->Choose("");
+    if (!first_.empty()) {
+      store_->SetSettings(*settings_);
     }
     store_->SetReason(options_.reason);
     std::vector<std::string> names;
-    std::transform(others_.begin(), others_.end(), std::back_inserter(names),
-                   [](const SOther& other) { return other.path; });
-    const std::int64_t run = store_->AddRun("merge", model_->Settings(), names);
     for (const SOther& other : others_) {
+      if (names.empty() || names.back() != other.path) {
+        names.push_back(other.path);
+      }
+    }
+    const std::int64_t run = store_->AddRun("merge", *settings_, names);
+    for (const SOther& other : others_) {
+      store_->ChooseOrMake(other.variant);
       for (SLearntPart part : other.parts) {
         part.recording.reset();  // a number of the other store
         store_->AddLearnt(run, part);
       }
     }
-    SaveModel(*store_, *model_, run);
-    SaveBase(*store_, *model_);  // the joint state is not that of parts learnt in a row
-    store_->DropKept(std::numeric_limits<std::int64_t>::max());
+    for (const auto& [variant, model] : models_) {
+      store_->ChooseOrMake(variant);
+      SaveModel(*store_, *model, run);
+      SaveBase(*store_, *model);  // the joint state is not that of parts learnt in a row
+      store_->DropKept(std::numeric_limits<std::int64_t>::max());
+    }
     store_->Commit();
   }
 
@@ -176,7 +211,11 @@ class CMergeRun {
       options_.json ? ReportJson(other) : ReportText(other);
     }
     std::ostream& out = options_.json ? console_.err : console_.out;
-    const std::int64_t parts = store_->CountParts(true);
+    std::int64_t parts = 0;
+    for (const SStoredVariant& variant : store_->Variants()) {
+      store_->Choose(variant.name);
+      parts += store_->CountParts(true);
+    }
     out << parts << (parts == 1 ? " part" : " parts") << " learnt in " << Escaped(options_.store)
         << '\n';
     if (twice_ > 0) {
@@ -184,15 +223,18 @@ class CMergeRun {
                    << (twice_ == 1 ? " part has the name" : " parts have names")
                    << " of another one; the same parts must not be learnt twice\n";
     }
-    for (const std::string& warning : model_->Warnings()) {
-      Warn(console_, warning);
+    for (const auto& [variant, model] : models_) {
+      for (const std::string& warning : model->Warnings()) {
+        Warn(console_, (variant.empty() ? "" : variant + ": ") + warning);
+      }
     }
   }
 
   void ReportText(const SOther& other) {
     console_.out << "joined " << other.parts.size()
                  << (other.parts.size() == 1 ? " part of " : " parts of ") << Escaped(other.path)
-                 << ": " << other.quantities.both.size()
+                 << (other.variant.empty() ? "" : ", " + Escaped(other.variant)) << ": "
+                 << other.quantities.both.size()
                  << (other.quantities.both.size() == 1 ? " quantity\n" : " quantities\n");
     for (const std::string& name : other.quantities.onlyThere) {
       console_.out << "  " << Quoted(name) << " is only in " << Escaped(other.path)
@@ -207,6 +249,9 @@ class CMergeRun {
   void ReportJson(const SOther& other) {
     nlohmann::ordered_json json;
     json["store"] = other.path;
+    if (!other.variant.empty()) {
+      json["variant"] = other.variant;
+    }
     json["parts"] = other.parts.size();
     json["joined"] = other.quantities.both;
     json["left_out"] = other.quantities.onlyThere;
@@ -216,10 +261,10 @@ class CMergeRun {
 
   const SOptions& options_;
   SConsole& console_;
-  std::unique_ptr<CStore> store_;  ///< null while there is none
-  std::unique_ptr<CModel> model_;
-  std::optional<SSettings> newSettings_;  ///< of the first other store, for a new one
-  std::string first_;                     ///< that one
+  std::unique_ptr<CStore> store_;                          ///< null while there is none
+  std::map<std::string, std::unique_ptr<CModel>> models_;  ///< by variant, of those that are joined
+  std::optional<SSettings> settings_;  ///< of the store; of the first other one for a new one
+  std::string first_;                  ///< that one
   std::vector<SOther> others_;
   std::size_t twice_ = 0;  ///< parts with names that were there already
 };

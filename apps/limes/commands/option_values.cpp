@@ -1,5 +1,6 @@
 #include "apps/limes/commands/option_values.h"
 
+#include <algorithm>
 #include <charconv>
 #include <sstream>
 #include <string_view>
@@ -40,6 +41,20 @@ SCondition ParseCondition(const std::string& text) {
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
+void ParseVariant(const std::string& text, SOptions& options, bool names) {
+  std::vector<std::string> known = options.settings.variant.value_or(std::vector<std::string>());
+  for (const std::string& pair : SplitNames("--variant", text)) {
+    const auto equals = pair.find('=');
+    known.push_back(pair.substr(0, equals));
+    if (equals != std::string::npos && equals > 0 && equals + 1 < pair.size()) {
+      options.variant.push_back({known.back(), pair.substr(equals + 1)});
+    } else if (!names || equals != std::string::npos) {
+      throw CUsageError("--variant needs NAME=VALUE, not " + Quoted(pair));
+    }
+  }
+  options.settings.variant = names ? std::optional(known) : std::nullopt;
+}
+
 double ParseShare(const char* option, const std::string& text) {
   double share = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), share);
@@ -72,6 +87,38 @@ std::chrono::milliseconds ParseSeconds(const char* option, const std::string& te
     throw CUsageError(std::string(option) + " needs seconds such as 0.5, not " + Quoted(text));
   }
   return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000.0));
+}
+
+std::vector<int> ParseShifts(const std::string& text) {
+  std::vector<int> shifts;
+  for (const std::string& time : SplitNames("--shifts", text)) {
+    const std::size_t colon = time.find(':');
+    std::uint64_t hours = 24;
+    std::uint64_t minutes = 60;
+    const bool good = colon != std::string::npos && colon + 3 == time.size() &&
+                      ParseCount(std::string_view(time).substr(0, colon), hours) &&
+                      ParseCount(std::string_view(time).substr(colon + 1), minutes);
+    const int begins = static_cast<int>(std::min<std::uint64_t>(hours, 24) * 60 + minutes);
+    if (!good || hours > 23 || minutes > 59 || (!shifts.empty() && begins <= shifts.back())) {
+      throw CUsageError("--shifts needs times that rise, such as 6:00,14:00,22:00, not " +
+                        Quoted(text));
+    }
+    shifts.push_back(begins);
+  }
+  return shifts;
+}
+
+std::chrono::milliseconds ParseAge(const char* option, const std::string& text) {
+  constexpr std::uint64_t kMostHours = 100 * 366 * 24;
+  const std::string_view number = std::string_view(text).substr(0, text.size() - !text.empty());
+  const char unit = text.empty() ? ' ' : text.back();
+  const std::uint64_t hours = unit == 'h' ? 1 : unit == 'd' ? 24 : unit == 'w' ? 168 : 0;
+  std::uint64_t count = 0;
+  if (hours == 0 || !ParseCount(number, count) || count > kMostHours / hours) {
+    throw CUsageError(std::string(option) + " needs an age such as 90d, 12h or 8w, not " +
+                      Quoted(text));
+  }
+  return std::chrono::hours(static_cast<std::int64_t>(count * hours));
 }
 
 void ParseSpectrum(const std::string& text, SGivenSettings& settings) {

@@ -16,6 +16,10 @@ std::vector<std::string> SplitNames(const char* option, const std::string& text)
 /// "COLUMN=VALUE".
 SCondition ParseCondition(const std::string& text);
 
+/// "product,gear" or "product=A,gear=3", names or values of what tells variants apart; without
+/// names only where filters are meant.
+void ParseVariant(const std::string& text, SOptions& options, bool names);
+
 /// "1%" or "0.01".
 double ParseShare(const char* option, const std::string& text);
 
@@ -23,6 +27,9 @@ double ParseShare(const char* option, const std::string& text);
 std::int32_t ParseModes(const std::string& text);
 /// "0.5", seconds of at most a day.
 std::chrono::milliseconds ParseSeconds(const char* option, const std::string& text);
+
+/// "6:00,14:00,22:00", as minutes of the day, rising.
+std::vector<int> ParseShifts(const std::string& text);
 
 /// "1024", or a resolution as "12.5Hz".
 void ParseSpectrum(const std::string& text, SGivenSettings& settings);

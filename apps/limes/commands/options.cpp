@@ -45,6 +45,26 @@ void AddFlag(CLI::App& app, const std::string& name, std::optional<bool>& target
       name, [&target] { target = true; }, help);
 }
 
+/// Which variants are meant.
+void AddVariant(CLI::App& app, SOptions& o) {
+  AddText(
+      app, "--variant", [&o](const std::string& t) { ParseVariant(t, o, false); },
+      "only variants with these values", "NAME=VALUE,...");
+}
+
+/// Which variant parts are.
+void AddVariantOfParts(CLI::App& app, SOptions& o) {
+  AddText(
+      app, "--variant", [&o](const std::string& t) { ParseVariant(t, o, true); },
+      "learn and judge each variant by itself: columns or fields that tell them apart, or the "
+      "variant of all parts",
+      "NAME[=VALUE],...");
+  AddText(
+      app, "--variant-pattern", [&o](const std::string& t) { o.settings.variantPattern = t; },
+      "names of files, with the fields of --variant, such as {product}_{gear}_{serial}.wav",
+      "PATTERN");
+}
+
 void AddReading(CLI::App& app, SOptions& o) {
   SGivenSettings& s = o.settings;
   app.option_defaults()->group("How files are read");
@@ -75,6 +95,7 @@ void AddReading(CLI::App& app, SOptions& o) {
   Add(app, "--scale", s.scale, "factor from the file's numbers to the unit", "F");
   Add(app, "--label-column", s.labelColumn, "column with the known verdict", "NAME");
   Add(app, "--good", s.good, "label of good parts; only these are learnt (good)", "LABEL");
+  AddVariantOfParts(app, o);
   Add(app, "--jobs", o.jobs, "threads that read and form (one per processor)", "N")
       ->check(CLI::Range(1U, 1024U));
 }
@@ -143,6 +164,8 @@ void AddRule(CLI::App& app, SOptions& o) {
   Add(app, "--time-scale", s.timeScale, "memory of the means, in parts (10000; tracks: 200)", "T");
   Add(app, "--min-parts", s.minParts, "fewer learnt parts judge nothing (3)", "N");
   Add(app, "--min-share", s.minShare, "least judged share for an OK (0.9; tracks: 0.5)", "P");
+  Add(app, "--own-from", s.ownFrom,
+      "with fewer parts learnt a variant is judged by the limit of all variants (20)", "N");
   AddFlag(app, "--one-per-curve", s.onePerCurve,
           "one defect per curve, not one per region beyond the limit");
   Add(app, "--sides", s.sides, "upper, lower or both (both)", "SIDES");
@@ -220,6 +243,7 @@ void AddWatching(CLI::App& app, SOptions& o) {
     AddText(
         app, name, [&target](const std::string& t) { target = t; }, help, what);
   };
+  AddVariantOfParts(app, o);
   app.option_defaults()->group("What is done with files that came");
   text("--done", w.done, "move them to this folder when they are judged", "FOLDER");
   AddFlag(app, "--beside", w.beside, "write the results of each beside it, to FILE.limes.json");
@@ -275,6 +299,9 @@ CLI::App* AddServe(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--token", [&s](const std::string& t) { s.tokenFile = t; },
       "file whose first line must be given to be answered", "FILE");
+  AddText(
+      *command, "--shifts", [&s](const std::string& t) { s.shifts = ParseShifts(t); },
+      "when shifts begin, for the share OK of each: 6:00,14:00,22:00", "TIME,...");
   AddFlag(*command, "--allow-actions", s.allowsActions,
           "let the page accept and forget parts held back");
   AddWatching(*command, o);
@@ -286,6 +313,7 @@ CLI::App* AddForget(CLI::App& app, SOptions& o) {
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
   command->add_option("PART", o.files, "names of learnt parts")->type_name("");
   Add(*command, "--run", o.run, "the parts of this run (limes show --runs)", "N");
+  AddVariant(*command, o);
   AddBecause(*command, o);
   return command;
 }
@@ -297,6 +325,7 @@ CLI::App* AddHeld(CLI::App& app, SOptions& o, const char* name, const char* help
   command->add_option("PART", o.files, "names of held parts (limes show --held)")
       ->required(named)
       ->type_name("");
+  AddVariant(*command, o);
   AddBecause(*command, o);
   return command;
 }
@@ -304,6 +333,7 @@ CLI::App* AddHeld(CLI::App& app, SOptions& o, const char* name, const char* help
 CLI::App* AddSet(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("set", "judge by another rule, without learning anew");
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  AddVariant(*command, o);
   AddRule(*command, o);
   AddModes(*command, o);
   AddGuarding(*command, o);
@@ -325,6 +355,7 @@ CLI::App* AddMerge(CLI::App& app, SOptions& o) {
   AddText(
       *command, "--bench", [&o](const std::string& t) { o.benches.push_back(t); },
       "of them this one only; may be repeated", "NAME");
+  AddVariant(*command, o);
   command->add_flag("--json", o.json, "one JSON object per other store and line");
   AddFlag(*command, "--again", o.again, "join parts that are learnt here already once more");
   AddBecause(*command, o);
@@ -385,6 +416,7 @@ void AddTolerance(CLI::App& app, SOptions& o) {
 
 CLI::App* AddShow(CLI::App& app, SOptions& o) {
   CLI::App* command = AddList(app, o, "show", "list the learnt quantities");
+  AddVariant(*command, o);
   AddFlag(*command, "--runs", o.runs, "list the runs instead, with their numbers");
   AddFlag(*command, "--held", o.held, "list the parts that are held back from learning instead");
   AddFlag(*command, "--past", o.past, "list what was learnt before each rebase instead");
@@ -449,6 +481,7 @@ CLI::App* AddPlot(CLI::App& app, SOptions& o) {
           "PART", o.files,
           "judged parts, or files of measurements, drawn over the limit as they are judged")
       ->type_name("");
+  AddVariant(*command, o);
   AddText(
       *command, "-o,--out", [&o](const std::string& t) { o.output = t; },
       "the file to write (standard output)", "OUT");
@@ -460,6 +493,7 @@ CLI::App* AddPlot(CLI::App& app, SOptions& o) {
 CLI::App* AddTune(CLI::App& app, SOptions& o) {
   CLI::App* command =
       AddList(app, o, "tune", "try other rules on the parts that a store has judged");
+  AddVariant(*command, o);
   Add(*command, "--base", o.settings.base, "at this base (the store's)", "B");
   AddText(
       *command, "--reject",
@@ -479,6 +513,7 @@ CLI::App* AddTune(CLI::App& app, SOptions& o) {
 
 CLI::App* AddReport(CLI::App& app, SOptions& o) {
   CLI::App* command = AddList(app, o, "report", "list stored verdicts and defects");
+  AddVariant(*command, o);
   AddText(
       *command, "--html", [&o](const std::string& t) { o.output = t; },
       "write a page with plots, verdicts and defects instead", "FILE");

@@ -49,6 +49,7 @@ struct SOptions {
   SGivenSettings settings;
   SSelection selection;
   std::vector<SCondition> where;
+  std::vector<SCondition> variant;   ///< what is given of it: of all parts, or which are meant
   std::optional<std::int64_t> run;   ///< whose parts are forgotten
   std::optional<std::string> group;  ///< column that names what is left out together
   /// Modes that are judged apart; 0: none, kAutoModes: as many as help.

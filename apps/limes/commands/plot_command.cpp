@@ -4,6 +4,7 @@
 
 #include "apps/limes/bench/judging.h"
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/model/model.h"
@@ -40,6 +41,7 @@ class CPlottedParts {
         }
       });
     }
+    variant_ = store.Chosen();
     CStoredCurves curves(store, model);
     for (std::size_t i = 0; i < names.size(); ++i) {
       if (!verdicts[i].part.empty()) {
@@ -75,13 +77,20 @@ class CPlottedParts {
     if (!judging_) {
       judging_ = std::make_unique<CJudging>(options_.store, SGivenSettings(), "plot", false);
     }
-    CPartSource source(
-        {name}, {judging_->Settings(), options_.selection, options_.where, false, true, note});
+    CPartSource source({name}, {judging_->Settings(), options_.selection, options_.where, false,
+                                true, note, 1, options_.variant});
     SPart part;
     std::size_t taken = 0;
     while (source.OpenNext()) {
       for (; source.Next(part); ++taken) {
         const SPartVerdict& verdict = judging_->Judge(part, note);
+        if (verdict.reason || verdict.variant != variant_) {
+          note(verdict.part + (verdict.reason
+                                   ? " was not judged: " + *verdict.reason
+                                   : " is of " + Quoted(verdict.variant) + " and is not drawn"));
+          judging_->Drop(0);
+          continue;
+        }
         for (const SQuantityVerdict& q : verdict.quantities) {
           if (q.name == options_.quantity && q.verdict == Verdict::kNotJudged) {
             note(verdict.part + " was not judged: " + q.reason.value_or("no limit held for it"));
@@ -100,6 +109,7 @@ class CPlottedParts {
   SConsole& console_;
   const SPlot& plot_;
   bool modes_;
+  std::string variant_;
   std::unique_ptr<CJudging> judging_;
   std::vector<SPlotPart> parts_;
 };
@@ -109,6 +119,7 @@ class CPlottedParts {
 int RunPlot(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
+  ChooseOne(store, options, "a plot");
   CModel model = LoadedModel(store, store.Settings().value_or(SSettings()));
   const std::vector<SLearntSummary> summaries = model.Summaries();
   SPlot plot;

@@ -25,6 +25,9 @@ std::string NameOf(const std::string& store) {
 
 int RunPush(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
+  if (!store.Settings().value_or(SSettings()).variant.empty()) {
+    throw CUsageError(options.store + ": the database has no place for variants yet");
+  }
   const std::string bench =
       options.benches.empty() ? NameOf(options.store) : options.benches.front();
   CPlantConnection plant(options.plant);

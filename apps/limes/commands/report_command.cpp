@@ -1,6 +1,7 @@
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/report/html_report.h"
@@ -20,6 +21,7 @@ int WritePage(const SOptions& options, SConsole& console) {
   RequirePageName(options.output);
   CStore store(options.store, CStore::Mode::kReading);
   RefuseStore(options.output, options.store);
+  ChooseOne(store, options, "a page");
   WriteOutput(options.output, HtmlReport(store, options.allRuns), options.force);
   console.out << "wrote " << Escaped(options.output) << '\n';
   return static_cast<int>(ExitCode::kAllGood);
@@ -36,23 +38,29 @@ int RunReport(const SOptions& options, SConsole& console) {
   const std::string good = store.Settings().value_or(SSettings()).good;
   std::string rule;
   CJsonText json;
-  store.ForEachJudged(options.allRuns, [&](const SPartVerdict& verdict) {
-    counts.Add(verdict, good);
-    if (!options.json && verdict.rule != rule) {
-      PrintRule(console.out, verdict);
-      rule = verdict.rule;
-    }
-    if (options.json) {
-      PrintVerdictJson(console.out, json, verdict);
-    } else {
-      PrintVerdict(console.out, verdict, console.colours);
-    }
-  });
-  if (!options.json) {
+  const auto list = [&] {
+    store.ForEachJudged(options.allRuns, [&](const SPartVerdict& verdict) {
+      counts.Add(verdict, good);
+      if (!options.json && verdict.rule != rule) {
+        PrintRule(console.out, verdict);
+        rule = verdict.rule;
+      }
+      if (options.json) {
+        PrintVerdictJson(console.out, json, verdict);
+      } else {
+        PrintVerdict(console.out, verdict, console.colours);
+      }
+    });
     constexpr std::int64_t kMostAlarms = 20;
-    for (const SDriftFound& drift : store.Alarms(kMostAlarms)) {
+    for (const SDriftFound& drift :
+         options.json ? std::vector<SDriftFound>() : store.Alarms(kMostAlarms)) {
       console.out << Escaped(DriftText(drift)) << '\n';
     }
+  };
+  if (options.variant.empty()) {
+    list();  // of all variants, and of parts that are of none
+  } else {
+    ForEachVariant(store, options, [&](const SStoredVariant&) { list(); });
   }
   PrintCounts(options.json ? console.err : console.out, counts);
   return static_cast<int>(ExitCode::kAllGood);

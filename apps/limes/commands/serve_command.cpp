@@ -38,8 +38,8 @@ std::vector<CBenchState::SHeld> HeldList(const std::vector<SHeldPart>& parts) {
 }  // namespace
 
 int RunServe(const SOptions& options, SConsole& console) {
-  CBenchState state(options.store, options.serve.allowsActions);
-  CBench bench(options.store, state, HeldList);
+  CBenchState state(options.store, options.serve.allowsActions, options.serve.shifts);
+  CBench bench(options.store, options.settings, state, HeldList);
   CBenchLearning learning(options.store, console);
   std::unique_ptr<CPublisher> publisher;
   if (!options.watch.folder.empty()) {
@@ -48,6 +48,7 @@ int RunServe(const SOptions& options, SConsole& console) {
       publisher = MakeMqttPublisher(options.mqtt);
     }
     SWatchSettings watch = options.watch;
+    watch.variant = options.variant;
     watch.batch = std::chrono::milliseconds(5);  // who sends parts waits meanwhile
     bench.Watch(watch,
                 HooksOf(
@@ -55,8 +56,10 @@ int RunServe(const SOptions& options, SConsole& console) {
                 publisher.get());
   }
   const CEnding ending;
+  SServeSettings serve = options.serve;
+  serve.variant = options.variant;
   const auto service =
-      MakeBenchService(options.serve, bench, state, options.store,
+      MakeBenchService(serve, bench, state, options.store,
                        [&](const SHeldAction& action) { return Decide(options.store, action); });
   console.out << "the bench is served at " << Escaped(service->Url()) << std::endl;
   bench.Run([] { return CEnding::IsWanted(); },

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <map>
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
@@ -39,11 +40,15 @@ class CTestRun {
                 CPartSource::SConfig{judging_.Settings(), options.selection, options.where, false,
                                      !options.settings.labelColumn,
                                      [&console](const std::string& text) { Warn(console, text); },
-                                     JobsOf(options)}) {
+                                     JobsOf(options), options.variant}) {
     if (!options.keepGoing) {
       source_.CheckFiles();
     }
     if (!options.output.empty()) {
+      if (judging_.HasVariants()) {
+        throw CUsageError(
+            "--report shows limits of one variant; limes report --html --variant does it");
+      }
       RefuseStore(options.output, options.store);
       reportFile_ = std::make_unique<COutputFile>(options.output, options.force);
       report_ = std::make_unique<CHtmlReport>(judging_.Model());
@@ -61,7 +66,9 @@ class CTestRun {
     }
     TakeUnusable();
     PrintCounts(options_.json ? console_.err : console_.out, counts_);
-    if (!options_.json) {
+    if (!options_.json && judging_.HasVariants()) {
+      PrintVariants();
+    } else if (!options_.json) {
       PrintSureness(console_.out, last_);
       PrintPromise(console_.out, judging_.Promise());
     }
@@ -148,6 +155,7 @@ class CTestRun {
     }
     std::vector<SPartVerdict> written = judging_.Write();
     for (const SPartVerdict& verdict : written) {
+      ++(verdict.limitOf.empty() ? unknown_ : byVariant_[verdict.variant][verdict.limitOf]);
       counts_.Add(verdict, judging_.Settings().good);
       if (options_.json) {
         PrintVerdictJson(console_.out, json_, verdict);
@@ -163,6 +171,21 @@ class CTestRun {
     }
     console_.out.flush();
     last_ = std::move(written.back());
+  }
+
+  /// How many parts of each variant were judged, and by which limits.
+  void PrintVariants() {
+    for (const auto& [variant, limits] : byVariant_) {
+      for (const auto& [limitOf, parts] : limits) {
+        console_.out << Escaped(variant) << ": " << parts << (parts == 1 ? " part" : " parts")
+                     << (limitOf == variant ? " by its own limit" : " by the limit of all variants")
+                     << '\n';
+      }
+    }
+    if (unknown_ > 0) {
+      console_.out << unknown_ << (unknown_ == 1 ? " part" : " parts")
+                   << " of no variant that was learnt, not judged\n";
+    }
   }
 
   /// A page is written when all files could be read, or those that could not are on it.
@@ -186,6 +209,8 @@ class CTestRun {
   CJsonText json_;
   std::vector<SUnusable> unusable_;
   SPartVerdict last_;  ///< all parts of a run are judged by the same limits
+  std::map<std::string, std::map<std::string, std::uint64_t>> byVariant_;  ///< parts by limit
+  std::uint64_t unknown_ = 0;  ///< parts of no known variant
   SCounts counts_;
   Clock::time_point stored_ = Clock::now();
 };

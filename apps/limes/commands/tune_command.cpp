@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "apps/limes/commands/commands.h"
+#include "apps/limes/commands/meant_variants.h"
 #include "apps/limes/commands/output_file.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/report/tuning_text.h"
@@ -44,6 +45,7 @@ STrial GivenTrial(const SOptions& options, CTuning& tuning) {
 int RunTune(const SOptions& options, SConsole& console) {
   CStore store(options.store, CStore::Mode::kReading);
   store.BeginReading();
+  ChooseOne(store, options, "tune");
   CTuning tuning(store);
   store.Rollback();
   if (tuning.Parts() == 0) {

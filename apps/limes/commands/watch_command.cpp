@@ -18,7 +18,7 @@ class CWatchRun {
  public:
   CWatchRun(const SOptions& options, SConsole& console)
       : console_(console),
-        judging_(options.store, {}, "watch", true),
+        judging_(options.store, options.settings, "watch", true),
         learning_(options.store, console) {
     CheckFolders(options.watch);
     if (!options.mqtt.broker.empty()) {
@@ -29,7 +29,9 @@ class CWatchRun {
     hooks.report = [this](const auto&, const auto& verdicts, const auto& lines) {
       Report(verdicts, lines);
     };
-    watching_ = std::make_unique<CWatching>(judging_, options.watch, hooks, publisher_.get());
+    SWatchSettings watch = options.watch;
+    watch.variant = options.variant;
+    watching_ = std::make_unique<CWatching>(judging_, watch, hooks, publisher_.get());
   }
 
   int Run() {

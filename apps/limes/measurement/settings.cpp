@@ -11,6 +11,7 @@
 #include "recordings/forming/former.h"
 #include "recordings/tables/dialect.h"
 #include "recordings/text.h"
+#include "recordings/variant.h"
 
 namespace limes::host {
 namespace {
@@ -75,6 +76,7 @@ void ValidateNumbers(const SSettings& s) {
           "--keep-curves must be a number of MB from 0 to 1000000");
   Require(s.timeScale >= 1, "--time-scale must be at least 1");
   Require(s.minParts >= 1, "--min-parts must be at least 1");
+  Require(s.ownFrom >= 1, "--own-from must be at least 1");
   Require(s.minShare >= 0.0 && s.minShare <= 1.0, "--min-share must lie between 0 and 1");
   const std::uint32_t n = s.spectrum;
   Require(n == 0 || (n >= 4 && n % 2 == 0 && n <= (1U << 24)),
@@ -168,6 +170,8 @@ void ValidateCombinations(const SSettings& s) {
   Require((!s.modes && !s.whole) || !s.tracks,
           "--modes and --whole need parts that cover the same range, not --tracks");
   ValidateForming(s);
+  const std::string variantFault = recordings::FaultOfVariant(s.variant, s.variantPattern);
+  Require(variantFault.empty(), variantFault);
   Require(s.cover || !s.sure, "--sure needs --cover");
   Require(!s.cover || !(s.modes || s.whole),
           "--cover is for limits at each point alone, without --modes and --whole");
@@ -236,6 +240,17 @@ SSettings Joined(const SGivenSettings& given, const SSettings& stored, bool lear
   return result;
 }
 
+/// Some names of what tells variants apart may be given again.
+SGivenSettings WithoutKnownNames(SGivenSettings given, const SSettings& stored) {
+  const auto isKnown = [&](const std::string& name) {
+    return std::find(stored.variant.begin(), stored.variant.end(), name) != stored.variant.end();
+  };
+  if (given.variant && std::all_of(given.variant->begin(), given.variant->end(), isKnown)) {
+    given.variant.reset();
+  }
+  return given;
+}
+
 }  // namespace
 
 SSettings Resolve(const SGivenSettings& given, const std::optional<SSettings>& stored,
@@ -249,7 +264,7 @@ SSettings Resolve(const SGivenSettings& given, const std::optional<SSettings>& s
           "--reject must be at least one part in a million (0.0001%), which takes a million good "
           "parts to promise; --factor sets limits without a rate");
   if (stored) {
-    result = Joined(given, *stored, learning);
+    result = Joined(WithoutKnownNames(given, *stored), *stored, learning);
     ValidateNumbers(result);
   }
   try {

@@ -49,8 +49,9 @@ struct TRule {
     return sides == "both" ? Sides::kBoth : sides == "lower" ? Sides::kLower : Sides::kUpper;
   }
 
-  Field<double> drift = Form::Default(10000.0);  ///< parts between false alarms; 0: no alarm
-  Field<bool> guard = Form::Default(false);      ///< hold back what good parts do not explain
+  Field<double> drift = Form::Default(10000.0);     ///< parts between false alarms; 0: no alarm
+  Field<bool> guard = Form::Default(false);         ///< hold back what good parts do not explain
+  Field<std::int32_t> ownFrom = Form::Default(20);  ///< fewer parts: a variant's limit is all's
 
   std::optional<double> keepCurves;  ///< MB of curves of judged parts; see KeptBytes
 
@@ -79,6 +80,7 @@ struct TRule {
     visit("--drift", Policy::kJudging, r.drift...);
     visit("--guard", Policy::kReading, r.guard...);
     visit("--keep-curves", Policy::kReading, r.keepCurves...);
+    visit("--own-from", Policy::kJudging, r.ownFrom...);
   }
 };
 

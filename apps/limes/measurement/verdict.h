@@ -157,6 +157,9 @@ void VisitFields(auto visit, SameRecord<SScores> auto& s) {
   visit(SField{nullptr, "score_whole", 9}, s.whole);
 }
 
+/// What stands for the limits of all variants together.
+inline constexpr const char* kAllVariants = "all variants";
+
 struct SPartVerdict {
   std::string part;
   std::optional<std::string> label;
@@ -166,6 +169,11 @@ struct SPartVerdict {
   std::vector<SDefect> defects;  ///< most important first
 
   std::vector<SDriftFound> drifts{};  ///< alarms that it gave
+
+  std::string
+      variant{};  ///< of the part; empty where variants are not told apart, or it is unknown
+  std::string limitOf{};  ///< variant whose limits judged; kAllVariants; empty: without variants
+  std::optional<std::string> reason{};  ///< why the part as a whole was not judged
 
   std::optional<std::int64_t> content{};  ///< tells what was measured apart (ContentOf)
   std::string rule{};  ///< of a stored verdict: the settings it was given by, as JSON; may be empty

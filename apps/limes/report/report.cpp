@@ -70,6 +70,10 @@ std::string SurenessText(const SLimitSureness& s) {
 }  // namespace
 
 void PrintReason(std::ostream& out, const SPartVerdict& verdict) {
+  if (verdict.reason) {
+    out << "  " << *verdict.reason;
+    return;
+  }
   const auto q = std::find_if(verdict.quantities.begin(), verdict.quantities.end(),
                               [](const auto& v) { return v.verdict == Verdict::kNotJudged; });
   if (q != verdict.quantities.end()) {
@@ -84,6 +88,10 @@ void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours) 
   line << "  " << verdict.part;
   if (verdict.label) {
     line << "  (" << *verdict.label << ")";
+  }
+  if (!verdict.variant.empty()) {
+    line << "  [" << verdict.variant << "]";
+    line << (verdict.limitOf == kAllVariants ? " by the limit of all variants" : "");
   }
   if (verdict.verdict == Verdict::kNotJudged) {
     PrintReason(line, verdict);

@@ -12,6 +12,7 @@
 namespace limes::host {
 
 class CJsonText;
+class CStore;
 
 /// One line per part and its defects for people; colours only when asked for.
 void PrintVerdict(std::ostream& out, const SPartVerdict& verdict, bool colours);
@@ -53,8 +54,14 @@ void PrintCounts(std::ostream& out, const SCounts& counts);
 
 void PrintSummary(std::ostream& out, const SLearntSummary& summary, const SSettings& settings);
 
-/// drifts: alarms of all quantities; those of this one are a field, where there are any.
+/// The limits of a store, of all its variants, as PrintSummaryJson tells them. Needs a transaction
+/// that reads. Throws CStoreError.
+void PrintLimitsJson(std::ostream& out, CStore& store);
+
+/// drifts: alarms of all quantities; those of this one are a field, where there are any. variant,
+/// limitOf: see SPartVerdict.
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& summary, const SSettings& settings,
-                      const SPromise& promise, const std::vector<SDriftFound>& drifts);
+                      const SPromise& promise, const std::vector<SDriftFound>& drifts,
+                      const std::string& variant = "", const std::string& limitOf = "");
 
 }  // namespace limes::host

@@ -8,6 +8,7 @@
 #include "apps/limes/report/json_line.h"
 #include "apps/limes/report/json_text.h"
 #include "apps/limes/report/report.h"
+#include "apps/limes/store/stored_model.h"
 #include "recordings/measurement.h"
 #include "recordings/text.h"
 
@@ -155,7 +156,16 @@ void PrintVerdictJson(std::ostream& out, CJsonText& json, const SPartVerdict& ve
   if (verdict.label) {
     json.Add("label", *verdict.label);
   }
+  if (!verdict.variant.empty()) {
+    json.Add("variant", verdict.variant);
+  }
+  if (!verdict.limitOf.empty()) {
+    json.Add("limit_of", verdict.limitOf);
+  }
   json.Add("verdict", VerdictText(verdict.verdict));
+  if (verdict.reason) {
+    json.Add("reason", *verdict.reason);
+  }
   AddFields(json, verdict.scores);
   if (!verdict.rule.empty()) {
     json.AddJson("rule", RuleOf(verdict).dump());
@@ -207,10 +217,29 @@ void PrintVerdictJson(std::ostream& out, CJsonText& json, const SPartVerdict& ve
   out << json.Take() << '\n';
 }
 
+void PrintLimitsJson(std::ostream& out, CStore& store) {
+  for (const SStoredVariant& variant : store.Variants()) {
+    store.Choose(variant.name);
+    const SSettings settings = store.Settings().value_or(SSettings());
+    CModel model = LoadedModel(store, settings);
+    const SPromise promise = PromiseOf(store, model);
+    for (const SLearntSummary& summary : model.Summaries()) {
+      PrintSummaryJson(out, summary, settings, promise, {}, variant.name,
+                       LimitOf(variant, settings));
+    }
+  }
+  store.Choose("");
+}
+
 void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSettings& settings,
-                      const SPromise& promise, const std::vector<SDriftFound>& drifts) {
+                      const SPromise& promise, const std::vector<SDriftFound>& drifts,
+                      const std::string& variant, const std::string& limitOf) {
   Json json;
   json["name"] = s.name;
+  if (!variant.empty()) {
+    json["variant"] = variant;
+    json["limit_of"] = limitOf;
+  }
   json["side"] = SideText(s.side);
   const bool single = s.kind == "value";
   json["kind"] = s.kind;

@@ -5,6 +5,7 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/unit_text.h"
+#include "apps/limes/store/store_schema.h"
 #include "recordings/text.h"
 
 namespace limes::host {
@@ -78,7 +79,8 @@ SQuantityVerdict PassedVerdict(const SValueLimit& limit, double value) {
   return q;
 }
 
-std::optional<CPassedValues::SKept> CPassedValues::Keep(const SPartVerdict& verdict, double base) {
+std::optional<CPassedValues::SKept> CPassedValues::Keep(const SPartVerdict& verdict, double base,
+                                                        std::int64_t variant) {
   Limits limits;
   SKept kept;
   std::vector<double> values;
@@ -98,39 +100,48 @@ std::optional<CPassedValues::SKept> CPassedValues::Keep(const SPartVerdict& verd
   if (limits.empty() || !verdict.defects.empty()) {
     return std::nullopt;
   }
-  if (last_ == 0) {
-    CStatement find(database_, "SELECT coalesce(max(id), 0) FROM limits");
-    find.Step();
-    last_ = find.Int(0);
-  }
-  const Limits& known = Find(last_);
-  if (!std::equal(known.begin(), known.end(), limits.begin(), limits.end(), IsSame)) {
-    Add(limits);
-  }
+  kept.limits = NumberOf(limits, variant);
   for (const double value : values) {
     kept.values += kept.values.empty() ? '[' : ',';
     kept.values += recordings::NumberText(value);
   }
   kept.values += ']';
-  kept.limits = last_;
   return kept;
 }
 
-void CPassedValues::Add(const Limits& limits) {
-  CStatement add(database_,
-                 "INSERT INTO limits VALUES(?, ?, ?, (SELECT id FROM quantity WHERE name = ?), "
-                 "?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  ++last_;
+/// The limits of a variant that were stored last, if they are these; else these are stored.
+std::int64_t CPassedValues::NumberOf(const Limits& limits, std::int64_t variant) {
+  std::int64_t& last = last_[variant];
+  if (last == 0) {
+    CStatement find(database_,
+                    "SELECT coalesce(max(limits.id), 0) FROM limits WHERE quantity IN "
+                    "(SELECT id FROM quantity WHERE variant = chosen_variant())");
+    find.Step();
+    last = find.Int(0);
+  }
+  const Limits& known = Find(last);
+  if (!std::equal(known.begin(), known.end(), limits.begin(), limits.end(), IsSame)) {
+    CStatement free(database_, "SELECT coalesce(max(id), 0) + 1 FROM limits");
+    free.Step();
+    last = free.Int(0);
+    Add(last, limits);
+  }
+  return last;
+}
+
+void CPassedValues::Add(std::int64_t id, const Limits& limits) {
+  CStatement add(database_, std::string("INSERT INTO limits VALUES(?, ?, ?, ") + kChosenQuantity +
+                                ", ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   for (std::size_t i = 0; i < limits.size(); ++i) {
     const SValueLimit& limit = limits[i];
-    add.Bind(last_).Bind(static_cast<std::int64_t>(i)).Bind(static_cast<std::int64_t>(limit.item));
+    add.Bind(id).Bind(static_cast<std::int64_t>(i)).Bind(static_cast<std::int64_t>(limit.item));
     add.Bind(limit.verdict.name).Bind(SideText(limit.verdict.side));
     add.Bind(std::int64_t{limit.verdict.sureness->parts});
     VisitNumbers([&](const auto& number) { add.Bind(std::optional<double>(number)); }, limit);
     add.Run();
   }
   found_ = limits;
-  foundId_ = last_;
+  foundId_ = id;
 }
 
 const CPassedValues::Limits& CPassedValues::Find(std::int64_t id) {

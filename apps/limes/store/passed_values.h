@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,12 +33,12 @@ class CPassedValues {
     std::string values;  ///< a list as JSON
   };
 
-  /// Stores the limits that the part was judged by where they are not those stored last; nothing
-  /// when its verdicts do not follow from its values.
-  std::optional<SKept> Keep(const SPartVerdict& verdict, double base);
+  /// Stores the limits that the part was judged by where they are not those stored last of its
+  /// variant, which is chosen; nothing when its verdicts do not follow from its values.
+  std::optional<SKept> Keep(const SPartVerdict& verdict, double base, std::int64_t variant);
 
   /// Another process may have stored limits since.
-  void Forget() { last_ = 0; }
+  void Forget() { last_.clear(); }
 
   /// Adds the verdicts of a part. Throws CStoreError.
   void Read(const SKept& kept, SPartVerdict& verdict);
@@ -46,11 +47,12 @@ class CPassedValues {
   using Limits = std::vector<SValueLimit>;
 
   const Limits& Find(std::int64_t id);
-  void Add(const Limits& limits);
+  std::int64_t NumberOf(const Limits& limits, std::int64_t variant);
+  void Add(std::int64_t id, const Limits& limits);
 
   sqlite3* database_;
-  std::int64_t last_ = 0;  ///< id of the limits stored last, where it is known
-  Limits found_;           ///< those of an id
+  std::map<std::int64_t, std::int64_t> last_;  ///< by variant: id of the limits stored last
+  Limits found_;                               ///< those of an id
   std::int64_t foundId_ = 0;
 };
 

@@ -8,7 +8,6 @@
 
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/unit_text.h"
-#include "apps/limes/store/judged_rows.h"
 #include "apps/limes/store/last_change.h"
 #include "apps/limes/store/passed_values.h"
 #include "apps/limes/store/record_columns.h"
@@ -29,33 +28,37 @@ std::int64_t NowInMilliseconds() {
 struct CStore::Statements {
   explicit Statements(sqlite3* db)
       : addQuantity(db,
-                    "INSERT INTO quantity(name, kind, x_unit, unit) VALUES(?, ?, ?, ?) "
-                    "ON CONFLICT(name) DO NOTHING"),
-        setState(db,
-                 std::string("INSERT OR REPLACE INTO state VALUES(") + kQuantity + ", ?, ?, ?, ?)"),
-        setBase(db,
-                std::string("INSERT OR REPLACE INTO base VALUES(") + kQuantity + ", ?, ?, ?, ?)"),
-        findLearnt(db, "SELECT name FROM part WHERE content = ? AND verdict = 'learnt'"),
-        setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kQuantity +
+                    "INSERT INTO quantity(variant, name, kind, x_unit, unit) "
+                    "VALUES(chosen_variant(), ?, ?, ?, ?) ON CONFLICT(variant, name) DO NOTHING"),
+        setState(db, std::string("INSERT OR REPLACE INTO state VALUES(") + kChosenQuantity +
+                         ", ?, ?, ?, ?)"),
+        setBase(db, std::string("INSERT OR REPLACE INTO base VALUES(") + kChosenQuantity +
+                        ", ?, ?, ?, ?)"),
+        findLearnt(db,
+                   "SELECT name FROM part WHERE content = ? AND verdict = 'learnt' AND "
+                   "variant = chosen_variant()"),
+        setHistory(db, std::string("INSERT OR REPLACE INTO history VALUES(?, ") + kChosenQuantity +
                            ", ?, ?, ?, ?)"),
         addPart(db, "INSERT INTO part(run, name, label, verdict, content, recording, accepted, at" +
-                        ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?" +
-                        ColumnMarks<SScores>() + ")"),
-        addJudged(db, "INSERT INTO part(run, name, label, verdict, content, limits, measured, at" +
-                          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?" +
-                          ColumnMarks<SScores>() + ")"),
+                        ColumnNames<SScores>(kSchemaVersion) +
+                        ", variant) VALUES(?, ?, ?, ?, ?, ?, ?, ?" + ColumnMarks<SScores>() +
+                        ", chosen_variant())"),
+        addJudged(db,
+                  "INSERT INTO part(run, name, label, verdict, content, limits, measured, at, "
+                  "limit_of, reason" +
+                      ColumnNames<SScores>(kSchemaVersion) +
+                      ", variant) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?" + ColumnMarks<SScores>() +
+                      ", chosen_variant())"),
         keepPart(db, "INSERT INTO kept VALUES(?, ?)"),
         addVerdict(db, "INSERT INTO verdict(part, position, quantity" +
                            ColumnNames<SQuantityVerdict>(kSchemaVersion) +
                            ColumnNames<SLimitSureness>(kSchemaVersion) + ") VALUES(?, ?, " +
-                           kQuantity + ColumnMarks<SQuantityVerdict>() +
+                           kChosenQuantity + ColumnMarks<SQuantityVerdict>() +
                            ColumnMarks<SLimitSureness>() + ")"),
         addDefect(db, "INSERT INTO defect(part, position, verdict" +
                           ColumnNames<SDefect>(kSchemaVersion) + ") VALUES(?, ?, ?" +
                           ColumnMarks<SDefect>() + ")"),
         passed(db) {}
-
-  static constexpr const char* kQuantity = "(SELECT id FROM quantity WHERE name = ?)";
 
   CStatement addQuantity;
   CStatement setState;
@@ -84,6 +87,7 @@ CStore::CStore(const std::string& path, Mode mode) : path_(path) {
   }
   const std::optional<SChanges> noted = NotedChanges(path_);  // before others change it once more
   database_ = std::make_unique<CDatabase>(path_, mode);
+  ShareChosen();
   version_ = SchemaVersion(*database_, path_);
   if (version_ == 0 && mode != Mode::kCreate) {
     throw CStoreError(path_ + ": holds no store");
@@ -106,6 +110,7 @@ void CStore::Begin() {
   database_->Execute("BEGIN IMMEDIATE");
   inTransaction_ = true;
   mayWrite_ = true;
+  Choose("");
   statements_->passed.Forget();
   replaced_.reset();
   if (database_->HasMoved()) {
@@ -132,6 +137,7 @@ void CStore::Commit() {
 }
 
 void CStore::Rollback() {
+  Choose("");  // a new variant is gone
   if (inTransaction_) {
     inTransaction_ = false;
     database_->Execute("ROLLBACK");
@@ -139,6 +145,7 @@ void CStore::Rollback() {
 }
 
 void CStore::GiveUp() {
+  Choose("");
   if (inTransaction_) {  // which a full disk may have ended already
     inTransaction_ = false;
     sqlite3_exec(database_->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
@@ -146,7 +153,11 @@ void CStore::GiveUp() {
 }
 
 std::optional<SSettings> CStore::Settings() {
-  CStatement statement(database_->Handle(), "SELECT settings FROM store");
+  CStatement statement(database_->Handle(),
+                       version_ < kVariantsSince
+                           ? "SELECT settings FROM store"
+                           : "SELECT coalesce((SELECT settings FROM variant WHERE id = "
+                             "chosen_variant()), settings) FROM store");
   if (!statement.Step()) {
     return std::nullopt;
   }
@@ -160,6 +171,12 @@ std::optional<SSettings> CStore::Settings() {
 void CStore::SetSettings(const SSettings& settings) {
   const auto before = replaced_ ? std::nullopt : Settings();
   replaced_ = replaced_.value_or(before ? SettingsToText(*before) : "");
+  if (chosen_ != 0) {
+    CStatement(database_->Handle(), "UPDATE variant SET settings = ? WHERE id = chosen_variant()")
+        .Bind(SettingsToText(settings))
+        .Run();
+    return;
+  }
   CStatement(database_->Handle(),
              "INSERT INTO store(id, settings, state_version, program, identity) "
              "VALUES(1, ?, 0, ?, randomblob(16)) "
@@ -192,8 +209,8 @@ void CStore::NextStateVersion() {
 
 std::vector<SStoredQuantity> CStore::ReadQuantities(const std::string& table) {
   std::vector<SStoredQuantity> result;
-  CStatement list(database_->Handle(),
-                  "SELECT id, name, kind, x_unit, unit FROM quantity ORDER BY id");
+  CStatement list(database_->Handle(), "SELECT id, name, kind, x_unit, unit FROM quantity WHERE " +
+                                           IsChosen() + " ORDER BY id");
   CStatement states(database_->Handle(), std::string("SELECT side, learnt, record") +
                                              (version_ < 9 ? ", NULL" : ", recorded") + " FROM " +
                                              table + " WHERE quantity = ? ORDER BY side DESC");
@@ -259,7 +276,8 @@ std::int64_t CStore::AddLearnt(std::int64_t run, const SLearntPart& part) {
   }
   if (!part.record.empty()) {
     statements_->keepPart.Bind(id).Bind(std::span(part.record)).Run();
-    CStatement(database_->Handle(), "UPDATE store SET kept_bytes = kept_bytes + ?")
+    CStatement(database_->Handle(),
+               "UPDATE variant SET kept_bytes = kept_bytes + ? WHERE id = chosen_variant()")
         .Bind(static_cast<std::int64_t>(part.record.size()))
         .Run();
   }
@@ -280,8 +298,9 @@ std::optional<SStoredCalibration> CStore::ReadCalibration(std::int64_t row) {
   if (version_ < 6) {
     return std::nullopt;
   }
-  CStatement find(database_->Handle(),
-                  "SELECT base, source, left_out, record FROM calibration WHERE id = ?");
+  CStatement find(
+      database_->Handle(),
+      "SELECT base, source, left_out, record FROM calibration WHERE id = ? AND " + IsChosen());
   if (!find.Bind(row).Step()) {
     return std::nullopt;
   }
@@ -290,7 +309,8 @@ std::optional<SStoredCalibration> CStore::ReadCalibration(std::int64_t row) {
 }
 
 void CStore::WriteCalibration(std::int64_t row, const SStoredCalibration& scores) {
-  CStatement(database_->Handle(), "INSERT OR REPLACE INTO calibration VALUES(?, ?, ?, ?, ?)")
+  CStatement(database_->Handle(),
+             "INSERT OR REPLACE INTO calibration VALUES(chosen_variant(), ?, ?, ?, ?, ?)")
       .Bind(row)
       .Bind(std::optional(scores.base))
       .Bind(SourceText(scores.source))
@@ -307,7 +327,7 @@ std::vector<SLearntPart> CStore::LearntParts() {
                       (version_ < 6 ? ", NULL" : ", recording") + ColumnNames<SScores>(version_) +
                       " FROM part" +
                       (version_ < 5 ? "" : " LEFT JOIN kept ON kept.part = part.id") +
-                      " WHERE verdict = 'learnt' ORDER BY part.id");
+                      " WHERE verdict = 'learnt' AND " + IsChosen("part") + " ORDER BY part.id");
   while (list.Step()) {
     SLearntPart& part = result.emplace_back();
     part.id = list.Int(0);
@@ -342,7 +362,8 @@ std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most
                                            (version_ < 7 ? ", NULL" : ", accepted") +
                                            ColumnNames<SScores>(version_) +
                                            " FROM kept JOIN part ON part.id = kept.part "
-                                           "WHERE kept.part > ? ORDER BY kept.part LIMIT ?");
+                                           "WHERE kept.part > ? AND " +
+                                           IsChosen("part") + " ORDER BY kept.part LIMIT ?");
   list.Bind(behind).Bind(static_cast<std::int64_t>(most));
   while (list.Step()) {
     SLearntPart& part = result.emplace_back();
@@ -357,12 +378,20 @@ std::vector<SLearntPart> CStore::KeptParts(std::int64_t behind, std::size_t most
   return result;
 }
 
-std::int64_t CStore::KeptBytes() { return database_->QueryInt("SELECT kept_bytes FROM store"); }
+std::int64_t CStore::KeptBytes() {
+  return database_->QueryInt("SELECT kept_bytes FROM variant WHERE id = chosen_variant()");
+}
 
 void CStore::DropKept(std::int64_t last) {
-  CStatement(database_->Handle(), "DELETE FROM kept WHERE part <= ?").Bind(last).Run();
+  const std::string own =
+      "(SELECT id FROM part WHERE verdict = 'learnt' AND variant = chosen_variant())";
+  CStatement(database_->Handle(), "DELETE FROM kept WHERE part <= ? AND part IN " + own)
+      .Bind(last)
+      .Run();
   database_->Execute(
-      "UPDATE store SET kept_bytes = (SELECT coalesce(sum(length(record)), 0) FROM kept)");
+      "UPDATE variant SET kept_bytes = (SELECT coalesce(sum(length(record)), 0) FROM kept WHERE "
+      "part IN " +
+      own + ") WHERE id = chosen_variant()");
 }
 
 void CStore::RemoveLearnt(const std::vector<std::int64_t>& ids) {
@@ -410,8 +439,8 @@ std::vector<SHistory> CStore::History() {
   }
   CStatement list(database_->Handle(),
                   "SELECT name, side, started, learnt, mean, limit_value, run FROM history "
-                  "JOIN run ON run.id = run JOIN quantity ON quantity.id = quantity "
-                  "ORDER BY quantity, run, side DESC");
+                  "JOIN run ON run.id = run JOIN quantity ON quantity.id = quantity WHERE " +
+                      IsChosen("quantity") + " ORDER BY quantity, run, side DESC");
   while (list.Step()) {
     result.push_back({list.Text(0), SideFromText(list.Text(1)), list.Text(2), list.Int(3),
                       list.Real(4), list.Real(5), list.Int(6)});
@@ -420,11 +449,12 @@ std::vector<SHistory> CStore::History() {
 }
 
 std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
-  const auto kept = statements_->passed.Keep(verdict, base_);
+  const auto kept = statements_->passed.Keep(verdict, bases_[run], chosen_);
   CStatement& add = statements_->addJudged;
   add.Bind(run).Bind(verdict.part).Bind(verdict.label).Bind(VerdictText(verdict.verdict));
   add.Bind(verdict.content).Bind(kept ? std::optional(kept->limits) : std::nullopt);
   add.Bind(kept ? std::optional(kept->values) : std::nullopt).Bind(verdict.at);
+  add.Bind(chosen_ == 0 ? std::nullopt : std::optional(verdict.limitOf)).Bind(verdict.reason);
   BindFields(add, verdict.scores);
   add.Run();
   const std::int64_t part = database_->LastRowId();
@@ -451,62 +481,9 @@ std::int64_t CStore::AddJudged(std::int64_t run, const SPartVerdict& verdict) {
   return part;
 }
 
-void CStore::ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take,
-                           bool withDefects) {
-  ReadJudged(all ? ""
-                 : std::string("AND part.id IN (SELECT max(id) FROM part WHERE verdict <> "
-                               "'learnt' GROUP BY name, ") +
-                       (version_ < 5 ? "NULL" : "content") + ") ",
-             0, take, withDefects);
-}
-
-void CStore::ForEachJudged(std::int64_t first, std::int64_t last,
-                           const std::function<void(const SPartVerdict&)>& take) {
-  ReadJudged("AND part.id BETWEEN " + std::to_string(first) + " AND " + std::to_string(last) + " ",
-             first, take, true);
-}
-
-/// first: no part before this one is asked for.
-void CStore::ReadJudged(const std::string& which, std::int64_t first,
-                        const std::function<void(const SPartVerdict&)>& take, bool withDefects) {
-  CStatement next(database_->Handle(),
-                  std::string("SELECT part.id, name, label, verdict, ") +
-                      (version_ < 5 ? "NULL, NULL" : "content, settings") +
-                      (version_ < 8 ? ", NULL, NULL, NULL" : ", limits, measured, at") +
-                      ColumnNames<SScores>(version_) +
-                      ", run FROM part JOIN run ON run.id = run WHERE verdict <> 'learnt' " +
-                      which + "ORDER BY part.id");
-  const auto alarms =
-      ReadAlarms("WHERE judged >= " + std::to_string(first) + " ORDER BY judged, alarm.id");
-  auto alarm = alarms.begin();
-  CJudgedRows rows(database_->Handle(), version_, withDefects, first);
-  CPassedValues passed(database_->Handle());
-  while (next.Step()) {
-    SPartVerdict verdict;
-    verdict.id = next.Int(0);
-    verdict.part = next.Text(1);
-    verdict.label = next.OptionalText(2);
-    verdict.verdict = VerdictFromText(next.Text(3));
-    verdict.content = next.OptionalInt(4);
-    verdict.rule = next.Text(5);
-    verdict.at = next.OptionalInt(8);
-    verdict.run = next.Int(ReadFields(next, 9, verdict.scores));
-    if (!next.IsNull(6)) {
-      passed.Read({next.Int(6), next.Text(7)}, verdict);
-    }
-    rows.Read(next.Int(0), verdict);
-    for (; alarm != alarms.end() && alarm->first <= next.Int(0); ++alarm) {
-      if (alarm->first == next.Int(0)) {
-        verdict.drifts.push_back(alarm->second);
-      }
-    }
-    take(verdict);
-  }
-}
-
 std::int64_t CStore::CountParts(bool learnt) {
-  return database_->QueryInt(learnt ? "SELECT count(*) FROM part WHERE verdict = 'learnt'"
-                                    : "SELECT count(*) FROM part WHERE verdict <> 'learnt'");
+  return database_->QueryInt(std::string("SELECT count(*) FROM part WHERE verdict ") +
+                             (learnt ? "=" : "<>") + " 'learnt' AND " + IsChosen());
 }
 
 }  // namespace limes::host

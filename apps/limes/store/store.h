@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -42,6 +43,14 @@ struct SHeldPart {
   std::optional<double> x;  ///< where it lies furthest out; empty for a single value
 };
 
+/// A variant that a store knows.
+struct SStoredVariant {
+  std::int64_t id = 0;
+  std::string name;         ///< see SVariant; empty in a store without variants
+  std::int64_t learnt = 0;  ///< parts
+  bool hasRule = false;     ///< of its own
+};
+
 /// A command that stored something.
 struct SRun {
   std::int64_t id = 0;
@@ -63,6 +72,7 @@ struct SChange {
   std::string host;
   std::string reason;
   std::vector<std::string> parts;  ///< that were named
+  std::string variant;             ///< that it is about; empty: the whole store
   std::string before;              ///< the rule, as settings in JSON; empty: there was none
   std::string after;
   std::optional<std::int64_t> learnt;  ///< parts, after it
@@ -90,6 +100,7 @@ struct SArrival {
 /// - run: one row per command that stored something;
 /// - history: parts, mean and limit of each quantity and side after each run that learnt;
 /// - arrival: files that came to a folder that is watched;
+/// - variant: whose quantities, parts and scores these are, where variants are told apart;
 /// - part: every part: name, label, "learnt" or its verdict, what tells its content apart, scores;
 /// - calibration: the scores of the good parts, of which limits for a rate are formed;
 /// - modes: the common modes of all points, where there are any;
@@ -125,9 +136,22 @@ class CStore {
   std::int64_t Changes() { return database_->Changes(); }
   bool InTransaction() const { return inTransaction_; }
 
-  std::optional<SSettings> Settings();
+  /// The variants of which something is learnt, in order of their names; one without a name where
+  /// variants are not told apart.
+  std::vector<SStoredVariant> Variants();
 
-  /// Replaces the settings, or writes the first ones.
+  /// Chooses the variant that everything learnt, its rule and the parts that follow are of; at
+  /// first, from Begin on and after Rollback the one without a name. False when the store does not
+  /// know it; then it is as before.
+  bool Choose(const std::string& variant);
+
+  /// The same; makes it when it is new. Needs an open transaction.
+  void ChooseOrMake(const std::string& variant);
+  const std::string& Chosen() const { return chosenName_; }
+
+  /// By which the chosen variant is judged. SetSettings replaces them, for it alone where a variant
+  /// is chosen.
+  std::optional<SSettings> Settings();
   void SetSettings(const SSettings& settings);
 
   /// What a store made elsewhere does not have: when it was made, UTC, and where it has one its
@@ -177,7 +201,7 @@ class CStore {
   /// Replaces the scores of a learnt part.
   void SetScores(std::int64_t id, const SScores& scores);
 
-  /// All of them, without their records.
+  /// All of them, as all that follows of the chosen variant, without their records.
   std::vector<SLearntPart> LearntParts();
 
   /// The name of a learnt part with this content, and of a held one.
@@ -244,7 +268,8 @@ class CStore {
   std::int64_t AddJudged(std::int64_t run, const SPartVerdict& verdict);
 
   /// Hands out the judged parts in the order of judging: all verdicts, or the latest one of each
-  /// part. Who has the same name and content is the same part.
+  /// part. Who has the same name and content is the same part. Those of the chosen variant; of all
+  /// where none is.
   void ForEachJudged(bool all, const std::function<void(const SPartVerdict&)>& take,
                      bool withDefects = true);
 
@@ -267,6 +292,14 @@ class CStore {
   bool IsKnown(const SArrival& arrival);
 
   std::int64_t CountParts(bool learnt);
+
+  /// Removes parts judged before a moment, in ms since 1970 UTC, so many at most, with all that was
+  /// stored of them; of the chosen variant, of all where none is. Those of files whose results are
+  /// still to be told stay. How many. Needs an open transaction.
+  std::int64_t DropJudged(std::int64_t before, std::int64_t most);
+
+  /// Makes the file as small as what it holds. Waits for those who read it.
+  void GiveSpaceBack();
 
   /// Keeps what was measured of a judged part (see RecordOf); stays: it is not dropped for being
   /// old alone.
@@ -297,11 +330,21 @@ class CStore {
                   const std::function<void(const SPartVerdict&)>& take, bool withDefects);
   std::vector<SArrival> ReadArrivals(const std::string& which, const std::string& folder);
 
+  void ShareChosen();
+
+  /// A condition on rows of a table: they are of the chosen variant.
+  std::string IsChosen(const std::string& table = "") const;
+
+  /// The quantities of the chosen variant, as a set.
+  std::string OwnQuantities() const { return "(SELECT id FROM quantity WHERE " + IsChosen() + ")"; }
+
   std::string path_;
   std::unique_ptr<CDatabase> database_;
   std::unique_ptr<Statements> statements_;
-  std::int64_t version_ = 0;  ///< of the tables
-  double base_ = 0.0;         ///< of the rule of the run begun last
+  std::int64_t version_ = 0;              ///< of the tables
+  std::map<std::int64_t, double> bases_;  ///< of the rules of the runs begun here
+  std::int64_t chosen_ = 0;               ///< variant
+  std::string chosenName_;
   std::string reason_;
   std::optional<std::string> replaced_;  ///< settings that this transaction replaces
   bool inTransaction_ = false;

@@ -53,8 +53,8 @@ std::int64_t CStore::AddRun(const std::string& command, const SSettings& setting
   const auto stored = replaced_ ? std::nullopt : Settings();
   const std::string before = replaced_.value_or(stored ? SettingsToText(*stored) : "");
   CStatement(database_->Handle(),
-             "INSERT INTO run(command, program, settings, user, host, because, parts, before) "
-             "VALUES(?, ?, ?, ?, ?, ?, ?, ?)")
+             "INSERT INTO run(command, program, settings, user, host, because, parts, before, "
+             "variant) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)")
       .Bind(command)
       .Bind(LIMES_VERSION_STRING)
       .Bind(SettingsToText(settings))
@@ -63,9 +63,12 @@ std::int64_t CStore::AddRun(const std::string& command, const SSettings& setting
       .Bind(reason_)
       .Bind(nlohmann::json(parts).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace))
       .Bind(before)
+      .Bind(chosenName_)
       .Run();
-  base_ = static_cast<float>(settings.base);  // as the limits have it
-  return database_->LastRowId();
+  const std::int64_t run = database_->LastRowId();
+  replaced_.reset();                                // the next one may be of another variant
+  bases_[run] = static_cast<float>(settings.base);  // as the limits have it
+  return run;
 }
 
 std::vector<SChange> CStore::ChangesMade(bool all) {
@@ -75,9 +78,13 @@ std::vector<SChange> CStore::ChangesMade(bool all) {
       std::string("SELECT id, started, command, program, ") + (version_ < 5 ? "''" : "settings") +
           (version_ < kBenchSince ? ", '', '', '', '', ''"
                                   : ", user, host, because, parts, before") +
-          (version_ < 4 ? ", NULL" : ", (SELECT max(learnt) FROM history WHERE run = run.id)") +
-          " FROM run" + (all ? "" : " WHERE command NOT IN ('test', 'watch', 'serve')") +
-          " ORDER BY id");
+          (version_ < 4                ? ", NULL"
+           : version_ < kVariantsSince ? ", (SELECT max(learnt) FROM history WHERE run = run.id)"
+                                       : ", (SELECT sum(parts) FROM (SELECT max(learnt) AS parts "
+                                         "FROM history JOIN quantity ON quantity.id = quantity "
+                                         "WHERE history.run = run.id GROUP BY variant))") +
+          (version_ < kVariantsSince ? ", ''" : ", variant") + " FROM run" +
+          (all ? "" : " WHERE command NOT IN ('test', 'watch', 'serve')") + " ORDER BY id");
   while (list.Step()) {
     SChange& change = result.emplace_back();
     change.run = list.Int(0);
@@ -94,6 +101,7 @@ std::vector<SChange> CStore::ChangesMade(bool all) {
     }
     change.before = list.Text(9);
     change.learnt = list.OptionalInt(10);
+    change.variant = list.Text(11);
   }
   return result;
 }

@@ -1,4 +1,6 @@
 // What a store knows of parts that are held back, of drift, and of states that were put aside.
+#include <limits>
+
 #include "apps/limes/measurement/unit_text.h"
 #include "apps/limes/store/record_columns.h"
 #include "apps/limes/store/store.h"
@@ -28,7 +30,8 @@ std::vector<SHeldPart> CStore::HeldParts(bool withRecords) {
                               "side, x, ") +
                       (withRecords ? "record, " : "NULL, ") +
                       (version_ < kHeldRecordingsSince ? "NULL" : "recording") +
-                      ColumnNames<SScores>(version_) + " FROM held ORDER BY id");
+                      ColumnNames<SScores>(version_) + " FROM held WHERE " + IsChosen() +
+                      " ORDER BY id");
   while (list.Step()) {
     SHeldPart& held = result.emplace_back();
     held.part.id = list.Int(0);
@@ -53,8 +56,9 @@ std::int64_t CStore::AddHeld(std::int64_t run, const SHeldPart& held) {
       database_->Handle(),
       "INSERT INTO held(run, name, label, content, record, score, score_limit, quantity, "
       "side, x, recording" +
-          ColumnNames<SScores>(kSchemaVersion) + ") VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?" +
-          ColumnMarks<SScores>() + ")");
+          ColumnNames<SScores>(kSchemaVersion) +
+          ", variant) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?" + ColumnMarks<SScores>() +
+          ", chosen_variant())");
   add.Bind(run).Bind(held.part.name).Bind(held.part.label).Bind(held.part.content);
   add.Bind(std::span(held.part.record)).Bind(std::optional(held.score));
   add.Bind(std::optional(held.limit)).Bind(held.quantity).Bind(SideText(held.side)).Bind(held.x);
@@ -71,11 +75,12 @@ std::int64_t CStore::AddHeld(std::int64_t run, const SHeldPart& held) {
 std::int64_t CStore::ScoredRecordings() {
   return database_->QueryInt(
       "SELECT COUNT(DISTINCT recording) FROM part WHERE verdict = 'learnt' AND score_above NOT "
-      "NULL");
+      "NULL AND variant = chosen_variant()");
 }
 
 std::int64_t CStore::BegunInRun() {
-  return database_->QueryInt("SELECT COALESCE(MAX(run), 0) FROM past_state");
+  return database_->QueryInt("SELECT COALESCE(MAX(run), 0) FROM past_state WHERE quantity IN " +
+                             OwnQuantities());
 }
 
 void CStore::DropHeld(std::int64_t id) {
@@ -83,7 +88,7 @@ void CStore::DropHeld(std::int64_t id) {
 }
 
 std::optional<std::string> CStore::FindHeld(std::int64_t content) {
-  CStatement find(database_->Handle(), "SELECT name FROM held WHERE content = ?");
+  CStatement find(database_->Handle(), "SELECT name FROM held WHERE content = ? AND " + IsChosen());
   return find.Bind(content).Step() ? std::optional(find.Text(0)) : std::nullopt;
 }
 
@@ -100,11 +105,12 @@ std::int64_t CStore::HoldLearnt(const SHeldPart& held) {
 }
 
 std::uint16_t CStore::GuardRecent() {
-  return static_cast<std::uint16_t>(database_->QueryInt("SELECT guard_recent FROM store"));
+  return static_cast<std::uint16_t>(
+      database_->QueryInt("SELECT guard_recent FROM variant WHERE id = chosen_variant()"));
 }
 
 void CStore::SetGuardRecent(std::uint16_t recent) {
-  CStatement(database_->Handle(), "UPDATE store SET guard_recent = ?")
+  CStatement(database_->Handle(), "UPDATE variant SET guard_recent = ? WHERE id = chosen_variant()")
       .Bind(std::int64_t{recent})
       .Run();
 }
@@ -116,7 +122,8 @@ std::vector<SStoredDrift> CStore::Drift(DriftSource source) {
   }
   CStatement list(database_->Handle(),
                   "SELECT name, record FROM drift JOIN quantity ON quantity.id = quantity "
-                  "WHERE source = ? ORDER BY quantity");
+                  "WHERE source = ? AND " +
+                      IsChosen("quantity") + " ORDER BY quantity");
   list.Bind(SourceText(source));
   while (list.Step()) {
     result.push_back({list.Text(0), list.Bytes(1)});
@@ -125,24 +132,28 @@ std::vector<SStoredDrift> CStore::Drift(DriftSource source) {
 }
 
 void CStore::SetDrift(DriftSource source, const std::vector<SStoredDrift>& alarms) {
-  CStatement(database_->Handle(), "DELETE FROM drift WHERE source = ?")
+  CStatement(database_->Handle(),
+             "DELETE FROM drift WHERE source = ? AND quantity IN " + OwnQuantities())
       .Bind(SourceText(source))
       .Run();
   CStatement add(database_->Handle(),
-                 "INSERT INTO drift VALUES((SELECT id FROM quantity WHERE name = ?), ?, ?)");
+                 std::string("INSERT INTO drift VALUES(") + kChosenQuantity + ", ?, ?)");
   for (const SStoredDrift& alarm : alarms) {
     add.Bind(alarm.quantity).Bind(SourceText(source)).Bind(std::span(alarm.record)).Run();
   }
 }
 
-void CStore::ClearDrift() { database_->Execute("DELETE FROM drift"); }
+void CStore::ClearDrift() {
+  database_->Execute("DELETE FROM drift WHERE quantity IN " + OwnQuantities());
+}
 
 void CStore::AddAlarms(std::int64_t run, const std::vector<SDriftFound>& alarms,
                        std::optional<std::int64_t> judged) {
   for (const SDriftFound& d : alarms) {
     CStatement(database_->Handle(),
                "INSERT INTO alarm(run, judged, part, quantity, direction, parts, x) "
-               "VALUES(?, ?, ?, (SELECT id FROM quantity WHERE name = ?), ?, ?, ?)")
+               "VALUES(?, ?, ?, " +
+                   std::string(kChosenQuantity) + ", ?, ?, ?)")
         .Bind(run)
         .Bind(judged)
         .Bind(d.part)
@@ -175,8 +186,9 @@ std::vector<std::pair<std::optional<std::int64_t>, SDriftFound>> CStore::ReadAla
 std::vector<SDriftFound> CStore::Alarms(std::int64_t most) {
   std::vector<SDriftFound> result;
   for (auto& [judged, alarm] :
-       ReadAlarms("WHERE alarm.id IN (SELECT id FROM alarm ORDER BY id DESC LIMIT " +
-                  std::to_string(most) + ") ORDER BY alarm.id")) {
+       ReadAlarms("WHERE alarm.id IN (SELECT alarm.id FROM alarm" +
+                  (chosen_ == 0 ? "" : " WHERE quantity IN " + OwnQuantities()) +
+                  " ORDER BY id DESC LIMIT " + std::to_string(most) + ") ORDER BY alarm.id")) {
     result.push_back(std::move(alarm));
   }
   return result;
@@ -184,28 +196,29 @@ std::vector<SDriftFound> CStore::Alarms(std::int64_t most) {
 
 void CStore::PutAside(std::int64_t run) {
   const std::string now = std::to_string(run);
+  const std::string own = " WHERE variant = chosen_variant()";
+  const std::string ofOwn = " WHERE quantity IN " + OwnQuantities() + ";";
+  DropKept(std::numeric_limits<std::int64_t>::max());
   database_->Execute(
       "INSERT INTO past_state SELECT " + now +
-      ", quantity, side, learnt, record, recorded FROM state;"
-      "INSERT INTO past_calibration SELECT " +
-      now +
-      ", base, source, left_out, record FROM calibration WHERE id = 1;"
+      ", quantity, side, learnt, record, recorded FROM state" + ofOwn +
+      "INSERT INTO past_calibration SELECT " + now +
+      ", base, source, left_out, record FROM calibration" + own +
+      " AND id = 1;"
       "INSERT INTO past_part SELECT " +
-      now +
-      ", id, run, name, label, content, score_above, score_below, score_whole FROM part "
-      "WHERE verdict = 'learnt';"
-      "DELETE FROM kept; DELETE FROM part WHERE verdict = 'learnt'; DELETE FROM state;"
-      "INSERT INTO past_modes SELECT " +
-      now +
-      ", record FROM modes WHERE id = 1; DELETE FROM modes;"
-      "DELETE FROM base; DELETE FROM calibration; DELETE FROM drift;"
-      "UPDATE store SET kept_bytes = 0, guard_recent = 0");
+      now + ", id, run, name, label, content, score_above, score_below, score_whole FROM part" +
+      own + " AND verdict = 'learnt';" + "DELETE FROM part" + own + " AND verdict = 'learnt';" +
+      "DELETE FROM state" + ofOwn + "INSERT INTO past_modes SELECT " + now + ", record FROM modes" +
+      own + " AND id = 1;" + "DELETE FROM modes" + own + ";DELETE FROM base" + ofOwn +
+      "DELETE FROM calibration" + own + ";DELETE FROM drift" + ofOwn);
+  SetGuardRecent(0);
 }
 
 std::vector<std::int64_t> CStore::PutAsideIn() {
   std::vector<std::int64_t> runs;
   if (version_ >= kGuardingSince) {
-    CStatement list(database_->Handle(), "SELECT DISTINCT run FROM past_state ORDER BY run");
+    CStatement list(database_->Handle(), "SELECT DISTINCT run FROM past_state WHERE quantity IN " +
+                                             OwnQuantities() + " ORDER BY run");
     while (list.Step()) {
       runs.push_back(list.Int(0));
     }

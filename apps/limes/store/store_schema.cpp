@@ -274,6 +274,55 @@ CREATE TRIGGER curve_dropped AFTER DELETE ON curve
   BEGIN UPDATE store SET curve_bytes = curve_bytes - OLD.bytes; END;
 )sql");
 }
+/// What is learnt of each variant; 0 is that of a store without variants. `settings`: its own rule.
+constexpr const char* kVariants = R"sql(
+CREATE TABLE variant(
+  id           INTEGER PRIMARY KEY,
+  name         TEXT NOT NULL UNIQUE,
+  settings     TEXT,
+  guard_recent INTEGER NOT NULL DEFAULT 0,
+  kept_bytes   INTEGER NOT NULL DEFAULT 0);
+INSERT INTO variant VALUES(0, '', NULL, coalesce((SELECT guard_recent FROM store), 0),
+                           coalesce((SELECT kept_bytes FROM store), 0));
+ALTER TABLE store DROP COLUMN guard_recent;
+ALTER TABLE store DROP COLUMN kept_bytes;
+CREATE TABLE quantity_9(
+  id      INTEGER PRIMARY KEY,
+  variant INTEGER NOT NULL REFERENCES variant(id),
+  name    TEXT NOT NULL,
+  kind    TEXT NOT NULL CHECK(kind IN ('curve', 'value')),
+  x_unit  TEXT NOT NULL,
+  unit    TEXT NOT NULL,
+  UNIQUE(variant, name));
+INSERT INTO quantity_9 SELECT id, 0, name, kind, x_unit, unit FROM quantity;
+DROP TABLE quantity;
+ALTER TABLE quantity_9 RENAME TO quantity;
+ALTER TABLE calibration RENAME TO calibration_8;
+CREATE TABLE calibration(
+  variant  INTEGER NOT NULL REFERENCES variant(id),
+  id       INTEGER NOT NULL CHECK(id IN (0, 1)),
+  base     REAL NOT NULL,
+  source   TEXT NOT NULL CHECK(source IN ('learning', 'others', 'frozen')),
+  left_out INTEGER,
+  record   BLOB NOT NULL,
+  PRIMARY KEY(variant, id));
+INSERT INTO calibration SELECT 0, id, base, source, left_out, record FROM calibration_8;
+DROP TABLE calibration_8;
+ALTER TABLE modes RENAME TO modes_8;
+CREATE TABLE modes(
+  variant INTEGER NOT NULL REFERENCES variant(id),
+  id      INTEGER NOT NULL CHECK(id IN (0, 1)),
+  record  BLOB NOT NULL,
+  PRIMARY KEY(variant, id));
+INSERT INTO modes SELECT 0, id, record FROM modes_8;
+DROP TABLE modes_8;
+ALTER TABLE held ADD COLUMN variant INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE run ADD COLUMN variant TEXT;
+ALTER TABLE part ADD COLUMN variant INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE part ADD COLUMN limit_of TEXT;
+ALTER TABLE part ADD COLUMN reason TEXT;
+CREATE INDEX part_learnt ON part(variant) WHERE verdict = 'learnt';
+)sql";
 
 /// Going over to WAL needs the file alone, and SQLite does not wait for that by itself.
 void SwitchToWal(CDatabase& database) {
@@ -361,6 +410,7 @@ void MakeSchema(CDatabase& database, const std::string& path) {
     }
     if (version < 9) {
       AddCurves(database);
+      database.Execute(kVariants);
       database.Execute(kVersion9);
       database.Execute(AddedColumns(9));
     }

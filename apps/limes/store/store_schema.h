@@ -9,6 +9,11 @@ namespace limes::host {
 
 /// Version of the tables that this program makes; docs/store.md describes them.
 inline constexpr std::int64_t kSchemaVersion = 9;
+inline constexpr std::int64_t kVariantsSince = 9;
+
+/// In the statements of a store: the quantity of a name, of the variant that is chosen.
+inline constexpr const char* kChosenQuantity =
+    "(SELECT id FROM quantity WHERE name = ? AND variant = chosen_variant())";
 
 /// Version of a store's tables; 0 for a file without content. Throws CStoreError for a file that is
 /// something else, and for a newer version.

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
+
+#include "apps/limes/errors.h"
 
 namespace limes::host {
 
@@ -34,6 +37,30 @@ CModel LoadedModel(CStore& store, const SSettings& settings) {
 void LoadModel(CStore& store, CModel& model) {
   model.Load(store.Quantities(), store.Calibration(), store.Path(), store.Modes());
   model.Drift().Load(store.Drift(CStore::DriftSource::kLearning), store.Path());
+}
+
+std::string LimitOf(const SStoredVariant& variant, const SSettings& settings) {
+  return variant.name.empty() || variant.learnt >= settings.ownFrom ? variant.name : kAllVariants;
+}
+
+SParentModel ParentOf(CStore& store, const SSettings& settings) {
+  SParentModel parent{std::make_shared<CModel>(settings), ""};
+  for (const SStoredVariant& variant : store.Variants()) {
+    store.Choose(variant.name);
+    CModel own(settings);
+    LoadModel(store, own);
+    try {
+      const SJoined joined = parent.model->Join(std::move(own));
+      if (!joined.onlyHere.empty() || !joined.onlyThere.empty()) {
+        throw CUsageError("its quantities are not those of the others");
+      }
+    } catch (const CUsageError& e) {
+      parent = {nullptr, variant.name + ": " + e.what()};
+      break;
+    }
+  }
+  store.Choose("");
+  return parent;
 }
 
 SPromise PromiseOf(CStore& store, CModel& model) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +31,19 @@ CModel LoadedModel(const SLearntState& state, const std::string& name);
 /// What a store holds, by the settings of a run. Throws CStoreError.
 CModel LoadedModel(CStore& store, const SSettings& settings);
 void LoadModel(CStore& store, CModel& model);
+
+/// What all variants have learnt together.
+struct SParentModel {
+  std::shared_ptr<CModel> model;  ///< null: there is none
+  std::string reason;             ///< why
+};
+
+/// Whose limits judge the parts of a variant.
+std::string LimitOf(const SStoredVariant& variant, const SSettings& settings);
+
+/// Joins what the variants of a store have learnt: as if all had been learnt as one. Leaves no
+/// variant chosen. Throws CStoreError. O(variants * points).
+SParentModel ParentOf(CStore& store, const SSettings& settings);
 
 /// The promise of a model that was loaded, with what only the store knows: the name of a part that
 /// stands alone, and of how many recordings the pieces are.

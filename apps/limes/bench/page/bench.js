@@ -31,6 +31,8 @@ const showVerdict = () => {
   one("#word").textContent = word;
   const shows = !lost && !state.trouble && last;
   one("#part").textContent = shows ? last.part.replace(/^.*\//, "") : "";
+  one("#variant").textContent = !shows || !last.variant ? ""
+    : last.variant + (last.limit_of && last.limit_of !== last.variant ? ", by the limit of " + last.limit_of : "");
   one("#why").textContent = lost ? "This page no longer knows what the bench measures."
     : state.trouble ? state.trouble
     : !last ? "No part has come today."
@@ -145,7 +147,19 @@ const showLists = () => {
     return item;
   }));
   one("#defects").hidden = !state.defects.length;
-  put(one("#hours tbody"), [...state.hours].reverse().map(hour => {
+  const begin = {hour: "2-digit", minute: "2-digit", hour12: false};
+  showShares("#hours", state.hours, begin);
+  showShares("#shifts", state.shifts, {weekday: "short", ...begin});
+  one("#shifts").hidden = !state.shifts.length;
+  const {ok, nok, not_judged} = state.today;
+  one("#today").textContent = `Today ${ok + nok + not_judged} parts: ${ok} OK, ${nok} NOK, ${not_judged} not judged`;
+  one("#promise").textContent = state.promise.join(" ");
+  one("#store").textContent = "Limits of " + state.store;
+};
+
+/// How many parts of each stretch of time were OK, the latest one first.
+const showShares = (section, stretches, begin) => {
+  put(one(section + " tbody"), [...stretches].reverse().map(hour => {
     const parts = hour.ok + hour.nok + hour.not_judged;
     const row = element("tr");
     const share = element("td");
@@ -156,14 +170,10 @@ const showLists = () => {
     bar.append(line, (percent === 100 || percent === 0 ? percent : percent.toFixed(1)) + " %");
     share.append(bar);
     row.append(element("td", new Date(1000 * hour.begins)
-      .toLocaleTimeString([], {hour: "2-digit", minute: "2-digit", hour12: false})),
+      .toLocaleTimeString([], begin)),
       element("td", parts, "n"), element("td", hour.ok, "n"), share);
     return row;
   }));
-  const {ok, nok, not_judged} = state.today;
-  one("#today").textContent = `Today ${ok + nok + not_judged} parts: ${ok} OK, ${nok} NOK, ${not_judged} not judged`;
-  one("#promise").textContent = state.promise.join(" ");
-  one("#store").textContent = "Limits of " + state.store;
 };
 
 const show = () => {
