@@ -76,6 +76,22 @@ end -TERM
 [ "$("$limes" report a.limes --all-runs --json 2>/dev/null | grep -c '"part":"in/full-')" -eq 300 ] ||
   fail "each file is stored once after the disk was full"
 
+# Pruning that is killed leaves whole parts, and all that was learnt.
+learnt=$("$limes" show a.limes --json)
+for delay in 002 005 01 02 04; do
+  cp a.limes b.limes
+  "$limes" prune b.limes --older 0h >/dev/null & pruning=$!
+  sleep "0.$delay"
+  kill -9 $pruning 2>/dev/null || true
+  wait $pruning || true
+  left=$("$limes" report b.limes --all-runs --json 2>/dev/null)
+  [ -z "$left" ] || ! grep -qv '"findings":\[' <<<"$left" || fail "parts are removed whole"
+  [ "$("$limes" show b.limes --json)" = "$learnt" ] || fail "what was learnt stays"
+  "$limes" prune b.limes --older 0h >/dev/null
+  [ -z "$("$limes" report b.limes --all-runs --json 2>/dev/null)" ] || fail "pruning goes on"
+  rm b.limes*
+done
+
 # What passes the guard is learnt; what does not is held back.
 rm -f in/*; : >results; : >errors
 for i in $(seq 20 39); do part "1.$i" >"good/more-$i.csv"; done

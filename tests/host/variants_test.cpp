@@ -185,5 +185,36 @@ TEST_F(Variants, HoldTheirRateEachByItself) {
   EXPECT_LT(all, 0.05) << "limits of all together are wider";
 }
 
+TEST_F(Variants, PruneLeavesWhatWasLearnt) {
+  Learn();
+  for (int i = 0; i < 20; ++i) {
+    Judge(Rows("A", 200, 30.0) + Rows("B", 100, 30.0));  // all NOK: with rows of their own
+  }
+  {
+    CDatabase database(store_, CDatabase::Mode::kExisting);
+    database.Execute(
+        "UPDATE part SET at = at - 100 * 86400000 WHERE verdict <> 'learnt' AND "
+        "id % 2 = 0");
+  }
+  const auto before = std::filesystem::file_size(store_);
+  const std::string shown = Run({"show", "--json"}).out;
+  const auto judged = [&] { return Run({"report", "--all-runs", "--json"}).Lines().size(); };
+  EXPECT_THAT(Run({"prune", "--older", "90d", "--variant", "product=B"}).out,
+              HasSubstr("removed 1000 judged parts"));
+  EXPECT_EQ(judged(), 5000U);
+  EXPECT_EQ(Run({"prune", "--older", "90d", "--because", "half a year"}).code, 0);
+  EXPECT_EQ(judged(), 3000U);
+  EXPECT_EQ(Run({"show", "--json"}).out, shown);
+  EXPECT_LT(std::filesystem::file_size(store_), before * 3 / 4);
+  const auto log = Run({"log", "--json"}).Lines();
+  EXPECT_EQ(log.size(), 3U);
+  EXPECT_EQ(log.back().at("reason"), "half a year");
+  EXPECT_THAT(Run({"prune", "--older", "90d"}).out, HasSubstr("removed 0 judged parts"));
+  EXPECT_EQ(Run({"log", "--json"}).Lines().size(), 3U) << "nothing was changed";
+  for (const char* age : {"90", "d", "-1d", "1e3d", "99999999999999999999d", "1y"}) {
+    EXPECT_EQ(Run({"prune", "--older", age}).code, 2) << age;
+  }
+}
+
 }  // namespace
 }  // namespace limes::host

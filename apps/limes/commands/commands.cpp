@@ -50,6 +50,8 @@ int Dispatch(const SOptions& options, SConsole& console) {
       return RunServe(options, console);
     case Command::kLog:
       return RunLog(options, console);
+    case Command::kPrune:
+      return RunPrune(options, console);
     case Command::kDemo:
       break;
   }

@@ -29,6 +29,7 @@ int RunRebase(const SOptions& options, SConsole& console);
 int RunCalibrate(const SOptions& options, SConsole& console);
 int RunWatch(const SOptions& options, SConsole& console);
 int RunServe(const SOptions& options, SConsole& console);
+int RunPrune(const SOptions& options, SConsole& console);
 int RunLog(const SOptions& options, SConsole& console);
 int RunLiveDemo(const SOptions& options, SConsole& console);
 int RunDemo(const SOptions& options, SConsole& console);

@@ -25,6 +25,10 @@ double ParseShare(const char* option, const std::string& text);
 
 /// "3", "0" or "auto", which is kAutoModes.
 std::int32_t ParseModes(const std::string& text);
+
+/// "90d", "12h" or "8w", at most 100 years.
+std::chrono::milliseconds ParseAge(const char* option, const std::string& text);
+
 /// "0.5", seconds of at most a day.
 std::chrono::milliseconds ParseSeconds(const char* option, const std::string& text);
 

@@ -342,6 +342,18 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
   return command;
 }
 
+CLI::App* AddPrune(CLI::App& app, SOptions& o) {
+  CLI::App* command =
+      app.add_subcommand("prune", "remove parts judged long ago; what was learnt stays");
+  command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
+  AddText(
+      *command, "--older", [&o](const std::string& t) { o.older = ParseAge("--older", t); },
+      "judged longer ago than so many days (d), hours (h) or weeks (w)", "90d");
+  AddVariant(*command, o);
+  AddBecause(*command, o);
+  return command;
+}
+
 CLI::App* AddMerge(CLI::App& app, SOptions& o) {
   CLI::App* command = app.add_subcommand("merge", "join what other stores have learnt into one");
   command->add_option("STORE", o.store, "the store that takes it, made when there is none")
@@ -618,6 +630,7 @@ SParsed ParseCommandLine(const std::vector<std::string>& arguments) {
       {AddWatch(app, o), Command::kWatch},
       {AddServe(app, o), Command::kServe},
       {AddLog(app, o), Command::kLog},
+      {AddPrune(app, o), Command::kPrune},
       {demo = app.add_subcommand("demo", "learn and judge the parts of a simulated bench"),
        Command::kDemo}};
   demo->add_option("DIR", o.demoFolder, "folder for its files (a temporary one)")->type_name("");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +32,7 @@ enum class Command {
   kWatch,
   kServe,
   kLog,
+  kPrune,
   kDemo
 };
 
@@ -77,7 +79,8 @@ struct SOptions {
   std::string demoFolder;             ///< empty: a temporary one
   bool live = false;                  ///< the demo is a bench that runs
   bool quiet = false;                 ///< no warnings, no progress
-  std::string reason;                 ///< why what is learnt, or the rule, is changed
+  std::optional<std::chrono::milliseconds> older;  ///< judged parts that are removed
+  std::string reason;                              ///< why what is learnt, or the rule, is changed
   SWatchSettings watch;
   SMqttSettings mqtt;
   SServeSettings serve;
