@@ -2,6 +2,7 @@
 // checksum is made right, so that the fields behind it are reached. What is read is written again
 // and read with the same bytes.
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "fuzz/fuzz.h"
@@ -60,7 +61,7 @@ void RunCalibration(Input input) {
     Require(calibration.Merge(calibration) == MergeStatus::kOk);
     for (const double rate : {0.001, 0.05}) {
       const SCalibratedLimit limit = calibration.ForRate(rate);
-      calibration.Beyond(limit.above, limit.below);
+      calibration.Beyond(limit.above, limit.below, limit.whole);
     }
     calibration.HoldLimit();
   }
@@ -81,7 +82,10 @@ void RunModes(Input input) {
     SModesOfPart told;
     for (int i = 0; i < 3 && modes.Explain(part, told) == JudgeReason::kOk; ++i) {
       const SPartScores scores = modes.Score(part, told, 1.0).scores;
-      Require(!std::isnan(scores.above) && !std::isnan(scores.below));
+      Require(!std::isnan(scores.above) && !std::isnan(scores.below) && !std::isnan(scores.whole));
+      if (i == 1) {
+        part[0] = std::numeric_limits<double>::quiet_NaN();  // a gap
+      }
       Require(modes.Learn(part) == LearnStatus::kOk);
     }
     Require(modes.Merge(modes) == MergeStatus::kOk);

@@ -20,6 +20,7 @@
 #include "limes/learning/common_modes.h"
 #include "limes/learning/curve_assistant.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/curve_shift.h"
 #include "limes/learning/drift_alarm.h"
 #include "limes/learning/gauge_study.h"
 #include "limes/learning/hold_back.h"

@@ -63,6 +63,10 @@ std::size_t CCommonModes::HalfRows() const {
   return std::max(least, 2 * static_cast<std::size_t>(head_.wanted));
 }
 
+std::size_t CCommonModes::KeptRows() const {
+  return hasWhole_ ? HalfRows() + HalfRows() / 2 : HalfRows();
+}
+
 std::size_t CCommonModes::MostDirections() const {
   return hasWhole_ ? 2 * HalfRows() : static_cast<std::size_t>(head_.wanted);
 }
@@ -116,6 +120,7 @@ bool CCommonModes::MakeRoom(std::size_t points) {
            made.lambda_.reserve(directions);
            made.amounts_.assign(static_cast<std::size_t>(head_.wanted), 0.0);
            made.along_.assign(hasWhole_ ? directions : 0, 0.0);
+           made.gaps_ = made.along_;
            made.room_.Make(rows);
            *this = std::move(made);
            return true;
@@ -178,7 +183,7 @@ LearnStatus CCommonModes::Learn(std::span<const double> part) {
   head_.rows += 1;
   if (head_.rows == 2 * HalfRows()) {
     Cut(room_, rows_, head_.rows);
-    head_.rows = static_cast<std::uint32_t>(HalfRows());
+    head_.rows = static_cast<std::uint32_t>(KeptRows());
     std::for_each(rows_.begin(), rows_.end(), [this](double& x) { x *= head_.scale; });
     head_.scale = 1.0;
   }
@@ -285,9 +290,9 @@ void CCommonModes::Decompose(SRoom& room, const Row& rows, std::size_t count,
   room.eigen.Solve(count, wanted);
 }
 
-/// Makes L rows of more, whose squares in spreads are the nearest.
+/// Makes KeptRows() of more, whose squares in spreads are the nearest.
 void CCommonModes::Cut(SRoom& room, Row& rows, std::size_t count) const {
-  const std::size_t kept = HalfRows();
+  const std::size_t kept = KeptRows();
   const std::size_t n = Stride();
   Decompose(room, rows, count, kept);
   for (std::size_t i = 0; i < n; i += kTile) {

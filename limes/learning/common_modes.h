@@ -29,9 +29,9 @@ struct SModesOfPart {
   std::vector<double> expected;
   std::vector<double> spread;
 
-  /// How far all points together lie out, about 1 for good parts: the root mean square over the
-  /// points of the deviation in each direction, in the spread of good parts in that direction. 0
-  /// unless it is learnt.
+  /// How far all points together lie out, about 1 or less for good parts: the root mean square over
+  /// the points of the deviation in each direction, in the spread of good parts in that direction.
+  /// 0 unless it is learnt.
   double whole = 0.0;
 };
 
@@ -59,7 +59,8 @@ struct SModesScoring {
 /// + K + 8) bytes a point. Learning allocates with the first part only. One thread at a time.
 ///
 /// With the whole, one number more tells of faults that are small at every point: the distance from
-/// the mean in the covariance of the points, that of the sketch (L at least 64) shrunk towards
+/// the mean in the covariance of the points, that of the sketch (L at least 64, of 2 L rows three
+/// quarters are kept, as also small variances count) shrunk towards
 /// equal variances by the oracle approximating estimator (Chen, Wiesel, Eldar, Hero, IEEE
 /// Transactions on Signal Processing 58, 2010, 5016, eq. 23). It takes 4 L rows in place of 2 L +
 /// K.
@@ -191,6 +192,7 @@ class LIMES_EXPORT CCommonModes {
   std::int32_t Most() const;
   std::size_t MostDirections() const;
   std::size_t HalfRows() const;
+  std::size_t KeptRows() const;
   std::size_t Stride() const;
   bool MakeRoom(std::size_t points);
   bool IsDue() const;
@@ -235,6 +237,7 @@ class LIMES_EXPORT CCommonModes {
   Row deviation_;
   Row amounts_;
   Row along_;  ///< amounts in all directions, with the whole
+  Row gaps_;   ///< work on parts that have any
   SRoom room_;
 };
 

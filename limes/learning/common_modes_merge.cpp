@@ -64,7 +64,7 @@ CCommonModes CCommonModes::Joined(const CCommonModes& later) const {
     SRoom room;
     room.Make(rows);
     joint.Cut(room, all, rows);
-    joint.head_.rows = static_cast<std::uint32_t>(HalfRows());
+    joint.head_.rows = static_cast<std::uint32_t>(KeptRows());
   }
   all.resize(joint.rows_.size());
   joint.rows_.swap(all);

@@ -1,11 +1,46 @@
 // How far a part lies out as a whole.
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 #include "limes/learning/common_modes.h"
 #include "limes/learning/mode_loops.h"
 
 namespace limes {
+namespace {
+
+/// Solves count equations by elimination, the largest of a column first; b becomes the solution.
+void SolveInPlace(double* matrix, std::size_t stride, std::size_t count, double* b) {
+  for (std::size_t k = 0; k < count; ++k) {
+    std::size_t pivot = k;
+    for (std::size_t r = k + 1; r < count; ++r) {
+      pivot = std::fabs(matrix[r * stride + k]) > std::fabs(matrix[pivot * stride + k]) ? r : pivot;
+    }
+    double* const row = matrix + k * stride;
+    if (pivot != k) {
+      std::swap_ranges(row, row + count, matrix + pivot * stride);
+      std::swap(b[k], b[pivot]);
+    }
+    for (std::size_t r = k + 1; r < count && row[k] != 0.0; ++r) {
+      double* const other = matrix + r * stride;
+      const double factor = other[k] / row[k];
+      for (std::size_t c = k + 1; c < count; ++c) {
+        other[c] -= factor * row[c];
+      }
+      b[r] -= factor * b[k];
+    }
+  }
+  for (std::size_t k = count; k-- > 0;) {
+    const double* const row = matrix + k * stride;
+    for (std::size_t c = k + 1; c < count; ++c) {
+      b[k] -= row[c] * b[c];
+    }
+    b[k] = row[k] != 0.0 ? b[k] / row[k] : 0.0;
+  }
+}
+
+}  // namespace
 
 double CCommonModes::WholeLimit(const SCalibratedLimit& limit) {
   return std::exp(0.5 * limit.whole);
@@ -36,7 +71,7 @@ void CCommonModes::FormWhole() {
 }
 
 double CCommonModes::VarianceAlong(std::size_t direction) const {
-  return std::max((1.0 - whole_.shrink) * lambda_[direction] + whole_.shrink, whole_.rest);
+  return (1.0 - whole_.shrink) * lambda_[direction] + whole_.shrink;
 }
 
 /// Of the part whose deviations in spreads stand in part_, 0 where it was not measured.
@@ -63,42 +98,35 @@ double CCommonModes::WholeOf(std::span<const double> part, bool gaps) {
     }
     sum += std::max(left, 0.0) / whole_.rest;
   }
-  return std::sqrt(sum / points);
+  const double whole = std::sqrt(sum / points);
+  return std::isnan(whole) ? std::numeric_limits<double>::infinity() : whole;  // of overflows
 }
 
 /// The squared distance in the covariance of the points that were measured, which is that of all
-/// points cut to them: rest I + V diag(l) V', inverted by Woodbury's formula and Cholesky's
-/// decomposition.
+/// points cut to them: rest I + V diag(l) V', inverted by Woodbury's formula, as (|z|^2 - b'
+/// diag(l) y) / rest with b = V'z and (rest I + V'V diag(l)) y = b.
 double CCommonModes::SquareWithGaps(std::span<const double> part, double square) {
   double* const matrix = room_.eigen.Matrix();
   const std::size_t stride = room_.eigen.Stride();
+  const std::size_t count = lambda_.size();
   const double rest = whole_.rest;
-  std::size_t count = 0;
-  while (count < lambda_.size() && VarianceAlong(count) > rest) {
-    ++count;  // variances fall: those behind are the rest's
-  }
-  double explained = 0.0;
   for (std::size_t r = 0; r < count; ++r) {
     double* const row = matrix + r * stride;
     std::transform(part.begin(), part.end(),
                    modes_.begin() + static_cast<std::ptrdiff_t>(r * Stride()), deviation_.begin(),
                    [](double x, double v) { return std::isnan(x) ? 0.0 : v; });
     std::fill_n(row, stride, 0.0);
-    detail::AddDots(deviation_.data(), modes_.data(), Stride(), r + 1, Stride(), row);
-    row[r] += rest / (VarianceAlong(r) - rest);
-    for (std::size_t c = 0; c <= r; ++c) {
-      const double* const other = matrix + c * stride;
-      for (std::size_t j = 0; j < c; ++j) {
-        row[c] -= row[j] * other[j];
-      }
-      row[c] =
-          c == r ? std::sqrt(std::max(row[c], kLeastShrink * kLeastShrink)) : row[c] / other[c];
+    detail::AddDots(deviation_.data(), modes_.data(), Stride(), count, Stride(), row);
+    for (std::size_t c = 0; c < count; ++c) {
+      row[c] *= VarianceAlong(c) - rest;
     }
-    for (std::size_t j = 0; j < r; ++j) {
-      along_[r] -= row[j] * along_[j];
-    }
-    along_[r] /= row[r];
-    explained += along_[r] * along_[r];
+    row[r] += rest;
+    gaps_[r] = along_[r];
+  }
+  SolveInPlace(matrix, stride, count, gaps_.data());
+  double explained = 0.0;
+  for (std::size_t r = 0; r < count; ++r) {
+    explained += along_[r] * (VarianceAlong(r) - rest) * gaps_[r];
   }
   return std::max(square - explained, 0.0) / rest;
 }

@@ -298,19 +298,27 @@ TEST(CommonModes, GoesOnFromItsRecord) {
 }
 
 TEST(CommonModes, HostileRecord) {
-  const CCommonModes modes = Learnt(CCommonModes(1), 0, 12, FourPoints);
-  const Bytes record = State(modes);
-  ExpectHostileSafe(
-      record, [] { return CCommonModes(); }, kReadState, kWriteState);
-  for (std::size_t i = 16; i + 4 < record.size(); ++i) {
-    Bytes changed = record;
-    changed[i] ^= 0xFF;
-    CCommonModes read;
-    if (ReadBlock(read, WithChecksum(changed), kReadState) && read.Points() == 4) {
-      SModesOfPart told;
-      static_cast<void>(read.Explain(FourPoints(1), told));
-      static_cast<void>(read.Learn(FourPoints(1)));
-      EXPECT_EQ(read.Merge(read), MergeStatus::kOk);
+  for (const bool whole : {false, true}) {
+    const Bytes record = State(Learnt(CCommonModes(1, 10000, whole), 0, 12, FourPoints));
+    ExpectHostileSafe(
+        record, [] { return CCommonModes(); }, kReadState, kWriteState);
+    for (std::size_t i = 16; i + 4 < record.size(); ++i) {
+      Bytes changed = record;
+      changed[i] ^= 0xFF;
+      CCommonModes read;
+      if (ReadBlock(read, WithChecksum(changed), kReadState) && read.Points() == 4) {
+        SModesOfPart told;
+        for (Part part : {FourPoints(1), FourPoints(2)}) {
+          if (read.Explain(part, told) == JudgeReason::kOk) {
+            EXPECT_FALSE(std::isnan(read.Score(part, told, 0.0).scores.whole));
+          }
+          static_cast<void>(read.Learn(part));
+          part[1] = kGap;
+          static_cast<void>(read.Explain(part, told));
+          EXPECT_FALSE(std::isnan(told.whole));
+        }
+        EXPECT_EQ(read.Merge(read), MergeStatus::kOk);
+      }
     }
   }
 }
