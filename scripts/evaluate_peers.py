@@ -88,14 +88,17 @@ def normal_score(excess, n):
 def margins(parts, lines, n):
     """One number per part, larger than 0 beyond the limit for the rate: of its two sides and of the
     whole, each in the spread of its scores, which the limits for two rates tell."""
-    sides = [side for side in ("above", "below")
-             if all(lines[rate][f"factor_{side}"] is not None for rate in (RATE, 0.01))]
+    limited = {"upper": ["above"], "lower": ["below"]}.get(lines[RATE]["sides"], ["above", "below"])
+    told = lambda rate: all(lines[rate][f"factor_{side}"] is not None for side in limited)
+    other = next((rate for rate in (0.01, 0.02, 0.1) if rate in lines and told(rate)), None)
+    if other is None or not told(RATE):  # a limit that lets everything pass is none
+        return np.zeros(len(parts))
     limit = {(rate, side): normal_score(lines[rate][f"factor_{side}"], n)
-             for rate in (RATE, 0.01) for side in sides}
+             for rate in (RATE, other) for side in limited}
     if "score_limit_whole" in lines[RATE]:
-        sides.append("whole")
-        limit.update({(rate, "whole"): lines[rate]["score_limit_whole"] for rate in (RATE, 0.01)})
-    width = {side: max(limit[0.01, side] - limit[RATE, side], 1e-9) for side in sides}
+        limit.update({(rate, "whole"): lines[rate]["score_limit_whole"] for rate in (RATE, other)})
+    sides = [side for rate, side in limit if rate == RATE]
+    width = {side: max(abs(limit[other, side] - limit[RATE, side]), 1e-9) for side in sides}
     def number(part, side):  # none is no finite one: what never changed before did
         score = part[f"score_{side}"]
         return 1e9 if score is None else (score - limit[RATE, side]) / width[side]
