@@ -34,11 +34,31 @@ constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
+/// The curve given last, so that the next one on its grid brings its values only.
+struct SLastCurve {
+  CSigCurveExt curve;
+  double x0 = 0.0;
+  double dx = 0.0;
+  double reference = 0.0;
+  std::string xUnit;
+  std::string unit;
+  bool isSet = false;
+
+  bool IsLike(const limes_curve& given) const {
+    const auto same = [](const std::string& known, const char* text) {
+      return known == (text == nullptr ? "" : text);
+    };
+    return isSet && curve.DLen() == given.count && x0 == given.x0 && dx == given.dx &&
+           reference == given.reference && same(xUnit, given.x_unit) && same(unit, given.unit);
+  }
+};
+
 struct limes_limit {
   explicit limes_limit(AnyLimit made) : any(std::move(made)) {}
 
   AnyLimit any;
   CSidedJudgement judgement;
+  SLastCurve last;
   bool judged = false;
   std::string error;
 };
@@ -182,7 +202,7 @@ Side SideOf(limes_side side) {
 
 /// A curve of the caller's values, and the mask of those that count.
 struct SGivenCurve {
-  explicit SGivenCurve(const limes_curve* given) {
+  SGivenCurve(SLastCurve& last, const limes_curve* given) : curve(last.curve) {
     Check(given, LeastSize<limes_curve>(kCurveSize));
     Require((given->floats != nullptr) != (given->doubles != nullptr) || given->count == 0,
             "values as floats or as doubles, not both");
@@ -192,26 +212,39 @@ struct SGivenCurve {
     Require(given->dx > 0.0 && std::isfinite(static_cast<float>(given->x0)) &&
                 std::isfinite(static_cast<float>(end)),
             "x that is not finite or does not rise");
-    const auto n = static_cast<int>(given->count);
-    curve = CSigCurveExt::Make(n, static_cast<float>(given->x0), static_cast<float>(end));
-    if (curve.DLen() != given->count) {
-      throw std::bad_alloc();
+    if (!last.IsLike(*given)) {
+      Make(last, *given, static_cast<float>(end));
     }
     if (given->floats != nullptr) {
       std::copy_n(given->floats, given->count, curve.ValArray());
     } else if (given->doubles != nullptr) {
       std::transform(given->doubles, given->doubles + given->count, curve.ValArray(), ToFloat);
     }
-    curve.SetXUnit(UnitOf(given->x_unit).value_or(CMeasuringUnit()));
-    CMeasuringUnit unit = UnitOf(given->unit).value_or(CMeasuringUnit());
-    if (given->reference != 0.0) {
-      Require(given->reference > 0.0 && std::isfinite(static_cast<float>(given->reference)),
-              "a reference that is not above 0");
-      unit.logref(static_cast<float>(given->reference));
-    }
-    curve.SetYUnit(unit);
     covered = given->covered == nullptr ? std::span<const std::uint8_t>()
                                         : std::span(given->covered, given->count);
+  }
+
+  static void Make(SLastCurve& last, const limes_curve& given, float end) {
+    last.isSet = false;
+    last.curve =
+        CSigCurveExt::Make(static_cast<int>(given.count), static_cast<float>(given.x0), end);
+    if (last.curve.DLen() != given.count) {
+      throw std::bad_alloc();
+    }
+    last.curve.SetXUnit(UnitOf(given.x_unit).value_or(CMeasuringUnit()));
+    CMeasuringUnit unit = UnitOf(given.unit).value_or(CMeasuringUnit());
+    if (given.reference != 0.0) {
+      Require(given.reference > 0.0 && std::isfinite(static_cast<float>(given.reference)),
+              "a reference that is not above 0");
+      unit.logref(static_cast<float>(given.reference));
+    }
+    last.curve.SetYUnit(unit);
+    last.xUnit = given.x_unit == nullptr ? "" : given.x_unit;
+    last.unit = given.unit == nullptr ? "" : given.unit;
+    last.x0 = given.x0;
+    last.dx = given.dx;
+    last.reference = given.reference;
+    last.isSet = true;
   }
 
   /// Infinite beyond what a float holds.
@@ -222,7 +255,7 @@ struct SGivenCurve {
                                 : static_cast<float>(x);
   }
 
-  CSigCurveExt curve;
+  CSigCurveExt& curve;
   std::span<const std::uint8_t> covered;
 };
 
@@ -552,7 +585,7 @@ limes_status limes_learn_value(limes_limit* limit, double value, const char* uni
 
 limes_status limes_learn_curve(limes_limit* limit, const limes_curve* part) {
   return Guarded(limit, [&] {
-    const SGivenCurve given(part);
+    const SGivenCurve given(limit->last, part);
     Learn(*limit, SCurvePart(given.curve, given.covered));
   });
 }
@@ -571,7 +604,7 @@ limes_status limes_judge_curve(limes_limit* limit, const limes_curve* part,
                                limes_outcome* outcome) {
   return Guarded(limit, [&] {
     Require(outcome != nullptr, "a null pointer");
-    const SGivenCurve given(part);
+    const SGivenCurve given(limit->last, part);
     *outcome = Judge(*limit, SCurvePart(given.curve, given.covered));
   });
 }

@@ -233,9 +233,6 @@ void WidenValues(float* y, std::size_t n, std::size_t w) {
   }
 }
 
-namespace {
-
-/// Index of the first k - r that is this difference; n without one.
 LIMES_CLONES std::size_t FirstDifference(const float* k, const float* r, std::size_t n,
                                          float difference) {
   constexpr std::size_t kRow = 64;
@@ -254,8 +251,6 @@ LIMES_CLONES std::size_t FirstDifference(const float* k, const float* r, std::si
   }
   return i;
 }
-
-}  // namespace
 
 SLargest FindLargestDifference(const float* k, const float* r, std::size_t n) {
   constexpr std::size_t kSearched = 512;

@@ -68,6 +68,9 @@ inline constexpr std::size_t kMostWidening = 31;
 /// holds nothing else stays. Of zeros the first one's sign.
 void WidenValues(float* y, std::size_t n, std::size_t w);
 
+/// Index of the first k - r that is this difference; n without one.
+std::size_t FirstDifference(const float* k, const float* r, std::size_t n, float difference);
+
 /// Largest k - r, the first one on ties, NaN passed over; NaN and index 0 when all are NaN. n > 0.
 struct SLargest {
   std::size_t index;

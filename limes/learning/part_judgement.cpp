@@ -133,22 +133,25 @@ namespace {
 
 constexpr double kShareFarBelow = 0.95;
 
-/// Whether enough points lie below the mean at all; most parts are done with this, without spreads.
+/// Whether enough points lie below the mean at all; most parts are done with this, without spreads,
+/// as soon as so many points do not that the rest cannot make up for them.
 bool AreBelow(const CurveOverlap& overlap, PointMask mask, const float* mean, bool mirrored) {
+  constexpr std::size_t kAtOnce = 64;
+  const double most =
+      (1.0 - kShareFarBelow) * static_cast<double>(overlap.Last() - overlap.First() + 1);
   std::size_t points = 0;
   std::size_t below = 0;
+  const auto isDecided = [&] { return static_cast<double>(points - below) > most; };
   ForEachCovered(overlap, mask, [&](std::size_t first, const float* k, std::size_t n) {
-    const float* const m = mean + first;
-    std::size_t smaller = 0;
-    std::size_t larger = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-      smaller += k[i] < m[i] ? 1U : 0U;
-      larger += k[i] > m[i] ? 1U : 0U;
+    for (std::size_t i = 0; i < n && !isDecided(); i += kAtOnce) {
+      const std::size_t end = std::min(n, i + kAtOnce);
+      for (std::size_t j = i; j < end; ++j) {
+        below += (mirrored ? k[j] > mean[first + j] : k[j] < mean[first + j]) ? 1U : 0U;
+      }
+      points += end - i;
     }
-    points += n;
-    below += mirrored ? larger : smaller;
   });
-  return static_cast<double>(below) >= kShareFarBelow * static_cast<double>(points);
+  return !isDecided() && static_cast<double>(below) >= kShareFarBelow * static_cast<double>(points);
 }
 
 }  // namespace

@@ -160,16 +160,16 @@ void ScoreBlocks(std::size_t n, std::size_t first, SPartExcess& excess, ShiftBlo
     std::fill(shift.data() + count, shift.data() + padded, std::numeric_limits<float>::quiet_NaN());
     std::fill(least.data() + count, least.data() + padded, 0.0F);
     const BlockExcess block = Gather(shift.data(), least.data(), padded);
-    const auto place = [&](const auto& values) {
-      return first + start + FindLargestDifference(values.data(), least.data(), count).index;
+    const auto place = [&](const auto& values, float largest) {
+      return first + start + FirstDifference(values.data(), least.data(), count, largest);
     };
     if (block.above > excess.above) {
       excess.above = block.above;
-      excess.aboveAt = place(shift);
+      excess.aboveAt = place(shift, block.above);
     }
     if (block.below > excess.below) {
       excess.below = block.below;
-      excess.belowAt = place(opposite);
+      excess.belowAt = place(opposite, block.below);
     }
     excess.shiftSum += double{block.shiftSum};
     excess.points += block.points;
