@@ -5,6 +5,9 @@
  *   limes_judge(state, part, grid)     JSON: verdict, side, excess, x, value, limit, ...
  *   limes_limit(state)                 table: x, mean, spread, lower, upper
  *   limes_learnt(state)                number of parts
+ *   limes_of_store(side, record, settings, scores)
+ *                                      aggregate: a state of what a store of the program keeps
+ * apart
  *
  * A part is a number, or a blob of floats (doubles with type=float64 in the grid) in the byte order
  * of the machine. Grid and rule are texts of words key=value: see engine.h. NULL is no part: it is
@@ -193,28 +196,123 @@ static void MergeStep(sqlite3_context* context, int count, sqlite3_value** value
   limes_free(other);
 }
 
-static void Final(sqlite3_context* context) {
-  limes_limit** limit = sqlite3_aggregate_context(context, 0);
-  limes_status status = LIMES_OK;
+/* Gives the state of a limit, which is freed. */
+static void GiveState(sqlite3_context* context, limes_limit* limit) {
   size_t size = 0;
   void* bytes = NULL;
-  if (limit == NULL || *limit == NULL) {
-    sqlite3_result_null(context);
-    return;
-  }
-  status = limes_write(*limit, NULL, &size);
+  limes_status status = limes_write(limit, NULL, &size);
   if (status == LIMES_BUFFER) {
     bytes = sqlite3_malloc64(size);
-    status = bytes == NULL ? LIMES_MEMORY : limes_write(*limit, bytes, &size);
+    status = bytes == NULL ? LIMES_MEMORY : limes_write(limit, bytes, &size);
   }
   if (status == LIMES_OK) {
     sqlite3_result_blob64(context, bytes, size, sqlite3_free);
   } else {
     sqlite3_free(bytes);
-    TellStatus(context, status, *limit);
+    TellStatus(context, status, limit);
   }
-  limes_free(*limit);
+  limes_free(limit);
+}
+
+static void Final(sqlite3_context* context) {
+  limes_limit** limit = sqlite3_aggregate_context(context, 0);
+  if (limit == NULL || *limit == NULL) {
+    sqlite3_result_null(context);
+    return;
+  }
+  GiveState(context, *limit);
   *limit = NULL;
+}
+
+/* What a store keeps of a quantity: the records of its sides, upper and lower, those of the scores,
+ * and the settings. */
+typedef struct Stored {
+  sqlite3_value* records[2];
+  sqlite3_value* settings;
+  sqlite3_value* scores;
+} Stored;
+
+static void StoreStep(sqlite3_context* context, int count, sqlite3_value** values) {
+  Stored* stored = sqlite3_aggregate_context(context, sizeof *stored);
+  const char* side = (const char*)sqlite3_value_text(values[0]);
+  const int at = side != NULL && strcmp(side, "lower") == 0;
+  (void)count;
+  if (stored == NULL || side == NULL || (at == 0 && strcmp(side, "upper") != 0)) {
+    Tell(context, "a side is upper or lower");
+    return;
+  }
+  if (stored->records[at] != NULL) {
+    Tell(context, "two records of a side: GROUP BY quantity");
+    return;
+  }
+  stored->records[at] = sqlite3_value_dup(values[1]);
+  if (stored->settings == NULL) {
+    stored->settings = sqlite3_value_dup(values[2]);
+    stored->scores = sqlite3_value_dup(values[3]);
+  }
+}
+
+/* The rule of a store's settings; zero with an error told. */
+static int GetStoredRule(sqlite3_context* context, sqlite3_value* settings, limes_rule* rule) {
+  static const char kSql[] =
+      "SELECT 'sides=' || json_extract(s, '$.sides') || printf(' base=%!.17g time_scale=%d "
+      "min_parts=%d %s=%!.17g', json_extract(s, '$.base'), json_extract(s, '$.time-scale'), "
+      "json_extract(s, '$.min-parts'), iif(json_extract(s, '$.factor') IS NULL, 'reject', "
+      "'factor'), "
+      "coalesce(json_extract(s, '$.factor'), json_extract(s, '$.reject'))), "
+      "coalesce(json_extract(s, '$.factor'), json_extract(s, '$.reject')) IS NULL OR "
+      "json_extract(s, '$.width') <> 0 OR coalesce(json_extract(s, '$.modes'), 0) <> 0 "
+      "FROM (SELECT ?1 AS s)";
+  sqlite3_stmt* statement = NULL;
+  engine_error error = {"the settings are not those of a store"};
+  int good = sqlite3_prepare_v2(sqlite3_context_db_handle(context), kSql, -1, &statement, NULL) ==
+                 SQLITE_OK &&
+             sqlite3_bind_value(statement, 1, settings) == SQLITE_OK &&
+             sqlite3_step(statement) == SQLITE_ROW &&
+             sqlite3_column_type(statement, 0) == SQLITE_TEXT;
+  if (good && sqlite3_column_int(statement, 1) != 0) {
+    strcpy(error.text, "limits by --cover, --width or --modes are formed by the program alone");
+    good = 0;
+  } else if (good) {
+    good = engine_read_rule((const char*)sqlite3_column_text(statement, 0),
+                            (size_t)sqlite3_column_bytes(statement, 0), rule, &error);
+  }
+  sqlite3_finalize(statement);
+  return good || Tell(context, error.text);
+}
+
+static void StoreFinal(sqlite3_context* context) {
+  Stored* stored = sqlite3_aggregate_context(context, 0);
+  limes_limit* limit = NULL;
+  limes_rule rule;
+  const void* bytes[3] = {NULL, NULL, NULL};
+  size_t sizes[3] = {0, 0, 0};
+  int i;
+  if (stored == NULL || stored->settings == NULL) {
+    sqlite3_result_null(context);
+    return;
+  }
+  for (i = 0; i < 3; ++i) {
+    sqlite3_value* value = i < 2 ? stored->records[i] : stored->scores;
+    if (value != NULL) {
+      bytes[i] = sqlite3_value_blob(value);
+      sizes[i] = (size_t)sqlite3_value_bytes(value);
+    }
+  }
+  if (GetStoredRule(context, stored->settings, &rule)) {
+    const limes_status status = limes_read_records(&rule, bytes[0], sizes[0], bytes[1], sizes[1],
+                                                   bytes[2], sizes[2], &limit);
+    if (status == LIMES_OK) {
+      GiveState(context, limit);
+    } else {
+      TellStatus(context, status, NULL);
+    }
+  }
+  for (i = 0; i < 2; ++i) {
+    sqlite3_value_free(stored->records[i]);
+  }
+  sqlite3_value_free(stored->settings);
+  sqlite3_value_free(stored->scores);
 }
 
 /* A member of a JSON object; null for what is no number. */
@@ -436,6 +534,9 @@ LIMES_C_API int sqlite3_limessqlite_init(sqlite3* db, char** error,
   status = CreateAggregate(db, "limes_learn", 2, LearnStep);
   status = status == SQLITE_OK ? CreateAggregate(db, "limes_learn", 3, LearnStep) : status;
   status = status == SQLITE_OK ? CreateAggregate(db, "limes_merge", 1, MergeStep) : status;
+  status = status == SQLITE_OK ? sqlite3_create_function_v2(db, "limes_of_store", 4, SQLITE_UTF8,
+                                                            NULL, NULL, StoreStep, StoreFinal, NULL)
+                               : status;
   status = status == SQLITE_OK ? CreateFunction(db, "limes_judge", 3, Judge) : status;
   status = status == SQLITE_OK ? CreateFunction(db, "limes_learnt", 1, Learnt) : status;
   return status == SQLITE_OK ? sqlite3_create_module_v2(db, "limes_limit", &kLimits, NULL, NULL)

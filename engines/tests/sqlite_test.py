@@ -2,7 +2,11 @@
 
 import json
 import os
+import pathlib
+import re
 import sqlite3
+import subprocess
+import tempfile
 import unittest
 
 import limits
@@ -11,10 +15,14 @@ GRID = "dx=10 x_unit=Hz unit=dB(Pa) reference=2e-5"
 FIELDS = {"dx": 10.0, "x_unit": b"Hz", "unit": b"dB(Pa)", "reference": 2e-5}
 
 
-def connect():
-    db = sqlite3.connect(":memory:")
+def load(db):
     db.enable_load_extension(True)
     db.load_extension(os.environ["LIMES_SQLITE_MODULE"].removesuffix(".so"))
+    return db
+
+
+def connect():
+    db = load(sqlite3.connect(":memory:"))
     db.execute("CREATE TABLE part(id INTEGER PRIMARY KEY, level BLOB, torque REAL)")
     db.executemany("INSERT INTO part VALUES(?, ?, ?)",
                    ((i, limits.measured(i).tobytes(), limits.measured(i)[0]) for i in range(60)))
@@ -106,3 +114,46 @@ class SqliteTest(unittest.TestCase):
                 self.one("limes_learnt(?)", bytes(broken))
             broken[at] ^= 0x10
         self.assertEqual(self.one("limes_learnt(?)", state), 60)
+
+    @unittest.skipUnless("LIMES_PROGRAM" in os.environ, "needs the program")
+    def test_reads_stores_of_the_program(self):
+        guide = pathlib.Path(os.environ["LIMES_SOURCE"], "docs/engines.md").read_text("utf-8")
+        view, query = re.search(r"```sql\n(CREATE TEMP VIEW.*?;)\n(.*?)```", guide, re.S).groups()
+        rows = "".join(f"{limits.measured(i)[0]},{limits.measured(i)[7]}\n" for i in range(60))
+        curves = "".join(",".join(map(str, limits.measured(i))) + "\n" for i in range(60))
+        for name, text, options in (
+                ("values", "torque [Nm],force\n" + rows, ("--values", "--reject", "5%")),
+                ("rows", curves, ("--rows", "--no-header", "--dx", "10", "--unit", "dB(Pa)",
+                                  "--x-unit", "Hz", "--base", "3", "--factor", "3")),
+                ("track", curves, ("--rows", "--no-header", "--dx", "10", "--tracks", "--sides",
+                                   "lower")),
+                ("cover", rows, ("--values", "--no-header", "--cover", "99%"))):
+            with self.subTest(name), tempfile.TemporaryDirectory() as folder:
+                table, store = folder + "/good.csv", folder + "/store.limes"
+                pathlib.Path(table).write_text(text, "utf-8")
+                program = [os.environ["LIMES_PROGRAM"]]
+                subprocess.run([*program, "learn", store, table, *options, "--quiet"], check=True,
+                               stdout=subprocess.DEVNULL)
+                shown = subprocess.run([*program, "show", store, "--json"], check=True, text=True,
+                                       stdout=subprocess.PIPE).stdout
+                db = load(sqlite3.connect(store))
+                db.execute(view)
+                if name == "cover":
+                    with self.assertRaisesRegex(sqlite3.Error, "program alone"):
+                        db.execute(query).fetchall()
+                    continue
+                found = {}
+                for quantity, x, mean, spread, lower, upper in db.execute(query):
+                    for side, bound in (("lower", lower), ("upper", upper)):
+                        if bound is not None:
+                            found.setdefault((quantity, side), []).append((mean, spread, bound))
+                told = {(q["name"], q["side"]): list(zip(q["mean"], q["spread"], q["limit"]))
+                        for q in map(json.loads, shown.splitlines()) if q["limit"][0] is not None}
+                self.assertTrue(told)
+                self.assertEqual(found.keys(), told.keys())
+                for key in told:
+                    self.assertEqual(len(found[key]), len(told[key]))
+                    for row, other in zip(found[key], told[key]):
+                        for a, b in zip(row, other):
+                            self.assertAlmostEqual(a, b, delta=1e-6 * max(abs(b), 1.0))
+                db.close()

@@ -478,6 +478,39 @@ AnyLimit Read(const void* bytes, std::size_t size) {
   throw SFailure{LIMES_STATE, limes_status_text(LIMES_STATE)};
 }
 
+using Bytes = std::span<const std::uint8_t>;
+
+Bytes BytesOf(const void* bytes, std::size_t size) {
+  Require(bytes != nullptr || size == 0, "a null pointer");
+  return {static_cast<const std::uint8_t*>(bytes), size};
+}
+
+/// Where a state of a learner says what kind it is of: the numbers are those of the interface.
+constexpr std::size_t kLearnerKindAt = 6;
+
+AnyLimit ReadRecords(const SRatedRule& rule, Bytes upper, Bytes lower, Bytes scores) {
+  std::vector<Bytes> sides;
+  if (rule.sides != Sides::kLower) {
+    sides.push_back(upper);
+  }
+  if (rule.sides != Sides::kUpper) {
+    sides.push_back(lower);
+  }
+  const int kind = sides[0].size() > kLearnerKindAt ? sides[0][kLearnerKindAt] : 0;
+  if (kind >= LIMES_VALUE && kind <= LIMES_TRACK) {
+    AnyLimit any = Made(kind, rule);
+    const LearnStateStatus status =
+        std::visit([&](auto& known) { return known.ReadRecords(rule, sides, scores); }, any);
+    if (status == LearnStateStatus::kOk) {
+      return any;
+    }
+    if (status == LearnStateStatus::kMemory) {
+      throw std::bad_alloc();
+    }
+  }
+  throw SFailure{LIMES_STATE, limes_status_text(LIMES_STATE)};
+}
+
 }  // namespace
 
 extern "C" {
@@ -728,6 +761,16 @@ limes_status limes_write(const limes_limit* limit, void* bytes, size_t* size) {
 
 limes_status limes_read(const void* bytes, size_t size, limes_limit** limit) {
   return MakeLimit(limit, [&] { return Read(bytes, size); });
+}
+
+limes_status limes_read_records(const limes_rule* rule, const void* upper, size_t upper_size,
+                                const void* lower, size_t lower_size, const void* scores,
+                                size_t scores_size, limes_limit** limit) {
+  return MakeLimit(limit, [&] {
+    Check(rule, LeastSize<limes_rule>(kRuleSize));
+    return ReadRecords(RuleOf(*rule), BytesOf(upper, upper_size), BytesOf(lower, lower_size),
+                       BytesOf(scores, scores_size));
+  });
 }
 
 }  // extern "C"

@@ -197,6 +197,15 @@ LIMES_C_API limes_status limes_write(const limes_limit* limit, void* bytes, size
  *  To be freed by limes_free. O(n). */
 LIMES_C_API limes_status limes_read(const void* bytes, size_t size, limes_limit** limit);
 
+/** A limit by a rule of what a store of the program keeps apart: the `record` of the state of each
+ *  side, null and 0 of one that the rule does not limit, and that of the scores, null and 0 where
+ *  the factor is given. LIMES_STATE when they are none, or not of the same parts. To be freed by
+ *  limes_free. O(n). */
+LIMES_C_API limes_status limes_read_records(const limes_rule* rule, const void* upper,
+                                            size_t upper_size, const void* lower, size_t lower_size,
+                                            const void* scores, size_t scores_size,
+                                            limes_limit** limit);
+
 #ifdef __cplusplus
 }
 #endif

@@ -105,16 +105,21 @@ bool PutRecord(detail::RecordWriter& out, const Written& written) {
 }
 
 template <class Read>
+LearnStateStatus ReadWhole(std::span<const std::uint8_t> bytes, Read& read) {
+  CMemoryStream stream{bytes};
+  const LearnStateStatus status = read.ReadState(stream);
+  return status == LearnStateStatus::kOk && stream.Remaining() != 0 ? LearnStateStatus::kContent
+                                                                    : status;
+}
+
+template <class Read>
 LearnStateStatus GetRecord(detail::RecordReader& in, Read& read) {
   std::uint64_t size = 0;
   std::vector<std::uint8_t> bytes;
   if (!in.Get(size) || !in.Fits(size, 1) || !in.GetArray(bytes, size)) {
     return LearnStateStatus::kContent;
   }
-  CMemoryStream stream{std::span<const std::uint8_t>(bytes)};
-  const LearnStateStatus status = read.ReadState(stream);
-  return status == LearnStateStatus::kOk && stream.Remaining() != 0 ? LearnStateStatus::kContent
-                                                                    : status;
+  return ReadWhole(bytes, read);
 }
 
 }  // namespace
@@ -360,6 +365,45 @@ bool CRatedLimit<Tool>::WriteState(CFileStream& file) const {
   return detail::WriteLearnState(file, detail::LearnStateKind::kRatedLimit, put);
 }
 
+/// Whether learners and scores can be of the same parts.
+template <class Tool>
+bool CRatedLimit<Tool>::Agrees() const {
+  const Tool& first = tools_->First();
+  return calibration_.Sides() == ScoredSides(rule_.sides) && calibration_.Scores() <= learnt_ &&
+         (learnt_ == 0 || (Count(first) > 0 && Count(first) <= learnt_ &&
+                           AreAlike(first, (*tools_)[tools_->Limited().back()])));
+}
+
+template <class Tool>
+LearnStateStatus CRatedLimit<Tool>::ReadRecords(
+    const SRatedRule& rule, std::span<const std::span<const std::uint8_t>> sides,
+    std::span<const std::uint8_t> scores) {
+  return detail::IfMemoryAllows(LearnStateStatus::kMemory, [&] {
+    CRatedLimit read(rule);
+    const auto limited = read.tools_->Limited();
+    LearnStateStatus status =
+        scores.empty() ? LearnStateStatus::kOk : ReadWhole(scores, read.calibration_);
+    if (sides.size() != limited.size()) {
+      return LearnStateStatus::kContent;
+    }
+    for (std::size_t i = 0; i < limited.size() && status == LearnStateStatus::kOk; ++i) {
+      status = ReadWhole(sides[i], (*read.tools_)[limited[i]]);
+    }
+    if (status != LearnStateStatus::kOk) {
+      return status;
+    }
+    for (const Side side : limited) {
+      SetFactor((*read.tools_)[side], rule.base, 0.0);  // theirs are of another rule
+    }
+    read.learnt_ = Count(std::as_const(*read.tools_).First());
+    if (!read.Agrees()) {
+      return LearnStateStatus::kContent;
+    }
+    *this = std::move(read);
+    return LearnStateStatus::kOk;
+  });
+}
+
 template <class Tool>
 LearnStateStatus CRatedLimit<Tool>::ReadState(CFileStream& file) {
   const auto get = [](detail::RecordReader& in, CRatedLimit& read, std::uint16_t /*version*/) {
@@ -390,15 +434,9 @@ LearnStateStatus CRatedLimit<Tool>::ReadState(CFileStream& file) {
          i < limited.size() && head.learnt > 0 && status == LearnStateStatus::kOk; ++i) {
       status = GetRecord(in, (*read.tools_)[limited[i]]);
     }
-    if (status != LearnStateStatus::kOk) {
-      return status;
-    }
-    const Tool& first = read.tools_->First();
-    const bool agree = read.calibration_.Sides() == ScoredSides(rule.sides) &&
-                       read.calibration_.Scores() <= head.learnt &&
-                       (head.learnt == 0 || (Count(first) > 0 && Count(first) <= head.learnt &&
-                                             AreAlike(first, (*read.tools_)[limited.back()])));
-    return agree ? LearnStateStatus::kOk : LearnStateStatus::kContent;
+    return status != LearnStateStatus::kOk ? status
+           : read.Agrees()                 ? LearnStateStatus::kOk
+                                           : LearnStateStatus::kContent;
   };
   const auto commit = [this](CRatedLimit& read) { *this = std::move(read); };
   return detail::ReadLearnState<CRatedLimit>(file, detail::LearnStateKind::kRatedLimit, get,

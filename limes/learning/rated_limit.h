@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "limes/export.h"
@@ -91,10 +92,19 @@ class CRatedLimit {
   /// Reads what WriteState wrote: all of it, or nothing and the reason. O(n).
   [[nodiscard]] LearnStateStatus ReadState(CFileStream& file);
 
+  /// What lies apart, as in a store of the program: the state of the learner of each side that the
+  /// rule limits, the upper one first, and the scores; none where the factor is given. All of it,
+  /// or nothing and the reason. O(n).
+  [[nodiscard]] LearnStateStatus ReadRecords(const SRatedRule& rule,
+                                             std::span<const std::span<const std::uint8_t>> sides,
+                                             std::span<const std::uint8_t> scores);
+
  private:
   template <class Other>
   friend class CRatedLimit;
   struct SHead;
+
+  bool Agrees() const;
 
   double Effective() const;
   void Form();
