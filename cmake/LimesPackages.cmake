@@ -39,6 +39,7 @@ endif()
 if(TARGET limes_postgresql)
   list(APPEND CPACK_COMPONENTS_ALL postgresql)
   set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_NAME postgresql-15-limes)
+  set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_SECTION database)
   set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_DEPENDS "postgresql-15")
 endif()
 
