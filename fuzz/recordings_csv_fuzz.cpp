@@ -35,9 +35,9 @@ SReadSettings Way(unsigned way) {
   s.values = (way & 3) == 2;
   s.noHeader = (way & 4) != 0;
   if ((way & 8) != 0 && s.IsTable()) {
-    s.partColumn = "p";
-    s.quantityColumn = "q";
-    s.labelColumn = "l";
+    s.partColumn = std::string("p");
+    s.quantityColumn = std::string("q");
+    s.labelColumn = std::string("l");
   } else if ((way & 8) != 0) {
     s.dx = 0.5;
   }

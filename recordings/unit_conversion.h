@@ -2,28 +2,16 @@
 
 #include <optional>
 
+#include "limes/core/unit_conversion.h"
 #include "recordings/measurement.h"
 
 namespace limes::recordings {
 
-/// How values in one unit become values in another: (value * factor + offset) / divisor, all three
-/// exact in decimals, each step in double, at last rounded to the float or double that is kept.
-struct SUnitConversion {
-  double factor = 1.0;
-  double offset = 0.0;
-  double divisor = 1.0;
+using limes::SUnitConversion;
 
-  bool IsIdentity() const { return factor == divisor && offset == 0.0; }
-  double operator()(double value) const { return (value * factor + offset) / divisor; }
-
-  /// Of a step, which has no offset.
-  double Step(double step) const { return step * factor / divisor; }
-};
-
-/// Between units of one kind whose ratio is exact: prefixes (mm and m), products and powers of such
-/// (N/mm² and MPa are not: their kinds differ in name), °C, °F and K, h, min and s, bar and Pa, l
-/// and m³, km/h and m/s, t and kg, rpm and 1/min; empty for others, and for levels. Units of the
-/// same meaning in another spelling (Ohm and Ω) convert by the identity. O(length of the texts).
+/// As limes::ConversionBetween; empty without units and for levels. Units of the same meaning in
+/// another spelling (Ohm and Ω) convert by the identity. At last rounded to the float or double
+/// that is kept.
 std::optional<SUnitConversion> ConversionBetween(const SUnit& from, const SUnit& to);
 
 /// Converts values and x; both conversions are those of its units to the ones given.

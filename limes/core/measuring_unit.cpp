@@ -231,6 +231,8 @@ wide_string CMeasuringUnit::ExactText() const {
   return text + ShownText(whole);
 }
 
+bool CMeasuringUnit::operator==(std::u16string_view text) const { return text_ == text; }
+
 bool CMeasuringUnit::operator==(const CMeasuringUnit& other) const {
   return SMeasuringUnitPOD::Fields(fields_) == SMeasuringUnitPOD::Fields(other.fields_);
 }

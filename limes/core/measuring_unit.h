@@ -1,13 +1,10 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <mutex>
+#include <optional>
 #include <string_view>
 #include <tuple>
-#include <unordered_map>
 
 #include "limes/export.h"
 #include "limes/platform/text.h"
@@ -16,6 +13,7 @@ namespace limes {
 
 class CFileStream;
 class CMeasuringUnit;
+struct SUnitConversion;
 
 /// The fields of a unit without its text: 16 bytes, for the fixed records of other classes. No
 /// field is checked. One thread at a time.
@@ -142,6 +140,15 @@ class LIMES_EXPORT CMeasuringUnit {
   /// its power; else the negated power. A unit with a reference stays as it is.
   void invert();
 
+  /// How values in this unit become values in the other: linear ones of one dimension whose ratio
+  /// is exact, and levels of such, which move by the references. Empty for other dimensions,
+  /// between linear and level, and where one of the units stands for itself only ("%", "n"). ° and
+  /// rad, Hz, rpm and rad/s are dimensions of their own; g is the gravity.
+  std::optional<SUnitConversion> ConversionTo(const CMeasuringUnit& other) const;
+
+  /// Whether values can be converted.
+  bool SameDimension(const CMeasuringUnit& other) const;
+
   /// Sets the reference, and logarithmic when it is not 0.
   // kept: the text stays as it was
   CMeasuringUnit& logref(float reference);
@@ -207,9 +214,11 @@ class LIMES_EXPORT CMeasuringUnit {
   /// All fields equal, the reference as float; the text is not compared.
   bool operator==(const CMeasuringUnit& other) const;
   /// The text shown equals the text.
-  bool operator==(std::u16string_view text) const { return text_ == text; }
-  bool operator==(const wide_string& text) const { return text_ == text; }
-  bool operator==(const wide_char* text) const { return text != nullptr && text_ == text; }
+  bool operator==(std::u16string_view text) const;
+  bool operator==(const wide_string& text) const { return *this == std::u16string_view(text); }
+  bool operator==(const wide_char* text) const {
+    return text != nullptr && *this == std::u16string_view(text);
+  }
 
   /// Process-wide display flags, 0 at first; a bit is taken modulo 32. Texts built before a change
   /// stay as they are. Any thread.
@@ -268,6 +277,13 @@ class LIMES_EXPORT CMeasuringUnit {
 
 using commonUnits = CMeasuringUnit::commonUnits;
 
+/// Product and quotient of linear units, where one base unit with an exponent and a power says
+/// them: m * m, m/s² * s, V * A; empty for others.
+LIMES_EXPORT std::optional<CMeasuringUnit> operator*(const CMeasuringUnit& a,
+                                                     const CMeasuringUnit& b);
+LIMES_EXPORT std::optional<CMeasuringUnit> operator/(const CMeasuringUnit& a,
+                                                     const CMeasuringUnit& b);
+
 /// The process-wide table of unit texts: 31 built-in ones, and those registered at run time, whose
 /// numbers hold for the process only. Every operation may be called by any thread; references to
 /// texts stay valid for the process.
@@ -314,13 +330,11 @@ class LIMES_EXPORT CMeasuringUnit::UnitStrings {
   bool Complains() const;
 
  private:
-  UnitStrings() = default;
+  struct Table;
 
-  mutable std::mutex mutex_;
-  std::deque<wide_string> added_;  ///< units from 31 on; its elements never move
-  std::unordered_map<std::u16string_view, std::uint32_t> numbers_;  ///< of the added units
-  bool allow_ = false;
-  bool complain_ = true;
+  UnitStrings();
+
+  Table& table_;  ///< stays for the process
 };
 
 }  // namespace limes

@@ -90,6 +90,12 @@ CQuinterMFC::CQuinterMFC(const wide_char* mode, const wide_char* channel, const 
   }
 }
 
+bool CQuinterMFC::operator==(const CQuinterMFC& other) const = default;
+
+std::strong_ordering CQuinterMFC::operator<=>(const CQuinterMFC& other) const {
+  return field_ <=> other.field_;
+}
+
 void CQuinterMFC::clear() {
   for (wide_string& field : field_) {
     field.clear();

@@ -201,12 +201,10 @@ class LIMES_EXPORT CQuinterMFC {
   bool hasWildcard() const;
 
   /// All six are equal, case included.
-  bool operator==(const CQuinterMFC& other) const = default;
+  bool operator==(const CQuinterMFC& other) const;
 
   /// The first field that differs decides, by its 16-bit characters.
-  std::strong_ordering operator<=>(const CQuinterMFC& other) const {
-    return field_ <=> other.field_;
-  }
+  std::strong_ordering operator<=>(const CQuinterMFC& other) const;
 
  private:
   std::array<wide_string, kFields> field_;

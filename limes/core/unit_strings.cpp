@@ -1,4 +1,8 @@
 #include <algorithm>
+#include <array>
+#include <deque>
+#include <mutex>
+#include <unordered_map>
 #include <utility>
 
 #include "limes/core/measuring_unit.h"
@@ -92,6 +96,16 @@ const std::array<wide_string, Unit::kBuiltInUnits>& BuiltInTexts() {
 
 }  // namespace
 
+struct CMeasuringUnit::UnitStrings::Table {
+  std::mutex mutex;
+  std::deque<wide_string> added;  ///< units from 31 on; its elements never move
+  std::unordered_map<std::u16string_view, std::uint32_t> numbers;  ///< of the added units
+  bool allow = false;
+  bool complain = true;
+};
+
+CMeasuringUnit::UnitStrings::UnitStrings() : table_(*new Table) {}
+
 CMeasuringUnit::UnitStrings& CMeasuringUnit::UnitStrings::theStrings() {
   static UnitStrings& strings = *new UnitStrings;
   return strings;
@@ -101,10 +115,10 @@ const wide_string& CMeasuringUnit::UnitStrings::operator[](std::uint32_t unit) c
   if (unit < kBuiltInUnits) {
     return BuiltInTexts()[unit];
   }
-  const std::scoped_lock lock(mutex_);
+  const std::scoped_lock lock(table_.mutex);
   static const wide_string& unknown = *new wide_string(u"?");
   const std::size_t i = unit - kBuiltInUnits;
-  return i < added_.size() ? added_[i] : unknown;
+  return i < table_.added.size() ? table_.added[i] : unknown;
 }
 
 int CMeasuringUnit::UnitStrings::Find(std::u16string_view text) const {
@@ -113,9 +127,9 @@ int CMeasuringUnit::UnitStrings::Find(std::u16string_view text) const {
     return builtIn;
   }
   {
-    const std::scoped_lock lock(mutex_);
-    const auto found = numbers_.find(text);
-    if (found != numbers_.end()) {
+    const std::scoped_lock lock(table_.mutex);
+    const auto found = table_.numbers.find(text);
+    if (found != table_.numbers.end()) {
       return static_cast<int>(found->second);
     }
   }
@@ -128,13 +142,13 @@ int CMeasuringUnit::UnitStrings::Find(std::u16string_view text) const {
 }
 
 bool CMeasuringUnit::UnitStrings::Allows() const {
-  const std::scoped_lock lock(mutex_);
-  return allow_;
+  const std::scoped_lock lock(table_.mutex);
+  return table_.allow;
 }
 
 bool CMeasuringUnit::UnitStrings::Complains() const {
-  const std::scoped_lock lock(mutex_);
-  return complain_;
+  const std::scoped_lock lock(table_.mutex);
+  return table_.complain;
 }
 
 std::uint32_t CMeasuringUnit::UnitStrings::FindOrAdd(std::u16string_view text) {
@@ -150,18 +164,19 @@ std::uint32_t CMeasuringUnit::UnitStrings::FindOrAdd(std::u16string_view text, b
   }
   std::uint32_t unit = 0;
   if (allow) {
-    const std::scoped_lock lock(mutex_);
-    const auto raced = numbers_.find(text);  // by another thread since the look-up
-    if (raced != numbers_.end()) {
+    const std::scoped_lock lock(table_.mutex);
+    const auto raced = table_.numbers.find(text);  // by another thread since the look-up
+    if (raced != table_.numbers.end()) {
       return raced->second;
     }
-    if (added_.size() + kBuiltInUnits < kMaxUnits) {
-      const std::size_t before = added_.size();
+    if (table_.added.size() + kBuiltInUnits < kMaxUnits) {
+      const std::size_t before = table_.added.size();
       const auto next = static_cast<std::uint32_t>(before) + kBuiltInUnits;
-      if (detail::IfMemoryAllows([&] { numbers_.emplace(added_.emplace_back(text), next); })) {
+      if (detail::IfMemoryAllows(
+              [&] { table_.numbers.emplace(table_.added.emplace_back(text), next); })) {
         unit = next;
       } else {
-        added_.resize(before);
+        table_.added.resize(before);
       }
     }
   }
@@ -181,13 +196,13 @@ std::uint32_t CMeasuringUnit::UnitStrings::FindOrAdd(std::u16string_view text, b
 }
 
 bool CMeasuringUnit::UnitStrings::allowAddNewUnits(bool allow) {
-  const std::scoped_lock lock(mutex_);
-  return std::exchange(allow_, allow);
+  const std::scoped_lock lock(table_.mutex);
+  return std::exchange(table_.allow, allow);
 }
 
 bool CMeasuringUnit::UnitStrings::complainAddNewUnits(bool complain) {
-  const std::scoped_lock lock(mutex_);
-  return std::exchange(complain_, complain);
+  const std::scoped_lock lock(table_.mutex);
+  return std::exchange(table_.complain, complain);
 }
 
 std::uint32_t CMeasuringUnit::UnitStrings::inverseIndex(std::uint32_t unit) {

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <tuple>
+#include <type_traits>
 
 #include "limes/export.h"
+#include "limes/platform/conversions.h"
 
 namespace limes {
 
@@ -50,11 +53,12 @@ class LIMES_EXPORT CExpAverFacGenerator {
   /// Weight a of the mean so far at step n: (q - q^n) / (1 - q^n); 0 for n <= 1 or T <= 0, q beyond
   /// 45 time scales, (n - 1) / n for T >= 10000. NaN for a NaN T.
   static float GetFactor(std::int32_t n, double timeScale);
-  static float GetFactor(std::int32_t n, std::int32_t timeScale) {
-    return GetFactor(n, double{static_cast<double>(timeScale)});
-  }
-  static float GetFactor(std::int32_t n, std::uint32_t timeScale) {
-    return GetFactor(n, double{static_cast<double>(timeScale)});
+
+  /// The same for integers of any type; a step beyond 2^31 - 1 is that one.
+  template <std::integral Step, class Time>
+  requires std::is_arithmetic_v<Time>
+  static float GetFactor(Step n, Time timeScale) {
+    return GetFactor(SaturateTo<std::int32_t>(n), static_cast<double>(timeScale));
   }
 
   /// Factor that takes the bias from the variance Q - M^2 of such means: W^2 / (W^2 - V) with the

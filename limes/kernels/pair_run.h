@@ -2,13 +2,12 @@
 
 #include <cstddef>
 
+#include "limes/kernels/polygon_point.h"
+
 namespace limes::detail {
 
 /// A pair of a run, as it lies in the data of a pair signal.
-struct XyPair {
-  float x;
-  float y;
-};
+using XyPair = SPolygonPoint;
 
 /// A run of pairs, in any order, NaN and equal x included, and what is known of its x. It is looked
 /// up as its marks say, whether they fit or not.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "limes/export.h"
+#include "limes/kernels/polygon_point.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -13,12 +14,6 @@ namespace limes {
 class CFileStream;
 class CResourceSea;
 class CSigCurve;
-
-/// A point of a polyline.
-struct SPolygonPoint {
-  float x;
-  float y;
-};
 
 namespace detail {
 
@@ -61,7 +56,7 @@ class LIMES_EXPORT CPolygonCodierung {
   bool Gueltig(bool forLine) const { return Anzahl() > (forLine ? 1 : 0); }
 
   int Anzahl() const { return static_cast<int>(points_.size()); }
-  std::span<const SPolygonPoint> Points() const { return points_; }
+  std::span<const SPolygonPoint> Points() const { return {points_.data(), points_.size()}; }
 
   /// Removes all points.
   void Leeren();

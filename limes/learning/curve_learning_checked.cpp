@@ -32,6 +32,8 @@ PartStatus CKurvenLernWerkzeug::Fit(const SCurvePart& part, CFittedPart& fitted)
   return state_.IsWhole() ? fitted.Fit(part, *state_.mean, true) : PartStatus::kNothingLearnt;
 }
 
+CFittedPart& CKurvenLernWerkzeug::Scratch() { return detail::Made(fitted_); }
+
 PartStatus CKurvenLernWerkzeug::CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                                                  CFittedPart& fitted) const {
   if (!HasLearnt()) {

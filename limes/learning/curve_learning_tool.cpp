@@ -88,7 +88,34 @@ bool LearnInOnePass(CSigCurveExt& mean, CSigCurveExt& meanSquare, const CSigCurv
 
 }  // namespace
 
+CKurvenLernWerkzeug::SState::SState() : generator(std::make_shared<CExpAverFacGenerator>()) {}
+
 CKurvenLernWerkzeug::CKurvenLernWerkzeug() = default;
+
+CKurvenLernWerkzeug::CKurvenLernWerkzeug(CKurvenLernWerkzeug&& other) noexcept
+    : state_(std::move(other.state_)),
+      spread_(std::move(other.spread_)),
+      limit_(std::move(other.limit_)),
+      ownLimit_(std::move(other.ownLimit_)),
+      formed_(std::move(other.formed_)),
+      fitted_(std::move(other.fitted_)) {
+  other.state_.count = 0;
+  other.state_.generator = detail::IfMemoryAllows(
+      state_.generator, [] { return std::make_shared<CExpAverFacGenerator>(); });
+}
+
+CKurvenLernWerkzeug& CKurvenLernWerkzeug::operator=(CKurvenLernWerkzeug&& other) noexcept {
+  if (this != &other) {
+    CKurvenLernWerkzeug taken(std::move(other));
+    std::swap(state_, taken.state_);
+    spread_.swap(taken.spread_);
+    limit_.swap(taken.limit_);
+    ownLimit_.swap(taken.ownLimit_);
+    formed_.swap(taken.formed_);
+    fitted_.swap(taken.fitted_);
+  }
+  return *this;
+}
 
 CKurvenLernWerkzeug::~CKurvenLernWerkzeug() = default;
 

@@ -48,12 +48,17 @@ class LIMES_EXPORT CKurvenLernWerkzeug
   /// Shares the other's curves and time of averaging.
   CKurvenLernWerkzeug(const CKurvenLernWerkzeug& other) = default;
   CKurvenLernWerkzeug& operator=(const CKurvenLernWerkzeug& other) = default;
+
+  /// Takes over all; the other has no curves then, and a time of averaging of its own as far as
+  /// memory allows.
+  CKurvenLernWerkzeug(CKurvenLernWerkzeug&& other) noexcept;
+  CKurvenLernWerkzeug& operator=(CKurvenLernWerkzeug&& other) noexcept;
   virtual ~CKurvenLernWerkzeug();
 
   static constexpr double kMinShare = kMinShareOfCurve;
 
   // The steps of the checked calls, for those who prepare a part once: see CSided.
-  CFittedPart& Scratch() { return detail::Made(fitted_); }
+  CFittedPart& Scratch();
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
   using Room = CKurvenLernWerkzeug;
@@ -120,14 +125,17 @@ class LIMES_EXPORT CKurvenLernWerkzeug
   /// As GrenzeBilden without the naming. Allocates nothing after the first call. O(n).
   int UpdateLimit();
 
+  /// What RmsAbweichung and MaxAbweichung compare with.
+  enum Reference : int { kMean = 0, kLimit = 1 };
+
   /// RMS of the excess of a curve over the mean, or over the limit with reference 1, over all
   /// points that both have; 0.0 without any. Allocates nothing. O(n).
-  float RmsAbweichung(const CSigCurve* k, int reference = 0) const;
+  float RmsAbweichung(const CSigCurve* k, int reference = kMean) const;
 
   /// Largest k - limit, or k - mean with reference 0, over all points that both have, negative when
   /// k stays below; 0.0 without any. result, unless null, receives x, k and the reference there.
   /// The first of equal ones; NaN are passed over, NaN when all are. Allocates nothing. O(n).
-  float MaxAbweichung(const CSigCurve* k, float* result = nullptr, int reference = 1) const;
+  float MaxAbweichung(const CSigCurve* k, float* result = nullptr, int reference = kLimit) const;
 
   /// Judges a curve by the limit curve as it was last formed. Not judged when no limit was formed
   /// since the last restart, nothing overlaps, or no point is beyond the limit but at one the value
@@ -222,7 +230,9 @@ class LIMES_EXPORT CKurvenLernWerkzeug
     std::int32_t stale = 0;
     std::int32_t externalOn = 0;  ///< 0 or 1
     float external = 0.0F;
-    std::shared_ptr<CExpAverFacGenerator> generator = std::make_shared<CExpAverFacGenerator>();
+    std::shared_ptr<CExpAverFacGenerator> generator;
+
+    SState();
 
     /// The numbers in the order of the learn state; name and curves follow.
     static constexpr auto Fields(auto& s) {

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cmath>
 #include <cstdint>
-#include <limits>
 #include <tuple>
 
 namespace limes::detail {
@@ -17,10 +15,7 @@ struct ExactSum {
 
   friend bool operator==(const ExactSum&, const ExactSum&) = default;
 
-  void Add(double value) {
-    const auto units = std::llround(std::ldexp(value, bits));
-    Add({static_cast<std::uint64_t>(units), units < 0 ? ~std::uint64_t{0} : 0});
-  }
+  void Add(double value);
 
   void Add(ExactSum other) {  // by value: it may be this one
     low += other.low;
@@ -28,14 +23,7 @@ struct ExactSum {
   }
 
   /// Correct to a rounding or two.
-  double Value() const {
-    const bool negative = (high >> 63) != 0;
-    const std::uint64_t l = negative ? ~low + 1 : low;
-    const std::uint64_t h = negative ? ~high + (low == 0 ? 1 : 0) : high;
-    const double magnitude =
-        std::ldexp(static_cast<double>(h), 64 - bits) + std::ldexp(static_cast<double>(l), -bits);
-    return negative ? -magnitude : magnitude;
-  }
+  double Value() const;
 };
 
 /// Count, sum and sum of squares of scores from -1024 to 1024.
@@ -62,21 +50,11 @@ struct ScoreMoments {
   double Mean(double n) const { return sum.Value() / n; }
 
   /// With the divisor n.
-  double Spread(double n) const {
-    const double mean = Mean(n);
-    return std::sqrt(std::fmax(squares.Value() / n - mean * mean, 0.0));
-  }
+  double Spread(double n) const;
 
   /// Excess of one of the n scores over the mean of the others, in their spreads; minus infinity
   /// when the others have none.
-  double ExcessOverOthers(double score, double n) const {
-    const double mean = (sum.Value() - score) / (n - 1.0);
-    const double variance = (squares.Value() - score * score) / (n - 1.0) - mean * mean;
-    // The sums know variances to some 1e-13: what is below comes of rounding.
-    const double least = 1e-12 * (1.0 + mean * mean);
-    return variance > least ? (score - mean) / std::sqrt(variance)
-                            : -std::numeric_limits<double>::infinity();
-  }
+  double ExcessOverOthers(double score, double n) const;
 };
 
 }  // namespace limes::detail

@@ -2,12 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <vector>
 
 #include "limes/export.h"
 #include "limes/learning/calibration.h"
+#include "limes/platform/standard_parts.h"
 
 namespace limes {
 

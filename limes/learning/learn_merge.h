@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -38,8 +37,10 @@ double EarlierShare(std::int64_t n1, std::int64_t n2, std::int32_t timeScale);
 template <std::integral Count>
 Count JointCount(Count n1, Count n2) {
   using Limits = std::numeric_limits<Count>;
-  return static_cast<Count>(
-      std::clamp<std::int64_t>(std::int64_t{n1} + n2, Limits::min(), Limits::max()));
+  const std::int64_t sum = std::int64_t{n1} + n2;
+  return sum < Limits::min()   ? Limits::min()
+         : sum > Limits::max() ? Limits::max()
+                               : static_cast<Count>(sum);
 }
 
 /// Whether two curves have the same points and units; kGrid for null and without points.

@@ -38,6 +38,7 @@ class LIMES_EXPORT CLernenderGrenzwert
   CLernenderGrenzwert() = default;
   CLernenderGrenzwert(const CLernenderGrenzwert&) = default;
   CLernenderGrenzwert& operator=(const CLernenderGrenzwert&) = delete;
+  CLernenderGrenzwert(CLernenderGrenzwert&&) noexcept = default;
   virtual ~CLernenderGrenzwert();
 
   static constexpr double kMinShare = 1.0;
@@ -48,7 +49,7 @@ class LIMES_EXPORT CLernenderGrenzwert
                               SFittedValue& fitted) const;
   using Room = std::optional<CMeasuringUnit>;
   bool MakeRoom(const SValuePart& part, const SFittedValue& fitted, Room& room) const;
-  void TakeRoom(Room& room) noexcept { state_.unit.swap(room); }
+  void TakeRoom(Room& room) noexcept;
   PartStatus Fit(const SValuePart& part, SFittedValue& fitted) const;
   void LearnFitted(SFittedValue& fitted);
   SPartJudgement JudgeFitted(SFittedValue& fitted, double minShare,

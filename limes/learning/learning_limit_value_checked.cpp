@@ -22,6 +22,8 @@ void CLernenderGrenzwert::FindGiven() {
   state_.limit = read;
 }
 
+void CLernenderGrenzwert::TakeRoom(Room& room) noexcept { state_.unit.swap(room); }
+
 PartStatus CLernenderGrenzwert::Fit(const SValuePart& part, SFittedValue& fitted) const {
   fitted = {};
   fitted.value = part.value;

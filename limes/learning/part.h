@@ -87,7 +87,7 @@ class LIMES_EXPORT CFittedPart {
 
   /// For each point of the grid 1 where the part was measured; empty when it was everywhere in
   /// the curve's valid range.
-  std::span<const std::uint8_t> Covered() const { return covered_; }
+  std::span<const std::uint8_t> Covered() const { return {covered_.data(), covered_.size()}; }
 
   /// The points that are covered and count in a mask, either of which may be empty.
   std::span<const std::uint8_t> Masked(std::span<const std::uint8_t> mask);

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <vector>
 
 #include "limes/learning/curve_overlap.h"
 #include "limes/learning/part.h"
+#include "limes/platform/standard_parts.h"
 
 namespace limes::detail {
 

@@ -53,6 +53,8 @@ PartStatus CPreciseCurveTool::Fit(const SCurvePart& part, CFittedPart& fitted) c
   return points_ != nullptr ? fitted.Fit(part, points_->mean, true) : PartStatus::kNothingLearnt;
 }
 
+CFittedPart& CPreciseCurveTool::Scratch() { return detail::Made(fitted_); }
+
 PartStatus CPreciseCurveTool::CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                                                CFittedPart& fitted) const {
   if (!HasLearnt()) {

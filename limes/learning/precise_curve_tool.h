@@ -34,7 +34,7 @@ class LIMES_EXPORT CPreciseCurveTool
   static constexpr double kMinShare = kMinShareOfCurve;
 
   // The steps of the checked calls, for those who prepare a part once: see CSided.
-  CFittedPart& Scratch() { return detail::Made(fitted_); }
+  CFittedPart& Scratch();
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
   struct SPoints;

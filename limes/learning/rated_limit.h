@@ -36,7 +36,7 @@ struct SRatedRule {
 /// one. Tool is CLernenderGrenzwert, CKurvenLernWerkzeug, CTrackLernWerkzeug or CPreciseCurveTool,
 /// which needs a rule that forgets nothing. One thread at a time.
 template <class Tool>
-class CRatedLimit {
+class LIMES_EXPORT CRatedLimit {
  public:
   using Part = typename Tool::Part;
 
@@ -118,14 +118,5 @@ class CRatedLimit {
   bool formed_ = false;   ///< the rule of the tools is of what is learnt now
   mutable std::optional<SCalibratedLimit> promise_;  ///< of what is learnt now, once asked for
 };
-
-extern template class LIMES_EXPORT CRatedLimit<CLernenderGrenzwert>;
-extern template class LIMES_EXPORT CRatedLimit<CKurvenLernWerkzeug>;
-extern template class LIMES_EXPORT CRatedLimit<CTrackLernWerkzeug>;
-extern template class LIMES_EXPORT CRatedLimit<CPreciseCurveTool>;
-extern template LIMES_EXPORT bool CRatedLimit<CPreciseCurveTool>::TakeFrom(
-    const CRatedLimit<CKurvenLernWerkzeug>&);
-extern template LIMES_EXPORT bool CRatedLimit<CKurvenLernWerkzeug>::TakeFrom(
-    const CRatedLimit<CPreciseCurveTool>&);
 
 }  // namespace limes

@@ -59,6 +59,8 @@ PartStatus CTrackLernWerkzeug::Fit(const SCurvePart& part, CFittedPart& fitted) 
   return state_.IsCounted() ? fitted.Fit(part, *state_.mean, false) : PartStatus::kNothingLearnt;
 }
 
+CFittedPart& CTrackLernWerkzeug::Scratch() { return detail::Made(fitted_); }
+
 PartStatus CTrackLernWerkzeug::CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                                                 CFittedPart& fitted) const {
   if (state_.learnt == 0 || state_.mean == nullptr) {

@@ -55,7 +55,7 @@ class LIMES_EXPORT CTrackLernWerkzeug
   static constexpr std::uint32_t kMostPoints = 1U << 24;
 
   // The steps of the checked calls, for those who prepare a part once: see CSided.
-  CFittedPart& Scratch() { return detail::Made(fitted_); }
+  CFittedPart& Scratch();
   PartStatus CheckForLearning(const SCurvePart& part, const SPartRule& rule,
                               CFittedPart& fitted) const;
   using Room = CTrackLernWerkzeug;
@@ -157,7 +157,9 @@ class LIMES_EXPORT CTrackLernWerkzeug
   const CSigCurveExt* Grenzkurve() const { return limit_.get(); }
 
   /// Curves learnt per point; at least as many counts as the mean has points.
-  std::span<const std::uint32_t> LearnCounts() const { return state_.counts; }
+  std::span<const std::uint32_t> LearnCounts() const {
+    return {state_.counts.data(), state_.counts.size()};
+  }
 
   /// Stores version, counts and curves as an archived object: false.
   // kept: curves keep nothing in archives, so this never succeeds; use WriteState

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <limits>
 #include <type_traits>
@@ -27,5 +28,21 @@ constexpr std::uint32_t TruncToUint32(double value) noexcept {
   return TruncTo<std::uint32_t>(value);
 }
 constexpr std::int64_t TruncToInt64(double value) noexcept { return TruncTo<std::int64_t>(value); }
+
+/// The value, or the end of Int nearest to it.
+template <std::integral Int, std::integral From>
+constexpr Int SaturateTo(From value) noexcept {
+  using Limits = std::numeric_limits<Int>;
+  if constexpr (std::is_signed_v<From>) {
+    if (value < 0) {
+      return std::is_signed_v<Int> && std::intmax_t{value} >= std::intmax_t{Limits::min()}
+                 ? static_cast<Int>(value)
+                 : Limits::min();
+    }
+  }
+  return static_cast<std::uintmax_t>(value) > static_cast<std::uintmax_t>(Limits::max())
+             ? Limits::max()
+             : static_cast<Int>(value);
+}
 
 }  // namespace limes

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <new>
 #include <utility>
+
+#include "limes/platform/text.h"
 
 namespace limes {
 
@@ -80,17 +83,31 @@ struct CDiskStream::File {
   }
 };
 
+void CFileName::Take(std::string_view name) { text_ = name; }
+
+void CFileName::Take(std::u8string_view name) {
+  text_.assign(name.begin(), name.end());
+  isUtf8_ = true;
+}
+
+void CFileName::Take(std::u16string_view name) {
+  text_ = WideToUtf8(name);
+  isUtf8_ = true;
+}
+
 CDiskStream::CDiskStream() = default;
 
-CDiskStream::CDiskStream(const std::filesystem::path& path, Mode mode) {
-  static_cast<void>(Open(path, mode));
-}
+CDiskStream::CDiskStream(const CFileName& name, Mode mode) { static_cast<void>(Open(name, mode)); }
 
 CDiskStream::~CDiskStream() { Close(); }
 
-bool CDiskStream::Open(const std::filesystem::path& path, Mode mode) {
+bool CDiskStream::Open(const CFileName& name, Mode mode) {
   Close();
   try {
+    const std::string& bytes = name.Bytes();
+    const std::filesystem::path path =
+        name.IsUtf8() ? std::filesystem::path(std::u8string(bytes.begin(), bytes.end()))
+                      : std::filesystem::path(bytes);
     auto file = std::make_unique<File>();
     const auto base = std::ios_base::binary;
     const auto both = std::ios_base::in | std::ios_base::out;

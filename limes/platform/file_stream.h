@@ -1,11 +1,13 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <span>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "limes/export.h"
@@ -73,6 +75,42 @@ class LIMES_EXPORT CMemoryStream : public CFileStream {
   bool foreign_ = false;
 };
 
+/// Name of a file for CDiskStream: text in the system's own 8-bit encoding, UTF-8 as char8_t,
+/// 16-bit text, or a std::filesystem::path (and what has one), whose header is not read for that.
+class LIMES_EXPORT CFileName {
+ public:
+  template <std::convertible_to<std::string_view> Text>
+  CFileName(const Text& name) {
+    Take(std::string_view(name));
+  }
+  template <std::convertible_to<std::u8string_view> Text>
+  CFileName(const Text& name) {
+    Take(std::u8string_view(name));
+  }
+  template <std::convertible_to<std::u16string_view> Text>
+  CFileName(const Text& name) {
+    Take(std::u16string_view(name));
+  }
+  template <class Path>
+  requires requires(const Path& path) { path.u8string(); }
+  CFileName(const Path& path) : CFileName(path.u8string()) {}
+  template <class Entry>
+  requires requires(const Entry& entry) { entry.path().u8string(); }
+  CFileName(const Entry& entry) : CFileName(entry.path()) {}
+
+  /// The bytes given, and whether they are UTF-8 whatever the system's encoding.
+  const std::string& Bytes() const { return text_; }
+  bool IsUtf8() const { return isUtf8_; }
+
+ private:
+  void Take(std::string_view name);
+  void Take(std::u8string_view name);
+  void Take(std::u16string_view name);
+
+  std::string text_;
+  bool isUtf8_ = false;
+};
+
 /// A file on disk, buffered. One thread at a time.
 class LIMES_EXPORT CDiskStream : public CFileStream {
  public:
@@ -83,12 +121,11 @@ class LIMES_EXPORT CDiskStream : public CFileStream {
   };
 
   CDiskStream();
-  CDiskStream(const std::filesystem::path& path, Mode mode);
+  CDiskStream(const CFileName& name, Mode mode);
   ~CDiskStream() override;
 
-  /// Closes the file in use and opens another; false when that cannot be opened so. A UTF-8 name
-  /// is given as std::u8string.
-  [[nodiscard]] bool Open(const std::filesystem::path& path, Mode mode);
+  /// Closes the file in use and opens another; false when that cannot be opened so.
+  [[nodiscard]] bool Open(const CFileName& name, Mode mode);
   bool IsOpen() const;
 
   /// Writes what is buffered and closes; false when that could not be written.

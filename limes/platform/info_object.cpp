@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "limes/platform/conversions.h"
-
 namespace limes {
 
 namespace {
@@ -15,37 +13,51 @@ std::uint32_t NextId() {
 
 }  // namespace
 
+void CInfoNode::Clear() { *this = CInfoNode(); }
+
+void CInfoNode::Set(std::int64_t value) {
+  Clear();
+  kind_ = Kind::kInteger;
+  integer_ = value;
+}
+
+void CInfoNode::Set(double value) {
+  Clear();
+  kind_ = Kind::kNumber;
+  number_ = value;
+}
+
+void CInfoNode::Set(std::u16string_view value) {
+  CInfoNode node;
+  node.kind_ = Kind::kText;
+  node.text_ = value;
+  *this = std::move(node);
+}
+
+void CInfoNode::Set(const wide_char* value) {
+  Set(std::u16string_view(value == nullptr ? u"" : value));
+}
+
+bool CInfoNode::operator==(const CInfoNode& other) const = default;
+
 wide_string CInfoNode::AsText() const {
-  if (const auto* const integer = std::get_if<std::int64_t>(&value_)) {
-    return Format(u"%d", *integer);
-  }
-  if (const auto* const number = std::get_if<double>(&value_)) {
-    return Format(u"%s", *number);
-  }
-  const auto* const text = std::get_if<wide_string>(&value_);
-  return text == nullptr ? wide_string() : *text;
+  return kind_ == Kind::kInteger  ? Format(u"%d", integer_)
+         : kind_ == Kind::kNumber ? Format(u"%s", number_)
+                                  : text_;
 }
 
 std::int64_t CInfoNode::AsInt() const {
-  std::int64_t value = 0;
-  if (const auto* const number = std::get_if<double>(&value_)) {
-    value = TruncToInt64(*number);
-  } else if (const auto* const integer = std::get_if<std::int64_t>(&value_)) {
-    value = *integer;
-  } else if (const auto* const text = std::get_if<wide_string>(&value_)) {
-    Scan(*text, u"%d", &value);
+  std::int64_t value = kind_ == Kind::kNumber ? TruncToInt64(number_) : integer_;
+  if (IsText()) {
+    Scan(text_, u"%d", &value);
   }
   return value;
 }
 
 double CInfoNode::AsFloat() const {
-  double value = 0.0;
-  if (const auto* const number = std::get_if<double>(&value_)) {
-    value = *number;
-  } else if (const auto* const integer = std::get_if<std::int64_t>(&value_)) {
-    value = static_cast<double>(*integer);
-  } else if (const auto* const text = std::get_if<wide_string>(&value_)) {
-    Scan(*text, u"%f", &value);
+  double value = kind_ == Kind::kInteger ? static_cast<double>(integer_) : number_;
+  if (IsText()) {
+    Scan(text_, u"%f", &value);
   }
   return value;
 }

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string_view>
-#include <variant>
 
 #include "limes/export.h"
+#include "limes/platform/conversions.h"
 #include "limes/platform/text.h"
 
 namespace limes {
@@ -17,8 +17,8 @@ class LIMES_EXPORT CInfoNode {
  public:
   CInfoNode() = default;
 
-  bool IsEmpty() const { return std::holds_alternative<std::monostate>(value_); }
-  bool IsText() const { return std::holds_alternative<wide_string>(value_); }
+  bool IsEmpty() const { return kind_ == Kind::kEmpty; }
+  bool IsText() const { return kind_ == Kind::kText; }
 
   /// The value as text: integers in decimal, numbers in the shortest form that reads back the
   /// same; empty for an empty node.
@@ -31,17 +31,27 @@ class LIMES_EXPORT CInfoNode {
   /// The value as number, texts read as far as they are one; else 0.0.
   double AsFloat() const;
 
-  void Clear() { value_ = std::monostate(); }
-  void Set(std::int64_t value) { value_ = value; }
-  void Set(int value) { value_ = std::int64_t{value}; }
-  void Set(double value) { value_ = value; }
-  void Set(std::u16string_view value) { value_ = wide_string(value); }
-  void Set(const wide_char* value) { value_ = wide_string(value == nullptr ? u"" : value); }
+  void Clear();
 
-  bool operator==(const CInfoNode& other) const = default;
+  /// Integers of any type, held to the range of 64 bits with sign.
+  void Set(std::int64_t value);
+  template <std::integral T>
+  void Set(T value) {
+    Set(SaturateTo<std::int64_t>(value));
+  }
+  void Set(double value);
+  void Set(std::u16string_view value);
+  void Set(const wide_char* value);
+
+  bool operator==(const CInfoNode& other) const;
 
  private:
-  std::variant<std::monostate, std::int64_t, double, wide_string> value_;
+  enum class Kind { kEmpty, kInteger, kNumber, kText };
+
+  Kind kind_ = Kind::kEmpty;
+  std::int64_t integer_ = 0;  ///< these three are 0 or empty unless they are the value
+  double number_ = 0.0;
+  wide_string text_;
 };
 
 /// A record of nodes by text key, shared by handles until one of them changes it.

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <functional>
 #include <string_view>
 
 #include "limes/export.h"
+#include "limes/platform/standard_parts.h"
 
 /// Messages that a host shows in a box which the user must answer.
 namespace limes::MessageBoxes {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <string_view>
 
 #include "limes/export.h"
 #include "limes/platform/memory_errors.h"
+#include "limes/platform/standard_parts.h"
 #include "limes/platform/text.h"
 
 namespace limes {

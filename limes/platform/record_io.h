@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <concepts>
@@ -11,6 +10,7 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "limes/export.h"
@@ -33,23 +33,28 @@ concept Scalar =
 /// CRC-32 of IEEE 802.3 (polynomial 0x04C11DB7, reflected); pass the last result to go on. O(n).
 LIMES_EXPORT std::uint32_t Crc32(std::span<const std::uint8_t> bytes, std::uint32_t crc = 0);
 
+/// Bytes of a number turned between the machine's order and little-endian.
+template <std::size_t n>
+std::array<std::uint8_t, n> LittleEndian(std::array<std::uint8_t, n> raw) {
+  if constexpr (std::endian::native == std::endian::big) {
+    for (std::size_t i = 0; i < n / 2; ++i) {
+      std::swap(raw[i], raw[n - 1 - i]);
+    }
+  }
+  return raw;
+}
+
 /// Little-endian bytes as a number.
 template <Scalar T>
 T FromLittleEndian(const std::uint8_t* bytes) {
   std::array<std::uint8_t, sizeof(T)> raw;
   std::memcpy(raw.data(), bytes, sizeof(T));
-  if constexpr (std::endian::native == std::endian::big) {
-    std::reverse(raw.begin(), raw.end());
-  }
-  return std::bit_cast<T>(raw);
+  return std::bit_cast<T>(LittleEndian(raw));
 }
 
 template <Scalar T>
 void ToLittleEndian(T value, std::uint8_t* bytes) {
-  auto raw = std::bit_cast<std::array<std::uint8_t, sizeof(T)>>(value);
-  if constexpr (std::endian::native == std::endian::big) {
-    std::reverse(raw.begin(), raw.end());
-  }
+  const auto raw = LittleEndian(std::bit_cast<std::array<std::uint8_t, sizeof(T)>>(value));
   std::memcpy(bytes, raw.data(), sizeof(T));
 }
 
@@ -148,7 +153,7 @@ class LIMES_EXPORT RecordReader {
                             std::uint64_t have = 0;
                             do {  // what memory the values have is used again, without clearing it
                               const auto n = static_cast<std::size_t>(
-                                  std::min<std::uint64_t>(piece, count - have));
+                                  piece < count - have ? piece : count - have);
                               have += n;
                               values.resize(static_cast<std::size_t>(have));
                               if (!this->GetSpan(std::span<T>(values).last(n))) {
@@ -241,7 +246,7 @@ class LIMES_EXPORT RecordWriter {
   /// Text in a field of width bytes: cut there, or padded with zeros.
   void PutChars(std::string_view text, std::size_t width);
 
-  std::span<const std::uint8_t> Bytes() const { return bytes_; }
+  std::span<const std::uint8_t> Bytes() const { return {bytes_.data(), bytes_.size()}; }
 
   /// Appends the collected bytes to the file in one write; what the stream throws passes through.
   void WriteTo(CFileStream& file) const;

@@ -5,7 +5,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
 #include "limes/export.h"
 
@@ -36,21 +35,29 @@ namespace detail {
 /// One argument of Format. Refers to the text given, so it must not outlive the call.
 class FormatArg {
  public:
+  enum class Kind { kInteger, kReal, kNarrow, kWide };
+
   template <std::integral T>
   FormatArg(T value)
-      : value_(static_cast<std::int64_t>(value)),
+      : kind_(Kind::kInteger),
+        integer_(static_cast<std::int64_t>(value)),
         bits_(8 * sizeof(T)),
         isSigned_(std::signed_integral<T>) {}
-  FormatArg(float value) : value_(double{value}), bits_(32) {}
-  FormatArg(double value) : value_(value) {}
-  FormatArg(const char* text) : value_(text == nullptr ? std::string_view() : text) {}
-  FormatArg(std::string_view text) : value_(text) {}
-  FormatArg(const std::string& text) : value_(std::string_view(text)) {}
-  FormatArg(const char16_t* text) : value_(text == nullptr ? std::u16string_view() : text) {}
-  FormatArg(std::u16string_view text) : value_(text) {}
-  FormatArg(const std::u16string& text) : value_(std::u16string_view(text)) {}
+  FormatArg(float value) : kind_(Kind::kReal), real_(double{value}), bits_(32) {}
+  FormatArg(double value) : kind_(Kind::kReal), real_(value) {}
+  FormatArg(const char* text) : FormatArg(text == nullptr ? std::string_view() : text) {}
+  FormatArg(std::string_view text) : kind_(Kind::kNarrow), narrow_(text) {}
+  FormatArg(const std::string& text) : FormatArg(std::string_view(text)) {}
+  FormatArg(const char16_t* text) : FormatArg(text == nullptr ? std::u16string_view() : text) {}
+  FormatArg(std::u16string_view text) : kind_(Kind::kWide), wide_(text) {}
+  FormatArg(const std::u16string& text) : FormatArg(std::u16string_view(text)) {}
 
-  const auto& Value() const { return value_; }
+  /// Which of the four values counts; the others are 0 or empty.
+  Kind ItsKind() const { return kind_; }
+  std::int64_t Integer() const { return integer_; }
+  double Real() const { return real_; }
+  std::string_view Narrow() const { return narrow_; }
+  std::u16string_view Wide() const { return wide_; }
 
   /// Width of the number's type.
   unsigned Bits() const { return bits_; }
@@ -59,15 +66,31 @@ class FormatArg {
   bool IsSigned() const { return isSigned_; }
 
  private:
-  std::variant<std::int64_t, double, std::string_view, std::u16string_view> value_;
+  Kind kind_;
+  std::int64_t integer_ = 0;
+  double real_ = 0.0;
+  std::string_view narrow_;
+  std::u16string_view wide_;
   unsigned bits_ = 64;
   bool isSigned_ = true;
 };
 
 LIMES_EXPORT wide_string FormatText(std::u16string_view format, std::span<const FormatArg> args);
 
-/// Where Scan stores one field.
-using ScanTarget = std::variant<float*, double*, std::int32_t*, std::uint32_t*, std::int64_t*>;
+/// Where Scan stores one field: one of the pointers, the others are null.
+struct ScanTarget {
+  ScanTarget(float* to) : toFloat(to) {}
+  ScanTarget(double* to) : toDouble(to) {}
+  ScanTarget(std::int32_t* to) : toInt32(to) {}
+  ScanTarget(std::uint32_t* to) : toUint32(to) {}
+  ScanTarget(std::int64_t* to) : toInt64(to) {}
+
+  float* toFloat = nullptr;
+  double* toDouble = nullptr;
+  std::int32_t* toInt32 = nullptr;
+  std::uint32_t* toUint32 = nullptr;
+  std::int64_t* toInt64 = nullptr;
+};
 
 LIMES_EXPORT int ScanText(std::u16string_view text, std::u16string_view format,
                           std::span<const ScanTarget> targets);

@@ -133,7 +133,7 @@ void AppendInteger(wide_string& out, std::int64_t value, const FormatArg& arg,
   const bool hex = how.letter == u'x' || how.letter == u'X';
   if (hex || how.letter == u'u' || !arg.IsSigned()) {
     // Two's complement in the width of the argument's type.
-    const unsigned bits = std::holds_alternative<double>(arg.Value()) ? 64 : arg.Bits();
+    const unsigned bits = arg.ItsKind() == FormatArg::Kind::kReal ? 64 : arg.Bits();
     const std::uint64_t mask = bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
     result = std::to_chars(buffer, std::end(buffer), static_cast<std::uint64_t>(value) & mask,
                            hex ? 16 : 10);
@@ -161,25 +161,30 @@ void AppendText(wide_string& out, std::u16string_view text, const Conversion& ho
 void AppendArgument(wide_string& out, const FormatArg& arg, const Conversion& how) {
   const char16_t letter = how.letter | 0x20;
   const bool asFloat = letter == u'f' || letter == u'e' || letter == u'g';
-  if (const auto* const integer = std::get_if<std::int64_t>(&arg.Value())) {
-    if (asFloat) {
-      AppendFloat(out, static_cast<double>(*integer), 64, how);
-    } else if (how.letter == u'c') {
-      const auto c = static_cast<char16_t>(*integer);
-      Pad(out, {&c, 1}, how);
-    } else {
-      AppendInteger(out, *integer, arg, how);
-    }
-  } else if (const auto* const number = std::get_if<double>(&arg.Value())) {
-    if (asFloat || how.letter == u's') {
-      AppendFloat(out, *number, arg.Bits(), how);
-    } else {
-      AppendInteger(out, TruncToInt64(*number), arg, how);
-    }
-  } else if (const auto* const narrow = std::get_if<std::string_view>(&arg.Value())) {
-    AppendText(out, Cp1252ToWide(*narrow), how);
-  } else {
-    AppendText(out, std::get<std::u16string_view>(arg.Value()), how);
+  switch (arg.ItsKind()) {
+    case FormatArg::Kind::kInteger:
+      if (asFloat) {
+        AppendFloat(out, static_cast<double>(arg.Integer()), 64, how);
+      } else if (how.letter == u'c') {
+        const auto c = static_cast<char16_t>(arg.Integer());
+        Pad(out, {&c, 1}, how);
+      } else {
+        AppendInteger(out, arg.Integer(), arg, how);
+      }
+      break;
+    case FormatArg::Kind::kReal:
+      if (asFloat || how.letter == u's') {
+        AppendFloat(out, arg.Real(), arg.Bits(), how);
+      } else {
+        AppendInteger(out, TruncToInt64(arg.Real()), arg, how);
+      }
+      break;
+    case FormatArg::Kind::kNarrow:
+      AppendText(out, Cp1252ToWide(arg.Narrow()), how);
+      break;
+    case FormatArg::Kind::kWide:
+      AppendText(out, arg.Wide(), how);
+      break;
   }
 }
 

@@ -117,6 +117,15 @@ struct StoreInteger {
   }
 };
 
+template <class Store>
+bool StoreIn(const ScanTarget& target, Store store) {
+  return target.toFloat != nullptr    ? store(target.toFloat)
+         : target.toDouble != nullptr ? store(target.toDouble)
+         : target.toInt32 != nullptr  ? store(target.toInt32)
+         : target.toUint32 != nullptr ? store(target.toUint32)
+                                      : store(target.toInt64);
+}
+
 }  // namespace
 
 int ScanText(std::u16string_view text, std::u16string_view format,
@@ -129,8 +138,8 @@ int ScanText(std::u16string_view text, std::u16string_view format,
     }
     const char16_t letter = format[i] == u'%' && i + 1 < format.size() ? format[++i] : u'\0';
     if (letter == u'f' || letter == u'd') {
-      if (targets.empty() || !(letter == u'f' ? std::visit(StoreReal{text}, targets[0])
-                                              : std::visit(StoreInteger{text}, targets[0]))) {
+      if (targets.empty() || !(letter == u'f' ? StoreIn(targets[0], StoreReal{text})
+                                              : StoreIn(targets[0], StoreInteger{text}))) {
         return fields;
       }
       targets = targets.subspan(1);

@@ -13,9 +13,9 @@ namespace limes {
 CDefectReportOrdner::CDefectReportOrdner(int capacity) {
   const auto n = static_cast<std::size_t>(std::max(capacity, 0));
   detail::IfMemoryAllows([&] {
-    auto records = std::make_unique<CDefectReport[]>(n);
-    order_ = std::make_unique<const CDefectReport*[]>(n);
-    records_ = std::move(records);
+    std::vector<CDefectReport> records(n);
+    order_.resize(n);
+    records_.swap(records);
     capacity_ = static_cast<std::int32_t>(n);
   });
   ResetOrder();
@@ -56,13 +56,13 @@ int CDefectReportOrdner::Anzahl(const wide_char* text) const {
     return 0;
   }
   return static_cast<int>(std::count_if(
-      records_.get(), records_.get() + count_,
+      records_.data(), records_.data() + count_,
       [start](const CDefectReport& report) { return report.NameAt(0).starts_with(start); }));
 }
 
 void CDefectReportOrdner::Ordnen() {
   ResetOrder();
-  std::sort(order_.get(), order_.get() + count_,
+  std::sort(order_.data(), order_.data() + count_,
             [](const CDefectReport* a, const CDefectReport* b) {
               return *a > *b || (a->Prioritaet() == b->Prioritaet() && std::less<>()(a, b));
             });
@@ -74,10 +74,10 @@ const CDefectReport* CDefectReportOrdner::Ordered(int i) const {
 
 template <class Condition>
 void CDefectReportOrdner::Remove(Condition condition) {
-  CDefectReport* const end = records_.get() + count_;
-  CDefectReport* const left = std::remove_if(records_.get(), end, condition);
+  CDefectReport* const end = records_.data() + count_;
+  CDefectReport* const left = std::remove_if(records_.data(), end, condition);
   std::for_each(left, end, [](CDefectReport& report) { report.Clear(); });
-  count_ = static_cast<std::int32_t>(left - records_.get());
+  count_ = static_cast<std::int32_t>(left - records_.data());
   ResetOrder();
 }
 

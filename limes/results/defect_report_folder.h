@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string_view>
+#include <vector>
 
 #include "limes/export.h"
 #include "limes/platform/object.h"
@@ -76,8 +76,8 @@ class LIMES_EXPORT CDefectReportOrdner {
 
   std::int32_t capacity_ = 0;
   bool open_ = false;
-  std::unique_ptr<CDefectReport[]> records_;
-  std::unique_ptr<const CDefectReport*[]> order_;
+  std::vector<CDefectReport> records_;  ///< never grows
+  std::vector<const CDefectReport*> order_;
   std::int32_t count_ = 0;
 };
 

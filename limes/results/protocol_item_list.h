@@ -26,8 +26,8 @@ class LIMES_EXPORT CProtocolItemList {
   /// Item i, which must lie below Anzahl().
   CProtocolItem& operator[](int i) { return items_[static_cast<std::size_t>(i)]; }
   const CProtocolItem& operator[](int i) const { return items_[static_cast<std::size_t>(i)]; }
-  std::span<CProtocolItem> Items() { return items_; }
-  std::span<const CProtocolItem> Items() const { return items_; }
+  std::span<CProtocolItem> Items() { return {items_.data(), items_.size()}; }
+  std::span<const CProtocolItem> Items() const { return {items_.data(), items_.size()}; }
 
   /// Index of the first item from start on whose names match the pattern ("*" there stands for
   /// any), -1 when there is none. O(n).

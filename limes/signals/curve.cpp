@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/compressed_vector.h"
@@ -48,6 +49,24 @@ CSigCurve& CSigCurve::operator=(const CSigCurve& other) {
   return *this;
 }
 
+CSigCurve::CSigCurve(CSigCurve&& other) noexcept : CSigCurve(std::move(other), AsPart()) {
+  SetXLen(DLen());
+}
+
+CSigCurve::CSigCurve(CSigCurve&& other, AsPart /*tag*/) noexcept
+    : CSignal(std::move(other)),
+      xMin_(other.xMin_),
+      xMax_(other.xMax_),
+      scaleFactor_(other.scaleFactor_),
+      invScaleFactor_(other.invScaleFactor_) {
+  SetTypeCode(kTypeCurve);
+}
+
+CSigCurve& CSigCurve::operator=(CSigCurve&& other) noexcept {
+  CSignal::operator=(std::move(other));
+  return *this;
+}
+
 const CRuntimeClass* CSigCurve::GetRuntimeClass() const { return GetThisClass(); }
 
 CSigCurve::~CSigCurve() = default;
@@ -66,6 +85,15 @@ bool CSigCurve::Append(const CSignal& other) {
     return false;
   }
   xMax_ += span;
+  return true;
+}
+
+bool CSigCurve::SetValues(std::span<const float> values) {
+  if (values.size() > kMaxWords || !AllocateValues(static_cast<unsigned>(values.size()))) {
+    return false;
+  }
+  detail::MoveValues(FloatData(), values.data(), values.size());
+  GridChanged(true, 0);
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "limes/export.h"
+#include "limes/platform/conversions.h"
 #include "limes/signals/signal.h"
 
 namespace limes {
@@ -56,6 +57,10 @@ class LIMES_EXPORT CSigCurve : public CSignal {
 
   /// As Copy with an own info. O(n).
   CSigCurve& operator=(const CSigCurve& other);
+
+  /// As a copy, but takes over what it can, see CSigRaw and CSignal; the other then has no values.
+  CSigCurve(CSigCurve&& other) noexcept;
+  CSigCurve& operator=(CSigCurve&& other) noexcept;
 
   const CRuntimeClass* GetRuntimeClass() const override;
   ~CSigCurve() override;
@@ -215,12 +220,12 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   /// Value i, that of the nearest index outside.
   template <std::integral T>
   float operator[](T i) const {
-    return ValueAt(static_cast<std::int64_t>(i));
+    return ValueAt(SaturateTo<std::int64_t>(i));
   }
   /// The same for curves that are not const, so that c[0] is not taken for a null key.
   template <std::integral T>
   float operator[](T i) {
-    return ValueAt(static_cast<std::int64_t>(i));
+    return ValueAt(SaturateTo<std::int64_t>(i));
   }
   template <std::floating_point T>
   float operator[](T x) const {
@@ -236,6 +241,16 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   const float* ValArray() const { return FloatData(); }
   std::span<float> Values() { return {FloatData(), DLen()}; }
   std::span<const float> Values() const { return {FloatData(), DLen()}; }
+
+  /// Values() for range-based loops: all of them, of an extended curve too.
+  float* begin() { return FloatData(); }
+  float* end() { return FloatData() + DLen(); }
+  const float* begin() const { return FloatData(); }
+  const float* end() const { return FloatData() + DLen(); }
+
+  /// Replaces the values, also their number; the rest stays, but of an extended curve all are valid
+  /// then. They may be this curve's own. False, with nothing changed, when memory is short. O(n).
+  [[nodiscard]] bool SetValues(std::span<const float> values);
 
   /// Indices of the values that count: all, and of an extended curve those of its valid range.
   SIndexRange ValidIndices() const;
@@ -321,6 +336,7 @@ class LIMES_EXPORT CSigCurve : public CSignal {
   /// The same for what is a part of an extended curve: the x length stays.
   struct AsPart {};
   CSigCurve(const CSigCurve& other, bool deep, AsPart /*tag*/);
+  CSigCurve(CSigCurve&& other, AsPart /*tag*/) noexcept;
 
   /// As Copy, with an x length; unchanged for what is no curve and when memory is short.
   [[nodiscard]] bool CopyCurve(const CSigCurve& other, bool deep, std::uint32_t xLen);

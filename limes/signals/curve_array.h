@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -9,6 +10,7 @@
 #include "limes/core/measuring_unit.h"
 #include "limes/core/signal_key.h"
 #include "limes/export.h"
+#include "limes/platform/conversions.h"
 #include "limes/platform/object.h"
 #include "limes/platform/text.h"
 #include "limes/platform/time_scaling.h"
@@ -322,8 +324,8 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   bool QuadratSumme(CSigCurveExt* target) const;
   bool QuadratSumme(CSigCurveExt* target, const CSigPairs* weights) const;
 
-  /// The largest (mode 0: the smallest) values over the overlap of the valid ranges, which then
-  /// grow to their union where the steps are equal.
+  /// The largest (mode CSigCurveExt::kSmaller, 0: the smallest) values over the overlap of the
+  /// valid ranges, which then grow to their union where the steps are equal.
   bool Maximum(CSigCurveExt* target, int mode) const;
 
   /// Smallest and largest valid value, NaN passed over. False, with nothing changed, without any.
@@ -342,6 +344,16 @@ class LIMES_EXPORT CSigCurveArray : public CObject, public CClonable {
   /// The number of curves with a value, 0 when memory is short.
   int Querschnitt(int i, CSigCurveExt* curve) const;
   int Querschnitt(float x, CSigCurveExt* curve) const;
+
+  /// All of them for numbers of other types: integers are indices, others x.
+  template <std::integral Index, class Signal>
+  int Querschnitt(Index i, Signal* signal) const {
+    return Querschnitt(SaturateTo<int>(i), signal);
+  }
+  template <class Signal>
+  int Querschnitt(double x, Signal* signal) const {
+    return Querschnitt(static_cast<float>(x), signal);
+  }
 
   /// Curve over T in the same way of the sums of every curve over [x0, x1], for levels in dB that
   /// of their powers. The number of curves. O(values in the section).

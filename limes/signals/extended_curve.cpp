@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/value_loops.h"
@@ -61,8 +62,31 @@ CSigCurveExt CSigCurveExt::Make(int n, float x0, float x1) {
   return curve;
 }
 
+CSigCurveExt CSigCurveExt::Make(std::span<const float> values, float x0, float x1) {
+  CSigCurveExt curve;
+  curve.SetXMinMax(x0, x1);
+  static_cast<void>(curve.SetValues(values));
+  return curve;
+}
+
 CSigCurveExt& CSigCurveExt::operator=(const CSigCurveExt& other) {
   Copy(other, true);
+  return *this;
+}
+
+CSigCurveExt::CSigCurveExt(CSigCurveExt&& other) noexcept
+    : CSigCurve(std::move(other), AsPart()),
+      vMin_(other.vMin_),
+      vMax_(other.vMax_),
+      date_(other.date_),
+      curveId_(other.curveId_),
+      iMin_(other.iMin_),
+      iMax_(other.iMax_) {
+  SetTypeCode(kTypeCurveExt);
+}
+
+CSigCurveExt& CSigCurveExt::operator=(CSigCurveExt&& other) noexcept {
+  CSigCurve::operator=(std::move(other));
   return *this;
 }
 

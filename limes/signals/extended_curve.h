@@ -36,8 +36,15 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
   /// n values of 0 on an x axis from x0 to x1 (one step behind the last value), all valid. O(n).
   static CSigCurveExt Make(int n, float x0, float x1);
 
+  /// The same with values. None when memory is short. O(n).
+  static CSigCurveExt Make(std::span<const float> values, float x0, float x1);
+
   /// Copy of everything, with an own info. O(n).
   CSigCurveExt& operator=(const CSigCurveExt& other);
+
+  /// As of a plain curve.
+  CSigCurveExt(CSigCurveExt&& other) noexcept;
+  CSigCurveExt& operator=(CSigCurveExt&& other) noexcept;
 
   /// Copies the curve; all of it is valid, date 0, number -1. O(n).
   CSigCurveExt& operator=(const CSigCurve& other);
@@ -185,6 +192,9 @@ class LIMES_EXPORT CSigCurveExt : public CSigCurve {
   /// no effect when the steps differ or the valid ranges do not touch.
   // kept: the x length stays, unlike at every other change of the valid range
   CSigCurveExt& operator^=(const CSigCurveExt& other);
+
+  /// Modes of Maximize; others are kLarger.
+  enum Extreme : int { kSmaller = 0, kLarger = 1 };
 
   /// Over the overlap of both valid ranges the larger of both values, or with mode 0 the smaller;
   /// a NaN never replaces a value. No effect for null.

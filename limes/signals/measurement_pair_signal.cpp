@@ -42,6 +42,11 @@ CSigPairsVM& CSigPairsVM::operator=(const CSigPairsVM& other) {
   return *this;
 }
 
+CSigPairsVM& CSigPairsVM::operator=(CSigPairsVM&& other) noexcept {
+  WhileYielding(other, [&] { *this = std::as_const(other); });
+  return *this;
+}
+
 const CRuntimeClass* CSigPairsVM::GetRuntimeClass() const { return GetThisClass(); }
 
 const CRuntimeClass* CSigPairsVM::GetThisClass() { return &kMeasurementPairsClass; }

@@ -31,6 +31,8 @@ class LIMES_EXPORT CSigPairsVM : public CSigPairs {
   CSigPairsVM(const CSigPairsVM& other, bool deep);
   CSigPairsVM(const CSigPairsVM& other);
   CSigPairsVM& operator=(const CSigPairsVM& other);
+  CSigPairsVM(CSigPairsVM&& other) noexcept = default;
+  CSigPairsVM& operator=(CSigPairsVM&& other) noexcept;
   using CSigPairs::operator=;
 
   const CRuntimeClass* GetRuntimeClass() const override;

@@ -38,6 +38,12 @@ CDimDescriptionVec::CDimDescriptionVec(CFileStream& file) {
   static_cast<void>(CDimDescriptionVec::ReadFromFile(file));
 }
 
+void CDimDescriptionVec::clear() { dims_.clear(); }
+
+void CDimDescriptionVec::resize(std::size_t n) { dims_.resize(n); }
+
+void CDimDescriptionVec::push_back(const CDimDescription& dim) { dims_.push_back(dim); }
+
 void CDimDescriptionVec::erase(std::size_t i) {
   if (i < dims_.size()) {
     dims_.erase(dims_.begin() + static_cast<std::ptrdiff_t>(i));

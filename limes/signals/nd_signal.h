@@ -77,9 +77,9 @@ class LIMES_EXPORT CDimDescriptionVec : public CStorable {
 
   std::size_t size() const { return dims_.size(); }
   bool empty() const { return dims_.empty(); }
-  void clear() { dims_.clear(); }
-  void resize(std::size_t n) { dims_.resize(n); }
-  void push_back(const CDimDescription& dim) { dims_.push_back(dim); }
+  void clear();
+  void resize(std::size_t n);
+  void push_back(const CDimDescription& dim);
   void erase(std::size_t i);
 
   /// Description i, which must lie below the size.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/kernels/pair_search.h"
@@ -30,6 +32,30 @@ CSigPairs::CSigPairs(const CSigPairs& other, bool deep) : CSignal(other, deep) {
 
 CSigPairs& CSigPairs::operator=(const CSigPairs& other) {
   Copy(other, true);
+  return *this;
+}
+
+CSigPairs::CSigPairs(CSigPairs&& other) noexcept
+    : CSignal(std::move(other)),
+      count_(std::min(other.count_, DLen() / 2)),
+      parameter_(other.parameter_),
+      nummer_(other.nummer_),
+      sorted_(other.sorted_),
+      inverse_(other.inverse_),
+      tolerance_(other.tolerance_),
+      neverFalls_(other.neverFalls_),
+      neverRises_(other.neverRises_) {
+  SetTypeCode(kTypePairs);
+  if (other.DLen() == 0) {
+    other.EmptyRun();
+  }
+}
+
+CSigPairs& CSigPairs::operator=(CSigPairs&& other) noexcept {
+  CSignal::operator=(std::move(other));
+  if (other.DLen() == 0) {
+    other.EmptyRun();
+  }
   return *this;
 }
 
@@ -108,6 +134,31 @@ detail::SPairRun CSigPairs::Run() const {
 }
 
 void CSigPairs::Neustart() { EmptyRun(); }
+
+bool CSigPairs::SetPoints(std::span<const SPolygonPoint> points) {
+  const auto n = static_cast<std::uint32_t>(points.size());
+  if (points.size() > kMaxWords / 2 || !AllocateOrKeep(2 * n)) {
+    return false;
+  }
+  if (n > 0) {
+    std::memmove(Words(), points.data(), points.size_bytes());
+  }
+  SetCount(n);
+  PruefeSortierung();
+  return true;
+}
+
+bool CSigPairs::SetPoints(std::span<const float> x, std::span<const float> y) {
+  CSigPairs made;
+  if (x.size() != y.size() || x.size() > kMaxWords / 2 ||
+      !made.AllocateOrKeep(static_cast<unsigned>(2 * x.size()))) {
+    return false;
+  }
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    made.Pairs()[i] = {x[i], y[i]};
+  }
+  return SetPoints({made.Pairs(), x.size()});
+}
 
 void CSigPairs::EmptyRun() {
   sorted_ = true;

@@ -3,10 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <type_traits>
 #include <utility>
 
 #include "limes/export.h"
+#include "limes/kernels/polygon_point.h"
 #include "limes/signals/pair_iterator.h"
 #include "limes/signals/signal.h"
 
@@ -18,7 +20,6 @@ class CSigCurve;
 namespace detail {
 struct SMerging;
 struct SPairRun;
-struct XyPair;
 }  // namespace detail
 
 /// Signal of freely spaced points: a run of (x, y) pairs of floats, for measured order tracks,
@@ -78,6 +79,10 @@ class LIMES_EXPORT CSigPairs : public CSignal {
 
   /// As AusSigCurveBilden. O(n).
   CSigPairs& operator=(const CSigCurve& curve);
+
+  /// As a copy, but takes over what it can, see CSigRaw and CSignal; the other then has no pairs.
+  CSigPairs(CSigPairs&& other) noexcept;
+  CSigPairs& operator=(CSigPairs&& other) noexcept;
 
   const CRuntimeClass* GetRuntimeClass() const override;
   ~CSigPairs() override;
@@ -183,6 +188,17 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   float Punkt(std::uint32_t i) const { return Words()[2 * std::size_t{i}]; }
   float Wert(std::uint32_t i) const { return Words()[2 * std::size_t{i} + 1]; }
   std::pair<float, float> Point(std::uint32_t i) const { return {Punkt(i), Wert(i)}; }
+
+  /// The pairs, for range-based loops: for (const auto& [x, y] : run).
+  std::span<const SPolygonPoint> Points() const { return {Pairs(), NPaare()}; }
+  const SPolygonPoint* begin() const { return Pairs(); }
+  const SPolygonPoint* end() const { return Pairs() + NPaare(); }
+
+  /// Replaces the pairs and sets the flags from them; the rest stays. They may be this signal's
+  /// own. False, with nothing changed, when memory is short, and for x and y of different number.
+  /// O(n).
+  [[nodiscard]] bool SetPoints(std::span<const SPolygonPoint> points);
+  [[nodiscard]] bool SetPoints(std::span<const float> x, std::span<const float> y);
 
   /// Overwrites pair i.
   // kept: the flags stay as they are
@@ -461,8 +477,8 @@ class LIMES_EXPORT CSigPairs : public CSignal {
     return words == nullptr ? nullptr : words + 1;
   }
 
-  detail::XyPair* Pairs() { return reinterpret_cast<detail::XyPair*>(Words()); }
-  const detail::XyPair* Pairs() const { return reinterpret_cast<const detail::XyPair*>(Words()); }
+  SPolygonPoint* Pairs() { return reinterpret_cast<SPolygonPoint*>(Words()); }
+  const SPolygonPoint* Pairs() const { return reinterpret_cast<const SPolygonPoint*>(Words()); }
   bool NeverFalls() const { return neverFalls_ && !WrittenOutside(); }
   bool NeverRises() const { return neverRises_ && !WrittenOutside(); }
   detail::SPairRun Run() const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "limes/core/runtime_classes.h"
 #include "limes/platform/aligned_memory.h"
@@ -68,11 +69,43 @@ CSigRaw& CSigRaw::operator=(const CSigRaw& other) {
   return *this;
 }
 
+CSigRaw::CSigRaw(CSigRaw&& other) noexcept : CSObject(other) {
+  WhileYielding(other, [&] { CopyWords(other); });
+}
+
+CSigRaw& CSigRaw::operator=(CSigRaw&& other) noexcept {
+  WhileYielding(other, [&] { *this = std::as_const(other); });
+  return *this;
+}
+
+bool CSigRaw::YieldsTo(const CSigRaw& target) const {
+  return yields_ && owns_ && length_ > target.capacity_;
+}
+
+/// The other's words are still there to be looked at, until its yielding ends.
+void CSigRaw::TakeBuffer(CSigRaw& other) noexcept {
+  Free();
+  data_ = other.data_;
+  length_ = other.length_;
+  buffer_ = std::exchange(other.buffer_, nullptr);
+  capacity_ = std::exchange(other.capacity_, 0);
+  owns_ = std::exchange(other.owns_, false);
+  writtenOutside_ = writtenOutside_ || other.writtenOutside_;
+  other.yields_ = false;
+}
+
+bool CSigRaw::MakeRoomFor(const CSigRaw& other) {
+  return other.YieldsTo(*this) || AllocateOrKeep(other.length_);
+}
+
 bool CSigRaw::CopyWords(const CSigRaw& other) {
-  if (!AllocateOrKeep(other.length_)) {
+  if (other.YieldsTo(*this)) {
+    TakeBuffer(const_cast<CSigRaw&>(other));  // yields: not const where that was asked for
+  } else if (AllocateOrKeep(other.length_)) {
+    Move(data_, other.data_, length_);
+  } else {
     return false;
   }
-  Move(data_, other.data_, length_);
   type_ = other.type_;
   id_ = other.id_;
   copyData_ = other.copyData_;

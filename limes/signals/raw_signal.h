@@ -34,6 +34,11 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// As the copy constructor; unchanged when memory is short. O(n).
   CSigRaw& operator=(const CSigRaw& other);
 
+  /// As a copy, but takes over the other's own buffer instead of making one; the other has no words
+  /// then. Assigning copies where this one's buffer has room, so that pointers to it stay valid.
+  CSigRaw(CSigRaw&& other) noexcept;
+  CSigRaw& operator=(CSigRaw&& other) noexcept;
+
   const CRuntimeClass* GetRuntimeClass() const override;
   ~CSigRaw() override;
 
@@ -132,6 +137,20 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   /// Copies type, id and words; false, with nothing changed, when memory is short. O(n).
   bool CopyWords(const CSigRaw& other);
 
+  /// Room for what CopyWords of the other takes. O(n).
+  [[nodiscard]] bool MakeRoomFor(const CSigRaw& other);
+
+  /// Runs copy(), in which CopyWords may take over the other's buffer.
+  template <class DoCopy>
+  static void WhileYielding(CSigRaw& other, DoCopy copy) noexcept {
+    other.yields_ = true;
+    copy();
+    if (!other.yields_) {
+      other.Free();
+    }
+    other.yields_ = false;
+  }
+
   /// Makes room for n words without changing those in use; false, with nothing changed, when
   /// memory is short or the words are foreign. O(n).
   [[nodiscard]] bool Reserve(unsigned n);
@@ -141,6 +160,8 @@ class LIMES_EXPORT CSigRaw : public CSObject {
 
  private:
   bool LoadWords(CSerializer& archive, std::uint32_t n);
+  bool YieldsTo(const CSigRaw& target) const;
+  void TakeBuffer(CSigRaw& other) noexcept;
   void TakeBlock(std::uint32_t* block, std::uint32_t words) noexcept;
 
   std::uint32_t type_ = kTypeRaw;
@@ -152,6 +173,7 @@ class LIMES_EXPORT CSigRaw : public CSObject {
   bool owns_ = false;
   bool copyData_ = true;
   bool writtenOutside_ = false;
+  bool yields_ = false;  ///< the own buffer may be taken; false once it was
 };
 
 }  // namespace limes

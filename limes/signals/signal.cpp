@@ -57,6 +57,22 @@ CSignal& CSignal::operator=(const CSignal& other) {
   return *this;
 }
 
+CSignal::CSignal(CSignal&& other) noexcept
+    : CSigRaw(std::move(other)),
+      CClonable(other),
+      CViewable(other),
+      info_(other.info_),
+      name_(std::move(other.name_)),
+      extName_(std::move(other.extName_)),
+      quinter_(std::move(other.quinter_)),
+      timestamp_(other.timestamp_),
+      reserved_(other.reserved_) {}
+
+CSignal& CSignal::operator=(CSignal&& other) noexcept {
+  WhileYielding(other, [&] { Copy(other, true); });
+  return *this;
+}
+
 const CRuntimeClass* CSignal::GetRuntimeClass() const { return GetThisClass(); }
 
 const CRuntimeClass* CSignal::GetThisClass() { return &detail::kSignalClass; }
@@ -131,7 +147,7 @@ bool CSignal::CopyWithXLen(const CSignal& other, bool deep, std::uint32_t xLen) 
     }
     wide_string extName = other.extName_;
     auto quinter = other.quinter_ ? std::make_unique<CQuinterMFC>(*other.quinter_) : nullptr;
-    if (!ReserveName(std::u16string_view(other.Name()).size()) || !AllocateOrKeep(other.DLen())) {
+    if (!ReserveName(std::u16string_view(other.Name()).size()) || !MakeRoomFor(other)) {
       return false;
     }
     CopyWords(other);  // nothing fails from here on: there is room

@@ -101,7 +101,7 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   void ClearNames();
 
   /// The name, ending with 0; valid until it changes.
-  const wide_char* Name() const { return name_.data(); }
+  const wide_char* Name() const { return name_.empty() ? u"" : name_.data(); }
 
   /// Sets the name; false, with nothing changed, for null and when memory is short.
   bool SetName(const wide_char* name);
@@ -202,6 +202,13 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
 
   /// Copy with an own info.
   CSignal& operator=(const CSignal& other);
+
+  /// As a copy, but takes over words, names and six-part name; the info is shared with what is left
+  /// of the other, until one of them changes it. Extension data stay with the other.
+  CSignal(CSignal&& other) noexcept;
+
+  /// As Copy with an own info, but may take over the other's words: see CSigRaw.
+  CSignal& operator=(CSignal&& other) noexcept;
 
   /// As Copy, with an x length.
   [[nodiscard]] bool CopyWithXLen(const CSignal& other, bool deep, std::uint32_t xLen);

@@ -253,6 +253,10 @@ bool CSigPairsList::SortByNumber() {
   });
 }
 
+CSigCurveList& CSigCurveCollection::List(const CClavis& key) { return lists_[key]; }
+
+void CSigCurveCollection::Clear() { lists_.clear(); }
+
 const CSigCurveList* CSigCurveCollection::FindList(const CClavis& key) const {
   const auto found = lists_.find(key);
   return found == lists_.end() ? nullptr : &found->second;

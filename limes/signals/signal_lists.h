@@ -139,7 +139,7 @@ class LIMES_EXPORT CSigPairsList : public detail::SignalList<CSigPairs> {
 class LIMES_EXPORT CSigCurveCollection {
  public:
   /// The list of exactly that key; made when there is none. O(log n).
-  CSigCurveList& List(const CClavis& key) { return lists_[key]; }
+  CSigCurveList& List(const CClavis& key);
 
   /// The list of exactly that key; null when there is none. O(log n).
   const CSigCurveList* FindList(const CClavis& key) const;
@@ -156,7 +156,7 @@ class LIMES_EXPORT CSigCurveCollection {
   bool Merge(CSigCurveCollection&& other);
 
   /// Deletes all curves.
-  void Clear() { lists_.clear(); }
+  void Clear();
 
   /// Number of curves. O(lists).
   int Anzahl() const;

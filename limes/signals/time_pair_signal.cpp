@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <utility>
 
 #include "limes/core/object_archive.h"
 #include "limes/core/runtime_classes.h"
@@ -47,6 +48,11 @@ CSigPairsTm::CSigPairsTm(const CSigPairsTm& other, bool deep)
 
 CSigPairsTm& CSigPairsTm::operator=(const CSigPairsTm& other) {
   Copy(other, true);
+  return *this;
+}
+
+CSigPairsTm& CSigPairsTm::operator=(CSigPairsTm&& other) noexcept {
+  CSigPairs::operator=(std::move(other));
   return *this;
 }
 

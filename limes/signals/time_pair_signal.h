@@ -1,10 +1,10 @@
 #pragma once
 
-#include <chrono>
 #include <concepts>
 #include <cstdint>
 
 #include "limes/export.h"
+#include "limes/platform/standard_parts.h"
 #include "limes/platform/time_scaling.h"
 #include "limes/signals/pair_signal.h"
 
@@ -34,6 +34,9 @@ class LIMES_EXPORT CSigPairsTm : public CSigPairs {
   CSigPairsTm(const CSigPairsTm& other, bool deep);
   CSigPairsTm(const CSigPairsTm& other) : CSigPairsTm(other, true) {}
   CSigPairsTm& operator=(const CSigPairsTm& other);
+
+  CSigPairsTm(CSigPairsTm&& other) noexcept = default;
+  CSigPairsTm& operator=(CSigPairsTm&& other) noexcept;
 
   /// Takes over the pairs; the interval becomes empty at time 0. O(n).
   CSigPairsTm& operator=(const CSigPairs& other);

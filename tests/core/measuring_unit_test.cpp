@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "limes/core/unit_conversion.h"
 #include "tests/support/hostile.h"
 #include "tests/support/messages.h"
 
@@ -299,6 +300,80 @@ TEST(MeasuringUnitRecord, ReadsAllVersionsAndRefusesTheRest) {
   outside.set(999999, 0, 1, 0.0F);
   CMemoryStream file;
   EXPECT_FALSE(outside.WriteToFileWithText(file)) << "not in the table";
+}
+
+CMeasuringUnit Level(std::u16string_view text, float reference) {
+  CMeasuringUnit unit = CMeasuringUnit::FromText(text);
+  return unit.logref(reference);
+}
+
+TEST(MeasuringUnit, ConvertsWithinADimension) {
+  const Messages messages;
+  const auto unit = [](std::u16string_view text) { return CMeasuringUnit::FromText(text); };
+  constexpr double kNone = -1.0;
+  const struct {
+    CMeasuringUnit from, to;
+    double value, expected;
+  } kCases[] = {
+      {unit(u"mm"), unit(u"m"), 1234.5, 1.2345},
+      {unit(u"km²"), unit(u"m²"), 2, 2e6},
+      {unit(u"km/h"), unit(u"m/s"), 36, 10},
+      {unit(u"mph"), unit(u"km/h"), 100, 160.9344},
+      {CMeasuringUnit(commonUnits::gravity), unit(u"m/s²"), 2, 19.6133},
+      {unit(u"bar"), unit(u"kPa"), 1.25, 125},
+      {unit(u"Hz"), CMeasuringUnit(commonUnits::second, 0, -1), 50, 50},
+      {CMeasuringUnit(commonUnits::second, -1), unit(u"s"), 5, 0.5},
+      {unit(u"%"), unit(u"%"), 7, 7},
+      {Level(u"dB(Pa)", 2e-5F), Level(u"dB(Pa)", 2e-4F), 60, 40},
+      {Level(u"dB(bar)", 1), Level(u"dB(Pa)", 1), 0, 100},
+      {Level(u"dB(Pa)", 0), Level(u"dB(Pa)", 1), 0, kNone},
+      {unit(u"Pa"), Level(u"dB(Pa)", 1), 1, kNone},
+      {unit(u"°"), unit(u"rad"), 1, kNone},
+      {unit(u"rpm"), unit(u"Hz"), 1, kNone},
+      {unit(u"V"), unit(u"V²"), 1, kNone},
+      {unit(u"%"), unit(u"n"), 1, kNone},
+      {CMeasuringUnit(commonUnits::metre, 30), unit(u"m"), 1, kNone},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(WideToUtf8(c.from.prefixunit() + u" " + c.to.prefixunit()));
+    const auto there = c.from.ConversionTo(c.to);
+    ASSERT_EQ(there.has_value(), c.expected != kNone);
+    EXPECT_EQ(c.from.SameDimension(c.to), there.has_value());
+    if (there) {
+      EXPECT_NEAR((*there)(c.value), c.expected, 1e-5);  // references are floats
+      EXPECT_NEAR((*c.to.ConversionTo(c.from))((*there)(c.value)), c.value, 1e-9);
+    }
+  }
+}
+
+TEST(MeasuringUnit, MultipliesAndDivides) {
+  const Messages messages;
+  constexpr struct {
+    const wide_char* a;
+    const wide_char* b;
+    const wide_char* product;
+    const wide_char* quotient;
+  } kCases[] = {
+      {u"m", u"km", u"10^3 m²", u"10^-3 -"},
+      {u"m/s²", u"s", u"m/s", u""},
+      {u"V", u"A", u"W", u""},
+      {u"Nm", u"m", u"", u"N"},
+      {u"W", u"V", u"", u"A"},
+      {u"kV", u"mA", u"W", u""},
+      {u"Pa", u"m²", u"N", u""},
+      {u"m", u"-", u"m", u"m"},
+      {u"dB(Pa)", u"s", u"", u""},
+      {u"%", u"m", u"", u""},
+      {u"km/h", u"s", u"", u""},
+      {u"Hz", u"s", u"-", u"Hz²"},
+  };
+  for (const auto& [a, b, product, quotient] : kCases) {
+    const auto x = CMeasuringUnit::FromText(a);
+    const auto y = CMeasuringUnit::FromText(b);
+    const auto text = [](const auto& unit) { return unit ? unit->ExactText() : wide_string(); };
+    EXPECT_EQ(text(x * y), product) << WideToUtf8(a);
+    EXPECT_EQ(text(x / y), quotient) << WideToUtf8(a);
+  }
 }
 
 TEST(MeasuringUnitRecord, KeepsTextOfRegisteredUnitsOut) {

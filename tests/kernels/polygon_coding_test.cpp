@@ -136,6 +136,10 @@ TEST(Polygon, ListsListingAndTool) {
               CPolygonTool::Anwenden(store, u"a", v.data(), 5, 0, 1, 0, lo, hi));
   EXPECT_EQ(v, (Floats{2, 2, 1.75F, 1.5F, 1.5F}));
   EXPECT_EQ(lo + hi, 3.5F);
+  const auto raised = CPolygonTool::Anwenden(store, u"a", {.values = v, .x0 = -3.0F, .dx = 1.0F},
+                                             CPolygonCodierung::kLowerLimit);
+  EXPECT_TRUE(raised && raised->lo == 2 && raised->hi == 2);
+  EXPECT_FALSE(CPolygonTool::Bauen(store, u"b", {.values = v}));
 }
 
 TEST(Polygon, RecordIsHostileSafe) {

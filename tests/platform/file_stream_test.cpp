@@ -62,6 +62,20 @@ TEST(FileStream, MemoryAndDiskKeepTheSameContract) {
   std::filesystem::remove(path);
 }
 
+TEST(FileStream, NamesComeInEveryKind) {
+  const auto folder = std::filesystem::path(testing::TempDir()) / "limes_names";
+  std::filesystem::create_directory(folder);
+  const auto path = folder / u8"ä";
+  ASSERT_TRUE(CDiskStream(path, CDiskStream::Mode::kWrite).IsOpen());
+  const auto opens = [](const CFileName& name) {
+    return CDiskStream(name, CDiskStream::Mode::kRead).IsOpen();
+  };
+  EXPECT_SHOWN("1 1 1 1 1 1", opens(path.c_str()), opens(path.string()), opens(path.u8string()),
+               opens(path.u8string().c_str()), opens(path.u16string()),
+               opens(*std::filesystem::directory_iterator(folder)));
+  std::filesystem::remove_all(folder);
+}
+
 TEST(FileStream, FullDeviceIsReported) {
   CDiskStream full("/dev/full", CDiskStream::Mode::kWrite);
   if (!full.IsOpen()) {

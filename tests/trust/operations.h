@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <new>
 #include <string_view>
@@ -49,7 +50,7 @@ class Sink {
     }
   }
   template <class Range>
-  requires requires(const Range& r) { r.begin() != r.end(); }
+  requires(!std::derived_from<Range, CSignal>) && requires(const Range& r) { r.begin() != r.end(); }
   Sink& operator<<(const Range& values) {
     for (const auto& value : values) {
       *this << value;
