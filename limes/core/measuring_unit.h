@@ -278,7 +278,8 @@ class LIMES_EXPORT CMeasuringUnit {
 using commonUnits = CMeasuringUnit::commonUnits;
 
 /// Product and quotient of linear units, where one base unit with an exponent and a power says
-/// them: m * m, m/s² * s, V * A; empty for others.
+/// them: m * m, m/s² * s, V * A; empty for others, and for mere powers of ten (m / km), which no
+/// text shows.
 LIMES_EXPORT std::optional<CMeasuringUnit> operator*(const CMeasuringUnit& a,
                                                      const CMeasuringUnit& b);
 LIMES_EXPORT std::optional<CMeasuringUnit> operator/(const CMeasuringUnit& a,

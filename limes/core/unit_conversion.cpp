@@ -263,8 +263,7 @@ std::optional<SUnitConversion> Between(const SMeaning& a, const SMeaning& b) {
   constexpr double kHundred = 100.0;
   return SUnitConversion{
       factor,
-      (static_cast<double>(a.offset) * factor - static_cast<double>(b.offset) * divisor) /
-          kHundred,
+      (static_cast<double>(a.offset) * factor - static_cast<double>(b.offset) * divisor) / kHundred,
       divisor};
 }
 
@@ -348,11 +347,12 @@ std::optional<short> ExponentOver(const SMeaning& meaning, SMeaning other) {
   return rest && rest->IsIdentity() ? std::optional(exponent) : std::nullopt;
 }
 
-/// The unit of a meaning, with the power nearest to 1; empty when no built-in one has it.
+/// The unit of a meaning, with the power nearest to 1; empty when no built-in one has it, and for a
+/// mere power of ten, which no text shows.
 std::optional<CMeasuringUnit> UnitOf(const SMeaning& meaning) {
   constexpr short kPowers[] = {1, -1, 2, -2, 3, -3, 4, -4};
   if (const auto exponent = ExponentOver(meaning, SMeaning())) {
-    return CMeasuringUnit(CMeasuringUnit::none, *exponent);
+    return *exponent == 0 ? std::optional(CMeasuringUnit(CMeasuringUnit::none, 0)) : std::nullopt;
   }
   for (const short power : kPowers) {
     for (const auto& [builtIn, meant] : kBuiltIn) {
@@ -375,7 +375,9 @@ std::optional<CMeasuringUnit> Combined(const CMeasuringUnit& a, const CMeasuring
     const bool same = !b.empty();
     const int exponent = a.Exponent() + power * b.Exponent();
     const int powers = a.Power() + (same ? power * b.Power() : 0);
-    if (exponent != SaturateTo<short>(exponent) || powers != SaturateTo<short>(powers)) {
+    const bool isNumber = powers == 0 || a.empty();  // of which no text would show the exponent
+    if (exponent != SaturateTo<short>(exponent) || powers != SaturateTo<short>(powers) ||
+        (isNumber && exponent != 0)) {
       return std::nullopt;
     }
     CMeasuringUnit unit;
@@ -394,8 +396,7 @@ std::optional<CMeasuringUnit> Combined(const CMeasuringUnit& a, const CMeasuring
 
 }  // namespace
 
-std::optional<SUnitConversion> ConversionBetween(std::u16string_view from,
-                                                 std::u16string_view to) {
+std::optional<SUnitConversion> ConversionBetween(std::u16string_view from, std::u16string_view to) {
   const auto a = MeaningOf(from);
   const auto b = MeaningOf(to);
   return a && b ? Between(*a, *b) : std::nullopt;

@@ -21,9 +21,9 @@ namespace limes {
 /// How the limits of one quantity follow from what is learnt.
 struct SRatedRule {
   Sides sides = Sides::kBoth;
-  double base = 0.0;             ///< beyond the mean in any case, in the unit; from 0 on
-  double reject = 0.01;          ///< rate of good parts that may be rejected, between 0 and 1
-  std::optional<double> factor;  ///< of the spread, from 0 on; empty: it follows from the rate
+  double base = 0.0;               ///< beyond the mean in any case, in the unit; from 0 on
+  double reject = 0.01;            ///< rate of good parts that may be rejected, between 0 and 1
+  std::optional<double> factor{};  ///< of the spread, from 0 on; empty: it follows from the rate
   std::int32_t timeScale = CExpAverFacGenerator::kNoForgetting;  ///< of values and curves, from 1
   std::int32_t minParts = 3;  ///< fewer learnt parts judge nothing; from 1 on
 

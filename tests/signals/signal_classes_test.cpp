@@ -130,7 +130,7 @@ TEST(SignalClasses, SpansGoInAndOut) {
     sum += x * y;
   }
   EXPECT_SHOWN("14 1", sum, run.SetPoints(run.Points().last(2)));
-  EXPECT_SHOWN("2 1 {1 1} {2 2}", run.NPaare(), run.IstSortiert(), run.Point(0), run.Point(1));
+  EXPECT_SHOWN("2 1 1,1 2,2", run.NPaare(), run.IstSortiert(), run.Point(0), run.Point(1));
   EXPECT_SHOWN("1.5", run.WertBei(1.5F));
 }
 
