@@ -11,8 +11,8 @@ namespace {
 
 using test::RunLimes;
 using test::SResult;
+using testing::AllOf;
 using testing::HasSubstr;
-using testing::Not;
 using Json = nlohmann::json;
 
 class Variants : public test::HostTest {
@@ -152,6 +152,48 @@ TEST_F(Variants, AreChangedOneByOne) {
   EXPECT_EQ(learnt,
             (std::map<std::string, int>{
                 {"product=A", 40}, {"product=B", 42}, {"product=new", 4}, {"product=young", 5}}));
+}
+
+TEST_F(Variants, HoldBackEachByWhatItsOwnGoodPartsAre) {
+  const std::string good = Table("good.csv", Rows("A", 40, 10.0) + Rows("B", 40, 40.0));
+  ASSERT_EQ(Run({"learn", good, "--values", "--variant", "product", "--guard"}).code, 0);
+  EXPECT_THAT(Run({"learn", Table("a.csv", "A,40\n"), "--json"}).out,
+              AllOf(HasSubstr("product=A"), HasSubstr("\"held\":true")));
+  Run({"learn", Table("b.csv", "B,10\n")});
+  EXPECT_EQ(Run({"show", "--held", "--variant", "product=B", "--json"}).Lines().size(), 1U);
+  EXPECT_EQ(Run({"rebase"}).code, 2) << "of which variant?";
+  EXPECT_EQ(Run({"accept", "a.csv:1"}).code, 0);
+  EXPECT_THAT(Run({"show"}).out,
+              AllOf(HasSubstr("product=A: 41 parts"), HasSubstr("product=B: 40 parts")));
+  EXPECT_EQ(Run({"rebase", "--variant", "product=B"}).code, 0);
+  EXPECT_THAT(Run({"show", "--past"}).out, HasSubstr("product=B: before run"));
+  EXPECT_THAT(Run({"show"}).out,
+              AllOf(HasSubstr("product=A: 41 parts"), HasSubstr("product=B: 1 part ")));
+  EXPECT_THAT(Run({"log"}).out, HasSubstr("rebase [product=B]"));
+}
+
+/// Files of curves: their names tell the variant, and variants may have other grids.
+TEST_F(Variants, JudgeNothingByLimitsThatCannotBeJoined) {
+  const auto curve = [&](const std::string& name, double step) {
+    std::string text = "x [s],noise [Pa]\n";
+    for (int i = 0; i < 20; ++i) {
+      text += std::to_string(i * step) + "," + std::to_string(5.0 + Noise()) + "\n";
+    }
+    return Write(name, text);
+  };
+  std::vector<std::string> learn = {"learn"};
+  for (int i = 0; i < 25; ++i) {
+    learn.push_back(curve("A_" + std::to_string(i) + ".csv", 1.0));
+  }
+  learn.push_back(curve("B_1.csv", 0.5));
+  learn.insert(learn.end(), {"--variant", "product", "--variant-pattern", "{product}_{n}.csv"});
+  ASSERT_EQ(Run(learn).code, 0);
+  const std::string young = curve("B_2.csv", 0.5);
+  const SResult judged = Run({"test", young, "--json"});
+  EXPECT_EQ(judged.code, 1);
+  EXPECT_THAT(judged.out, AllOf(HasSubstr("has learnt 1 of 20 parts"),
+                                HasSubstr("there is no limit of all variants")));
+  EXPECT_EQ(Run({"test", curve("A_x.csv", 1.0), "--factor", "9"}).code, 0) << "the others go on";
 }
 
 /// 90 variants of 20 parts, each as far from the next as their own parts are spread, or farther.
