@@ -179,7 +179,13 @@ void CPartSource::CheckFiles() const {
 
 void CPartSource::Note(const std::string& text) {
   if (config_.note && noted_.insert(text).second) {
-    config_.note(text);
+    notes_ += (notes_.empty() ? "" : "; ") + text;
+  }
+}
+
+void CPartSource::TellNotes() {
+  if (!notes_.empty()) {
+    config_.note(std::exchange(notes_, ""));
   }
 }
 
@@ -251,6 +257,17 @@ bool CPartSource::NextItem() {
 }
 
 bool CPartSource::Next(SPart& part) {
+  try {
+    const bool isTaken = TakeNext(part);
+    TellNotes();
+    return isTaken;
+  } catch (...) {
+    TellNotes();
+    throw;
+  }
+}
+
+bool CPartSource::TakeNext(SPart& part) {
   std::swap(item_.part, part);  // its room is used again
   while (NextItem()) {
     ++seen_;

@@ -23,8 +23,8 @@ class CPartSource {
     std::vector<SCondition> where;
     bool goodOnly = false;
     bool labelOptional = false;
-    NoteTaker note = nullptr;           ///< is told each assumption once
-    unsigned jobs = 1;                  ///< threads that read; what comes out is the same
+    NoteTaker note = nullptr;  ///< is told what was assumed, all of a part at once, each once
+    unsigned jobs = 1;         ///< threads that read; what comes out is the same
     std::vector<SCondition> variant{};  ///< what is given of the variant of all parts
   };
 
@@ -57,6 +57,8 @@ class CPartSource {
 
  private:
   void Note(const std::string& text);
+  void TellNotes();
+  bool TakeNext(SPart& part);
   SReadContext ContextOf(const std::string& path);
   void Begin();
   bool IsReadAhead(const std::string& path) const;
@@ -66,6 +68,7 @@ class CPartSource {
   SConfig config_;
   CFormer former_;
   std::set<std::string> noted_;
+  std::string notes_;  ///< to be told
   std::optional<SDialect> dialect_;
   std::size_t nextFile_ = 0;
   std::vector<SReadContext> contexts_;  ///< of the files, once the first was opened

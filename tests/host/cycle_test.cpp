@@ -60,8 +60,7 @@ TEST_F(Cycle, UnitsOfOneKindAreConvertedAndTold) {
   };
   Run({"learn", "--factor", "3", "--base", "0.001", table("a.csv", "s", "m", 0.5, 1.0)}, 0);
   const std::string said =
-      "warning: 'w' is converted from mm to m\n"
-      "warning: x of 'w' is converted from ms to s\n";
+      "warning: 'w' is converted from mm to m; x of 'w' is converted from ms to s\n";
   const std::string milli = table("b.csv", "ms", "mm", 500.0, 1000.0);
   EXPECT_THAT(Run({"learn", milli, milli, "--again"}, 0).err, testing::StartsWith(said));
   Run({"learn", table("c.csv", "s", "m", 0.5, 1.0001)}, 0);

@@ -152,6 +152,7 @@ void CModel::ForEachQuantity(const SPart& part, Call prepare) {
 
 void CModel::ConvertUnits(SPart& part, const recordings::NoteTaker& note) {
   using recordings::ConversionBetween;
+  std::string told;
   for (SQuantity& q : part.quantities) {
     const auto known = std::find_if(quantities_.begin(), quantities_.end(),
                                     [&](const auto& model) { return model->Name() == q.name; });
@@ -172,8 +173,8 @@ void CModel::ConvertUnits(SPart& part, const recordings::NoteTaker& note) {
     const auto tell = [&](const char* what, const SUnit& a, const SUnit& b) {
       const std::string text =
           what + Quoted(q.name) + " is converted from " + a.Display() + " to " + b.Display();
-      if (told_.insert(text).second && note) {
-        note(text);
+      if (told_.insert(text).second) {
+        told += (told.empty() ? "" : "; ") + text;
       }
     };
     if (!values->IsIdentity()) {
@@ -182,6 +183,9 @@ void CModel::ConvertUnits(SPart& part, const recordings::NoteTaker& note) {
     if (!x->IsIdentity()) {
       tell("x of ", xFrom, xTo);
     }
+  }
+  if (!told.empty() && note) {
+    note(told);
   }
 }
 
