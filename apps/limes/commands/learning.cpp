@@ -154,7 +154,7 @@ void CLearning::Add(CStore& store, SLearntPart& learnt) {
   waiting_.Get(learnt);
   const std::int64_t id = store.AddLearnt(run_, learnt);
   recording_ = recording_.value_or(id);
-  learnt.record = {};  // from here on it is told of only
+  std::vector<std::uint8_t>().swap(learnt.record);  // from here on it is told of only
 }
 
 void CLearning::AddHeld(CStore& store) {

@@ -73,7 +73,7 @@ void CWaitingRecords::Put(SLearntPart& part) {
     places_[*part.content] = {end_, size};
     end_ += static_cast<std::int64_t>(size);
   }
-  part.record = {};
+  std::vector<std::uint8_t>().swap(part.record);  // gives the memory back
 }
 
 void CWaitingRecords::Get(SLearntPart& part) {
