@@ -119,14 +119,21 @@ SPart PartFromRecord(std::span<const std::uint8_t> record,
 
 std::int64_t ContentOf(const SPart& part, std::span<const std::uint8_t> record) {
   std::uint64_t hash = 0x9E3779B97F4A7C15U;
+  const auto addWord = [&](const std::uint8_t* bytes, std::size_t count) {
+    std::uint64_t word = 0;
+    for (std::size_t k = 0; k < count; ++k) {
+      word = word << 8 | bytes[k];
+    }
+    hash = (hash ^ word) * 0xFF51AFD7ED558CCDU;
+    hash ^= hash >> 32;
+  };
   const auto add = [&](std::span<const std::uint8_t> bytes) {
-    for (std::size_t i = 0; i < bytes.size(); i += 8) {
-      std::uint64_t word = 0;
-      for (std::size_t k = i; k < std::min(i + 8, bytes.size()); ++k) {
-        word = word << 8 | bytes[k];
-      }
-      hash = (hash ^ word) * 0xFF51AFD7ED558CCDU;
-      hash ^= hash >> 32;
+    std::size_t i = 0;
+    for (; i + 8 <= bytes.size(); i += 8) {
+      addWord(bytes.data() + i, 8);
+    }
+    if (i < bytes.size()) {
+      addWord(bytes.data() + i, bytes.size() - i);
     }
   };
   std::size_t values = 0;

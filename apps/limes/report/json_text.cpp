@@ -20,11 +20,15 @@ bool IsPlain(std::string_view text) {
 
 }  // namespace
 
-void CJsonText::Put(std::string_view text) {
-  if (text.size() > text_.size() - size_) {
-    text_.resize(2 * (size_ + text.size()));
+char* CJsonText::Room(std::size_t bytes) {
+  if (bytes > text_.size() - size_) {
+    text_.resize(2 * (size_ + bytes));
   }
-  std::memcpy(text_.data() + size_, text.data(), text.size());
+  return text_.data() + size_;
+}
+
+void CJsonText::Put(std::string_view text) {
+  std::memcpy(Room(text.size()), text.data(), text.size());
   size_ += text.size();
 }
 
@@ -42,15 +46,19 @@ void CJsonText::End(char bracket) {
 }
 
 void CJsonText::Name(std::string_view name) {
+  char* to = Room(name.size() + 4);
+  const char* const begin = to;
   if (!first_) {
-    Put(',');
+    *to++ = ',';
   }
   first_ = false;
   if (!name.empty()) {
-    Put('"');
-    Put(name);
-    Put("\":");
+    *to++ = '"';
+    to = std::copy(name.begin(), name.end(), to);
+    *to++ = '"';
+    *to++ = ':';
   }
+  size_ += static_cast<std::size_t>(to - begin);
 }
 
 void CJsonText::Add(std::string_view name, double value) {

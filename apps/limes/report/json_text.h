@@ -37,7 +37,11 @@ class CJsonText {
   };
 
   void Name(std::string_view name);
-  void Put(char c) { Put(std::string_view(&c, 1)); }
+  char* Room(std::size_t bytes);  ///< behind what is written
+  void Put(char c) {
+    *Room(1) = c;
+    ++size_;
+  }
   void Put(std::string_view text);
 
   std::string text_;      ///< the first bytes of it are written
