@@ -29,11 +29,11 @@ cat >checks.js <<'END'
 (async () => {
 const failed = [];
 const check = (what, holds) => { if (!holds) failed.push(what); };
-const svg = document.querySelector("section > svg");
+const svg = document.querySelector("#q0 > svg");
 const part = read(svg).lines.find(line => line.name.endsWith("p9"));
 check("the part's values", part?.low.join() === "2,5,2,90,40,5,2,5,2" && part.high === part.low);
 const out = svg.parentNode.querySelector(".hover");
-const u = charts[0];
+const u = charts[1];
 const drift = read([...document.querySelectorAll("section > svg")].pop());
 check("the drift of the mean", drift.xName === "parts learnt" &&
   drift.xs.join() === "4,8" && drift.lines[0].low.map(y => y.toFixed(2)).join() === "3.61,3.61");
@@ -74,8 +74,20 @@ if (typeof uPlot === "undefined") {
   await new Promise(done => setTimeout(done));
   check("two fingers zoom " + [along.min, along.max],
     Math.abs(along.min - 2) < 0.1 && Math.abs(along.max - 6) < 0.1);
-  check("the drift's dots", charts[1].data[0].join() === "4,8");
+  check("the drift's dots", charts[3].data[0].join() === "4,8");
 }
+const runs = document.querySelector("table[data-name=runs]");
+check("rows as CSV", linesOf(runs).length === 3 && csvOf(runs).split("\r\n").length === 5);
+sortBy(runs, 3, true);
+check("sorted", linesOf(runs).map(row => textOf(row, 3)).join() === "8,8,4");
+check("cells of a spreadsheet", cellOf('=1,"2"') === '"\'=1,""2"""' && cellOf("-3.5") === "-3.5");
+const filter = runs.parentNode.previousElementSibling.querySelector("input");
+filter.value = "LEARN";
+filter.dispatchEvent(new Event("input"));
+check("filtered", linesOf(runs).filter(row => !row.hidden).length === 2);
+const nok = document.querySelector("details section > svg");
+check("curves of a NOK part", read(nok).lines.length === 4 && read(nok).lines[3].low[3] === 90 &&
+  read(nok).xs.length === 9);
 check("no script of a name", typeof hacked === "undefined" && !document.querySelector("img"));
 check("the name is shown", document.querySelector("td.t").textContent.length > 0 &&
   document.body.textContent.includes('"><img src=x onerror="hacked=1"><script>hacked=1<&\'.csv:p9'));

@@ -9,6 +9,7 @@
 #include "apps/limes/bench/result_text.h"
 #include "apps/limes/measurement/number_text.h"
 #include "apps/limes/report/json_line.h"
+#include "apps/limes/report/margin_run.h"
 #include "apps/limes/report/plot_values.h"
 #include "apps/limes/report/report.h"
 #include "recordings/measurement.h"
@@ -39,14 +40,6 @@ std::int64_t HourOf(std::int64_t at) {
 }
 
 Json Parsed(const std::string& json) { return Json::parse(json, nullptr, false); }
-
-/// The distance of the worst quantity to its limit; none where it has no spread.
-std::optional<double> MarginOf(const SPartVerdict& verdict) {
-  const SQuantityVerdict* const worst = Worst(verdict);
-  return worst != nullptr && worst->excessInS && std::isfinite(*worst->excessInS)
-             ? std::optional(-*worst->excessInS)
-             : std::nullopt;
-}
 
 Json CountsJson(const std::array<std::uint64_t, 3>& parts) {
   return {{"ok", parts[0]}, {"nok", parts[1]}, {"not_judged", parts[2]}};

@@ -164,8 +164,8 @@ class CTestRun {
       }
       for (const SDriftFound& drift : verdict.drifts) {
         Warn(console_, DriftText(drift));
-        if (report_ && options_.noStore) {
-          report_->AddDrift(drift);
+        if (report_) {
+          report_->AddDrift(drift, !options_.noStore);
         }
       }
     }

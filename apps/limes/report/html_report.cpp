@@ -7,9 +7,12 @@
 #include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/model/model.h"
 #include "apps/limes/report/history_table.h"
+#include "apps/limes/report/margin_charts.h"
 #include "apps/limes/report/markup.h"
 #include "apps/limes/report/modes_text.h"
+#include "apps/limes/report/nok_sections.h"
 #include "apps/limes/report/page_files.h"
+#include "apps/limes/report/page_table.h"
 #include "apps/limes/report/report_texts.h"
 #include "apps/limes/report/svg_plot.h"
 #include "apps/limes/store/stored_curves.h"
@@ -31,19 +34,10 @@ constexpr const char* kHead = R"html(<!DOCTYPE html>
 <meta name="viewport" content="width=device-width, initial-scale=1"/>
 )html";
 
-std::string Cell(const std::string& escaped, const char* type = "") {
-  return std::string("<td") + type + ">" + escaped + "</td>";
-}
-
-std::string TextCell(const std::string& text) { return Cell(Markup(text, 240), " class=\"t\""); }
-
-std::string QuantityCell(const std::string& name) { return Cell(Markup(name), " class=\"q\""); }
-
-std::string CountCell(std::int64_t count) { return Cell(std::to_string(count), " class=\"n\""); }
-
-std::string VerdictCell(Verdict verdict) {
-  return Cell(VerdictText(verdict), verdict == Verdict::kFail ? " class=\"NOK\"" : "");
-}
+constexpr const char* kPriority =
+    "<p class=\"note\">Priority: how far beyond the limit, in hundredths of the spread there: 300 "
+    "is "
+    "3 spreads beyond.</p>\n";
 
 class CPage {
  public:
@@ -62,8 +56,10 @@ class CPage {
     out_ += "<title>" + title + ": " + name + "</title></head><body>\n<h1>" + title + "</h1>\n";
     WriteOrigin(name);
     WriteCounts();
+    WriteMargins();
     WriteFrequent();
     WriteQuantities();
+    out_ += NokSections(judged_);
     WriteModes();
     WriteParts();
     WriteDefects();
@@ -128,13 +124,23 @@ class CPage {
     };
     CTop<const Kind*> top(kMostFrequent);
     for (const Kind& kind : kinds) {
-      top.Add(static_cast<double>(kind.second.parts), &kind);
+      top.Add(kind.second.Rank(), &kind);
     }
     const bool placed = std::any_of(kinds.begin(), kinds.end(), isPlaced);
-    out_ += "<h2>Most frequent defects</h2>\n";
-    Note(kinds.size(), kMostFrequent, "kinds of defects");
-    Table(std::string("<th class=\"n\">parts</th><th>quantity</th><th>limit</th>") +
-          (placed ? "<th>at x</th>" : "") + "<th class=\"n\">highest priority</th>");
+    out_ += "<h2>Kinds of defects</h2>\n";
+    Note(kinds.size(), kMostFrequent, "kinds of defects, the most frequent");
+    out_ +=
+        "<p class=\"note\">NOK parts by their most important defect, of " +
+        std::to_string(judged_.Counts().nok) +
+        " in all, and how many have a defect of that kind among others. The examples of the first "
+        "ones are drawn below.</p>\n";
+    out_ += kPriority;
+    CPageTable table(
+        out_, "kinds",
+        std::string("<th class=\"n\">parts</th><th>share</th><th class=\"n\">among others</th>"
+                    "<th>quantity</th><th>limit</th>") +
+            (placed ? "<th>at x</th>" : "") +
+            "<th class=\"n\">highest priority</th><th>example</th>");
     for (const Kind* entry : top.Items()) {
       const auto& [key, kind] = *entry;
       const auto& [name, side, section] = key;
@@ -143,36 +149,64 @@ class CPage {
                                     ? ""
                                     : (low < high ? PlaceNumber(low) + " … " : "") +
                                           WithUnit(PlaceNumber(high), judged_.XUnitOf(name));
-      Row(CountCell(static_cast<std::int64_t>(kind.parts)) + QuantityCell(name) +
-          Cell(SideText(side)) + (placed ? TextCell(place) : "") + CountCell(kind.priority));
+      table.Row(CountCell(static_cast<std::int64_t>(kind.leading)) + ShareCell(kind.leading) +
+                CountCell(static_cast<std::int64_t>(kind.parts)) + QuantityCell(name) +
+                Cell(SideText(side)) + (placed ? TextCell(place) : "") + CountCell(kind.priority) +
+                PartCell(kind.shown.name));
     }
-    EndTable();
+  }
+
+  /// A bar as long as the share of the NOK parts.
+  std::string ShareCell(std::size_t parts) const {
+    const double nok = static_cast<double>(std::max<std::uint64_t>(judged_.Counts().nok, 1));
+    const double share = std::min(static_cast<double>(parts) / nok, 1.0);
+    return Cell(
+        "<svg class=\"bar\" viewBox=\"0 0 100 10\" width=\"100\" height=\"10\"><rect "
+        "width=\"" +
+            SvgNumber(100.0 * share) + "\" height=\"10\" fill=\"#D55E00\"/></svg> " +
+            Percent(share),
+        " class=\"w\"");
+  }
+
+  /// How near all parts come to their limits.
+  void WriteMargins() {
+    const CMarginRun& margins = judged_.Margins();
+    if (margins.Count() == 0) {
+      return;
+    }
     out_ +=
-        "<p class=\"note\">Priority: how far beyond the limit, in hundredths of the spread "
-        "there.</p>\n";
+        "<h2>Distance to the limits</h2>\n<p class=\"note\">Of each part the quantity and point "
+        "nearest to its limit, or furthest beyond: " +
+        MarginsText(margins) + "</p>\n<div class=\"plots\">\n";
+    WriteMarginPlots(margins, true);
+    out_ += "</div>\n";
+  }
+
+  void WriteMarginPlots(const CMarginRun& margins, bool named) {
+    out_ += "<section>" + PlotOnPage(MarginsOverParts(margins, named), 2 * SPlot::kMostColumns) +
+            "</section>\n<section class=\"bars\"><div>" + MarginHistogram(margins) +
+            "</div></section>\n";
   }
 
   void WriteQuantities() {
-    CTop<std::string> order(CJudgedParts::kMostPlots);
-    for (const std::string& name : judged_.Names()) {
-      order.Add(static_cast<double>(judged_.Quantity(name).nok), name);
-    }
     out_ += "<h2>Quantities</h2>\n";
     Note(judged_.Names().size(), CJudgedParts::kMostPlots,
          "quantities, those with the most NOK parts first");
     out_ += "<div class=\"plots\">\n";
-    for (const std::string& name : order.Items()) {
+    for (const std::string& name : judged_.PlottedQuantities()) {
       const CJudgedParts::SQuantity& quantity = judged_.Quantity(name);
-      SPlot plot{quantity.sides, quantity.worst.Items(), judged_.Columns()};
-      // Where no part is beyond the limit, the one that comes closest is shown.
-      plot.parts.resize(std::min(plot.parts.size(), std::max<std::size_t>(quantity.nok, 1)));
+      SPlot plot{quantity.sides, judged_.ShownParts(name), judged_.Columns(),
+                 judged_.DrawnColumns(false)};
       for (SPlotPart& part : plot.parts) {
         part.name = judged_.Folder().Inside(part.name);
       }
       const bool single = quantity.sides[0]->kind == "value";
-      out_ += std::string("<section") + (single ? "" : " class=\"wide\"") + "><h3>" + Markup(name) +
-              "</h3>\n" + PlotOnPage(plot) + "<p class=\"note\">" + Learnt(quantity) +
-              "</p></section>\n";
+      out_ += std::string("<section id=\"") + judged_.IdOf(name) + "\"" +
+              (single ? "" : " class=\"wide\"") + "><h3>" + Markup(name) + "</h3>\n" +
+              PlotOnPage(plot) + "<p class=\"note\">" + Learnt(quantity) + "</p></section>\n";
+      if (judged_.Names().size() > 1 && quantity.margins.Count() > 0) {
+        WriteMarginPlots(quantity.margins, false);
+      }
     }
     out_ += "</div>\n";
   }
@@ -225,7 +259,8 @@ class CPage {
     text += "; " + std::to_string(judged.nok) +
             (judged.nok == 1 ? " judged part NOK" : " judged parts NOK");
     if (judged.nok > CJudgedParts::kWorstParts) {
-      text += ", the worst " + std::to_string(CJudgedParts::kWorstParts) + " are drawn";
+      text += ", drawn is one of each of the most frequent kinds of defects, then the worst, " +
+              std::to_string(CJudgedParts::kWorstParts) + " in all";
     }
     if (judged.first && judged.first->sureness && judged.last->sureness &&
         judged.first->sureness->parts != judged.last->sureness->parts) {
@@ -247,20 +282,21 @@ class CPage {
     }
     out_ += "<h2>Defects by priority</h2>\n";
     Note(judged_.Defects().Count(), CJudgedParts::kMostDefects, "defects");
-    Table(
+    out_ += kPriority;
+    CPageTable table(
+        out_, "defects",
         "<th class=\"n\">priority</th><th>part</th><th>quantity</th><th>beyond</th><th>at x</th>"
         "<th class=\"n\">value</th><th class=\"n\">limit</th>");
     for (const auto& [part, defect] : judged_.Defects().Items()) {
       const double excess = std::fabs(defect.value - defect.limit);
       const std::string beyond =
           (defect.side == Side::kUpper ? "+" : "−") + WithUnit(Brief(excess, excess), defect.unit);
-      Row(CountCell(defect.priority) + PartCell(part) + QuantityCell(defect.quantity) +
-          Cell(Markup(beyond), " class=\"w\"") +
-          Cell(Markup(PlaceText(defect, judged_.XUnitOf(defect.quantity))), " class=\"w\"") +
-          Cell(Brief(defect.value, excess), " class=\"n\"") +
-          Cell(Brief(defect.limit, excess), " class=\"n\""));
+      table.Row(CountCell(defect.priority) + PartCell(part) + QuantityCell(defect.quantity) +
+                Cell(Markup(beyond), " class=\"w\"") +
+                Cell(Markup(PlaceText(defect, judged_.XUnitOf(defect.quantity))), " class=\"w\"") +
+                Cell(Brief(defect.value, excess), " class=\"n\"") +
+                Cell(Brief(defect.limit, excess), " class=\"n\""));
     }
-    EndTable();
   }
 
   std::string PartCell(const std::string& part) const {
@@ -275,14 +311,15 @@ class CPage {
     out_ += "<h2>Parts</h2>\n";
     Note(judged_.Parts().Count(), CJudgedParts::kMostParts, "parts, the worst first");
     out_ += "<p class=\"note\">The worst of each verdict first, by the deviation in spreads.</p>\n";
-    Table(std::string("<th>verdict</th><th>part</th>") + (labels ? "<th>label</th>" : "") +
-          "<th>largest deviation</th>" + (modes_.empty() ? "" : "<th>modes, in spreads</th>"));
+    CPageTable table(out_, "parts",
+                     std::string("<th>verdict</th><th>part</th>") +
+                         (labels ? "<th>label</th>" : "") + "<th>largest deviation</th>" +
+                         (modes_.empty() ? "" : "<th>modes, in spreads</th>"));
     for (const CJudgedParts::SPartLine& line : judged_.Parts().Items()) {
-      Row(VerdictCell(line.verdict) + PartCell(line.part) +
-          (labels ? Cell(Markup(line.label, 60)) : "") + TextCell(line.worst) +
-          (modes_.empty() ? "" : TextCell(line.modes)));
+      table.Row(VerdictCell(line.verdict) + PartCell(line.part) +
+                (labels ? Cell(Markup(line.label, 60)) : "") + TextCell(line.worst) +
+                (modes_.empty() ? "" : TextCell(line.modes)));
     }
-    EndTable();
   }
 
   /// The latest alarms, in their order.
@@ -297,22 +334,23 @@ class CPage {
       drifts.erase(drifts.begin(), drifts.end() - static_cast<std::ptrdiff_t>(kMostDrifts));
       out_ += "<p class=\"note\">The latest " + std::to_string(kMostDrifts) + " alarms.</p>\n";
     }
-    Table(
+    CPageTable table(
+        out_, "drift",
         "<th>quantity</th><th>moved</th><th class=\"n\">for parts</th><th>until part</th>"
         "<th>most at x</th>");
     for (const SDriftFound& drift : drifts) {
-      Row(QuantityCell(drift.quantity) + Cell(drift.up ? "up" : "down") + CountCell(drift.parts) +
-          PartCell(drift.part) +
-          TextCell(drift.x ? WithUnit(PlaceNumber(*drift.x), drift.xUnit) : ""));
+      table.Row(QuantityCell(drift.quantity) + Cell(drift.up ? "up" : "down") +
+                CountCell(drift.parts) + PartCell(drift.part) +
+                TextCell(drift.x ? WithUnit(PlaceNumber(*drift.x), drift.xUnit) : ""));
     }
-    EndTable();
   }
 
   void WriteRuns() {
     out_ += "<h2>Runs</h2>\n";
     const std::size_t first = runs_.size() - std::min(runs_.size(), kMostRuns);
     Note(runs_.size(), kMostRuns, "runs, the last ones");
-    Table(
+    CPageTable table(
+        out_, "runs",
         "<th>started (UTC)</th><th>run</th><th class=\"n\">learnt</th><th class=\"n\">in all</th>"
         "<th class=\"n\">OK</th><th class=\"n\">NOK</th><th class=\"n\">not judged</th>");
     std::int64_t learnt = 0;
@@ -320,12 +358,11 @@ class CPage {
       const SRun& run = runs_[i];
       learnt += run.learnt;
       if (i >= first) {
-        Row(Cell(Markup(TimeText(run.started), 40), " class=\"w\"") +
-            Cell(Markup(run.command, 40)) + CountCell(run.learnt) + CountCell(learnt) +
-            CountCell(run.ok) + CountCell(run.nok) + CountCell(run.notJudged));
+        table.Row(Cell(Markup(TimeText(run.started), 40), " class=\"w\"") +
+                  Cell(Markup(run.command, 40)) + CountCell(run.learnt) + CountCell(learnt) +
+                  CountCell(run.ok) + CountCell(run.nok) + CountCell(run.notJudged));
       }
     }
-    EndTable();
   }
 
   void Note(std::size_t all, std::size_t most, const char* what) {
@@ -334,12 +371,6 @@ class CPage {
               what + ".</p>\n";
     }
   }
-
-  void Table(const std::string& heads) {
-    out_ += "<div class=\"table\"><table><thead><tr>" + heads + "</tr></thead><tbody>\n";
-  }
-  void Row(const std::string& cells) { out_ += "<tr>" + cells + "</tr>\n"; }
-  void EndTable() { out_ += "</tbody></table></div>\n"; }
 
   const CJudgedParts& judged_;
   const SPromise& promise_;
@@ -367,7 +398,11 @@ void CHtmlReport::Add(const SPartVerdict& verdict, const CurveOf& curveOf) {
   judged_.Add(verdict, curveOf);
 }
 
-void CHtmlReport::AddDrift(const SDriftFound& drift) {
+void CHtmlReport::AddDrift(const SDriftFound& drift, bool stored) {
+  judged_.AddDrift(drift);
+  if (stored) {
+    return;
+  }
   if (drifts_.size() > kMostDrifts) {
     drifts_.erase(drifts_.begin());
   }

@@ -10,9 +10,9 @@
 
 namespace limes::host {
 
-/// Learnt limits and the parts judged by them as one page of HTML below 2 MB that needs no other
-/// file: counts, most frequent and most important defects, plots of the quantities with their
-/// worst parts, drift, runs. What is too much is cut, and the page says so.
+/// Learnt limits and the parts judged by them as one page of HTML below 5 MB that needs no other
+/// file: counts, distances to the limits over the parts, kinds of defects, plots of the quantities
+/// with examples, NOK parts one by one, drift, runs. What is too much is cut, and the page says so.
 class CHtmlReport {
  public:
   using CurveOf = CJudgedParts::CurveOf;
@@ -25,8 +25,8 @@ class CHtmlReport {
   /// Takes a file that could not be used, as a part that was not judged.
   void AddUnusable(const std::string& file, const std::string& reason);
 
-  /// Takes an alarm that the store does not hold.
-  void AddDrift(const SDriftFound& drift);
+  /// Takes an alarm at one of the parts that came last; stored: the store holds it, too.
+  void AddDrift(const SDriftFound& drift, bool stored);
 
   /// The page, with the alarms and runs of the store. The store must be in a transaction.
   std::string Page(CStore& store) const;

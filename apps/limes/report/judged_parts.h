@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <limits>
 #include <map>
@@ -9,7 +10,10 @@
 #include <tuple>
 #include <vector>
 
+#include "apps/limes/measurement/drift.h"
 #include "apps/limes/measurement/settings.h"
+#include "apps/limes/report/margin_run.h"
+#include "apps/limes/report/nok_parts.h"
 #include "apps/limes/report/plot.h"
 #include "apps/limes/report/report.h"
 #include "apps/limes/report/report_texts.h"
@@ -31,8 +35,9 @@ class CJudgedParts {
   static constexpr std::size_t kMostPlots = 100;
   static constexpr std::size_t kMostParts = 300;
   static constexpr std::size_t kMostDefects = 200;
-  static constexpr std::size_t kWorstParts = 5;  ///< per quantity
-  static constexpr int kSections = 16;           ///< of an axis, in which defects are counted
+  static constexpr std::size_t kWorstParts = 5;     ///< per quantity
+  static constexpr int kSections = 16;              ///< of an axis, in which defects are counted
+  static constexpr std::size_t kMostMargins = 400;  ///< points of a run of them
 
   /// Values of a quantity of a part at the points of its summary, empty for a single value.
   using CurveOf = std::function<std::vector<float>(const std::string& quantity)>;
@@ -54,6 +59,7 @@ class CJudgedParts {
     std::vector<const SLearntSummary*> sides;
     CTop<SPlotPart> worst{kWorstParts};
     std::size_t nok = 0;
+    CMarginRun margins{kMostMargins};
     std::optional<SQuantityVerdict> first;  ///< of the upper side, or the only one
     std::optional<SQuantityVerdict> last;
   };
@@ -61,9 +67,17 @@ class CJudgedParts {
   /// Defects of a quantity, a side and a section of the axis.
   struct SDefectKind {
     std::size_t parts = 0;
+    std::size_t leading = 0;  ///< parts whose most important defect is of this kind
     std::uint64_t lastPart = 0;
     std::int32_t priority = std::numeric_limits<std::int32_t>::min();
     SVisRange places;
+
+    /// The more parts it leads in, then the more parts have it at all.
+    double Rank() const { return static_cast<double>(leading) * 1e9 + static_cast<double>(parts); }
+
+    bool leads = false;  ///< of the part that is shown
+    SPlotPart shown{};   ///< the part whose defect of this kind has the highest priority, of those
+                         ///< that it leads in, where there are any
   };
   using DefectKey = std::tuple<std::string, Side, int>;
 
@@ -84,8 +98,25 @@ class CJudgedParts {
   const std::vector<std::string>& Names() const { return names_; }
   const SQuantity& Quantity(const std::string& name) const { return quantities_.at(name); }
 
+  /// What the plot of a quantity is called on a page; empty where there is none.
+  std::string IdOf(const std::string& quantity) const;
+
   /// Empty for a quantity that is not learnt.
   std::string XUnitOf(const std::string& quantity) const;
+
+  /// The quantities with the most NOK parts, as many as are drawn.
+  std::vector<std::string> PlottedQuantities() const;
+
+  /// The parts that a plot of the quantity shows: one for each of its most frequent kinds of
+  /// defects, then those furthest beyond a limit; where none is, the one that comes closest.
+  std::vector<SPlotPart> ShownParts(const std::string& quantity) const;
+
+  /// A drift alarm at one of the parts that came last.
+  void AddDrift(const SDriftFound& drift);
+
+  /// Of the whole parts: their quantity nearest to or furthest beyond its limit.
+  const CMarginRun& Margins() const { return margins_; }
+  const CNokParts& Nok() const { return nok_; }
 
   const std::map<DefectKey, SDefectKind>& Kinds() const { return kinds_; }
   const CTop<SFoundDefect>& Defects() const { return defects_; }
@@ -97,10 +128,16 @@ class CJudgedParts {
   /// Columns of each plot, so that all of them fit the page.
   std::size_t Columns() const { return columns_; }
 
+  /// Of these, in the drawings without scripts: of the plot of a quantity, and of a part.
+  std::size_t DrawnColumns(bool ofPart) const;
+
  private:
-  void SetColumns(std::size_t bytes);
+  void SetColumns(std::size_t parts, std::size_t nok);
   void TakeQuantities(const SPartVerdict& verdict, const CurveOf& curveOf);
-  void TakeDefects(const SPartVerdict& verdict);
+  void TakeMargins(const SPartVerdict& verdict);
+  void TakeDefects(const SPartVerdict& verdict, const CurveOf& curveOf);
+  SPlotPart Drawn(const SPartVerdict& verdict, const SQuantity& quantity,
+                  const CurveOf& curveOf) const;
 
   SSettings settings_;
   std::vector<SLearntSummary> summaries_;
@@ -109,6 +146,9 @@ class CJudgedParts {
   std::map<DefectKey, SDefectKind> kinds_;
   CTop<SFoundDefect> defects_{kMostDefects};
   CTop<SPartLine> parts_{kMostParts};
+  CMarginRun margins_{2 * kMostMargins};
+  CNokParts nok_;
+  std::deque<std::pair<std::string, std::uint64_t>> latest_;  ///< names and numbers of parts
   std::size_t marksPerPart_ = 1;
   std::size_t columns_ = SPlot::kMostColumns;
   bool curves_ = false;

@@ -102,6 +102,9 @@ SPlotContent::SPlotContent(const SPlot& plot) {
   if (single && xs.size() == 1) {
     StretchSingle();
   }
+  for (SPlotLine& line : lines) {
+    line.dot = dots ? 6.0 : 0.0;
+  }
   for (std::size_t i = 0; i < plot.parts.size(); ++i) {
     const SPlotPart& part = plot.parts[i];
     const std::string name = Shortened(Ending(part.name, 80));
@@ -116,10 +119,47 @@ SPlotContent::SPlotContent(const SPlot& plot) {
       }
       const double margin = 0.002 * (x.high - x.low);
       if (std::isfinite(mark.value) && mark.x >= x.low - margin && mark.x <= x.high + margin) {
-        marks.push_back({i, std::move(mark)});
+        const bool filled = mark.beyond;
+        marks.push_back({std::move(mark), PartShape(i), PartColour(i), filled});
       }
     }
   }
+}
+
+namespace {
+
+std::vector<SVisExtremes> Joined(const std::vector<SVisExtremes>& columns, std::size_t most) {
+  std::vector<SVisExtremes> joined(std::min(columns.size(), most));
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    joined[i * joined.size() / columns.size()].Add(columns[i]);
+  }
+  return joined;
+}
+
+}  // namespace
+
+SPlotContent SPlotContent::Coarser(std::size_t columns) const {
+  SPlotContent coarser = *this;
+  coarser.texts.clear();
+  coarser.times.clear();
+  const std::size_t most = std::max<std::size_t>(columns, 2);
+  if (xs.size() <= most) {
+    return coarser;
+  }
+  for (SPlotLine& line : coarser.lines) {
+    line.columns = Joined(line.columns, most);
+  }
+  coarser.band = Joined(band, most);
+  coarser.xs.assign(most, 0.0);
+  std::vector<double> count(most, 0.0);
+  for (std::size_t i = 0; i < xs.size(); ++i) {
+    coarser.xs[i * most / xs.size()] += xs[i];
+    count[i * most / xs.size()] += 1.0;
+  }
+  for (std::size_t c = 0; c < most; ++c) {
+    coarser.xs[c] /= count[c];
+  }
+  return coarser;
 }
 
 void SPlotContent::StretchSingle() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "apps/limes/errors.h"
 #include "apps/limes/report/markup.h"
@@ -24,32 +25,36 @@ constexpr double kEntry = 110.0;  ///< of the legend's first row
 
 constexpr const char* kBandColour = "#56B4E9";
 
-std::string Coordinate(double value) {
+}  // namespace
+
+std::string SvgNumber(double value) {
   char text[32];
   const double shown = std::isfinite(value) ? std::clamp(value, -9999.0, 9999.0) : 0.0;
   return {text, std::to_chars(text, text + sizeof(text), shown, std::chars_format::fixed, 2).ptr};
 }
 
-/// A step of a path, to move ('M') or to draw ('L').
-std::string Step(char kind, double x, double y) {
-  return std::string(1, kind) + Coordinate(x) + "," + Coordinate(y);
-}
-
-std::string Text(double x, double y, const char* anchor, const std::string& text) {
-  return "<text x=\"" + Coordinate(x) + "\" y=\"" + Coordinate(y) + "\" text-anchor=\"" + anchor +
+std::string SvgText(double x, double y, const char* anchor, const std::string& text) {
+  return "<text x=\"" + SvgNumber(x) + "\" y=\"" + SvgNumber(y) + "\" text-anchor=\"" + anchor +
          "\">" + Markup(text) + "</text>";
 }
 
-std::string Rectangle(double left, double right, const std::string& attributes) {
-  return "<rect x=\"" + Coordinate(left) + "\" y=\"" + Coordinate(kTop) + "\" width=\"" +
-         Coordinate(right - left) + "\" height=\"" + Coordinate(kBottom - kTop) + "\" " +
-         attributes + "/>";
+namespace {
+
+/// A step of a path, to move ('M') or to draw ('L').
+std::string Step(char kind, double x, double y) {
+  return std::string(1, kind) + SvgNumber(x) + "," + SvgNumber(y);
 }
 
-/// The mark of a part around a place, without the end of its element.
-std::string Shape(std::size_t part, double x, double y, bool filled) {
+std::string Rectangle(double left, double right, const std::string& attributes) {
+  return "<rect x=\"" + SvgNumber(left) + "\" y=\"" + SvgNumber(kTop) + "\" width=\"" +
+         SvgNumber(right - left) + "\" height=\"" + SvgNumber(kBottom - kTop) + "\" " + attributes +
+         "/>";
+}
+
+/// A mark around a place, without the end of its element.
+std::string Shape(std::size_t shape, const std::string& colour, double x, double y, bool filled) {
   std::string path;
-  switch (PartShape(part)) {
+  switch (shape) {
     case 0:
       path = Step('M', x - 4, y) + "a4,4 0 1 0 8,0a4,4 0 1 0 -8,0z";
       break;
@@ -59,25 +64,28 @@ std::string Shape(std::size_t part, double x, double y, bool filled) {
     case 2:
       path = Step('M', x, y - 4.5) + "l4.5,9h-9z";
       break;
+    case kShapeDown:
+      path = Step('M', x, y + 4.5) + "l4.5,-9h-9z";
+      break;
     default:
       path = Step('M', x, y - 6) + "l5,6l-5,6l-5,-6z";
   }
-  return "<path d=\"" + path + "\" fill=\"" + (filled ? PartColour(part) : "#fff") +
-         "\" stroke=\"" + PartColour(part) + "\"";
+  return "<path d=\"" + path + "\" fill=\"" + (filled ? colour : "#fff") + "\" stroke=\"" + colour +
+         "\"";
 }
 
 class CDrawing {
  public:
-  CDrawing(const std::vector<SPlotPart>& parts, const SPlotContent& content)
+  CDrawing(const std::vector<SPlotPart>& parts, SPlotContent content)
       : parts_(parts),
-        content_(content),
-        x_(content.x, kLeft, kRight),
-        y_(content.y, kBottom, kTop) {}
+        content_(std::move(content)),
+        x_(content_.x, kLeft, kRight),
+        y_(content_.y, kBottom, kTop) {}
 
   std::string Draw() {
     const double height = LegendTop() + kRow * static_cast<double>(parts_.size()) + 10.0;
     out_ = kPlotMark + std::string("xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 560 ") +
-           Coordinate(height) + "\" width=\"560\" height=\"" + Coordinate(height) +
+           SvgNumber(height) + "\" width=\"560\" height=\"" + SvgNumber(height) +
            "\" role=\"img\" font-family=\"sans-serif\" font-size=\"14\" fill=\"#222\"><title>" +
            Markup(content_.yName) + "</title><rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>";
     DrawAxes();
@@ -87,7 +95,9 @@ class CDrawing {
     }
     DrawBand();
     for (const SPlotLine& line : content_.lines) {
-      DrawLine(line);
+      if (line.joined) {
+        DrawLine(line);
+      }
       DrawDots(line);
     }
     DrawMarks();
@@ -107,15 +117,15 @@ class CDrawing {
     out_ += "<g stroke=\"#ddd\">";
     for (const auto& tick : y_.Ticks()) {
       out_ += "<path d=\"" + Step('M', kLeft, tick.place) + Step('L', kRight, tick.place) + "\"/>";
-      texts += Text(kLeft - 6.0, tick.place + 5.0, "end", tick.text);
+      texts += SvgText(kLeft - 6.0, tick.place + 5.0, "end", tick.text);
     }
     for (const auto& tick : content_.single ? std::vector<CVisAxis::STick>() : x_.Ticks()) {
       out_ += "<path d=\"" + Step('M', tick.place, kTop) + Step('L', tick.place, kBottom) + "\"/>";
-      texts += Text(tick.place, kBottom + 18.0, "middle", tick.text);
+      texts += SvgText(tick.place, kBottom + 18.0, "middle", tick.text);
     }
     out_ += "</g>" + texts + Rectangle(kLeft, kRight, "fill=\"none\" stroke=\"#555\"");
-    out_ += Text(kLeft, kTop - 10.0, "start", content_.yName);
-    out_ += Text(kRight, XNameTop(), "end", content_.xName);
+    out_ += SvgText(kLeft, kTop - 10.0, "start", content_.yName);
+    out_ += SvgText(kRight, XNameTop(), "end", content_.xName);
   }
 
   /// The steps of a line; a point alone is a dot.
@@ -149,26 +159,30 @@ class CDrawing {
   }
 
   static std::string Stroke(const SPlotLine& line) {
+    if (!line.joined) {
+      return " stroke=\"" + line.colour + "\" stroke-linecap=\"round\" stroke-width=\"" +
+             NumberText(line.dot) + "\" stroke-dasharray=\"0 9\"";
+    }
     return " stroke=\"" + line.colour + "\" stroke-width=\"" + NumberText(line.width) + "\"" +
            (line.dashed ? " stroke-dasharray=\"7 3\"" : "");
   }
 
   void DrawDots(const SPlotLine& line) {
     std::string path;
-    for (std::size_t c = 0; content_.dots && c < line.columns.size(); ++c) {
+    for (std::size_t c = 0; line.dot > 0.0 && c < line.columns.size(); ++c) {
       if (std::isfinite(line.columns[c].low)) {
         path += Step('M', XOf(c), y_.PlaceOf(line.columns[c].low)) + "h0";
       }
     }
     if (!path.empty()) {
-      out_ += "<path stroke-linecap=\"round\" stroke-width=\"6\" stroke=\"" + line.colour +
-              "\" d=\"" + path + "\"/>";
+      out_ += "<path stroke-linecap=\"round\" stroke-width=\"" + NumberText(line.dot) +
+              "\" stroke=\"" + line.colour + "\" d=\"" + path + "\"/>";
     }
   }
 
   void DrawMarks() {
-    for (const auto& [part, mark] : content_.marks) {
-      out_ += Shape(part, x_.PlaceOf(mark.x), y_.PlaceOf(mark.value), mark.beyond) +
+    for (const auto& [mark, shape, colour, filled] : content_.marks) {
+      out_ += Shape(shape, colour, x_.PlaceOf(mark.x), y_.PlaceOf(mark.value), filled) +
               " class=\"mark\"><title>" + Markup(mark.text, 500) + "</title></path>";
     }
   }
@@ -177,7 +191,7 @@ class CDrawing {
     double y = LegendTop();
     const auto sample = [&](double x, const std::string& stroke, const std::string& text) {
       out_ += "<path d=\"" + Step('M', x, y - 5) + "h28\"" + stroke + "/>" +
-              Text(x + 36, y, "start", text);
+              SvgText(x + 36, y, "start", text);
     };
     double x = kLeft;
     for (const SPlotLine& line : content_.lines) {
@@ -197,13 +211,13 @@ class CDrawing {
         sample(kLeft, std::string(" stroke=\"") + PartColour(i) + "\" stroke-width=\"1.2\"", "");
       }
       const bool beyond = !part.marks.empty() && part.marks[0].beyond;
-      out_ += Shape(i, kLeft + 14, y - 5, beyond) + "/>";
-      out_ += Text(kLeft + 36, y, "start", Ending(part.name, 56));
+      out_ += Shape(PartShape(i), PartColour(i), kLeft + 14, y - 5, beyond) + "/>";
+      out_ += SvgText(kLeft + 36, y, "start", Ending(part.name, 56));
     }
   }
 
   const std::vector<SPlotPart>& parts_;
-  const SPlotContent& content_;
+  const SPlotContent content_;
   CVisAxis x_;
   CVisAxis y_;
   std::string out_;
@@ -221,10 +235,28 @@ std::string DrawPlot(const SPlotContent& content) {
   return CDrawing(none, content).Draw();
 }
 
-std::string PlotOnPage(const SPlot& plot) {
-  const SPlotContent content(plot);
-  return CDrawing(plot.parts, content).Draw() + PlotValues(content, kLeft, kRight) +
+namespace {
+
+std::string OnPage(const std::vector<SPlotPart>& parts, const SPlotContent& content,
+                   std::size_t drawn) {
+  return CDrawing(parts, content.Coarser(drawn)).Draw() + PlotValues(content, kLeft, kRight) +
          "<p class=\"hover note\"></p>\n";
+}
+
+}  // namespace
+
+std::string PlotOnPage(const SPlot& plot) { return PlotOnPage(plot, ""); }
+
+std::string PlotOnPage(const SPlot& plot, const std::string& like) {
+  SPlotContent content(plot);
+  content.like = like;
+  content.shared = 1 + plot.sides.size();
+  return OnPage(plot.parts, content, plot.drawn);
+}
+
+std::string PlotOnPage(const SPlotContent& content, std::size_t drawn) {
+  const std::vector<SPlotPart> none;
+  return OnPage(none, content, drawn);
 }
 
 }  // namespace limes::host
