@@ -58,6 +58,8 @@ const char* SplitNumbers(const char* first, const char* last, const SRowStyle& s
                          std::vector<double>& numbers) {
   const char separator = style.separator;
   const auto isBlank = [=](char c) { return c == ' ' || (c == '\t' && separator != '\t'); };
+  std::string_view* const cellAt = cells.data();
+  double* const numberAt = numbers.data();
   const char* p = first;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     while (p < last && isBlank(*p)) {
@@ -76,8 +78,8 @@ const char* SplitNumbers(const char* first, const char* last, const SRowStyle& s
         --end;
       }
     } else {
-      end = kinds[i] == CellKind::kFloat ? PlainNumber<float>(p, last, style.decimal, numbers[i])
-                                         : PlainNumber<double>(p, last, style.decimal, numbers[i]);
+      end = kinds[i] == CellKind::kFloat ? PlainNumber<float>(p, last, style.decimal, numberAt[i])
+                                         : PlainNumber<double>(p, last, style.decimal, numberAt[i]);
       if (end == nullptr) {
         return nullptr;
       }
@@ -98,7 +100,7 @@ const char* SplitNumbers(const char* first, const char* last, const SRowStyle& s
     if (isLast ? !ends : *p != separator) {
       return nullptr;
     }
-    cells[i] = {cell, static_cast<std::size_t>(end - cell)};
+    cellAt[i] = {cell, static_cast<std::size_t>(end - cell)};
     p += ends ? 0 : 1;
   }
   return p;
