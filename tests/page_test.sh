@@ -52,7 +52,7 @@ if (typeof uPlot === "undefined") {
   const box = u.over.getBoundingClientRect();
   u.over.dispatchEvent(new MouseEvent("mousemove", {bubbles: true,
     clientX: box.left + u.valToPos(4, "x"), clientY: box.top + u.valToPos(40, "y")}));
-  const cells = [...document.querySelectorAll(".u-legend .u-series")].map(row => row.textContent);
+  const cells = [...u.root.querySelectorAll(".u-legend .u-series")].map(row => row.textContent);
   check("hover " + cells, cells[series].endsWith("p940") && cells[0].endsWith("]4"));
   const mouse = (type, x) => u.over.dispatchEvent(new MouseEvent(type,
     {bubbles: true, movementX: 9, clientX: box.left + u.valToPos(x, "x"), clientY: box.top + 50}));
@@ -61,7 +61,7 @@ if (typeof uPlot === "undefined") {
   const {x: along, y: up} = u.scales;
   check("zoom " + [along.min, along.max, up.max],
     Math.abs(along.min - 5) < 0.1 && Math.abs(along.max - 7) < 0.1 && up.max < 20);
-  const all = document.querySelector(".all");
+  const all = u.root.parentNode.querySelector(".all");
   check("the way back is there", !all.hidden);
   all.click();
   await new Promise(done => setTimeout(done));

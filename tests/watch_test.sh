@@ -88,7 +88,7 @@ for delay in 002 005 01 02 04; do
   [ -z "$left" ] || ! grep -qv '"findings":\[' <<<"$left" || fail "parts are removed whole"
   [ "$("$limes" show b.limes --json)" = "$learnt" ] || fail "what was learnt stays"
   "$limes" prune b.limes --older 0h >/dev/null
-  [ -z "$("$limes" report b.limes --all-runs --json 2>/dev/null)" ] || fail "pruning goes on"
+  [ "$("$limes" report b.limes --all-runs --json 2>/dev/null | wc -l)" -le 1 ] || fail "pruning goes on"
   rm b.limes*
 done
 

@@ -13,8 +13,9 @@ std::int64_t CStore::DropJudged(std::int64_t before, std::int64_t most) {
              "CREATE TEMP TABLE dropped AS SELECT p.id FROM part AS p JOIN run ON run.id = p.run "
              "WHERE p.verdict <> 'learnt' AND " +
                  (chosen_ == 0 ? std::string("1") : IsChosen("p")) +
-                 " AND coalesce(at, 1000 * strftime('%s', started)) < ? AND NOT EXISTS (" + open +
-                 ") ORDER BY p.id LIMIT ?")
+                 " AND p.id < (SELECT max(id) FROM part)"  // numbers are not given twice
+                 " AND coalesce(at, 1000 * strftime('%s', started)) < ? AND NOT EXISTS (" +
+                 open + ") ORDER BY p.id LIMIT ?")
       .Bind(before)
       .Bind(most)
       .Run();
