@@ -152,7 +152,7 @@ bool Kernels(const std::string& folder) {
   picture.Line(source, kGrey);
   picture.Line(filtered, kBlue);
 
-  picture.Panel("DownsamlingMean, ...MinMax: 100 to 24", 0.0, 100.0);
+  picture.Panel("DownsamlingMean, -MinMax: to 24", 0.0, 100.0);
   std::vector<float> few(24);
   picture.Line(source, kGrey);
   limes::DVL::DownsamlingMean(source.ValArray(), source.DLen(), 1, few.data(), 24, 1.0F);
@@ -194,7 +194,7 @@ Points Weights(int timeScale) {
 
 bool Learning(const std::string& folder) {
   CPicture picture;
-  picture.Panel("weights of 300 parts: time scale 30, 100, none", 0.0, 300.0);
+  picture.Panel("weights: time scale 30, 100, none", 0.0, 300.0);
   picture.Line(Weights(30), kBlue);
   picture.Line(Weights(100), kOrange);
   picture.Line(Weights(limes::CExpAverFacGenerator::kNoForgetting), kGrey);

@@ -31,6 +31,11 @@ run() {
   esac
 }
 
+if [ -x "$build/examples/example_pictures" ]; then  # the pictures are what the library draws
+  mkdir "$work/pictures"
+  "$build/examples/example_pictures" "$work/pictures" && diff -r "$work/pictures" docs/pictures >&2 || exit 1
+fi
+
 for page in README.md docs/guide/*.md; do
   folder=$work/${page//\//_}
   mkdir -p "$folder/blocks"
