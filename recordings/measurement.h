@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "limes/core/measuring_unit.h"
@@ -42,6 +43,14 @@ SUnit LevelUnit(const SUnit& unit, double reference);
 /// A decibel unit with another reference; false for anything else.
 bool SetReference(SUnit& unit, double reference);
 
+/// The signal that a quantity was formed of; all 0 where none was.
+struct SRecorded {
+  double time = 0.0;  ///< how long it was recorded and moved, in s, or in the unit of x if no time
+  double rms = 0.0;   ///< without its mean and before any weighting, in the unit of the signal
+
+  static constexpr auto Fields(auto& r) { return std::tie(r.time, r.rms); }
+};
+
 /// One measured quantity of a part: a curve, or a single value.
 struct SQuantity {
   std::string name;
@@ -61,10 +70,7 @@ struct SQuantity {
   std::vector<std::uint8_t> covered;
 
   SignalHealth health = SignalHealth::kUnknown;  ///< of the samples that a curve was formed of
-
-  /// How long the signal that this was formed of was recorded and moved, in s, or in the unit of x
-  /// where that is no time; 0 where nothing was formed.
-  double recorded = 0.0;
+  SRecorded recorded;
 };
 
 /// Which variant of a product a part is; all empty where variants are not told apart.

@@ -218,6 +218,13 @@ void BindQuantity(py::module_& module) {
           "covered", [](const SQuantity& q) { return CoveredOf(q.covered); },
           "Whether something was measured at each value; None: everywhere.")
       .def_readonly("health", &SQuantity::health)
+      .def_property_readonly(
+          "recorded_time", [](const SQuantity& q) { return q.recorded.time; },
+          "How long the signal that this was formed of was recorded and moved, in s; 0: none was.")
+      .def_property_readonly(
+          "recorded_rms", [](const SQuantity& q) { return q.recorded.rms; },
+          "Its rms without the mean, before any weighting, in its unit; far below that of good "
+          "parts nothing was measured.")
       .def("__len__", [](const SQuantity& q) { return q.values.size(); })
       .def(
           "__array__",
@@ -257,7 +264,7 @@ void BindQuantity(py::module_& module) {
                 q.name, unit(q.xUnit), unit(q.unit), q.single, q.x0, q.dx, py::array(py::cast(q.x)),
                 q.t, unit(q.tUnit),
                 py::array_t<float>(static_cast<py::ssize_t>(q.values.size()), q.values.data()),
-                q.value, py::array(py::cast(q.covered)), q.health);
+                q.value, py::array(py::cast(q.covered)), q.health, q.recorded.time, q.recorded.rms);
           },
           [](const py::tuple& s) {
             const auto unit = [](const py::tuple& u) {
@@ -276,7 +283,8 @@ void BindQuantity(py::module_& module) {
                              s[9].cast<std::vector<float>>(),
                              s[10].cast<double>(),
                              s[11].cast<std::vector<std::uint8_t>>(),
-                             s[12].cast<SignalHealth>()};
+                             s[12].cast<SignalHealth>(),
+                             {s[13].cast<double>(), s[14].cast<double>()}};
           }));
 }
 

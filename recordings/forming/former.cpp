@@ -231,7 +231,7 @@ void CFormer::FormSignal(const std::string& part, SQuantity& q) {
                (settings_.spectrum > 0 ? "--spectrum takes time signals"
                                        : "forming takes time signals"));
   }
-  q.recorded = RecordedTime(q, q.values);
+  q.recorded = {RecordedTime(q, q.values), RmsAboutMean(q.values)};
   if (settings_.weighting) {
     filter_.Weight(q.values, q.dx * Seconds(part, q),
                    *settings_.weighting == "A" ? WeightingA : WeightingC);

@@ -54,7 +54,7 @@ void CFormer::FormOrders(SPart& part) {
     if (revolutions.first + revolutions.turns.size() > q.values.size()) {
       Refuse(part.name, q, " is shorter than the channel of the speed");
     }
-    q.recorded =
+    q.recorded.time =
         RecordedTime(q, std::span(q.values).subspan(revolutions.first, revolutions.turns.size()));
     // Twice the highest order, and something for the filter between the samples.
     const SAngleSignal angle = OverAngle(q.values, revolutions, 2.56 * range.second,

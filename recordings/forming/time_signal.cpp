@@ -1,7 +1,10 @@
 #include "recordings/forming/time_signal.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <string>
 
 #include "recordings/errors.h"
@@ -52,6 +55,28 @@ double RecordedTime(const SQuantity& quantity, std::span<const float> samples) {
     i = end;
   }
   return static_cast<double>(moved) * quantity.dx * SecondsIn(quantity.xUnit).value_or(1.0);
+}
+
+double RmsAboutMean(std::span<const float> samples) {
+  constexpr std::size_t kLanes = 8;
+  const auto mean = [samples](auto of) {
+    std::array<double, kLanes> sums{};
+    std::size_t i = 0;
+    for (; i + kLanes <= samples.size(); i += kLanes) {
+      for (std::size_t j = 0; j < kLanes; ++j) {
+        sums[j] += of(double{samples[i + j]});
+      }
+    }
+    for (; i < samples.size(); ++i) {
+      sums[0] += of(double{samples[i]});
+    }
+    return std::accumulate(sums.begin(), sums.end(), 0.0) / static_cast<double>(samples.size());
+  };
+  if (samples.empty()) {
+    return 0.0;
+  }
+  const double middle = mean([](double x) { return x; });
+  return std::sqrt(mean([middle](double x) { return (x - middle) * (x - middle); }));
 }
 
 }  // namespace limes::recordings

@@ -31,4 +31,8 @@ double Seconds(const std::string& part, const SQuantity& quantity);
 /// the recorder filled in what it missed. O(n).
 double RecordedTime(const SQuantity& quantity, std::span<const float> samples);
 
+/// Root of the mean square about the mean; 0 without samples. Summed in double, in eight sums side
+/// by side, which are the same on every processor. O(n).
+double RmsAboutMean(std::span<const float> samples);
+
 }  // namespace limes::recordings

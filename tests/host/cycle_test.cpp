@@ -238,6 +238,47 @@ TEST_F(Cycle, DoesNotPassARecordingShorterThanThoseLearnt) {
   }
 }
 
+/// A cable that came off leaves some noise, which upper limits alone would pass.
+TEST_F(Cycle, DoesNotPassARecordingFarQuieterThanThoseLearnt) {
+  std::mt19937 random;
+  const auto sound = [&](const char* name, double level) {
+    return Sound(
+        name, 1, 48000, 24000,
+        [&](std::size_t i, int) {
+          const double noise = static_cast<double>(random() % 2001) * 1e-3 - 1.0;
+          return level * (0.04 * noise + 0.1 * std::sin(2.0 * std::numbers::pi * 1000.0 *
+                                                        static_cast<double>(i) / 48000.0));
+        },
+        SF_FORMAT_PCM_24);
+  };
+  std::vector<std::string> good;
+  for (const char* const name : {"1.wav", "2.wav", "3.wav", "4.wav"}) {
+    good.push_back(sound(name, 1.0));
+  }
+  const std::string faint = sound("faint.wav", 0.001);
+  const std::string halved = sound("halved.wav", 0.5);
+  for (const std::vector<std::string>& forming :
+       {std::vector<std::string>{"--bands", "3", "--cut", "12000"},
+        {"--single", "crest,kurtosis"}}) {
+    std::vector<std::string> learn = {"learn", "--factor", "9", "--base", "9", "--sides", "upper"};
+    learn.insert(learn.end(), forming.begin(), forming.end());
+    learn.insert(learn.end(), good.begin(), good.end());
+    Run(learn, 0);
+    EXPECT_THAT(Run({"test", faint}, 1).out, HasSubstr("no signal: its rms is 0."));
+    EXPECT_THAT(Run({"learn", faint}, 3).err, HasSubstr("no signal"));
+    Run({"test", halved}, 0);
+    for (const char* const ending : {"", "-wal", "-shm"}) {
+      std::filesystem::remove(store_ + ending);
+    }
+  }
+  Run({"learn", "--values", "--factor", "3", "--sides", "upper",
+       Write("values.csv", "torque\n2.01\n1.99\n2.03\n1.98\n2.02\n")},
+      0);
+  EXPECT_THAT(Run({"test", Write("dead.csv", "torque\n0.001\n")}, 1).out,
+              HasSubstr("no signal: 0.001 lies far below all good parts"));
+  Run({"test", Write("low.csv", "torque\n1.5\n")}, 0);
+}
+
 TEST_F(Cycle, DoesNotPassAFaultThatWasNotMeasured) {
   const auto table = [&](const char* name, double level, const std::function<bool(int)>& has) {
     std::string text = "x,v\n";

@@ -219,6 +219,20 @@ TEST(Forming, OrdersNeedASpeed) {
   EXPECT_THAT(Refusal(settings, {Noise(), speed("V", steady)}), testing::HasSubstr("two pulses"));
 }
 
+/// Of the signal itself: what is weighted, or the offset of a sensor, tells nothing of the sensor.
+TEST(Forming, TellsHowLoudTheSignalWas) {
+  SReadSettings settings;
+  settings.resolution = 12.5;
+  settings.weighting = "A";
+  const SQuantity q = Signal("s", 8000.0, 2.0, [](double t) { return 5.0 + Sine(100.0, t); });
+  EXPECT_NEAR(Formed(settings, {q}).quantities.at(0).recorded.rms, std::sqrt(0.5), 1e-6);
+  settings = {};
+  settings.single = {"crest", "kurtosis"};
+  for (const SQuantity& value : Formed(settings, {q}).quantities) {
+    EXPECT_NEAR(value.recorded.rms, std::sqrt(0.5), 1e-6) << value.name;
+  }
+}
+
 /// What stands still was not measured, and a pulse that is missing leaves the rest where it is not.
 TEST(Forming, TellsHowLongTheSignalMoved) {
   SReadSettings settings;
@@ -227,7 +241,7 @@ TEST(Forming, TellsHowLongTheSignalMoved) {
     SQuantity q = Signal("s", 8000.0, 2.0, of);
     q.xUnit = ParseUnit(xUnit);
     q.dx *= q.xUnit.Display() == "ms" ? 1e3 : 1.0;
-    return Formed(settings, {q}).quantities.at(0).recorded;
+    return Formed(settings, {q}).quantities.at(0).recorded.time;
   };
   EXPECT_DOUBLE_EQ(recorded([](double t) { return Sine(100.0, t); }), 2.0);
   EXPECT_DOUBLE_EQ(recorded([](double t) { return Sine(100.0, t); }, "ms"), 2.0);
@@ -246,7 +260,7 @@ TEST(Forming, TellsHowLongTheSignalMoved) {
         [=](double t) { return Sine(40.0, t) > 0.0 && !(t > from && t < to) ? 5.0 : 0.0; }, "V");
   };
   const auto orders = [&](double from, double to) {
-    return Formed(settings, {Noise(), withPulses(from, to)}).quantities.at(0).recorded;
+    return Formed(settings, {Noise(), withPulses(from, to)}).quantities.at(0).recorded.time;
   };
   EXPECT_NEAR(orders(20.0, 20.0), 10.0, 0.06);
   EXPECT_NEAR(orders(4.0, 20.0), 4.0, 0.06);

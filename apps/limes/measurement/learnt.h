@@ -19,6 +19,7 @@ struct SStoredQuantity {
     std::int64_t learnt;
     std::vector<std::uint8_t> record;  ///< learn-state record of the library
     std::optional<double> recorded;    ///< shortest time of a part, where something is formed
+    std::optional<double> rms;         ///< of the signal of the quietest part, as well
 
     bool operator==(const SState&) const = default;
   };

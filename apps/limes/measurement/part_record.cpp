@@ -29,19 +29,22 @@ struct SHead {
   }
 };
 
-/// In place of the length of a name: what follows is how long the quantities were recorded.
-constexpr std::uint32_t kRecorded = UINT32_MAX;
+/// In place of the length of a name: what follows is how the quantities were recorded, without
+/// their rms before version 10 of the store.
+constexpr std::uint32_t kRecordedTime = UINT32_MAX;
+constexpr std::uint32_t kRecorded = UINT32_MAX - 1;
 
 /// The bytes of that; none where nothing was formed.
 std::size_t RecordedBytes(const SPart& part) {
   const bool any = std::any_of(part.quantities.begin(), part.quantities.end(),
-                               [](const SQuantity& q) { return q.recorded > 0.0; });
-  return any ? sizeof(kRecorded) + part.quantities.size() * sizeof(double) : 0;
+                               [](const SQuantity& q) { return q.recorded.time > 0.0; });
+  return any ? sizeof(kRecorded) + part.quantities.size() * 2 * sizeof(double) : 0;
 }
 
-bool ReadRecorded(detail::RecordReader& in, SPart& part) {
-  return std::all_of(part.quantities.begin(), part.quantities.end(),
-                     [&](SQuantity& q) { return in.Get(q.recorded); });
+bool ReadRecorded(detail::RecordReader& in, bool withRms, SPart& part) {
+  return std::all_of(part.quantities.begin(), part.quantities.end(), [&](SQuantity& q) {
+    return withRms ? in.GetFields(q.recorded) : in.Get(q.recorded.time);
+  });
 }
 
 bool Read(detail::RecordReader& in, std::uint32_t nameBytes, SQuantity& q) {
@@ -81,7 +84,7 @@ std::vector<std::uint8_t> RecordOf(const SPart& part) {
   if (RecordedBytes(part) > 0) {
     out.Put(kRecorded);
     for (const SQuantity& q : part.quantities) {
-      out.Put(q.recorded);
+      out.PutFields(q.recorded);
     }
   }
   return {out.Bytes().begin(), out.Bytes().end()};
@@ -96,8 +99,8 @@ SPart PartFromRecord(std::span<const std::uint8_t> record,
   bool good = in.Get(version) && version == kVersion;
   while (good && in.Remaining() > 0) {
     std::uint32_t nameBytes = 0;
-    if (good = in.Get(nameBytes); good && nameBytes == kRecorded) {
-      good = ReadRecorded(in, part) && in.Remaining() == 0;
+    if (good = in.Get(nameBytes); good && (nameBytes == kRecorded || nameBytes == kRecordedTime)) {
+      good = ReadRecorded(in, nameBytes == kRecorded, part) && in.Remaining() == 0;
       break;
     }
     SQuantity& q = part.quantities.emplace_back();

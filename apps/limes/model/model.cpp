@@ -220,6 +220,9 @@ std::string CModel::Prepare(const SPart& part, bool allowShort) {
         reason = "quantity " + Quoted(quantity.name) + ": " + why +
                  " (--allow-short learns it all the same)";
       }
+      if (const std::string why = model.TooQuiet(); reason.empty() && !why.empty()) {
+        reason = "quantity " + Quoted(quantity.name) + ": " + why;
+      }
       refused = refused.empty() ? reason : refused;
     });
   } catch (const CHostError&) {
@@ -477,8 +480,10 @@ SPartVerdict CModel::Judge(const SPart& part) {
   CProtocolItemList items;
   const bool explained = TellExpected();
   for (const auto& model : quantities_) {
-    if (const std::string reason = model->TooShort(); !reason.empty()) {
-      model->Hold(reason);
+    for (const std::string& reason : {model->TooShort(), model->TooQuiet()}) {
+      if (!reason.empty()) {
+        model->Hold(reason);
+      }
     }
   }
   for (const auto& model : quantities_) {
@@ -517,9 +522,10 @@ std::vector<SStoredQuantity> CModel::States() {
   for (const auto& model : quantities_) {
     result.push_back({model->Name(), model->IsSingle(), model->XUnit(), model->Unit(), {}});
     for (const Side side : model->Limited()) {
-      const double recorded = model->LeastRecorded();
-      result.back().states.push_back({side, model->Learnt(), model->State(side),
-                                      recorded > 0.0 ? std::optional(recorded) : std::nullopt});
+      const auto known = [](double x) { return x > 0.0 ? std::optional(x) : std::nullopt; };
+      const SRecorded& least = model->LeastRecorded();
+      result.back().states.push_back(
+          {side, model->Learnt(), model->State(side), known(least.time), known(least.rms)});
     }
   }
   return result;

@@ -27,18 +27,32 @@ void CQuantityModel::TakeExpected(std::span<const double> expected) {
 }
 
 std::string CQuantityModel::TooShort() const {
-  const double least = settings_.minShare * leastRecorded_;
+  const double least = settings_.minShare * leastRecorded_.time;
   // Of times that are the same but for rounding, none is shorter.
-  if (!(least > 0.0) || recorded_ >= least * (1.0 - 1e-9)) {
+  if (!(least > 0.0) || recorded_.time >= least * (1.0 - 1e-9)) {
     return "";
   }
-  return "measured for only " + Percent(recorded_ / leastRecorded_) + " of the time of good parts";
+  return "measured for only " + Percent(recorded_.time / leastRecorded_.time) +
+         " of the time of good parts";
+}
+
+std::string CQuantityModel::TooQuiet() const {
+  constexpr double kShare = 0.1;  // a sensor or cable that came off leaves less
+  if (!(leastRecorded_.rms > 0.0) || recorded_.rms >= kShare * leastRecorded_.rms) {
+    return "";
+  }
+  return "no signal: its rms is " + Percent(recorded_.rms / leastRecorded_.rms) +
+         " of that of the quietest good part";
 }
 
 void CQuantityModel::LearnRecorded() {
-  if (recorded_ > 0.0) {
-    leastRecorded_ = leastRecorded_ > 0.0 ? std::min(leastRecorded_, recorded_) : recorded_;
-  }
+  const auto keepLeast = [](double x, double& least) {
+    if (x > 0.0) {
+      least = least > 0.0 ? std::min(least, x) : x;
+    }
+  };
+  keepLeast(recorded_.time, leastRecorded_.time);
+  keepLeast(recorded_.rms, leastRecorded_.rms);
 }
 
 void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {

@@ -46,14 +46,18 @@ class CQuantityModel {
   /// The next part is not judged, for this reason.
   void Hold(const std::string& reason) { held_ = reason; }
 
-  /// How long the part that was prepared was recorded, in s; 0 where nothing is formed of a signal.
-  void TakeRecorded(double time) { recorded_ = time; }
+  /// The signal that the part that was prepared was formed of.
+  void TakeRecorded(const SRecorded& recorded) { recorded_ = recorded; }
 
-  /// Shortest time that a learnt part was recorded; 0 where none is known.
-  double LeastRecorded() const { return leastRecorded_; }
+  /// Shortest time that a learnt part was recorded, and the rms of the quietest one; 0 where none
+  /// is known.
+  const SRecorded& LeastRecorded() const { return leastRecorded_; }
 
   /// Why the part is too short for an OK beside those learnt; empty when it is not.
   std::string TooShort() const;
+
+  /// Why it is too quiet to be learnt or judged; empty when it is not.
+  std::string TooQuiet() const;
 
   /// Counts the part that was prepared as learnt; with Learn.
   void LearnRecorded();
@@ -135,8 +139,8 @@ class CQuantityModel {
   std::vector<double> expected_;          ///< of the next part
   std::vector<double> judgedBy_;          ///< what was expected of the part judged last
   std::string held_;
-  double recorded_ = 0.0;
-  double leastRecorded_ = 0.0;
+  SRecorded recorded_;
+  SRecorded leastRecorded_;
 
   SSettings settings_;
   std::string name_;

@@ -72,6 +72,7 @@ class CSidedModel : public CQuantityModel {
       if (!expected_.empty()) {
         JudgeExpected();
       }
+      RefuseNoSignal();
     }
     for (const Side side : tools_.Limited()) {
       SQuantityVerdict q;
@@ -121,7 +122,7 @@ class CSidedModel : public CQuantityModel {
       return WideToUtf8(Text(status));
     }
     SetStale();
-    leastRecorded_ = state.recorded.value_or(0.0);
+    leastRecorded_ = {state.recorded.value_or(0.0), state.rms.value_or(0.0)};
     return TakeState(state);
   }
 
@@ -162,6 +163,9 @@ class CSidedModel : public CQuantityModel {
 
   /// Judges the part anew by what is expected of it; the tools have judged it.
   virtual void JudgeExpected() = 0;
+
+  /// Takes back an OK that a sensor without a signal was given; curves are looked at as judged.
+  virtual void RefuseNoSignal() {}
 
   /// Sets the rule of the tools; something is learnt.
   virtual void SetRule() = 0;
@@ -283,7 +287,10 @@ class CSidedModel : public CQuantityModel {
       return "no " + limit + " holds for it, " + std::to_string(q.sureness->parts) +
              (q.sureness->parts == 1 ? " part learnt" : " parts learnt");
     }
-    return WideToUtf8(Text(j.reason));
+    return WideToUtf8(Text(j.reason)) +
+           (j.reason == PartStatus::kNoSignal && single_
+                ? ": " + Brief(Show(j.value)) + " lies far below all good parts"
+                : "");
   }
 
   SCalibratedLimit limit_;        ///< for the rate

@@ -100,6 +100,22 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     }
   }
 
+  /// As curves are: a lower limit would have told it.
+  void RefuseNoSignal() override {
+    constexpr double kSpreads = 20.0;
+    if (tools_.Limited().size() == 2 || tools_.Limited()[0] == Side::kLower) {
+      return;
+    }
+    const double mean = double{tools_.First().Mittelwert()};
+    const double least =
+        std::max(kSpreads * double{tools_.First().StdDev()}, 0.5 * std::fabs(mean));
+    SPartJudgement& j = judgement_[Side::kUpper];
+    if (j.verdict == Verdict::kPass && mean - j.value > least) {
+      j.verdict = Verdict::kNotJudged;
+      j.reason = PartStatus::kNoSignal;
+    }
+  }
+
   std::string TakeState(const SStoredQuantity::SState& /*state*/) override { return ""; }
 
   std::string JoinStates(CQuantityModel& other) override {

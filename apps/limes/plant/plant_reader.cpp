@@ -37,7 +37,7 @@ std::vector<SStoredQuantity> Quantities(CPlantConnection& plant, const std::stri
   std::string last;
   for (const Row& row : plant.Query(
            "SELECT quantity.id, name, bytes, kind, x_unit_fields, unit_fields, side, learnt, "
-           "record, recorded "
+           "record, recorded, rms "
            "FROM limes.quantity JOIN limes.state ON state.bench = quantity.bench AND "
            "state.quantity = quantity.id WHERE quantity.bench = $1 ORDER BY quantity.id, side DESC",
            {id})) {
@@ -49,8 +49,8 @@ std::vector<SStoredQuantity> Quantities(CPlantConnection& plant, const std::stri
       q.xUnit = UnitFromText(Text(row, 4));
       q.unit = UnitFromText(Text(row, 5));
     }
-    result.back().states.push_back(
-        {SideFromText(Text(row, 6)), Number(row, 7), BytesOfHex(Text(row, 8)), Real(row, 9)});
+    result.back().states.push_back({SideFromText(Text(row, 6)), Number(row, 7),
+                                    BytesOfHex(Text(row, 8)), Real(row, 9), Real(row, 10)});
   }
   return result;
 }

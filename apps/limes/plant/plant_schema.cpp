@@ -158,7 +158,8 @@ std::string AddedColumns(std::int64_t version) {
     return NewColumns<Record>(version, std::string("ALTER TABLE limes.") + table + " ADD COLUMN ",
                               ";");
   };
-  return PlantTypes(add("verdict", SQuantityVerdict()) + add("verdict", SLimitSureness()) +
+  return PlantTypes((version == 10 ? "ALTER TABLE limes.state ADD COLUMN rms REAL;" : "") +
+                    add("verdict", SQuantityVerdict()) + add("verdict", SLimitSureness()) +
                     add("part", SScores()) + add("defect", SDefect()));
 }
 

@@ -215,7 +215,7 @@ void CPlantWriter::WriteStates(CStore& store) {
          UnitToText(q.unit)});
     for (const SStoredQuantity::SState& s : q.states) {
       states.Bind(std::string_view(id_)).Bind(quantity).Bind(SideText(s.side)).Bind(s.learnt);
-      states.Bind(std::span(s.record)).Bind(s.recorded).EndRow();
+      states.Bind(std::span(s.record)).Bind(s.recorded).Bind(s.rms).EndRow();
     }
   }
   plant_.Copy("limes.state", states.Text());

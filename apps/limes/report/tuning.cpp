@@ -22,7 +22,9 @@ bool IsTried(Sides sides, Side side) {
 
 /// Whether a value beyond the limit is NOK all the same where a part was not judged.
 bool MayFail(const SQuantityVerdict& q) {
-  const auto is = [&](PartStatus status) { return q.reason == WideToUtf8(Text(status)); };
+  const auto is = [&](PartStatus status) {
+    return q.reason && q.reason->starts_with(WideToUtf8(Text(status)));
+  };
   return q.maxDeviation && !is(PartStatus::kNoSignal) && !is(PartStatus::kResolution);
 }
 

@@ -31,9 +31,9 @@ struct CStore::Statements {
                     "INSERT INTO quantity(variant, name, kind, x_unit, unit) "
                     "VALUES(chosen_variant(), ?, ?, ?, ?) ON CONFLICT(variant, name) DO NOTHING"),
         setState(db, std::string("INSERT OR REPLACE INTO state VALUES(") + kChosenQuantity +
-                         ", ?, ?, ?, ?)"),
+                         ", ?, ?, ?, ?, ?)"),
         setBase(db, std::string("INSERT OR REPLACE INTO base VALUES(") + kChosenQuantity +
-                        ", ?, ?, ?, ?)"),
+                        ", ?, ?, ?, ?, ?)"),
         findLearnt(db,
                    "SELECT name FROM part WHERE content = ? AND verdict = 'learnt' AND "
                    "variant = chosen_variant()"),
@@ -212,7 +212,8 @@ std::vector<SStoredQuantity> CStore::ReadQuantities(const std::string& table) {
   CStatement list(database_->Handle(), "SELECT id, name, kind, x_unit, unit FROM quantity WHERE " +
                                            IsChosen() + " ORDER BY id");
   CStatement states(database_->Handle(), std::string("SELECT side, learnt, record") +
-                                             (version_ < 9 ? ", NULL" : ", recorded") + " FROM " +
+                                             (version_ < 9 ? ", NULL" : ", recorded") +
+                                             (version_ < 10 ? ", NULL" : ", rms") + " FROM " +
                                              table + " WHERE quantity = ? ORDER BY side DESC");
   while (list.Step()) {
     SStoredQuantity q;
@@ -226,8 +227,8 @@ std::vector<SStoredQuantity> CStore::ReadQuantities(const std::string& table) {
     }
     states.Bind(list.Int(0));
     while (states.Step()) {
-      q.states.push_back(
-          {SideFromText(states.Text(0)), states.Int(1), states.Bytes(2), states.Real(3)});
+      q.states.push_back({SideFromText(states.Text(0)), states.Int(1), states.Bytes(2),
+                          states.Real(3), states.Real(4)});
     }
     states.Reset();
     if (!q.states.empty()) {
@@ -258,6 +259,7 @@ void CStore::WriteQuantities(CStatement& setState, const std::vector<SStoredQuan
           .Bind(state.learnt)
           .Bind(std::span(state.record))
           .Bind(state.recorded)
+          .Bind(state.rms)
           .Run();
     }
   }

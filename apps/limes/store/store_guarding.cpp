@@ -201,7 +201,7 @@ void CStore::PutAside(std::int64_t run) {
   DropKept(std::numeric_limits<std::int64_t>::max());
   database_->Execute(
       "INSERT INTO past_state SELECT " + now +
-      ", quantity, side, learnt, record, recorded FROM state" + ofOwn +
+      ", quantity, side, learnt, record, recorded, rms FROM state" + ofOwn +
       "INSERT INTO past_calibration SELECT " + now +
       ", base, source, left_out, record FROM calibration" + own +
       " AND id = 1;"

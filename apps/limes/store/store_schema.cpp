@@ -258,6 +258,14 @@ ALTER TABLE past_part ADD COLUMN score_whole REAL;
 PRAGMA user_version = 9;
 )sql";
 
+/// How loud the signal was that a quantity was formed of.
+constexpr const char* kVersion10 = R"sql(
+ALTER TABLE state ADD COLUMN rms REAL;
+ALTER TABLE base ADD COLUMN rms REAL;
+ALTER TABLE past_state ADD COLUMN rms REAL;
+PRAGMA user_version = 10;
+)sql";
+
 /// What was measured of judged parts, so that they can be drawn, and how many bytes that takes.
 void AddCurves(CDatabase& database) {
   database.Execute(R"sql(
@@ -413,6 +421,9 @@ void MakeSchema(CDatabase& database, const std::string& path) {
       database.Execute(kVariants);
       database.Execute(kVersion9);
       database.Execute(AddedColumns(9));
+    }
+    if (version < 10) {
+      database.Execute(kVersion10);
     }
   } catch (const CStoreError&) {
     database.Execute("ROLLBACK");

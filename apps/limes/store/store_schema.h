@@ -8,7 +8,7 @@
 namespace limes::host {
 
 /// Version of the tables that this program makes; docs/store.md describes them.
-inline constexpr std::int64_t kSchemaVersion = 9;
+inline constexpr std::int64_t kSchemaVersion = 10;
 inline constexpr std::int64_t kVariantsSince = 9;
 
 /// In the statements of a store: the quantity of a name, of the variant that is chosen.
