@@ -21,15 +21,19 @@ double Share(double share, const char* name) {
 
 void Add(Calibration& calibration, const Doubles& scores) {
   const bool both = calibration.Sides() == ScoreSides::kBoth;
+  const bool whole = calibration.HasWhole();
   if (scores.size() == 0) {
     return;
   }
-  const py::ssize_t columns = both ? 2 : 1;
+  const py::ssize_t columns = (both ? 2 : 1) + (whole ? 1 : 0);
   const py::ssize_t n = scores.size() / columns;
-  const bool oneRow = scores.ndim() == (both ? 1 : 0) && scores.size() == columns;
-  if (!oneRow && (scores.ndim() != columns || scores.shape(scores.ndim() - 1) != (both ? 2 : n))) {
-    throw py::value_error(both ? "both sides take pairs of scores, above and below"
-                               : "one side takes a row of scores");
+  const py::ssize_t dimensions = columns > 1 ? 2 : 1;
+  const bool oneRow = scores.ndim() == dimensions - 1 && scores.size() == columns;
+  const py::ssize_t last = columns > 1 ? columns : n;
+  if (!oneRow && (scores.ndim() != dimensions || scores.shape(scores.ndim() - 1) != last)) {
+    throw py::value_error(std::string(both ? "both sides take pairs of scores, above and below"
+                                           : "one side takes a row of scores") +
+                          (whole ? ", with that of the whole behind each" : ""));
   }
   const double* const all = scores.data();
   for (py::ssize_t i = 0; i < scores.size(); ++i) {
@@ -39,7 +43,9 @@ void Add(Calibration& calibration, const Doubles& scores) {
   }
   Exclusively(calibration, static_cast<std::size_t>(n) * 100, [&](CLimitCalibration& plain) {
     for (py::ssize_t i = 0; i < n; ++i) {
-      const SPartScores part{all[i * columns], both ? all[i * 2 + 1] : kLowestScore};
+      const double* const row = all + i * columns;
+      const SPartScores part{row[0], both ? row[1] : kLowestScore,
+                             whole ? row[columns - 1] : kLowestScore};
       if (!plain.Add(part)) {
         throw std::bad_alloc();  // at the first one, when it is at all
       }
@@ -100,6 +106,8 @@ void BindLimit(py::module_& module) {
           "factors",
           [](const Limit& l, double n) { return std::pair(l.FactorAbove(n), l.FactorBelow(n)); },
           py::arg("n"), "The factors of the spread, above and below, with n parts learnt.")
+      .def_property_readonly("whole", &CCommonModes::WholeLimit,
+                             "How far all points of a part may lie out together.")
       .def("is_too_wide", &Limit::IsTooWide, py::arg("n"),
            "Whether the factors with n parts learnt would let everything pass.")
       .def("rejected", &Rejected, py::arg("judged"), py::arg("sure") = 0.95,
@@ -107,16 +115,13 @@ void BindLimit(py::module_& module) {
       .def("__repr__", &LimitText)
       .def(py::pickle(
           [](const Limit& l) {
-            return py::make_tuple(l.basis, l.above, l.below, l.scores, l.promised, l.low, l.high);
+            return py::make_tuple(l.basis, l.above, l.below, l.scores, l.promised, l.low, l.high,
+                                  l.whole);
           },
           [](const py::tuple& s) {
-            return Limit{s[0].cast<CalibrationBasis>(),
-                         s[1].cast<double>(),
-                         s[2].cast<double>(),
-                         s[3].cast<std::int64_t>(),
-                         s[4].cast<double>(),
-                         s[5].cast<double>(),
-                         s[6].cast<double>()};
+            return Limit{s[0].cast<CalibrationBasis>(), s[1].cast<double>(), s[2].cast<double>(),
+                         s[3].cast<std::int64_t>(),     s[4].cast<double>(), s[5].cast<double>(),
+                         s[6].cast<double>(),           s[7].cast<double>()};
           }));
 }
 
@@ -222,13 +227,14 @@ void BindCalibration(py::module_& module) {
                                       "from their scores: pairs, above and "
                                       "below, or with one_side a row.");
   calibration
-      .def(py::init([](const Doubles& scores, bool oneSide) {
-             auto made =
-                 std::make_unique<Calibration>(oneSide ? ScoreSides::kOne : ScoreSides::kBoth);
+      .def(py::init([](const Doubles& scores, bool oneSide, bool whole) {
+             auto made = std::make_unique<Calibration>(
+                 oneSide ? ScoreSides::kOne : ScoreSides::kBoth, whole);
              Add(*made, scores);
              return made;
            }),
-           py::arg("scores") = py::tuple(), py::kw_only(), py::arg("one_side") = false)
+           py::arg("scores") = py::tuple(), py::kw_only(), py::arg("one_side") = false,
+           py::arg("whole") = false)
       .def("add", &Add, py::arg("scores"),
            "Adds the scores of one part or of many, all or, with a ValueError, none.")
       .def("__len__", [](const Calibration& c) { return c.Scores(); })

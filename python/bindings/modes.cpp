@@ -75,15 +75,18 @@ void BindModes(py::module_& module) {
       .def_property_readonly("amounts", [](const Told& t) { return Row(t.part.amounts); })
       .def_property_readonly("expected", [](const Told& t) { return Row(t.part.expected); })
       .def_property_readonly("spread", [](const Told& t) { return Row(t.part.spread); })
+      .def_property_readonly("whole", [](const Told& t) { return t.part.whole; })
       .def_property_readonly("scores", [](const Told& t) {
-        return std::pair(t.scoring.scores.above, t.scoring.scores.below);
+        const SPartScores& s = t.scoring.scores;
+        return t.part.whole > 0.0 ? py::tuple(py::make_tuple(s.above, s.below, s.whole))
+                                  : py::tuple(py::make_tuple(s.above, s.below));
       });
   py::class_<Modes> modes(module, "CCommonModes",
                           "The main ways in which good parts differ all together, learnt from rows "
                           "of values; NaN stands where a part was not measured.");
   modes
-      .def(py::init<std::int32_t, std::int32_t>(), py::arg("modes") = 3,
-           py::arg("time_scale") = 10000)
+      .def(py::init<std::int32_t, std::int32_t, bool>(), py::arg("modes") = 3,
+           py::arg("time_scale") = 10000, py::arg("whole") = false)
       .def(
           "learn",
           [](Modes& m, const Doubles& part) {

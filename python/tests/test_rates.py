@@ -143,3 +143,26 @@ def test_modes_find_what_the_points_hide():
     again = pickle.loads(pickle.dumps(modes.tool))
     assert bytes(again) == bytes(modes.tool)
     assert sum(modes.judge(make()).verdict == limes.Verdict.FAIL for _ in range(200)) < 30
+
+
+@pytest.mark.parametrize("count", [0, 1])
+def test_the_whole_finds_what_is_small_everywhere(count):
+    rng = np.random.default_rng(3)
+    way = np.cos(np.arange(40) / 10)
+    make = lambda: 50 + 8 * rng.normal() * way + 0.4 * rng.normal(size=40)
+    parts = [make() for _ in range(120)]
+    plain, whole = limes.Modes(count or 1, reject=0.05), limes.Modes(count, reject=0.05, whole=True)
+    for part in parts:
+        plain.learn(part)
+        whole.learn(part)
+    ripple = limes.curve(50 + 0.7 * (-1.0) ** np.arange(40), 0, 40)
+    assert plain.judge(ripple).verdict == limes.Verdict.PASS
+    for _ in range(2):
+        found = whole.judge(ripple)
+        assert found.verdict == limes.Verdict.FAIL and found.whole > found.whole_limit
+        assert len(found.amounts) == count
+        assert sum(whole.judge(make()).verdict == limes.Verdict.FAIL for _ in range(200)) < 24
+        whole.calibrate(parts)
+    assert len(whole.calibration) == 120
+    limit = pickle.loads(pickle.dumps(whole.promise))
+    assert limit.whole == whole.promise.whole
