@@ -36,26 +36,26 @@ std::vector<std::vector<double>> Parts(std::int64_t n) {
   return parts;
 }
 
-CCommonModes Learnt(const std::vector<std::vector<double>>& parts, int modes) {
-  CCommonModes learner(modes);
+CCommonModes Learnt(const std::vector<std::vector<double>>& parts, bool whole) {
+  CCommonModes learner(10, limes::CExpAverFacGenerator::kNoForgetting, whole);
   for (const auto& part : parts) {
     benchmark::DoNotOptimize(learner.Learn(part));
   }
   return learner;
 }
 
-void LearnModes(benchmark::State& state) {
+void LearnModes(benchmark::State& state, bool whole) {
   const auto parts = Parts(state.range(0));
-  CCommonModes modes = Learnt(parts, 10);
+  CCommonModes modes = Learnt(parts, whole);
   std::size_t i = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(modes.Learn(parts[i++ % parts.size()]));
   }
 }
 
-void JudgeModes(benchmark::State& state) {
+void JudgeModes(benchmark::State& state, bool whole) {
   const auto parts = Parts(state.range(0));
-  CCommonModes modes = Learnt(parts, 10);
+  CCommonModes modes = Learnt(parts, whole);
   limes::SModesOfPart told;
   std::size_t i = 0;
   for (auto _ : state) {
@@ -100,10 +100,13 @@ void JudgePlain(benchmark::State& state) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::RegisterBenchmark("Ours/Learn", LearnModes)->Arg(1000);
-  benchmark::RegisterBenchmark("Ours/PlainLearn", LearnPlain)->Arg(1000);
-  benchmark::RegisterBenchmark("Ours/Judge", JudgeModes)->Arg(1000);
-  benchmark::RegisterBenchmark("Ours/PlainJudge", JudgePlain)->Arg(1000);
+  using benchmark::RegisterBenchmark;
+  RegisterBenchmark("Ours/PlainLearn", LearnPlain)->Arg(1000);
+  RegisterBenchmark("Ours/PlainJudge", JudgePlain)->Arg(1000);
+  RegisterBenchmark("Ours/ModesLearn", LearnModes, false)->Arg(1000);
+  RegisterBenchmark("Ours/ModesJudge", JudgeModes, false)->Arg(1000);
+  RegisterBenchmark("Ours/WholeLearn", LearnModes, true)->Arg(1000);
+  RegisterBenchmark("Ours/WholeJudge", JudgeModes, true)->Arg(1000);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   return 0;

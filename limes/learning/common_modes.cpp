@@ -21,7 +21,6 @@ constexpr double kLeastMode = 1e-9;          ///< of the largest mode: what is b
 constexpr double kLeastResidual = 1e-6;      ///< mean square in spreads, of parts learnt
 constexpr double kLeastUnseen = 1e-12;       ///< of all
 constexpr double kLeastTold = 0.1;           ///< of a mode's square must lie where was measured
-constexpr double kNone = -std::numeric_limits<double>::infinity();
 
 }  // namespace
 
@@ -131,14 +130,10 @@ PartStatus CCommonModes::Check(std::span<const double> part, bool& gaps) const {
   if (part.empty() || (Points() > 0 && part.size() != Points())) {
     return PartStatus::kNoValues;
   }
-  bool fits = true;
-  std::size_t measured = 0;
-  for (const double x : part) {
-    measured += std::isnan(x) ? 0 : 1;
-    fits &= !(std::fabs(x) > kMostMagnitude);
-  }
-  gaps = measured < part.size();
-  return fits && measured > 0 ? PartStatus::kOk : PartStatus::kNotFinite;
+  const detail::SModeCounts counts =
+      detail::CountModeValues(part.data(), part.size(), kMostMagnitude);
+  gaps = static_cast<std::size_t>(counts.measured) < part.size();
+  return counts.beyond == 0 && counts.measured > 0 ? PartStatus::kOk : PartStatus::kNotFinite;
 }
 
 bool CCommonModes::IsDue() const {
@@ -279,8 +274,8 @@ void CCommonModes::Decompose(SRoom& room, const Row& rows, std::size_t count,
     for (std::size_t r = 0; r < count; ++r) {
       double* const z = room.tile.data() + r * kTileRow;
       detail::MultiplyRow(z, rows.data() + r * n + i, inverse_.data() + i, width);
-      detail::AddDots(z, room.tile.data(), kTileRow, r + 1, width, gram + r * stride);
     }
+    detail::AddProducts(room.tile.data(), kTileRow, count, width, gram, stride);
   }
   for (std::size_t r = 0; r < count; ++r) {
     for (std::size_t c = 0; c < r; ++c) {
@@ -290,20 +285,26 @@ void CCommonModes::Decompose(SRoom& room, const Row& rows, std::size_t count,
   room.eigen.Solve(count, wanted);
 }
 
-/// Makes KeptRows() of more, whose squares in spreads are the nearest.
-void CCommonModes::Cut(SRoom& room, Row& rows, std::size_t count) const {
-  const std::size_t kept = KeptRows();
+/// out row k = the rows by the vector k of what was decomposed; out may be the rows.
+void CCommonModes::Turn(SRoom& room, const Row& rows, std::size_t count, Row& out,
+                        std::size_t outs) const {
   const std::size_t n = Stride();
-  Decompose(room, rows, count, kept);
   for (std::size_t i = 0; i < n; i += kTile) {
     const std::size_t width = std::min(kTile, n - i);
     for (std::size_t r = 0; r < count; ++r) {
       std::copy_n(rows.data() + r * n + i, width, room.tile.data() + r * kTileRow);
     }
-    detail::CombineRows(rows.data() + i, n, kept, room.tile.data(), kTileRow, count, width,
+    detail::CombineRows(out.data() + i, n, outs, room.tile.data(), kTileRow, count, width,
                         room.eigen.Vectors(), room.eigen.Stride());
   }
-  std::fill(rows.begin() + static_cast<std::ptrdiff_t>(kept * n), rows.end(), 0.0);
+}
+
+/// Makes KeptRows() of more, whose squares in spreads are the nearest.
+void CCommonModes::Cut(SRoom& room, Row& rows, std::size_t count) const {
+  const std::size_t kept = KeptRows();
+  Decompose(room, rows, count, kept);
+  Turn(room, rows, count, rows, kept);
+  std::fill(rows.begin() + static_cast<std::ptrdiff_t>(kept * Stride()), rows.end(), 0.0);
 }
 
 void CCommonModes::Form() {
@@ -322,13 +323,14 @@ void CCommonModes::Form() {
       break;
     }
     lambda_.push_back(head_.scale * head_.scale * w / head_.sum);
+  }
+  Turn(room_, rows_, head_.rows, modes_, lambda_.size());
+  for (std::size_t k = 0; k < lambda_.size(); ++k) {
     double* const v = modes_.data() + k * n;
-    detail::CombineRows(v, n, 1, rows_.data(), n, head_.rows, n,
-                        eigen.Vectors() + k * eigen.Stride(), eigen.Stride());
     detail::MultiplyRow(part_.data(), v, inverse_.data(), n);
     const auto largest = std::max_element(
         part_.begin(), part_.end(), [](double x, double y) { return std::fabs(x) < std::fabs(y); });
-    const double factor = std::copysign(1.0 / std::sqrt(w), *largest);
+    const double factor = std::copysign(1.0 / std::sqrt(eigen.Value(k)), *largest);
     std::transform(part_.begin(), part_.end(), v, [=](double x) { return factor * x; });
   }
   head_.modes =
@@ -425,29 +427,16 @@ JudgeReason CCommonModes::Explain(std::span<const double> part, SModesOfPart& to
 SModesScoring CCommonModes::Score(std::span<const double> part, const SModesOfPart& told,
                                   double base) const {
   SModesScoring scoring;
-  double above = kNone;
-  double below = kNone;
-  for (std::size_t i = 0; i < std::min(part.size(), told.expected.size()); ++i) {
-    if (!(told.spread[i] > 0.0)) {
-      continue;
-    }
-    const double excess = part[i] - told.expected[i];
-    const double up = (excess - base) / told.spread[i];
-    const double down = (-excess - base) / told.spread[i];
-    if (up > above) {
-      above = up;
-      scoring.aboveAt = i;
-    }
-    if (down > below) {
-      below = down;
-      scoring.belowAt = i;
-    }
-  }
+  const detail::SFarthest farthest =
+      detail::FarthestOut(part.data(), told.expected.data(), told.spread.data(),
+                          std::min(part.size(), told.expected.size()), base);
+  scoring.aboveAt = farthest.aboveAt;
+  scoring.belowAt = farthest.belowAt;
   const double n = Effective();
   const auto limited = [n](double excess) {
     return std::clamp(ScoreOf(excess, n), kLowestScore, kHighestScore);
   };
-  scoring.residual = {limited(above), limited(below)};
+  scoring.residual = {limited(farthest.above), limited(farthest.below)};
   const auto largest =
       std::max_element(told.amounts.begin(), told.amounts.end(),
                        [](double x, double y) { return std::fabs(x) < std::fabs(y); });

@@ -8,6 +8,7 @@
 
 #include "limes/export.h"
 #include "limes/kernels/averaging_factors.h"
+#include "limes/learning/aligned_row.h"
 #include "limes/learning/calibration.h"
 #include "limes/learning/judgement.h"
 #include "limes/learning/learn_merge.h"
@@ -177,7 +178,7 @@ class LIMES_EXPORT CCommonModes {
 
     static constexpr auto Fields(auto& w) { return std::tie(w.directions, w.shrink, w.rest); }
   };
-  using Row = std::vector<double>;
+  using Row = detail::AlignedRow;
 
   static constexpr double kLeastShrink = 1e-4;  ///< what is below may be rounding of the values
 
@@ -213,6 +214,7 @@ class LIMES_EXPORT CCommonModes {
   double WholeOf(std::span<const double> part, bool gaps);
   double SquareWithGaps(std::span<const double> part, double square);
   void Decompose(SRoom& room, const Row& rows, std::size_t count, std::size_t wanted) const;
+  void Turn(SRoom& room, const Row& rows, std::size_t count, Row& out, std::size_t outs) const;
   void Cut(SRoom& room, Row& rows, std::size_t count) const;
   template <class Self, class Call>
   static bool ForEachRow(Self& modes, Call call);

@@ -80,11 +80,12 @@ double CCommonModes::WholeOf(std::span<const double> part, bool gaps) {
   detail::AddDots(part_.data(), part_.data(), Stride(), 1, Stride(), &square);
   std::fill(along_.begin(), along_.end(), 0.0);
   detail::AddDots(part_.data(), modes_.data(), Stride(), lambda_.size(), Stride(), along_.data());
-  double points = 0.0;
+  std::int64_t points = 0;
   for (std::size_t i = 0; i < part.size(); ++i) {
-    points += inverse_[i] > 0.0 && !std::isnan(part[i]) ? 1.0 : 0.0;
+    points += static_cast<std::int64_t>(inverse_[i] > 0.0) &
+              static_cast<std::int64_t>(!std::isnan(part[i]));
   }
-  if (!(points > 0.0)) {
+  if (points == 0) {
     return 0.0;
   }
   double sum = 0.0;
@@ -98,7 +99,7 @@ double CCommonModes::WholeOf(std::span<const double> part, bool gaps) {
     }
     sum += std::max(left, 0.0) / whole_.rest;
   }
-  const double whole = std::sqrt(sum / points);
+  const double whole = std::sqrt(sum / static_cast<double>(points));
   return std::isnan(whole) ? std::numeric_limits<double>::infinity() : whole;  // of overflows
 }
 

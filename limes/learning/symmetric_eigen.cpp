@@ -12,19 +12,33 @@ namespace {
 
 constexpr double kNoLength = 1e-280;  ///< square of what is too short to be turned
 
+/// The whole lanes before number i.
+constexpr std::size_t LanesBefore(std::size_t i) { return i / kModeLanes * kModeLanes; }
+
 double Dot(const double* x, const double* y, std::size_t padded) {
   double sum = 0.0;
   AddDots(x, y, padded, 1, padded, &sum);
   return sum;
 }
 
-/// row -= v[j] w + w[j] v for the rows j from first on.
+/// row -= v[j] w + w[j] v for the rows and columns j from first on.
 LIMES_CLONES void TakeOff(double* __restrict a, std::size_t stride, std::size_t first,
                           std::size_t n, const double* __restrict v, const double* __restrict w) {
   for (std::size_t j = first; j < n; ++j) {
     double* const row = a + j * stride;
-    for (std::size_t i = 0; i < stride; ++i) {
+    for (std::size_t i = LanesBefore(first); i < stride; ++i) {
       row[i] -= v[j] * w[i] + w[j] * v[i];
+    }
+  }
+}
+
+/// rows[k] -= factors[k] v, for count rows.
+LIMES_CLONES void TakeOffEach(double* __restrict rows, std::size_t stride, std::size_t count,
+                              std::size_t n, const double* __restrict v,
+                              const double* __restrict factors) {
+  for (std::size_t k = 0; k < count; ++k) {
+    for (std::size_t i = 0; i < n; ++i) {
+      rows[k * stride + i] -= factors[k] * v[i];
     }
   }
 }
@@ -43,10 +57,10 @@ LIMES_CLONES void Rotate(double* __restrict low, double* __restrict high, std::s
 
 void SymmetricEigen::MakeRoom(std::size_t n) {
   stride_ = PaddedRow(n);
-  for (std::vector<double>* const matrix : {&a_, &rotated_, &result_}) {
+  for (AlignedRow* const matrix : {&a_, &rotated_, &result_}) {
     matrix->assign(n * stride_, 0.0);
   }
-  for (std::vector<double>* const row : {&values_, &beside_, &betas_, &work_}) {
+  for (AlignedRow* const row : {&values_, &beside_, &betas_, &work_}) {
     row->assign(stride_, 0.0);
   }
   order_.assign(n, 0);
@@ -64,7 +78,9 @@ void SymmetricEigen::Reduce(std::size_t n) {
       continue;
     }
     std::fill(v, v + k + 1, 0.0);
-    const double square = Dot(v, v, stride_);
+    const std::size_t first = LanesBefore(k + 1);
+    const std::size_t rest = stride_ - first;
+    const double square = Dot(v + first, v + first, rest);
     const double tail = square - v[k + 1] * v[k + 1];
     if (!(tail > kNoLength)) {
       continue;
@@ -75,9 +91,9 @@ void SymmetricEigen::Reduce(std::size_t n) {
     const double beta = 1.0 / (length * v[k + 1]);
     betas_[k] = beta;
     std::fill(w, w + stride_, 0.0);
-    AddDots(v, a_.data() + (k + 1) * stride_, stride_, n - k - 1, stride_, w + k + 1);
-    const double half = 0.5 * beta * beta * Dot(v, w, stride_);
-    for (std::size_t i = 0; i < stride_; ++i) {
+    AddDots(v + first, a_.data() + (k + 1) * stride_ + first, stride_, n - k - 1, rest, w + k + 1);
+    const double half = 0.5 * beta * beta * Dot(v + first, w + first, rest);
+    for (std::size_t i = first; i < stride_; ++i) {
       w[i] = beta * w[i] - half * v[i];
     }
     TakeOff(a_.data(), stride_, k + 1, n, v, w);
@@ -156,14 +172,26 @@ void SymmetricEigen::Solve(std::size_t n, std::size_t count) {
   Diagonalise(n);
   Sort(n);
   for (std::size_t k = 0; k < count; ++k) {
-    double* const x = result_.data() + k * stride_;
-    std::copy_n(rotated_.data() + order_[k] * stride_, stride_, x);
-    for (std::size_t step = n; step-- > 0;) {
-      if (betas_[step] != 0.0) {
-        const double* const v = a_.data() + step * stride_;
-        const double factor = betas_[step] * Dot(x, v, stride_);
-        SubtractRows(x, v, stride_, 1, stride_, &factor);
-      }
+    std::copy_n(rotated_.data() + order_[k] * stride_, stride_, result_.data() + k * stride_);
+  }
+  constexpr std::size_t kTogether = 16;  // stay in the cache
+  for (std::size_t k = 0; k < count; k += kTogether) {
+    Reflect(result_.data() + k * stride_, std::min(kTogether, count - k), n);
+  }
+}
+
+/// From vectors of the tridiagonal matrix to those of the one that was reduced.
+void SymmetricEigen::Reflect(double* vectors, std::size_t count, std::size_t n) {
+  double* const factors = work_.data();
+  for (std::size_t step = n; step-- > 0;) {
+    if (betas_[step] != 0.0) {
+      const std::size_t first = LanesBefore(step + 1);
+      const double* const v = a_.data() + step * stride_ + first;
+      std::fill_n(factors, count, 0.0);
+      AddDots(v, vectors + first, stride_, count, stride_ - first, factors);
+      std::transform(factors, factors + count, factors,
+                     [beta = betas_[step]](double dot) { return beta * dot; });
+      TakeOffEach(vectors + first, stride_, count, stride_ - first, v, factors);
     }
   }
 }

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "limes/learning/aligned_row.h"
+
 namespace limes::detail {
 
 /// Eigenvalues and eigenvectors of symmetric matrices by Householder's reduction and the QL method
@@ -33,15 +35,16 @@ class SymmetricEigen {
   void Reduce(std::size_t n);
   void Diagonalise(std::size_t n);
   void Sort(std::size_t n);
+  void Reflect(double* vectors, std::size_t count, std::size_t n);
 
   std::size_t stride_ = 0;
-  std::vector<double> a_;        ///< becomes the vectors of the reflections, row k of step k
-  std::vector<double> rotated_;  ///< rows: eigenvectors of the tridiagonal matrix
-  std::vector<double> result_;
-  std::vector<double> values_;
-  std::vector<double> beside_;  ///< the diagonal beside the main one
-  std::vector<double> betas_;   ///< 2 / v'v of each reflection; 0: none
-  std::vector<double> work_;
+  AlignedRow a_;        ///< becomes the vectors of the reflections, row k of step k
+  AlignedRow rotated_;  ///< rows: eigenvectors of the tridiagonal matrix
+  AlignedRow result_;
+  AlignedRow values_;
+  AlignedRow beside_;  ///< the diagonal beside the main one
+  AlignedRow betas_;   ///< 2 / v'v of each reflection; 0: none
+  AlignedRow work_;
   std::vector<std::size_t> order_;
 };
 

@@ -32,13 +32,15 @@
 #endif
 #endif
 
-/// LIMES_WIDE before a function written with AVX2 intrinsics, called only where HasWide() says so;
-/// for the few loops that compilers do not turn into vectors by themselves. LIMES_HAS_WIDE tells
-/// whether there are any: none on Windows, where g++ keeps wide vectors on a stack that is aligned
-/// to 16 bytes only (GCC bug 54412).
+/// LIMES_WIDE before a function written with AVX2 intrinsics or vectors, called only where
+/// HasWide() says so, LIMES_WIDEST and HasWidest() alike for AVX-512; for the few loops that
+/// compilers do not turn into vectors by themselves. LIMES_HAS_WIDE tells whether there are any:
+/// none on Windows, where g++ keeps wide vectors on a stack that is aligned to 16 bytes only (GCC
+/// bug 54412).
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(_WIN32)
 #define LIMES_HAS_WIDE
 #define LIMES_WIDE __attribute__((target("avx2")))
+#define LIMES_WIDEST __attribute__((target("avx512f")))
 
 namespace limes::detail {
 
@@ -47,6 +49,15 @@ inline bool HasWide() {
   return false;
 #else
   static const bool kHas = __builtin_cpu_supports("avx2") != 0;
+  return kHas;
+#endif
+}
+
+inline bool HasWidest() {
+#if defined(LIMES_NARROW)
+  return false;
+#else
+  static const bool kHas = __builtin_cpu_supports("avx512f") != 0;
   return kHas;
 #endif
 }

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <map>
 
+#include "limes/learning/common_modes.h"
 #include "tests/support/reduction_cases.h"
 #include "tests/trust/operations.h"
 
@@ -35,6 +36,33 @@ void Kernels(std::map<std::string, Sink>& sinks, const std::vector<KernelCase>& 
   }
 }
 
+/// What modes learn and tell of parts with gaps, more than there are rows, to the last bit.
+void Modes(std::map<std::string, Sink>& sinks) {
+  for (const bool whole : {false, true}) {
+    std::mt19937 random(3);
+    const auto draw = [&random] { return 1e-3 * static_cast<double>(random() % 1000); };
+    CCommonModes modes(6, CExpAverFacGenerator::kNoForgetting, whole);
+    SModesOfPart told;
+    Sink& sink = sinks[whole ? "modes and the whole" : "modes"];
+    for (int i = 0; i < 170; ++i) {
+      std::vector<double> part(205);
+      const double amounts[] = {draw(), draw()};
+      for (std::size_t j = 0; j < part.size(); ++j) {
+        part[j] = amounts[j % 2] * static_cast<double>(j) + draw();
+      }
+      part[7] = i % 9 == 8 ? std::nan("") : part[7];
+      sink << modes.Explain(part, told) << modes.Learn(part)
+           << std::bit_cast<std::uint64_t>(told.whole);
+      for (const std::vector<double>& row : {told.amounts, told.expected, told.spread}) {
+        for (const double value : row) {
+          sink << std::bit_cast<std::uint64_t>(value);
+        }
+      }
+    }
+    sink << modes;
+  }
+}
+
 std::vector<std::string> AllLines() {
   std::vector<std::string> lines;
   for (const Operation& operation : AllOperations()) {
@@ -47,6 +75,11 @@ std::vector<std::string> AllLines() {
   }
   for (const auto& [name, sink] : sinks) {
     lines.push_back(Line("kernel " + name, sink));
+  }
+  std::map<std::string, Sink> modes;
+  Modes(modes);
+  for (const auto& [name, sink] : modes) {
+    lines.push_back(Line(name, sink));
   }
   return lines;
 }
