@@ -174,19 +174,22 @@ void BindHeading(py::class_<Signal>& signal) {
             if (!s.SetName(name)) {
               throw std::bad_alloc();
             }
-          })
+          },
+          "Name of the signal.")
       .def_property(
           "x_unit", [](const Signal& s) { return s.XUnit(); },
           [](Signal& s, const CMeasuringUnit& unit) {
             RefuseIfUsed(s);
             s.SetXUnit(unit);
-          })
+          },
+          "Unit of x; a text is taken, too.")
       .def_property(
           "y_unit", [](const Signal& s) { return s.YUnit(); },
           [](Signal& s, const CMeasuringUnit& unit) {
             RefuseIfUsed(s);
             s.SetYUnit(unit);
-          })
+          },
+          "Unit of the values; a text is taken, too.")
       .def("_repr_html_", [](const py::object& self) {
         return py::module_::import("limes.plots").attr("signal_plot")(self);
       });

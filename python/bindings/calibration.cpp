@@ -96,12 +96,16 @@ void BindLimit(py::module_& module) {
   py::class_<Limit>(module, "CalibratedLimit",
                     "The limiting scores for a rate of rejected good parts: above and below (a "
                     "rate is promised by RANK only), and the interval of the rate achieved.")
-      .def_readonly("basis", &Limit::basis)
-      .def_readonly("above", &Limit::above)
-      .def_readonly("below", &Limit::below)
-      .def_readonly("scores", &Limit::scores)
-      .def_readonly("promised", &Limit::promised)
-      .def_property_readonly("interval", [](const Limit& l) { return std::pair(l.low, l.high); })
+      .def_readonly("basis", &Limit::basis, "What the limit rests on.")
+      .def_readonly("above", &Limit::above, "Score up to which parts pass above the mean.")
+      .def_readonly("below", &Limit::below, "Score up to which parts pass below the mean.")
+      .def_readonly("scores", &Limit::scores, "How many scores it was formed from.")
+      .def_readonly("promised", &Limit::promised,
+                    "Chance that a further good part is rejected; extrapolated: the smallest one "
+                    "that can be promised.")
+      .def_property_readonly(
+          "interval", [](const Limit& l) { return std::pair(l.low, l.high); },
+          "The central interval of the rate that this calibration reaches.")
       .def(
           "factors",
           [](const Limit& l, double n) { return std::pair(l.FactorAbove(n), l.FactorBelow(n)); },
@@ -238,8 +242,9 @@ void BindCalibration(py::module_& module) {
       .def("add", &Add, py::arg("scores"),
            "Adds the scores of one part or of many, all or, with a ValueError, none.")
       .def("__len__", [](const Calibration& c) { return c.Scores(); })
-      .def_property_readonly("one_side",
-                             [](const Calibration& c) { return c.Sides() == ScoreSides::kOne; })
+      .def_property_readonly(
+          "one_side", [](const Calibration& c) { return c.Sides() == ScoreSides::kOne; },
+          "Whether parts have one score, not a pair.")
       .def(
           "for_rate",
           [](Calibration& c, double rate, double sure) {
@@ -257,9 +262,12 @@ void BindCalibration(py::module_& module) {
           },
           py::arg("above"), py::arg("below") = std::numeric_limits<double>::infinity(),
           "How many parts had a score beyond, and whether there may not have been more.")
-      .def_property_readonly("hold_limit", [](Calibration& c) {
-        return Exclusively(c, 0, [](CLimitCalibration& plain) { return plain.HoldLimit(); });
-      });
+      .def_property_readonly(
+          "hold_limit",
+          [](Calibration& c) {
+            return Exclusively(c, 0, [](CLimitCalibration& plain) { return plain.HoldLimit(); });
+          },
+          "Score up to which good parts can explain a part; infinite with fewer than 4 scores.");
   BindState(calibration, [](CLimitCalibration&) {}, {"__bytes__", "from_bytes", "merge"});
   module.def("ScoreOf", py::vectorize(&ScoreOf), py::arg("excess"), py::arg("n"),
              "Normal scores of excesses in spreads, with n parts learnt.");

@@ -97,20 +97,24 @@ void BindCurveArray(py::module_& module) {
            "Curve i itself, which stays in the array.")
       .def_property(
           "name", [](const Array& a) { return a.Name(); },
-          [](Array& a, std::u16string_view name) { a.SetName(name); })
+          [](Array& a, std::u16string_view name) { a.SetName(name); }, "Name of the array.")
       .def_property(
           "t_unit", [](const Array& a) { return a.TUnit(); },
-          [](Array& a, const CMeasuringUnit& unit) { a.SetTUnit(unit); })
-      .def_property_readonly("positions", &Positions)
-      .def("TMin", &Array::TMin)
-      .def("TMax", &Array::TMax)
+          [](Array& a, const CMeasuringUnit& unit) { a.SetTUnit(unit); },
+          "Unit of the further axis T; a text is taken, too.")
+      .def_property_readonly("positions", &Positions, "T of each curve.")
+      .def("TMin", &Array::TMin, "Smallest T.")
+      .def("TMax", &Array::TMax, "Largest T.")
       .def("Mittelwert", Reduction([](const Array& a, CSigCurveExt* t) { return a.Mittelwert(t); }),
            "Mean curve.")
-      .def("Summe", Reduction([](const Array& a, CSigCurveExt* t) { return a.Summe(t); }))
+      .def("Summe", Reduction([](const Array& a, CSigCurveExt* t) { return a.Summe(t); }),
+           "Sum of the curves.")
       .def("RMS", Reduction([](const Array& a, CSigCurveExt* t) { return a.RMS(t); }),
            "Root of the mean square.")
-      .def("Maximum", Reduction([](const Array& a, CSigCurveExt* t) { return a.Maximum(t, 1); }))
-      .def("Minimum", Reduction([](const Array& a, CSigCurveExt* t) { return a.Maximum(t, 0); }))
+      .def("Maximum", Reduction([](const Array& a, CSigCurveExt* t) { return a.Maximum(t, 1); }),
+           "Largest values of all curves.")
+      .def("Minimum", Reduction([](const Array& a, CSigCurveExt* t) { return a.Maximum(t, 0); }),
+           "Smallest values of all curves.")
       .def(
           "Querschnitt",
           [](const Array& a, float x) {
@@ -153,7 +157,8 @@ void BindCurveArray(py::module_& module) {
             }
             return read;
           },
-          py::arg("record"))
+          py::arg("record"),
+          "The array of a file record; ValueError for what is newer, cut short or malformed.")
       .def(py::pickle(&StateOf, &FromState));
 }
 

@@ -74,9 +74,10 @@ void BindHeader(py::class_<CSigCurveExt>& curve) {
   curve
       .def_property(
           "date", [](const CSigCurveExt& c) { return c.Date(); },
-          [](CSigCurveExt& c, float date) { c.Date(date); })
-      .def("XMin", &CSigCurveExt::XMin)
-      .def("XMax", &CSigCurveExt::XMax)
+          [](CSigCurveExt& c, float date) { c.Date(date); },
+          "Time of the curve in the unit of the host: its place on the further axis of an array.")
+      .def("XMin", &CSigCurveExt::XMin, "x of the first value.")
+      .def("XMax", &CSigCurveExt::XMax, "End of the x axis, one step behind the last value.")
       .def("XDelta", &CSigCurveExt::XDelta, "Step of x; x max lies one step behind the last value.")
       .def(
           "SetXMinMax",
@@ -87,38 +88,49 @@ void BindHeader(py::class_<CSigCurveExt>& curve) {
             c.ResetVMinMax();
           },
           py::arg("x_min"), py::arg("x_max"), "Sets the x axis; all values are valid then.")
-      .def("VMin", &CSigCurveExt::VMin)
-      .def("VMax", &CSigCurveExt::VMax)
-      .def("IMin", &CSigCurveExt::IMin)
-      .def("IMax", &CSigCurveExt::IMax)
-      .def("IsValid", &CSigCurveExt::IsValid)
+      .def("VMin", &CSigCurveExt::VMin, "First x of the valid range.")
+      .def("VMax", &CSigCurveExt::VMax, "Last x of the valid range.")
+      .def("IMin", &CSigCurveExt::IMin, "Index of the first valid value.")
+      .def("IMax", &CSigCurveExt::IMax, "Index of the last valid value.")
+      .def("IsValid", &CSigCurveExt::IsValid, "Whether there are valid values.")
       .def(
           "SetVMinMax",
           [](CSigCurveExt& c, float x0, float x1) {
             RefuseIfUsed(c);
             c.SetVMinMax(x0, x1);
           },
-          py::arg("x0"), py::arg("x1"))
-      .def("ResetVMinMax", [](CSigCurveExt& c) {
-        RefuseIfUsed(c);
-        c.ResetVMinMax();
-      });
+          py::arg("x0"), py::arg("x1"), "Sets the valid range by x, kept inside the x axis.")
+      .def(
+          "ResetVMinMax",
+          [](CSigCurveExt& c) {
+            RefuseIfUsed(c);
+            c.ResetVMinMax();
+          },
+          "Makes all values valid.");
 }
 
 void BindOperations(py::class_<CSigCurveExt>& curve) {
-  curve.def("GetValue", &CSigCurveExt::GetValue, py::arg("x"))
+  curve
+      .def("GetValue", &CSigCurveExt::GetValue, py::arg("x"),
+           "Value at x, linear between neighbours; beyond the valid range its first or last value.")
       .def(
-          "GetIndex", [](const CSigCurveExt& c, float x) { return c.GetIndex(x); }, py::arg("x"))
-      .def("GetPoint", &CSigCurveExt::GetPoint, py::arg("index"))
+          "GetIndex", [](const CSigCurveExt& c, float x) { return c.GetIndex(x); }, py::arg("x"),
+          "Index of the value nearest to x, kept inside the values.")
+      .def("GetPoint", &CSigCurveExt::GetPoint, py::arg("index"),
+           "x of an index, which need not be on the curve.")
       .def("AbschnittSumme", &CSigCurveExt::AbschnittSumme, py::arg("x0"), py::arg("x1"),
            py::arg("dB") = false, "Sum of the valid values of a section; of levels their level.")
       .def(
           "FitTogether",
           [](const CSigCurveExt& c, const CSigCurveExt& other) { return c.FitTogether(&other); },
           py::arg("other"), "Same number of values and the same x axis.")
-      .def("Abs", &CSigCurveExt::Abs)
-      .def("Square", [](CSigCurveExt& c) { c.Square(); })
-      .def("SquareRoot", [](CSigCurveExt& c) { c.SquareRoot(); })
+      .def("Abs", &CSigCurveExt::Abs, "Makes every value positive, in place.")
+      .def(
+          "Square", [](CSigCurveExt& c) { c.Square(); },
+          "Squares the values and their unit, in place.")
+      .def(
+          "SquareRoot", [](CSigCurveExt& c) { c.SquareRoot(); },
+          "Roots of the values, 0 for negative ones, and of their unit, in place.")
       .def(
           "Log",
           [](CSigCurveExt& c, float ref) {
@@ -134,14 +146,18 @@ void BindOperations(py::class_<CSigCurveExt>& curve) {
             RefuseIfHeld(c);
             c.CutLeft(x);
           },
-          py::arg("x"))
+          py::arg("x"),
+          "Drops the values left of the one nearest to x, in place; nothing where x is not on the "
+          "curve.")
       .def(
           "CutRight",
           [](CSigCurveExt& c, float x) {
             RefuseIfHeld(c);
             c.CutRight(x);
           },
-          py::arg("x"))
+          py::arg("x"),
+          "Drops the values right of the one nearest to x, which becomes x max, so that the step "
+          "changes.")
       .def(
           "Append",
           [](CSigCurveExt& c, const CSigCurveExt& other) {
@@ -150,7 +166,7 @@ void BindOperations(py::class_<CSigCurveExt>& curve) {
               throw std::bad_alloc();
             }
           },
-          py::arg("other"))
+          py::arg("other"), "Appends the values of another curve; x max grows by its span.")
       .def(
           "__iadd__",
           [](CSigCurveExt& c, const CSigCurveExt& o) -> CSigCurveExt& { return c += o; },

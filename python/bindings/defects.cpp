@@ -63,51 +63,64 @@ void BindDefects(py::module_& module) {
       .def(py::init<>())
       .def_property(
           "name", [](const Report& r) { return wide_string(r.Name()); },
-          [](Report& r, std::u16string_view name) { r.Name(name); })
+          [](Report& r, std::u16string_view name) { r.Name(name); }, "Name of the tested quantity.")
       .def_property(
           "unit", [](const Report& r) { return wide_string(r.Unit()); },
-          [](Report& r, std::u16string_view unit) { r.Unit(unit); })
+          [](Report& r, std::u16string_view unit) { r.Unit(unit); },
+          "Unit text of value, limit and average.")
       .def_property(
           "type", [](const Report& r) { return r.Type(); },
-          [](Report& r, std::uint32_t type) { r.Type(type); })
+          [](Report& r, std::uint32_t type) { r.Type(type); },
+          "Layout of the line of text: 1 with place, 2 with names, 4 with percent, 5 with index, 6 "
+          "label only, 7 with index and name, 100 summary.")
       .def_property(
           "code", [](const Report& r) { return r.Code(); },
-          [](Report& r, std::int32_t code) { r.Code(code); })
+          [](Report& r, std::int32_t code) { r.Code(code); },
+          "Code of the finding; in a summary the number of reports.")
       .def_property(
           "value", [](const Report& r) { return r.Value(); },
-          [](Report& r, float value) { r.Value(value); })
+          [](Report& r, float value) { r.Value(value); }, "Measured value.")
       .def_property(
           "limit", [](const Report& r) { return r.Limit(); },
-          [](Report& r, float limit) { r.Limit(limit); })
+          [](Report& r, float limit) { r.Limit(limit); }, "Limit that was in force.")
       .def_property(
           "place", [](const Report& r) { return r.Place(); },
-          [](Report& r, float place) { r.Place(place); })
+          [](Report& r, float place) { r.Place(place); }, "x of the finding.")
       .def_property(
           "average", [](const Report& r) { return r.Average(); },
-          [](Report& r, float average) { r.Average(average); })
+          [](Report& r, float average) { r.Average(average); }, "Learnt mean.")
       .def_property(
           "priority", [](const Report& r) { return r.Prioritaet(); },
-          [](Report& r, std::int32_t priority) { r.SetPriority(priority); })
+          [](Report& r, std::int32_t priority) { r.SetPriority(priority); },
+          "Larger ones come first.")
       .def_property(
           "group", [](const Report& r) { return r.Gruppe(); },
-          [](Report& r, std::int32_t group) { r.Gruppe(group); })
+          [](Report& r, std::int32_t group) { r.Gruppe(group); },
+          "Free for the host; delete_group removes the reports of one.")
       .def_property(
           "number", [](const Report& r) { return r.Number(); },
-          [](Report& r, std::int32_t number) { r.Number(number); })
+          [](Report& r, std::int32_t number) { r.Number(number); },
+          "Running number, printed first.")
       .def(
-          "NameAt", [](const Report& r, unsigned i) { return r.NameAt(i); }, py::arg("index"))
+          "NameAt", [](const Report& r, unsigned i) { return r.NameAt(i); }, py::arg("index"),
+          "Name i of six: 0 the short designation, 1 and 2 the label; empty outside.")
       .def(
           "SetNameAt", [](Report& r, unsigned i, std::u16string_view name) { r.NameAt(i, name); },
-          py::arg("index"), py::arg("name"))
-      .def("FormatReport", [](Report& r) { return r.FormatReport(); })
-      .def("Berichtstext", [](const Report& r) { return wide_string(r.Berichtstext()); })
-      .def("Label", &Report::Label)
+          py::arg("index"), py::arg("name"), "Sets name i of six.")
+      .def(
+          "FormatReport", [](Report& r) { return r.FormatReport(); },
+          "Forms the line of text by type: its length.")
+      .def(
+          "Berichtstext", [](const Report& r) { return wide_string(r.Berichtstext()); },
+          "The line of text as it was last formed, at most 119 characters.")
+      .def("Label", &Report::Label,
+           "Location and channel, names 2 and 1, or the one that is not empty.")
       .def(py::pickle(&StateOf, &FromState));
 
   using Folder = CDefectReportOrdner;
   py::class_<Folder>(module, "CDefectReportOrdner", "A fixed number of defect reports.")
       .def(py::init<int>(), py::arg("capacity"))
-      .def("Neu", &Folder::Neu)
+      .def("Neu", &Folder::Neu, "Starts anew: no report is in use.")
       .def(
           "Naechster",
           [](Folder& f) -> Report& {
@@ -118,10 +131,11 @@ void BindDefects(py::module_& module) {
             return *report;
           },
           py::return_value_policy::reference_internal, "Takes the next free report.")
-      .def("SlotCapacity", &Folder::SlotCapacity)
+      .def("SlotCapacity", &Folder::SlotCapacity, "How many reports there is room for.")
       .def("__len__", [](const Folder& f) { return f.Anzahl(); })
       .def("__getitem__", &ReportAt, py::return_value_policy::reference_internal, py::arg("index"))
-      .def("Ordnen", &Folder::Ordnen)
+      .def("Ordnen", &Folder::Ordnen,
+           "Sorts the ordered view by descending priority; the reports stay where they are.")
       .def(
           "Ordered",
           [](Folder& f) {
@@ -133,10 +147,12 @@ void BindDefects(py::module_& module) {
             return ordered;
           },
           "The reports by descending priority, as they were last ordered.")
-      .def("GruppeLoeschen", &Folder::GruppeLoeschen, py::arg("group"))
+      .def("GruppeLoeschen", &Folder::GruppeLoeschen, py::arg("group"),
+           "Removes the reports of a group.")
       .def("ModeLoeschen", py::overload_cast<std::u16string_view>(&Folder::ModeLoeschen),
-           py::arg("mode"))
-      .def("BerichteFormatieren", &Folder::BerichteFormatieren);
+           py::arg("mode"), "Removes the reports whose name 0 is the text; * removes all.")
+      .def("BerichteFormatieren", &Folder::BerichteFormatieren,
+           "Forms the lines of the reports that have none yet.");
 }
 
 }  // namespace limes::python

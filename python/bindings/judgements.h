@@ -36,17 +36,26 @@ inline SCurvePart MadePart(const CSigCurveExt& curve, const std::optional<Mask>&
   return part;
 }
 
-/// The fields of a record as read-only attributes, and pickling by them; base: those that a base
-/// class has as attributes already.
+/// A field of a record with its name and what it says.
+template <class Record, class T>
+struct SField {
+  SField(const char* called, T Record::*at, const char* says)
+      : name(called), field(at), text(says) {}
+
+  const char* name;
+  T Record::*field;
+  const char* text;
+};
+
+/// The fields of a record as read-only attributes, and pickling by them.
 template <class Record, class... Options, class... T>
-void BindRecord(py::class_<Record, Options...>& record,
-                std::pair<const char*, T Record::*>... fields) {
-  (record.def_readonly(fields.first, fields.second), ...);
-  record.def(py::pickle([=](const Record& r) { return py::make_tuple(r.*fields.second...); },
+void BindRecord(py::class_<Record, Options...>& record, SField<Record, T>... fields) {
+  (record.def_readonly(fields.name, fields.field, fields.text), ...);
+  record.def(py::pickle([=](const Record& r) { return py::make_tuple(r.*fields.field...); },
                         [=](const py::tuple& state) {
                           Record r;
                           std::size_t i = 0;
-                          ((r.*fields.second = state[i++].template cast<T>()), ...);
+                          ((r.*fields.field = state[i++].template cast<T>()), ...);
                           return r;
                         }));
 }

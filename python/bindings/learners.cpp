@@ -91,12 +91,22 @@ void BindJudgement(py::module_& module) {
   });
   part.def("__bool__", [](const Part& j) { return j.verdict == Verdict::kPass; });
   BindRecord(
-      part, std::pair("verdict", &Part::verdict), std::pair("reason", &Part::reason),
-      std::pair("share", &Part::share), std::pair("x0", &Part::x0), std::pair("x1", &Part::x1),
-      std::pair("deviation", &Part::deviation), std::pair("rms", &Part::rms),
-      std::pair("x", &Part::x), std::pair("value", &Part::value), std::pair("limit", &Part::limit),
-      std::pair("mean", &Part::mean), std::pair("spread", &Part::spread),
-      std::pair("in_spreads", &Part::inSpreads), std::pair("x_in_spreads", &Part::xInSpreads));
+      part, SField("verdict", &Part::verdict, "PASS, FAIL or NOT_JUDGED."),
+      SField("reason", &Part::reason, "Why it was not judged; OK when it was."),
+      SField("share", &Part::share, "Part of the learnt grid that was judged, 0 to 1."),
+      SField("x0", &Part::x0, "First x judged."), SField("x1", &Part::x1, "Last x judged."),
+      SField("deviation", &Part::deviation, "Largest value minus limit: above 0 beyond the limit."),
+      SField("rms", &Part::rms, "RMS of the excess over all points judged."),
+      SField("x", &Part::x,
+             "Where the largest deviation lies; value, limit, mean and spread are of that point."),
+      SField("value", &Part::value, "Measured there."),
+      SField("limit", &Part::limit, "The limit there."),
+      SField("mean", &Part::mean, "The learnt mean there."),
+      SField("spread", &Part::spread, "The learnt spread there."),
+      SField("in_spreads", &Part::inSpreads,
+             "Largest value - mean - base in spreads, the factor at which the part would just "
+             "pass; None when no point has a spread."),
+      SField("x_in_spreads", &Part::xInSpreads, "Where that is."));
 }
 
 /// Above and below, of a part by what was learnt before it; none while that is too little.
@@ -155,7 +165,8 @@ void BindValueLearner(py::module_& module) {
              return made;
            }),
            py::arg("time_scale") = 10000)
-      .def("Bildungsregel", &LockedValue::Bildungsregel, py::arg("base"), py::arg("factor"))
+      .def("Bildungsregel", &LockedValue::Bildungsregel, py::arg("base"), py::arg("factor"),
+           "Sets base and factor; the limit stays until it is formed again.")
       .def(
           "LearnParts",
           [](LockedValue& t, const py::array_t<double, py::array::forcecast>& values,
@@ -203,17 +214,20 @@ void BindValueLearner(py::module_& module) {
       .def(
           "UpdateLimit", [](LockedValue& t) { t.GrenzwertErneuern(1.0F); },
           "Forms the limit of what is learnt.")
-      .def("GrenzenGrenzen", &LockedValue::GrenzenGrenzen, py::arg("lower"), py::arg("upper"))
-      .def("NrGelernt", &LockedValue::NrGelernt)
-      .def("EffectiveParts", &Effective<CLernenderGrenzwert>)
-      .def("Mittelwert", &LockedValue::Mittelwert)
-      .def("StdDev", &LockedValue::StdDev)
-      .def("Grenzwert", &LockedValue::Grenzwert)
-      .def("Sockel", &LockedValue::Sockel)
-      .def("Faktor", &LockedValue::Faktor)
+      .def("GrenzenGrenzen", &LockedValue::GrenzenGrenzen, py::arg("lower"), py::arg("upper"),
+           "Keeps limits between these bounds from now on; the upper one wins.")
+      .def("NrGelernt", &LockedValue::NrGelernt, "Number of values learnt.")
+      .def("EffectiveParts", &Effective<CLernenderGrenzwert>,
+           "Parts that count, as the weights of the mean have it.")
+      .def("Mittelwert", &LockedValue::Mittelwert, "The mean of what is learnt.")
+      .def("StdDev", &LockedValue::StdDev, "The spread of what is learnt.")
+      .def("Grenzwert", &LockedValue::Grenzwert, "The limit as it was last formed.")
+      .def("Sockel", &LockedValue::Sockel, "Base of the rule.")
+      .def("Faktor", &LockedValue::Faktor, "Factor of the rule.")
       .def_property(
           "name", [](const LockedValue& t) { return wide_string(t.Name()); },
-          [](LockedValue& t, std::u16string_view name) { t.NameIst(name); });
+          [](LockedValue& t, std::u16string_view name) { t.NameIst(name); },
+          "Name of the quantity.");
   BindState<CLernenderGrenzwert>(tool);
 }
 
@@ -229,7 +243,9 @@ void BindCurveLearner(py::module_& module) {
   };
   tool.def(py::init<>())
       .def("Bildungsregel", &LockedCurve::Bildungsregel, py::arg("base"), py::arg("factor"),
-           py::arg("width") = 0.0F)
+           py::arg("width") = 0.0F,
+           "Sets base, factor and width of the rule. The width is a place on the x axis: the "
+           "running maximum reaches as many points as its index, at most 31.")
       .def("Neustart", &LockedCurve::Neustart, py::arg("time_scale") = 10000,
            "Forgets what was learnt.")
       .def(
@@ -242,16 +258,17 @@ void BindCurveLearner(py::module_& module) {
             }
           },
           "Forms the limit of what is learnt.")
-      .def("NrGelernt", &LockedCurve::NrGelernt)
-      .def("EffectiveParts", &Effective<CKurvenLernWerkzeug>)
+      .def("NrGelernt", &LockedCurve::NrGelernt, "Number of curves learnt.")
+      .def("EffectiveParts", &Effective<CKurvenLernWerkzeug>,
+           "Parts that count, as the weights of the mean have it.")
       .def("Mittelwert", part(&CKurvenLernWerkzeug::Mittelwert), "A copy of the mean.")
       .def("QuadratMW", part(&CKurvenLernWerkzeug::QuadratMW), "A copy of the mean square.")
       .def("StandardAbw", part(&CKurvenLernWerkzeug::StandardAbw), "A copy of the spread.")
       .def("Grenzkurve", part(&CKurvenLernWerkzeug::Grenzkurve), "A copy of the limit.")
-      .def("GrenzParameterText", &LockedCurve::GrenzParameterText)
-      .def("Sockel", &LockedCurve::Sockel)
-      .def("Faktor", &LockedCurve::Faktor)
-      .def("Width", &LockedCurve::Width);
+      .def("GrenzParameterText", &LockedCurve::GrenzParameterText, "The rule in words.")
+      .def("Sockel", &LockedCurve::Sockel, "Base of the rule.")
+      .def("Faktor", &LockedCurve::Faktor, "Factor of the rule.")
+      .def("Width", &LockedCurve::Width, "Width of the rule.");
   BindChecked<CKurvenLernWerkzeug>(tool);
   BindState<CKurvenLernWerkzeug>(tool);
 }
@@ -266,8 +283,9 @@ void BindTrackLearner(py::module_& module) {
     };
   };
   tool.def(py::init<>())
-      .def("Neustart", &LockedTrack::Neustart)
-      .def("Bildungsregel", &LockedTrack::Bildungsregel, py::arg("base"), py::arg("factor"))
+      .def("Neustart", &LockedTrack::Neustart, "Forgets what was learnt.")
+      .def("Bildungsregel", &LockedTrack::Bildungsregel, py::arg("base"), py::arg("factor"),
+           "Sets base and factor of the rule.")
       .def(
           "LimitScore", &LockedTrack::LimitScore, py::arg("score"),
           "Forms the limit, until the next rule, with the factor at each point that a part of this "
@@ -282,9 +300,11 @@ void BindTrackLearner(py::module_& module) {
           "Forms the limit of what is learnt.")
       .def_property(
           "base_count", [](const LockedTrack& t) { return t.BasisLernenAnzahl(); },
-          [](LockedTrack& t, std::uint32_t count) { t.BasisLernenAnzahl(count); })
-      .def("HatGelernt", &LockedTrack::HatGelernt)
-      .def("Sockel", &LockedTrack::Sockel)
+          [](LockedTrack& t, std::uint32_t count) { t.BasisLernenAnzahl(count); },
+          "How often a point must be learnt until it is judged.")
+      .def("HatGelernt", &LockedTrack::HatGelernt,
+           "Whether anything was learnt, or read from a state.")
+      .def("Sockel", &LockedTrack::Sockel, "Base of the rule.")
       .def("Mittelwert", part(&CTrackLernWerkzeug::Mittelwert), "A copy of the mean.")
       .def("QuadratMW", part(&CTrackLernWerkzeug::QuadratMW), "A copy of the mean square.")
       .def("Grenzkurve", part(&CTrackLernWerkzeug::Grenzkurve), "A copy of the limit.")
@@ -295,10 +315,14 @@ void BindTrackLearner(py::module_& module) {
                 t, 0, [](CTrackLernWerkzeug& plain) { return CopyOf(plain.StdAbwKurve()); });
           },
           "A copy of the spread.")
-      .def("LearnCounts", [](const LockedTrack& t) {
-        const auto counts = t.LearnCounts();
-        return py::array_t<std::uint32_t>(static_cast<py::ssize_t>(counts.size()), counts.data());
-      });
+      .def(
+          "LearnCounts",
+          [](const LockedTrack& t) {
+            const auto counts = t.LearnCounts();
+            return py::array_t<std::uint32_t>(static_cast<py::ssize_t>(counts.size()),
+                                              counts.data());
+          },
+          "Curves learnt at each point.");
   BindChecked<CTrackLernWerkzeug>(tool);
   BindState<CTrackLernWerkzeug>(tool);
 }

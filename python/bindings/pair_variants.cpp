@@ -122,8 +122,11 @@ void BindTimePairs(py::module_& module) {
           },
           py::arg("start"), py::arg("end"), "Changes the interval; the pairs keep their times.")
       .def_property_readonly("times", &Times, "The times of all pairs.")
-      .def_property_readonly("start", [](const CSigPairsTm& p) { return Time(p.StartZeit()); })
-      .def_property_readonly("end", [](const CSigPairsTm& p) { return Time(p.EndZeit()); });
+      .def_property_readonly(
+          "start", [](const CSigPairsTm& p) { return Time(p.StartZeit()); },
+          "Start of the interval.")
+      .def_property_readonly(
+          "end", [](const CSigPairsTm& p) { return Time(p.EndZeit()); }, "End of the interval.");
   BindCopies(
       pairs, [](const CSigPairsTm& p) { return py::make_tuple(p.StartZeit(), p.EndZeit()); },
       [](CSigPairsTm& p, const py::tuple& more) {
@@ -146,15 +149,17 @@ void BindMeasurementPairs(py::module_& module) {
             }
           },
           py::arg("step"), py::arg("channel") = "", py::arg("location") = "",
-          py::arg("instrument") = "", py::arg("parameter") = "")
+          py::arg("instrument") = "", py::arg("parameter") = "",
+          "Describes the measurement; the sensor stays.")
       .def_property_readonly("specification", &FieldsOf,
                              "Step, channel, location, instrument, parameter and sensor.")
       .def("SetzeTriggerStartStop", &Pairs::SetzeTriggerStartStop, py::arg("start"),
-           py::arg("stop"))
-      .def("SetzeTriggerMethode", &Pairs::SetzeTriggerMethode, py::arg("method"))
-      .def("TriggerStart", &Pairs::TriggerStart)
-      .def("TriggerStop", &Pairs::TriggerStop)
-      .def("TriggerMethode", &Pairs::TriggerMethode);
+           py::arg("stop"), "Keeps what starts and stops the measurement, for the host.")
+      .def("SetzeTriggerMethode", &Pairs::SetzeTriggerMethode, py::arg("method"),
+           "Keeps how the measurement is triggered, for the host.")
+      .def("TriggerStart", &Pairs::TriggerStart, "What starts the measurement.")
+      .def("TriggerStop", &Pairs::TriggerStop, "What stops the measurement.")
+      .def("TriggerMethode", &Pairs::TriggerMethode, "How the measurement is triggered.");
   BindCopies(
       pairs,
       [](const Pairs& p) {

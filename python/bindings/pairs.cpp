@@ -65,13 +65,16 @@ void BindChanges(py::class_<CSigPairs>& pairs) {
           "Setzen",
           [](Pairs& p, py::ssize_t i, float x, float y) { p.Setzen(IndexIn(p, i), x, y); },
           py::arg("index"), py::arg("x"), py::arg("y"), "Overwrites a pair; the flags stay.")
-      .def("DatenSortieren", [](Pairs& p) { Changed(p, [](Pairs& q) { q.DatenSortieren(); }); })
+      .def(
+          "DatenSortieren", [](Pairs& p) { Changed(p, [](Pairs& q) { q.DatenSortieren(); }); },
+          "Sorts the pairs by rising x, in place.")
       .def(
           "CutLeft", [](Pairs& p, float x) { Changed(p, [x](Pairs& q) { q.CutLeft(x); }); },
-          py::arg("x"))
+          py::arg("x"),
+          "Drops the pairs left of x but the last one of them, so that the run still reaches x.")
       .def(
           "CutRight", [](Pairs& p, float x) { Changed(p, [x](Pairs& q) { q.CutRight(x); }); },
-          py::arg("x"))
+          py::arg("x"), "Drops the pairs right of x; unlike cut_left none beyond x stays.")
       .def(
           "Glaetten", [](Pairs& p, float w) { Changed(p, [w](Pairs& q) { q.Glaetten(w); }); },
           py::arg("width"), "Means of the values nearer than the width in x.")
@@ -114,11 +117,13 @@ void BindPairs(py::module_& module) {
           [](const Pairs& p, const py::array_t<float, py::array::forcecast>& x) {
             return py::vectorize([&p](float at) { return p.WertBei(at); })(x);
           },
-          py::arg("x"))
-      .def("IndexZu", &Pairs::IndexZu, py::arg("x"), py::arg("mode") = int{Pairs::kNearest})
-      .def("IstSortiert", &Pairs::IstSortiert)
-      .def("Mittelwert", [](const Pairs& p) { return p.Mittelwert(); })
-      .def("RmsWert", &Pairs::RmsWert)
+          py::arg("x"), "y at each x of an array.")
+      .def("IndexZu", &Pairs::IndexZu, py::arg("x"), py::arg("mode") = int{Pairs::kNearest},
+           "Index of the neighbour of x: with mode 0 the lower, 1 the higher, 2 the nearest one.")
+      .def("IstSortiert", &Pairs::IstSortiert, "Whether x rises strictly.")
+      .def(
+          "Mittelwert", [](const Pairs& p) { return p.Mittelwert(); }, "Mean of y.")
+      .def("RmsWert", &Pairs::RmsWert, "Root of the mean square of y.")
       .def(
           "KurveBilden",
           [](const Pairs& p, const CSigCurveExt& grid) {
@@ -127,7 +132,7 @@ void BindPairs(py::module_& module) {
             return target;
           },
           py::arg("grid"), "The run as lines on a copy of a curve, whose values beside it stay.")
-      .def("WriteToFile", &PairsRecord)
+      .def("WriteToFile", &PairsRecord, "The file record.")
       .def_static(
           "ReadFromFile",
           [](const py::bytes& record) {
@@ -135,7 +140,8 @@ void BindPairs(py::module_& module) {
             ReadPairs(*read, record);
             return read;
           },
-          py::arg("record"))
+          py::arg("record"),
+          "The pairs of a file record; ValueError for what is cut short or malformed.")
       .def("__repr__", [](const Pairs& p) {
         return py::str("CSigPairs('{}', {} pairs, x in {}, y in {})")
             .format(p.Name(), p.NPaare(), p.XUnit().prefixunit(), p.YUnit().prefixunit());

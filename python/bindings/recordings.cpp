@@ -198,10 +198,15 @@ void BindQuantity(py::module_& module) {
       .def(py::init(&QuantityOf), py::arg("values"), py::arg("x0") = 0.0, py::arg("dx") = 1.0,
            py::arg("x") = py::none(), py::arg("name") = "", py::arg("x_unit") = "",
            py::arg("y_unit") = "", "A signal at equal steps dx from x0 on, or at the places x.")
-      .def_readonly("name", &SQuantity::name)
-      .def_property_readonly("unit", [](const SQuantity& q) { return q.unit.Display(); })
-      .def_property_readonly("x_unit", [](const SQuantity& q) { return q.xUnit.Display(); })
-      .def_property_readonly("y_unit", [](const SQuantity& q) { return q.unit.Display(); })
+      .def_readonly("name", &SQuantity::name, "Name of the quantity.")
+      .def_property_readonly(
+          "unit", [](const SQuantity& q) { return q.unit.Display(); },
+          "Unit of the values as text, known to limes or not.")
+      .def_property_readonly(
+          "x_unit", [](const SQuantity& q) { return q.xUnit.Display(); }, "Unit of x as text.")
+      .def_property_readonly(
+          "y_unit", [](const SQuantity& q) { return q.unit.Display(); },
+          "Unit of the values as text.")
       .def_property_readonly(
           "unknown_units",
           [](const SQuantity& q) { return std::pair(UnknownUnit(q.xUnit), UnknownUnit(q.unit)); },
@@ -209,7 +214,9 @@ void BindQuantity(py::module_& module) {
       .def_readonly("is_single", &SQuantity::single, "A single value, not a signal.")
       .def_readonly("x0", &SQuantity::x0, "x of the first value.")
       .def_readonly("dx", &SQuantity::dx, "Step of x; the mean one where steps are not equal.")
-      .def_property_readonly("has_equal_steps", [](const SQuantity& q) { return q.x.empty(); })
+      .def_property_readonly(
+          "has_equal_steps", [](const SQuantity& q) { return q.x.empty(); },
+          "Whether x rises in equal steps.")
       .def_property_readonly("x", &PlacesOf, "x of each value.")
       .def_property_readonly("values", &ViewOf,
                              "The values as a read-only array without a copy; none of a single "
@@ -217,7 +224,7 @@ void BindQuantity(py::module_& module) {
       .def_property_readonly(
           "covered", [](const SQuantity& q) { return CoveredOf(q.covered); },
           "Whether something was measured at each value; None: everywhere.")
-      .def_readonly("health", &SQuantity::health)
+      .def_readonly("health", &SQuantity::health, "What the samples say of the sensor.")
       .def_property_readonly(
           "recorded_time", [](const SQuantity& q) { return q.recorded.time; },
           "How long the signal that this was formed of was recorded and moved, in s; 0: none was.")
@@ -231,7 +238,7 @@ void BindQuantity(py::module_& module) {
           [](const py::object& self, const py::object& dtype) {
             return py::object(ViewOf(self)).attr("astype")(dtype.is_none() ? py::str("f4") : dtype);
           },
-          py::arg("dtype") = py::none())
+          py::arg("dtype") = py::none(), "A copy of the values.")
       .def("__float__",
            [](const SQuantity& q) {
              if (!q.single) {
@@ -306,14 +313,16 @@ void BindPart(py::module_& module) {
            py::arg("quantities"), py::arg("name") = "")
       .def_readonly("name", &SPart::name, "File, then row, group or cut.")
       .def_readonly("label", &SPart::label, "The known verdict, where there is a column of them.")
-      .def_property_readonly("names",
-                             [](const SPart& p) {
-                               std::vector<std::string> names;
-                               for (const SQuantity& q : p.quantities) {
-                                 names.push_back(q.name);
-                               }
-                               return names;
-                             })
+      .def_property_readonly(
+          "names",
+          [](const SPart& p) {
+            std::vector<std::string> names;
+            for (const SQuantity& q : p.quantities) {
+              names.push_back(q.name);
+            }
+            return names;
+          },
+          "Names of the quantities, in their order.")
       .def("__len__", [](const SPart& p) { return p.quantities.size(); })
       .def("__getitem__",
            [](const SPart& p, const std::string& name) { return QuantityOf(p, name); })

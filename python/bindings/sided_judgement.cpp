@@ -47,10 +47,16 @@ void BindSidedJudgement(py::module_& module) {
     return py::str("<{} parts, rejects {:.2g} % of good ones by chance at a point>")
         .format(s.parts, 100 * s.rejectedPerPoint);
   });
-  BindRecord(sureness, std::pair("parts", &Sure::parts),
-             std::pair("effective_parts", &Sure::effectiveParts),
-             std::pair("rejected_per_point", &Sure::rejectedPerPoint),
-             std::pair("rejected_bound", &Sure::rejectedBound));
+  BindRecord(sureness,
+             SField("parts", &Sure::parts,
+                    "Parts learnt; along a track at the point learnt least often that counts."),
+             SField("effective_parts", &Sure::effectiveParts,
+                    "Parts that count, as the weights of the mean have it."),
+             SField("rejected_per_point", &Sure::rejectedPerPoint,
+                    "Share of good parts that the limit rejects by chance, 0 to 1, at the worst "
+                    "point, for normally distributed measurements."),
+             SField("rejected_bound", &Sure::rejectedBound,
+                    "Most that all points together reject by chance, 0 to 1."));
   using Region = SRegion;
   py::class_<Region> region(module, "Region",
                             "Neighbouring points beyond a limit; x and what follows are of the "
@@ -63,12 +69,17 @@ void BindSidedJudgement(py::module_& module) {
     using T = std::remove_reference_t<decltype(std::declval<SCurveExcess>().*field)>;
     return static_cast<T Region::*>(field);
   };
-  BindRecord(region, std::pair("side", &Region::side), std::pair("x0", own(&Region::x0)),
-             std::pair("x1", own(&Region::x1)), std::pair("points", own(&Region::points)),
-             std::pair("excess", own(&Region::excess)), std::pair("index", own(&Region::index)),
-             std::pair("x", own(&Region::x)), std::pair("value", own(&Region::value)),
-             std::pair("limit", own(&Region::limit)), std::pair("mean", own(&Region::mean)),
-             std::pair("spread", own(&Region::spread)));
+  BindRecord(region, SField("side", &Region::side, "Whose limit: upper or lower."),
+             SField("x0", own(&Region::x0), "First x of the region."),
+             SField("x1", own(&Region::x1), "Last x of the region."),
+             SField("points", own(&Region::points), "Number of its points."),
+             SField("excess", own(&Region::excess), "Largest distance beyond the limit."),
+             SField("index", own(&Region::index), "Where that lies on the learnt grid."),
+             SField("x", own(&Region::x), "Its x."),
+             SField("value", own(&Region::value), "Measured there."),
+             SField("limit", own(&Region::limit), "The limit there."),
+             SField("mean", own(&Region::mean), "The learnt mean there."),
+             SField("spread", own(&Region::spread), "The learnt spread there."));
 
   using Judged = SSidedJudgement;
   py::class_<Judged, SPartJudgement>(

@@ -29,12 +29,17 @@ void BindUnits(py::module_& module) {
           },
           py::arg("n"), "The n-th root, in place; ValueError when there is none.")
       .def("invert", &CMeasuringUnit::invert, "The reciprocal unit, in place.")
-      .def_property_readonly("exponent", &CMeasuringUnit::Exponent)
-      .def_property_readonly("is_log", &CMeasuringUnit::is_log)
-      .def_property_readonly("reference", &CMeasuringUnit::Logref)
-      .def("baseunit", &CMeasuringUnit::baseunit)
-      .def("mainunit", &CMeasuringUnit::mainunit)
-      .def("ExactText", &CMeasuringUnit::ExactText)
+      .def_property_readonly("exponent", &CMeasuringUnit::Exponent,
+                             "Decimal exponent of the whole: 3 of kHz, 6 of km².")
+      .def_property_readonly("is_log", &CMeasuringUnit::is_log, "Whether it is a level in dB.")
+      .def_property_readonly("reference", &CMeasuringUnit::Logref,
+                             "What 0 dB is, in the unit itself; 0 when linear.")
+      .def("baseunit", &CMeasuringUnit::baseunit,
+           "The base unit alone, without power, prefix and dB.")
+      .def("mainunit", &CMeasuringUnit::mainunit,
+           "The base unit with its power, in dB(...) for a level, without prefix.")
+      .def("ExactText", &CMeasuringUnit::ExactText,
+           "The text of the unit, with 10^n before it where no prefix says that.")
       .def("__str__", &CMeasuringUnit::prefixunit)
       .def("__repr__",
            [](const CMeasuringUnit& unit) {

@@ -233,10 +233,12 @@ class _AlongX(_Limit):
 
     @property
     def upper(self) -> _limes.CSigCurveExt | None:
+        """The upper limit; None where that side is not limited."""
         return self._sided.limit("upper") if "upper" in self._limited else None
 
     @property
     def lower(self) -> _limes.CSigCurveExt | None:
+        """The lower limit; None where that side is not limited."""
         return self._sided.limit("lower") if "lower" in self._limited else None
 
     def learn(
@@ -371,14 +373,17 @@ class ValueLimit(_Limit):
 
     @property
     def count(self) -> int:
+        """Values learnt."""
         return self._sided.count
 
     @property
     def mean(self) -> float:
+        """The mean of the good values."""
         return self._sided.mean(self._limited[0])
 
     @property
     def spread(self) -> float:
+        """Their spread."""
         return self._sided.spread(self._limited[0])
 
     @property
@@ -388,10 +393,12 @@ class ValueLimit(_Limit):
 
     @property
     def upper(self) -> float | None:
+        """The upper limit; None where that side is not limited."""
         return self._sided.limit("upper") if "upper" in self._limited else None
 
     @property
     def lower(self) -> float | None:
+        """The lower limit; None where that side is not limited."""
         return self._sided.limit("lower") if "lower" in self._limited else None
 
     def learn(self, value: float, *, unit: Any = None) -> None:
