@@ -1,4 +1,4 @@
-"""The type stubs say what the module has."""
+"""The type stubs say what the module has, and the reference what it does."""
 
 import pathlib
 import re
@@ -35,3 +35,14 @@ def test_examples_are_strictly_typed(tmp_path):
     assert len(blocks) >= 5
     ignored = ["--ignore-missing-imports", "--follow-imports=silent", "--no-warn-unused-ignores"]
     run("mypy", "--strict", *ignored, f"--cache-dir={tmp_path / 'cache'}", *map(str, blocks))
+
+
+def test_everything_public_is_in_the_reference(tmp_path):
+    script = HERE.parent.parent / "scripts" / "docs_python.py"
+    done = subprocess.run(
+        [sys.executable, script, PACKAGE.parent, tmp_path], capture_output=True, text=True
+    )
+    assert done.returncode == 0, done.stderr
+    reference = "".join(page.read_text() for page in tmp_path.glob("*.md"))
+    for name in ("limes.learn", "CurveLimit.judge", "Curve.x_min", "DVL.vector_variance"):
+        assert f"# {name} {{#" in reference, name
