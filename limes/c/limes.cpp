@@ -487,6 +487,7 @@ Bytes BytesOf(const void* bytes, std::size_t size) {
 
 /// Where a state of a learner says what kind it is of: the numbers are those of the interface.
 constexpr std::size_t kLearnerKindAt = 6;
+constexpr int kPreciseLearner = 8;
 
 AnyLimit ReadRecords(const SRatedRule& rule, Bytes upper, Bytes lower, Bytes scores) {
   std::vector<Bytes> sides;
@@ -496,8 +497,9 @@ AnyLimit ReadRecords(const SRatedRule& rule, Bytes upper, Bytes lower, Bytes sco
   if (rule.sides != Sides::kUpper) {
     sides.push_back(lower);
   }
-  const int kind = sides[0].size() > kLearnerKindAt ? sides[0][kLearnerKindAt] : 0;
-  if (kind >= LIMES_VALUE && kind <= LIMES_TRACK) {
+  const int told = sides[0].size() > kLearnerKindAt ? sides[0][kLearnerKindAt] : 0;
+  const int kind = told == kPreciseLearner ? kPrecise : told;
+  if (kind >= LIMES_VALUE && (kind <= LIMES_TRACK || told == kPreciseLearner)) {
     AnyLimit any = Made(kind, rule);
     const LearnStateStatus status =
         std::visit([&](auto& known) { return known.ReadRecords(rule, sides, scores); }, any);

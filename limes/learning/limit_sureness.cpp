@@ -8,6 +8,7 @@
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/distributions.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/precise_curve_tool.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/signals/extended_curve.h"
 
@@ -104,6 +105,10 @@ double EffectiveParts(const CKurvenLernWerkzeug& tool) {
   return EffectiveParts(Steps(tool.NrGelernt(), tool.Generator()), tool.Generator().GetTimeScale());
 }
 
+double EffectiveParts(const CPreciseCurveTool& tool) {
+  return static_cast<double>(tool.NrGelernt());
+}
+
 double ChanceRejection(double n, double spreads) {
   if (n <= 1.0) {
     return std::isnan(spreads) ? spreads : 0.5;
@@ -139,6 +144,23 @@ SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool) {
   for (std::int64_t i = valid.first; i <= last; ++i) {
     shares.Add(sureness.effectiveParts,
                Spreads(tool.Sockel(), tool.Faktor(), SpreadAt(*mean, *meanSquare, i)));
+  }
+  shares.Into(sureness);
+  return sureness;
+}
+
+SLimitSureness SurenessOf(const CPreciseCurveTool& tool) {
+  SLimitSureness sureness;
+  const CSigCurveExt* const mean = tool.Mittelwert();
+  if (mean == nullptr || !mean->IsValid()) {
+    return sureness;
+  }
+  sureness.parts = static_cast<std::int32_t>(std::min<std::int64_t>(tool.NrGelernt(), INT32_MAX));
+  sureness.effectiveParts = EffectiveParts(tool);
+  const SIndexRange valid = mean->ValidIndices();
+  PointShares shares;
+  for (std::int64_t i = valid.first; i <= valid.last; ++i) {
+    shares.Add(sureness.effectiveParts, Spreads(tool.Sockel(), tool.Faktor(), tool.SpreadAt(i)));
   }
   shares.Into(sureness);
   return sureness;

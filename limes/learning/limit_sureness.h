@@ -8,6 +8,7 @@ namespace limes {
 
 class CKurvenLernWerkzeug;
 class CLernenderGrenzwert;
+class CPreciseCurveTool;
 class CTrackLernWerkzeug;
 
 /// How sure a learnt limit is. All 0 while nothing is learnt.
@@ -34,6 +35,7 @@ LIMES_EXPORT double EffectiveParts(std::int32_t n, std::int32_t timeScale);
 /// Of the weights as the learner holds them.
 LIMES_EXPORT double EffectiveParts(const CLernenderGrenzwert& limit);
 LIMES_EXPORT double EffectiveParts(const CKurvenLernWerkzeug& tool);
+LIMES_EXPORT double EffectiveParts(const CPreciseCurveTool& tool);
 
 /// Share of good parts beyond mean + spreads * S, 0 to 1, when M and S (divisor n) come from n
 /// normally distributed values and the new value is a further one: P(T > spreads * sqrt((n - 1) /
@@ -51,6 +53,7 @@ LIMES_EXPORT double ChanceRejection(double n, double spreads);
 /// outside, which tells no weights. O(n).
 LIMES_EXPORT SLimitSureness SurenessOf(const CLernenderGrenzwert& limit);
 LIMES_EXPORT SLimitSureness SurenessOf(const CKurvenLernWerkzeug& tool);
+LIMES_EXPORT SLimitSureness SurenessOf(const CPreciseCurveTool& tool);
 
 /// Of the points learnt often enough to be judged. O(n).
 LIMES_EXPORT SLimitSureness SurenessOf(const CTrackLernWerkzeug& tool);

@@ -26,6 +26,10 @@ const CSigCurveExt* CPreciseCurveTool::Mittelwert() const {
   return HasLearnt() ? &points_->mean : nullptr;
 }
 
+const CSigCurveExt* CPreciseCurveTool::Grid() const {
+  return points_ != nullptr ? &points_->mean : nullptr;
+}
+
 double CPreciseCurveTool::MeanAt(std::int64_t i) const {
   const auto at = static_cast<std::size_t>(i);
   return double{points_->offset[at]} + points_->shift[at];
@@ -158,6 +162,36 @@ SPartJudgement CPreciseCurveTool::JudgeFitted(CFittedPart& fitted, double minSha
     return judgement;
   }
   return detail::JudgeAlong(fitted, Learnt(limit_), minShare, regions);
+}
+
+SPartJudgement CPreciseCurveTool::JudgeExpected(CFittedPart& fitted,
+                                                std::span<const float> expected,
+                                                std::span<const float> spread, double minShare,
+                                                std::vector<SCurveExcess>& regions) {
+  SPartJudgement judgement;
+  regions.clear();
+  if (!HasLearnt() || expected.size() != points_->mean.DLen() || spread.size() != expected.size()) {
+    return judgement;
+  }
+  if (!FormLimit() || !detail::IfMemoryAllows([&] { ownLimit_ = limit_; }) ||
+      ownLimit_.DLen() != limit_.DLen()) {
+    judgement.reason = PartStatus::kMemory;
+    return judgement;
+  }
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    ownLimit_.ValArray()[i] =
+        static_cast<float>(base_) + (expected[i] + static_cast<float>(factor_) * spread[i]);
+  }
+  detail::SLearntCurves learnt = Learnt(ownLimit_);
+  learnt.expected = expected;
+  learnt.spreads = [spread](std::int64_t i, std::size_t n, float* out) {
+    std::copy_n(spread.data() + i, n, out);
+  };
+  return detail::JudgeAlong(fitted, learnt, minShare, regions);
+}
+
+const CSigCurveExt* CPreciseCurveTool::Grenzkurve() {
+  return HasLearnt() && FormLimit() ? &limit_ : nullptr;
 }
 
 MergeStatus CPreciseCurveTool::Merge(const CPreciseCurveTool& other) {

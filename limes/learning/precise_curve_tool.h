@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -46,6 +47,11 @@ class LIMES_EXPORT CPreciseCurveTool
   SPartJudgement JudgeFitted(CFittedPart& fitted, double minShare,
                              std::vector<SCurveExcess>& regions);
 
+  /// As JudgeFitted, by a limit of this part's own, as the same of CKurvenLernWerkzeug. O(n).
+  SPartJudgement JudgeExpected(CFittedPart& fitted, std::span<const float> expected,
+                               std::span<const float> spread, double minShare,
+                               std::vector<SCurveExcess>& regions);
+
   /// Scores of a part that was fitted, by what is learnt and for a base, before it is learnt. O(n).
   SPartScoring ScoreFitted(const CFittedPart& fitted, double base) const;
 
@@ -60,6 +66,13 @@ class LIMES_EXPORT CPreciseCurveTool
 
   /// The mean, with the grid and the range learnt; null before the first part. Owned by the tool.
   const CSigCurveExt* Mittelwert() const;
+
+  /// The same, also of a first part that was prepared and is not learnt yet.
+  const CSigCurveExt* Grid() const;
+
+  /// The limit rounded to float, formed anew where it is older than what is learnt; null before the
+  /// first part and when memory is short. Owned by the tool. O(n).
+  const CSigCurveExt* Grenzkurve();
 
   /// Mean, spread and limit at an index of the grid, as they are held. Something must be learnt.
   double MeanAt(std::int64_t i) const;
@@ -91,7 +104,8 @@ class LIMES_EXPORT CPreciseCurveTool
   std::int64_t count_ = 0;
   std::shared_ptr<SPoints> points_;
   CSigCurveExt limit_;
-  bool formed_ = false;  ///< the limit is of what is learnt now
+  CSigCurveExt ownLimit_;  ///< of the part that was judged by what was expected of it
+  bool formed_ = false;    ///< the limit is of what is learnt now
   std::shared_ptr<CFittedPart> fitted_;
 };
 

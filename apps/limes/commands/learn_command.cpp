@@ -12,6 +12,7 @@
 #include "apps/limes/commands/commands.h"
 #include "apps/limes/commands/learning.h"
 #include "apps/limes/commands/part_learner.h"
+#include "apps/limes/commands/relearn.h"
 #include "apps/limes/commands/waiting_records.h"
 #include "apps/limes/errors.h"
 #include "apps/limes/measurement/promise_text.h"
@@ -57,6 +58,16 @@ class CLearnRun {
     if (options.whole == false && stored && stored->whole) {
       throw CUsageError("--no-whole contradicts the store; limes set --no-whole changes it");
     }
+    const bool isPrecise = stored && stored->IsPrecise();
+    if (options.precise == true && stored && !isPrecise) {
+      throw CUsageError(
+          "--precise contradicts the store, which was learnt without; limes set --precise turns "
+          "it");
+    }
+    if (options.precise == false && isPrecise) {
+      throw CUsageError("--no-precise contradicts the store; learn another store");
+    }
+    mayTurn_ = !stored && !options.precise;
     const NoteTaker note = [&console](const std::string& text) { Warn(console, text); };
     SGivenSettings given = stored ? options.settings : SettingsWithSkip(options, note);
     if (options.modes.value_or(0) > 0) {
@@ -64,6 +75,9 @@ class CLearnRun {
     }
     if (options.whole == true) {
       given.whole = true;
+    }
+    if (options.precise == true) {
+      given.precise = true;
     }
     settings_ = Resolve(given, stored, true);
     if (options.modes == kAutoModes && !settings_.variant.empty()) {
@@ -98,6 +112,7 @@ class CLearnRun {
     if (learnt + held == 0) {
       throw CHostError(ExitCode::kBadInput, source_->WhyNone() + "; nothing is learnt");
     }
+    TurnAtEnd();
     ChooseModes();
     WarnOfLimits();
     std::ostream& out = options_.json ? console_.err : console_.out;
@@ -253,6 +268,13 @@ class CLearnRun {
       }
     }
     waiting_.Clear();
+    for (CLearning* learning : inBatch_) {
+      Turn(learning->NeedsDouble());
+    }
+    for (CLearning* learning : inBatch_) {
+      Choose(*learning);
+      learning->LimitKept(*store_);
+    }
     stateVersion_ = store_->StateVersion();
     store_->Commit();
     for (CLearning* learning : inBatch_) {
@@ -261,6 +283,34 @@ class CLearnRun {
     // Leaves others time to get in; they look every millisecond.
     const auto pause = (Clock::now() - begun_) / 20;
     std::this_thread::sleep_for(std::min<Clock::duration>(pause, std::chrono::milliseconds(3)));
+  }
+
+  /// Spreads that are lost in single precision are learnt in double, where nothing was learnt
+  /// before this run.
+  void Turn(const std::string& why) {
+    if (!mayTurn_ || why.empty()) {
+      return;
+    }
+    mayTurn_ = false;
+    TurnPrecise(*store_);
+    settings_.precise = true;
+    for (auto& [variant, own] : ofVariants_) {
+      if (store_->Choose(variant)) {
+        own.learning->TakePrecise(*store_);
+      }
+    }
+    Warn(console_, why + ": curves are learnt in double precision (--precise)");
+  }
+
+  /// The same, where the limits were warned of at the end.
+  void TurnAtEnd() {
+    for (auto& [variant, own] : ofVariants_) {
+      if (const std::string why = own.learning->Model().NeedsDouble(); mayTurn_ && !why.empty()) {
+        store_->Begin();
+        Turn(why);
+        store_->Commit();
+      }
+    }
   }
 
   /// All parts are learnt, of which the number of modes follows.
@@ -340,6 +390,7 @@ class CLearnRun {
   std::int64_t loads_ = 0;  ///< how often others were seen to have changed the store
   std::int64_t run_ = 0;
   bool isBegun_ = false;
+  bool mayTurn_ = false;  ///< nothing was learnt before, and nothing is said of --precise
   Clock::time_point begun_;
 };
 

@@ -19,6 +19,11 @@
 namespace limes::host {
 namespace {
 
+/// After how many parts it is looked whether single precision will do: whatever the batches are.
+bool IsLookedAt(std::int64_t parts) {
+  return parts >= 16 && std::has_single_bit(static_cast<std::uint64_t>(parts));
+}
+
 /// Parts that are looked at together take a few times as much memory.
 constexpr std::int64_t kMostTogetherBytes = std::int64_t{256} << 20;
 
@@ -36,6 +41,11 @@ CLearning::CLearning(const SOptions& options, SConsole& console, const SSettings
 void CLearning::Begin(CStore* store, bool isStale) {
   taken_.clear();
   if (store != nullptr && store->Settings()) {
+    if (const auto precise = store->Settings()->precise; precise != settings_.precise) {
+      settings_.precise = precise;  // set meanwhile
+      model_ = CModel(settings_);
+      isStale = true;
+    }
     if (isStale) {
       LoadModel(*store, model_);
     }
@@ -124,6 +134,9 @@ bool CLearning::TakePart(const SPart& part, SLearntPart& learnt, bool known, boo
     return false;
   }
   model_.LearnPrepared(learnt.scores);
+  if (needsDouble_.empty() && IsLookedAt(model_.Parts())) {
+    needsDouble_ = model_.NeedsDouble();
+  }
   return true;
 }
 
@@ -140,11 +153,19 @@ void CLearning::Write(CStore& store, std::int64_t run) {
     AddHeld(store);
   }
   SaveModel(store, model_, run_);
-  const auto variants = static_cast<std::int64_t>(store.Variants().size());
-  LimitKept(store, settings_, kMostKeptBytes / std::max<std::int64_t>(variants, 1));
   alarms_ = model_.TakeAlarms();
   store.AddAlarms(run_, alarms_, std::nullopt);
   store.SetGuardRecent(guard_.Recent());
+}
+
+void CLearning::LimitKept(CStore& store) {
+  const auto variants = static_cast<std::int64_t>(store.Variants().size());
+  host::LimitKept(store, settings_, kMostKeptBytes / std::max<std::int64_t>(variants, 1));
+}
+
+void CLearning::TakePrecise(CStore& store) {
+  settings_.precise = true;
+  model_ = LoadedModel(store, settings_);
 }
 
 void CLearning::Add(CStore& store, SLearntPart& learnt) {

@@ -51,6 +51,15 @@ class CLearning {
   /// Writes the batch in a run.
   void Write(CStore& store, std::int64_t run);
 
+  /// Drops what is kept beyond its most; behind Write.
+  void LimitKept(CStore& store);
+
+  /// Where single precision was found too coarse for the parts learnt; empty: nowhere.
+  const std::string& NeedsDouble() const { return needsDouble_; }
+
+  /// Takes over what is learnt in double now.
+  void TakePrecise(CStore& store);
+
   /// Tells of the batch, which is over.
   void Report();
 
@@ -102,6 +111,7 @@ class CLearning {
   std::optional<std::int64_t> recording_;
   std::uint64_t learntBefore_ = 0;
   std::uint64_t heldBefore_ = 0;
+  std::string needsDouble_;
 };
 
 }  // namespace limes::host

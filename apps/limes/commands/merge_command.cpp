@@ -123,6 +123,14 @@ class CMergeRun {
       settings_ = state->settings;
       first_ = path;
     }
+    if (state->settings.IsPrecise() && !settings_->IsPrecise()) {
+      throw CUsageError(path + " was learnt with --precise, " + Here() + " without: limes set " +
+                        Here() + " --precise, or merge into a copy of " + path);
+    }
+    if (settings_->IsPrecise() && !state->settings.IsPrecise()) {
+      state->settings.precise = true;
+      Warn(console_, path + " was learnt in single precision and is taken over as it is held");
+    }
     CModel theirs = LoadedModel(*state, path);
     try {
       if (const std::string differs = Difference(*settings_, state->settings, {"--variant"});

@@ -194,6 +194,12 @@ void AddModes(CLI::App& app, SOptions& o) {
       "--no-whole", [&o] { o.whole = false; }, "judge point by point");
 }
 
+void AddPrecise(CLI::App& app, SOptions& o) {
+  app.add_flag_callback(
+      "--precise", [&o] { o.precise = true; },
+      "learn curves in double precision, for ever alike, without --time-scale and --width");
+}
+
 CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help) {
   CLI::App* command = app.add_subcommand(name, help);
   command->add_option("STORE", o.store, "the store, one file")->required()->type_name("");
@@ -336,6 +342,7 @@ CLI::App* AddSet(CLI::App& app, SOptions& o) {
   AddVariant(*command, o);
   AddRule(*command, o);
   AddModes(*command, o);
+  AddPrecise(*command, o);
   AddGuarding(*command, o);
   AddKeeping(*command, o);
   AddBecause(*command, o);
@@ -412,6 +419,10 @@ CLI::App* AddLearn(CLI::App& app, SOptions& o) {
   command->option_defaults()->group("Options");
   AddFlag(*command, "--again", o.again, "learn parts that are learnt already once more");
   AddModes(*command, o);
+  AddPrecise(*command, o);
+  command->add_flag_callback(
+      "--no-precise", [&o] { o.precise = false; },
+      "learn in single precision, also where that is too coarse");
   AddGuarding(*command, o);
   AddFlag(*command, "--allow-short", o.allowShort, "learn parts that cover less than --min-share");
   AddKeeping(*command, o);

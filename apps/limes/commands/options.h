@@ -57,6 +57,7 @@ struct SOptions {
   /// Modes that are judged apart; 0: none, kAutoModes: as many as help.
   std::optional<std::int32_t> modes;
   std::optional<bool> whole;     ///< judge all points together, too
+  std::optional<bool> precise;   ///< learn curves in double; empty: where single is too coarse
   bool frozen = false;           ///< score by what is learnt, not by the other parts
   std::optional<unsigned> jobs;  ///< threads that read; else one for each processor
   bool json = false;

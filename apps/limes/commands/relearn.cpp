@@ -76,6 +76,34 @@ CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int
   return std::move(relearning.Model());
 }
 
+SSettings Precisely(SSettings settings) {
+  settings.precise = true;
+  return Resolve(SGivenSettings(), settings, false);
+}
+
+bool TurnPrecise(CStore& store) {
+  bool gaveUpScores = false;
+  store.Choose("");
+  const SSettings common = Precisely(store.Settings().value());
+  store.SetSettings(common);
+  const std::int64_t run = store.AddRun("set", common);
+  for (const SStoredVariant& variant : store.Variants()) {
+    store.Choose(variant.name);
+    const SSettings settings = Precisely(store.Settings().value());
+    if (variant.hasRule) {
+      store.SetSettings(settings);
+    }
+    const auto before = store.Calibration();
+    gaveUpScores |= before && before->source != ScoreSource::kLearning;
+    CModel model = Relearn(store, settings, {}, [&](std::int64_t id, const SScores& scores) {
+      store.SetScores(id, scores);
+    });
+    SaveModel(store, model, run);
+  }
+  store.Choose("");
+  return gaveUpScores;
+}
+
 void SaveModel(CStore& store, CModel& model, std::int64_t run) {
   store.SetQuantities(model.States());
   store.SetQuantities(model.Modes().Quantities());

@@ -24,6 +24,15 @@ using TakeLearnt = std::function<void(std::int64_t id, const SScores& scores)>;
 CModel Relearn(CStore& store, const SSettings& settings, const std::set<std::int64_t>& leftOut,
                const TakeLearnt& tell = nullptr);
 
+/// The settings of a store with --precise, which must fit them. Throws CUsageError.
+SSettings Precisely(SSettings settings);
+
+/// Learns curves in double from now on, of all variants: the kept parts anew, on top of what was
+/// learnt before them, which is taken over as it is. Limits and scores are formed of that; those
+/// of limes calibrate are given up, then true. Tells of a run of its own. Needs an open
+/// transaction and something learnt; leaves no variant chosen. Throws CUsageError, CStoreError.
+bool TurnPrecise(CStore& store);
+
 /// Stores what a model has learnt in a run. Needs an open transaction.
 void SaveModel(CStore& store, CModel& model, std::int64_t run);
 

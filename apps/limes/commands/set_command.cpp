@@ -88,6 +88,22 @@ bool SetRule(CStore& store, const SOptions& options, const std::vector<std::stri
   return true;
 }
 
+/// Learns in double from now on; false where that is so already.
+bool SetPrecise(CStore& store, const SOptions& options, SConsole& console) {
+  if (!options.variant.empty()) {
+    throw CUsageError("--precise is for all variants of a store, as their limits are joined");
+  }
+  const auto stored = store.Settings();
+  if (!stored || stored->IsPrecise()) {
+    return false;
+  }
+  if (TurnPrecise(store)) {
+    Warn(console,
+         "the scores of limes calibrate are given up for those of learning: calibrate again");
+  }
+  return true;
+}
+
 }  // namespace
 
 int RunSet(const SOptions& options, SConsole& console) {
@@ -95,7 +111,7 @@ int RunSet(const SOptions& options, SConsole& console) {
   store.Begin();
   store.SetReason(options.reason);
   const std::vector<SStoredVariant> variants = MeantVariants(store, options);
-  bool changes = false;
+  bool changes = options.precise == true && SetPrecise(store, options, console);
   if (options.variant.empty()) {
     std::vector<std::string> learnt;
     for (const SStoredVariant& variant : variants) {
@@ -105,7 +121,7 @@ int RunSet(const SOptions& options, SConsole& console) {
         Warn(console, variant.name + " keeps the rule that was set for it alone");
       }
     }
-    changes = SetRule(store, options, learnt, console.out);
+    changes |= SetRule(store, options, learnt, console.out);
   } else {
     for (const SStoredVariant& variant : variants) {
       store.Choose(variant.name);
@@ -115,7 +131,8 @@ int RunSet(const SOptions& options, SConsole& console) {
   if (!changes) {
     throw CUsageError(
         "set changes nothing: give another --base, --reject, --factor, --cover, --sure, --width, "
-        "--modes, --whole, --min-parts, --min-share, --one-per-curve, --own-from, --guard, --drift "
+        "--modes, --whole, --precise, --min-parts, --min-share, --one-per-curve, --own-from, "
+        "--guard, --drift "
         "or --keep-curves");
   }
   store.Commit();

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <type_traits>
 
+#include "limes/kernels/averaging_factors.h"
 #include "limes/learning/common_modes.h"
 #include "limes/learning/track_learning_tool.h"
 #include "recordings/forming/former.h"
@@ -112,6 +113,18 @@ void ValidateOrders(const SSettings& s) {
   }
 }
 
+/// What is learnt in double.
+void ValidatePrecise(const SSettings& s) {
+  Require(!s.IsPrecise() || !(s.values || !s.single.empty()),
+          "--precise is for curves; single values are always learnt in double precision");
+  Require(!s.IsPrecise() || !s.tracks,
+          "--precise is for parts that cover the same range: --tracks are learnt in single "
+          "precision");
+  Require(!s.IsPrecise() || s.timeScale == CExpAverFacGenerator::kNoForgetting,
+          "--precise counts all parts alike, without --time-scale");
+  Require(!s.IsPrecise() || s.width == 0.0, "--precise limits are not widened, without --width");
+}
+
 /// What is formed of time signals.
 void ValidateForming(const SSettings& s) {
   const int ways =
@@ -169,6 +182,7 @@ void ValidateCombinations(const SSettings& s) {
               ", or be 0 or auto");
   Require((!s.modes && !s.whole) || !s.tracks,
           "--modes and --whole need parts that cover the same range, not --tracks");
+  ValidatePrecise(s);
   ValidateForming(s);
   const std::string variantFault = recordings::FaultOfVariant(s.variant, s.variantPattern);
   Require(variantFault.empty(), variantFault);

@@ -39,6 +39,7 @@ struct TRule {
   std::optional<double> sure;         ///< confidence of cover
   std::optional<std::int32_t> modes;  ///< common modes of all points; empty: none
   Field<bool> whole = Form::Default(false);         ///< judge how far all points lie out together
+  std::optional<bool> precise;                      ///< curves are learnt in double; empty: no
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
   Field<double> minShare =
@@ -54,6 +55,8 @@ struct TRule {
   Field<std::int32_t> ownFrom = Form::Default(20);  ///< fewer parts: a variant's limit is all's
 
   std::optional<double> keepCurves;  ///< MB of curves of judged parts; see KeptBytes
+
+  bool IsPrecise() const { return precise.value_or(false); }
 
   /// How many bytes of curves of judged parts are kept.
   std::int64_t KeptBytes() const {
@@ -71,6 +74,7 @@ struct TRule {
     visit("--factor", Policy::kJudging, r.factor...);
     visit("--modes", Policy::kFixed, r.modes...);
     visit("--whole", Policy::kFixed, r.whole...);
+    visit("--precise", Policy::kFixed, r.precise...);
     visit("--cover", Policy::kJudging, r.cover...);
     visit("--sure", Policy::kJudging, r.sure...);
     visit("--width", Policy::kJudging, r.width...);

@@ -4,8 +4,10 @@
 #include <limits>
 
 #include "apps/limes/model/axis_part.h"
+#include "apps/limes/model/coarse_spread.h"
 #include "apps/limes/model/sided_model.h"
 #include "limes/learning/curve_learning_tool.h"
+#include "limes/learning/precise_curve_tool.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/results/defect_report.h"
 
@@ -17,19 +19,20 @@ constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
 constexpr std::size_t kMostDefects = 100;  ///< per quantity and side, the worst ones
 constexpr double kSamePlace = 0.01;        ///< of a step
 
-/// Limits along an axis: curves that all parts cover alike, or tracks, of which each part covers a
-/// range of its own, on a grid that grows with the ranges seen.
+/// Limits along an axis: curves that all parts cover alike, in single precision or in double, or
+/// tracks, of which each part covers a range of its own, on a grid that grows with the ranges seen.
 template <class Tool>
 class CAxisModel : public CSidedModel<Tool> {
  public:
   static constexpr bool kTrack = std::is_same_v<Tool, CTrackLernWerkzeug>;
+  static constexpr bool kPrecise = std::is_same_v<Tool, CPreciseCurveTool>;
 
   CAxisModel(const SSettings& settings, const std::string& name, const SUnit& xUnit,
              const SUnit& unit)
       : CSidedModel<Tool>(settings, name, xUnit, unit, false),
         part_(name, xUnit, unit, settings.spectrum) {
     for (const Side side : tools_.Limited()) {
-      if constexpr (!kTrack) {
+      if constexpr (!kTrack && !kPrecise) {
         tools_[side].Zeitskala(settings.timeScale);
       }
     }
@@ -95,6 +98,7 @@ class CAxisModel : public CSidedModel<Tool> {
   std::vector<float> Judged() override;
   SLearntSummary Summary(Side side) override;
   std::string Warning() override;
+  std::string NeedsDouble() override;
 
  protected:
   using CSidedModel<Tool>::settings_;
@@ -109,7 +113,13 @@ class CAxisModel : public CSidedModel<Tool> {
   std::string JoinStates(CQuantityModel& other) override;
 
  private:
-  const CSigCurveExt& Grid() const { return *tools_.First().Mittelwert(); }
+  const CSigCurveExt& Grid() const {
+    if constexpr (kPrecise) {
+      return *tools_.First().Grid();
+    } else {
+      return *tools_.First().Mittelwert();
+    }
+  }
 
   void Take(const SQuantity& quantity, const std::string& part) {
     this->CheckUnits(quantity, part);
@@ -174,6 +184,8 @@ class CAxisModel : public CSidedModel<Tool> {
         if (settings_.reject && this->HasRule()) {
           tools_[side].LimitScore(this->LimitScore(side));
         }
+      } else if constexpr (kPrecise) {
+        tools_[side].Bildungsregel(double{base}, double{factor});
       } else {
         // The library takes the width as a place on the x axis.
         const double width = settings_.width;
@@ -215,10 +227,11 @@ class CAxisModel : public CSidedModel<Tool> {
 
   /// First and last point that has learnt.
   std::pair<std::int32_t, std::int32_t> LearntRange() const;
-  std::string CoarseSpread();
+  SCoarseSpread Coarse();
 
   CAxisPart part_;
   std::array<const CSigCurveExt*, 2> spreads_{};
+  std::array<CSigCurveExt, 2> rounded_;  ///< spreads that are held in double
   std::int64_t learnt_ = 0;
 };
 
@@ -273,8 +286,10 @@ std::string CAxisModel<Tool>::TakeState(const SStoredQuantity::SState& state) {
   const CSigCurveExt& grid = *tool.Mittelwert();
   const bool same =
       grid.DLen() == Grid().DLen() && grid.XMin() == Grid().XMin() && grid.XMax() == Grid().XMax();
-  if (kTrack && (grid.DLen() == 0 || !tool.HatGelernt() || !same)) {
-    return WideToUtf8(Text(LearnStateStatus::kContent));
+  if constexpr (kTrack) {
+    if (grid.DLen() == 0 || !tool.HatGelernt() || !same) {
+      return WideToUtf8(Text(LearnStateStatus::kContent));
+    }
   }
   learnt_ = std::max<std::int64_t>(state.learnt, 0);
   return "";
@@ -299,6 +314,8 @@ std::string CAxisModel<Tool>::JoinStates(CQuantityModel& other) {
     if constexpr (kTrack) {
       tool.Bildungsregel(tools_[side].Sockel(), tools_[side].Faktor());
       tool.BasisLernenAnzahl(tools_[side].BasisLernenAnzahl());
+    } else if constexpr (kPrecise) {
+      tool.Bildungsregel(tools_[side].Sockel(), tools_[side].Faktor());
     } else {
       // The same width gives another place where the axes begin a rounding step apart.
       tool.Bildungsregel(tools_[side].Sockel(), tools_[side].Faktor(), tools_[side].Width());
@@ -323,6 +340,17 @@ void CAxisModel<Tool>::Update() {
       if (spreads_[CSidedJudgement::Index(side)] == nullptr || !tools_[side].GrenzeBilden()) {
         throw std::bad_alloc();
       }
+    } else if constexpr (kPrecise) {
+      const CSigCurveExt* const limit = tools_[side].Grenzkurve();
+      CSigCurveExt& spread = rounded_[CSidedJudgement::Index(side)];
+      spread = Grid();
+      if (limit == nullptr || spread.DLen() != Grid().DLen()) {
+        throw std::bad_alloc();
+      }
+      for (std::int32_t i = 0; i < static_cast<std::int32_t>(spread.DLen()); ++i) {
+        spread.ValArray()[i] = static_cast<float>(tools_[side].SpreadAt(i));
+      }
+      spreads_[CSidedJudgement::Index(side)] = &spread;
     } else {
       tools_[side].UpdateLimit();
       tools_[side].StandardAbwBilden();
@@ -333,7 +361,7 @@ void CAxisModel<Tool>::Update() {
 
 template <class Tool>
 const CSigCurveExt& CAxisModel<Tool>::Spread(Side side) const {
-  if constexpr (kTrack) {
+  if constexpr (kTrack || kPrecise) {
     return *spreads_[CSidedJudgement::Index(side)];
   } else {
     return *tools_[side].StandardAbw();
@@ -409,36 +437,35 @@ SLearntSummary CAxisModel<Tool>::Summary(Side side) {
   return summary;
 }
 
-/// Mean and mean square are held in single precision and rounded with each part: a spread far below
-/// the mean drowns in that, the sooner the more parts count.
 template <class Tool>
-std::string CAxisModel<Tool>::CoarseSpread() {
+SCoarseSpread CAxisModel<Tool>::Coarse() {
   Update();
   const Side side = tools_.Limited()[0];
-  const std::int64_t scale = settings_.timeScale;
-  const std::int64_t memory =
-      scale < kNoForgetting ? scale : CExpAverFacGenerator::kSaturated * scale;
-  std::int32_t coarse = 0;
-  double most = 64.0;  // roundings that add up, at least
-  for (std::int32_t i = Grid().IMin(); i <= Grid().IMax(); ++i) {
-    const double spread = Spread(side)[i];
-    const double square = (*tools_[side].QuadratMW())[i];
-    const std::int64_t parts = LearntAt(i);
-    const double roundings = std::max(64.0, static_cast<double>(std::min(parts, memory)));
-    if (parts > 1 && spread * spread < roundings / (1 << 24) * square) {
-      ++coarse;
-      most = std::max(most, roundings);
-    }
+  if constexpr (kPrecise) {
+    return CoarseValues(Grid(), Spread(side));
+  } else {
+    const std::int64_t scale = settings_.timeScale;
+    const std::int64_t memory =
+        scale < kNoForgetting ? scale : CExpAverFacGenerator::kSaturated * scale;
+    SCoarseSpread coarse =
+        CoarseSpread(*tools_[side].QuadratMW(), Spread(side),
+                     [&](std::int32_t i) { return std::min(LearntAt(i), memory); });
+    coarse.mayBePrecise = !kTrack && Learnt() >= kPartsBeforeScores && settings_.width == 0.0 &&
+                          settings_.timeScale == kNoForgetting;
+    return coarse;
   }
-  if (coarse == 0) {
+}
+
+/// Of few parts the spread may be small at a point by chance.
+template <class Tool>
+std::string CAxisModel<Tool>::NeedsDouble() {
+  if (Learnt() < kPartsBeforeScores) {
     return "";
   }
-  return "at " + std::to_string(coarse) + " of " + std::to_string(Grid().ILen()) +
-         " points the mean is more than " +
-         std::to_string(std::lround(std::sqrt((1 << 24) / most))) +
-         " times the spread, which single precision cannot "
-         "tell from rounding; take an offset off (--detrend) or give a --base" +
-         (most > 64.0 ? ", or a --time-scale" : "");
+  const SCoarseSpread coarse = Coarse();
+  return coarse.points == 0 || !coarse.mayBePrecise
+             ? ""
+             : "quantity " + Quoted(name_) + ": " + coarse.Fact();
 }
 
 template <class Tool>
@@ -446,7 +473,8 @@ std::string CAxisModel<Tool>::Warning() {
   if (!kTrack && Learnt() < 2) {
     return "";
   }
-  std::string text = CoarseSpread();
+  const SCoarseSpread coarse = Coarse();
+  std::string text = coarse.points == 0 ? "" : coarse.Fact() + coarse.Advice();
   if (const auto n = static_cast<double>(Grid().DLen());
       !kTrack && Grid().ILen() < kMinShareOfCurve * n) {
     text += (text.empty() ? "" : "; ") + std::string("only ") +
@@ -462,6 +490,9 @@ std::unique_ptr<CQuantityModel> MakeAxisModel(const SSettings& settings, const s
                                               const SUnit& xUnit, const SUnit& unit) {
   if (settings.tracks) {
     return std::make_unique<CAxisModel<CTrackLernWerkzeug>>(settings, name, xUnit, unit);
+  }
+  if (settings.IsPrecise()) {
+    return std::make_unique<CAxisModel<CPreciseCurveTool>>(settings, name, xUnit, unit);
   }
   return std::make_unique<CAxisModel<CKurvenLernWerkzeug>>(settings, name, xUnit, unit);
 }

@@ -170,8 +170,15 @@ class CModel {
   /// cut into the parts, where they were.
   std::vector<std::string> Warnings(std::optional<std::int64_t> recordings = std::nullopt);
 
+  /// Which quantity loses its spread in single precision, where --precise would keep it, and at how
+  /// many points; empty: none.
+  std::string NeedsDouble();
+
   const SSettings& Settings() const { return settings_; }
   bool IsEmpty() const { return quantities_.empty(); }
+
+  /// Parts learnt.
+  std::int64_t Parts() const;
   std::size_t Quantities() const { return quantities_.size(); }
 
  private:

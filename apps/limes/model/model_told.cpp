@@ -125,6 +125,17 @@ SPromise CModel::Promise() {
   return promise;
 }
 
+std::int64_t CModel::Parts() const { return quantities_.empty() ? 0 : quantities_[0]->Learnt(); }
+
+std::string CModel::NeedsDouble() {
+  UpdateRule();
+  std::string told;
+  for (std::size_t i = 0; i < quantities_.size() && told.empty(); ++i) {
+    told = quantities_[i]->NeedsDouble();
+  }
+  return told;
+}
+
 std::vector<std::string> CModel::Warnings(std::optional<std::int64_t> recordings) {
   UpdateRule();
   std::vector<std::string> result;

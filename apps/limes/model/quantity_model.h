@@ -119,6 +119,9 @@ class CQuantityModel {
   /// What the engineer should know; empty when all is well.
   virtual std::string Warning() { return ""; }
 
+  /// Where the spread is lost in the rounding of single precision, and --precise would keep it.
+  virtual std::string NeedsDouble() { return ""; }
+
   const std::string& Name() const { return name_; }
   const SUnit& XUnit() const { return xUnit_; }
   const SUnit& Unit() const { return unit_; }

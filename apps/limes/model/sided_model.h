@@ -16,8 +16,10 @@
 #include "apps/limes/measurement/promise_text.h"
 #include "apps/limes/model/defects.h"
 #include "apps/limes/model/quantity_model.h"
+#include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/learn_state.h"
 #include "limes/learning/limit_sureness.h"
+#include "limes/learning/precise_curve_tool.h"
 #include "limes/learning/score.h"
 #include "limes/learning/sided.h"
 #include "limes/platform/file_stream.h"
@@ -25,6 +27,27 @@
 #include "recordings/text.h"
 
 namespace limes::host {
+
+/// Reads the learn state of a store.
+template <class Tool>
+LearnStateStatus ReadState(Tool& tool, std::span<const std::uint8_t> record) {
+  CMemoryStream stream{record};
+  return tool.ReadState(stream);
+}
+
+/// Curves that were learnt in float until --precise was set are taken over as they are.
+inline LearnStateStatus ReadState(CPreciseCurveTool& tool, std::span<const std::uint8_t> record) {
+  CMemoryStream stream{record};
+  LearnStateStatus status = tool.ReadState(stream);
+  if (CKurvenLernWerkzeug plain; status == LearnStateStatus::kOtherKind) {
+    CMemoryStream again{record};
+    status = plain.ReadState(again);
+    if (status == LearnStateStatus::kOk && !tool.TakeFrom(plain)) {
+      status = plain.NrGelernt() > 0 ? LearnStateStatus::kMemory : LearnStateStatus::kContent;
+    }
+  }
+  return status;
+}
 
 /// What the limits of all kinds of quantities have in common: Tool learns one side.
 template <class Tool>
@@ -116,8 +139,7 @@ class CSidedModel : public CQuantityModel {
   }
 
   std::string SetState(const SStoredQuantity::SState& state) override {
-    CMemoryStream stream{std::span<const std::uint8_t>(state.record)};
-    const LearnStateStatus status = tools_[state.side].ReadState(stream);
+    const LearnStateStatus status = ReadState(tools_[state.side], state.record);
     if (status != LearnStateStatus::kOk) {
       return WideToUtf8(Text(status));
     }

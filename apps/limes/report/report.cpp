@@ -162,7 +162,8 @@ void PrintSummary(std::ostream& out, const SLearntSummary& s, const SSettings& s
   const std::string unit = Escaped(s.unit);
   const std::string xUnit = Escaped(s.xUnit);
   out << Escaped(s.name) << (unit.empty() ? "" : " [" + unit + "]") << ", " << SideText(s.side)
-      << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt";
+      << " limit, " << s.parts << (s.parts == 1 ? " part" : " parts") << " learnt"
+      << (settings.IsPrecise() && s.kind == "curve" ? " in double precision" : "");
   if (s.parts < settings.minParts) {
     out << " (judged from " << settings.minParts << " on)";
   }

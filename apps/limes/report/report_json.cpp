@@ -243,6 +243,9 @@ void PrintSummaryJson(std::ostream& out, const SLearntSummary& s, const SSetting
   json["side"] = SideText(s.side);
   const bool single = s.kind == "value";
   json["kind"] = s.kind;
+  if (settings.IsPrecise() && s.kind == "curve") {
+    json["precise"] = true;
+  }
   VisitSureness([&](const char* name, const auto& value) { json[name] = ToJson(value); },
                 s.sureness);
   json["learnt"] = s.parts;
