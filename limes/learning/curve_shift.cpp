@@ -52,42 +52,52 @@ double Correlation(std::span<const float> curve, std::span<const float> mean,
   return vary ? xy / std::sqrt(xx) / std::sqrt(yy) : kNone;
 }
 
+/// The top of a parabola through the correlations at a shift and beside it, half a step off at
+/// most.
+double BetweenSteps(std::span<const float> curve, std::span<const float> mean,
+                    std::ptrdiff_t steps) {
+  const double here = Correlation(curve, mean, steps);
+  const double before = Correlation(curve, mean, steps - 1);
+  const double behind = Correlation(curve, mean, steps + 1);
+  const double bend = 2.0 * here - before - behind;
+  if (before == kNone || here == kNone || behind == kNone || before == behind) {
+    return 0.0;
+  }
+  return bend > 0.0 ? std::clamp(0.5 * (behind - before) / bend, -0.5, 0.5)
+                    : std::copysign(0.5, behind - before);
+}
+
 }  // namespace
 
 SCurveShift FindShift(std::span<const float> curve, std::span<const float> mean, std::size_t lag) {
   const auto most = static_cast<std::ptrdiff_t>(std::min(lag, mean.size() / 2));
-  SCurveShift found;
+  std::ptrdiff_t at = 0;
   double best = kNone;
   for (std::ptrdiff_t steps = -most; steps <= most; ++steps) {
     const double here = Correlation(curve, mean, steps);
-    const bool nearer = std::abs(steps) < std::abs(found.steps);
-    if (here > best || (here == best && nearer)) {
+    if (here > best || (here == best && std::abs(steps) < std::abs(at))) {
       best = here;
-      found.steps = steps;
+      at = steps;
     }
   }
-  const std::ptrdiff_t at = found.steps;
   const double unmoved = Correlation(curve, mean, 0);
-  found.steps = 0;
+  SCurveShift found;
   found.correlation = best == kNone ? 0.0 : best;
-  if (best < kClear || at == 0 || (unmoved != kNone && 1.0 - best > kWorth * (1.0 - unmoved))) {
-    found.basis = best >= kClear ? ShiftBasis::kFound : ShiftBasis::kUnclear;
+  if (best < kClear) {
     return found;
   }
-  if (std::abs(at) == most) {
+  found.basis = ShiftBasis::kFound;
+  if (unmoved != kNone && 1.0 - best > kWorth * (1.0 - unmoved)) {
+    found.shift = BetweenSteps(curve, mean, 0);
+    return found;
+  }
+  if (at != 0 && std::abs(at) == most) {
     found.basis = ShiftBasis::kAtEdge;
     found.shift = static_cast<double>(at);
     return found;
   }
-  found.basis = ShiftBasis::kFound;
   found.steps = at;
-  const double before = Correlation(curve, mean, at - 1);
-  const double behind = Correlation(curve, mean, at + 1);
-  const double bend = 2.0 * best - before - behind;
-  found.shift = static_cast<double>(at);
-  if (before != kNone && behind != kNone && bend > 0.0) {
-    found.shift += 0.5 * (behind - before) / bend;
-  }
+  found.shift = static_cast<double>(at) + BetweenSteps(curve, mean, at);
   return found;
 }
 

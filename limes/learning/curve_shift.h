@@ -10,7 +10,7 @@ namespace limes {
 /// Why a curve is moved along x or stays where it was measured.
 enum class ShiftBasis {
   kFound,    ///< the largest correlation lies within the lag, clearly
-  kUnclear,  ///< the curves are too unlike, one is constant or empty, or moving gains too little
+  kUnclear,  ///< the curves are too unlike, or one is constant or empty
   kAtEdge,   ///< the correlation still grows at the lag: the curve lies further off, or elsewhere
 };
 
@@ -19,11 +19,11 @@ struct SCurveShift {
   ShiftBasis basis = ShiftBasis::kUnclear;
 
   /// Steps to move it by: value i + steps belongs where value i of the other one is. 0 unless
-  /// found.
+  /// found, and where moving gains too little.
   std::ptrdiff_t steps = 0;
 
-  /// The same between steps, by a parabola through the largest correlation and its neighbours; at
-  /// the edge the lag, unclear 0.
+  /// How far it lies off, between steps: by a parabola through the correlation there and its
+  /// neighbours, half a step from the steps at most; at the edge the lag, unclear 0.
   double shift = 0.0;
 
   double correlation = 0.0;  ///< there; unclear where nothing can be compared: 0

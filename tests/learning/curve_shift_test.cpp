@@ -41,6 +41,7 @@ TEST(CurveShift, Table) {
   } cases[] = {
       {"as the mean", Bump(0.0), mean, 8, ShiftBasis::kFound, 0, 0.0},
       {"late", Bump(5.0), mean, 8, ShiftBasis::kFound, 5, 5.0},
+      {"less than half a step", Bump(-0.4), mean, 8, ShiftBasis::kFound, 0, -0.4},
       {"early, between steps", Bump(-3.3), mean, 8, ShiftBasis::kFound, -3, -3.3},
       {"with gaps", gaps, mean, 8, ShiftBasis::kFound, 4, 4.0},
       {"too little is there", mostlyGaps, mean, 8, ShiftBasis::kUnclear, 0, 0.0},
