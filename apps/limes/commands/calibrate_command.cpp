@@ -131,6 +131,9 @@ class CCalibration {
         Take(part, options_.group      ? part.label.value_or("")
                    : settings_.cut > 0 ? std::to_string(file)
                                        : std::to_string(parts_.size()));
+        if (const std::string why = model_.FarOff(); !why.empty()) {
+          throw CInputError(part.name, why);
+        }
       }
     }
     if (parts_.empty()) {
@@ -190,6 +193,7 @@ class CCalibration {
   /// than kMostFolds times modes are formed.
   void ScoreByOtherModes() {
     constexpr std::size_t kMostFolds = 32;
+    FillWhatNoneHas();
     const std::size_t folds = std::min(groups_.size(), kMostFolds);
     for (std::size_t fold = 0; fold < folds; ++fold) {
       CCommonModes others(rule_.modes.value_or(0), CExpAverFacGenerator::kNoForgetting,
@@ -197,7 +201,11 @@ class CCalibration {
       for (const bool gaps : {false, true}) {  // the first part has none
         for (const SGoodPart& part : parts_) {
           if (part.group % folds != fold && HasGaps(part) == gaps) {
-            RequireAdded(others.Learn(part.measured) == LearnStatus::kOk);
+            const LearnStatus status = others.Learn(part.measured);
+            if (status == LearnStatus::kGaps) {
+              throw CUsageError("calibrate: none of the parts covers all that the others do");
+            }
+            RequireAdded(status == LearnStatus::kOk);
           }
         }
       }
@@ -216,6 +224,17 @@ class CCalibration {
           part.scores = {scores.above, scores.below,
                          rule_.whole ? std::optional(scores.whole) : std::nullopt};
         }
+      }
+    }
+  }
+
+  /// Where no part was measured, as all were moved or are shorter than the first, nothing varies.
+  void FillWhatNoneHas() {
+    for (std::size_t i = 0; i < parts_[0].measured.size(); ++i) {
+      const auto lacks = [&](const SGoodPart& part) { return std::isnan(part.measured[i]); };
+      if (std::all_of(parts_.begin(), parts_.end(), lacks)) {
+        std::for_each(parts_.begin(), parts_.end(),
+                      [&](SGoodPart& part) { part.measured[i] = 0.0; });
       }
     }
   }

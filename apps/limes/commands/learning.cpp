@@ -118,7 +118,9 @@ bool CLearning::IsHeld(CStore* store, const SLearntPart& part) const {
 
 /// True when the part was learnt; else it is noted why not.
 bool CLearning::TakePart(const SPart& part, SLearntPart& learnt, bool known, bool guards) {
-  if (std::string reason = model_.Prepare(part, options_.allowShort); !reason.empty()) {
+  std::string reason = model_.Prepare(part, options_.allowShort);
+  reason = reason.empty() && !options_.allowShort ? model_.FarOff() : reason;
+  if (!reason.empty()) {
     refused_.push_back({part.name, std::move(reason)});
     return false;
   }

@@ -210,6 +210,8 @@ CLI::App* AddRun(CLI::App& app, SOptions& o, const char* name, const char* help)
   AddReading(*command, o);
   AddSelection(*command, o);
   AddForming(*command, o);
+  Add(*command, "--align", o.settings.align, "move curves along x to what is learnt, at most LAG",
+      "LAG");
   AddRule(*command, o);
   command->footer("The store remembers the options; what is not given is as it was learnt.");
   return command;

@@ -154,6 +154,16 @@ void ValidateForming(const SSettings& s) {
   ValidateOrders(s);
 }
 
+void ValidateAlign(const SSettings& s) {
+  Require(!s.align || (std::isfinite(*s.align) && *s.align > 0.0), "--align must be positive");
+  Require(!s.align || (!s.values && s.single.empty() && !s.tracks),
+          "--align is for curves that cover the same range, not for --values, --single and "
+          "--tracks");
+  Require(!s.align || s.base == 0.0 || !(s.modes || s.whole),
+          "--align with --modes or --whole needs a --base of 0, as it would widen the limit of the "
+          "shift");
+}
+
 void ValidateCombinations(const SSettings& s) {
   Require(!(s.rows && s.values), "--rows and --values exclude each other");
   Require(s.longForm.empty() || !(s.rows || s.values), "--long excludes --rows and --values");
@@ -183,6 +193,7 @@ void ValidateCombinations(const SSettings& s) {
   Require((!s.modes && !s.whole) || !s.tracks,
           "--modes and --whole need parts that cover the same range, not --tracks");
   ValidatePrecise(s);
+  ValidateAlign(s);
   ValidateForming(s);
   const std::string variantFault = recordings::FaultOfVariant(s.variant, s.variantPattern);
   Require(variantFault.empty(), variantFault);

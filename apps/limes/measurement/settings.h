@@ -40,6 +40,7 @@ struct TRule {
   std::optional<std::int32_t> modes;  ///< common modes of all points; empty: none
   Field<bool> whole = Form::Default(false);         ///< judge how far all points lie out together
   std::optional<bool> precise;                      ///< curves are learnt in double; empty: no
+  std::optional<double> align;                      ///< curves are moved so far at most, in x
   Field<double> width = Form::Default(0.0);         ///< half-width of the running maximum, in x
   Field<std::int32_t> minParts = Form::Default(3);  ///< fewer learnt parts judge nothing
   Field<double> minShare =
@@ -72,6 +73,7 @@ struct TRule {
     visit("--base", Policy::kJudging, r.base...);
     visit("--reject", Policy::kJudging, r.reject...);
     visit("--factor", Policy::kJudging, r.factor...);
+    visit("--align", Policy::kFixed, r.align...);
     visit("--modes", Policy::kFixed, r.modes...);
     visit("--whole", Policy::kFixed, r.whole...);
     visit("--precise", Policy::kFixed, r.precise...);

@@ -69,6 +69,21 @@ class CAxisModel : public CSidedModel<Tool> {
     return Show(double{Grid().GetPoint(static_cast<int>(point))});
   }
 
+  SLearntMean LearntMean() const override {
+    if (Learnt() == 0) {
+      return {};
+    }
+    const CSigCurveExt& grid = Grid();
+    const float sign = tools_.Limited()[0] == Side::kLower ? -1.0F : 1.0F;
+    const double n = grid.DLen();
+    SLearntMean mean{grid.XMin(), (double{grid.XMax()} - grid.XMin()) / n,
+                     std::vector<float>(grid.DLen(), kNone)};
+    for (std::int32_t i = grid.IMin(); i <= grid.IMax(); ++i) {
+      mean.values[static_cast<std::size_t>(i)] = sign * grid.ValArray()[i];
+    }
+    return mean;
+  }
+
   template <class Number>
   void Append(std::vector<Number>& values) {
     const auto& fitted = tools_.Fitted(Side::kUpper);

@@ -13,11 +13,6 @@
 namespace limes::host {
 namespace {
 
-std::unique_ptr<CQuantityModel> Make(const SSettings& settings, const std::string& name,
-                                     const SUnit& xUnit, const SUnit& unit, bool single) {
-  return single ? MakeValueModel(settings, name, unit) : MakeAxisModel(settings, name, xUnit, unit);
-}
-
 void CheckNames(const SPart& part) {
   for (std::size_t i = 1; i < part.quantities.size(); ++i) {
     for (std::size_t k = 0; k < i; ++k) {
@@ -35,7 +30,11 @@ CModel::CModel(SSettings settings)
     : settings_(std::move(settings)),
       scores_(settings_.WhichSides(), settings_.base, settings_.whole),
       modes_(settings_),
-      drift_(settings_.drift) {}
+      drift_(settings_.drift) {
+  if (settings_.align) {
+    alignment_.emplace(*settings_.align, settings_.WhichSides());
+  }
+}
 
 CModel::CModel(CModel&&) noexcept = default;
 
@@ -60,7 +59,7 @@ void CModel::Load(const std::vector<SStoredQuantity>& quantities,
   scores_.Load(calibration, store);
   ruleStale_ = true;
   for (const SStoredQuantity& s : quantities) {
-    auto model = Make(settings_, s.name, s.xUnit, s.unit, s.single);
+    auto model = MakeModel(s.name, s.xUnit, s.unit, s.single);
     for (const Side side : model->Limited()) {
       const auto state = std::find_if(s.states.begin(), s.states.end(),
                                       [&](const auto& known) { return known.side == side; });
@@ -84,6 +83,7 @@ SJoined CModel::Join(CModel other) {
   UpdateRule();
   ruleStale_ = true;
   const bool empty = quantities_.empty();
+  CheckPlaces(other);
   for (auto& theirs : other.quantities_) {
     const auto mine = std::find_if(quantities_.begin(), quantities_.end(), [&](const auto& model) {
       return model->Name() == theirs->Name();
@@ -200,12 +200,13 @@ void CModel::CheckModeNames() const {
   }
 }
 
-std::string CModel::Prepare(const SPart& part, bool allowShort) {
+std::string CModel::Prepare(const SPart& measured, bool allowShort) {
+  const SPart& part = Aligned(measured);
   part_ = part.name;
   const bool first = quantities_.empty();
   for (std::size_t i = 0; first && i < part.quantities.size(); ++i) {
     const SQuantity& q = part.quantities[i];
-    quantities_.push_back(Make(settings_, q.name, q.xUnit, q.unit, q.single));
+    quantities_.push_back(MakeModel(q.name, q.xUnit, q.unit, q.single));
     if (frozen_) {
       quantities_.back()->Freeze();
     }
@@ -309,7 +310,8 @@ SFurthest CModel::Furthest() const {
   return furthest;
 }
 
-std::vector<float> CModel::Points(const SPart& part, const SPart& about) {
+std::vector<float> CModel::Points(const SPart& measured, const SPart& about) {
+  const SPart& part = Aligned(measured);
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
   });
@@ -370,7 +372,8 @@ std::string CModel::Learn(const SPart& part, bool allowShort, bool scored) {
   return refused;
 }
 
-SScores CModel::ScoreFurther(const SPart& part) {
+SScores CModel::ScoreFurther(const SPart& measured) {
+  const SPart& part = Aligned(measured);
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
   });
@@ -434,7 +437,8 @@ void CModel::UpdateRule() {
   }
   tooWide_.reset();
   for (const auto& model : quantities_) {
-    if (const double n = effective.value_or(model->Effective()); limit_.IsTooWide(n)) {
+    const double n = effective.value_or(model->Effective());
+    if (limit_.IsTooWide(n) && !IsShift(*model)) {
       tooWide_ = std::max({limit_.FactorAbove(n), limit_.FactorBelow(n),
                            settings_.whole ? CCommonModes::WholeLimit(limit_) : 0.0,
                            tooWide_.value_or(0.0)});
@@ -466,7 +470,8 @@ void CModel::Thaw() {
   }
 }
 
-SPartVerdict CModel::Judge(const SPart& part) {
+SPartVerdict CModel::Judge(const SPart& measured) {
+  const SPart& part = Aligned(measured);
   UpdateRule();
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
@@ -486,6 +491,7 @@ SPartVerdict CModel::Judge(const SPart& part) {
       }
     }
   }
+  HoldUnknownShifts();
   for (const auto& model : quantities_) {
     model->Judge(verdict, items);
   }

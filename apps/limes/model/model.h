@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
+#include "apps/limes/model/alignment.h"
 #include "apps/limes/model/drift_watch.h"
 #include "apps/limes/model/model_modes.h"
 #include "apps/limes/model/model_scores.h"
@@ -70,6 +72,10 @@ class CModel {
   /// little, unless that is allowed, or has no signal. Throws CInputError when it is another
   /// measurement.
   std::string Prepare(const SPart& part, bool allowShort);
+
+  /// Why the part that was prepared or scored last is not to be learnt though it fits: with --align
+  /// it lies too far off. Empty when all is well.
+  std::string FarOff() const;
 
   /// Scores the part that was prepared, by what is learnt now or was at Freeze.
   const SScoredPart& Score();
@@ -188,6 +194,20 @@ class CModel {
 
   void CheckModeNames() const;
 
+  std::unique_ptr<CQuantityModel> MakeModel(const std::string& name, const SUnit& xUnit,
+                                            const SUnit& unit, bool single) const;
+
+  /// The part as it is learnt and judged: with --align moved along x.
+  const SPart& Aligned(const SPart& part);
+
+  const CQuantityModel* Find(const std::string& name) const;
+  bool IsShift(const CQuantityModel& model) const;
+  void HoldUnknownShifts();
+
+  /// Throws CUsageError where curves were moved to elsewhere there.
+  void CheckPlaces(const CModel& other) const;
+  std::vector<std::string> UnknownShifts() const;
+
   /// Hands the values of the part that was prepared to the modes.
   void GatherForModes();
 
@@ -209,6 +229,7 @@ class CModel {
   std::set<std::string> told_;      ///< conversions of units
   std::vector<std::size_t> order_;  ///< position in the part of each quantity
   CModelScores scores_;
+  std::optional<CAlignment> alignment_;
   CModelModes modes_;
   CDriftWatch drift_;
   std::vector<SDriftFound> found_;

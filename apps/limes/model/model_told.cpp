@@ -147,6 +147,9 @@ std::vector<std::string> CModel::Warnings(std::optional<std::int64_t> recordings
       result.push_back(std::move(warning));
     }
   }
+  for (std::string& warning : UnknownShifts()) {
+    result.push_back(std::move(warning));
+  }
   return result;
 }
 

@@ -84,10 +84,10 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
   }
   const std::string difference =
       Difference(settings_, other.settings_,
-                 {"--tracks", "--cut",   "--detrend",    "--spectrum", "--resolution",
-                  "--bands",  "--level", "--weighting",  "--envelope", "--single",
-                  "--orders", "--sides", "--time-scale", "--base",     "--reject",
-                  "--factor", "--cover", "--sure",       "--width",    "--modes"});
+                 {"--tracks", "--cut",        "--detrend",  "--spectrum", "--resolution", "--bands",
+                  "--level",  "--weighting",  "--envelope", "--single",   "--orders",     "--sides",
+                  "--align",  "--time-scale", "--base",     "--reject",   "--factor",     "--cover",
+                  "--sure",   "--width",      "--modes"});
   if (!difference.empty()) {
     return difference;
   }

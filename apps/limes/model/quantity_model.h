@@ -9,6 +9,7 @@
 #include "apps/limes/measurement/learnt.h"
 #include "apps/limes/measurement/settings.h"
 #include "apps/limes/measurement/verdict.h"
+#include "apps/limes/model/alignment.h"
 #include "limes/learning/part_score.h"
 #include "limes/learning/tolerance.h"
 #include "limes/results/protocol_item_list.h"
@@ -83,6 +84,9 @@ class CQuantityModel {
   /// The same as they were measured, in double.
   virtual void AppendMeasured(std::vector<double>& values) = 0;
 
+  /// The mean in the sign of the measurement; nothing for a value.
+  virtual SLearntMean LearntMean() const { return {}; }
+
   /// Points of the grid, and where one lies; 1 and nothing for a value.
   virtual std::size_t Points() const = 0;
   virtual std::optional<double> PlaceOf(std::size_t point) const = 0;
@@ -156,6 +160,11 @@ class CQuantityModel {
 std::unique_ptr<CQuantityModel> MakeAxisModel(const SSettings& settings, const std::string& name,
                                               const SUnit& xUnit, const SUnit& unit);
 std::unique_ptr<CQuantityModel> MakeValueModel(const SSettings& settings, const std::string& name,
+                                               const SUnit& unit);
+
+/// The same of shifts, which are NaN where they cannot be told: such ones are neither learnt nor
+/// judged.
+std::unique_ptr<CQuantityModel> MakeShiftModel(const SSettings& settings, const std::string& name,
                                                const SUnit& unit);
 
 }  // namespace limes::host

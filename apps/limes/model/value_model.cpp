@@ -10,8 +10,8 @@ namespace {
 
 class CValueModel : public CSidedModel<CLernenderGrenzwert> {
  public:
-  CValueModel(const SSettings& settings, const std::string& name, const SUnit& unit)
-      : CSidedModel(settings, name, SUnit(), unit, true) {
+  CValueModel(const SSettings& settings, const std::string& name, const SUnit& unit, bool mayLack)
+      : CSidedModel(settings, name, SUnit(), unit, true), mayLack_(mayLack) {
     for (const Side side : tools_.Limited()) {
       tools_[side].NameIst(Utf8ToWide(name));
       tools_[side].Neustart(settings.timeScale);
@@ -20,15 +20,21 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
 
   std::string PrepareLearning(const SQuantity& quantity, const std::string& part,
                               bool /*allowShort*/) override {
-    CheckUnits(quantity, part);
-    value_ = quantity.value;
-    return Refusal(tools_.PrepareLearning(value_), part);
+    Take(quantity, part);
+    return fits_ ? Refusal(tools_.PrepareLearning(value_), part) : "";
   }
 
   void PrepareJudging(const SQuantity& quantity, const std::string& part) override {
-    CheckUnits(quantity, part);
-    value_ = quantity.value;
-    Refusal(tools_.PrepareJudging(value_), part);
+    Take(quantity, part);
+    if (fits_) {
+      Refusal(tools_.PrepareJudging(value_), part);
+    }
+  }
+
+  void Learn() override {
+    if (fits_) {
+      CSidedModel::Learn();
+    }
   }
 
   SPartScoring Score() override { return ScoreOf(value_); }
@@ -144,6 +150,13 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
   /// A smaller spread is that of the rounding of float; the quantity was constant.
   static constexpr float kFloatStep = 1.0F / (1 << 24);
 
+  void Take(const SQuantity& quantity, const std::string& part) {
+    CheckUnits(quantity, part);
+    value_ = quantity.value;
+    fits_ = !mayLack_ || !std::isnan(value_);
+  }
+
+  bool mayLack_;        ///< NaN is no fault
   double value_ = 0.0;  ///< that was prepared
 };
 
@@ -151,7 +164,12 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
 
 std::unique_ptr<CQuantityModel> MakeValueModel(const SSettings& settings, const std::string& name,
                                                const SUnit& unit) {
-  return std::make_unique<CValueModel>(settings, name, unit);
+  return std::make_unique<CValueModel>(settings, name, unit, false);
+}
+
+std::unique_ptr<CQuantityModel> MakeShiftModel(const SSettings& settings, const std::string& name,
+                                               const SUnit& unit) {
+  return std::make_unique<CValueModel>(settings, name, unit, true);
 }
 
 }  // namespace limes::host

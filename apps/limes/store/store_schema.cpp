@@ -258,7 +258,8 @@ ALTER TABLE past_part ADD COLUMN score_whole REAL;
 PRAGMA user_version = 9;
 )sql";
 
-/// How loud the signal was that a quantity was formed of.
+/// How loud the signal was that a quantity was formed of. Settings may move curves before they are
+/// judged, which older programs would leave out.
 constexpr const char* kVersion10 = R"sql(
 ALTER TABLE state ADD COLUMN rms REAL;
 ALTER TABLE base ADD COLUMN rms REAL;
