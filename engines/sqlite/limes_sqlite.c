@@ -261,7 +261,8 @@ static int GetStoredRule(sqlite3_context* context, sqlite3_value* settings, lime
       "'factor'), "
       "coalesce(json_extract(s, '$.factor'), json_extract(s, '$.reject'))), "
       "coalesce(json_extract(s, '$.factor'), json_extract(s, '$.reject')) IS NULL OR "
-      "json_extract(s, '$.width') <> 0 OR coalesce(json_extract(s, '$.modes'), 0) <> 0 "
+      "json_extract(s, '$.width') <> 0 OR coalesce(json_extract(s, '$.modes'), 0) <> 0 OR "
+      "coalesce(json_extract(s, '$.whole'), 0) <> 0 OR json_extract(s, '$.align') IS NOT NULL "
       "FROM (SELECT ?1 AS s)";
   sqlite3_stmt* statement = NULL;
   engine_error error = {"the settings are not those of a store"};
@@ -271,7 +272,7 @@ static int GetStoredRule(sqlite3_context* context, sqlite3_value* settings, lime
              sqlite3_step(statement) == SQLITE_ROW &&
              sqlite3_column_type(statement, 0) == SQLITE_TEXT;
   if (good && sqlite3_column_int(statement, 1) != 0) {
-    strcpy(error.text, "limits by --cover, --width or --modes are formed by the program alone");
+    strcpy(error.text, "limits by --cover, --width, --modes, --whole or --align are the program's");
     good = 0;
   } else if (good) {
     good = engine_read_rule((const char*)sqlite3_column_text(statement, 0),
