@@ -155,14 +155,44 @@ def test_the_whole_finds_what_is_small_everywhere(count):
     for part in parts:
         plain.learn(part)
         whole.learn(part)
-    ripple = limes.curve(50 + 0.7 * (-1.0) ** np.arange(40), 0, 40)
+    ripple = 50 + 0.7 * (-1.0) ** np.arange(40)
     assert plain.judge(ripple).verdict == limes.Verdict.PASS
     for _ in range(2):
         found = whole.judge(ripple)
         assert found.verdict == limes.Verdict.FAIL and found.whole > found.whole_limit
         assert len(found.amounts) == count
+        assert np.array_equal(found.residual, ripple - found.expected)
         assert sum(whole.judge(make()).verdict == limes.Verdict.FAIL for _ in range(200)) < 24
         whole.calibrate(parts)
     assert len(whole.calibration) == 120
     limit = pickle.loads(pickle.dumps(whole.promise))
     assert limit.whole == whole.promise.whole
+
+
+def test_modes_of_curves_judge_what_was_measured_where_it_was():
+    rng = np.random.default_rng(3)
+    unit = {"x_unit": "s", "y_unit": "N"}
+    make = lambda: 50 + (8 + rng.normal()) * np.cos(np.arange(40) / 10) + 0.1 * rng.normal(size=40)
+    modes = limes.Modes(1, reject=0.05)
+    for _ in range(120):
+        modes.learn(limes.curve(make(), 1, 5, **unit))
+    good = make()
+    later = limes.curve(good[2:], 1.2, 5, **unit)
+    told = pickle.loads(pickle.dumps(modes)).judge(later)
+    assert told.verdict == limes.Verdict.PASS and np.isnan(told.residual[:2]).all()
+    assert told.judged_share == 0.95 and told.x[3] == pytest.approx(1.3)
+    assert abs(told.residual[2:]).max() < 1 and pickle.loads(pickle.dumps(told)).verdict
+    assert modes.judge(later, min_share=0.96).verdict == limes.Verdict.NOT_JUDGED
+    covered = np.arange(40) < 30
+    assert modes.judge(limes.Part(limes.curve(good, 1, 5, **unit), covered)).judged_share == 0.75
+    for wrong, why in (
+        (limes.curve(good, 1, 5, x_unit="s", y_unit="V"), "unit"),
+        (limes.curve(good, 1, 9, **unit), "steps"),
+        (limes.curve(good, 100, 104, **unit), "point"),
+        (limes.curve(np.tile(good, 2), 1, 9, **unit), "covers"),
+        (limes.curve(np.zeros(40), 1, 5, **unit), "signal"),
+        (limes.curve(np.where(covered, good, np.nan), 1, 5, **unit), "finite"),
+        (good, "a curve"),
+    ):
+        with pytest.raises(ValueError, match=why):
+            modes.judge(wrong)
