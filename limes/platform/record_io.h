@@ -219,16 +219,10 @@ class LIMES_EXPORT RecordWriter {
   /// The numbers without their count.
   template <class T>
   void PutArray(std::span<const T> values) {
-    const std::size_t at = bytes_.size();
-    bytes_.resize(at + values.size_bytes());
     if constexpr (std::endian::native == std::endian::little) {
-      if (!values.empty()) {
-        std::memcpy(bytes_.data() + at, values.data(), values.size_bytes());
-      }
+      PutBytes(values.data(), values.size_bytes());
     } else {
-      for (std::size_t i = 0; i < values.size(); ++i) {
-        ToLittleEndian(values[i], bytes_.data() + at + i * sizeof(T));
-      }
+      PutEvery(values.data(), values.size(), 1, values.size());
     }
   }
 

@@ -150,11 +150,19 @@ TEST(RecordIo, ArraysAskBeforeMemoryGrows) {
 TEST(RecordIo, CrcKnownValueAndAnySplit) {
   const Bytes digits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
   EXPECT_EQ(detail::Crc32(digits), 0xCBF43926U);
-  Bytes bytes(67);
+  Bytes bytes(301);
   std::iota(bytes.begin(), bytes.end(), std::uint8_t{190});
+  bytes[150] = 0xFF;
   const std::span<const std::uint8_t> block(bytes);
+  std::uint32_t plain = 0;  // bit by bit
   for (std::size_t i = 0; i <= bytes.size(); ++i) {
+    EXPECT_EQ(detail::Crc32(block.first(i)), plain) << i;
     EXPECT_EQ(detail::Crc32(block.subspan(i), detail::Crc32(block.first(i))), detail::Crc32(block));
+    plain = ~plain ^ (i < bytes.size() ? bytes[i] : 0U);
+    for (int bit = 0; bit < 8; ++bit) {
+      plain = (plain & 1U) != 0 ? plain >> 1 ^ 0xEDB88320U : plain >> 1;
+    }
+    plain = ~plain;
   }
 }
 
