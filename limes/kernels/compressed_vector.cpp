@@ -114,10 +114,9 @@ bool CCompressedVector::WriteToFile(CFileStream& file) const {
 bool CCompressedVector::ReadFromFile(CFileStream& file) {
   detail::RecordReader in(file);
   SHead head;
-  Clear();
   if (!in.GetFields(head) || head.dataBytes < 0 ||
       !in.GetArray(data_, static_cast<std::uint64_t>(head.dataBytes))) {
-    data_.clear();
+    Clear();
     return false;
   }
   head_ = head;
