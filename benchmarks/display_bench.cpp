@@ -64,3 +64,5 @@ BENCHMARK(Thin)->Arg(10'000'000);
 BENCHMARK(Zoom)->Arg(10'000'000);
 
 }  // namespace
+
+BENCHMARK_MAIN();

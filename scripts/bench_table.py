@@ -1,5 +1,6 @@
 """Table of benchmark results: ours beside the best peer, by the names WHO/OPERATION/SIZE.
 
+Then the rows of TARGET_SIZES that take more than TARGET of the best peer's time.
 A label of ours names what the machine can do at most: the sum of Limit/KIND/SIZE over KIND+KIND.
 
 usage: bench_table.py RESULTS_DIR OUT_JSON
@@ -8,6 +9,10 @@ usage: bench_table.py RESULTS_DIR OUT_JSON
 import json
 import pathlib
 import sys
+
+
+TARGET = 1.05
+TARGET_SIZES = (1000, 100_000)
 
 
 def read(folder):
@@ -73,6 +78,11 @@ def main():
             f"{text(row['peer_ns'], 0):>14}{text(row['ratio'], 3):>11}"
             f"{text(row['fraction_of_limit'], 2):>10}  {names}"
         )
+    aimed = [row for row in table if row["ratio"] and row["size"] in TARGET_SIZES]
+    missed = [row for row in aimed if row["ratio"] > TARGET]
+    print(f"\nabove {TARGET} of the best peer: {len(missed)} of {len(aimed)} rows of 1e3 and 1e5")
+    for row in sorted(missed, key=lambda row: -row["ratio"]):
+        print(f"  {row['operation']:26}{row['size']:>10}{row['ratio']:8.2f}  {row['peer']}")
 
 
 if __name__ == "__main__":
