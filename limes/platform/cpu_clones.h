@@ -4,8 +4,9 @@
 /// and the processor decides at load which form runs. All forms give the same bits as long as
 /// -ffp-contract=off keeps the fused multiply-add that AVX-512 holds out of them. Only for
 /// functions outside of headers, and not for reductions that must stay in order. Empty where the
-/// compiler or the loader has no such choice; the thread sanitizer's run time is not ready yet when
-/// the choice is made. With LIMES_NARROW all processors run the same baseline form.
+/// compiler or the loader has no such choice, and with clang, of which version 14 compiles some
+/// functions for the first processor of the list alone; the thread sanitizer's run time is not
+/// ready yet when the choice is made. With LIMES_NARROW all processors run the same baseline form.
 /// LIMES_CLONES_AVX2 leaves AVX-512 out, whose comparisons cost more than they save in loops over
 /// lanes of 256 bits and in searches that end early.
 #if defined(__SANITIZE_THREAD__)
@@ -22,8 +23,7 @@
 #endif
 
 #if !defined(LIMES_CLONES)
-#if defined(__x86_64__) && defined(__linux__) && defined(__GLIBC__) && \
-    (!defined(__clang__) || __clang_major__ >= 14)
+#if defined(__x86_64__) && defined(__linux__) && defined(__GLIBC__) && !defined(__clang__)
 #define LIMES_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
 #define LIMES_CLONES_AVX2 __attribute__((target_clones("avx2", "default")))
 #else
