@@ -1,12 +1,19 @@
 // Prints a hash of the results of every operation and kernel, one per line. All builds on all
-// processors print the same lines. usage: same_bits [FILE]: prints where they differ from those in
-// the file, and returns 1 when they do.
+// processors print the same lines.
+// usage: same_bits [FILE]               prints where they differ from those in the file, and
+// returns
+//                                       1 when they do
+//        same_bits --write|--read FILE  writes one record of every kind, or reads what another
+//                                       processor wrote and compares with what it reads of its own
+#include <bit>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <map>
 
 #include "limes/learning/common_modes.h"
+#include "limes/platform/record_io.h"
 #include "tests/support/reduction_cases.h"
 #include "tests/trust/operations.h"
 
@@ -19,6 +26,25 @@ std::string Line(const std::string& name, const Sink& sink) {
   return std::string(hash) + " " + name;
 }
 
+/// Puts the bytes or shorts that a kernel sees in floats into the order that little-endian
+/// processors have them in, or back.
+void OrderParts(std::span<float> values, std::string_view name, std::string_view of) {
+  const auto sees = [&](std::string_view part) {
+    return std::endian::native == std::endian::big &&
+           name.find(std::string(part).append("(").append(of).append(")")) != name.npos;
+  };
+  const bool bytes = sees("Bytes");
+  if (!bytes && !sees("Shorts")) {
+    return;
+  }
+  for (float& value : values) {
+    const std::uint32_t halves = std::rotl(std::bit_cast<std::uint32_t>(value), 16);
+    const std::uint32_t swapped = (halves & 0x00FF00FFU) << 8 | (halves >> 8 & 0x00FF00FFU);
+    const std::uint32_t word = bytes ? swapped : halves;
+    std::memcpy(&value, &word, sizeof(value));
+  }
+}
+
 /// Kernels on blocks of all kinds of values, next to each other and with gaps.
 void Kernels(std::map<std::string, Sink>& sinks, const std::vector<KernelCase>& cases) {
   std::mt19937 random(12);
@@ -28,7 +54,13 @@ void Kernels(std::map<std::string, Sink>& sinks, const std::vector<KernelCase>& 
       for (const std::uint32_t inc : {1U, 3U}) {
         for (const std::uint32_t n : {1U, 7U, 64U, 333U}) {
           std::vector<float> block = values;
+          const auto order = [&] {
+            OrderParts(std::span(block).first(2048), c.name, "d");
+            OrderParts(std::span(block).last(2048), c.name, "s");
+          };
+          order();
           c.fast({block.data(), inc, block.data() + 2048, inc, n});
+          order();
           sinks[c.name] << block;
         }
       }
@@ -84,10 +116,64 @@ std::vector<std::string> AllLines() {
   return lines;
 }
 
+/// Every record there is, each behind its length.
+std::vector<std::uint8_t> Records() {
+  CMemoryStream all;
+  for (const Operation& operation : AllOperations()) {
+    if (operation.write) {
+      CMemoryStream file;
+      const bool written = operation.write(file);
+      detail::RecordWriter record;
+      record.Put(static_cast<std::uint32_t>(written ? file.Bytes().size() : 0));
+      record.PutArray(file.Bytes());
+      record.WriteTo(all);
+    }
+  }
+  return {all.Bytes().begin(), all.Bytes().end()};
+}
+
+/// How many records are not read as those of this processor.
+int CompareRead(CFileStream& theirs) {
+  CMemoryStream mine(Records());
+  const auto next = [](CFileStream& file) {
+    detail::RecordReader in(file);
+    std::uint32_t size = 0;
+    std::vector<std::uint8_t> bytes;
+    const bool whole = in.Get(size) && size > 0 && in.GetArray(bytes, size);
+    return whole ? bytes : std::vector<std::uint8_t>();
+  };
+  int differ = 0;
+  for (const Operation& operation : AllOperations()) {
+    if (operation.read) {
+      CMemoryStream other(next(theirs));
+      CMemoryStream own(next(mine));
+      const Outcome a = operation.read(other, [](bool) {});
+      const Outcome b = operation.read(own, [](bool) {});
+      if (!a.ok || !b.ok || a.after != b.after) {
+        std::cout << operation.name << " is read in another way\n";
+        ++differ;
+      }
+    }
+  }
+  return differ;
+}
+
 }  // namespace
 }  // namespace limes::test
 
 int main(int argc, char** argv) {
+  const std::string mode = argc > 2 ? argv[1] : "";
+  if (mode == "--write") {
+    const std::vector<std::uint8_t> bytes = limes::test::Records();
+    std::ofstream file(argv[2], std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    return file.flush() ? 0 : 1;
+  }
+  if (mode == "--read") {
+    limes::CDiskStream file(argv[2], limes::CDiskStream::Mode::kRead);
+    return limes::test::CompareRead(file) == 0 ? 0 : 1;
+  }
   const std::vector<std::string> lines = limes::test::AllLines();
   std::ifstream golden(argc > 1 ? argv[1] : "");
   int differ = 0;
