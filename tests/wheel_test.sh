@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes wheel and source distribution with the module that is built, installs the wheel to an empty
-# environment, with NumPy of the system, and runs the Python block of the README there. The source
-# distribution must hold all that the module is built of.
+# Makes a source distribution, of it a wheel with the module that is built, and runs the Python block
+# of the README with that in an empty environment. The source distribution must hold all that the
+# module is built of; scripts/wheel builds it of that.
 # usage: wheel_test.sh SOURCE_DIR BUILD_DIR
 set -eu
 source=$1 build=$2
@@ -13,9 +13,10 @@ mkdir "$work/limes"
 cd "$source"
 needed=(apps cmake limes python recordings CMakeLists.txt LICENSE MANIFEST.in README.md pyproject.toml
   setup.py)
-cp -r "${needed[@]}" "$work/limes"
-LIMES_MODULE=$build/python/limes /usr/bin/python3 -m build --no-isolation --sdist --wheel \
-  --outdir "$work/out" "$work/limes" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+cp -rL "${needed[@]}" "$work/limes"
+scripts/sbom --notices "$work/limes/NOTICES"
+LIMES_MODULE=$build/python/limes /usr/bin/python3 -m build --no-isolation --outdir "$work/out" \
+  "$work/limes" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 
 tar -tzf "$work"/out/limes-*.tar.gz | sed 's|^[^/]*/||' | sort >"$work/has"
 find apps cmake limes python recordings -type f -not -path 'python/tests/*' -not -name '*.pyc' |
@@ -23,11 +24,6 @@ find apps cmake limes python recordings -type f -not -path 'python/tests/*' -not
 missing=$(comm -13 "$work/has" "$work/wants")
 [ -z "$missing" ] || { echo "not in the source distribution: $missing"; exit 1; }
 
-/usr/bin/python3 -m venv --system-site-packages "$work/env"
-"$work/env/bin/pip" install -q --no-index --no-deps "$work"/out/limes-*.whl
-awk '/^```python$/ { on = 1; next } /^```$/ { on = 0 } on' README.md >"$work/block.py"
-cd "$work/env"
-unset PYTHONPATH
-bin/python -c 'import limes, sys; assert limes.__file__.startswith(sys.prefix), limes.__file__'
-bin/python "$work/block.py"
-ls lib/python3*/site-packages/limes/_limes.pyi >/dev/null
+tests/wheel_run.sh "$work"/out/limes-*.whl "$work/env" README.md
+ls "$work"/env/lib/python3*/site-packages/limes/_limes.pyi \
+  "$work"/env/lib/python3*/site-packages/limes-*.dist-info/{LICENSE,NOTICES} >/dev/null
