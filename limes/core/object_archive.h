@@ -33,7 +33,7 @@ class LIMES_EXPORT CSObject : public CObject {
 /// Words: 0 marker, 1 count of words in use (these 42 included), 2..41 the archive's name, one
 /// sign-extended character per word, then the data in the order stored. An object is 40 words with
 /// its class name, then its fields. No operation throws; failures are 0 or null.
-/// One thread at a time.
+/// One thread at a time. Neither copied nor moved: what it stores and loads holds a pointer to it.
 class LIMES_EXPORT CSerializer : public CObject {
  public:
   static constexpr std::uint32_t kHeaderWords = 42;
