@@ -55,11 +55,17 @@ SReadSettings SettingsOf(const py::dict& given) {
       },
       settings);
   if (taken < given.size()) {
+    const std::vector<std::string> all = Keywords();
     std::string known;
-    for (const std::string& keyword : Keywords()) {
+    for (const std::string& keyword : all) {
       known += (known.empty() ? "" : ", ") + keyword;
     }
-    throw py::type_error("keywords are " + known);
+    std::string unknown;
+    for (const auto& [key, value] : given) {
+      const auto keyword = key.cast<std::string>();
+      unknown = std::find(all.begin(), all.end(), keyword) == all.end() ? keyword : unknown;
+    }
+    throw py::type_error("there is no keyword " + unknown + "; keywords are " + known);
   }
   return host::Resolve(settings, std::nullopt, true);
 }

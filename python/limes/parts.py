@@ -129,7 +129,10 @@ class Part:
 
     def __post_init__(self) -> None:
         if not isinstance(self.curve, _limes.CSigCurveExt):
-            raise TypeError(f"a part is a CSigCurveExt or a Part, not {type(self.curve).__name__}")
+            raise TypeError(
+                f"a part is a curve, as limes.curve(values, x_min, x_max) makes it, a Part, what "
+                f"limes.read gives, a Series or a DataArray, not {type(self.curve).__name__}"
+            )
         if self.covered is not None and np.asarray(self.covered).dtype.kind != "b":
             raise TypeError("covered is a row of truth values")
 
