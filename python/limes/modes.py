@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _limes
-from .parts import Given, Measured, given
+from .parts import Given, Measured, check_rate, given
 
 _FOLDS = 32
 _SHARE = 0.9  # of the points, measured of a part, or of a part within what is learnt
@@ -45,6 +45,9 @@ class Modes:
     def __init__(
         self, modes: int = 3, *, reject: float = 0.01, base: float = 0.0, whole: bool = False
     ):
+        check_rate(reject)
+        if modes < 0:
+            raise ValueError(f"modes must not be negative, not be {modes}")
         self._modes = modes
         self._whole = whole
         self._first: Given | None = None
@@ -72,6 +75,8 @@ class Modes:
         """Replaces the scores by those of good parts, each by the modes of the others: a 32nd of
         them is left out at a time. ValueError when modes cannot be formed of the others."""
         rows = [self._row(part)[0] for part in parts]
+        if not rows:
+            raise ValueError("no parts to calibrate with")
         folds = min(len(rows), _FOLDS)
         calibration = _limes.Calibration(whole=self._whole)
         for fold in range(folds):

@@ -138,6 +138,10 @@ def test_modes_find_what_the_points_hide():
     assert found.verdict == limes.Verdict.FAIL and list(found.beyond) == [11]
     far = modes.judge(50 + 60 * way)
     assert far.verdict == limes.Verdict.FAIL and abs(far.amounts[0]) > far.amount_limit
+    half = make()
+    half[::2] = np.nan
+    assert modes.judge(half).verdict == limes.Verdict.NOT_JUDGED
+    assert modes.judge(half, min_share=0.5).verdict == limes.Verdict.PASS
     with pytest.raises(ValueError):
         modes.learn(make()[:39])
     again = pickle.loads(pickle.dumps(modes.tool))
@@ -189,7 +193,7 @@ def test_modes_of_curves_judge_what_was_measured_where_it_was():
         (limes.curve(good, 1, 5, x_unit="s", y_unit="V"), "unit"),
         (limes.curve(good, 1, 9, **unit), "steps"),
         (limes.curve(good, 100, 104, **unit), "point"),
-        (limes.curve(np.tile(good, 2), 1, 9, **unit), "covers"),
+        (limes.curve(np.tile(good, 2), 1, 9, **unit), "covers too little"),
         (limes.curve(np.zeros(40), 1, 5, **unit), "signal"),
         (limes.curve(np.where(covered, good, np.nan), 1, 5, **unit), "finite"),
         (good, "a curve"),
