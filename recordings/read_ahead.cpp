@@ -1,6 +1,7 @@
 #include "recordings/read_ahead.h"
 
 #include <algorithm>
+#include <exception>
 #include <functional>
 #include <utility>
 
@@ -27,8 +28,17 @@ CReadAhead::CReadAhead(std::vector<const SReadContext*> contexts, const SSelecti
     : contexts_(std::move(contexts)), selection_(selection), most_(jobs), slots_(contexts_.size()) {
   const auto files = static_cast<std::size_t>(std::count_if(
       contexts_.begin(), contexts_.end(), [](const auto* c) { return c != nullptr; }));
-  for (std::size_t i = 0; i < std::min<std::size_t>(jobs, files); ++i) {
-    threads_.emplace_back([this] { Work(); });
+  const std::size_t wanted = std::min<std::size_t>(jobs, files);
+  threads_.reserve(wanted);
+  try {
+    while (threads_.size() < wanted) {
+      threads_.emplace_back([this] { Work(); });
+    }
+  } catch (const std::exception&) {
+    if (threads_.empty()) {
+      throw;
+    }
+    // fewer threads read the same
   }
 }
 
@@ -44,6 +54,16 @@ CReadAhead::~CReadAhead() {
 }
 
 void CReadAhead::Work() {
+  try {
+    ReadFiles();
+  } catch (...) {  // memory is short for what is handed over itself
+    const std::lock_guard lock(mutex_);
+    failure_ = std::current_exception();
+  }
+  changed_.notify_all();
+}
+
+void CReadAhead::ReadFiles() {
   std::unique_ptr<CFormer> former;
   for (;;) {
     std::size_t file = 0;
@@ -69,8 +89,8 @@ void CReadAhead::Work() {
 
 bool CReadAhead::WaitForTurn(std::size_t file) {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [&] { return ends_ || turn_ == file; });
-  return !ends_;
+  changed_.wait(lock, [&] { return ends_ || failure_ != nullptr || turn_ == file; });
+  return !ends_ && turn_ == file;
 }
 
 void CReadAhead::EndTurn() {
@@ -171,7 +191,10 @@ void CReadAhead::Take(const NoteTaker& note) {
   {
     std::unique_lock lock(mutex_);
     SSlot& slot = slots_[current_];
-    changed_.wait(lock, [&] { return !slot.batches.empty(); });
+    changed_.wait(lock, [&] { return !slot.batches.empty() || failure_ != nullptr; });
+    if (slot.batches.empty()) {
+      std::rethrow_exception(failure_);
+    }
     if (slot.used.empty()) {
       slot.used.swap(taken_.items);
     }
@@ -203,7 +226,10 @@ void CReadAhead::Open(std::size_t file, const NoteTaker& note, const std::functi
     }
     return;
   }
-  WaitForTurn(file);
+  if (!WaitForTurn(file)) {
+    const std::lock_guard lock(mutex_);
+    std::rethrow_exception(failure_);
+  }
   struct Turn {
     CReadAhead& ahead;
     ~Turn() { ahead.EndTurn(); }

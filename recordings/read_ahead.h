@@ -66,6 +66,7 @@ class CReadAhead {
   };
 
   void Work();
+  void ReadFiles();
   void Read(std::size_t file, CFormer& former);
   bool Opens(std::size_t file, std::unique_ptr<CPartFile>& opened, SBatch& batch);
   bool ReadItem(std::size_t file, std::size_t place, CPartFile& opened, CFormer& former,
@@ -86,6 +87,7 @@ class CReadAhead {
   std::size_t turn_ = 0;     ///< file that may be opened: how tables are written is found in order
   std::size_t current_ = 0;  ///< file that is taken
   bool ends_ = false;
+  std::exception_ptr failure_;  ///< of a thread, which then ended
   std::vector<std::thread> threads_;
 
   SBatch taken_;  ///< the rest is the taker's own

@@ -1,8 +1,13 @@
 #include "apps/limes/commands/commands.h"
 
+#include <cxxabi.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <ostream>
+#include <typeinfo>
 
 #include "apps/limes/errors.h"
 #include "apps/limes/plant/connection.h"
@@ -58,9 +63,21 @@ int Dispatch(const SOptions& options, SConsole& console) {
   return RunDemo(options, console);
 }
 
+constexpr const char* kNoMemory = "limes: not enough memory\n";
+
+/// Says so without asking for any.
+int FailForMemory(SConsole& console) {
+  console.err << kNoMemory;
+  return static_cast<int>(ExitCode::kStore);
+}
+
 /// No name in the text forges a line, and no password is told.
 int Fail(SConsole& console, ExitCode code, std::string_view text) {
-  console.err << "limes: " << Escaped(WithoutPasswords(text)) << '\n';
+  try {
+    console.err << "limes: " << Escaped(WithoutPasswords(text)) << '\n';
+  } catch (const std::bad_alloc&) {
+    return FailForMemory(console);
+  }
   return static_cast<int>(code);
 }
 
@@ -69,6 +86,17 @@ int Fail(SConsole& console, ExitCode code, std::string_view text) {
 bool IsCalled(const std::string& part, const std::string& name) {
   return part == name || (part.size() > name.size() && part.ends_with(name) &&
                           part[part.size() - name.size() - 1] == '/');
+}
+
+void EndWhenMemoryIsShort() {
+  std::set_terminate([] {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    if (type == nullptr || *type != typeid(std::bad_alloc)) {
+      std::abort();
+    }
+    std::fputs(kNoMemory, stderr);
+    std::_Exit(static_cast<int>(ExitCode::kStore));
+  });
 }
 
 int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
@@ -90,7 +118,7 @@ int RunHost(const std::vector<std::string>& arguments, SConsole& console) {
   } catch (const CInputError& e) {
     return Fail(console, ExitCode::kBadInput, e.what());
   } catch (const std::bad_alloc&) {
-    return Fail(console, ExitCode::kStore, "not enough memory");
+    return FailForMemory(console);
   } catch (const std::exception& e) {
     return Fail(console, ExitCode::kStore, e.what());
   }

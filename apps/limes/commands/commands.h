@@ -8,6 +8,10 @@
 
 namespace limes::host {
 
+/// Ends the process with the message and code of short memory where that is found out in clearing
+/// up, which nothing can be thrown from. The store is left as by a kill: whole.
+void EndWhenMemoryIsShort();
+
 /// Runs one command line (without the program's name) and returns the exit code. Throws nothing.
 int RunHost(const std::vector<std::string>& arguments, SConsole& console);
 
