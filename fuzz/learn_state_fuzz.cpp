@@ -1,4 +1,4 @@
-// Learn states: the first byte picks the kind (bits 0, 2, 3, 4 and 5) and, by bit 1, whether the
+// Learn states: the first byte picks the kind (bits 0 and 2 to 6) and, by bit 1, whether the
 // checksum is made right, so that the fields behind it are reached. What is read is written again
 // and read with the same bytes.
 #include <cmath>
@@ -11,6 +11,8 @@
 #include "limes/learning/curve_learning_tool.h"
 #include "limes/learning/drift_alarm.h"
 #include "limes/learning/learning_limit_value.h"
+#include "limes/learning/limit_sureness.h"
+#include "limes/learning/precise_curve_tool.h"
 #include "limes/learning/track_learning_tool.h"
 #include "limes/platform/record_io.h"
 #include "limes/signals/extended_curve.h"
@@ -51,6 +53,25 @@ void RunCurves(Input input) {
     tool.Judge(probe);
     CSigCurveExt fitted;
     static_cast<void>(CSigCurveAssistent::FitTo(probe, *tool.Mittelwert(), fitted));
+  }
+}
+
+void RunPrecise(Input input) {
+  CPreciseCurveTool tool;
+  if (Reads(input, tool)) {
+    const CSigCurveExt probe = *tool.Mittelwert();
+    SurenessOf(tool);
+    static_cast<void>(tool.JudgePart(probe));
+    CFittedPart fitted;
+    if (tool.Fit(probe, fitted) == PartStatus::kOk) {
+      const std::vector<float> spread(probe.DLen(), 1.0F);
+      std::vector<SCurveExcess> regions;
+      tool.JudgeExpected(fitted, probe.Values(), spread, 0.5, regions);
+    }
+    static_cast<void>(tool.LearnPart(probe));
+    Require(tool.Merge(tool) == MergeStatus::kOk);
+    CKurvenLernWerkzeug plain;
+    Require(plain.TakeFrom(tool) && tool.TakeFrom(plain));
   }
 }
 
@@ -101,7 +122,9 @@ void Try(Input input) {
     const Input covered(bytes.data(), bytes.size() - 4);
     detail::ToLittleEndian(detail::Crc32(covered), bytes.data() + covered.size());
   }
-  if ((way & 32U) != 0) {
+  if ((way & 64U) != 0) {
+    RunPrecise(bytes);
+  } else if ((way & 32U) != 0) {
     RunModes(bytes);
   } else if ((way & 8U) != 0) {
     (way & 16U) != 0 ? RunDriftAlarm(bytes) : RunCalibration(bytes);
