@@ -4,6 +4,8 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -11,9 +13,11 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "apps/limes/commands/ending.h"
 #include "apps/limes/store/database.h"
 #include "tests/host/host_fixture.h"
 
@@ -216,9 +220,38 @@ class PowerCut : public test::HostTest {
     recorder.Add(SOperation::kReported, store_, parts);
     recorder.Add(SOperation::kNoted, store_, 0, Read(store_ + "-last"));
   }
+
+  /// Watches a folder until its files are told.
+  void Watch() {
+    const std::filesystem::path in = File("in");
+    std::filesystem::create_directory(in);
+    std::vector<std::filesystem::path> told;
+    for (const int number : {30, 31}) {
+      const std::filesystem::path table = Table(number);
+      told.emplace_back(in / table.filename()) += ".limes.json";
+      std::filesystem::rename(table, in / table.filename());
+    }
+    std::atomic<bool> ended = false;
+    std::thread waiting([&] {
+      const auto isTold = [](const auto& path) { return std::filesystem::exists(path); };
+      for (int i = 0; i < 3000 && !std::all_of(told.begin(), told.end(), isTold); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+      while (!ended) {
+        CEnding::Want();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+    });
+    Run({"watch", in.string(), "--beside", "--still", "0.01"});
+    ended = true;
+    waiting.join();
+    EXPECT_TRUE(std::filesystem::exists(told.back()));
+  }
 };
 
 TEST_F(PowerCut, LosesNothingThatWasReported) {
+  const std::string there = File("other.limes");
+  ASSERT_EQ(RunLimes({"learn", there, Table(20), Table(21), "--values"}).code, 0);
   recorder.records = true;
   Run({"learn", Table(1), Table(2), "--values"});
   std::optional<CDatabase> other;  // while others read nothing is carried over from the log
@@ -229,7 +262,9 @@ TEST_F(PowerCut, LosesNothingThatWasReported) {
   Run({"learn", Table(7), Table(8), "--guard"});
   other.reset();
   Run({"forget", Table(3) + ":2"});
+  Run({"merge", there});
   Run({"set", "--reject", "2%"});
+  Watch();
   recorder.records = false;
 
   const char* const wanted = std::getenv("LIMES_POWER_CUTS");
