@@ -367,8 +367,10 @@ void CAxisModel<Tool>::Update() {
       }
       spreads_[CSidedJudgement::Index(side)] = &spread;
     } else {
-      tools_[side].UpdateLimit();
-      tools_[side].StandardAbwBilden();
+      const bool formed = tools_[side].UpdateLimit() != 0 && tools_[side].StandardAbwBilden() != 0;
+      if (!formed && Learnt() > 0) {
+        throw std::bad_alloc();
+      }
     }
   }
   this->stale_ = false;
