@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "limes/learning/part_score.h"
@@ -14,7 +15,7 @@ namespace {
 constexpr double kNoSpread = 0x1p-24;  ///< of |M|: S is a rounding of the values
 constexpr double kRounding = 1e-14;    ///< of the mean square, in the variance
 constexpr double kLeftOut = 1e-15;     ///< of the squares left out, in the variance
-constexpr double kNone = -INFINITY;
+constexpr double kNone = -std::numeric_limits<double>::infinity();
 
 /// The larger excesses of points with the same number of parts, and the scores so far.
 class Worst {

@@ -44,7 +44,9 @@ CSigCurveArray::CSigCurveArray(int n) {
   }
 }
 
-CSigCurveArray::CSigCurveArray(const CSigCurveArray& other, bool deep) { Copy(other, deep); }
+CSigCurveArray::CSigCurveArray(const CSigCurveArray& other, bool deep) {
+  CSigCurveArray::Copy(other, deep);
+}
 
 CSigCurveArray& CSigCurveArray::operator=(const CSigCurveArray& other) {
   Copy(other, true);

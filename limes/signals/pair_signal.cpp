@@ -36,7 +36,7 @@ CSigPairs& CSigPairs::operator=(const CSigPairs& other) {
 }
 
 CSigPairs::CSigPairs(CSigPairs&& other) noexcept
-    : CSignal(std::move(other)),
+    : CSignal(static_cast<CSignal&&>(other)),
       count_(std::min(other.count_, DLen() / 2)),
       parameter_(other.parameter_),
       nummer_(other.nummer_),
@@ -52,7 +52,7 @@ CSigPairs::CSigPairs(CSigPairs&& other) noexcept
 }
 
 CSigPairs& CSigPairs::operator=(CSigPairs&& other) noexcept {
-  CSignal::operator=(std::move(other));
+  CSignal::operator=(static_cast<CSignal&&>(other));
   if (other.DLen() == 0) {
     other.EmptyRun();
   }

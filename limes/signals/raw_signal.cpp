@@ -69,7 +69,7 @@ CSigRaw& CSigRaw::operator=(const CSigRaw& other) {
   return *this;
 }
 
-CSigRaw::CSigRaw(CSigRaw&& other) noexcept : CSObject(other) {
+CSigRaw::CSigRaw(CSigRaw&& other) noexcept : CSObject(static_cast<CSObject&&>(other)) {
   WhileYielding(other, [&] { CopyWords(other); });
 }
 
