@@ -12,7 +12,7 @@ if(LIMES_WERROR)
 endif()
 if(LIMES_SANITIZE)
   target_compile_options(limes_build_flags INTERFACE -fsanitize=${LIMES_SANITIZE}
-    -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   target_link_options(limes_build_flags INTERFACE -fsanitize=${LIMES_SANITIZE})
   target_compile_definitions(limes_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
 endif()
@@ -39,6 +39,19 @@ function(limes_install_headers component)
   endforeach()
 endfunction()
 
+# Tests spend their time in the library: compiling them is what costs, with sanitizers most of all.
+# Only those of kernels have plain loops of their own to compare with.
+function(limes_test_options target)
+  target_link_libraries(${target} PRIVATE limes_static limes_build_flags GTest::gmock
+    GTest::gtest_main)
+  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
+  if(LIMES_SANITIZE AND NOT target STREQUAL "limes_kernels_tests")
+    target_compile_options(${target} PRIVATE -O0)
+  else()
+    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1>)
+  endif()
+endfunction()
+
 # One program per folder of tests: limes_test_dir(core) builds tests/core/*_test.cpp.
 function(limes_test_dir name)
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*_test.cpp")
@@ -46,13 +59,10 @@ function(limes_test_dir name)
     return()
   endif()
   add_executable(limes_${name}_tests ${sources})
-  target_link_libraries(limes_${name}_tests PRIVATE limes_static limes_build_flags
-    GTest::gmock GTest::gtest_main ${ARGN})
-  target_include_directories(limes_${name}_tests PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(limes_${name}_tests PRIVATE ${ARGN})
   target_compile_definitions(limes_${name}_tests PRIVATE
     LIMES_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data" LIMES_LIBRARY_FILE="$<TARGET_FILE:limes>")
-  # Tests spend their time in the library: compiling them is what costs.
-  target_compile_options(limes_${name}_tests PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1>)
+  limes_test_options(limes_${name}_tests)
   add_dependencies(limes_${name}_tests limes)
   gtest_discover_tests(limes_${name}_tests TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 600)
@@ -67,7 +77,7 @@ function(limes_fuzz_target name)
     target_compile_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
     target_link_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
   else()
-    target_sources(${name}_fuzz PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/replay_main.cpp")
+    target_link_libraries(${name}_fuzz PRIVATE limes_replay)
     if(LIMES_TESTS)
       add_test(NAME fuzz.${name} COMMAND ${name}_fuzz "${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name}")
     endif()
