@@ -272,7 +272,7 @@ static int GetStoredRule(sqlite3_context* context, sqlite3_value* settings, lime
              sqlite3_step(statement) == SQLITE_ROW &&
              sqlite3_column_type(statement, 0) == SQLITE_TEXT;
   if (good && sqlite3_column_int(statement, 1) != 0) {
-    strcpy(error.text, "limits by --cover, --width, --modes, --whole or --align are the program's");
+    strcpy(error.text, "--cover, --width, --modes, --whole, --align: limits of the program alone");
     good = 0;
   } else if (good) {
     good = engine_read_rule((const char*)sqlite3_column_text(statement, 0),
