@@ -30,6 +30,7 @@ if(LIMES_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-limes)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11), python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "limes")  # reads MAT and HDF5 files
 endif()
 if(TARGET limes_sqlite)
   list(APPEND CPACK_COMPONENTS_ALL sqlite)
