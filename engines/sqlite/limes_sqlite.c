@@ -6,8 +6,7 @@
  *   limes_limit(state)                 table: x, mean, spread, lower, upper
  *   limes_learnt(state)                number of parts
  *   limes_of_store(side, record, settings, scores)
- *                                      aggregate: a state of what a store of the program keeps
- * apart
+ *                                      aggregate: a state of what a store keeps apart
  *
  * A part is a number, or a blob of floats (doubles with type=float64 in the grid) in the byte order
  * of the machine. Grid and rule are texts of words key=value: see engine.h. NULL is no part: it is
@@ -18,6 +17,7 @@
 #include <string.h>
 
 #include "engines/common/engine.h"
+#include "engines/sqlite/limits_table.h"
 
 SQLITE_EXTENSION_INIT1
 
@@ -376,123 +376,6 @@ static void Learnt(sqlite3_context* context, int count, sqlite3_value** values) 
   }
 }
 
-/* The table of limes_limit(state): its hidden column is the state. */
-enum { kState = 5 };
-
-typedef struct Cursor {
-  sqlite3_vtab_cursor base;
-  engine_limits limits;
-  size_t row;
-} Cursor;
-
-static int Connect(sqlite3* db, void* none, int count, const char* const* arguments,
-                   sqlite3_vtab** table, char** error) {
-  int status = sqlite3_declare_vtab(db,
-                                    "CREATE TABLE x(x REAL, mean REAL, spread REAL, lower REAL, "
-                                    "upper REAL, state HIDDEN)");
-  (void)none;
-  (void)count;
-  (void)arguments;
-  (void)error;
-  if (status == SQLITE_OK) {
-    *table = sqlite3_malloc(sizeof **table);
-    status = *table == NULL ? SQLITE_NOMEM : SQLITE_OK;
-  }
-  if (status == SQLITE_OK) {
-    memset(*table, 0, sizeof **table);
-    sqlite3_vtab_config(db, SQLITE_VTAB_INNOCUOUS);
-  }
-  return status;
-}
-
-static int Disconnect(sqlite3_vtab* table) {
-  sqlite3_free(table);
-  return SQLITE_OK;
-}
-
-static int BestIndex(sqlite3_vtab* table, sqlite3_index_info* info) {
-  int i;
-  (void)table;
-  for (i = 0; i < info->nConstraint; ++i) {
-    if (info->aConstraint[i].iColumn == kState && info->aConstraint[i].usable &&
-        info->aConstraint[i].op == SQLITE_INDEX_CONSTRAINT_EQ) {
-      info->aConstraintUsage[i].argvIndex = 1;
-      info->aConstraintUsage[i].omit = 1;
-      info->estimatedCost = 1000.0;
-      return SQLITE_OK;
-    }
-  }
-  return SQLITE_CONSTRAINT; /* without a state there is no limit */
-}
-
-static int Open(sqlite3_vtab* table, sqlite3_vtab_cursor** cursor) {
-  Cursor* made = sqlite3_malloc(sizeof *made);
-  (void)table;
-  if (made == NULL) {
-    return SQLITE_NOMEM;
-  }
-  memset(made, 0, sizeof *made);
-  *cursor = &made->base;
-  return SQLITE_OK;
-}
-
-static int Close(sqlite3_vtab_cursor* cursor) {
-  engine_free_limits(&((Cursor*)cursor)->limits);
-  sqlite3_free(cursor);
-  return SQLITE_OK;
-}
-
-static int Filter(sqlite3_vtab_cursor* base, int number, const char* text, int count,
-                  sqlite3_value** values) {
-  Cursor* cursor = (Cursor*)base;
-  limes_limit* limit = NULL;
-  limes_status status = LIMES_STATE;
-  (void)number;
-  (void)text;
-  engine_free_limits(&cursor->limits);
-  cursor->row = 0;
-  if (count < 1 || sqlite3_value_type(values[0]) == SQLITE_NULL) {
-    return SQLITE_OK;
-  }
-  if (sqlite3_value_type(values[0]) == SQLITE_BLOB) {
-    status =
-        limes_read(sqlite3_value_blob(values[0]), (size_t)sqlite3_value_bytes(values[0]), &limit);
-  }
-  if (status == LIMES_OK) {
-    status = engine_make_limits(limit, &cursor->limits);
-  }
-  limes_free(limit);
-  if (status == LIMES_OK || status == LIMES_NOTHING) {
-    return SQLITE_OK;
-  }
-  base->pVtab->zErrMsg = sqlite3_mprintf("limes: %s", limes_status_text(status));
-  return status == LIMES_MEMORY ? SQLITE_NOMEM : SQLITE_ERROR;
-}
-
-static int Next(sqlite3_vtab_cursor* cursor) {
-  ++((Cursor*)cursor)->row;
-  return SQLITE_OK;
-}
-
-static int Eof(sqlite3_vtab_cursor* cursor) {
-  return ((Cursor*)cursor)->row >= ((Cursor*)cursor)->limits.count;
-}
-
-static int Column(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) {
-  const Cursor* cursor = (const Cursor*)base;
-  const double* const columns[] = {cursor->limits.x, cursor->limits.mean, cursor->limits.spread,
-                                   cursor->limits.lower, cursor->limits.upper};
-  if (column >= 0 && column < kState) {
-    sqlite3_result_double(context, columns[column][cursor->row]); /* NULL for NaN */
-  }
-  return SQLITE_OK;
-}
-
-static int Rowid(sqlite3_vtab_cursor* cursor, sqlite3_int64* row) {
-  *row = (sqlite3_int64)((Cursor*)cursor)->row;
-  return SQLITE_OK;
-}
-
 static void FreeCache(void* cache) {
   engine_clear(cache);
   sqlite3_free(cache);
@@ -519,16 +402,6 @@ static int CreateAggregate(sqlite3* db, const char* name, int count,
 
 LIMES_C_API int sqlite3_limessqlite_init(sqlite3* db, char** error,
                                          const sqlite3_api_routines* api) {
-  static const sqlite3_module kLimits = {.xConnect = Connect,
-                                         .xBestIndex = BestIndex,
-                                         .xDisconnect = Disconnect,
-                                         .xOpen = Open,
-                                         .xClose = Close,
-                                         .xFilter = Filter,
-                                         .xNext = Next,
-                                         .xEof = Eof,
-                                         .xColumn = Column,
-                                         .xRowid = Rowid};
   int status = SQLITE_OK;
   SQLITE_EXTENSION_INIT2(api)
   (void)error;
@@ -540,6 +413,5 @@ LIMES_C_API int sqlite3_limessqlite_init(sqlite3* db, char** error,
                                : status;
   status = status == SQLITE_OK ? CreateFunction(db, "limes_judge", 3, Judge) : status;
   status = status == SQLITE_OK ? CreateFunction(db, "limes_learnt", 1, Learnt) : status;
-  return status == SQLITE_OK ? sqlite3_create_module_v2(db, "limes_limit", &kLimits, NULL, NULL)
-                             : status;
+  return status == SQLITE_OK ? CreateLimitsTable(db) : status;
 }
