@@ -32,6 +32,8 @@ extern "C" const char* limes_status_text(int32_t status) {
       return "the buffer is too small";
     case LIMES_NOTHING:
       return "there is nothing yet";
+    case LIMES_UNKNOWN:
+      return "an error of the host's own was thrown";
     default:
       return "no such status";
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -22,7 +23,8 @@ struct SFailure {
   std::string text;
 };
 
-/// Does something that may fail; error, unless null, says why. Nothing is thrown.
+/// Does something that may fail; error, unless null, says why. Nothing is thrown, whatever it is:
+/// the heap and its handlers may be the host's own.
 template <class Action>
 limes_status Caught(std::string* error, Action action) noexcept {
   const auto tell = [error](limes_status status, const char* text) {
@@ -30,7 +32,7 @@ limes_status Caught(std::string* error, Action action) noexcept {
       if (error != nullptr) {
         *error = text;
       }
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
       error->clear();
     }
     return status;
@@ -47,6 +49,10 @@ limes_status Caught(std::string* error, Action action) noexcept {
     return tell(LIMES_MEMORY, limes_status_text(LIMES_MEMORY));
   } catch (const std::length_error&) {
     return tell(LIMES_MEMORY, limes_status_text(LIMES_MEMORY));
+  } catch (const std::exception& unknown) {
+    return tell(LIMES_UNKNOWN, unknown.what());
+  } catch (...) {
+    return tell(LIMES_UNKNOWN, limes_status_text(LIMES_UNKNOWN));
   }
 }
 

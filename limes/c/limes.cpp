@@ -80,7 +80,8 @@ extern "C" {
 const char* limes_version() { return LIMES_VERSION_STRING; }
 
 const char* limes_reason_text(int32_t reason) {
-  try {
+  const char* text = "no such reason";
+  const limes_status status = Caught(nullptr, [&] {
     static const std::vector<std::string> kTexts = [] {
       std::vector<std::string> texts;
       for (int i = 0; i <= static_cast<int>(PartStatus::kNoLimit); ++i) {
@@ -88,12 +89,11 @@ const char* limes_reason_text(int32_t reason) {
       }
       return texts;
     }();
-    return reason < 0 || static_cast<std::size_t>(reason) >= kTexts.size()
-               ? "no such reason"
-               : kTexts[static_cast<std::size_t>(reason)].c_str();
-  } catch (const std::bad_alloc&) {
-    return limes_status_text(LIMES_MEMORY);
-  }
+    if (reason >= 0 && static_cast<std::size_t>(reason) < kTexts.size()) {
+      text = kTexts[static_cast<std::size_t>(reason)].c_str();
+    }
+  });
+  return status == LIMES_OK ? text : limes_status_text(status);
 }
 
 void limes_rule_init(limes_rule* rule) {

@@ -37,7 +37,9 @@ typedef enum limes_status {
   LIMES_STATE = 6,    /**< the bytes are no state, or damaged */
   LIMES_MERGE = 7,    /**< the states cannot be joined */
   LIMES_BUFFER = 8,   /**< the buffer is too small; the size needed was given */
-  LIMES_NOTHING = 9   /**< there is nothing yet to hand out */
+  LIMES_NOTHING = 9,  /**< there is nothing yet to hand out */
+  LIMES_UNKNOWN = 10  /**< what the host has replaced, as its heap, threw an error of its own: free
+                           the limit, it may be half changed */
 } limes_status;
 
 /** What is measured. */

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -14,6 +15,8 @@ using CurveLimit = CRatedLimit<CKurvenLernWerkzeug>;
 using TrackLimit = CRatedLimit<CTrackLernWerkzeug>;
 using PreciseLimit = CRatedLimit<CPreciseCurveTool>;
 using AnyLimit = std::variant<ValueLimit, CurveLimit, TrackLimit, PreciseLimit>;
+// A handle never lacks its limit, whatever failed.
+static_assert(std::is_nothrow_move_constructible_v<AnyLimit>);
 
 /// The curve given last, so that the next one on its grid brings its values only.
 struct SLastCurve {

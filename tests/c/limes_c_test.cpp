@@ -4,13 +4,30 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "limes/c/limes.h"
 #include "limes/learning/rated_limit.h"
+
+namespace {
+bool heapThrows = false;
+}  // namespace
+
+// The heap of a host, which may be its own and throw what it likes.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  if (heapThrows) {
+    throw 7;
+  }
+  void* const block = std::malloc(std::max(size, std::size_t{1}));
+  return block == nullptr ? throw std::bad_alloc() : block;
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace limes {
 namespace {
@@ -263,6 +280,21 @@ TEST(CInterface, ConvertsCurvesToDoubleAndBack) {
   rule.time_scale = 100;
   limes_limit* none = nullptr;
   EXPECT_EQ(limes_new(LIMES_CURVE, &rule, &none), LIMES_ARGUMENT);
+}
+
+TEST(CInterface, ErrorsOfTheHostAreAStatus) {
+  const Limit limit = Made(LIMES_CURVE);
+  limes_limit* none = nullptr;
+  std::size_t size = 0;
+  heapThrows = true;
+  const limes_status made = limes_new(LIMES_CURVE, nullptr, &none);
+  const limes_status written = limes_write(limit.get(), nullptr, &size);
+  const char* const reason = limes_reason_text(1);
+  heapThrows = false;
+  EXPECT_EQ(made, LIMES_UNKNOWN);
+  EXPECT_EQ(none, nullptr);
+  EXPECT_EQ(written, LIMES_UNKNOWN);
+  EXPECT_STREQ(reason, limes_status_text(LIMES_UNKNOWN));
 }
 
 // A caller that was compiled with an older, shorter header gets what it knows and not a byte more.
