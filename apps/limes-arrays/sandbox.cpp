@@ -7,10 +7,14 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <iterator>
+#include <cstring>
+#include <string>
 #include <vector>
+
+#include "apps/limes-arrays/array_source.h"
 
 namespace limes::arrays {
 namespace {
@@ -42,9 +46,20 @@ constexpr int kOpeningCalls[] = {
 #endif
 };
 
+[[noreturn]] void Fail(const char* what) {
+  throw CFault("is not read, as the system refuses to confine the process that would (" +
+               std::string(what) + ": " + std::strerror(errno) + ")");
+}
+
 void SetLimit(decltype(RLIMIT_AS) what, rlim_t most) {
-  const rlimit limit{most, most};
-  setrlimit(what, &limit);
+  rlimit limit{};
+  if (getrlimit(what, &limit) != 0) {
+    Fail("limits");
+  }
+  limit = {std::min(limit.rlim_cur, most), std::min(limit.rlim_max, most)};
+  if (setrlimit(what, &limit) != 0) {
+    Fail("limits");
+  }
 }
 
 }  // namespace
@@ -71,7 +86,7 @@ void LimitCalls(bool mayOpen) {
   }
 #endif
   prctl(PR_SET_DUMPABLE, 0);
-  if (kMachine == 0 || prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
+  if (kMachine == 0) {
     return;
   }
   std::vector<sock_filter> filter = {
@@ -94,7 +109,11 @@ void LimitCalls(bool mayOpen) {
   }
   filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM));
   const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+  // Only kernels and emulators without seccomp refuse it; containers let a process confine itself.
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    Fail("seccomp");
+  }
 }
 
 }  // namespace limes::arrays

@@ -1,8 +1,18 @@
 #include <gmock/gmock.h>
+#ifdef __x86_64__
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#endif
 
+#include <array>
+#include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <string>
 
 #include "limes/platform/record_io.h"
@@ -123,6 +133,38 @@ std::string Variable(const std::string& name, std::uint32_t rows, const std::vec
   }
   return bytes;
 }
+
+#ifdef __x86_64__
+/// From now on a system call with that first argument fails for this process and its children.
+void Forbid(int call, std::uint32_t argument) {
+  const std::array<sock_filter, 6> filter = {
+      {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 3),
+       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, argument, 0, 1),
+       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
+  const sock_fprog program{filter.size(), const_cast<sock_filter*>(filter.data())};
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+}
+
+TEST_F(ForeignFiles, AreNotParsedByAProcessThatNothingConfines) {
+  setenv("LIMES_ARRAYS", LIMES_ARRAYS_FILE, 1);
+  const std::string file = Write("a.mat", Variable("a", 1, {1.0}));
+  const auto readsWithout = [&](int call, std::uint32_t argument) {
+    Forbid(call, argument);
+    std::cerr << ReadFile(file);
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(readsWithout(SYS_prlimit64, 0), testing::ExitedWithCode(0),
+              "MAT: .*refuses to confine .*limits: Invalid argument");
+#ifndef __SANITIZE_ADDRESS__
+  EXPECT_EXIT(readsWithout(SYS_prctl, PR_SET_SECCOMP), testing::ExitedWithCode(0),
+              "MAT: .*refuses to confine .*seccomp: Invalid argument");
+#endif
+}
+#endif
 
 TEST_F(ForeignFiles, MatricesOfMatFilesAreReadAndCutOnesRefused) {
   setenv("LIMES_ARRAYS", LIMES_ARRAYS_FILE, 1);
