@@ -1,5 +1,6 @@
-// Arrays of curves: grids and reductions beside one reading of all values, the bound, and beside
-// Eigen; records beside one block write. Sizes are curves x values, of grids with " to " the grid.
+// Arrays of curves: grids and reductions beside one reading of all values (and one filling of the
+// grid where that is larger), the bound, and beside Eigen; records beside one block write. Sizes
+// are curves x values, of grids with " to " the grid.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -103,7 +104,16 @@ void RegisterGrid(Shape shape, unsigned width, unsigned height) {
   const auto tool = std::make_shared<CResampleTool>();
   Register("Ours/Resample2d/" + size, shape,
            [=](CSigCurveArray& array) { tool->Resample2d(&array, width, height); });
-  Register("Read/Resample2d/" + size, shape, Read);
+  if (width <= static_cast<unsigned>(shape.values) &&
+      height <= static_cast<unsigned>(shape.curves)) {
+    Register("Read/Resample2d/" + size, shape, Read);
+    return;
+  }
+  const auto grid = std::make_shared<std::vector<float>>(std::size_t{width} * height);
+  Register("ReadAndFill/Resample2d/" + size, shape, [=](CSigCurveArray& array) {
+    Read(array);
+    std::fill(grid->begin(), grid->end(), 1.0F);
+  });
 }
 
 void RegisterRecords(Shape shape) {
@@ -145,6 +155,7 @@ int main(int argc, char** argv) {
   RegisterGrid({1000, 10000}, 100, 1000);
   RegisterGrid({1000, 10000}, 4000, 1000);
   RegisterGrid({1000, 1000}, 2000, 1000);
+  RegisterGrid({1000, 1000}, 1000, 2000);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
 }

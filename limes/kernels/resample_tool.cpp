@@ -246,6 +246,10 @@ SBins::SBins(int count, int bins) {
 LIMES_CLONES void MaximaOfBins(const float* values, const SBins& bins, const float* next,
                                float* maxima) {
   const std::size_t count = bins.ends.size();
+  if (count == bins.ends.back()) {
+    MoveValues(maxima, values, count);
+    return;
+  }
   const std::size_t rows = bins.shortest / kWidth;
   maxima[0] = BoundsOfBin(values, bins.ends[0]).max;
   std::size_t k = 1;

@@ -7,6 +7,7 @@
 
 #include "limes/kernels/resample_bins.h"
 #include "limes/kernels/resample_tool.h"
+#include "limes/kernels/row_lines.h"
 #include "limes/kernels/value_loops.h"
 #include "limes/platform/memory_errors.h"
 #include "limes/signals/curve_array.h"
@@ -117,9 +118,10 @@ bool CResampleTool::Resample1d(const CSigCurve* src, std::int32_t* dst, unsigned
 struct CResampleTool::GridPlan {
   float from = 0.0F;
   float to = 0.0F;
-  unsigned first = 0;  ///< sample of every curve
-  unsigned count = 0;  ///< samples of a row
-  detail::SBins bins;  ///< of a row that becomes shorter
+  unsigned first = 0;      ///< sample of every curve
+  unsigned count = 0;      ///< samples of a row
+  detail::SBins bins;      ///< of a row that becomes shorter
+  detail::RowLines lines;  ///< of a row that becomes longer
 };
 
 bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const {
@@ -127,7 +129,7 @@ bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const 
   if (array.Anzahl() < 2 || curve == nullptr || curve->DLen() == 0) {
     return false;
   }
-  plan = {array.TMin(), array.TMax(), 0, curve->DLen(), {}};
+  plan = {array.TMin(), array.TMax(), 0, curve->DLen(), {}, {}};
   if (!(plan.from < plan.to)) {
     return false;
   }
@@ -144,6 +146,7 @@ bool CResampleTool::PlanGrid(const CSigCurveArray& array, GridPlan& plan) const 
             section_.zTo,
             static_cast<unsigned>(i0),
             static_cast<unsigned>(i1 - i0 + 1),
+            {},
             {}};
   }
   return true;
@@ -155,10 +158,14 @@ bool CResampleTool::Resample2d(const CSigCurveArray* array, unsigned width, unsi
       !PlanGrid(*array, plan) || !Adjust1dPuffer((*array)[0]->DLen())) {
     return false;
   }
-  const bool shorter = width <= plan.count;
-  if ((shorter && !detail::IfMemoryAllows([&] {
-         plan.bins = detail::SBins(static_cast<int>(plan.count), static_cast<int>(width));
-       })) ||
+  const auto count = static_cast<int>(plan.count);
+  if (!detail::IfMemoryAllows([&] {
+        if (width <= plan.count) {
+          plan.bins = detail::SBins(count, static_cast<int>(width));
+        } else {
+          plan.lines = detail::RowLines(count, static_cast<int>(width));
+        }
+      }) ||
       !Adjust2dPuffer(width, height)) {
     return false;
   }
@@ -203,7 +210,9 @@ bool CResampleTool::FillRow(const CSigCurveArray& array, const GridPlan& plan, f
     return false;
   }
   const float* const values = combined.Values();
-  if (width_ > plan.count) {
+  if (!plan.lines.Empty()) {
+    plan.lines.Draw(values, row);
+  } else if (width_ > plan.count) {
     Resample1dDmUi(values, static_cast<int>(plan.count), row, static_cast<int>(width_));
   } else {
     const CSigCurveExt* const next = array[curve];
