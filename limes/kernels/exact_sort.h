@@ -50,19 +50,19 @@ inline std::uint32_t OrderKey(float x) {
   return (bits >> 31) != 0 ? ~bits : bits | 0x80000000U;
 }
 
-/// Sorts keys in the upper halves of words, stable: three counting passes of 11 bits. O(n).
-inline void SortByUpperHalf(std::vector<std::uint64_t>& words) {
-  constexpr int kDigit = 11;
+/// Sorts keys in the upper halves of words, stable: counting passes of so many bits. O(n).
+template <int kDigit>
+void SortByUpperHalf(std::vector<std::uint64_t>& words) {
   constexpr std::size_t kDigits = std::size_t{1} << kDigit;
   std::vector<std::uint64_t> other(words.size());
   for (int shift = 32; shift < 64; shift += kDigit) {
     const auto digit = [shift](std::uint64_t word) { return (word >> shift) & (kDigits - 1); };
-    std::array<std::size_t, kDigits> next{};
+    std::array<std::uint32_t, kDigits> next{};
     for (const std::uint64_t word : words) {
       ++next[digit(word)];
     }
-    std::size_t begin = 0;
-    for (std::size_t& place : next) {
+    std::uint32_t begin = 0;
+    for (std::uint32_t& place : next) {
       begin += std::exchange(place, begin);
     }
     for (const std::uint64_t word : words) {
@@ -101,15 +101,18 @@ void ReplayPart(std::span<Point> part, std::span<const std::uint64_t> words, std
 /// bits have one ascending order, whoever sorts them; in the other parts the swaps are replayed.
 template <RunPoint Point>
 void SortOrderedPoints(std::span<Point> points) {
-  constexpr std::size_t kManyWords = 1024;
+  constexpr std::size_t kManyWords = 64;    // from here on counting is faster than comparing
+  constexpr std::size_t kMostWords = 4096;  // and here with longer digits
   std::vector<std::uint64_t> words(points.size());
   for (std::size_t i = 0; i < points.size(); ++i) {
     words[i] = std::uint64_t{OrderKey(points[i].x)} << 32 | i;
   }
   if (words.size() < kManyWords) {
     std::sort(words.begin(), words.end());
+  } else if (words.size() < kMostWords) {
+    SortByUpperHalf<8>(words);
   } else {
-    SortByUpperHalf(words);
+    SortByUpperHalf<11>(words);
   }
   const std::vector<Point> old(points.begin(), points.end());
   const auto origin = [&words](std::size_t k) {
@@ -119,10 +122,10 @@ void SortOrderedPoints(std::span<Point> points) {
   std::size_t furthest = 0;
   std::size_t top = 0;  // behind the last points of equal x in the part, if not all the same
   for (std::size_t k = 0; k < points.size(); ++k) {
-    const Point& point = old[origin(k)];
     furthest = std::max(furthest, origin(k));
-    if (k > begin && point.x == old[origin(k - 1)].x &&
-        (top == k - begin || std::memcmp(&point, &old[origin(k - 1)], sizeof(Point)) != 0)) {
+    if (k > begin && words[k] >> 32 == words[k - 1] >> 32 &&
+        (top == k - begin ||
+         std::memcmp(&old[origin(k)], &old[origin(k - 1)], sizeof(Point)) != 0)) {
       top = k + 1 - begin;
     }
     if (furthest > k) {
