@@ -137,6 +137,10 @@ TEST_F(Plot, DrawsCurvesAndMarksAtTheirPlaces) {
   EXPECT_THAT(svg, HasSubstr("data-name=\"mean\" d=\"M70.00,252.90h0L189.50,248.70L309.00,244.50"
                              "L428.50,240.31L548.00,236.11\""));
   EXPECT_THAT(svg, HasSubstr("<path d=\"M185.50,89.26a4,4"));  // 4 left of the mark's place
+  SPlot runs{{&ramp}, {}};  // over the parts learnt, each run a dot
+  runs.xs = {0.0, 2.0, 3.0, 3.5, 4.0};
+  EXPECT_THAT(DrawPlot(runs), HasSubstr("stroke-width=\"6\" stroke=\"#0072B2\" d=\"M83.53,252.90h0"
+                                        "M309.00,248.70h0M421.74,244.50h0M478.10,240.31h0"));
   SLearntSummary gap;
   gap.xLast = 1.0;
   for (int k = 0; k < 100000; ++k) {
