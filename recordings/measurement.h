@@ -43,7 +43,7 @@ SUnit LevelUnit(const SUnit& unit, double reference);
 /// A decibel unit with another reference; false for anything else.
 bool SetReference(SUnit& unit, double reference);
 
-/// The signal that a quantity was formed of; all 0 where none was.
+/// The signal that a quantity was formed of, or a sound as it is; all 0 of anything else.
 struct SRecorded {
   double time = 0.0;  ///< how long it was recorded and moved, in s, or in the unit of x if no time
   double rms = 0.0;   ///< without its mean and before any weighting, in the unit of the signal

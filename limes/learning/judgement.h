@@ -32,7 +32,7 @@ enum class PartStatus {
   kNoCommonPoint,       ///< no measured point lies in the learnt range
   kCoversTooLittle,     ///< less than the least share was measured
   kLongerThanTemplate,  ///< the learnt grid covers less than the least share of the part
-  kNoSignal,            ///< silent, constant, or far below what was learnt at nearly all points
+  kNoSignal,            ///< silent, constant, far below what was learnt, or not a fifth of it
   kClipped,             ///< the recording ran at full scale
   kResolution,          ///< the spread is smaller than what the measurement can show
   kTooLong,             ///< the grid of the tracks would become too large

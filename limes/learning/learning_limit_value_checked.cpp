@@ -56,6 +56,18 @@ void CLernenderGrenzwert::LearnFitted(SFittedValue& fitted) {
   NeueMessung(fitted.value);
 }
 
+namespace {
+
+/// Whether a value is so far below the mean, or so near to 0, that a sensor came off; asked of what
+/// would pass. Of values with their sign changed means are negative, and nothing is said.
+bool HasNoSignal(double x, double mean, double spread) {
+  const double gap = mean - x;
+  return mean > 0.0 &&
+         ((gap > 0.5 * mean && gap > 20.0 * spread) || (gap >= 0.8 * mean && mean > 5.0 * spread));
+}
+
+}  // namespace
+
 SPartJudgement CLernenderGrenzwert::JudgeFitted(SFittedValue& fitted, double minShare,
                                                 std::vector<SCurveExcess>& regions) {
   SPartJudgement judgement;
@@ -99,6 +111,8 @@ SPartJudgement CLernenderGrenzwert::JudgeFitted(SFittedValue& fitted, double min
     judgement.reason = PartStatus::kResolution;
   } else if (!beyond && !(minShare <= 1.0)) {
     judgement.reason = PartStatus::kCoversTooLittle;
+  } else if (!beyond && HasNoSignal(x, Mean(), spread)) {
+    judgement.reason = PartStatus::kNoSignal;
   } else {
     judgement.verdict = beyond ? Verdict::kFail : Verdict::kPass;
     judgement.reason = PartStatus::kOk;

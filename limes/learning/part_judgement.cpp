@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "limes/kernels/value_bounds.h"
 #include "limes/learning/learning_loops.h"
 
 namespace limes::detail {
@@ -31,6 +32,8 @@ void ForEachPoint(const CurveOverlap& overlap, PointMask mask, const SLearntCurv
 }
 
 constexpr double kNone = -std::numeric_limits<double>::infinity();
+constexpr double kShareFarBelow = 0.95;   ///< of the points that tell of a signal
+constexpr std::int64_t kLeastPoints = 8;  ///< that tell of it
 
 /// The factor at which a value reaches the limit of a point; the lowest where any factor will do.
 double FactorAt(const SLearntCurves& learnt, double value, float mean, float spread) {
@@ -100,6 +103,51 @@ float SpreadAt(const SLearntCurves& learnt, std::int64_t i) {
   return spread;
 }
 
+/// Whether a part is about 0 where good parts are not, or levels by far lower everywhere: what a
+/// cable that came off leaves, and a limit on one side passes. Only asked of parts that would pass,
+/// as a part of which all comes too late is about 0 there, too.
+bool IsAboutZero(const CurveOverlap& overlap, PointMask mask, const SLearntCurves& learnt,
+                 bool mirrored) {
+  constexpr double kShare = 0.2;  // also a gain of 0.1 instead of 1
+  constexpr double kLevels = 14.0;
+  const float* const mean = learnt.mean.ValArray();
+  const SIndexRange range = learnt.mean.ValidIndices();
+  const bool decibel = learnt.mean.YUnit().is_log();
+  const float largest =
+      LargestValue(mean + range.first, static_cast<std::size_t>(range.last - range.first + 1));
+  if (decibel ? mirrored : !(largest > 0.0F)) {
+    return false;
+  }
+  std::int64_t points = 0;
+  std::int64_t low = 0;
+  const auto isDecided = [&](std::int64_t all) {
+    return static_cast<double>(points - low) > (1.0 - kShareFarBelow) * static_cast<double>(all);
+  };
+  const auto isLow = [decibel](double value, double middle) {
+    return decibel ? middle - value > kLevels : value <= kShare * middle;
+  };
+  const std::int64_t all = overlap.Last() - overlap.First() + 1;
+  ForEachCovered(overlap, mask, [&](std::size_t first, const float* k, std::size_t n) {
+    for (std::size_t i = 0; i < n && !isDecided(all); ++i) {
+      const float middle = mean[first + i];
+      if (decibel || middle >= 0.5F * largest) {
+        ++points;
+        low += isLow(double{k[i]}, double{middle}) ? 1 : 0;
+      }
+    }
+  });
+  if (isDecided(points)) {
+    return false;
+  }
+  points = low = 0;
+  ForEachPoint(overlap, mask, learnt, [&](std::int64_t, float value, float middle, float spread) {
+    const bool tells = decibel || (middle >= 0.5F * largest && middle > 5.0F * spread);
+    points += tells ? 1 : 0;
+    low += tells && isLow(double{value}, double{middle}) && middle - value > 4.0F * spread ? 1 : 0;
+  });
+  return points >= kLeastPoints && !isDecided(points);
+}
+
 /// Why nothing can be passed; kOk when the part may be.
 PartStatus Obstacle(const CFittedPart& part, const SPartJudgement& judgement, double minShare) {
   if (!(part.PartShare() >= minShare) && part.GridShare() >= minShare) {
@@ -131,8 +179,6 @@ bool IsDead(const CFittedPart& part, const CSigCurveExt& mean) {
 
 namespace {
 
-constexpr double kShareFarBelow = 0.95;
-
 /// Whether enough points lie below the mean at all; most parts are done with this, without spreads,
 /// as soon as so many points do not that the rest cannot make up for them.
 bool AreBelow(const CurveOverlap& overlap, PointMask mask, const float* mean, bool mirrored) {
@@ -158,7 +204,6 @@ bool AreBelow(const CurveOverlap& overlap, PointMask mask, const float* mean, bo
 
 bool IsFarBelow(CFittedPart& part, const SLearntCurves& learnt) {
   constexpr double kSpreads = 20.0;
-  constexpr std::int64_t kLeastPoints = 8;
   const CurveOverlap overlap(&part.Curve(), &learnt.limit);
   const PointMask mask = part.Masked(learnt.judged);
   if (!AreBelow(overlap, mask, learnt.mean.ValArray(), part.IsMirrored())) {
@@ -245,7 +290,9 @@ SPartJudgement JudgeAlong(CFittedPart& part, const SLearntCurves& learnt, double
     judgement.verdict = Verdict::kFail;
     judgement.reason = complete ? PartStatus::kOk : PartStatus::kMemory;
   } else {
-    judgement.reason = Obstacle(part, judgement, minShare);
+    judgement.reason = IsAboutZero(overlap, mask, usual, part.IsMirrored())
+                           ? PartStatus::kNoSignal
+                           : Obstacle(part, judgement, minShare);
     judgement.verdict = judgement.reason == PartStatus::kOk ? Verdict::kPass : Verdict::kNotJudged;
   }
   return judgement;

@@ -186,6 +186,16 @@ def test_neither_judged_nor_learnt(given, reason):
     assert limit.tool.WriteState() == state
 
 
+def test_passes_nothing_of_a_cable_that_came_off():
+    upper = limes.Rule(sides="upper", factor=3)
+    hump = 1 + 20 * np.exp(-(((np.arange(100) - 40) / 10) ** 2))
+    forces = [limes.curve((1 + 0.04 * (i % 3 - 1)) * hump, 0, 100, y_unit="N") for i in range(12)]
+    limit, values = limes.learn(forces, upper), limes.learn_values([c[40] for c in forces], upper)
+    for gain, verdict in ((1, "PASS"), (0.5, "PASS"), (0.1, "NOT_JUDGED"), (-1, "NOT_JUDGED")):
+        part = limes.curve(gain * hump, 0, 100, y_unit="N")
+        assert limit.judge(part).verdict.name == values.judge(float(part[40])).verdict.name == verdict
+
+
 def test_what_is_let_in_when_asked_for():
     good = [part(seed=i) for i in range(12)]
     limit = limes.learn([*good, over(50)], limes.Rule(base=1, factor=3), allow_short=True)

@@ -278,6 +278,8 @@ void CFormer::Form(SPart& part, bool wave) {
   for (SQuantity& q : part.quantities) {
     if (settings_.Forms() && !q.single) {
       FormSignal(part.name, q);
+    } else if (wave) {
+      q.recorded = {RecordedTime(q, q.values), RmsAboutMean(q.values)};
     }
     if (q.single || !(settings_.FormsLevels() || !settings_.single.empty())) {
       if (settings_.ref && !SetReference(q.unit, *settings_.ref)) {

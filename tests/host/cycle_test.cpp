@@ -256,27 +256,79 @@ TEST_F(Cycle, DoesNotPassARecordingFarQuieterThanThoseLearnt) {
     good.push_back(sound(name, 1.0));
   }
   const std::string faint = sound("faint.wav", 0.001);
+  const std::string tenth = sound("tenth.wav", 0.1);
   const std::string halved = sound("halved.wav", 0.5);
   for (const std::vector<std::string>& forming :
        {std::vector<std::string>{"--bands", "3", "--cut", "12000"},
-        {"--single", "crest,kurtosis"}}) {
+        {"--single", "crest,kurtosis"},
+        {}}) {
     std::vector<std::string> learn = {"learn", "--factor", "9", "--base", "9", "--sides", "upper"};
     learn.insert(learn.end(), forming.begin(), forming.end());
     learn.insert(learn.end(), good.begin(), good.end());
     Run(learn, 0);
     EXPECT_THAT(Run({"test", faint}, 1).out, HasSubstr("no signal: its rms is 0."));
+    EXPECT_THAT(Run({"test", tenth}, 1).out, HasSubstr("no signal: its rms is 1"));
     EXPECT_THAT(Run({"learn", faint}, 3).err, HasSubstr("no signal"));
     Run({"test", halved}, 0);
     for (const char* const ending : {"", "-wal", "-shm"}) {
       std::filesystem::remove(store_ + ending);
     }
   }
-  Run({"learn", "--values", "--factor", "3", "--sides", "upper",
-       Write("values.csv", "torque\n2.01\n1.99\n2.03\n1.98\n2.02\n")},
-      0);
-  EXPECT_THAT(Run({"test", Write("dead.csv", "torque\n0.001\n")}, 1).out,
-              HasSubstr("no signal: 0.001 lies far below all good parts"));
-  Run({"test", Write("low.csv", "torque\n1.5\n")}, 0);
+}
+
+/// Of values and curves that nothing is formed of upper limits alone tell as little.
+TEST_F(Cycle, DoesNotPassValuesAndCurvesOfACableThatCameOff) {
+  const auto curve = [&](const std::string& name, double level, double noise, double offset) {
+    std::string text = "way [mm],force [" + std::string(offset < 0.0 ? "dB" : "N") + "]\n";
+    for (int i = 0; i < 100; ++i) {
+      text += std::to_string(0.5 * i) + "," +
+              std::to_string(offset + level * (5.0 + 95.0 * std::exp(-std::pow(0.1 * i - 4, 2))) +
+                             noise * ((i * 37) % 11 - 5)) +
+              "\n";
+    }
+    return Write(name, text);
+  };
+  std::string values = "torque,leak\n";
+  std::vector<std::string> curves;
+  std::vector<std::string> levels;
+  for (int i = 0; i < 4; ++i) {
+    values += std::to_string(2.0 + 0.02 * (i % 4 - 1.5)) + "," +
+              std::to_string(0.1 * std::exp2(0.7 * (i % 4))) + "\n";
+    const std::string name = std::to_string(i) + ".csv";
+    curves.push_back(curve("curve" + name, 1.0 + 0.1 * (i % 4 - 1.5), 0.03, 0.0));
+    levels.push_back(curve("level" + name, 0.1, 0.03, -30.0 + 2.0 * (i % 4)));
+  }
+  const struct {
+    std::vector<std::string> learn;
+    std::string file;
+    int code;
+    const char* reason;
+  } cases[] = {
+      {{"--values", Write("values.csv", values)},
+       Write("1", "torque,leak\n0.9,0.2\n"),
+       1,
+       "no signal: 0.9"},
+      {{}, Write("2", "torque,leak\n2,0.01\n"), 1, "no signal: 0.01 lies far below"},
+      {{}, Write("3", "torque,leak\n1.5,0.08\n"), 0, "1 OK"},
+      {curves, curve("noise", 0.0, 0.03, 0.0), 1, "no signal: its rms is 0."},
+      {{}, curve("tenth", 0.1, 0.03, 0.0), 1, "no signal: its rms is 1"},
+      {{}, curve("wrong way", -1.0, 0.03, 0.0), 1, "no signal"},
+      {{}, curve("half", 0.5, 0.03, 0.0), 0, "OK"},
+      {levels, curve("20 dB less", 0.1, 0.03, -47.0), 1, "no signal: its rms is"},
+      {{}, curve("6 dB less", 0.1, 0.03, -33.0), 0, "OK"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
+    if (!c.learn.empty()) {
+      for (const char* const ending : {"", "-wal", "-shm"}) {
+        std::filesystem::remove(store_ + ending);
+      }
+      std::vector<std::string> learn = {"learn", "--factor", "9", "--sides", "upper"};
+      learn.insert(learn.end(), c.learn.begin(), c.learn.end());
+      Run(learn, 0);
+    }
+    EXPECT_THAT(Run({"test", c.file}, c.code).out, HasSubstr(c.reason));
+  }
 }
 
 TEST_F(Cycle, DoesNotPassAFaultThatWasNotMeasured) {

@@ -239,6 +239,63 @@ TEST(CheckedValue, KnowsWhatItsNumbersCanTell) {
   }
 }
 
+/// A limit on one side would pass what lies far within it: gains, signs and noise of good parts
+/// that vary by 4 %, or by 2 dB; where they vary by half, nothing is sure.
+TEST(CheckedCurve, PassesNothingOfACableThatCameOff) {
+  const auto made = [](bool decibel, float gain, float less) {
+    CSigCurveExt curve = CSigCurveExt::Make(100, 0.0F, 100.0F);
+    for (int i = 0; i < 100; ++i) {
+      const float hump = std::exp(-0.01F * static_cast<float>((i - 40) * (i - 40)));
+      curve.SetAt(i, gain * (1.0F + 20.0F * hump) + 0.01F * static_cast<float>(i % 7) - less);
+    }
+    CMeasuringUnit unit(decibel ? u"Pa" : u"N");
+    unit.logref(decibel ? 2e-5F : 0.0F);
+    curve.SetYUnit(unit);
+    return curve;
+  };
+  const struct {
+    const char* name;
+    bool decibel;
+    float varies;
+    float gain;
+    float less;
+    PartStatus reason;
+  } cases[] = {
+      {"good", false, 0.04F, 1.0F, 0.0F, S::kOk},
+      {"half", false, 0.04F, 0.5F, 0.0F, S::kOk},
+      {"noise", false, 0.04F, 0.0F, 0.0F, S::kNoSignal},
+      {"a tenth", false, 0.04F, 0.1F, 0.0F, S::kNoSignal},
+      {"the other sign", false, 0.04F, -1.0F, 0.0F, S::kNoSignal},
+      {"noise where much is good", false, 0.5F, 0.0F, 0.0F, S::kOk},
+      {"6 dB less", true, 2.0F, 1.0F, 6.0F, S::kOk},
+      {"20 dB less", true, 2.0F, 1.0F, 20.0F, S::kNoSignal},
+      {"20 dB less of 8", true, 8.0F, 1.0F, 20.0F, S::kOk},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    CKurvenLernWerkzeug curves;
+    CTrackLernWerkzeug tracks;
+    CLernenderGrenzwert values;
+    for (const float wobble : {1.0F, -1.0F, 1.0F, -1.0F, 1.0F, -1.0F}) {
+      const float part = wobble * c.varies;
+      const CSigCurveExt curve =
+          made(c.decibel, c.decibel ? 1.0F : 1.0F + part, c.decibel ? part : 0.0F);
+      ASSERT_EQ(curves.LearnPart(curve), LearnStatus::kOk);
+      ASSERT_EQ(tracks.LearnPart(curve), LearnStatus::kOk);
+      ASSERT_EQ(values.LearnPart(double{curve[40]}), LearnStatus::kOk);
+    }
+    const CSigCurveExt curve = made(c.decibel, c.gain, c.less);
+    std::vector<SPartJudgement> judged = {curves.JudgePart(curve), tracks.JudgePart(curve)};
+    if (!c.decibel) {  // a single level may be any number
+      judged.push_back(values.JudgePart(double{curve[40]}));
+    }
+    for (const SPartJudgement& judgement : judged) {
+      EXPECT_EQ(judgement.reason, c.reason) << WideToUtf8(Text(judgement.reason));
+      EXPECT_EQ(judgement.verdict, c.reason == S::kOk ? Verdict::kPass : Verdict::kNotJudged);
+    }
+  }
+}
+
 TEST(CheckedCurve, TakesFewPointsThatAreAllTheSame) {
   for (const int points : {15, 16}) {
     CSided<CKurvenLernWerkzeug> tools;

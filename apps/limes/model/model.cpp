@@ -145,7 +145,7 @@ std::string CModel::Prepare(const SPart& measured, bool allowShort) {
     CheckModeNames();
     ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
       std::string reason = model.PrepareLearning(quantity, part.name, allowShort);
-      model.TakeRecorded(quantity.recorded);
+      model.TakeRecorded(quantity);
       if (const std::string why = model.TooShort(); reason.empty() && !allowShort && !why.empty()) {
         reason = "quantity " + Quoted(quantity.name) + ": " + why +
                  " (--allow-short learns it all the same)";
@@ -404,7 +404,7 @@ SPartVerdict CModel::Judge(const SPart& measured) {
   UpdateRule();
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
-    model.TakeRecorded(quantity.recorded);
+    model.TakeRecorded(quantity);
   });
   SPartVerdict verdict;
   verdict.part = part.name;
@@ -414,7 +414,7 @@ SPartVerdict CModel::Judge(const SPart& measured) {
   CProtocolItemList items;
   const bool explained = TellExpected();
   for (const auto& model : quantities_) {
-    for (const std::string& reason : {model->TooShort(), model->TooQuiet()}) {
+    for (const std::string& reason : {model->TooShort(), model->NoSignal()}) {
       if (!reason.empty()) {
         model->Hold(reason);
       }

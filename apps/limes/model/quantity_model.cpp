@@ -1,6 +1,7 @@
 #include "apps/limes/model/quantity_model.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "apps/limes/errors.h"
@@ -36,13 +37,37 @@ std::string CQuantityModel::TooShort() const {
          " of the time of good parts";
 }
 
-std::string CQuantityModel::TooQuiet() const {
-  constexpr double kShare = 0.1;  // a sensor or cable that came off leaves less
-  if (!(leastRecorded_.rms > 0.0) || recorded_.rms >= kShare * leastRecorded_.rms) {
-    return "";
+void CQuantityModel::TakeRecorded(const SQuantity& quantity) {
+  recorded_ = quantity.recorded;
+  isFormed_ = recorded_.rms > 0.0 || recorded_.time > 0.0;
+  if (isFormed_ || settings_.tracks) {
+    return;
   }
+  const bool decibel = unit_.IsDecibel();
+  const auto square = [decibel](double x) { return decibel ? std::pow(10.0, 0.1 * x) : x * x; };
+  double sum = single_ ? square(quantity.value) : 0.0;
+  for (const float value : quantity.values) {
+    sum += square(double{value});
+  }
+  recorded_.rms =
+      std::sqrt(sum / static_cast<double>(std::max<std::size_t>(quantity.values.size(), 1)));
+}
+
+bool CQuantityModel::IsFarWeaker() const {
+  return leastRecorded_.rms > 0.0 && recorded_.rms < 0.2 * leastRecorded_.rms;
+}
+
+std::string CQuantityModel::WeakerText() const {
   return "no signal: its rms is " + Percent(recorded_.rms / leastRecorded_.rms) +
          " of that of the quietest good part";
+}
+
+std::string CQuantityModel::TooQuiet() const {
+  return IsFarWeaker() && (isFormed_ || !single_) ? WeakerText() : "";
+}
+
+std::string CQuantityModel::NoSignal() const {
+  return isFormed_ && recorded_.rms < 0.1 * leastRecorded_.rms ? WeakerText() : "";
 }
 
 void CQuantityModel::LearnRecorded() {

@@ -47,8 +47,10 @@ class CQuantityModel {
   /// The next part is not judged, for this reason.
   void Hold(const std::string& reason) { held_ = reason; }
 
-  /// The signal that the part that was prepared was formed of.
-  void TakeRecorded(const SRecorded& recorded) { recorded_ = recorded; }
+  /// Takes the signal that the part that was prepared was formed of; where nothing was formed, how
+  /// strong its values are, levels as amplitudes: what is about 0 everywhere is a sensor that came
+  /// off. Tracks have no such strength, as each covers another range.
+  void TakeRecorded(const SQuantity& quantity);
 
   /// Shortest time that a learnt part was recorded, and the rms of the quietest one; 0 where none
   /// is known.
@@ -57,8 +59,12 @@ class CQuantityModel {
   /// Why the part is too short for an OK beside those learnt; empty when it is not.
   std::string TooShort() const;
 
-  /// Why it is too quiet to be learnt or judged; empty when it is not.
+  /// Why it is too quiet to be learnt: a cable came off, or a gain is 0.1 instead of 1; empty when
+  /// it is not. Single values may be about 0.
   std::string TooQuiet() const;
+
+  /// Why the signal it was formed of is so quiet that nothing can be judged; empty when it is not.
+  std::string NoSignal() const;
 
   /// Counts the part that was prepared as learnt; with Learn.
   void LearnRecorded();
@@ -141,6 +147,10 @@ class CQuantityModel {
 
   bool EnoughLearnt() const { return Learnt() >= settings_.minParts; }
 
+  /// Whether the part that was prepared is far weaker than all that were learnt, and what is said.
+  bool IsFarWeaker() const;
+  std::string WeakerText() const;
+
   std::optional<double> modesEffective_;  ///< with modes: parts that the factor is told by
   std::vector<double> around_;            ///< with modes: the spread about what is expected
   std::vector<double> expected_;          ///< of the next part
@@ -148,6 +158,7 @@ class CQuantityModel {
   std::string held_;
   SRecorded recorded_;
   SRecorded leastRecorded_;
+  bool isFormed_ = false;  ///< recorded_ is of a signal, not of the values themselves
 
   SSettings settings_;
   std::string name_;

@@ -95,7 +95,12 @@ class CSidedModel : public CQuantityModel {
       if (!expected_.empty()) {
         JudgeExpected();
       }
-      RefuseNoSignal();
+      const auto isPassed = [this](Side s) { return judgement_[s].verdict == Verdict::kPass; };
+      if (std::all_of(tools_.Limited().begin(), tools_.Limited().end(), isPassed) &&
+          HasNoSignal()) {
+        judgement_[tools_.Limited()[0]].verdict = Verdict::kNotJudged;
+        judgement_[tools_.Limited()[0]].reason = PartStatus::kNoSignal;
+      }
     }
     for (const Side side : tools_.Limited()) {
       SQuantityVerdict q;
@@ -186,8 +191,8 @@ class CSidedModel : public CQuantityModel {
   /// Judges the part anew by what is expected of it; the tools have judged it.
   virtual void JudgeExpected() = 0;
 
-  /// Takes back an OK that a sensor without a signal was given; curves are looked at as judged.
-  virtual void RefuseNoSignal() {}
+  /// Whether the part, which was passed, was measured by a sensor without a signal.
+  virtual bool HasNoSignal() { return IsFarWeaker(); }
 
   /// Sets the rule of the tools; something is learnt.
   virtual void SetRule() = 0;
@@ -309,10 +314,12 @@ class CSidedModel : public CQuantityModel {
       return "no " + limit + " holds for it, " + std::to_string(q.sureness->parts) +
              (q.sureness->parts == 1 ? " part learnt" : " parts learnt");
     }
-    return WideToUtf8(Text(j.reason)) +
-           (j.reason == PartStatus::kNoSignal && single_
-                ? ": " + Brief(Show(j.value)) + " lies far below all good parts"
-                : "");
+    if (j.reason == PartStatus::kNoSignal && (single_ || IsFarWeaker())) {
+      return single_ && !(isFormed_ && IsFarWeaker())
+                 ? "no signal: " + Brief(Show(j.value)) + " lies far below all good parts"
+                 : WeakerText();
+    }
+    return WideToUtf8(Text(j.reason));
   }
 
   SCalibratedLimit limit_;        ///< for the rate

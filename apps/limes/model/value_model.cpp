@@ -99,27 +99,22 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
       j.deviation = beyond > rounding ? beyond : std::min(beyond, 0.0);
       j.rms = std::max(j.deviation, 0.0);
       j.inSpreads = excess / spread;
-      j.verdict = beyond > rounding ? Verdict::kFail : Verdict::kPass;
-      j.reason = PartStatus::kOk;
+      if (beyond > rounding || j.verdict != Verdict::kNotJudged) {  // for which there was a reason
+        j.verdict = beyond > rounding ? Verdict::kFail : Verdict::kPass;
+        j.reason = PartStatus::kOk;
+      }
       judgement_.Margin(side)->Clear();
       judgement_.Margin(side)->Add(excess + settings_.base, spread);
     }
   }
 
-  /// As curves are: a lower limit would have told it.
-  void RefuseNoSignal() override {
-    constexpr double kSpreads = 20.0;
-    if (tools_.Limited().size() == 2 || tools_.Limited()[0] == Side::kLower) {
-      return;
-    }
+  /// Far nearer to 0 than all good parts, of values that are not about 0 themselves.
+  bool HasNoSignal() override {
+    constexpr double kSpreads = 1.5;
     const double mean = double{tools_.First().Mittelwert()};
-    const double least =
-        std::max(kSpreads * double{tools_.First().StdDev()}, 0.5 * std::fabs(mean));
-    SPartJudgement& j = judgement_[Side::kUpper];
-    if (j.verdict == Verdict::kPass && mean - j.value > least) {
-      j.verdict = Verdict::kNotJudged;
-      j.reason = PartStatus::kNoSignal;
-    }
+    const double spread = double{tools_.First().StdDev()};
+    return !mayLack_ && IsFarWeaker() &&
+           (isFormed_ || unit_.IsDecibel() || std::fabs(mean) > kSpreads * spread);
   }
 
   std::string TakeState(const SStoredQuantity::SState& /*state*/) override { return ""; }
