@@ -67,7 +67,9 @@ void CLernenderGrenzwert::BasislernenGrenze() {
   GrenzwertSetzen(state_.hasFixedUpper != 0 ? state_.fixedUpper : state_.upper);
 }
 
-void CLernenderGrenzwert::NeueMessung(double x) {
+void CLernenderGrenzwert::NeueMessung(double x) { NeueMessung(static_cast<float>(x)); }
+
+void CLernenderGrenzwert::Learn(double x) {
   state_.last = static_cast<float>(x);
   ++state_.generator;
   if (state_.count < std::numeric_limits<std::int32_t>::max()) {
@@ -81,9 +83,10 @@ void CLernenderGrenzwert::NeueMessung(double x) {
     a = 0.0F;
   }
   const auto learn = [a](double& mean, double& square, double value) {
+    const auto kept = [a](double held) { return a == 0.0F ? 0.0 : double{a} * held; };  // also NaN
     const double b = (1.0 - double{a}) * value;
-    mean = double{a} * mean + b;
-    square = double{a} * square + value * b;
+    mean = kept(mean) + b;
+    square = kept(square) + value * b;
   };
   learn(state_.mean, state_.meanSquare, x);
   learn(state_.exact.mean, state_.exact.square, x - state_.exact.origin);

@@ -105,12 +105,12 @@ class LIMES_EXPORT CLernenderGrenzwert
   /// Sets the limit for the time of base learning: the fixed one, else the band's upper bound.
   void BasislernenGrenze();
 
-  /// Learns one value and forms the limit.
+  /// Learns one value, rounded to float as the values it is compared with, and forms the limit.
+  void NeueMessung(float x) { Learn(double{x}); }
   void NeueMessung(double x);
-  void NeueMessung(float x) { NeueMessung(double{x}); }
   template <std::integral T>
   void NeueMessung(T x) {
-    NeueMessung(static_cast<double>(x));
+    NeueMessung(static_cast<float>(x));
   }
 
   /// Forms the limit from M and Q, the variance multiplied by a factor first.
@@ -242,6 +242,7 @@ class LIMES_EXPORT CLernenderGrenzwert
     SExact ExactOrPlain() const;
   };
 
+  void Learn(double x);
   double SpreadInLimit(float varianceFactor) const;
   double Mean() const {
     return state_.exact.on ? state_.exact.origin + state_.exact.mean : state_.mean;

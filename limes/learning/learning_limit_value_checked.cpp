@@ -53,7 +53,7 @@ void CLernenderGrenzwert::LearnFitted(SFittedValue& fitted) {
   } else {
     state_.exact = state_.ExactOrPlain();
   }
-  NeueMessung(fitted.value);
+  Learn(fitted.value);
 }
 
 namespace {

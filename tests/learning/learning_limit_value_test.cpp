@@ -92,6 +92,24 @@ TEST(LearningLimitValue, ComparesAndJudges) {
   }
 }
 
+TEST(LearningLimitValue, WeightZeroReplacesWhateverWasHeld) {
+  CLernenderGrenzwert limit;
+  limit.ExterneVorgaben(NAN, INFINITY);
+  limit.NeueMessung(2.0F);
+  EXPECT_EQ(Shown(limit.Mittelwert(), limit.QMittelwert(), limit.Grenzwert()), "2 4 7");
+  limit.ExternerLernFaktor(0.0F);
+  limit.NeueMessung(INFINITY);
+  limit.NeueMessung(3.0F);
+  EXPECT_EQ(Shown(limit.Mittelwert(), limit.QMittelwert(), limit.Grenzwert()), "3 9 8");
+}
+
+TEST(LearningLimitValue, LearnsFloatsWhateverIsGiven) {
+  CLernenderGrenzwert limit;
+  limit.Bildungsregel(0.0F, 3.0F);
+  limit.NeueMessung(0.1);
+  EXPECT_EQ(Shown(limit<0.1F, limit> 0.1F), "0 0") << "what was learnt is not beyond itself";
+}
+
 TEST(LearningLimitValue, KeepsWhatHostsRelyOn) {
   CLernenderGrenzwert limit;
   limit.NeueMessung(1.0F);
