@@ -74,10 +74,10 @@ class LIMES_EXPORT CPolygonCodierung {
     return text == nullptr ? Anzahl() : PunktAusText(std::u16string_view(text));
   }
 
-  /// Sorts by ascending x. Points of equal x do not keep their order: they end up as by passes
-  /// that swap each point with the first one before it whose x is larger, until nothing is
-  /// swapped. A NaN x stays where it is. O(n log n); up to O(n^2 log n) with many points of equal
-  /// x far from their places.
+  /// Sorts by ascending x; a NaN stays where it is. Points of equal x end up as by passes that swap
+  /// each point with the first one before it whose x is larger, until nothing is swapped; where
+  /// that takes hours, in another order. O(n log n); up to O(n^2) with many points of equal x far
+  /// from their places.
   void Sortieren();
 
   /// Mirrors at x = 0: the order is reversed. O(n).

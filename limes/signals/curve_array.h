@@ -32,7 +32,7 @@ struct Reduction;
 /// Owns its curves; a slot may be empty. The position of a curve on the T axis is its date. For a
 /// time series T runs from 0 to the number of curves, over the time from start to end. Curve
 /// indices outside are answered as an empty slot; a null curve or signal has no effect. One thread
-/// at a time. No operation throws, except what a stream throws while writing.
+/// at a time. Only streams throw, while writing, and setters without a result, std::bad_alloc.
 ///
 /// Access to one curve takes O(1), what goes through the curves O(n), n being their number, what
 /// copies, combines or stores their values O(values).
