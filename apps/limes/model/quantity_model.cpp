@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "apps/limes/errors.h"
@@ -9,6 +10,13 @@
 #include "recordings/text.h"
 
 namespace limes::host {
+
+namespace {
+
+/// The strength of a single value of 0, as a plain 0 says that none is known.
+constexpr double kZero = std::numeric_limits<double>::min();
+
+}  // namespace
 
 CQuantityModel::CQuantityModel(const SSettings& settings, std::string name, SUnit xUnit, SUnit unit,
                                bool single)
@@ -54,7 +62,7 @@ void CQuantityModel::TakeRecorded(const SQuantity& quantity) {
 }
 
 bool CQuantityModel::IsFarWeaker() const {
-  return leastRecorded_.rms > 0.0 && recorded_.rms < 0.2 * leastRecorded_.rms;
+  return leastRecorded_.rms > kZero && recorded_.rms < 0.2 * leastRecorded_.rms;
 }
 
 std::string CQuantityModel::WeakerText() const {
@@ -77,7 +85,8 @@ void CQuantityModel::LearnRecorded() {
     }
   };
   keepLeast(recorded_.time, leastRecorded_.time);
-  keepLeast(recorded_.rms, leastRecorded_.rms);
+  keepLeast(single_ && !isFormed_ ? std::max(recorded_.rms, kZero) : recorded_.rms,
+            leastRecorded_.rms);
 }
 
 void CQuantityModel::CheckUnits(const SQuantity& q, const std::string& part) const {
