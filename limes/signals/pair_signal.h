@@ -351,7 +351,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   CSigPairs& operator>>(float limit);
 
   /// Roots of the y, 0.0 for those not above 0, and of the y unit, which stays when it is no
-  /// square.
+  /// square. No effect when memory is short.
   CSigPairs& WurzelZiehen();
 
   // Arithmetic with another pair signal, which may be this one. O(n + m) for runs in order.
@@ -362,7 +362,7 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   /// and what lies outside the other's range is cut. kIntersection only cuts, kMinimum and kMaximum
   /// do not cut, kUnion takes over the other's pairs outside, kUnionOfZeros inserts all new pairs
   /// with y = 0.0.
-  /// No effect when the other is not marked sorted and memory for a sorted copy is short.
+  /// No effect, but that this run is sorted, when memory is short.
   // kept: runs whose x ranges do not touch give an empty run, for the unions too; see UnionWith
   void Verrechnen(const CSigPairs& other, int code);
 
@@ -372,7 +372,8 @@ class LIMES_EXPORT CSigPairs : public CSignal {
 
   /// Takes over the pairs of any other run: those beside this run's x range, as it is at the call,
   /// as they are; inside it this run's values hold, also at the other's x. Unlike kUnion the range
-  /// does not grow with what was taken over, and runs that do not touch both stay whole.
+  /// does not grow with what was taken over, and runs that do not touch both stay whole. No effect,
+  /// but that this run is sorted, when memory is short.
   void UnionWith(const CSigPairs& other);
 
   CSigPairs& operator|=(const CSigPairs& other);
@@ -441,8 +442,9 @@ class LIMES_EXPORT CSigPairs : public CSignal {
 
   /// Draws the run as lines into the values of a curve, which keeps those beside the run; name,
   /// units, scale factors (1, or -1 for a falling run) and a valid range are set. With setXRange
-  /// its x range becomes that of the run. No effect for fewer than two pairs, null or a curve
-  /// without values. A run whose last x is not above the first is taken as falling. O(n + values).
+  /// its x range becomes that of the run. No effect for fewer than two pairs, null, a curve without
+  /// values and when memory is short. A run whose last x is not above the first is taken as
+  /// falling. O(n + values).
   // kept: x max becomes the last x though a curve's lies one step behind its last value, so a curve
   // taken there and back shrinks by a step; pass false and set the range yourself to avoid it
   void KurveBilden(CSigCurve* target, bool setXRange) const;
@@ -492,8 +494,8 @@ class LIMES_EXPORT CSigPairs : public CSignal {
   float Tolerance() const;
   static std::unique_ptr<CSigPairs> SortedCopy(const CSigPairs& run);
   void Combine(const CSigPairs& other, int code);
-  void Merge(const CSigPairs& other, const detail::SMerging& how);
-  void MergeEach(const CSigPairs& other, const detail::SMerging& how);
+  bool Merge(const CSigPairs& other, const detail::SMerging& how);
+  bool MergeEach(const CSigPairs& other, const detail::SMerging& how);
   bool MergeInOneWalk(const CSigPairs& other, const detail::SMerging& how);
   void CutTo(const CSigPairs& other, float tol);
   CSigPairs& Combined(const CSigPairs& other, int code);

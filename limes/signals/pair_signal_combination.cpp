@@ -72,7 +72,9 @@ void CSigPairs::Combine(const CSigPairs& other, int code) {
     EmptyRun();  // kept: for the unions too
     return;
   }
-  Merge(other, MergingOf(code, tol, true));
+  if (!Merge(other, MergingOf(code, tol, true))) {
+    return;
+  }
   const auto forValues = [&](bool insideOnly, auto op) {
     detail::ForValuesOf(Pairs(), Run(), other.Run(), insideOnly, op);
   };
@@ -108,15 +110,26 @@ void CSigPairs::Combine(const CSigPairs& other, int code) {
 }
 
 /// The other's x inside this run's range become pairs of this run, with its values there, unless a
-/// pair lies within the tolerance.
-void CSigPairs::Merge(const CSigPairs& other, const detail::SMerging& how) {
-  if (!MergeInOneWalk(other, how)) {
-    MergeEach(other, how);
-  }
+/// pair lies within the tolerance. False, with nothing changed, when memory is short.
+bool CSigPairs::Merge(const CSigPairs& other, const detail::SMerging& how) {
+  return MergeInOneWalk(other, how) || detail::IfMemoryAllows(false, [&] {
+           const std::vector<detail::XyPair> former(begin(), end());
+           const bool sorted = sorted_;
+           const bool inverse = inverse_;
+           if (MergeEach(other, how)) {
+             return true;
+           }
+           std::copy(former.begin(), former.end(), Pairs());
+           SetCount(static_cast<std::uint32_t>(former.size()));
+           sorted_ = sorted;
+           inverse_ = inverse;
+           NoteOrder();
+           return false;
+         });
 }
 
-/// Merge for any order, NaN included. O(n * m).
-void CSigPairs::MergeEach(const CSigPairs& other, const detail::SMerging& how) {
+/// Merge for any order, NaN included; false, with a part merged, when memory is short. O(n * m).
+bool CSigPairs::MergeEach(const CSigPairs& other, const detail::SMerging& how) {
   const float first = Punkt(0);
   const float last = Punkt(NPaare() - 1);
   std::uint32_t start = 0;
@@ -129,13 +142,14 @@ void CSigPairs::MergeEach(const CSigPairs& other, const detail::SMerging& how) {
       while (i < n && !(std::fabs(Punkt(i) - x) <= how.tolerance)) {
         ++i;
       }
-      if (i >= n) {
-        NeuesPaarEinsortieren(x, how.zeros ? 0.0F : WertBei(x));
+      if (i >= n && NeuesPaarEinsortieren(x, how.zeros ? 0.0F : WertBei(x)) < 0) {
+        return false;
       }
-    } else if (how.takesOthers) {
-      NeuesPaarEinsortieren(x, how.zeros ? 0.0F : other.Wert(k));
+    } else if (how.takesOthers && NeuesPaarEinsortieren(x, how.zeros ? 0.0F : other.Wert(k)) < 0) {
+      return false;
     }
   }
+  return true;
 }
 
 /// The result of MergeEach in O(n + m); false, with nothing changed, when it must be done plainly.
@@ -194,7 +208,7 @@ void CSigPairs::UnionWith(const CSigPairs& other) {
     }
     return;
   }
-  Merge(other, MergingOf(kUnion, Tolerance(), false));
+  static_cast<void>(Merge(other, MergingOf(kUnion, Tolerance(), false)));
 }
 
 CSigPairs& CSigPairs::Combined(const CSigPairs& other, int code) {

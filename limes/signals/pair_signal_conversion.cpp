@@ -45,11 +45,9 @@ void DrawSegment(float* values, const SIndexRange& used, std::int64_t a, float y
 
 void CSigPairs::AusSigCurveBilden(const CSigCurve& curve) {
   EmptyRun();
-  if (curve.DLen() == 0 || !NeueGroesse(curve.DLen())) {
+  if (curve.DLen() == 0 || !NeueGroesse(curve.DLen()) || !TakeNameAndUnits(curve)) {
     return;
   }
-  SetName(curve.Name());
-  TakeUnits(curve);
   const SIndexRange used = curve.ValidIndices();
   if (!used.IsEmpty()) {
     // In double, as floats would drift by many steps over a long curve.
@@ -69,11 +67,9 @@ void CSigPairs::AusSigCurveBilden(const CSigCurve& curve) {
 
 void CSigPairs::KurveBilden(CSigCurve* target, bool setXRange) const {
   const std::uint32_t n = NPaare();
-  if (target == nullptr || target->DLen() == 0 || n < 2) {
+  if (target == nullptr || target->DLen() == 0 || n < 2 || !target->TakeNameAndUnits(*this)) {
     return;
   }
-  target->SetName(Name());
-  target->TakeUnits(*this);
   const bool falling = Punkt(n - 1) <= Punkt(0);
   const float lo = Punkt(falling ? n - 1 : 0);
   const float hi = Punkt(falling ? 0 : n - 1);

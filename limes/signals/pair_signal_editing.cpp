@@ -288,10 +288,14 @@ void CSigPairs::Clip(float limit, bool upper) {
 void CSigPairs::DatenSpiegeln() { *this *= -1.0F; }
 
 CSigPairs& CSigPairs::WurzelZiehen() {
-  ForEachY([](float y) { return std::sqrt(y > 0.0F ? y : 0.0F); });
-  CMeasuringUnit unit = YUnit();
-  if (unit.root(2)) {
-    SetYUnit(unit);
+  const bool hasUnit = detail::IfMemoryAllows([&] {
+    CMeasuringUnit unit = YUnit();
+    if (unit.root(2)) {
+      SetYUnit(unit);
+    }
+  });
+  if (hasUnit) {
+    ForEachY([](float y) { return std::sqrt(y > 0.0F ? y : 0.0F); });
   }
   return *this;
 }

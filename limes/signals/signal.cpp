@@ -170,19 +170,32 @@ void CSignal::TakeNames(const CSignal& other, const CSignalInfoHandle& info, wid
   timestamp_ = other.timestamp_;
 }
 
-bool CSignal::AllocateWithHead(unsigned n, const CSignal& head) {
+/// Name and units of another signal, if room can be made too; false, with nothing changed, when
+/// memory is short.
+template <class MakeRoom>
+bool CSignal::TakeHead(const CSignal& other, bool ownInfo, MakeRoom makeRoom) {
   return detail::IfMemoryAllows(false, [&] {
-    CSignalInfoHandle info(info_, true);
-    info.X1Unit(head.XUnit());
-    info.YUnit(head.YUnit());
-    const std::u16string_view name = head.Name();
-    if (!ReserveName(name.size()) || !AllocateOrKeep(n)) {
+    CSignalInfoHandle info(info_, ownInfo);
+    if (XUnit() != other.XUnit() || YUnit() != other.YUnit()) {
+      info.X1Unit(other.XUnit());
+      info.YUnit(other.YUnit());
+    }
+    const std::u16string_view name = other.Name();
+    if (!ReserveName(name.size()) || !makeRoom()) {
       return false;
     }
     info_ = info;
     WriteName(0, name);
     return true;
   });
+}
+
+bool CSignal::AllocateWithHead(unsigned n, const CSignal& head) {
+  return TakeHead(head, true, [&] { return AllocateOrKeep(n); });
+}
+
+bool CSignal::TakeNameAndUnits(const CSignal& other) {
+  return TakeHead(other, false, [] { return true; });
 }
 
 bool CSignal::CopyInfo(const CSignal& other) {

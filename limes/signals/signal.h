@@ -132,6 +132,10 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   /// Takes over both units; a shared info stays shared when they are the same.
   void TakeUnits(const CSignal& other);
 
+  /// Takes over name and units, a unit also when only the text it shows differs; false, with
+  /// nothing changed, when memory is short.
+  [[nodiscard]] bool TakeNameAndUnits(const CSignal& other);
+
   /// Parses the text with CMeasuringUnit::set and returns its result; a null pointer changes
   /// nothing and is false.
   bool SetXUnit(std::u16string_view text);
@@ -235,6 +239,8 @@ class LIMES_EXPORT CSignal : public CSigRaw, public CClonable, public CViewable 
   const CInfoNode& InfoNode(std::u16string_view key) const;
   CInfoNode& InfoNode(std::u16string_view key);
   void DropExtData();
+  template <class MakeRoom>
+  bool TakeHead(const CSignal& other, bool ownInfo, MakeRoom makeRoom);
   bool ReserveName(std::size_t characters, std::vector<wide_char>* former = nullptr);
   void TakeNames(const CSignal& other, const CSignalInfoHandle& info, wide_string& extName,
                  std::unique_ptr<CQuinterMFC>& quinter);

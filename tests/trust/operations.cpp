@@ -413,12 +413,38 @@ void AddLearning(std::vector<Operation>& all) {
   });
 }
 
+/// A signal with units whose texts are longer than any buffer inside of texts.
+template <class T>
+const T& WithLongUnits(const T& signal) {
+  thread_local const T kMade = [&signal] {
+    T made = signal;
+    made.SetXUnit(CMeasuringUnit(CMeasuringUnit::radianPerSecond2, 0, -1));
+    made.SetYUnit(CMeasuringUnit(CMeasuringUnit::metrePerSecond2, 0, 4));
+    return made;
+  }();
+  return kMade;
+}
+
+/// A run whose pairs lie between those of the sample and before them; a NaN leaves its x without a
+/// known order.
+const CSigPairs& Between(bool hasNan) {
+  thread_local std::map<bool, CSigPairs> made;
+  CSigPairs& run = made[hasNan];
+  for (int i = static_cast<int>(run.NPaare()); i < 150; ++i) {
+    run.NeuesPaar(hasNan && i == 75 ? kNaN : static_cast<float>(i) * 0.41F - 2.0F,
+                  static_cast<float>(i % 7));
+  }
+  return run;
+}
+
 void AddPairsAndArrays(std::vector<Operation>& all) {
   for (const int code : {0, 1, 2, 3, 4, 5, 6, 7, 10, 11, 12}) {
     all.push_back(On<CSigPairs>("CSigPairs Verrechnen " + std::to_string(code),
-                                [=](CSigPairs& o, Sink&) { o.Verrechnen(Run(9, 150), code); }));
+                                [=](CSigPairs& o, Sink&) { o.Verrechnen(Between(false), code); }));
   }
   LIMES_OP(CSigPairs, "Verrechnen itself", { o.Verrechnen(o, 2); });
+  LIMES_OP(CSigPairs, "Verrechnen unordered", { o.Verrechnen(Between(true), 2); });
+  LIMES_OP(CSigPairs, "UnionWith", { o.UnionWith(Between(false)); });
   thread_local CSigPairsVM described(Run(9));
   described.SetDataName(u"A text longer than any buffer inside of texts");
   LIMES_OP(CSigPairsVM, "Copy", { return o.Copy(described, true); });
@@ -439,12 +465,9 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
            { return o.AbschnittKopieren(Run(9, 900), 1, 300) >= 0; });
   LIMES_OP(CSigPairs, "DatenSortieren",
            { o.DatenWenden(), o.DatenSpiegeln(), o.DatenSortieren(true); });
-  LIMES_OP(CSigPairs, "KurveBilden", {
-    thread_local Ext c;  // its own memory is not what fails
-    o.KurveBilden(&c, true);
-    out << c;
-  });
-  LIMES_OP(CSigPairs, "AusSigCurveBilden", { o.AusSigCurveBilden(Fixed(9)); });
+  LIMES_OP(Ext, "KurveBilden", { WithLongUnits(Run(9)).KurveBilden(&o, true); });
+  LIMES_OP(CSigPairs, "AusSigCurveBilden", { o.AusSigCurveBilden(WithLongUnits(Fixed(9))); });
+  LIMES_OP(CSigPairs, "WurzelZiehen", { out << o.WurzelZiehen().YUnit(); });
   LIMES_OP(CSigPairsTm, "times", {
     o.Neustart(1000, 5000);
     out << o.NeuesPaar(1500, 2.0F) << o.NeuesPaar(700, 3.0F) << o.WertBei(900) << o.Zeitpunkt(0);
