@@ -26,6 +26,11 @@ CMeasuringUnit ForRecord(const CMeasuringUnit& unit) {
   return result;
 }
 
+/// Alike, the text shown too: it may be older than the fields or the display flags.
+bool Same(const CMeasuringUnit& a, const CMeasuringUnit& b) {
+  return a == b && a == b.prefixunit();
+}
+
 void Lower(float& bound, float other) { bound = other < bound ? other : bound; }
 void Raise(float& bound, float other) { bound = other > bound ? other : bound; }
 
@@ -176,7 +181,7 @@ template <class MakeRoom>
 bool CSignal::TakeHead(const CSignal& other, bool ownInfo, MakeRoom makeRoom) {
   return detail::IfMemoryAllows(false, [&] {
     CSignalInfoHandle info(info_, ownInfo);
-    if (XUnit() != other.XUnit() || YUnit() != other.YUnit()) {
+    if (!Same(XUnit(), other.XUnit()) || !Same(YUnit(), other.YUnit())) {
       info.X1Unit(other.XUnit());
       info.YUnit(other.YUnit());
     }

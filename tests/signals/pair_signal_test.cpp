@@ -136,6 +136,12 @@ TEST(PairSignal, CurvesThereAndBack) {
   CSigCurve fine = MakeCurve(Floats(65536), 0, 20000);
   run = fine;
   EXPECT_EQ(run.Punkt(65535), fine.GetPoint(65535)) << "no drift";
+  run.SetYUnit(u"dB(Pa)");
+  CMeasuringUnit::SetGlobalFlag(CMeasuringUnit::kShowDbA, true);
+  fine.SetYUnit(u"dB(Pa)");
+  CMeasuringUnit::SetGlobalFlag(CMeasuringUnit::kShowDbA, false);
+  run = fine;
+  EXPECT_EQ(run.YUnit(), u"dB(A)") << "units are copied with the text they show";
   CPolygonCodierung polygon;
   polygon.NeuerPunkt(2, 3);
   polygon.NeuerPunkt(1, 4);
