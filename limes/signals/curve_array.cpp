@@ -178,12 +178,12 @@ void CSigCurveArray::AttachOperationComplete() {
 }
 
 CSigCurveExt* CSigCurveArray::Detach(int i) {
-  return i >= 0 && i < head_.count ? SlotAt(i).curve.release() : nullptr;
+  return i >= 0 && i < head_.count ? std::exchange(SlotAt(i), {}).curve.release() : nullptr;
 }
 
 void CSigCurveArray::DetachAll() {
   for (Slot& slot : slots_) {
-    static_cast<void>(slot.curve.release());
+    static_cast<void>(std::exchange(slot, {}).curve.release());
   }
   head_.lastAttached = -1;
 }

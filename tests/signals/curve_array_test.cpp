@@ -140,6 +140,9 @@ TEST(CurveArray, TimeSeriesScalesToTheNumberOfCurves) {
                         std::numeric_limits<std::int64_t>::min());
   array.ZeitraumAendern(7, 7);
   EXPECT_EQ(State(array), "0:1 0:1 0:1 0:1 T 0 4 1 x 0 1");
+  delete array.Detach(1);
+  EXPECT_TRUE(array.KurveAusstatten(1, 2));
+  EXPECT_EQ(array.ZeitPos(1), 7) << "not the time of the curve that was there";
 }
 
 TEST(CurveArray, TimesOfASeriesStay) {
