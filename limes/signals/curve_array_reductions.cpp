@@ -163,7 +163,7 @@ bool CSigCurveArray::GlobalesMinMax(float& min, float& max) const {
 }
 
 /// The reduction of the curves, with weights or, for null, all alike; into a curve of its own first
-/// when the target is one of them.
+/// when the target is one of them, or could be left half done.
 bool CSigCurveArray::Reduced(CSigCurveExt* target, const CSigPairs* weights,
                              const Reduction& recipe) const {
   return target != nullptr && detail::IfMemoryAllows(false, [&] {
@@ -175,7 +175,9 @@ bool CSigCurveArray::Reduced(CSigCurveExt* target, const CSigPairs* weights,
            if (curves.empty()) {
              return false;
            }
-           if (std::find(curves.begin(), curves.end(), target) == curves.end()) {
+           // The unit of squares, which may find no memory, is set last.
+           const bool failsLate = recipe.kind == Reduction::kSquares && !recipe.rooted;
+           if (!failsLate && std::find(curves.begin(), curves.end(), target) == curves.end()) {
              return detail::Reduce(curves, factors, recipe, *target);
            }
            CSigCurveExt result;
