@@ -185,16 +185,15 @@ bool SameRange(const CSigCurveExt& a, const CSigCurveExt& b) {
          a.IMax() == b.IMax();
 }
 
-/// Maximize of each curve in turn, for curves that all have one valid range: no range grows.
-void MaximizeInBlocks(Curves curves, Kind kind, CSigCurveExt& target) {
+/// Maximize of each curve in turn, for curves that all have one valid range: no range grows. There
+/// is room for as many steps.
+void MaximizeInBlocks(Curves curves, Kind kind, CSigCurveExt& target, std::vector<Step>& steps) {
   const std::int64_t start = target.IMin();
   const std::int64_t offset = target.GetIndex(target.VMin()) - start;
   const std::int64_t i0 = std::max({start, std::int64_t{0}, -offset});
   const std::int64_t i1 =
       std::min({std::int64_t{target.GetIndex(target.VMax())} + 1, std::int64_t{target.DLen()},
                 std::int64_t{target.DLen()} - offset});
-  std::vector<Step> steps;
-  steps.reserve(curves.size());
   for (std::size_t k = 1; k < curves.size() && i0 < i1; ++k) {
     steps.push_back({{i0, i1, curves[k]->ValArray() + i0 + offset}});
   }
@@ -204,6 +203,8 @@ void MaximizeInBlocks(Curves curves, Kind kind, CSigCurveExt& target) {
 }
 
 bool Maximize(Curves curves, Kind kind, CSigCurveExt& target) {
+  std::vector<Step> steps;
+  steps.reserve(curves.size());  // nothing fails after the copy
   if (!target.Copy(*curves[0], true)) {
     return false;
   }
@@ -211,7 +212,7 @@ bool Maximize(Curves curves, Kind kind, CSigCurveExt& target) {
     return SameRange(*curve, target);
   });
   if (alike && target.VMin() <= target.VMax()) {
-    MaximizeInBlocks(curves, kind, target);
+    MaximizeInBlocks(curves, kind, target, steps);
     return true;
   }
   for (std::size_t k = 1; k < curves.size(); ++k) {

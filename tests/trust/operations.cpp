@@ -496,6 +496,7 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   reduce("RMS", [](auto& a, Ext& t) { return a.RMS(&t); });
   reduce("QuadratSumme", [](auto& a, Ext& t) { return a.QuadratSumme(&t); });
   LIMES_OP(Ext, "QuadratSumme of an array", { return Curves(4).QuadratSumme(&o); });
+  LIMES_OP(Ext, "Maximum of an array", { return Curves(4).Maximum(&o, 1); });
   LIMES_OP(CSigCurveArray, "arithmetic",
            { o += 1.0F, o *= 0.3F, o.QuadratAddieren(Curves(5), 0.2F); });
   LIMES_OP(CSigCurveArray, "Log", { o.Log(2e-5F); });
