@@ -24,17 +24,20 @@ wide_string Joined(std::u16string_view name, std::u16string_view suffix) {
   return joined;
 }
 
-/// Grid and valid range of the mean, as MakeSameSize; without zero the values of a curve that has
-/// its size are left for the caller to overwrite. False when memory is short.
+/// Units, grid and valid range of the mean, the latter as MakeSameSize; without zero the values of
+/// a curve that has its size are left for the caller to overwrite. False when memory is short.
 bool TakeGrid(CSigCurveExt& curve, const CSigCurveExt& mean, bool zero) {
-  if (zero || curve.DLen() != mean.DLen() || !curve.OwnsData()) {
-    curve.MakeSameSize(mean);
-    return curve.DLen() == mean.DLen();
-  }
-  const float date = curve.Date();
-  curve.InitHeader(mean);
-  curve.Date(date);
-  return true;
+  return detail::IfMemoryAllows(false, [&] {
+    curve.TakeUnits(mean);
+    if (zero || curve.DLen() != mean.DLen() || !curve.OwnsData()) {
+      curve.MakeSameSize(mean);
+      return curve.DLen() == mean.DLen();
+    }
+    const float date = curve.Date();
+    curve.InitHeader(mean);
+    curve.Date(date);
+    return true;
+  });
 }
 
 bool Overlap(const CSigCurve& a, const CSigCurve& b) {
@@ -248,7 +251,6 @@ int CKurvenLernWerkzeug::StandardAbwBilden() {
                          state_.meanSquare->ValArray(),
                          std::min(state_.mean->DLen(), state_.meanSquare->DLen()));
   }
-  spread_->TakeUnits(*state_.mean);  // what the roots of squares made of them is of no use
   return 1;
 }
 
@@ -279,7 +281,6 @@ bool CKurvenLernWerkzeug::FormLimit() {
     limit += state_.base;
   }
   Widen(limit, Widening());
-  limit.TakeUnits(mean);
   *formed_ = {true, true, state_.base, state_.factor, state_.width};
   return true;
 }

@@ -308,6 +308,27 @@ TEST(ShortOfMemory, BothSidesOfATrackKeepOneGrid) {
   }
 }
 
+TEST(ShortOfMemory, LimitsOfALoadedStateSaySo) {
+  CSigCurveExt curve = Sloping(20);
+  curve.SetYUnit(u"dB(m/s²)");  // longer than what texts hold within themselves
+  CKurvenLernWerkzeug learnt;
+  learnt.Vorlage(&curve);
+  learnt.NeueMessung(&curve);
+  CMemoryStream state;
+  ASSERT_TRUE(learnt.WriteState(state));
+  bool formed = false;
+  for (int k = 1; !formed; ++k) {
+    SCOPED_TRACE(k);
+    CKurvenLernWerkzeug tool;
+    state.Seek(0);
+    ASSERT_EQ(tool.ReadState(state), LearnStateStatus::kOk);
+    Arming(k)(true);
+    EXPECT_NO_THROW(formed = tool.UpdateLimit() == 1 && tool.StandardAbwBilden() == 1);
+    Arming()(false);
+    EXPECT_TRUE(!formed || tool.Grenzkurve()->YUnit() == curve.YUnit());
+  }
+}
+
 TEST(Allocations, LearningMakesNoneAfterItsFirstCall) {
   CSigCurveExt curve = CSigCurveExt::Make(1000, 0.0F, 1000.0F);
   curve.SetName(u"A name that is longer than any buffer within a string object");
