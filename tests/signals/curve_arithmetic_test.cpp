@@ -20,6 +20,9 @@ TEST(CurveArithmetic, Table) {
       {LIMES_DO(c.Max(other)), {kNaN, 1, 9}, "{nan 1 9}"},
       {LIMES_DO(c.Clip(0, false)), {-1, -0.0F, 1, kNaN}, "{0 0 1 nan}"},
       {LIMES_DO(c.Clip(1, true)), {-1, 2, kInf, kNaN}, "{-1 1 1 nan}"},
+      {LIMES_DO(c.Clip(-0.0F, true)), {-1, 0, kInf, kNaN}, "{-1 -0 -0 nan}"},
+      {LIMES_DO(c.Clip(-0.0F, false)), {-1, 0, kInf, kNaN}, "{-0 -0 inf nan}"},
+      {LIMES_DO(c.Clip(kNaN, true); c.Clip(kNaN, false)), {-1, 0, kInf, kNaN}, "{-1 0 inf nan}"},
       {LIMES_DO(c.SquareRoot()), {9, -4, -0.0F, kNaN, kInf}, "{3 0 0 0 inf}"},
   };
   for (const auto& [operation, before, after] : kCases) {
