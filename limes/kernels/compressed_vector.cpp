@@ -53,37 +53,37 @@ void CCompressedVector::Clear() {
   head_.recordSize = kHeadBytes;
 }
 
-std::uint32_t CCompressedVector::ValueCount() const {
-  const auto bytes = static_cast<std::uint32_t>(head_.dataBytes);
-  return IsByteCoded() ? bytes : bytes / 4;
+std::uint32_t CCompressedVector::ValueCount() const { return head_.ValueCount(); }
+
+bool CCompressedVector::Describe(std::span<const float> values, float xFirst, float xLast,
+                                 int method, SHead& head) {
+  head = {method, 0, 0, xFirst, xLast, 0.0F, 0.0F};
+  const std::uint64_t bytes = std::uint64_t{values.size()} * (head.IsByteCoded() ? 1 : 4);
+  if (bytes > std::uint64_t{std::numeric_limits<std::int32_t>::max() - kHeadBytes}) {
+    return false;
+  }
+  head.dataBytes = static_cast<std::int32_t>(bytes);
+  head.recordSize = head.dataBytes + kHeadBytes;
+  if (!values.empty()) {
+    const detail::SBounds bounds = detail::FindBounds(values.data(), values.size());
+    head.yMin = bounds.min;
+    head.yMax = bounds.max;
+  }
+  return true;
 }
 
 int CCompressedVector::Komprimieren(const float* values, int n, float xFirst, float xLast,
                                     int method) {
-  const bool coded = method == kRange || method == kRange2;
-  const std::int64_t count = values == nullptr || n < 0 ? 0 : n;
-  const std::int64_t bytes = coded ? count : 4 * count;
-  if (bytes > std::numeric_limits<std::int32_t>::max() - kHeadBytes ||
-      !detail::IfMemoryAllows([&] { data_.resize(static_cast<std::size_t>(bytes)); })) {
+  const auto count = static_cast<std::size_t>(values == nullptr || n < 0 ? 0 : n);
+  if (!Describe({values, count}, xFirst, xLast, method, head_) ||
+      !detail::IfMemoryAllows([&] { data_.resize(static_cast<std::size_t>(head_.dataBytes)); })) {
     Clear();
     return 0;
   }
-  head_ = {method,
-           static_cast<std::int32_t>(bytes),
-           static_cast<std::int32_t>(bytes) + kHeadBytes,
-           xFirst,
-           xLast,
-           0.0F,
-           0.0F};
-  const auto size = static_cast<std::size_t>(count);
-  const detail::SBounds bounds =
-      size == 0 ? detail::SBounds{0.0F, 0.0F} : detail::FindBounds(values, size);
-  head_.yMin = bounds.min;
-  head_.yMax = bounds.max;
-  if (coded) {
-    detail::CodeValues(values, size, bounds, data_.data());
+  if (head_.IsByteCoded()) {
+    detail::CodeValues(values, count, {head_.yMin, head_.yMax}, data_.data());
   } else {
-    FloatsToBytes(values, size, data_.data());
+    FloatsToBytes(values, count, data_.data());
   }
   return head_.recordSize;
 }
@@ -93,7 +93,7 @@ int CCompressedVector::Dekomprimieren(float* out) const {
     return 0;
   }
   const std::size_t n = ValueCount();
-  if (IsByteCoded()) {
+  if (head_.IsByteCoded()) {
     detail::DecodeValues(data_.data(), n, {head_.yMin, head_.yMax}, out);
   } else {
     BytesToFloats(data_.data(), n, out);
@@ -101,29 +101,68 @@ int CCompressedVector::Dekomprimieren(float* out) const {
   return head_.dataBytes;
 }
 
+void CCompressedVector::WriteHead(CFileStream& file, const SHead& head) {
+  detail::RecordWriter record;
+  record.PutFields(head);
+  record.WriteTo(file);
+}
+
 bool CCompressedVector::WriteToFile(CFileStream& file) const {
-  detail::RecordWriter head;
-  head.PutFields(head_);
-  head.WriteTo(file);
+  WriteHead(file, head_);
   if (!data_.empty()) {
     file.Write(data_.data(), data_.size());
   }
   return true;
 }
 
-bool CCompressedVector::ReadFromFile(CFileStream& file) {
+bool CCompressedVector::WriteRaw(CFileStream& file, std::span<const float> values, float xFirst,
+                                 float xLast) {
+  if constexpr (std::endian::native == std::endian::little) {
+    SHead head;
+    if (!Describe(values, xFirst, xLast, kRaw, head)) {
+      return false;
+    }
+    WriteHead(file, head);
+    if (!values.empty()) {
+      file.Write(values.data(), values.size_bytes());
+    }
+    return true;
+  } else {
+    CCompressedVector held;
+    return held.Komprimieren(values.data(), static_cast<int>(values.size()), xFirst, xLast, kRaw) >
+               0 &&
+           held.WriteToFile(file);
+  }
+}
+
+bool CCompressedVector::ReadHead(CFileStream& file, SHead& head) {
   detail::RecordReader in(file);
-  SHead head;
   if (!in.GetFields(head) || head.dataBytes < 0 ||
-      !in.GetArray(data_, static_cast<std::uint64_t>(head.dataBytes))) {
+      !in.Fits(static_cast<std::uint64_t>(head.dataBytes), 1)) {
+    return false;
+  }
+  // The size in a record is not looked at; the true one is written again.
+  head.recordSize = static_cast<std::int32_t>(std::min<std::int64_t>(
+      std::int64_t{head.dataBytes} + kHeadBytes, std::numeric_limits<std::int32_t>::max()));
+  return true;
+}
+
+bool CCompressedVector::ReadData(CFileStream& file, const SHead& head) {
+  if (!detail::RecordReader(file).GetArray(data_, static_cast<std::uint64_t>(head.dataBytes))) {
     Clear();
     return false;
   }
   head_ = head;
-  // The size in a record is not looked at; the true one is written again.
-  head_.recordSize = static_cast<std::int32_t>(std::min<std::int64_t>(
-      std::int64_t{head.dataBytes} + kHeadBytes, std::numeric_limits<std::int32_t>::max()));
   return true;
+}
+
+bool CCompressedVector::ReadFromFile(CFileStream& file) {
+  SHead head;
+  if (!ReadHead(file, head)) {
+    Clear();
+    return false;
+  }
+  return ReadData(file, head);
 }
 
 }  // namespace limes

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -11,6 +12,7 @@ namespace limes {
 
 class CFileStream;
 class CSigCurve;
+enum class CurveReadStatus;
 
 /// The values of a curve as its file record holds them: raw floats, or one byte per value over the
 /// range of the values. One thread at a time.
@@ -80,9 +82,32 @@ class LIMES_EXPORT CCompressedVector {
     static constexpr auto Fields(auto& h) {
       return std::tie(h.method, h.dataBytes, h.recordSize, h.xFirst, h.xLast, h.yMin, h.yMax);
     }
+
+    bool IsByteCoded() const { return method == kRange || method == kRange2; }
+    std::uint32_t ValueCount() const {
+      const auto bytes = static_cast<std::uint32_t>(dataBytes);
+      return IsByteCoded() ? bytes : bytes / 4;
+    }
   };
 
-  bool IsByteCoded() const { return head_.method == kRange || head_.method == kRange2; }
+  friend class CSigCurve;  // moves raw values past the coder
+
+  /// The head of the record of these values; false when it would be too long. O(n).
+  static bool Describe(std::span<const float> values, float xFirst, float xLast, int method,
+                       SHead& head);
+  static void WriteHead(CFileStream& file, const SHead& head);
+
+  /// Writes a record of raw values that nobody holds; as Komprimieren and WriteToFile.
+  [[nodiscard]] static bool WriteRaw(CFileStream& file, std::span<const float> values, float xFirst,
+                                     float xLast);
+
+  /// Reads a head whose data the stream may still hold, then the data.
+  static bool ReadHead(CFileStream& file, SHead& head);
+  bool ReadData(CFileStream& file, const SHead& head);
+
+  /// Reads a record. More than `room` raw values go into the curve, with the x range, when the end
+  /// of the stream is known; others are held, and the curve stays without values.
+  CurveReadStatus ReadInto(CSigCurve& curve, std::uint32_t room, CFileStream& file);
 
   SHead head_;
   std::vector<std::uint8_t> data_;

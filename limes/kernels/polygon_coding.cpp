@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <span>
 #include <utility>
 
 #include "limes/kernels/exact_sort.h"
@@ -205,6 +206,21 @@ bool CPolygonCodierung::InResListeSchreiben(CResourceSea& store, std::u16string_
   });
 }
 
+namespace {
+
+/// Bytes read into the span: fewer only at the end, while a stream may deliver them in pieces.
+std::size_t ReadUpTo(CFileStream& file, std::span<std::uint8_t> bytes) {
+  std::size_t done = 0;
+  std::size_t got = 1;
+  while (got > 0 && done < bytes.size()) {
+    got = std::min(file.Read(bytes.data() + done, bytes.size() - done), bytes.size() - done);
+    done += got;
+  }
+  return done;
+}
+
+}  // namespace
+
 bool CPolygonCodierung::AusDateiLesen(CFileStream& file) {
   constexpr std::size_t kPiece = 1024;
   Leeren();
@@ -216,7 +232,7 @@ bool CPolygonCodierung::AusDateiLesen(CFileStream& file) {
   std::array<std::uint8_t, kPiece * kPointBytes> bytes;
   for (std::size_t left = count > 0 ? static_cast<std::size_t>(count) : 0; left > 0;) {
     const std::size_t wanted = std::min(left, kPiece);
-    const std::size_t n = file.Read(bytes.data(), wanted * kPointBytes) / kPointBytes;
+    const std::size_t n = ReadUpTo(file, {bytes.data(), wanted * kPointBytes}) / kPointBytes;
     for (std::size_t i = 0; i < n; ++i) {
       const std::uint8_t* const at = bytes.data() + i * kPointBytes;
       if (!Append(detail::FromLittleEndian<float>(at),

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <tuple>
+#include <typeinfo>
 
 #include "limes/core/measuring_unit.h"
 #include "limes/signals/extended_curve.h"
@@ -66,8 +67,26 @@ void FinishLearnState(RecordWriter& record, CFileStream& file) {
 
 constexpr std::uint16_t kNewestVersion = 2;  ///< of any kind of limit
 
-LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind,
-                             std::vector<std::uint8_t>& payload, std::uint16_t& version) {
+namespace {
+
+/// The next n bytes, which the stream may still hold; those of a memory stream stay where they are.
+bool GetPayload(CFileStream& file, RecordReader& in, std::uint64_t n, SPayload& payload) {
+  if (typeid(file) == typeid(CMemoryStream)) {
+    const auto at = static_cast<std::size_t>(file.Position());
+    const auto size = static_cast<std::size_t>(n);
+    payload.bytes = static_cast<CMemoryStream&>(file).Bytes().subspan(at, size);
+    file.Seek(static_cast<std::int64_t>(at + size));
+    return true;
+  }
+  const bool read = in.GetArray(payload.made, n);
+  payload.bytes = payload.made;
+  return read;
+}
+
+}  // namespace
+
+LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind, SPayload& payload,
+                             std::uint16_t& version) {
   RecordReader in(file);
   SHead head;
   if (!in.GetFields(head)) {
@@ -85,17 +104,18 @@ LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind,
   if (!in.Fits(head.payloadBytes, 1)) {
     return LearnStateStatus::kCutShort;
   }
-  if (!in.GetArray(payload, head.payloadBytes)) {
+  if (!GetPayload(file, in, head.payloadBytes, payload)) {
     // With bytes enough, the array was not made: memory is short.
-    return payload.size() < head.payloadBytes && in.Remaining() > 0 ? LearnStateStatus::kMemory
-                                                                    : LearnStateStatus::kCutShort;
+    return payload.made.size() < head.payloadBytes && in.Remaining() > 0
+               ? LearnStateStatus::kMemory
+               : LearnStateStatus::kCutShort;
   }
   if (!in.Get(stated)) {
     return LearnStateStatus::kCutShort;
   }
   RecordWriter bytes;
   bytes.PutFields(head);
-  if (Crc32(payload, Crc32(bytes.Bytes())) != stated) {
+  if (Crc32(payload.bytes, Crc32(bytes.Bytes())) != stated) {
     return LearnStateStatus::kChecksum;
   }
   return ofThisKind ? LearnStateStatus::kOk : LearnStateStatus::kOtherKind;

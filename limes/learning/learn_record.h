@@ -41,10 +41,17 @@ void BeginLearnState(RecordWriter& record, LearnStateKind kind, std::uint16_t ve
 /// through.
 void FinishLearnState(RecordWriter& record, CFileStream& file);
 
-/// Checks head and checksum and gives the payload. The version is the newest that can be read, then
-/// the record's. Never allocates more than the stream holds.
-LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind,
-                             std::vector<std::uint8_t>& payload, std::uint16_t& version);
+/// The payload of a record: what memory had to be made for, and the bytes, which may be a memory
+/// stream's own.
+struct SPayload {
+  std::vector<std::uint8_t> made;
+  std::span<const std::uint8_t> bytes;
+};
+
+/// Checks head and checksum and gives the payload, which the stream must outlive. The version is
+/// the newest that can be read, then the record's. Never allocates more than the stream holds.
+LearnStateStatus ReadPayload(CFileStream& file, LearnStateKind kind, SPayload& payload,
+                             std::uint16_t& version);
 
 /// Writes what put(record) puts; nothing, and false, when it says so or memory is short.
 template <class Put>
@@ -67,12 +74,12 @@ template <class State, class Get, class Commit>
 [[nodiscard]] LearnStateStatus ReadLearnState(CFileStream& file, LearnStateKind kind, Get get,
                                               Commit commit, std::uint16_t version = 1) {
   return IfMemoryAllows(LearnStateStatus::kMemory, [&] {
-    std::vector<std::uint8_t> payload;
+    SPayload payload;
     LearnStateStatus status = ReadPayload(file, kind, payload, version);
     if (status != LearnStateStatus::kOk) {
       return status;
     }
-    CMemoryStream stream{std::span<const std::uint8_t>(payload)};
+    CMemoryStream stream{payload.bytes};
     RecordReader in(stream);
     State state;
     status = get(in, state, version);

@@ -1,4 +1,6 @@
 #include "limes/kernels/compressed_vector.h"
+#include "limes/platform/file_stream.h"
+#include "limes/platform/record_io.h"
 #include "limes/signals/curve.h"
 #include "limes/signals/extended_curve.h"
 
@@ -24,6 +26,28 @@ int CCompressedVector::Dekomprimieren(CSigCurve* curve) const {
     extended->ResetVMinMax();
   }
   return head_.dataBytes;
+}
+
+CurveReadStatus CCompressedVector::ReadInto(CSigCurve& curve, std::uint32_t room,
+                                            CFileStream& file) {
+  SHead head;
+  const bool begun = ReadHead(file, head);
+  if (begun && (head.IsByteCoded() || head.ValueCount() <= room || file.Remaining() < 0)) {
+    return ReadData(file, head) ? CurveReadStatus::kOk : CurveReadStatus::kValues;
+  }
+  Clear();
+  if (!begun) {
+    return CurveReadStatus::kValues;
+  }
+  if (!curve.AllocateValues(head.ValueCount())) {
+    return CurveReadStatus::kMemory;
+  }
+  detail::RecordReader in(file);
+  if (!in.GetSpan(curve.Values()) || !in.Skip(static_cast<std::uint64_t>(head.dataBytes % 4))) {
+    return CurveReadStatus::kValues;
+  }
+  curve.SetXMinMax(head.xFirst, head.xLast);
+  return CurveReadStatus::kOk;
 }
 
 }  // namespace limes

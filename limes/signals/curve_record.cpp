@@ -59,6 +59,10 @@ bool CSigCurve::WriteCoded(CFileStream& file, unsigned version, int method) cons
     return false;
   }
   CCompressedVector* const kompressor = EnsureKompressor();
+  if (kompressor != nullptr && method == CCompressedVector::kRaw) {
+    kompressor->Clear();
+    return CCompressedVector::WriteRaw(file, Values(), xMin_, xMax_);
+  }
   return kompressor != nullptr && kompressor->Komprimieren(this, method) > 0 &&
          kompressor->WriteToFile(file);
 }
@@ -85,25 +89,36 @@ CurveReadStatus CSigCurve::ReadFromFileChecked(CFileStream& file, unsigned versi
     if (version != 1 && version != 2) {
       return CurveReadStatus::kVersion;
     }
-    CSigCurve head;
-    if (!head.CSignal::ReadFromFile(file, version)) {
+    CSigCurve read;  // name and units, and the values for which this curve has no room yet
+    if (!read.CSignal::ReadFromFile(file, version)) {
       return CurveReadStatus::kHeader;
     }
     CCompressedVector* const kompressor = EnsureKompressor();
     if (kompressor == nullptr) {
       return CurveReadStatus::kMemory;
     }
-    if (!kompressor->ReadFromFile(file)) {
-      return CurveReadStatus::kValues;
+    const CurveReadStatus status = kompressor->ReadInto(read, Capacity(), file);
+    if (status != CurveReadStatus::kOk) {
+      return status;
     }
     Tail tail;
     if (!ReadTail(file, version, tail)) {
       return CurveReadStatus::kTail;
     }
-    if (!AllocateWithHead(kompressor->ValueCount(), head)) {
+    if (!AllocateWithHead(kompressor->ValueCount(), read)) {
       return CurveReadStatus::kMemory;
     }
-    static_cast<void>(kompressor->Dekomprimieren(this));  // nothing fails from here on
+    // Nothing fails from here on.
+    if (read.DLen() > 0) {
+      read.SetTypeCode(TypeCode());
+      read.SetSigId(SigId());
+      read.DoCopyData(DoCopyData());
+      WhileYielding(read, [&] { static_cast<void>(CopyWords(read)); });
+      SetXLen(DLen());
+      SetXMinMax(read.XMin(), read.XMax());
+    } else {
+      static_cast<void>(kompressor->Dekomprimieren(this));
+    }
     TakeTail(tail);
     return CurveReadStatus::kOk;
   });

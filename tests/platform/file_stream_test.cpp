@@ -115,19 +115,6 @@ TEST(RecordIo, FieldsAreLittleEndianAndUnpadded) {
   EXPECT_EQ(sample.count, -2);
 }
 
-/// A stream of unknown length that delivers a few bytes at a time, as a pipe does.
-class Trickle : public CMemoryStream {
- public:
-  using CMemoryStream::CMemoryStream;
-  std::size_t Read(void* data, std::size_t bytes) override {
-    largest = std::max(largest, bytes);
-    return CMemoryStream::Read(data, std::min<std::size_t>(bytes, 7));
-  }
-  std::int64_t Remaining() override { return -1; }
-
-  std::size_t largest = 0;
-};
-
 TEST(RecordIo, ArraysAskBeforeMemoryGrows) {
   const Bytes bytes(100000, 1);
   CMemoryStream known(bytes);

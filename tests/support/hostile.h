@@ -45,6 +45,19 @@ inline Bytes WithChecksum(Bytes bytes) {
   return bytes;
 }
 
+/// A stream of unknown length that delivers a few bytes at a time, as a pipe does.
+class Trickle : public CMemoryStream {
+ public:
+  using CMemoryStream::CMemoryStream;
+  std::size_t Read(void* data, std::size_t bytes) override {
+    largest = std::max(largest, bytes);
+    return CMemoryStream::Read(data, std::min<std::size_t>(bytes, 7));
+  }
+  std::int64_t Remaining() override { return -1; }
+
+  std::size_t largest = 0;
+};
+
 /// For learn states.
 constexpr auto kWriteState = [](const auto& learner, CFileStream& file) {
   return learner.WriteState(file);
@@ -103,9 +116,9 @@ std::string RefusedPlaces(const Bytes& record, Use use) {
   return text;
 }
 
-/// Reads the record whole, cut at every byte, and with four other values in every byte. Each time
-/// it is read, and what is written back reads and writes the same again, or it is refused and the
-/// object keeps its state.
+/// Reads the record whole, through a pipe, cut at every byte, and with four other values in every
+/// byte. Each time it is read, and what is written back reads and writes the same again, or it is
+/// refused and the object keeps its state.
 ///
 /// make() gives a fresh object by value or pointer-like; read(object, stream) is true on success;
 /// write(object, stream) puts the object out.
@@ -133,6 +146,10 @@ void ExpectHostileSafe(std::span<const std::uint8_t> record, Make make, Read rea
   ASSERT_TRUE(ReadBlock(whole, record, read, &position)) << "the sample itself";
   EXPECT_EQ(position, static_cast<std::int64_t>(record.size())) << "stands behind the record";
   EXPECT_EQ(Written(whole, write), Bytes(record.begin(), record.end()));
+  auto trickled = make();
+  Trickle pipe{record};
+  EXPECT_TRUE(read(trickled, pipe)) << "from a pipe";
+  EXPECT_EQ(Written(trickled, write), Bytes(record.begin(), record.end()));
   for (std::size_t cut = 0; cut < record.size(); ++cut) {
     SCOPED_TRACE("cut at " + std::to_string(cut));
     const bool accepted = check(record.first(cut));
