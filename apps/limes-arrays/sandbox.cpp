@@ -38,6 +38,12 @@ constexpr int kCalls[] = {
     __NR_fcntl,        __NR_flock,
 };
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;  ///< lays out far more than it uses, asks in ways of its own
+#else
+constexpr bool kSanitized = false;
+#endif
+
 /// Until the file is open.
 constexpr int kOpeningCalls[] = {
     __NR_openat,   __NR_prctl, __NR_readlinkat, __NR_getcwd,
@@ -68,11 +74,9 @@ void LimitResources(std::uint64_t fileBytes) {
   constexpr rlim_t kMemory = rlim_t{2} << 30;
   constexpr rlim_t kSeconds = 60;
   constexpr rlim_t kBytesPerSecond = rlim_t{4} << 20;
-#if !defined(__SANITIZE_ADDRESS__)  // which lays out far more than it uses
-  SetLimit(RLIMIT_AS, kMemory);
-#else
-  static_cast<void>(kMemory);
-#endif
+  if (!kSanitized) {
+    SetLimit(RLIMIT_AS, kMemory);
+  }
   SetLimit(RLIMIT_CPU, kSeconds + fileBytes / kBytesPerSecond);
   SetLimit(RLIMIT_CORE, 0);
   SetLimit(RLIMIT_FSIZE, 0);
@@ -80,11 +84,9 @@ void LimitResources(std::uint64_t fileBytes) {
 }
 
 void LimitCalls(bool mayOpen) {
-#if defined(__SANITIZE_ADDRESS__)  // which asks the system in ways of its own
-  if (kMachine != 0) {
+  if (kSanitized) {
     return;
   }
-#endif
   prctl(PR_SET_DUMPABLE, 0);
   if (kMachine == 0) {
     return;
