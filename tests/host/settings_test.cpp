@@ -1,7 +1,11 @@
 #include <gmock/gmock.h>
 
+#include <exception>
+#include <string>
+
 #include "apps/limes/commands/options.h"
 #include "apps/limes/errors.h"
+#include "apps/limes/measurement/unit_text.h"
 
 namespace limes::host {
 namespace {
@@ -29,6 +33,19 @@ TEST(CommandLine, ReadsEveryOptionWithoutSwallowingFiles) {
   EXPECT_THAT(taken, ElementsAre(5, 8, 11));
   EXPECT_EQ(ParseCommandLine({"--help"}).exitCode, 0);
   EXPECT_THAT(ParseCommandLine({"learn", "--help"}).message, testing::HasSubstr("--detrend"));
+}
+
+/// What the program did not write is no number that only resembles it.
+TEST(StoredTexts, RefuseNumbersOutOfRange) {
+  const std::string unit = R"({"unit":1,"power":1,"reference":0,"exponent":)";
+  for (const char* exponent : {"70000", "-3.3e40", "0.5", "true", "\"1\"", "null"}) {
+    EXPECT_THROW(UnitFromText(unit + exponent + "}"), std::exception) << exponent;
+  }
+  EXPECT_EQ(UnitFromText(unit + "-3}").unit.Exponent(), -3);
+  for (const char* spectrum : {"-1024", "4294967297", "1e30", "1024.5"}) {
+    EXPECT_THROW(SettingsFromText(std::string(R"({"spectrum":)") + spectrum + "}"), std::exception);
+  }
+  EXPECT_EQ(SettingsFromText(R"({"spectrum":1024})").spectrum, 1024U);
 }
 
 TEST(Settings, AreWholeAfterTheStore) {

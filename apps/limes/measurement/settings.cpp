@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <type_traits>
 
+#include "apps/limes/measurement/json_number.h"
 #include "limes/kernels/averaging_factors.h"
 #include "limes/learning/common_modes.h"
 #include "limes/learning/track_learning_tool.h"
@@ -339,7 +340,7 @@ SSettings SettingsFromText(const std::string& text) {
       [&](const char* option, Policy, auto& value) {
         using T = typename std::remove_reference_t<decltype(value)>::value_type;
         if (const auto found = json.find(option + 2); found != json.end()) {
-          value = found->template get<T>();
+          value = ValueOf<T>(*found);
         }
       },
       given);

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "apps/limes/measurement/json_number.h"
+
 namespace limes::host {
 
 std::string UnitToText(const SUnit& unit) {
@@ -26,8 +28,8 @@ SUnit UnitFromText(const std::string& text) {
     result.text = json.at("text").get<std::string>();
     result.reference = json.at("reference").get<float>();
   } else if (json.contains("unit")) {
-    result.unit.set(json.at("unit").get<unsigned>(), json.at("exponent").get<short>(),
-                    json.at("power").get<short>(), json.at("reference").get<float>());
+    result.unit.set(ValueOf<unsigned>(json.at("unit")), ValueOf<short>(json.at("exponent")),
+                    ValueOf<short>(json.at("power")), json.at("reference").get<float>());
   }
   return result;
 }
