@@ -149,7 +149,8 @@ LIMES_C_API limes_status limes_rule_of(const limes_limit* limit, limes_rule* rul
 LIMES_C_API int64_t limes_learnt(const limes_limit* limit);
 
 /** Learns a good part. LIMES_PART says why it cannot be learnt: another unit or step, values that
- *  are not finite, too short, no signal. Without a unit (null) a value's is not compared. O(n). */
+ *  are not finite, too short, no signal. A value without a unit (null) fits those learnt so. O(n).
+ */
 LIMES_C_API limes_status limes_learn_value(limes_limit* limit, double value, const char* unit);
 LIMES_C_API limes_status limes_learn_curve(limes_limit* limit, const limes_curve* part);
 

@@ -31,7 +31,9 @@ void PutLimits(ValueLimit& limit, Side side, const SLimitRows& rows, std::size_t
   TellCount(1, count);
   CLernenderGrenzwert& tool = limit.Formed()[side];
   // A judgement tells them in double.
-  const SPartJudgement of = tool.JudgePart(SValuePart(double{tool.Mittelwert()}));
+  SValuePart part(double{tool.Mittelwert()});
+  part.unit = tool.Unit();
+  const SPartJudgement of = tool.JudgePart(part);
   const double sign = side == Side::kUpper ? 1.0 : -1.0;
   rows.Put(0, 0.0, sign * of.mean, of.spread, limit.HasLimit() ? sign * of.limit : kNone);
 }

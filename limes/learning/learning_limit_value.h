@@ -26,11 +26,12 @@ namespace limes {
 /// spread that is far smaller than the mean; NeueMessung and Judge check nothing. A lower limit is
 /// learnt on negated values. One thread at a time.
 ///
-/// LearnPart forms the limit too, and learns the first unit given, until the next restart; it gives
-/// kOk, kNotFinite, kUnit, kReference or kMemory. JudgePart judges by a limit that was set or read
-/// as well. Not judged for a reason of LearnPart, without a limit, and for kResolution: unless the
-/// base alone can be told from 0, or the value is beyond the limit by more than the resolution. The
-/// share is 1; the regions are left empty.
+/// LearnPart forms the limit too, and learns the unit of the first part, until the next restart; it
+/// gives kOk, kNotFinite, kUnit, kReference or kMemory. What was learnt without a unit, or read
+/// from an archive, fits parts without one only: see SetUnit. JudgePart judges by a limit that was
+/// set or read as well. Not judged for a reason of LearnPart, without a limit, and for kResolution:
+/// unless the base alone can be told from 0, or the value is beyond the limit by more than the
+/// resolution. The share is 1; the regions are left empty.
 class LIMES_EXPORT CLernenderGrenzwert
     : public detail::CheckedCalls<CLernenderGrenzwert, SValuePart, SFittedValue> {
  public:
@@ -60,6 +61,9 @@ class LIMES_EXPORT CLernenderGrenzwert
 
   /// Unit of the values, as LearnPart learnt it; none when it was never given.
   const std::optional<CMeasuringUnit>& Unit() const { return state_.unit; }
+
+  /// Says which unit the values had that were learnt, or the limit that was set, without one.
+  void SetUnit(const CMeasuringUnit& unit) { state_.unit = unit; }
 
   /// Everything back to its default, name and rule included.
   // kept: the time of the averaging stays, so call Neustart too
@@ -247,6 +251,8 @@ class LIMES_EXPORT CLernenderGrenzwert
   double Mean() const {
     return state_.exact.on ? state_.exact.origin + state_.exact.mean : state_.mean;
   }
+
+  static const CMeasuringUnit& UnitOrNone(const std::optional<CMeasuringUnit>& unit);
 
   /// Whether the limit that was read is another one than the rule forms.
   void FindGiven();

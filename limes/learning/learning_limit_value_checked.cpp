@@ -15,6 +15,11 @@ CLernenderGrenzwert::SExact CLernenderGrenzwert::SState::ExactOrPlain() const {
                   : SExact{true, mean, 0.0, std::max(meanSquare - mean * mean, 0.0), kFloatStep};
 }
 
+const CMeasuringUnit& CLernenderGrenzwert::UnitOrNone(const std::optional<CMeasuringUnit>& unit) {
+  static const CMeasuringUnit kNone;
+  return unit ? *unit : kNone;
+}
+
 void CLernenderGrenzwert::FindGiven() {
   const double read = state_.limit;
   GrenzwertErneuern(1.0F);
@@ -31,13 +36,16 @@ PartStatus CLernenderGrenzwert::Fit(const SValuePart& part, SFittedValue& fitted
   if (!std::isfinite(part.value)) {
     return PartStatus::kNotFinite;
   }
-  return state_.unit && part.unit ? CompareUnits(*part.unit, *state_.unit) : PartStatus::kOk;
+  if (state_.count == 0 && !state_.unit) {
+    return PartStatus::kOk;  // nothing learnt, or a limit that was set
+  }
+  return CompareUnits(UnitOrNone(part.unit), UnitOrNone(state_.unit));
 }
 
 PartStatus CLernenderGrenzwert::CheckForLearning(const SValuePart& part, const SPartRule& /*rule*/,
                                                  SFittedValue& fitted) const {
   const PartStatus status = Fit(part, fitted);
-  fitted.room.start = part.unit && (state_.count == 0 || !state_.unit);
+  fitted.room.start = state_.count == 0 && (part.unit || state_.unit);
   return status != PartStatus::kNotFinite && state_.count == 0 ? PartStatus::kOk : status;
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "limes/learning/learning_limit_value.h"
+#include "limes/platform/memory_errors.h"
 
 namespace limes {
 
@@ -11,11 +12,17 @@ MergeStatus CLernenderGrenzwert::Merge(const CLernenderGrenzwert& other) {
       status != MergeStatus::kOk) {
     return status;
   }
-  if (state_.unit && later.unit && *state_.unit != *later.unit) {
-    return MergeStatus::kUnit;
-  }
   if (later.count == 0) {
     return MergeStatus::kOk;
+  }
+  std::optional<CMeasuringUnit> unit;
+  if (!detail::IfMemoryAllows([&] { unit = later.unit; })) {
+    return MergeStatus::kMemory;
+  }
+  if (state_.count == 0 && !state_.unit) {
+    state_.unit.swap(unit);
+  } else if (UnitOrNone(unit) != UnitOrNone(state_.unit)) {
+    return MergeStatus::kUnit;
   }
   const detail::SJoin join(state_.generator, state_.count, later.generator);
   const auto mix = [share = join.share](double& mine, double theirs) {

@@ -24,7 +24,7 @@ struct SValuePart {
       : value(measured), unit(itsUnit), resolution(itsResolution) {}
 
   double value;
-  std::optional<CMeasuringUnit> unit;  ///< not checked when it is not given
+  std::optional<CMeasuringUnit> unit;  ///< not given: none, as of values learnt without one
 
   /// Smallest difference the measurement can show, in the unit; 0: that of a double. A value that
   /// went through a float has std::fabs(value) / (1 << 24).

@@ -413,7 +413,7 @@ class ValueLimit(_Limit):
     def judge(
         self, value: float, *, unit: Any = None, resolution: float | None = None
     ) -> _limes.Judgement:
-        """Judges a value. The unit is checked when it is given; resolution is the smallest
+        """Judges a value. Its unit must be that of the values learnt; resolution is the smallest
         difference that the measurement shows, that of a float32 or float16 when the value is one."""
         self._check_promise()
         if resolution is None:

@@ -213,8 +213,10 @@ def test_values_keep_their_digits():
     limit = limes.learn_values(clock, CLASSIC, unit="Hz")
     verdicts = [limit.judge(24_576_000 + d, unit="Hz").verdict for d in (0.2, 0.9)]
     assert verdicts == [limes.Verdict.PASS, limes.Verdict.FAIL]
-    assert limit.judge(24_576_000.0, unit="s").reason == limes.PartStatus.UNIT
+    for unit in ("s", None):
+        assert limit.judge(24_576_000.0, unit=unit).reason == limes.PartStatus.UNIT
     rough = limes.learn_values(clock.astype(np.float32), CLASSIC)
+    assert rough.judge(24_576_000.0, unit="Hz").reason == limes.PartStatus.UNIT
     assert rough.judge(np.float32(24_576_000)).reason == limes.PartStatus.RESOLUTION
     with pytest.raises(ValueError, match="another unit"):
         limit.learn(24_576_000.0, unit="s")

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "limes/learning/curve_learning_tool.h"
@@ -293,6 +294,43 @@ TEST(CheckedCurve, PassesNothingOfACableThatCameOff) {
       EXPECT_EQ(judgement.reason, c.reason) << WideToUtf8(Text(judgement.reason));
       EXPECT_EQ(judgement.verdict, c.reason == S::kOk ? Verdict::kPass : Verdict::kNotJudged);
     }
+  }
+}
+
+/// No unit is a unit, too: nobody knows in which one such values were measured.
+TEST(CheckedValue, FitsValuesOfItsUnit) {
+  const std::optional<CMeasuringUnit> none;
+  const std::optional<CMeasuringUnit> volt = CMeasuringUnit(u"V");
+  const std::optional<CMeasuringUnit> milli = CMeasuringUnit(u"mV");
+  const struct {
+    std::optional<CMeasuringUnit> learnt;
+    std::optional<CMeasuringUnit> given;
+    PartStatus status;
+  } kCases[] = {
+      {none, none, S::kOk},   {none, volt, S::kUnit},  {none, CMeasuringUnit(), S::kOk},
+      {volt, none, S::kUnit}, {volt, milli, S::kUnit}, {volt, volt, S::kOk},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(&c - kCases);
+    const auto learn = [](CLernenderGrenzwert& limit, const std::optional<CMeasuringUnit>& unit) {
+      SValuePart part(5.0);
+      part.unit = unit;
+      return limit.LearnPart(part);
+    };
+    CLernenderGrenzwert limit;
+    CLernenderGrenzwert other;
+    CLernenderGrenzwert fresh;
+    ASSERT_EQ(learn(limit, c.learnt), S::kOk);
+    ASSERT_EQ(learn(other, c.given), S::kOk);
+    ASSERT_EQ(fresh.Merge(limit), MergeStatus::kOk);
+    SValuePart part(5.0);
+    part.unit = c.given;
+    EXPECT_EQ(limit.JudgePart(part).reason, c.status);
+    EXPECT_EQ(fresh.JudgePart(part).reason, c.status);
+    EXPECT_EQ(fresh.Merge(other), c.status == S::kOk ? MergeStatus::kOk : MergeStatus::kUnit);
+    EXPECT_EQ(learn(limit, c.given), c.status);
+    limit.SetUnit(c.given.value_or(CMeasuringUnit()));
+    EXPECT_EQ(limit.JudgePart(part).reason, S::kOk);
   }
 }
 

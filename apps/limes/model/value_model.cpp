@@ -12,6 +12,7 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
  public:
   CValueModel(const SSettings& settings, const std::string& name, const SUnit& unit, bool mayLack)
       : CSidedModel(settings, name, SUnit(), unit, true), mayLack_(mayLack) {
+    part_.unit = unit.unit;
     for (const Side side : tools_.Limited()) {
       tools_[side].NameIst(Utf8ToWide(name));
       tools_[side].Neustart(settings.timeScale);
@@ -21,13 +22,13 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
   std::string PrepareLearning(const SQuantity& quantity, const std::string& part,
                               bool /*allowShort*/) override {
     Take(quantity, part);
-    return fits_ ? Refusal(tools_.PrepareLearning(value_), part) : "";
+    return fits_ ? Refusal(tools_.PrepareLearning(part_), part) : "";
   }
 
   void PrepareJudging(const SQuantity& quantity, const std::string& part) override {
     Take(quantity, part);
     if (fits_) {
-      Refusal(tools_.PrepareJudging(value_), part);
+      Refusal(tools_.PrepareJudging(part_), part);
     }
   }
 
@@ -37,14 +38,14 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
     }
   }
 
-  SPartScoring Score() override { return ScoreOf(value_); }
+  SPartScoring Score() override { return ScoreOf(part_); }
 
   void AppendValues(std::vector<float>& values) override {
     const float mean = Sign(tools_.Limited()[0]) * tools_.First().Mittelwert();
-    values.push_back(static_cast<float>(value_ - double{mean}));
+    values.push_back(static_cast<float>(part_.value - double{mean}));
   }
 
-  void AppendMeasured(std::vector<double>& values) override { values.push_back(value_); }
+  void AppendMeasured(std::vector<double>& values) override { values.push_back(part_.value); }
   std::size_t Points() const override { return 1; }
   std::optional<double> PlaceOf(std::size_t /*point*/) const override { return std::nullopt; }
 
@@ -117,7 +118,13 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
            (isFormed_ || unit_.IsDecibel() || std::fabs(mean) > kSpreads * spread);
   }
 
-  std::string TakeState(const SStoredQuantity::SState& /*state*/) override { return ""; }
+  /// Earlier stores hold the unit beside the state alone.
+  std::string TakeState(const SStoredQuantity::SState& state) override {
+    if (!tools_[state.side].Unit()) {
+      tools_[state.side].SetUnit(unit_.unit);
+    }
+    return "";
+  }
 
   std::string JoinStates(CQuantityModel& other) override {
     auto& theirs = static_cast<CValueModel&>(other);
@@ -147,12 +154,12 @@ class CValueModel : public CSidedModel<CLernenderGrenzwert> {
 
   void Take(const SQuantity& quantity, const std::string& part) {
     CheckUnits(quantity, part);
-    value_ = quantity.value;
-    fits_ = !mayLack_ || !std::isnan(value_);
+    part_.value = quantity.value;
+    fits_ = !mayLack_ || !std::isnan(part_.value);
   }
 
-  bool mayLack_;        ///< NaN is no fault
-  double value_ = 0.0;  ///< that was prepared
+  bool mayLack_;          ///< NaN is no fault
+  SValuePart part_{0.0};  ///< that was prepared
 };
 
 }  // namespace
