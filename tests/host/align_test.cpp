@@ -111,14 +111,17 @@ TEST_F(Align, StaysWithTheStore) {
   ASSERT_EQ(Learn("b.limes", {"--align", "3", "--modes", "1", "--whole"}).code, 0);
   EXPECT_EQ(RunLimes({"merge", File("a.limes"), File("b.limes")}).code, 2);
   const std::string good = File("good.csv");
-  for (const std::vector<std::string>& wrong :
-       {std::vector<std::string>{"--rows", "--align", "0"},
-        {"--rows", "--align", "0.4"},
-        {"--values", "--align", "3"},
-        {"--rows", "--align", "3", "--whole", "--base", "1"}}) {
+  const std::pair<std::vector<std::string>, const char*> kWrong[] = {
+      {{"--rows", "--align", "0"}, "--align must be positive"},
+      {{"--rows", "--align", "0.4"}, "--align is less than a step of x, 1"},
+      {{"--values", "--align", "3"}, "not for --values"},
+      {{"--rows", "--align", "3", "--whole", "--base", "1"}, "needs a --base of 0"}};
+  for (const auto& [wrong, told] : kWrong) {
     std::vector<std::string> arguments = {"learn", File("wrong.limes"), good};
     arguments.insert(arguments.end(), wrong.begin(), wrong.end());
-    EXPECT_GE(RunLimes(arguments).code, 2) << wrong[1];
+    const SResult refused = RunLimes(arguments);
+    EXPECT_GE(refused.code, 2);
+    EXPECT_NE(refused.err.find(told), std::string::npos) << refused.err;
   }
 }
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <random>
 
+#include "apps/limes/store/store.h"
 #include "tests/host/host_fixture.h"
 
 namespace limes::host::test {
@@ -148,7 +149,8 @@ TEST_F(Modes, WholeFindsWhatIsSmallEverywhere) {
 TEST_F(Modes, WaitForPartsEnough) {
   const SResult learnt = Learn("few.limes", {"--modes", "5"}, Parts("few.csv", 15, 1));
   EXPECT_EQ(learnt.code, 0);
-  EXPECT_NE(learnt.err.find("5 modes of all points need 20 parts, 15 parts are learnt"),
+  EXPECT_NE(learnt.err.find("5 modes of all points need 20 parts, 15 parts are learnt: limes set "
+                            "--modes 3 needs no more"),
             std::string::npos)
       << learnt.err;
   const Json judged = Test("few.limes", File("few.csv"));
@@ -158,6 +160,21 @@ TEST_F(Modes, WaitForPartsEnough) {
   EXPECT_EQ(Learn("few.limes", {"--modes", "2"}, File("few.csv")).code, 2);
   EXPECT_EQ(RunLimes({"learn", File("no.limes"), File("few.csv"), "--rows", "--modes", "51"}).code,
             2);
+}
+
+TEST_F(Modes, JudgeNothingWhenTheyCannotBeRead) {
+  ASSERT_EQ(Learn("a.limes", {"--modes", "1"}, Parts("good.csv", 30, 1)).code, 0);
+  {
+    CStore store(File("a.limes"), CStore::Mode::kExisting);
+    store.Begin();
+    std::vector<std::uint8_t> record = store.Modes();
+    record[record.size() / 2] ^= 1;
+    store.SetModes(record);
+    store.Commit();
+  }
+  const SResult test = RunLimes({"test", File("a.limes"), File("good.csv")});
+  EXPECT_EQ(test.code, 4);
+  EXPECT_NE(test.err.find("the modes: "), std::string::npos) << test.err;
 }
 
 TEST_F(Modes, AreChosenWhereTheyHelp) {

@@ -159,7 +159,7 @@ TEST_F(Plot, CurvesOfJudgedPartsAreKept) {
     words.insert(words.end(), parts.begin(), parts.end());
     const auto drawn = RunLimes(words);
     EXPECT_EQ(drawn.code, 0) << drawn.err;
-    const std::regex curve("class=\"line\" data-name=\"[^\"]*p[0-9]");
+    const std::regex curve("class=\"line\" data-name=\"[^\"]*p[0-9]+\" d=\"M");
     return std::distance(std::sregex_iterator(drawn.out.begin(), drawn.out.end(), curve), {});
   };
   EXPECT_EQ(lines({"parts.csv:p0", "parts.csv:p229"}), 2);

@@ -88,5 +88,17 @@ TEST_F(TuneTest, SaysWhatItCannotTell) {
   EXPECT_TRUE(Read(File("p.svg")).starts_with("<svg"));
 }
 
+TEST_F(TuneTest, TellsOfValuesThatNeverChanged) {
+  ASSERT_EQ(RunLimes({"learn", File("s"), Rows("learn.csv", 30, 0, 1), "--rows", "--first-value",
+                      "v0", "--label-column", "label"})
+                .code,
+            0);
+  const std::string shown = RunLimes({"show", File("s")}).out;
+  EXPECT_NE(
+      shown.find("4 values have never changed; a change is rejected, by chance at most 12.9 %"),
+      std::string::npos)
+      << shown;
+}
+
 }  // namespace
 }  // namespace limes::host::test
