@@ -125,9 +125,7 @@ class CCalibration {
           continue;
         }
         model_.ConvertUnits(part, [this](const std::string& text) { Warn(console_, text); });
-        if (options_.frozen) {
-          CheckIsNew(part);
-        }
+        CheckIsNew(part);
         Take(part, options_.group      ? part.label.value_or("")
                    : settings_.cut > 0 ? std::to_string(file)
                                        : std::to_string(parts_.size()));
@@ -141,11 +139,16 @@ class CCalibration {
     }
   }
 
-  /// A part that was learnt lies nearer to what was learnt than any other.
-  void CheckIsNew(const SPart& part) const {
+  /// A part lies nearer to itself than to any other: one that was learnt, or is given twice.
+  void CheckIsNew(const SPart& part) {
     const std::int64_t content = ContentOf(part, RecordOf(part));
-    if (std::any_of(known_.begin(), known_.end(),
-                    [&](const SLearntPart& known) { return known.content == content; })) {
+    if (const auto [same, isNew] = taken_.try_emplace(content, part.name); !isNew) {
+      throw CUsageError(part.name + " is given twice" +
+                        (same->second == part.name ? "" : ", as " + same->second));
+    }
+    if (options_.frozen && std::any_of(known_.begin(), known_.end(), [&](const SLearntPart& known) {
+          return known.content == content;
+        })) {
       throw CUsageError(part.name + " is learnt: --frozen takes further good parts");
     }
   }
@@ -297,6 +300,7 @@ class CCalibration {
   std::vector<SStoredQuantity> quantities_;
   std::vector<SGoodPart> parts_;
   std::map<std::string, std::size_t> groups_;
+  std::map<std::int64_t, std::string> taken_;  ///< names of the parts by their content
 };
 
 }  // namespace

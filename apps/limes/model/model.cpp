@@ -302,6 +302,11 @@ std::string CModel::Learn(const SPart& part, bool allowShort, bool scored) {
 }
 
 SScores CModel::ScoreFurther(const SPart& measured) {
+  // Tracks would grow their grid to be learnt.
+  if (const std::string refused = settings_.tracks ? "" : Prepare(measured, false);
+      !refused.empty()) {
+    throw CInputError(measured.name, refused);
+  }
   const SPart& part = Aligned(measured);
   ForEachQuantity(part, [&](CQuantityModel& model, const SQuantity& quantity) {
     model.PrepareJudging(quantity, part.name);
@@ -310,10 +315,6 @@ SScores CModel::ScoreFurther(const SPart& measured) {
 }
 
 std::vector<float> CModel::ValuesOf(const SPart& part) {
-  // Tracks would grow their grid to be learnt.
-  if (const std::string refused = settings_.tracks ? "" : Prepare(part, false); !refused.empty()) {
-    throw CInputError(part.name, refused);
-  }
   ScoreFurther(part);
   std::vector<float> values;
   for (const auto& model : quantities_) {

@@ -118,7 +118,8 @@ class CModel {
   /// none; empty for a single value.
   std::vector<float> Judged(const std::string& quantity);
 
-  /// Scores of a further good part by what is learnt. Throws CInputError when it does not fit.
+  /// Scores of a further good part by what is learnt. Throws CInputError when it does not fit or
+  /// would not be learnt.
   SScores ScoreFurther(const SPart& part);
 
   /// The values of a good part at all points that are learnt, one quantity behind the other, NaN
