@@ -7,8 +7,9 @@ namespace {
 
 class TuneTest : public HostTest {
  protected:
-  /// Rows of levels, the bad ones with a bump; a point in ten never varies but in a bad part.
-  std::string Rows(const std::string& name, int good, int bad, unsigned seed) const {
+  /// Rows of levels, the bad ones with a bump; a point in ten never varies but in a bad part. The
+  /// last of the good ones are of a sensor that came off.
+  std::string Rows(const std::string& name, int good, int bad, unsigned seed, int off = 0) const {
     std::mt19937 random(seed);
     std::string text = "label";
     for (int i = 0; i < 40; ++i) {
@@ -19,6 +20,10 @@ class TuneTest : public HostTest {
       for (int i = 0; i < 40; ++i) {
         const double noise = static_cast<double>(random() % 1000) / 500.0 - 1.0;
         const double bump = part >= good && i == part % 40 ? 1.0 + 0.1 * (part % 20) : 0.0;
+        if (part < good && part >= good - off) {
+          text += "," + std::to_string(noise);
+          continue;
+        }
         text += "," + std::to_string(i % 10 == 3 ? 50.0 + bump : 60.0 + (1 + i % 4) * noise + bump);
       }
     }
@@ -43,7 +48,7 @@ class TuneTest : public HostTest {
 
 TEST_F(TuneTest, TellsWhatJudgingAnewWouldFind) {
   const std::string learnt = Rows("learn.csv", 30, 0, 1);
-  const std::string judged = Rows("judge.csv", 60, 40, 2);
+  const std::string judged = Rows("judge.csv", 65, 40, 2, 5);
   for (const char* sides : {"both", "upper"}) {
     std::filesystem::remove(File("s"));
     ASSERT_EQ(RunLimes({"learn", File("s"), learnt, "--rows", "--first-value", "v0",

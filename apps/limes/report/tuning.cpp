@@ -80,6 +80,7 @@ void CTuning::Add(const SPartVerdict& verdict) {
                   : settings_.WhichSides() == Sides::kLower ? Side::kLower
                                                             : Side::kUpper;
     margin.mayFail = MayFail(q) && !IsWhole(q);  // which has a limit for a rate alone
+    part.isMeasured = part.isMeasured && MayFail(q);
     margin.mayPass = q.verdict == Verdict::kPass || whole;
     margin.factor = q.largestInS.value_or(beyond ? kInfinity : -kInfinity);
     margin.n = q.sureness ? q.sureness->effectiveParts : 0.0;
@@ -128,13 +129,17 @@ STunedPart CTuning::Tuned(const SStored& part, double base) const {
   STunedPart tuned;
   const bool own = base == part.base;
   tuned.factors = tuned.scores = {-kInfinity, -kInfinity};
-  tuned.whole = part.scores.whole;
+  if (part.isMeasured) {
+    tuned.whole = part.scores.whole;
+  }
+  bool mayFail = false;
   for (const SMargin& margin : part.margins) {
     const std::size_t side = Index(margin.side);
     tuned.passes[side] = tuned.passes[side] && margin.mayPass;
     if (!margin.mayFail) {
       continue;
     }
+    mayFail = true;
     const bool any = !margin.corners.empty();
     tuned.isKnown = tuned.isKnown && (own || any);
     const double factor = any ? FactorFor(margin.corners, base) : margin.factor;
@@ -145,13 +150,14 @@ STunedPart CTuning::Tuned(const SStored& part, double base) const {
       tuned.scores[side] = kInfinity;
     }
   }
-  if (own && part.scores.above && part.scores.below) {
+  // What was not measured has scores, too, and they are far out.
+  if (own && part.isMeasured && part.scores.above && part.scores.below) {
     const std::array<double, 2> stored = {*part.scores.above, *part.scores.below};
     for (std::size_t side = 0; side < 2; ++side) {
       tuned.scores[side] = tuned.scores[side] == kInfinity ? kInfinity : stored[side];
     }
   } else {
-    tuned.isScored = !settings_.tracks;
+    tuned.isScored = !settings_.tracks || !mayFail;
   }
   return tuned;
 }

@@ -103,6 +103,7 @@ class CTuning {
     std::optional<std::string> label;
     double base;
     SScores scores;
+    bool isMeasured = true;  ///< each quantity, so that the scores tell of the part
     std::vector<SMargin> margins;
   };
 
