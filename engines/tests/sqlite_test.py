@@ -127,7 +127,10 @@ class SqliteTest(unittest.TestCase):
                                   "--x-unit", "Hz", "--base", "3", "--factor", "3")),
                 ("track", curves, ("--rows", "--no-header", "--dx", "10", "--tracks", "--sides",
                                    "lower")),
-                ("cover", rows, ("--values", "--no-header", "--cover", "99%"))):
+                ("--cover", rows, ("--values", "--no-header", "--cover", "99%")),
+                *((option, curves, ("--rows", "--no-header", "--dx", "10", option, *more))
+                  for option, *more in (("--width", "20"), ("--modes", "2"), ("--whole",),
+                                        ("--align", "20")))):
             with self.subTest(name), tempfile.TemporaryDirectory() as folder:
                 table, store = folder + "/good.csv", folder + "/store.limes"
                 pathlib.Path(table).write_text(text, "utf-8")
@@ -138,8 +141,8 @@ class SqliteTest(unittest.TestCase):
                                        stdout=subprocess.PIPE).stdout
                 db = load(sqlite3.connect(store))
                 db.execute(view)
-                if name == "cover":
-                    with self.assertRaisesRegex(sqlite3.Error, "program alone"):
+                if name in options:
+                    with self.assertRaisesRegex(sqlite3.Error, f"{name}.*program alone"):
                         db.execute(query).fetchall()
                     continue
                 found = {}
