@@ -71,7 +71,7 @@ namespace {
 bool HasNoSignal(double x, double mean, double spread) {
   const double gap = mean - x;
   return mean > 0.0 &&
-         ((gap > 0.5 * mean && gap > 20.0 * spread) || (gap >= 0.8 * mean && mean > 5.0 * spread));
+         ((gap > 0.5 * mean && gap > 20.0 * spread) || (gap >= 0.8 * mean && gap > 4.0 * spread));
 }
 
 }  // namespace

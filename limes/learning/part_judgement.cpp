@@ -141,7 +141,7 @@ bool IsAboutZero(const CurveOverlap& overlap, PointMask mask, const SLearntCurve
   }
   points = low = 0;
   ForEachPoint(overlap, mask, learnt, [&](std::int64_t, float value, float middle, float spread) {
-    const bool tells = decibel || (middle >= 0.5F * largest && middle > 5.0F * spread);
+    const bool tells = decibel || middle >= 0.5F * largest;
     points += tells ? 1 : 0;
     low += tells && isLow(double{value}, double{middle}) && middle - value > 4.0F * spread ? 1 : 0;
   });

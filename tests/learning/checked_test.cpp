@@ -268,6 +268,7 @@ TEST(CheckedCurve, PassesNothingOfACableThatCameOff) {
       {"a tenth", false, 0.04F, 0.1F, 0.0F, S::kNoSignal},
       {"the other sign", false, 0.04F, -1.0F, 0.0F, S::kNoSignal},
       {"noise where much is good", false, 0.5F, 0.0F, 0.0F, S::kOk},
+      {"the other sign there", false, 0.4F, -1.0F, 0.0F, S::kNoSignal},
       {"6 dB less", true, 2.0F, 1.0F, 6.0F, S::kOk},
       {"20 dB less", true, 2.0F, 1.0F, 20.0F, S::kNoSignal},
       {"20 dB less of 8", true, 8.0F, 1.0F, 20.0F, S::kOk},
