@@ -21,7 +21,9 @@ SHARE_LEARNT, MOST_LEARNT = 0.7, 400
 
 def rows(path, first, is_good, keep=lambda row: True, part=None, scale=1.0):
     """Good and bad parts of a table, each a list of (axis, values): a row, or those that have the
-    same text in the column part."""
+    same text in the column part; none where there is no such file."""
+    if not os.path.exists(path):
+        return [first], [], []
     with open(path, newline="") as file:
         table = [row for row in csv.DictReader(file) if keep(row)]
     names = list(table[0])[list(table[0]).index(first):]
@@ -73,7 +75,12 @@ def pieces(paths, length, folder):
 
 
 def sets(data, folder):
-    """Name, options of learn, good and bad parts, and what writes some of them into a folder."""
+    """Name, options of learn, good and bad parts, and what writes some of them into a folder; of the
+    sets that are there."""
+    return (one_set for one_set in all_sets(data, folder) if one_set[2] and one_set[3])
+
+
+def all_sets(data, folder):
     files = lambda pattern: sorted(glob.glob(os.path.join(data, pattern)))
     path = lambda name: os.path.join(data, name)
     as_they_are = lambda good, bad, folder: good + bad
@@ -94,12 +101,14 @@ def sets(data, folder):
     motors = [f for f in cut("bldc_motor/good_*.wav", 8000) if "M1_1400" not in f]  # 44.1 kHz
     yield ("bldc_motor", ["--use", "1", "--spectrum", "1024", *upper], motors,
            cut("bldc_motor/bad_*.wav", 8000), as_they_are)
-    with open(path("cwru_bearing/scale.csv"), newline="") as file:
-        recordings = [rows(path(f"cwru_bearing/{r['file']}.csv"), "v0",
-                           lambda row, r=r: r["label"] == "good", scale=float(r["g_per_count"]))
-                      for r in csv.DictReader(file)]
+    recordings, scales = [], path("cwru_bearing/scale.csv")
+    if os.path.exists(scales):
+        with open(scales, newline="") as file:
+            recordings = [rows(path(f"cwru_bearing/{r['file']}.csv"), "v0",
+                               lambda row, r=r: r["label"] == "good",
+                               scale=float(r["g_per_count"])) for r in csv.DictReader(file)]
     curves = ["--rows", "--spectrum", "1024", "--dx", "2.0833333333e-05", "--x-unit", "s", *upper]
-    names = recordings[0][0]
+    names = recordings[0][0] if recordings else []
     yield ("cwru_bearing", [*curves, "--first-value", "v0", "--skip", "part,axis,label"],
            sum((r[1] for r in recordings), []), sum((r[2] for r in recordings), []),
            lambda *parts: tables(names, *parts))
@@ -149,10 +158,11 @@ def split(one_set, number):
 
 
 def counts(goods, bads, limit, learnt):
-    """Parts judged by a limit, good ones rejected, bad ones passed, and the interval."""
-    line = goods[limit]
-    result = dict(good=line["parts"], rejected=line["rejected"], bad=bads[limit]["parts"],
-                  passed=bads[limit]["parts"] - bads[limit]["rejected"])
+    """Parts judged by a limit, good ones rejected or not judged, bad ones that are OK, and the
+    interval."""
+    line, bad = goods[limit], bads[limit]
+    result = dict(good=line["parts"], rejected=line["rejected"] + line["not_judged"],
+                  bad=bad["parts"], passed=bad["parts"] - bad["rejected"] - bad["not_judged"])
     if limit != 3:
         scores = line["scores"]
         rank = scores + 1 - round(line["promised"] * (scores + 1))
