@@ -28,12 +28,12 @@ struct SFailure {
 template <class Action>
 limes_status Caught(std::string* error, Action action) noexcept {
   const auto tell = [error](limes_status status, const char* text) {
-    try {
-      if (error != nullptr) {
+    if (error != nullptr) {
+      try {
         *error = text;
+      } catch (...) {
+        error->clear();
       }
-    } catch (...) {
-      error->clear();
     }
     return status;
   };

@@ -27,7 +27,7 @@ class CBandPower {
 
   double Resolution() const { return resolution_; }
   double Lowest() const { return 0.5 * resolution_; }
-  double Highest() const { return (static_cast<double>(n_ / 2) - 0.5) * resolution_; }
+  double Highest() const { return 0.5 * (static_cast<double>(n_) - 1.0) * resolution_; }
 
  private:
   std::uint32_t n_;

@@ -27,8 +27,8 @@ struct One {
 };
 struct Lanes {
   static constexpr std::size_t kCount = 8;
-  typedef float Number __attribute__((vector_size(kCount * sizeof(float))));
-  typedef double Doubles __attribute__((vector_size(kCount * sizeof(double))));
+  using Number = float __attribute__((vector_size(kCount * sizeof(float))));
+  using Doubles = double __attribute__((vector_size(kCount * sizeof(double))));
   struct alignas(kCount * sizeof(double)) Sum {  // the alignment of whatever form is chosen
     Doubles lanes;
   };

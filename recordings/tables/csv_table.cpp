@@ -188,6 +188,7 @@ std::vector<std::size_t> CCsvTable::Choose(const std::vector<std::string>& use,
                                            const std::vector<std::string>& skip, std::size_t first,
                                            std::vector<std::size_t> others) const {
   std::vector<std::size_t> chosen;
+  chosen.reserve(use.size());
   for (const std::string& name : use) {
     chosen.push_back(Find(name));
   }

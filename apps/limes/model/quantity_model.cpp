@@ -116,7 +116,7 @@ std::string CQuantityModel::Join(CQuantityModel& other) {
     return "the units differ: " + units(other.xUnit_, other.unit_) + " there, " +
            units(xUnit_, unit_) + " here";
   }
-  const std::string difference =
+  std::string difference =
       Difference(settings_, other.settings_,
                  {"--tracks", "--cut",        "--detrend",  "--spectrum", "--resolution", "--bands",
                   "--level",  "--weighting",  "--envelope", "--single",   "--orders",     "--sides",
