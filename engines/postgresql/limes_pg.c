@@ -365,7 +365,7 @@ static void PutText(Row* row, const char* text) {
 
 static Datum Judgement(FunctionCallInfo fcinfo, const limes_limit* limit, limes_outcome outcome,
                        limes_status status) {
-  limes_judgement judgement;
+  limes_judgement judgement = {0};
   limes_side side = LIMES_UPPER;
   const bool none = outcome == LIMES_NOT_JUDGED;
   Row row = {.count = 0};

@@ -27,7 +27,7 @@ void CheckFolders(const SWatchSettings& watch) {
   }
 }
 
-SWatchHooks HooksOf(CBenchLearning& learning, std::function<SSettings()> settings,
+SWatchHooks HooksOf(CBenchLearning& learning, const std::function<SSettings()>& settings,
                     SConsole& console) {
   SWatchHooks hooks;
   hooks.report = [](const auto&, const auto&, const auto&) {};

@@ -43,7 +43,7 @@ class CBenchLearning {
 };
 
 /// Messages to the console, learning by learning; nothing is reported. All must outlive the hooks.
-SWatchHooks HooksOf(CBenchLearning& learning, std::function<SSettings()> settings,
+SWatchHooks HooksOf(CBenchLearning& learning, const std::function<SSettings()>& settings,
                     SConsole& console);
 
 }  // namespace limes::host

@@ -133,6 +133,7 @@ void ShowCapability(const SOptions& options, CStore& store, CModel& model, SCons
     return s.side == Side::kLower && model.Settings().WhichSides() == Sides::kBoth;
   });
   std::vector<std::string> names;
+  names.reserve(summaries.size());
   for (const SLearntSummary& s : summaries) {
     names.push_back(s.name);
   }

@@ -108,7 +108,7 @@ class CGaugeRun {
         use.push_back(column.name);
       }
     }
-    const std::vector<std::size_t> chosen = table.Choose(use, {}, 0, std::move(others));
+    std::vector<std::size_t> chosen = table.Choose(use, {}, 0, std::move(others));
     if (use.empty() && chosen.size() > 1) {
       throw CUsageError(table.Name() +
                         ": several columns may hold the values; name those that do "

@@ -40,7 +40,7 @@ std::string Text(std::int64_t number) { return std::to_string(number); }
 
 }  // namespace
 
-CPlantWriter::CPlantWriter(CPlantConnection& plant, std::string bench)
+CPlantWriter::CPlantWriter(CPlantConnection& plant, const std::string& bench)
     : plant_(plant), bench_(PlantText(bench)) {
   MakePlant(plant_);
   constexpr int kTries = 600;

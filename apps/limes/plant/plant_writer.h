@@ -24,7 +24,7 @@ struct SPushed {
 class CPlantWriter {
  public:
   /// Waits for another push of this bench, a minute at most.
-  CPlantWriter(CPlantConnection& plant, std::string bench);
+  CPlantWriter(CPlantConnection& plant, const std::string& bench);
 
   /// anew: what another store has pushed to the bench is put aside. Throws CUsageError where that
   /// is not asked for.

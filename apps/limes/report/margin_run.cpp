@@ -71,7 +71,7 @@ std::vector<CMarginRun::SBar> CMarginRun::Bars(double from, std::size_t most, do
   }
   width = each / kStepsPerSpread;
   const int first = bar(begin->first, each);
-  bars.resize(static_cast<std::size_t>(bar(last, each) - first + 1));
+  bars.resize(static_cast<std::size_t>(bar(last, each) - first) + 1);
   for (std::size_t i = 0; i < bars.size(); ++i) {
     bars[i].low = (first + static_cast<int>(i)) * width;
   }

@@ -32,6 +32,7 @@ class CTop {
     Sort(sorted);
     sorted.resize(std::min(sorted.size(), most_));
     std::vector<T> items;
+    items.reserve(sorted.size());
     for (SItem& entry : sorted) {
       items.push_back(std::move(entry.item));
     }
