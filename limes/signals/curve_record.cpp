@@ -47,11 +47,13 @@ void CSigCurve::KompressorAnbinden(CCompressedVector* kompressor) {
 }
 
 bool CSigCurve::WriteToFile(CFileStream& file, unsigned version) const {
-  return WriteCoded(file, version, CCompressedVector::kRange);
+  return detail::IfMemoryAllows(
+      false, [&] { return WriteCoded(file, version, CCompressedVector::kRange); });
 }
 
 bool CSigCurve::WriteToFileRaw(CFileStream& file, unsigned version) const {
-  return WriteCoded(file, version, CCompressedVector::kRaw);
+  return detail::IfMemoryAllows(false,
+                                [&] { return WriteCoded(file, version, CCompressedVector::kRaw); });
 }
 
 bool CSigCurve::WriteCoded(CFileStream& file, unsigned version, int method) const {

@@ -13,6 +13,7 @@
 #include "limes/learning/learning_limit_value.h"
 #include "limes/learning/sided.h"
 #include "limes/learning/track_learning_tool.h"
+#include "limes/signals/curve_array.h"
 #include "limes/signals/extended_curve.h"
 #include "tests/support/hostile.h"
 #include "tests/support/messages.h"
@@ -326,6 +327,21 @@ TEST(ShortOfMemory, LimitsOfALoadedStateSaySo) {
     EXPECT_NO_THROW(formed = tool.UpdateLimit() == 1 && tool.StandardAbwBilden() == 1);
     Arming()(false);
     EXPECT_TRUE(!formed || tool.Grenzkurve()->YUnit() == curve.YUnit());
+  }
+}
+
+TEST(ShortOfMemory, RecordsOfCurvesSaySo) {
+  struct Discarding : CMemoryStream {
+    void Write(const void* /*data*/, std::size_t /*bytes*/) override {}
+  } file;
+  bool written = false;
+  for (int k = 1; !written; ++k) {
+    SCOPED_TRACE(k);
+    CSigCurveArray array;
+    ASSERT_EQ(array.ErsteKurve(Sloping(20)), 0);
+    Arming(k)(true);
+    EXPECT_NO_THROW(written = array[0]->WriteToFileRaw(file, 2) && array.DateiExport(file));
+    Arming()(false);
   }
 }
 
