@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import dataclasses
+import math
 from collections.abc import Sequence
 from typing import Any
 
@@ -22,6 +23,7 @@ class ModesVerdict:
     """A part against the limits of its modes and residuals; upper and lower are its own limits."""
 
     verdict: _limes.Verdict
+    reason: _limes.PartStatus  #: why it is not judged, else OK
     amounts: npt.NDArray[np.float64]  #: of the modes, in spreads
     amount_limit: float
     expected: npt.NDArray[np.float64]
@@ -39,22 +41,44 @@ class Modes:
     """Learns the main ways in which good parts differ all together, and judges what they leave of a
     part, point by point, how much of them is in it, and with whole (then 0 modes will do) how far
     all points lie out together. One rate of rejected good parts holds for all. A part is a row of
-    numbers, NaN where it was not measured, or what limes.learn takes as a curve, which is placed on
-    the grid of the first one."""
+    numbers, NaN or masked where it was not measured, or what limes.learn takes as a curve, which is
+    placed on the grid of the first one."""
 
     def __init__(
         self, modes: int = 3, *, reject: float = 0.01, base: float = 0.0, whole: bool = False
     ):
-        check_rate(reject)
         if modes < 0:
             raise ValueError(f"modes must not be negative, not be {modes}")
         self._modes = modes
         self._whole = whole
         self._first: Given | None = None
+        self._points = 0
         self.tool = self._make()
         self.calibration = _limes.Calibration(whole=whole)
         self.reject = reject
         self.base = base
+
+    @property
+    def reject(self) -> float:
+        """Rate of good parts that may be rejected. May be changed."""
+        return self._reject
+
+    @reject.setter
+    def reject(self, rate: float) -> None:
+        check_rate(rate)
+        self._reject = rate
+
+    @property
+    def base(self) -> float:
+        """What the limits of all points are wider by, on both sides. May be changed, best before
+        parts are scored."""
+        return self._base
+
+    @base.setter
+    def base(self, base: float) -> None:
+        if not math.isfinite(base):
+            raise ValueError(f"base must be a finite number, not {base!r}")
+        self._base = base
 
     def _make(self) -> Any:
         return _limes.CCommonModes(self._modes, whole=self._whole)
@@ -63,20 +87,26 @@ class Modes:
         """Judges a part by those before it, once modes are formed, and learns it. ValueError, with
         nothing changed, when it does not fit or less than 0.9 of its points were measured."""
         row, taken = self._row(part)
-        if _measured(row) < _SHARE:
-            raise ValueError(_limes.PartStatus.COVERS_TOO_LITTLE.text)
+        _require_measured(row)
         scores = self._scores(self.tool, row) if self.tool.formed else None
         self.tool.learn(row)
         self._first = self._first or taken
+        self._points = len(row)
         if scores is not None:
             self.calibration.add(scores)
 
     def calibrate(self, parts: Sequence[npt.ArrayLike | Measured]) -> None:
         """Replaces the scores by those of good parts, each by the modes of the others: a 32nd of
-        them is left out at a time. ValueError when modes cannot be formed of the others."""
+        them is left out at a time. ValueError when modes cannot be formed of the others, for parts
+        that learn would refuse, and for one that is given twice, whose scores are of itself."""
         rows = [self._row(part)[0] for part in parts]
         if not rows:
             raise ValueError("no parts to calibrate with")
+        places: dict[bytes, int] = {}
+        for number, row in enumerate(rows, 1):
+            _require_measured(row)
+            if (first := places.setdefault(row.tobytes(), number)) != number:
+                raise ValueError(f"part {number} is part {first} once more")
         folds = min(len(rows), _FOLDS)
         calibration = _limes.Calibration(whole=self._whole)
         for fold in range(folds):
@@ -85,6 +115,11 @@ class Modes:
                 if number % folds != fold:
                     others.learn(row)
             others.form()
+            if not others.formed:
+                raise ValueError(
+                    f"modes need {others.parts_needed} parts beside those left out, {len(others)} "
+                    "are there"
+                )
             for row in rows[fold::folds]:
                 calibration.add(self._scores(others, row))
         self.calibration = calibration
@@ -98,7 +133,7 @@ class Modes:
         if isinstance(part, np.ndarray | list | tuple):
             if self._first is not None:
                 raise ValueError("curves were learnt: give a curve, not a row of numbers")
-            return np.asarray(part, dtype=np.float64), None
+            return self._numbers(part), None
         first = self._first
         taken = given(part, None if first is None else first.curve)
         health = _limes.SignalHealth
@@ -135,6 +170,19 @@ class Modes:
         row[at[inside]] = values[inside]
         return row, taken
 
+    def _numbers(self, part: Any) -> npt.NDArray[np.float64]:
+        masked = np.ma.getmaskarray(part) if np.ma.isMaskedArray(part) else None
+        array = np.asarray(part)
+        if array.dtype.kind not in "biuf":
+            raise TypeError(f"a part is a row of numbers, not of {array.dtype}")
+        if array.ndim != 1 or array.size != (self._points or array.size):
+            learnt = f" of {self._points} points" if self._points else ""
+            raise ValueError(f"a part is a row of numbers{learnt}, not of shape {array.shape}")
+        row = array.astype(np.float64)
+        if masked is not None:
+            row[masked] = np.nan
+        return row
+
     @property
     def promise(self) -> _limes.CalibratedLimit:
         """What is promised of the limits."""
@@ -169,12 +217,14 @@ class Modes:
         verdict = _limes.Verdict.PASS if share >= min_share else _limes.Verdict.NOT_JUDGED
         if beyond.size or far:
             verdict = _limes.Verdict.FAIL
+        status, unjudged = _limes.PartStatus, verdict == _limes.Verdict.NOT_JUDGED
         x = None
         if taken is not None and self._first is not None:
             step, start = _grid(self._first)
             x = start + step * np.arange(len(row))
         return ModesVerdict(
             verdict=verdict,
+            reason=status.COVERS_TOO_LITTLE if unjudged else status.OK,
             amounts=told.amounts,
             amount_limit=most,
             expected=told.expected,
@@ -187,6 +237,11 @@ class Modes:
             judged_share=share,
             x=x,
         )
+
+
+def _require_measured(row: npt.NDArray[np.float64]) -> None:
+    if _measured(row) < _SHARE:
+        raise ValueError(_limes.PartStatus.COVERS_TOO_LITTLE.text)
 
 
 def _measured(row: npt.NDArray[np.float64]) -> float:

@@ -23,6 +23,8 @@ def scores(
     one_pass scores each part (group) by those before it; the parts before the eleventh have no
     scores then and are left out of the result. base is that of the limit, for all points or each.
     """
+    if np.ma.is_masked(parts):
+        raise ValueError("what is masked has no values: fill it with NaN")
     array = np.asarray(parts)
     if array.ndim != 2 or array.dtype.kind not in "biuf":
         raise ValueError("parts are the rows of an array of numbers, points the columns")

@@ -149,6 +149,36 @@ def test_modes_find_what_the_points_hide():
     assert sum(modes.judge(make()).verdict == limes.Verdict.FAIL for _ in range(200)) < 30
 
 
+def test_modes_take_rows_of_numbers_alone():
+    rng = np.random.default_rng(3)
+    rows = [50 + rng.normal(size=40) for _ in range(60)]
+    modes = limes.Modes(1, reject=0.05)
+    for row in rows:
+        modes.learn(row)
+    bad = np.where(np.arange(40) == 7, 90, rows[0])
+    half = np.ma.masked_array(bad, mask=np.arange(40) < 20)
+    told = modes.judge(half)
+    assert (told.verdict.name, told.reason.name) == ("NOT_JUDGED", "COVERS_TOO_LITTLE")
+    assert modes.judge(bad).reason == limes.PartStatus.OK
+    for call, given, why in (
+        (modes.judge, bad[1:], "of 40 points"),
+        (modes.judge, bad.reshape(2, 20), "of 40 points"),
+        (modes.learn, bad + 1j, "not of complex"),
+        (modes.judge, [str(v) for v in bad], "row of numbers"),
+        (modes.learn, half, "too little"),
+        (modes.calibrate, [*rows, half], "too little"),
+        (modes.calibrate, [row[1:] for row in rows], "of 40 points"),
+        (modes.calibrate, [*rows, rows[3].copy()], "part 61 is part 4 once more"),
+        (modes.calibrate, rows[:3], "beside those left out"),
+        (lambda base: setattr(modes, "base", base), np.nan, "finite"),
+        (lambda rate: setattr(modes, "reject", rate), 5, "between 0 and 1"),
+        (limes.scores, np.ma.masked_array(rows, mask=np.array(rows) > 51), "masked"),
+    ):
+        with pytest.raises((ValueError, TypeError), match=why):
+            call(given)
+    assert len(modes.tool) == 60 and len(modes.calibration) == 60 - modes.tool.parts_needed
+
+
 @pytest.mark.parametrize("count", [0, 1])
 def test_the_whole_finds_what_is_small_everywhere(count):
     rng = np.random.default_rng(3)
