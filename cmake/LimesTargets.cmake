@@ -64,8 +64,13 @@ function(limes_test_dir name)
     LIMES_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data" LIMES_LIBRARY_FILE="$<TARGET_FILE:limes>")
   limes_test_options(limes_${name}_tests)
   add_dependencies(limes_${name}_tests limes)
+  set(seconds 600)
+  if(LIMES_SANITIZE)
+    set(seconds 3600)
+  endif()
   gtest_discover_tests(limes_${name}_tests TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT 600)
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT ${seconds})
 endfunction()
 
 # A fuzz target fuzz/NAME_fuzz.cpp with its seeds in fuzz/corpus/NAME; ctest replays the seeds.
