@@ -101,6 +101,14 @@ TEST_F(Align, StaysWithTheStore) {
   const SResult other = RunLimes({"test", File("a.limes"), File("good.csv"), "--align", "3"});
   EXPECT_EQ(other.code, 2);
   EXPECT_NE(RunLimes({"show", File("a.limes")}).out.find("shift of curve"), std::string::npos);
+  for (const auto& limit : RunLimes({"show", File("a.limes"), "--json"}).Lines()) {
+    if (limit["name"] == "shift of curve") {  // around its modes
+      const auto number = [&](const char* name) { return limit[name].at(0).get<double>(); };
+      const double sign = limit["side"] == "upper" ? 1.0 : -1.0;
+      EXPECT_NEAR(number("limit"),
+                  number("mean") + sign * limit["factor"].get<double>() * number("spread"), 1e-5);
+    }
+  }
   EXPECT_EQ(RunLimes({"calibrate", File("a.limes")}).code, 0);
   const SResult edge =
       RunLimes({"learn", File("a.limes"), Parts("edge.csv", {{8.0, 10.0}, {1.0, 10.0}}, 5)});
