@@ -314,7 +314,8 @@ void AddLearning(std::vector<Operation>& all) {
   });
   LIMES_OP(Curves, "Excesses", {
     std::vector<SCurveExcess> regions;
-    const bool ok = o.UpdateLimit() == 1 && o.Excesses(Fixed(9), regions);
+    const bool ok = o.UpdateLimit() == 1 && o.Excesses(Fixed(9, 1), regions);
+    out << regions.size();
     for (const SCurveExcess& r : regions) {
       out << r.x0 << r.x1 << r.excess << r.x << r.value << r.limit << r.mean << r.spread;
     }
@@ -537,8 +538,18 @@ void AddPairsAndArrays(std::vector<Operation>& all) {
   LIMES_OP(CSigCurveList, "SortByKey", { return o.SortByKey(); });
   LIMES_OP(CSigND, "append", { return o.append(FixedSample<CSigND>()); });
   LIMES_OP(CSigND, "append row", { return o.append(FixedSample<CSigND>()[0], o.describe(1)); });
-  LIMES_OP(CSigND, "slice", { return o.slice({1, 0}).xdim() == 2; });
-  LIMES_OP(CSigND, "SigCurveArray", { return o.SigCurveArray().Anzahl() == 2; });
+  LIMES_OP(CSigND, "slice", {
+    const CSigNDBase part = o.slice({1, 0});
+    for (std::uint32_t i = 0; i < part.xdim(); ++i) {
+      out << part.row(i);
+    }
+    return part.xdim() == 2;
+  });
+  LIMES_OP(CSigND, "SigCurveArray", {
+    const CSigCurveArray curves = o.SigCurveArray();
+    out << curves;
+    return curves.Anzahl() == 2;
+  });
   all.push_back(Reading<CSigCurveArray>(
       "CSigCurveArray record",
       [](const CSigCurveArray& a, CFileStream& f) { return a.DateiExport(f); },
