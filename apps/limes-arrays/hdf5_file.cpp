@@ -212,7 +212,7 @@ class CHdf5File : public CArraySource {
   }
 
   void AddNumbers(const std::string& path, const std::string& group, const std::string& name,
-                  std::shared_ptr<CHdf5Id> set, bool matlab) {
+                  const std::shared_ptr<CHdf5Id>& set, bool matlab) {
     const CHdf5Id type(H5Dget_type(*set), H5Tclose);
     if (IsNumber(type)) {
       AddArray(group, name, set, CHdf5Id(H5Tcopy(H5T_NATIVE_DOUBLE), H5Tclose), false, matlab);

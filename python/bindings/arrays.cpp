@@ -50,7 +50,7 @@ void RefuseIfUsed(const CSigRaw& signal) {
 py::capsule ViewBase(py::object owner, const CSigRaw& signal) {
   auto view = std::make_unique<ViewOwner>(std::move(owner), signal);
   py::capsule base(view.get(), [](void* p) { delete static_cast<ViewOwner*>(p); });
-  view.release();
+  static_cast<void>(view.release());  // the capsule owns it
   return base;
 }
 

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "apps/limes/bench/announcer.h"
 #include "apps/limes/bench/http_server.h"
@@ -122,7 +123,7 @@ class CService : public CBenchService {
     });
     server_.set_exception_handler([](const Request&, Response& answer, std::exception_ptr thrown) {
       try {
-        std::rethrow_exception(thrown);
+        std::rethrow_exception(std::move(thrown));
       } catch (const std::exception& e) {
         Refuse(answer, 500, e.what());
       }

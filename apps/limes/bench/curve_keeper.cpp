@@ -26,7 +26,7 @@ void CCurveKeeper::Add(std::size_t place, const SPart& part, Verdict verdict,
   }
 }
 
-void CCurveKeeper::Remove(std::deque<SWaiting>::iterator waiting) {
+void CCurveKeeper::Remove(const std::deque<SWaiting>::iterator& waiting) {
   bytes_ -= static_cast<std::int64_t>(waiting->record.size());
   passing_ -= waiting->stays ? 0 : 1;
   waiting_.erase(waiting);

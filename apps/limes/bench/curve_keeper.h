@@ -37,7 +37,7 @@ class CCurveKeeper {
     std::vector<std::uint8_t> record;
   };
 
-  void Remove(std::deque<SWaiting>::iterator waiting);
+  void Remove(const std::deque<SWaiting>::iterator& waiting);
 
   std::deque<SWaiting> waiting_;
   std::int64_t bytes_ = 0;
