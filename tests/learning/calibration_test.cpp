@@ -179,9 +179,11 @@ TEST(Calibration, OfManyPartsIsThatOfAllScores) {
         EXPECT_NEAR(limit.whole, plain.whole, 1e-9) << n;
       }
       const SPartsBeyond counted = calibration.Beyond(limit.above, limit.below, limit.whole);
-      const auto out = std::count_if(parts.begin(), parts.end(), [&](const SPartScores& p) {
-        return p.above > limit.above || p.below > limit.below || (whole && p.whole > limit.whole);
-      });
+      const auto out =
+          std::count_if(parts.begin(), parts.end(), [&, whole = whole](const SPartScores& p) {
+            return p.above > limit.above || p.below > limit.below ||
+                   (whole && p.whole > limit.whole);
+          });
       EXPECT_TRUE(counted.exact ? counted.parts == out : counted.parts <= out) << n;
       EXPECT_LE(counted.parts, beyond);
     }
