@@ -228,7 +228,8 @@ void Block_Record(benchmark::State& state) {  // what one write of as many bytes
   const auto p = Points(state.range(0), Order::kRising);
   CMemoryStream file;
   for (auto _ : state) {
-    const std::vector<Point> buffer = p;
+    std::vector<Point> buffer = p;
+    benchmark::DoNotOptimize(buffer);
     file.Seek(0);
     file.Write(buffer.data(), buffer.size() * sizeof(Point));
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -91,7 +92,7 @@ struct SShow {
   void PutNumber(T value, Format... format) {
     char digits[40];
     const char* const end = std::to_chars(digits, digits + 40, value, format...).ptr;
-    text += value != value ? "nan" : std::string_view(digits, end);
+    text += std::isnan(static_cast<double>(value)) ? "nan" : std::string_view(digits, end);
   }
 
   std::string text;
